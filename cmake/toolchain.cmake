@@ -1,0 +1,58 @@
+# Dependencies, warnings and the helper that makes one library per floor.
+
+find_package(Armadillo REQUIRED)
+find_package(BLAS REQUIRED)
+find_package(LAPACK REQUIRED)
+find_package(Boost 1.74 REQUIRED)
+find_package(Threads REQUIRED)
+
+find_program(CCACHE_PROGRAM ccache)
+if(CCACHE_PROGRAM)
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+endif()
+
+add_library(tovik_flags INTERFACE)
+target_compile_options(tovik_flags INTERFACE -Wall -Wextra -Wformat=2 -Wno-format-nonliteral -Werror)
+# ARMA_DONT_USE_OPENMP: chains are the only parallelism. ARMA_WARN_LEVEL 0: the program owns its words.
+# ARMA_DONT_USE_WRAPPER: link BLAS and LAPACK directly, without the run-time wrapper.
+target_compile_definitions(tovik_flags INTERFACE ARMA_DONT_USE_OPENMP ARMA_WARN_LEVEL=0 ARMA_DONT_USE_WRAPPER)
+target_include_directories(tovik_flags INTERFACE ${CMAKE_SOURCE_DIR}/src)
+target_include_directories(tovik_flags SYSTEM INTERFACE ${ARMADILLO_INCLUDE_DIRS})
+target_link_libraries(tovik_flags INTERFACE LAPACK::LAPACK BLAS::BLAS Boost::headers Threads::Threads)
+if(TOVIK_SANITIZE)
+  target_compile_options(tovik_flags INTERFACE -fsanitize=${TOVIK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  target_link_options(tovik_flags INTERFACE -fsanitize=${TOVIK_SANITIZE})
+endif()
+
+# The Armadillo header takes seconds to read; it is compiled once and shared.
+file(WRITE ${CMAKE_BINARY_DIR}/pch.cpp "")
+add_library(tovik_pch STATIC ${CMAKE_BINARY_DIR}/pch.cpp)
+target_link_libraries(tovik_pch PRIVATE tovik_flags)
+target_precompile_headers(tovik_pch PRIVATE <armadillo> <string> <vector> <functional> <memory> <unordered_map>)
+
+# tovik_library(name [FILES ...] [EXCLUDE ...] DEPENDS ...): the sources below src/<name>, or just FILES.
+function(tovik_library name)
+  cmake_parse_arguments(ARG "" "" "FILES;EXCLUDE;DEPENDS" ${ARGN})
+  if(ARG_FILES)
+    set(sources ${ARG_FILES})
+  else()
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} src/${name}/*.cpp)
+    if(ARG_EXCLUDE)
+      list(REMOVE_ITEM sources ${ARG_EXCLUDE})
+    endif()
+  endif()
+  set(present "")
+  foreach(source IN LISTS sources)
+    if(EXISTS ${CMAKE_SOURCE_DIR}/${source})
+      list(APPEND present ${source})
+    endif()
+  endforeach()
+  if(present)
+    add_library(tovik_${name} STATIC ${present})
+    target_link_libraries(tovik_${name} PUBLIC tovik_flags ${ARG_DEPENDS})
+    target_precompile_headers(tovik_${name} REUSE_FROM tovik_pch)
+  else()
+    add_library(tovik_${name} INTERFACE)
+    target_link_libraries(tovik_${name} INTERFACE tovik_flags ${ARG_DEPENDS})
+  endif()
+endfunction()

@@ -1,0 +1,39 @@
+#include "support/warning.hpp"
+
+namespace tovik::warning {
+
+warning_buffer buffer;
+
+namespace {
+
+std::string indent_lines(const std::string& text, const char* indent) {
+  std::string out;
+  for (char c : text) {
+    out += c;
+    if (c == '\n') out += indent;
+  }
+  return out;
+}
+
+}  // namespace
+
+void message::print(std::FILE* stream) const {
+  const bool own_word = text.rfind("WARNING: ", 0) == 0;
+  const std::string body = own_word ? "  " + indent_lines(text, "  ")
+                                    : "  WARNING: " + indent_lines(text, "           ");
+  std::fputs(body.c_str(), stream);
+}
+
+void warning_buffer::flush(std::FILE* stream, bool clear, bool header) {
+  if (header) std::fputs("\nWARNING MESSAGES:\n\n", stream);
+  if (messages_.empty()) std::fputs("  No warning messages.\n", stream);
+  for (const message& m : messages_) {
+    m.print(stream);
+    std::fputs("\n", stream);
+  }
+  std::fputs("\n", stream);
+  std::fflush(stream);
+  if (clear) messages_.clear();
+}
+
+}  // namespace tovik::warning
