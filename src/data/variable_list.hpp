@@ -1,0 +1,59 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "data/dummy.hpp"
+#include "data/random.hpp"
+#include "data/variable.hpp"
+
+namespace tovik {
+
+/// The catalogue of a run: data columns, the constant, dummy codes, latent factors, phantoms, random effects,
+/// in this order. Read-only while chains run.
+class VariableList {
+ public:
+  using variable_ptr = std::shared_ptr<data::variable>;
+
+  std::unordered_map<std::string, std::string> renames;  ///< full name to shown name, filled by truncateNames
+  std::vector<variable_ptr> variables;
+  std::vector<variable_ptr> clusters;  ///< clustering identifiers, from level 2 up
+
+  /// Longest shown name, set before the list is built.
+  static std::uint64_t truncate;
+
+  /// The variable with this name without regard to letter case, by full names first and shown names after;
+  /// null if there is none.
+  variable_ptr find(std::string_view name) const;
+
+  /// Selections, each in catalogue order.
+  std::vector<variable_ptr> subset(data::type kind) const;
+  std::vector<variable_ptr> subset(data::usage role) const;
+  std::vector<variable_ptr> weights() const;
+  /// Data columns (continuous, ordinal, count, nominal) that are outcomes or predictors.
+  std::vector<variable_ptr> modelvars() const;
+  /// Data columns that are outcomes and have latent means.
+  std::vector<variable_ptr> outcomeWithMeans() const;
+  /// Data columns that are predictors, or outcomes with latent means.
+  std::vector<variable_ptr> covarAndOutMeans() const;
+  /// The shown names of all variables.
+  std::vector<std::string> variableNames() const;
+
+  /// Appends a phantom without a column of its own in the data file, level 0; its column is for the caller to
+  /// set.
+  variable_ptr add_phantom(std::string const& name);
+
+  /// Puts the identifiers (type id) into `clusters`, from level 2 up, whatever their order in the list.
+  void order_clusters();
+
+  /// Shortens shown names to `truncate` characters, keeps them distinct without regard to letter case, and
+  /// returns one report line "\n           full -> short" for each change. Trailing numbers survive where
+  /// they fit: "item_number12345" becomes "item12345" at 9 characters. Dummy codes follow their parents.
+  std::string truncateNames();
+};
+
+}  // namespace tovik
