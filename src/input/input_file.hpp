@@ -1,0 +1,202 @@
+#pragma once
+
+#include <armadillo>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "data/variable_list.hpp"
+#include "input/chain_info.hpp"
+#include "input/keyed_list.hpp"
+#include "input/nominal_name.hpp"
+#include "model/block_map.hpp"
+#include "support/block.hpp"
+
+namespace tovik {
+
+class ModelList;
+class Random;
+
+/// The parsed command file: everything that the user asked for, as text, name lists and numbers. The later
+/// stages ask it for the data, the catalogue of variables, the list of equations and the division of work
+/// among chains.
+class InputFile {
+ public:
+  /// Marks a number that no command has set.
+  static constexpr std::uint32_t not_set = 4294967295u;
+
+  /// Process-wide values, written from the command line before a command file is read; they win over the
+  /// commands.
+  inline static std::uint32_t globalSeed = not_set;
+  inline static std::string dataPath;
+  inline static std::string impPathStacked;
+  inline static std::string impPathStacked0;
+  inline static std::string impPathSeparate;
+  inline static std::string impPathDataSet;
+  inline static std::string iterationsPath;
+  inline static std::string estimatesPath;
+  inline static std::string corrsPath;
+  inline static std::string waldtestPath;
+  inline static std::string psrPath;
+  inline static std::string burnPath;
+
+  /// Characters that no variable name may hold (the en dash stands twice).
+  static const std::vector<std::string> invalid_strings;
+
+  /// Reads and checks the command file. The working directory becomes the folder of the file and stays so,
+  /// also after a failure. Throws tovik::error with the user's mistake.
+  explicit InputFile(const std::string& path);
+
+  /// True when the file of the SAVE keyword `key` is to be written. Throws tovik::error_debug for an unknown
+  /// key.
+  bool isWrite(const std::string& key) const;
+  const std::string& writePath(const std::string& key) const;
+
+  /// Prints the settings of the run to the report.
+  void printOptions() const;
+
+  /// Stops the run for what the commands may say and this version does not carry out.
+  void refuse_unavailable() const;
+
+  /// Reads the data: rows are observations in file order, columns follow variableNames, missing cells are
+  /// NaN. Names that the file gives go into variableNames.
+  arma::Mat<double> data();
+
+  /// Builds the catalogue from the commands and the data. Appends the column of ones, the dummy codes and one
+  /// NaN column for each latent variable to `data`.
+  VariableList variableList(arma::Mat<double>& data);
+
+  /// The equations of MODEL and PARAMETERS.
+  ModelList modelList(VariableList& vars);
+
+  /// Deletes rows, settles roles, categories and fixed variables, and checks what only the equations can
+  /// tell.
+  void update(arma::Mat<double>& data, VariableList& vars, const ModelList& models);
+
+  /// The chains' shares of the run. Draws the starting offsets from `rng`.
+  std::vector<chain_info> chainInfo();
+
+  /// Takes the completed data of an imputation (numbers count from 1) from a chain.
+  void saveDataFunction(const arma::Mat<double>& data, std::uint32_t imputation);
+
+  /// Paths of result files by SAVE keyword; an empty path writes nothing.
+  keyed_list<std::string> savePaths;
+  std::vector<std::string> variableNames;
+  std::vector<std::string> clusterIds;
+  std::string data_file;  ///< the data of this run: the command line's, else DATA
+  std::string missingCode;
+  std::string byGroup;
+  std::vector<std::string> simples;
+  std::vector<std::string> transforms;
+  std::vector<std::string> randomEffects;
+  std::vector<std::string> parameters;
+  std::vector<std::string> ordinals;
+  std::vector<std::string> counts;
+  std::vector<nominal_name> nominals;
+  std::vector<std::string> fixed;
+  std::vector<std::string> centerGrand;
+  std::vector<std::string> centerGroup;
+  std::vector<std::string> fcs;
+  std::vector<std::string> weights;
+  std::vector<std::vector<std::string>> waldtests;  ///< one list of statements for each test
+  std::vector<block::one_model> simulates;
+  std::vector<block::one_model> models;
+  block::map blocks;
+  /// Names by identifier in lower case; the empty key holds names without a level.
+  keyed_list<std::vector<std::string>> latents;
+  keyed_list<std::vector<std::string>> phantoms;
+  std::shared_ptr<Random> rng;  ///< stream 0 of the seed; null without a seed
+  std::vector<std::string> dataNames;
+  bool fixed_specified = false;
+  std::vector<arma::Mat<double>> imputations;  ///< by number; 0 is the incomplete data
+  std::uint32_t iterations = not_set;
+  std::uint32_t burn = not_set;
+  std::uint32_t seed = globalSeed;
+  std::uint32_t thin = not_set;
+  std::uint32_t nimps = not_set;
+  std::uint32_t processors = not_set;
+  double missingValue = std::numeric_limits<double>::quiet_NaN();
+  std::uint32_t chains = 2;
+  double ICCcutoff = 0.01;
+  double startsdispersion = 1.0;
+  std::uint32_t tunecheck = 100;
+  bool undefinedcovariance = true;  ///< refuse pairs of variables that are never observed together
+  bool drop_all_missing = true;
+  std::int32_t clmean_method = 2;  ///< cluster means: 0 none, 1 manifest, 2 latent
+  bool hev = false;
+  bool randomstarts = true;
+  bool scientific = false;
+  bool mice = false;
+  bool covariatemodel = false;
+  bool psr = true;
+  bool tuneinfo = true;
+  bool tune_all = true;
+  bool savelatent = false;
+  bool saveresid = false;
+  bool savepred = false;
+  bool labels = false;
+  bool saveVarNames = false;
+  bool listwise = false;
+  std::int32_t prior_resvar = 2;
+  std::int32_t prior_raneff = 2;
+  bool prior_resvar_set = false;
+  bool prior_raneff_set = false;
+  std::int32_t xprior = -1;
+
+  /// One flag for each column of the data file: 1 if it holds missing cells. Kept current by update().
+  std::vector<char> missing_flags;
+  /// Columns that variableList has appended to the data.
+  std::uint32_t added_columns = 0;
+  /// Rows of the data that update() has deleted, as positions in the file (from 0, ascending).
+  std::vector<arma::uword> dropped_rows;
+
+ private:
+  /// Where the reader stands between two statements.
+  struct reader {
+    int command = 0;
+    bool opened = false;  ///< no statement with words has followed the command word yet
+    std::string model_block;
+    std::string simulate_block;
+  };
+
+  void readStatements(const std::string& text);
+  void parseStatement(std::string statement, reader& at);
+  void dispatch(const std::string& raw, std::vector<std::string>& words, reader& at);
+  void dispatchText(const std::string& raw, std::vector<std::string>& words, reader& at);
+
+  void parseData(const std::string& raw, const std::vector<std::string>& words, const reader& at);
+  void parseMissing(const std::vector<std::string>& words);
+  void parseByGroup(const std::vector<std::string>& words);
+  void parseBurn(const std::string& word);
+  void parseNominal(std::vector<std::string> words);
+  void parseCenter(const std::string& raw);
+  void parseChains(const std::vector<std::string>& words);
+  void parseModel(std::vector<std::string> words, reader& at);
+  void parseSimulate(std::vector<std::string> words, reader& at);
+  void parseOptions(const std::vector<std::string>& words);
+  void parseSaveLine(const std::string& text);
+  void parseDebug(const std::string& raw);
+
+  void check();
+  void checkSources() const;
+  void checkLength();
+  void checkPaths() const;
+  void checkSeparate() const;
+  void checkMethods();
+  void checkNames() const;
+  void checkIdentifiers() const;
+
+  void checkData(const arma::Mat<double>& data) const;
+  void checkDataNames() const;
+  void checkCommandNames() const;
+
+  void appendDummies(arma::Mat<double>& data, VariableList& vars) const;
+  void appendLatents(arma::Mat<double>& data, VariableList& vars) const;
+
+  /// Words of CENTER without a keyword, allowed only while there is no CLUSTERID; the first word of each.
+  std::vector<std::string> center_plain_;
+};
+
+}  // namespace tovik

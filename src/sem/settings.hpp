@@ -1,0 +1,63 @@
+#pragma once
+
+#include <array>
+#include <numeric>
+
+namespace tovik::sem {
+
+/// Settings of the sampler that the command file may change. Written before chains start, only read after
+/// that.
+struct sampler_settings {
+  /// Draw latent and missing values by the elliptical slice sampler instead of random-walk Metropolis.
+  inline static bool ess_sampler = false;
+  /// Steps after which the elliptical slice sampler gives up.
+  inline static unsigned ess_max_niter = 1000;
+  /// Draw from conditional distributions that can be derived from the equations.
+  inline static bool use_autosolver = true;
+  /// Draw blocks of outcomes jointly where the model list has found them.
+  inline static bool optimize_draws = true;
+  /// Print internal information about constraints and about tuning.
+  inline static bool print_debug_constraint = false;
+  inline static bool print_debug_tune = false;
+  /// Proposals after which a multivariate Metropolis draw counts as rejected.
+  inline static unsigned multi_mh_max_iter = 1000;
+  /// Lower bound of the linear predictor of a log-variance model.
+  inline static double logvar_trunc_point = -6.0;
+  /// Print fixed values in place of their (constant) summaries.
+  inline static bool print_fixed_values = false;
+  /// Which correlations among residuals are printed, and in which order.
+  inline static bool print_all_rcorrs = false;
+  inline static bool sort_rcorrs = false;
+};
+
+/// Prior variances of the coefficients of categorical models, each a normal prior with mean 0.
+struct categorical_priors {
+  inline static double logistic = 5.0;
+  inline static double ordinal = 5.0;
+  inline static double rstar = 5.0;                 ///< underlying scores of missing data indicators
+  inline static double predictor_nominal_mu = 5.0;  ///< grand means of incomplete nominal predictors
+  inline static double predictor_nominal_gamma = 5.0;
+  inline static double predictor_ordinal_mu = 5.0;  ///< grand means of incomplete ordinal predictors
+  inline static double predictor_ordinal_gamma = 5.0;
+
+  static void set(double variance) {
+    logistic = ordinal = rstar = variance;
+    predictor_nominal_mu = predictor_nominal_gamma = variance;
+    predictor_ordinal_mu = predictor_ordinal_gamma = variance;
+  }
+};
+
+/// The mean of the seven prior variances, for the report.
+inline double getCategoricalPriors() {
+  using p = categorical_priors;
+  const std::array<double, 7> all = {p::logistic,
+                                     p::ordinal,
+                                     p::rstar,
+                                     p::predictor_nominal_mu,
+                                     p::predictor_nominal_gamma,
+                                     p::predictor_ordinal_mu,
+                                     p::predictor_ordinal_gamma};
+  return std::accumulate(all.begin(), all.end(), 0.0) / static_cast<double>(all.size());
+}
+
+}  // namespace tovik::sem
