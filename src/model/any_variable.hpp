@@ -1,0 +1,78 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "data/variable.hpp"
+#include "model/parameter.hpp"
+
+namespace tovik {
+class VariableList;
+namespace evaluate {
+class defines;
+}
+}  // namespace tovik
+
+namespace tovik::model {
+
+/// What a term refers to.
+enum class type : int {
+  variable = 0,  ///< the variable itself
+  mean = 1,      ///< its latent group mean
+  latent = 2,    ///< its latent propensity
+  missing = 3,   ///< its missing data indicator
+  random = 4,    ///< a named random effect
+  phantom = 5,   ///< a phantom variable
+  multi = 6,     ///< the outcome of a multivariate block
+  variance = 7,  ///< a log residual variance
+};
+
+/// One term of a statement: a variable of the catalogue, what is meant of it, and its parameter.
+class anyVariable {
+ public:
+  model::parameter param;
+  std::shared_ptr<data::variable> variable;
+  model::type type = model::type::variable;
+  std::string modifier;                   ///< the text in brackets, empty for none
+  std::shared_ptr<data::variable> level;  ///< the identifier named in brackets, null for none
+  bool is_derived = false;                ///< made by the program and not written by the user
+
+  /// Reads one term "name", "name@value", "name@label", "name[id]%start" and so on. `is_outcome` adds the
+  /// checks that an outcome must pass. Throws tovik::error with the text for the user.
+  static anyVariable parse(const std::string& term, const VariableList& variables, evaluate::defines* names,
+                           bool is_outcome);
+
+  /// The intercept as a term: the constant of the catalogue.
+  static anyVariable intercept(const VariableList& variables);
+
+  bool is_intercept() const;
+
+  /// The printed name: the shown name of the variable with ".latent", ".missing" or ".mean" by type;
+  /// "Intercept" for the constant.
+  std::string name() const;
+  /// name() without the bracket level, from the full name of the variable.
+  std::string fullname_noModifer() const;
+  /// The full name with type suffix and bracket text, in lower case.
+  std::string fullname_lower() const;
+  std::string nameNoModifier() const { return name(); }
+  /// The term as written in a statement, with bracket level and parameter.
+  std::string text() const;
+
+  /// One name for each design column: for a nominal variable those of its dummy codes.
+  std::vector<std::string> names() const;
+  /// The design columns in the data matrix: for a nominal variable those of its dummy codes.
+  std::vector<unsigned> indicator() const;
+  const model::parameter& parameter() const { return param; }
+
+  /// True if the term varies within clusters of catalogue level `level_value` and its bracket, if any,
+  /// selects that level. An intercept varies at every level.
+  bool isRE(unsigned level_value) const;
+};
+
+/// The same variable, type, level and modifier; the parameter does not count.
+bool operator==(const anyVariable& a, const anyVariable& b);
+/// Natural order of name().
+bool operator<(const anyVariable& a, const anyVariable& b);
+
+}  // namespace tovik::model
