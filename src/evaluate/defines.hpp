@@ -8,8 +8,8 @@
 
 namespace tovik::evaluate {
 
-/// The name table of a run: what a name in an expression stands for. Names match without regard to letter case;
-/// the first spelling is kept for print. Complete before chains start, then only read.
+/// The name table of a run: what a name in an expression stands for. Names match without regard to letter
+/// case; the first spelling is kept for print. Complete before chains start, then only read.
 class defines {
  public:
   struct def {
@@ -46,7 +46,8 @@ class defines {
   bool is_def(const std::string& name) const;
 
   /// Tokens of `expression` that are declared names or parameters, in order, duplicates included; a defined
-  /// expression counts with the names inside it.
+  /// expression counts with the names inside it. Throws error_parse when definitions inside definitions make
+  /// the list too long.
   std::vector<std::string> get_var(const std::string& expression) const;
   /// The same for declared names and data columns.
   std::vector<std::string> get_data(const std::string& expression) const;
@@ -57,7 +58,8 @@ class defines {
  private:
   def& entry(const std::string& name);
   template <class Test>
-  void collect(const std::string& expression, const Test& wanted, std::vector<std::string>& out) const;
+  void collect(const std::string& expression, const Test& wanted, int& budget,
+               std::vector<std::string>& out) const;
 
   std::unordered_map<std::string, def> map_;
 };

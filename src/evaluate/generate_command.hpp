@@ -5,11 +5,11 @@
 
 namespace tovik::evaluate {
 
-/// Substitution of names in a statement, in one pass from the left: `names` lists the occurrences in the order in
-/// which they stand in the statement, duplicates included. A token that equals the current name (ignoring letter
-/// case) is replaced and the next name becomes current; other tokens stay. The tokens are then joined without
-/// blanks, so that a word operator survives only between parentheses.
-/// All forms throw error_debug "Cannot parse evaluate string." when the lists differ in length.
+/// Substitution of names in a statement, in one pass from the left: `names` lists the occurrences in the
+/// order in which they stand in the statement, duplicates included. A token that equals the current name
+/// (ignoring letter case) is replaced and the next name becomes current; other tokens stay. The tokens are
+/// then joined without blanks, so that a word operator survives only between parentheses. All forms throw
+/// error_debug "Cannot parse evaluate string." when the lists differ in length.
 
 /// Replacement prefix "(" index ")", with prefix CMD::DATA or CMD::VAR.
 std::string generate_command(std::string statement, const std::vector<std::string>& names,

@@ -15,11 +15,12 @@ class Random;
 namespace tovik::evaluate {
 
 /// One node of an expression tree. Trees are evaluated over a data matrix (one value per row), evaluated as a
-/// scalar, printed, and rewritten. Leaves are literals, "#DATA(k)" (column k) and "#VAR(k)" (parameter cell k).
+/// scalar, printed, and rewritten. Leaves are literals, "#DATA(k)" (column k) and "#VAR(k)" (parameter cell
+/// k).
 ///
-/// A node owns its operands by raw pointer; the one exception is the cell under "#VAR", which belongs to whoever
-/// bound it (register_var). Trees are not shared between chains: a chain copies or parses its own and binds it.
-/// The parser limits the depth of its trees (parser.hpp), which bounds every recursion below.
+/// A node owns its operands by raw pointer; the one exception is the cell under "#VAR", which belongs to
+/// whoever bound it (register_var). Trees are not shared between chains: a chain copies or parses its own and
+/// binds it. The parser limits the depth of its trees (parser.hpp), which bounds every recursion below.
 class node {
  public:
   /// First operand, or the argument of a function; under "#VAR" and "#DATA" the literal index. Owned.
@@ -39,12 +40,13 @@ class node {
 
   /// The literal 0.
   node() = default;
-  /// A binary node, which takes ownership of both operands. Throws error "ERROR: Cannot exponentiate variables
-  /// with '^'" for a column as exponent and error_debug_parse for a token that is no operator; after a throw
-  /// the operands still belong to the caller.
+  /// A binary node, which takes ownership of both operands. Throws error "ERROR: Cannot exponentiate
+  /// variables with '^'" for a column as exponent and error_debug_parse for a token that is no operator;
+  /// after a throw the operands still belong to the caller.
   node(const std::string& token, node* left, node* right);
   /// A function node, which takes ownership of its argument. Throws error_debug_parse for a token that is no
-  /// function and for "#VAR" or "#DATA" over anything but a literal index; the argument then stays the caller's.
+  /// function and for "#VAR" or "#DATA" over anything but a literal index; the argument then stays the
+  /// caller's.
   node(const std::string& token, node* argument);
   /// A deep copy, without the stream; the cell under "#VAR" is shared.
   explicit node(const node* other);
@@ -55,8 +57,8 @@ class node {
   /// A new literal, owned by the caller.
   static node* literal(double value);
 
-  /// Value of a scalar tree. Throws error_debug_parse when the tree has no scalar form, error_debug_var for an
-  /// unbound "#VAR", and the user errors of the functions.
+  /// Value of a scalar tree. Throws error_debug_parse when the tree has no scalar form, error_debug_var for
+  /// an unbound "#VAR", and the user errors of the functions.
   virtual double eval() const;
   /// The printed form: labels of output rows and names of saved variables.
   virtual std::string name() const;
@@ -65,8 +67,8 @@ class node {
   /// Binds the value to live storage; only for cells. Throws error_debug.
   virtual void set(double* address);
 
-  /// One value per row of `data` (rows are observations). Throws as the scalar form does, and error_debug_parse
-  /// for a column that `data` does not have.
+  /// One value per row of `data` (rows are observations). Throws as the scalar form does, and
+  /// error_debug_parse for a column that `data` does not have.
   arma::Col<double> eval(const arma::Mat<double>& data) const;
 
   /// A deep copy, owned by the caller.
@@ -105,6 +107,8 @@ class node {
   bool is_literal() const { return op == operations::scalar; }
   /// "#VAR" or "#DATA".
   bool is_reference() const { return op == operations::var || op == operations::data; }
+  /// A literal that can be the k of "#VAR(k)" and "#DATA(k)": integral, from 0 to 2^32 - 1.
+  static bool is_index(const node& n);
   /// k of "#VAR(k)" or "#DATA(k)". Throws error_debug_parse for another node.
   unsigned index() const;
   /// Turns this node into a literal in place.

@@ -8,8 +8,9 @@
 
 namespace tovik::evaluate {
 
-/// Limits of one expression. Evaluation, printing and destruction recurse over the tree, so its depth is bounded
-/// where it is built; definitions that use each other twice grow by powers of two, so its size is as well.
+/// Limits of one expression. Evaluation, printing and destruction recurse over the tree, so its depth is
+/// bounded where it is built; definitions that use each other twice grow by powers of two, so its size is as
+/// well.
 inline constexpr int max_depth = 1000;
 inline constexpr int max_nodes = 200000;
 /// Definitions inside definitions.
@@ -18,9 +19,9 @@ inline constexpr int max_definitions = 200;
 /// The tokens of a text, empty ones included. A number with a signed exponent is not one token.
 std::vector<std::string> parse(std::string text);
 
-/// Parses a text by operator precedence (Dijkstra's shunting-yard) with the names of a table; a new tree, owned by
-/// the caller, not simplified. Throws error_parse and its children with the whole expression; nothing is left
-/// half-built.
+/// Parses a text by operator precedence (Dijkstra's shunting-yard) with the names of a table; a new tree,
+/// owned by the caller, not simplified. Throws error_parse and its children with the whole expression;
+/// nothing is left half-built.
 node* ast(const std::string& text, const defines& names);
 
 /// ast(), then node::optimize().

@@ -1,0 +1,30 @@
+#include "evaluate/conditional.hpp"
+
+#include "evaluate/error.hpp"
+
+namespace tovik::evaluate {
+
+ifelse_inputs unpack_ifelse(const node& function) {
+  const node* list = function.left;
+  if (list->op != operations::comma || !isLogic(list->left->op) || list->right->op != operations::comma) {
+    throw error_ifelse();
+  }
+  return {list->left, list->right->left, list->right->right};
+}
+
+switch_inputs unpack_switch(const node& function) {
+  // The list nests to the right: (logical 1, (value 1, (logical 2, (value 2, default)))).
+  switch_inputs out;
+  node* rest = function.left;
+  while (rest->op == operations::comma) {
+    const node* pair = rest->right;
+    if (!isLogic(rest->left->op) || pair->op != operations::comma) throw error_switch();
+    out.pairs.push(rest);
+    rest = pair->right;
+  }
+  if (out.pairs.empty()) throw error_switch();
+  out.otherwise = rest;
+  return out;
+}
+
+}  // namespace tovik::evaluate

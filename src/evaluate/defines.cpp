@@ -1,0 +1,108 @@
+#include "evaluate/defines.hpp"
+
+#include <memory>
+
+#include "evaluate/error.hpp"
+#include "evaluate/parser.hpp"
+#include "support/text.hpp"
+
+namespace tovik::evaluate {
+
+namespace {
+
+constexpr int undefined = 0;
+constexpr int data_column = 2;
+constexpr int parameter = 3;
+constexpr int definition = 4;
+
+std::string reference(const std::string& prefix, unsigned k) {
+  return prefix + "(" + std::to_string(k) + ")";
+}
+
+}  // namespace
+
+node* defines::def::get_node() const {
+  return text.empty() ? nullptr : opt_ast(text, *owner);
+}
+
+defines::def& defines::entry(const std::string& name) {
+  def& found = map_[to_lower(name)];
+  if (!found.owner) {
+    found.owner = this;
+    found.name = name;
+  }
+  return found;
+}
+
+void defines::define(const std::string& name) {
+  entry(name);
+}
+
+bool defines::define(const std::string& name, const std::string& expression) {
+  const def* known = find(name);
+  if (known && known->kind != undefined) return false;
+  std::unique_ptr<node>(opt_ast(expression, *this)).reset();
+  def& found = entry(name);
+  found.kind = definition;
+  found.text = expression;
+  return true;
+}
+
+bool defines::define_var(const std::string& name, const unsigned& k) {
+  def& found = entry(name);
+  if (found.kind != undefined) return false;
+  found.kind = parameter;
+  found.text = reference(CMD::VAR, k);
+  return true;
+}
+
+void defines::define_data(const std::string& name, const unsigned& k) {
+  def& found = entry(name);
+  if (found.kind > 1) return;
+  found.kind = data_column;
+  found.text = reference(CMD::DATA, k);
+}
+
+const defines::def* defines::find(const std::string& name) const {
+  const auto found = map_.find(to_lower(name));
+  return found == map_.end() ? nullptr : &found->second;
+}
+
+bool defines::is_def(const std::string& name) const {
+  const def* found = find(name);
+  return found && found->kind != data_column;
+}
+
+template <class Test>
+void defines::collect(const std::string& expression, const Test& wanted, int& budget,
+                      std::vector<std::string>& out) const {
+  for (const std::string& token : parse(expression)) {
+    // Definitions that use each other twice grow by powers of two, as their trees do.
+    if (--budget < 0) throw error_parse("ERROR: The expression is too long.", expression);
+    const def* found = find(token);
+    if (!found) continue;
+    if (wanted(found->kind)) {
+      out.push_back(token);
+    } else if (found->kind == definition) {
+      found->owner->collect(found->text, wanted, budget, out);
+    }
+  }
+}
+
+std::vector<std::string> defines::get_var(const std::string& expression) const {
+  std::vector<std::string> out;
+  int budget = 10 * max_nodes;
+  collect(
+      expression, [](int kind) { return kind == undefined || kind == parameter; }, budget, out);
+  return out;
+}
+
+std::vector<std::string> defines::get_data(const std::string& expression) const {
+  std::vector<std::string> out;
+  int budget = 10 * max_nodes;
+  collect(
+      expression, [](int kind) { return kind < parameter; }, budget, out);
+  return out;
+}
+
+}  // namespace tovik::evaluate

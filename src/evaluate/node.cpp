@@ -1,0 +1,176 @@
+#include "evaluate/node.hpp"
+
+#include <limits>
+#include <utility>
+
+#include "evaluate/error.hpp"
+#include "evaluate/value.hpp"
+#include "support/text.hpp"
+
+namespace tovik::evaluate {
+
+namespace {
+
+/// The row of the table for a token that must be an operator, or must be a function.
+const CMD& lookup(const std::string& token, bool function) {
+  const auto row = evaluate::op.find(token);
+  if (row == evaluate::op.end() || !(function ? row->second.is_function() : row->second.is_operator())) {
+    throw error_debug_parse();
+  }
+  return row->second;
+}
+
+}  // namespace
+
+bool node::is_index(const node& n) {
+  return n.is_literal() && n.number >= 0.0 && n.number <= std::numeric_limits<unsigned>::max() &&
+         n.number == static_cast<double>(static_cast<unsigned>(n.number));
+}
+
+node::node(const std::string& token, node* left, node* right) {
+  op = lookup(token, false).operation;
+  if (op == operations::power && right->is_vector) {
+    throw error("ERROR: Cannot exponentiate variables with '^'");
+  }
+  this->left = left;
+  this->right = right;
+  set_shape();
+}
+
+node::node(const std::string& token, node* argument) {
+  op = lookup(token, true).operation;
+  if (is_reference() && !is_index(*argument)) throw error_debug_parse();
+  left = argument;
+  set_shape();
+}
+
+node::node(const node* other) {
+  number = other->number;
+  shape = other->shape;
+  is_vector = other->is_vector;
+  op = other->op;
+  std::unique_ptr<node> first(other->left ? new node(other->left) : nullptr);
+  // The cell under a parameter belongs to someone else: the copy reads the same one until it is bound anew.
+  right = other->right && op != operations::var ? new node(other->right) : other->right;
+  left = first.release();
+}
+
+node::~node() {
+  delete left;
+  if (op != operations::var) delete right;
+}
+
+node* node::literal(double value) {
+  node* leaf = new node();
+  leaf->number = value;
+  return leaf;
+}
+
+void node::set_shape() {
+  if (right && op != operations::var) {
+    is_vector = left->is_vector || right->is_vector;
+    shape = (left->is_vector ? 0 : 1) + (right->is_vector ? 0 : 2);
+    return;
+  }
+  is_vector = left->is_vector || isReturnVector(op);
+  shape = op == operations::data || left->is_vector ? 2 : 3;
+}
+
+double* node::get() {
+  throw error_debug("Cannot get a value.");
+}
+
+void node::set(double*) {
+  throw error_debug("Cannot set a value.");
+}
+
+unsigned node::index() const {
+  if (!is_reference() || !left || !is_index(*left)) throw error_debug_parse();
+  return static_cast<unsigned>(left->number);
+}
+
+void node::become_literal(double value) {
+  node* leaf = literal(value);
+  become(leaf);
+}
+
+void node::become(node* other) {
+  const std::unique_ptr<node> source(other);
+  delete left;
+  if (op != operations::var) delete right;
+  left = std::exchange(source->left, nullptr);
+  right = std::exchange(source->right, nullptr);
+  number = source->number;
+  rng = std::move(source->rng);
+  shape = source->shape;
+  is_vector = source->is_vector;
+  op = source->op;
+}
+
+bool node::register_var(node* cell, const unsigned& k) {
+  if (op == operations::var) {
+    if (index() != k) return false;
+    right = cell;
+    return true;
+  }
+  const bool in_left = left && left->register_var(cell, k);
+  const bool in_right = right && right->register_var(cell, k);
+  return in_left || in_right;
+}
+
+void node::register_rng(const std::shared_ptr<Random>& stream) {
+  if (op == operations::uniform || op == operations::normal) rng = stream;
+  if (left) left->register_rng(stream);
+  if (right && op != operations::var) right->register_rng(stream);
+}
+
+std::string node::name() const {
+  std::string out;
+  print(out);
+  return out;
+}
+
+namespace {
+
+/// Integral values within 32 bits keep one decimal, so that a label shows "2.0" and not "2.000000".
+std::string literal_name(double number) {
+  constexpr double low = std::numeric_limits<std::int32_t>::min();
+  constexpr double high = std::numeric_limits<std::int32_t>::max();
+  if (number >= low && number <= high) {
+    const auto whole = static_cast<std::int32_t>(number);
+    if (static_cast<double>(whole) == number) return std::to_string(whole) + ".0";
+  }
+  return format("%f", number);
+}
+
+}  // namespace
+
+void node::print(std::string& out) const {
+  if (is_literal()) {
+    out += literal_name(number);
+  } else if (is_reference()) {
+    out += CMD::get_name(op) + "(" + std::to_string(index()) + ")";
+  } else if (op == operations::comma) {
+    left->print(out);
+    out += ", ";
+    right->print(out);
+  } else if (left && right) {
+    out += '(';
+    left->print(out);
+    out += CMD::get_name(op);
+    right->print(out);
+    out += ')';
+  } else if (left) {
+    out += CMD::get_name(op) + "(";
+    left->print(out);
+    out += ')';
+  } else {
+    out += "undefined";
+  }
+}
+
+std::string value::name() const {
+  return literal_name(eval());
+}
+
+}  // namespace tovik::evaluate
