@@ -1,0 +1,71 @@
+#include "results/dic.hpp"
+
+#include <cmath>
+
+#include "results/table.hpp"
+
+namespace tovik::sem {
+
+DIC& DIC::operator+=(const arma::Cube<double>& log_likelihood) {
+  if (log_likelihood.is_empty()) return *this;
+  stat_ += log_likelihood;
+  log_sum_ += log_likelihood;
+  return *this;
+}
+
+DIC& DIC::operator+=(const DIC& other) {
+  stat_ += other.stat_;
+  log_sum_ += other.log_sum_;
+  return *this;
+}
+
+double DIC::sum_lppd(arma::uword column, arma::uword slice) const {
+  const double log_count = std::log(static_cast<double>(log_sum_.count));
+  double total = 0.0;
+  for (arma::uword i = 0; i < log_sum_.max.n_rows; ++i) {
+    total += std::log(log_sum_.sum(i, column, slice)) + log_sum_.max(i, column, slice) - log_count;
+  }
+  return total;
+}
+
+DIC::criteria DIC::compute(arma::uword column) const {
+  const arma::uword last = stat_.mean.n_slices - 1;
+  double mean = 0.0;
+  for (arma::uword s = 0; s < last; ++s) mean += arma::accu(stat_.mean.slice(s).col(column));
+  const double variance = arma::accu(stat_.M2.slice(last).col(column)) / (stat_.count - 1.0);
+  const double lppd = sum_lppd(column, last);
+  return {2.0 * lppd - 4.0 * mean, -2.0 * lppd + 2.0 * variance};
+}
+
+void DIC::print(std::FILE* stream) const {
+  if (!exists()) return;
+  const auto block = [stream](const char* title, const criteria& c) {
+    std::fprintf(stream, "    %s Likelihood\n", title);
+    std::fprintf(stream, "      DIC2                  %.3f\n", printable(c.dic2));
+    std::fprintf(stream, "      WAIC                  %.3f\n", printable(c.waic));
+  };
+  const criteria m = marginal(), c = conditional();
+  const bool differs = m.dic2 != c.dic2 || m.waic != c.waic;
+  if (differs && (std::isfinite(m.dic2) || std::isfinite(m.waic))) {
+    block("Marginal", m);
+    std::fprintf(stream, "\n");
+  }
+  block("Conditional", c);
+}
+
+arma::Mat<double> DIC::likel_mat() const {
+  const bool any = stat_.count > 0 && !stat_.mean.is_empty();
+  arma::Mat<double> out(any ? stat_.mean.n_slices : 0, 7);
+  for (arma::uword s = 0; s < out.n_rows; ++s) {
+    out(s, 0) = static_cast<double>(s) + 1.0;
+    for (arma::uword c = 0; c < 2; ++c) {
+      out(s, 1 + c) = sum_lppd(c, s);
+      out(s, 3 + c) = arma::accu(stat_.mean.slice(s).col(c));
+      out(s, 5 + c) =
+          stat_.count > 1 ? arma::accu(stat_.M2.slice(s).col(c)) / (stat_.count - 1.0) : arma::datum::nan;
+    }
+  }
+  return out;
+}
+
+}  // namespace tovik::sem
