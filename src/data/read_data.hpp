@@ -24,10 +24,11 @@ arma::Mat<double> readData(const std::string& path, std::vector<std::string>& na
 arma::Mat<double> readData_fast(const std::string& path, std::vector<std::string>& names,
                                 std::string& delimiter, std::size_t reserveRows);
 
-/// readData on text in memory; `path` is what messages call it.
+/// readData on text in memory, taken in blocks of `block` bytes; `path` is what messages call it.
 arma::Mat<double> readData_memory(std::string_view text, const std::string& path,
                                   std::vector<std::string>& names, std::string& delimiter,
-                                  const std::string& missingCode, std::size_t reserveRows);
+                                  const std::string& missingCode, std::size_t reserveRows,
+                                  std::size_t block = std::size_t{1} << 20);
 
 /// The kind of file by its extension: "csv", or "dat" for all else.
 std::string delimeter(const std::string& path);
