@@ -105,6 +105,8 @@ class Model {
   void parse_outcome(const std::string& text, const std::string& statement, const VariableList& variables);
   void parse_fixed(const std::string& text, const std::string& statement, const VariableList& variables);
   void parse_random(const std::string& text, const std::string& statement, const VariableList& variables);
+  void check_random_parameter(const model::anyVariable& parsed, const std::string& term,
+                              const std::string& statement) const;
   void add_default_intercepts(const VariableList& variables);
   void check_levels() const;
   void merge_fixed(const Model& other);
