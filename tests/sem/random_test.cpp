@@ -17,7 +17,6 @@ namespace {
 
 using tests::kolmogorov;
 using tests::sample;
-using tests::Setting;
 
 static_assert(std::uniform_random_bit_generator<Pcg>);
 
@@ -366,35 +365,6 @@ TEST(PolyaGammaTable, HoldsTheDenominators) {
   EXPECT_EQ(Random::pg_vec.n_elem, 1U);
   Random::set_pg_n_gamma(200);
   EXPECT_EQ(Random::pg_vec.n_elem, 200U);
-}
-
-/// Distribution function of the inverse Gaussian with mean mu and shape 1.
-double inverse_gaussian(double x, double mu) {
-  const double root = 1 / std::sqrt(x);
-  return phi(root * (x / mu - 1)) + std::exp(2 / mu) * 0.5 * std::erfc(root * (x / mu + 1) / M_SQRT2);
-}
-
-TEST(InverseGaussian, HasItsTruncatedDistributionOnBothBranches) {
-  for (double mu : {0.05, 0.3, 0.64, 0.7, 2.0, 50.0}) {
-    Random random(28);
-    const double t = 0.64;
-    const double all = inverse_gaussian(t, mu);
-    EXPECT_LT(kolmogorov(sample(50000, [&] { return random.rtignorm(mu, t); }),
-                         [&](double x) { return inverse_gaussian(x, mu) / all; }),
-              2.5)
-        << mu;
-  }
-}
-
-TEST(InverseGaussian, IsNanWhenThePassesRunOut) {
-  Random random(29);
-  {
-    const Setting<std::uint32_t> limit(Random::pg_max_niter, 0U);
-    EXPECT_TRUE(std::isnan(random.rtignorm(0.1, 0.64)));
-    EXPECT_TRUE(std::isnan(random.rtignorm(1.0, 0.64)));
-  }
-  const Setting<std::uint32_t> limit(Random::pg_max_niter, 1U);
-  for (int i = 0; i < 20; ++i) EXPECT_TRUE(std::isnan(random.rtignorm(1.0, 0.64)));
 }
 
 }  // namespace
