@@ -182,18 +182,43 @@ class InputFile {
   void check();
   void checkSources() const;
   void checkLength();
+  void checkHeterogeneous();
+  void checkProcessors();
   void checkPaths() const;
   void checkSeparate() const;
+  void checkGroups() const;
   void checkMethods();
+  void checkModelCommands() const;
+  void checkCentering() const;
+  void checkScores() const;
+  void checkPredictorPrior();
+  std::vector<std::string> commandNames() const;
   void checkNames() const;
   void checkIdentifiers() const;
 
-  void checkData(const arma::Mat<double>& data) const;
+  void recodeMissing(arma::Mat<double>& data) const;
+  void checkSize(const arma::Mat<double>& data) const;
+  void checkClusters(const arma::Mat<double>& data) const;
   void checkDataNames() const;
   void checkCommandNames() const;
 
-  void appendDummies(arma::Mat<double>& data, VariableList& vars) const;
-  void appendLatents(arma::Mat<double>& data, VariableList& vars) const;
+  data::type typeOf(const std::string& name) const;
+  void appendVariables(const arma::Mat<double>& data, const std::vector<unsigned>& levels,
+                       VariableList& vars) const;
+  void appendConstant(arma::Mat<double>& data, VariableList& vars);
+  void appendDummies(arma::Mat<double>& data, VariableList& vars);
+  void appendLatents(arma::Mat<double>& data, VariableList& vars);
+
+  void setAuxiliaryRoles(VariableList& vars) const;
+  /// `kept`: the position in the file of every row that is left.
+  void dropRows(arma::Mat<double>& data, const std::vector<char>& drop, std::vector<arma::uword>& kept);
+  void dropIncomplete(arma::Mat<double>& data, const VariableList& vars, std::vector<arma::uword>& kept);
+  void dropUnobserved(arma::Mat<double>& data, const VariableList& vars, std::vector<arma::uword>& kept);
+  void dropEmptyClusters(arma::Mat<double>& data, const VariableList& vars, std::vector<arma::uword>& kept);
+  void checkObserved(const arma::Mat<double>& data, const VariableList& vars) const;
+  void checkCovariances(const arma::Mat<double>& data, const VariableList& vars) const;
+  void setCategories(const arma::Mat<double>& data, VariableList& vars) const;
+  void setFixed(VariableList& vars) const;
 
   /// Words of CENTER without a keyword, allowed only while there is no CLUSTERID; the first word of each.
   std::vector<std::string> center_plain_;

@@ -1,0 +1,110 @@
+#include <algorithm>
+#include <cmath>
+
+#include "data/read_data.hpp"
+#include "input/input_file.hpp"
+#include "input/name_checks.hpp"
+#include "support/error.hpp"
+#include "support/not_available.hpp"
+#include "support/text.hpp"
+
+namespace tovik {
+
+namespace {
+
+/// The position of a name without regard to letter case; names.size() if it is not there.
+std::size_t position(const std::vector<std::string>& names, const std::string& name) {
+  const auto at =
+      std::find_if(names.begin(), names.end(), [&](const std::string& n) { return iequals(n, name); });
+  return static_cast<std::size_t>(at - names.begin());
+}
+
+}  // namespace
+
+arma::Mat<double> InputFile::data() {
+  if (variableNames.empty()) saveVarNames = true;
+  if (missingCode.empty() && !std::isfinite(missingValue)) missingCode = "NA";
+  if (!simulates.empty()) not_available::refuse("The SIMULATE command");
+  if (!transforms.empty()) not_available::refuse("The TRANSFORM command");
+  std::string delimiter;
+  arma::Mat<double> out = readData(data_file, variableNames, delimiter, missingCode, 1000);
+  recodeMissing(out);
+  checkSize(out);
+  checkClusters(out);
+  checkDataNames();
+  checkCommandNames();
+  if (out.has_inf()) throw error("ERROR: Data matrix read in an Inf value.");
+  return out;
+}
+
+void InputFile::recodeMissing(arma::Mat<double>& data) const {
+  if (!missingCode.empty() || !std::isfinite(missingValue)) return;
+  std::replace(data.begin(), data.end(), missingValue, std::numeric_limits<double>::quiet_NaN());
+}
+
+void InputFile::checkSize(const arma::Mat<double>& data) const {
+  if (data.n_cols != variableNames.size()) {
+    throw error("ERROR: Number of columns in data set does not match VARIABLES command.");
+  }
+  if (data.n_rows == 0) {
+    throw error(
+        "ERROR: Failed to read the data in,\n"
+        "       please use a comma separated file\n"
+        "       or space separated file.");
+  }
+  if (data.n_rows == 1) {
+    throw error(
+        "ERROR: The data set was read in with only one row. This indicates the data\n"
+        "       set has not been read in properly and potentially has\n"
+        "       blank rows between data records.");
+  }
+}
+
+void InputFile::checkClusters(const arma::Mat<double>& data) const {
+  for (const std::string& name : clusterIds) {
+    const std::size_t column = position(variableNames, name);
+    if (column == variableNames.size()) {
+      throw error("ERROR: Identifier variable: \"" + name + "\" not in the data.");
+    }
+    if (data.col(column).has_nan()) {
+      throw error("ERROR: The clustering identifier variable '" + name + "' has missing data.");
+    }
+  }
+}
+
+void InputFile::checkDataNames() const {
+  name_checks::taken_names taken;
+  for (const std::string& name : variableNames) {
+    name_checks::check_intercept(name);
+    name_checks::check_ending(name);
+    name_checks::check_reserved(name);
+    taken.add(name);
+  }
+  for (const auto* lists : {&latents, &phantoms}) {
+    for (const auto& [level, names] : *lists) {
+      for (const std::string& name : names) taken.add(name);
+    }
+  }
+}
+
+void InputFile::checkCommandNames() const {
+  const auto require = [&](const std::string& name, const char* command) {
+    if (in(variableNames, name)) return;
+    throw error("ERROR: Variable '" + name + "' in the " + command + " command is not in the data.");
+  };
+  for (const std::string& name : fixed) require(name, "FIXED");
+  for (const std::string& name : ordinals) require(name, "ORDINAL");
+  for (const std::string& name : weights) require(name, "WEIGHT");
+  for (const std::string& name : counts) require(name, "COUNT");
+  for (const nominal_name& n : nominals) {
+    require(n.name, "NOMINAL");
+    if (clmean_method == 1 && !std::isnan(n.reference)) {
+      throw error(
+          "ERROR: Cannot change nominal reference category with manifest.\n       Problem variable: '" +
+          n.name + "'");
+    }
+  }
+  for (const std::string& name : fcs) require(name, "FCS");
+}
+
+}  // namespace tovik

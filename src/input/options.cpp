@@ -1,0 +1,177 @@
+#include <algorithm>
+#include <functional>
+#include <unordered_map>
+
+#include "data/patterns.hpp"
+#include "input/chain_info.hpp"
+#include "input/input_file.hpp"
+#include "model/defaults.hpp"
+#include "support/error.hpp"
+#include "support/text.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+
+namespace {
+
+using action = std::function<void(InputFile&)>;
+using table = std::unordered_map<std::string, action>;
+
+action flag(bool InputFile::*field, bool value) {
+  return [=](InputFile& in) { in.*field = value; };
+}
+action code(std::int32_t InputFile::*field, std::int32_t value) {
+  return [=](InputFile& in) { in.*field = value; };
+}
+action global(bool& setting, bool value) {
+  return [&setting, value](InputFile&) { setting = value; };
+}
+action prior(std::int32_t InputFile::*field, bool InputFile::*set, std::int32_t value) {
+  return [=](InputFile& in) {
+    in.*field = value;
+    in.*set = true;
+  };
+}
+/// A prior for all variances gives way to what was said about one kind of them.
+action common_prior(std::int32_t value) {
+  return [=](InputFile& in) {
+    if (!in.prior_resvar_set) in.prior_resvar = value;
+    if (!in.prior_raneff_set) in.prior_raneff = value;
+  };
+}
+
+void add_priors(table& t) {
+  for (std::int32_t k = 1; k <= 3; ++k) {
+    const std::string name = "prior" + std::to_string(k);
+    t[name] = common_prior(k);
+    t[name + "resvar"] = prior(&InputFile::prior_resvar, &InputFile::prior_resvar_set, k);
+    t[name + "raneff"] = prior(&InputFile::prior_raneff, &InputFile::prior_raneff_set, k);
+    t["x" + name] = code(&InputFile::xprior, k);
+  }
+}
+
+table make_table() {
+  table t = {
+      {"hov", flag(&InputFile::hev, false)},
+      {"homogeneous", flag(&InputFile::hev, false)},
+      {"hev", flag(&InputFile::hev, true)},
+      {"heterogeneous", flag(&InputFile::hev, true)},
+      {"nomean", code(&InputFile::clmean_method, 0)},
+      {"noclmean", code(&InputFile::clmean_method, 0)},
+      {"manifest", code(&InputFile::clmean_method, 1)},
+      {"latent", code(&InputFile::clmean_method, 2)},
+      {"psr", flag(&InputFile::psr, true)},
+      {"nopsr", flag(&InputFile::psr, false)},
+      {"tuneinfo",
+       [](InputFile& in) {
+         in.tuneinfo = true;
+         in.tune_all = false;
+       }},
+      {"notuneinfo", flag(&InputFile::tuneinfo, false)},
+      {"gibbs", flag(&InputFile::mice, false)},
+      {"mice", flag(&InputFile::mice, true)},
+      {"norandomstarts", flag(&InputFile::randomstarts, false)},
+      {"randomstarts", flag(&InputFile::randomstarts, true)},
+      {"covariatemodel", flag(&InputFile::covariatemodel, true)},
+      {"covmdl", flag(&InputFile::covariatemodel, true)},
+      {"scientific", flag(&InputFile::scientific, true)},
+      {"scien", flag(&InputFile::scientific, true)},
+      {"noscientific", flag(&InputFile::scientific, false)},
+      {"noscien", flag(&InputFile::scientific, false)},
+      {"savelatent", flag(&InputFile::savelatent, true)},
+      {"saveresid", flag(&InputFile::saveresid, true)},
+      {"saveresidual", flag(&InputFile::saveresid, true)},
+      {"saveresiduals", flag(&InputFile::saveresid, true)},
+      {"savepred", flag(&InputFile::savepred, true)},
+      {"savepredicted", flag(&InputFile::savepred, true)},
+      {"labels", flag(&InputFile::labels, true)},
+      {"label", flag(&InputFile::labels, true)},
+      {"savevariablenames", flag(&InputFile::saveVarNames, true)},
+      {"savevarnames", flag(&InputFile::saveVarNames, true)},
+      {"listwise", flag(&InputFile::listwise, true)},
+      {"freeloadings", global(sem::defaults::freeloadings, true)},
+      {"freeloading", global(sem::defaults::freeloadings, true)},
+      {"disable_dic", global(chain_info::compute_DIC, false)},
+      {"use_phantom", global(sem::defaults::optimize_models, false)},
+      {"resid_corrs", global(chain_info::compute_corrs, true)},
+      {"disable_corrs", global(chain_info::compute_corrs, false)},
+      {"allpatterns", global(patterns::print_all, true)},
+      {"allpat", global(patterns::print_all, true)},
+  };
+  add_priors(t);
+  return t;
+}
+
+/// A SAVE keyword and the key whose path it sets; the command line's path wins where `if_empty` is set.
+struct save_key {
+  const char* word;
+  const char* key;
+  bool if_empty;
+};
+
+constexpr save_key save_keys[] = {
+    {"accepts", "accepts", false},
+    {"labelfile", "labelfile", false},
+    {"simple", "simple", false},
+    {"starts", "starts", false},
+    {"avgimp", "avgimp", false},
+    {"varimp", "varimp", false},
+    {"psr", "psr", true},
+    {"burn", "burn", true},
+    {"estimates", "estimates", true},
+    {"iterations", "iterations", true},
+    {"waldtest", "waldtest", true},
+    {"correlations", "correlations", true},
+    {"stacked0", "stacked0", true},
+    {"stack0", "stacked0", true},
+    {"stacked", "stacked", true},
+    {"stack", "stacked", true},
+    {"separate", "separate", true},
+    {"sep", "separate", true},
+    {"dataset", "dataset", true},
+    {"data", "dataset", true},
+    {"likelihood", "likelihood", false},
+};
+
+}  // namespace
+
+void InputFile::parseOptions(const std::vector<std::string>& words) {
+  static const table options = make_table();
+  for (const std::string& word : words) {
+    const auto at = options.find(to_lower(word));
+    if (at == options.end()) {
+      throw error("ERROR: Do not recognize keyword \"" + word + "\" in OPTIONS command.");
+    }
+    at->second(*this);
+  }
+}
+
+void InputFile::parseSaveLine(const std::string& text) {
+  std::vector<std::string> tokens = split(text, " =", true);
+  if (tokens.front().size() < 2) tokens.erase(tokens.begin());
+  if (!tokens.empty() && iequals(tokens.front(), "save:")) tokens.erase(tokens.begin());
+  if (!tokens.empty() && tokens.back().empty()) tokens.pop_back();
+  if (tokens.empty()) return;
+  const std::string key = tokens.front();
+  const std::string path = join({tokens.begin() + 1, tokens.end()}, " ");
+  if (in({"latent", "latentStacked", "latentStack", "latentSeparate", "latentSep"}, key)) {
+    savelatent = true;
+    warning::buffer.push(
+        "WARNING: Imputations of Latent variables are now saved with other imputations.\n"
+        "         Use SaveLatent on OPTIONS line to save latent.");
+    return;
+  }
+  if (iequals(key, "imp") || iequals(key, "imputations")) {
+    const bool separate = savePaths["separate"].empty() && path.find('*') != std::string::npos;
+    std::string& target = savePaths[separate ? "separate" : "stacked"];
+    if (target.empty()) target = path;
+    return;
+  }
+  const auto at = std::find_if(std::begin(save_keys), std::end(save_keys),
+                               [&](const save_key& k) { return iequals(k.word, key); });
+  if (at == std::end(save_keys)) throw error("ERROR: Do not recognize save command \"" + key + "\"");
+  std::string& target = savePaths[at->key];
+  if (!at->if_empty || target.empty()) target = path;
+}
+
+}  // namespace tovik

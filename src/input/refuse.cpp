@@ -1,0 +1,29 @@
+#include "input/input_file.hpp"
+#include "support/not_available.hpp"
+
+namespace tovik {
+
+void InputFile::refuse_unavailable() const {
+  const std::pair<bool, const char*> requests[] = {
+      {!byGroup.empty(), "The BYGROUP command"},
+      {!simulates.empty(), "The SIMULATE command"},
+      {!transforms.empty(), "The TRANSFORM command"},
+      {!fcs.empty(), "The FCS command"},
+      {!centerGrand.empty() || !centerGroup.empty(), "The CENTER command"},
+      {!weights.empty(), "The WEIGHTS command"},
+      {!randomEffects.empty(), "The RANDOMEFFECT command"},
+      {!parameters.empty(), "The PARAMETERS command"},
+      {!waldtests.empty(), "The WALDTEST command"},
+      {!simples.empty(), "The SIMPLE command"},
+      {hev, "The option 'heterogeneous'"},
+      {covariatemodel, "The option 'covariatemodel'"},
+  };
+  for (const auto& [asked, what] : requests) {
+    if (asked) not_available::refuse(what);
+  }
+  for (const auto& [key, path] : savePaths) {
+    if (!path.empty()) not_available::refuse("The keyword '" + key + "' of the SAVE command");
+  }
+}
+
+}  // namespace tovik
