@@ -12,7 +12,9 @@ if(CCACHE_PROGRAM)
 endif()
 
 add_library(tovik_flags INTERFACE)
-target_compile_options(tovik_flags INTERFACE -Wall -Wextra -Wformat=2 -Wno-format-nonliteral -Werror)
+# -ffp-contract=off: fused multiply-add would round differently from machine to machine, and draws with it.
+target_compile_options(tovik_flags INTERFACE -Wall -Wextra -Wformat=2 -Wno-format-nonliteral -Werror
+                                             -ffp-contract=off)
 # ARMA_DONT_USE_OPENMP: chains are the only parallelism. ARMA_WARN_LEVEL 0: the program owns its words.
 # ARMA_DONT_USE_WRAPPER: link BLAS and LAPACK directly, without the run-time wrapper.
 target_compile_definitions(tovik_flags INTERFACE ARMA_DONT_USE_OPENMP ARMA_WARN_LEVEL=0 ARMA_DONT_USE_WRAPPER)
