@@ -1,0 +1,105 @@
+#include "results/run_stat.hpp"
+
+#include <gtest/gtest.h>
+
+#include "series.hpp"
+
+namespace tovik {
+namespace {
+
+using tests::expect_near;
+
+RunStat<arma::Col<double>> stream(const arma::Mat<double>& x) {
+  RunStat<arma::Col<double>> out;
+  for (arma::uword t = 0; t < x.n_cols; ++t) out += arma::Col<double>(x.col(t));
+  return out;
+}
+
+TEST(RunStat, MatchesMeanAndVarianceOfTheStoredStream) {
+  const arma::Mat<double> x = tests::pooled();
+  const RunStat<arma::Col<double>> stat = stream(x);
+  EXPECT_EQ(stat.count, 80u);
+  for (arma::uword i = 0; i < 3; ++i) {
+    EXPECT_NEAR(stat.mean(i), arma::mean(x.row(i)), 1e-12);
+    EXPECT_NEAR(stat.M2(i) / 79.0, arma::var(x.row(i)), 1e-12);
+  }
+  EXPECT_EQ(stat.mean(3), 2.5);
+  EXPECT_EQ(stat.M2(3), 0.0);
+}
+
+TEST(RunStat, MergesTwoChains) {
+  RunStat<arma::Col<double>> stat = stream(tests::series()[0]);
+  stat += stream(tests::series()[1]);
+  EXPECT_EQ(stat.count, 80u);
+  expect_near(stat.mean, {2.036420779, -0.01357922102, 0.3240323257, 2.5});
+  expect_near(arma::Col<double>(stat.M2 / 79.0), {1.793921248, 0.5029288326, 0.4363691338, 0.0});
+}
+
+TEST(RunStat, FirstSampleLeavesTheSquaresWithoutSize) {
+  RunStat<arma::Mat<double>> stat;
+  EXPECT_EQ(stat.count, 0u);
+  stat += arma::Mat<double>(2, 3, arma::fill::ones);
+  EXPECT_EQ(stat.count, 1u);
+  EXPECT_EQ(stat.M2.n_elem, 0u);
+  stat += arma::Mat<double>(2, 3, arma::fill::value(3.0));
+  ASSERT_EQ(stat.M2.n_elem, 6u);
+  EXPECT_EQ(stat.mean(1, 2), 2.0);
+  EXPECT_EQ(stat.M2(1, 2), 2.0);
+}
+
+TEST(RunStat, MergeIsTheStreamForEverySplit) {
+  const arma::Mat<double> x = tests::series()[0].cols(0, 4);
+  const RunStat<arma::Col<double>> whole = stream(x);
+  for (arma::uword cut = 0; cut <= x.n_cols; ++cut) {
+    SCOPED_TRACE(cut);
+    RunStat<arma::Col<double>> first = stream(arma::Mat<double>(x.head_cols(cut)));
+    first += stream(arma::Mat<double>(x.tail_cols(x.n_cols - cut)));
+    EXPECT_EQ(first.count, whole.count);
+    EXPECT_TRUE(arma::approx_equal(first.mean, whole.mean, "absdiff", 1e-12));
+    EXPECT_TRUE(arma::approx_equal(first.M2, whole.M2, "absdiff", 1e-12));
+  }
+}
+
+TEST(RunStat, MergingTwoEmptyStreamsStaysEmpty) {
+  RunStat<arma::Col<double>> a;
+  a += RunStat<arma::Col<double>>();
+  EXPECT_EQ(a.count, 0u);
+  EXPECT_EQ(a.mean.n_elem, 0u);
+}
+
+TEST(RunStat, MergesWithItself) {
+  RunStat<arma::Col<double>> a = stream(tests::series()[0].cols(0, 2));
+  const RunStat<arma::Col<double>> before = a;
+  a += a;
+  EXPECT_EQ(a.count, 6u);
+  EXPECT_TRUE(arma::approx_equal(a.mean, before.mean, "absdiff", 1e-14));
+  EXPECT_TRUE(arma::approx_equal(a.M2, arma::Col<double>(2.0 * before.M2), "absdiff", 1e-14));
+  RunStat<arma::Col<double>> one = stream(tests::series()[0].cols(0, 0));
+  one += one;
+  EXPECT_EQ(one.count, 2u);
+  EXPECT_EQ(arma::accu(arma::abs(one.M2)), 0.0);
+}
+
+TEST(RunStat, NanStaysInItsElement) {
+  RunStat<arma::Cube<double>> stat;
+  arma::Cube<double> x(2, 2, 2, arma::fill::ones);
+  stat += x;
+  x(1, 0, 1) = arma::datum::nan;
+  stat += x;
+  EXPECT_TRUE(std::isnan(stat.mean(1, 0, 1)));
+  EXPECT_TRUE(std::isnan(stat.M2(1, 0, 1)));
+  EXPECT_EQ(stat.mean(0, 0, 0), 1.0);
+  EXPECT_EQ(stat.M2(0, 0, 0), 0.0);
+}
+
+TEST(RunStat, RejectsAnotherShape) {
+  RunStat<arma::Mat<double>> a;
+  a += arma::Mat<double>(2, 3, arma::fill::zeros);
+  EXPECT_THROW(a += arma::Mat<double>(3, 2, arma::fill::zeros), error_debug);
+  RunStat<arma::Mat<double>> b;
+  b += arma::Mat<double>(6, 1, arma::fill::zeros);
+  EXPECT_THROW(a += b, error_debug);
+}
+
+}  // namespace
+}  // namespace tovik

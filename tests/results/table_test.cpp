@@ -1,0 +1,183 @@
+#include "results/table.hpp"
+
+#include <gtest/gtest.h>
+
+#include "capture.hpp"
+#include "results/summary.hpp"
+#include "settings.hpp"
+
+namespace tovik {
+namespace {
+
+const std::vector<std::string> default_columns = {"Median", "StdDev", "2.5%", "97.5%",
+                                                  "ChiSq",  "PValue", "N_Eff"};
+
+class TableTest : public ::testing::Test {
+ protected:
+  tests::SummarySettings settings_;
+  tests::Capture capture_;
+  Table table_{capture_.stream(), default_columns};
+  arma::Row<double> values_ = arma::Row<double>(7, arma::fill::zeros);
+};
+
+TEST_F(TableTest, PrintsTheFrameOfAnOutcome) {
+  table_.heading();
+  table_.section("Variances:");
+  table_.row("L2 : Var(Intercept)", values_, Table::tests::blank);
+  table_.section("\nCoefficients:");
+  table_.row("x", values_, Table::tests::shown);
+  table_.section("\nProportion Variance Explained");
+  table_.by_row("Level-2 Random Intercepts", values_, Table::tests::blank);
+  table_.close("\n");
+  EXPECT_EQ(capture_.text(),
+            "Parameters                           Median     StdDev       2.5%      97.5%      ChiSq     "
+            "PValue      N_Eff \n"
+            "                                "
+            "------------------------------------------------------------------------------\n"
+            "\n"
+            "Variances:                      \n"
+            "  L2 : Var(Intercept)                 0.000      0.000      0.000      0.000        ---        "
+            "---      0.000 \n"
+            "\n"
+            "Coefficients:                   \n"
+            "  x                                   0.000      0.000      0.000      0.000      0.000      "
+            "0.000      0.000 \n"
+            "\n"
+            "Proportion Variance Explained   \n"
+            "  by Level-2 Random Intercepts        0.000      0.000      0.000      0.000        ---        "
+            "---      0.000 \n"
+            "\n"
+            "                                "
+            "------------------------------------------------------------------------------\n");
+}
+
+TEST_F(TableTest, PrintsTheFrameOfAPredictor) {
+  table_.heading();
+  table_.margin_row("Grand Mean", values_, Table::tests::blank);
+  table_.blank_row("\nLevel 1:");
+  table_.row("x ~ z", values_, Table::tests::blank);
+  table_.blank_row("", "");
+  table_.close("\n\n");
+  EXPECT_EQ(capture_.text(),
+            "Parameters                           Median     StdDev       2.5%      97.5%      ChiSq     "
+            "PValue      N_Eff \n"
+            "                                "
+            "------------------------------------------------------------------------------\n"
+            "\n"
+            "Grand Mean                            0.000      0.000      0.000      0.000        ---        "
+            "---      0.000 \n"
+            "\n"
+            "Level 1:                                                                                        "
+            "              \n"
+            "  x ~ z                               0.000      0.000      0.000      0.000        ---        "
+            "---      0.000 \n"
+            "                                                                                                "
+            "              \n"
+            "                                "
+            "------------------------------------------------------------------------------\n"
+            "\n");
+}
+
+TEST_F(TableTest, ShowsTestsEverywhereWhenNotSupressed) {
+  Summary::supress_print = false;
+  table_.row("Residual Var.", values_, Table::tests::blank);
+  EXPECT_EQ(
+      capture_.text(),
+      "  Residual Var.                       0.000      0.000      0.000      0.000      0.000      0.000"
+      "      0.000 \n");
+}
+
+TEST_F(TableTest, FixedRowShowsItsValueInTheFirstCell) {
+  values_.fill(1.0);
+  table_.fixed_row("x", values_, fixed_text(1.0), Table::tests::shown);
+  table_.fixed_row("Cor(a, b)", values_, "@ " + fixed_text(0.3), Table::tests::shown);
+  EXPECT_EQ(
+      capture_.text(),
+      "  x                                   1.000        ---        ---        ---        ---        ---"
+      "        --- \n"
+      "  Cor(a, b)                         @ 0.300        ---        ---        ---        ---        ---"
+      "        --- \n");
+}
+
+TEST_F(TableTest, FixedRowPrintsNumbersUnlessALocationComesFirst) {
+  const Table psr(capture_.stream(), {"PSR", "ChiSq"});
+  const arma::Row<double> values = {1.0, 2.0};
+  psr.fixed_row("x", values, "7.000", Table::tests::shown);
+  psr.fixed_row("Residual Var.", values, "7.000", Table::tests::blank);
+  Table(capture_.stream(), {"Mean", "ChiSq"}).fixed_row("x", values, "7.000", Table::tests::shown);
+  EXPECT_EQ(capture_.text(),
+            "  x                                   1.000      2.000 \n"
+            "  Residual Var.                       1.000        --- \n"
+            "  x                                   7.000        --- \n");
+}
+
+TEST_F(TableTest, NanHasNoSign) {
+  const Table table(capture_.stream(), {"Mean", "PSR", "N_Eff"});
+  table.row("x", arma::Row<double>{-arma::datum::nan, arma::datum::nan, arma::datum::inf},
+            Table::tests::shown);
+  EXPECT_EQ(capture_.text(), "  x                                     nan        nan        inf \n");
+  EXPECT_EQ(fixed_text(-arma::datum::nan), "nan");
+}
+
+TEST_F(TableTest, LongLabelContinuesBehindItsNumbers) {
+  const Table table(capture_.stream(), {"Mean"});
+  table.row("interest_at_start * (interest_at_end - 1.5) / group_size_of_class", arma::Row<double>{1.5},
+            Table::tests::shown);
+  EXPECT_EQ(capture_.text(),
+            "  interest_at_start * (               1.500 \n"
+            "    interest_at_end - 1.5) /    \n"
+            "    group_size_of_class         \n");
+}
+
+TEST_F(TableTest, LabelsBreakAtTokensOnly) {
+  const std::string fits(29, 'a');
+  EXPECT_EQ(break_label(fits).first, fits);
+  EXPECT_TRUE(break_label(fits).rest.empty());
+  const broken_label sum =
+      break_label("aaaaaaaaaaaaaa+bbbbbbbbbbbbbbb");  // 30 characters, 14 before the operator
+  EXPECT_EQ(sum.first, "aaaaaaaaaaaaaa+");
+  EXPECT_EQ(sum.rest, std::vector<std::string>{"bbbbbbbbbbbbbbb"});
+  const broken_label one = break_label(std::string(35, 'a'));
+  EXPECT_EQ(one.first, std::string(35, 'a'));
+  EXPECT_TRUE(one.rest.empty());
+  // Continuation lines hold at most 27 characters.
+  const broken_label lines = break_label("a23456789*b23456789*c23456789*d23456789*e23456789*f2345678*g");
+  EXPECT_EQ(lines.first, "a23456789*b23456789*c23456789");
+  EXPECT_EQ(lines.rest, (std::vector<std::string>{"*d23456789*e23456789*", "f2345678*g"}));
+  // Nothing of a label gets lost.
+  const std::string label = "L2 : Cov(some_long_name >= 2, another_long_name ** 2)";
+  const broken_label cov = break_label(label);
+  std::string joined = cov.first;
+  for (const std::string& line : cov.rest) joined += line;
+  std::string compact, expected;
+  for (const char c : joined) {
+    if (c != ' ') compact += c;
+  }
+  for (const char c : label) {
+    if (c != ' ') expected += c;
+  }
+  EXPECT_EQ(compact, expected);
+}
+
+TEST_F(TableTest, TableWithoutColumnsKeepsItsLabels) {
+  const Table table(capture_.stream(), {});
+  table.heading("Correlations");
+  table.fixed_row("x", arma::Row<double>(), "1.000", Table::tests::shown);
+  EXPECT_EQ(capture_.text(),
+            "Correlations                     \n"
+            "                                -\n\n"
+            "  x                              \n");
+}
+
+TEST_F(TableTest, SummariesLineCountsChains) {
+  print_summaries_based_on(capture_.stream(), 1000, 2, "\n\n");
+  print_summaries_based_on(capture_.stream(), 500, 1, "\n");
+  print_summaries_based_on(capture_.stream(), 0, 0, "\n");
+  EXPECT_EQ(capture_.text(),
+            "  Summaries based on 1000 iterations using 2 chains.\n\n"
+            "  Summaries based on 500 iterations using 1 chain.\n"
+            "  Summaries based on 0 iterations using 0 chains.\n");
+}
+
+}  // namespace
+}  // namespace tovik
