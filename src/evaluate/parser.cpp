@@ -13,6 +13,8 @@ namespace {
 
 /// What one call of ast() may spend, the definitions inside its expression included.
 struct budget {
+  /// The text of that call, for the message when something runs out.
+  const std::string& text;
   int nodes = max_nodes;
   int definitions = 0;
 };
@@ -53,6 +55,7 @@ class expression {
 
  private:
   [[noreturn]] void fail(const std::string& message) const { throw error_parse(message, text_); }
+  [[noreturn]] void fail_limit(const std::string& message) const { throw error_parse(message, left_.text); }
   [[noreturn]] void fail_statement() const { fail("ERROR: Could not parse statement."); }
   [[noreturn]] void fail_parentheses() const { fail("ERROR: The parentheses do not match."); }
   [[noreturn]] void fail_function(const std::string& token, const std::string& what) const {
@@ -100,7 +103,7 @@ void expression::read_operand(const std::string& token) {
 
 operand expression::definition(const std::string& token, const defines::def& entry) {
   if (entry.kind == 0) throw error_undefined_var(token, text_);
-  if (left_.definitions >= max_definitions) fail("ERROR: The definitions are nested too deeply.");
+  if (left_.definitions >= max_definitions) fail_limit("ERROR: The definitions are nested too deeply.");
   ++left_.definitions;
   operand item = expression(entry.text, *entry.owner, left_).read();
   --left_.definitions;
@@ -150,7 +153,7 @@ void expression::read_operator(const std::string& token, const CMD& command) {
 }
 
 void expression::open(const std::string& token, const CMD& command) {
-  if (token == "(" && ++open_ > max_depth) fail("ERROR: The expression is nested too deeply.");
+  if (token == "(" && ++open_ > max_depth) fail_limit("ERROR: The expression is nested too deeply.");
   operators_.push_back({token, &command});
 }
 
@@ -172,12 +175,12 @@ operand expression::finish() {
 }
 
 void expression::push_literal(double value) {
-  if (--left_.nodes < 0) fail("ERROR: The expression is too long.");
+  if (--left_.nodes < 0) fail_limit("ERROR: The expression is too long.");
   push({std::unique_ptr<node>(node::literal(value)), 1});
 }
 
 void expression::push(operand item) {
-  if (item.depth > max_depth) fail("ERROR: The expression is nested too deeply.");
+  if (item.depth > max_depth) fail_limit("ERROR: The expression is nested too deeply.");
   output_.push_back(std::move(item));
 }
 
@@ -189,7 +192,7 @@ operand expression::pop() {
 }
 
 void expression::reduce() {
-  if (--left_.nodes < 0) fail("ERROR: The expression is too long.");
+  if (--left_.nodes < 0) fail_limit("ERROR: The expression is too long.");
   const pending top = std::move(operators_.back());
   operators_.pop_back();
   if (top.command->is_function()) {
@@ -255,7 +258,7 @@ void expression::check_inputs(const std::string& token, const CMD& command, cons
 }  // namespace
 
 node* ast(const std::string& text, const defines& names) {
-  budget whole;
+  budget whole{text};
   return expression(text, names, whole).read().tree.release();
 }
 
