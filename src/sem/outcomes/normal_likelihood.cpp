@@ -1,0 +1,138 @@
+// What a normal outcome tells of the data at its current parameters: predictions, residuals, log likelihoods.
+
+#include <algorithm>
+
+#include "sem/densities.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "sem/scan/blas.hpp"
+#include "sem/scan/marginal.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+arma::Col<double> Normal::outcome_values(arma::Mat<double> const& data) const {
+  if (level == 0) return data.col(y(0));
+  auto const& rows = *cluster.own_rows[0];
+  arma::Col<double> out(rows.n_elem);
+  for (arma::uword i = 0; i < rows.n_elem; ++i) out(i) = data(rows(i), y(0));
+  return out;
+}
+
+// r -= X b.
+void Normal::subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  arma::Col<double> scratch;
+  auto const& columns = scan_->terms().terms.x;
+  for (arma::uword j = 0; j < betas_.n_elem; ++j)
+    scan::add_scaled(r.n_elem, -betas_(j), columns.at(j, data, unit_rows(), scratch), r.memptr());
+}
+
+// r -= sum over levels of Z u.
+void Normal::subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  arma::Col<double> scratch;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    auto const& columns = scan_->terms().terms.z[L];
+    for (arma::uword j = 0; j < u[L].n_cols; ++j)
+      scan::subtract_effect(columns.at(j, data, unit_rows(), scratch), u[L].colptr(j), *cluster.selectors[L],
+                            r.memptr());
+  }
+}
+
+arma::Mat<double> Normal::compute_residual(arma::Mat<double> const& data) const {
+  arma::Col<double> r = outcome_values(data);
+  subtract_fixed(data, r);
+  subtract_random(data, r);
+  return r;
+}
+
+arma::Mat<double> Normal::compute_predicted(arma::Mat<double> const& data) const {
+  arma::Col<double> r(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem, arma::fill::zeros);
+  subtract_fixed(data, r);
+  subtract_random(data, r);
+  r *= -1.0;
+  return r;
+}
+
+arma::Mat<double> Normal::at_rows(arma::Mat<double> const& units) const {
+  if (level == 0) return units;
+  arma::Mat<double> out(cluster.rows->n_units(), units.n_cols);
+  for (arma::uword j = 0; j < units.n_cols; ++j)
+    for (arma::uword c = 0; c < units.n_rows; ++c)
+      std::fill_n(out.colptr(j) + cluster.rows->start[c], cluster.rows->count[c], units(c, j));
+  return out;
+}
+
+arma::Mat<double> Normal::residual(arma::Mat<double> const& data) const {
+  return at_rows(compute_residual(data));
+}
+
+arma::Mat<double> Normal::predicted(arma::Mat<double> const& data) const {
+  return at_rows(compute_predicted(data));
+}
+
+arma::Mat<double> Normal::compute_latent(arma::Mat<double> const& data) const {
+  arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
+  arma::uword terms = 0;
+  for (auto const& effects : u) terms += effects.n_cols;
+  arma::Mat<double> out(n, terms);
+  arma::uword at = 0;
+  for (unsigned L = 0; L < n_levels; ++L)
+    for (arma::uword j = 0; j < u[L].n_cols; ++j, ++at)
+      for (arma::uword i = 0; i < n; ++i) out(i, at) = u[L]((*cluster.row_cluster[L])(i), j);
+  return out;
+}
+
+arma::Mat<double> Normal::latent(arma::Mat<double> const& data) const {
+  return at_rows(compute_latent(data));
+}
+
+arma::Col<double> Normal::compute_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  arma::Col<double> const r = compute_residual(data);
+  arma::Col<double> const values = logNormPDF(r, residVar());
+  int const above = at_level - static_cast<int>(level);
+  if (above == 0) return values;
+  if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
+    throw error_debug("The outcome has no likelihood at this level.");
+  auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
+  arma::Col<double> sums(clusters.size());
+  for (arma::uword c = 0; c < clusters.size(); ++c) {
+    double sum = 0.0;
+    for (arma::uword i = clusters.start[c]; i < clusters.start[c] + clusters.count[c]; ++i) sum += values(i);
+    sums(c) = sum;
+  }
+  return sums;
+}
+
+arma::Col<double> Normal::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  return compute_logLiklihood(data, at_level);
+}
+
+double Normal::logLiklihood(arma::Mat<double> const& data) const {
+  return arma::accu(compute_logLiklihood(data, static_cast<int>(level)));
+}
+
+arma::Col<double> Normal::compute_Us_LL(arma::Mat<double> const&, int const& L) const {
+  auto const index = static_cast<std::size_t>(L);
+  if (L < 0 || index >= u.size()) throw error_debug("The outcome has no random effects at this level.");
+  return logMvnrmPDF(u[index], Sigma[index]);
+}
+
+arma::Col<double> Normal::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
+  arma::Col<double> r = outcome_values(data);
+  subtract_fixed(data, r);
+  if (n_levels == 0) return logNormPDF(r, residVar());
+  std::vector<arma::Mat<double>> designs;
+  arma::Col<double> scratch;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    designs.emplace_back(r.n_elem, n_random(L));
+    for (arma::uword j = 0; j < n_random(L); ++j)
+      std::copy_n(scan_->terms().terms.z[L].at(j, data, unit_rows(), scratch), r.n_elem,
+                  designs[L].colptr(j));
+  }
+  return scan::marginal_log_likelihood(r, designs, Sigma, residVar(), cluster);
+}
+
+arma::Col<double> Normal::marginal_logLiklihood(arma::Mat<double> const& data) const {
+  return compute_marginal_logLiklihood(data);
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,13 @@
+#pragma once
+
+namespace tovik::sem {
+
+/// The default priors of variances. The code is 1, 2 or 3 and names pseudo degrees of freedom and a pseudo
+/// sum of squares (one variance; p x p matrix): 1: 2 and 1; p + 1 and the identity. 2: -2 and 0; -(p + 1) and
+/// 0. 3: 0 and 0; 0 and 0.
+struct priors {
+  int resvar = 2;  ///< residual variances
+  int raneff = 2;  ///< covariance matrices of random effects
+};
+
+}  // namespace tovik::sem

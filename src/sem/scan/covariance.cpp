@@ -1,0 +1,53 @@
+#include "sem/scan/covariance.hpp"
+
+#include "sem/scan/blas.hpp"
+#include "sem/scan/residual_variance.hpp"
+#include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem::scan {
+namespace {
+
+int degrees_of_freedom(int prior, int n, int q) {
+  switch (prior) {
+    case 1:
+      return n + q + 1;
+    case 2:
+      return n - q - 1;
+    case 3:
+      return n;
+    default:
+      throw error_debug("Unknown prior for a covariance matrix.");
+  }
+}
+
+}  // namespace
+
+void covariance_step::draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
+                           arma::Mat<double>& Sigma) {
+  arma::uword const q = u.n_cols, n = u.n_rows;
+  if (q == 0) return;
+  if (q == 1) {
+    double const precision =
+        draw_precision(prior, static_cast<double>(n), dot(n, u.memptr(), u.memptr()), rng);
+    iSigma(0, 0) = precision;
+    Sigma(0, 0) = 1.0 / precision;
+    return;
+  }
+  S_.set_size(q, q);
+  S_inverse_.set_size(q, q);
+  work_.set_size(q * (q + 1));
+  for (arma::uword j = 0; j < q; ++j) {
+    for (arma::uword i = 0; i <= j; ++i) {
+      double const value = dot(n, u.colptr(i), u.colptr(j)) + (prior == 1 && i == j ? 1.0 : 0.0);
+      S_(i, j) = value;
+      S_(j, i) = value;
+    }
+  }
+  int const df = degrees_of_freedom(prior, static_cast<int>(n), static_cast<int>(q));
+  invert_symmetric(S_.memptr(), q, S_inverse_.memptr(), work_.memptr());
+  rng.rwish(df, S_inverse_, iSigma, wishart_);
+  invert_symmetric(iSigma.memptr(), q, Sigma.memptr(), work_.memptr());
+}
+
+}  // namespace tovik::sem::scan

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <armadillo>
+
+#include "sem/random.hpp"
+
+namespace tovik::sem::scan {
+
+/// The covariance matrix of the random effects of one level, given the effects: inverse Wishart with scale
+/// u'u (+ I for prior 1) and degrees of freedom n + q + 1, n - q - 1, n for priors 1, 2, 3; the precision is
+/// drawn by the Wishart. One effect: an inverse gamma draw.
+class covariance_step {
+ public:
+  /// `u`: clusters x q. Writes Sigma and iSigma (q x q) in place. Throws std::runtime_error when there are
+  /// too few clusters for the degrees of freedom or u'u is singular.
+  void draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
+            arma::Mat<double>& Sigma);
+
+ private:
+  arma::Mat<double> S_, S_inverse_;
+  arma::Col<double> work_;
+  WishartScratch wishart_;
+};
+
+}  // namespace tovik::sem::scan

@@ -1,0 +1,83 @@
+#include "sem/scan/design.hpp"
+
+#include <utility>
+
+#include "support/error.hpp"
+
+namespace tovik::sem::scan {
+namespace {
+
+bool is_written(std::vector<bool> const& mutable_columns, arma::uword column) {
+  return column < mutable_columns.size() && mutable_columns[column];
+}
+
+void take(double const* from, arma::uword n, arma::Col<arma::uword> const* rows, double* out) {
+  if (rows == nullptr) {
+    for (arma::uword i = 0; i < n; ++i) out[i] = from[i];
+  } else {
+    for (arma::uword i = 0; i < rows->n_elem; ++i) out[i] = from[(*rows)(i)];
+  }
+}
+
+}  // namespace
+
+bool is_mutable(evaluate::node const& tree, std::vector<bool> const& mutable_columns) {
+  using evaluate::operations;
+  switch (tree.op) {
+    case operations::var:
+    case operations::uniform:
+    case operations::normal:
+      return true;
+    case operations::data:
+      return is_written(mutable_columns, tree.index());
+    default:
+      return (tree.left != nullptr && is_mutable(*tree.left, mutable_columns)) ||
+             (tree.right != nullptr && is_mutable(*tree.right, mutable_columns));
+  }
+}
+
+columns::columns(arma::Col<arma::uword> plain, std::vector<estimator::compute> computed,
+                 std::vector<bool> const& mutable_columns)
+    : plain_(std::move(plain)), computed_(std::move(computed)), is_dynamic_(size(), false) {
+  for (arma::uword j = 0; j < size(); ++j) {
+    if (j < plain_.n_elem) {
+      is_dynamic_[j] = is_written(mutable_columns, plain_(j));
+    } else {
+      auto const* node = computed_[j - plain_.n_elem].node;
+      if (node == nullptr) throw error_debug("A computed column has no expression.");
+      is_dynamic_[j] = is_mutable(*node, mutable_columns);
+    }
+    if (is_dynamic_[j]) dynamic_.push_back(j);
+  }
+}
+
+void columns::read(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+                   double* out) const {
+  if (j < plain_.n_elem) {
+    take(data.colptr(plain_(j)), data.n_rows, rows, out);
+  } else {
+    arma::Col<double> const value = computed_[j - plain_.n_elem].node->eval(data);
+    take(value.memptr(), data.n_rows, rows, out);
+  }
+}
+
+void columns::refresh(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows) {
+  if (filled_) {
+    for (arma::uword j : dynamic_) read(j, data, rows, values_.colptr(j));
+    return;
+  }
+  values_.set_size(rows == nullptr ? data.n_rows : rows->n_elem, size());
+  for (arma::uword j = 0; j < size(); ++j) read(j, data, rows, values_.colptr(j));
+  filled_ = true;
+}
+
+double const* columns::at(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+                          arma::Col<double>& scratch) const {
+  if (filled_ && !is_dynamic_[j]) return values_.colptr(j);
+  if (rows == nullptr && j < plain_.n_elem) return data.colptr(plain_(j));
+  scratch.set_size(rows == nullptr ? data.n_rows : rows->n_elem);
+  read(j, data, rows, scratch.memptr());
+  return scratch.memptr();
+}
+
+}  // namespace tovik::sem::scan

@@ -1,0 +1,63 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+#include "sem/wiring/cluster.hpp"
+#include "sem/wiring/compute.hpp"
+
+namespace tovik::sem::scan {
+
+/// One matrix of predictors: plain columns of the working matrix, then computed ones, at the units of the
+/// equation. A column is static when no cell it reads is ever written after set-up: it is read once.
+class columns {
+ public:
+  columns() = default;
+  /// `mutable_columns`: for each column of the working matrix, whether it is written after set-up; empty
+  /// means none. A computed column is mutable if a column it reads is, or if it holds a parameter or a random
+  /// number.
+  columns(arma::Col<arma::uword> plain, std::vector<estimator::compute> computed,
+          std::vector<bool> const& mutable_columns);
+
+  /// Reads all columns at the first call and the mutable ones at later calls. `rows`: the row of the working
+  /// matrix for each unit; null for every row.
+  void refresh(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows);
+
+  /// Column j at these data: the kept copy if it is static, else evaluated into `scratch`.
+  double const* at(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+                   arma::Col<double>& scratch) const;
+
+  /// Units x columns, as last read.
+  arma::Mat<double> const& values() const { return values_; }
+  arma::uword size() const { return plain_.n_elem + computed_.size(); }
+  bool all_static() const { return dynamic_.empty(); }
+  /// The positions of the mutable columns, rising.
+  std::vector<arma::uword> const& dynamic() const { return dynamic_; }
+
+ private:
+  void read(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+            double* out) const;
+
+  arma::Col<arma::uword> plain_;
+  std::vector<estimator::compute> computed_;
+  std::vector<bool> is_dynamic_;
+  std::vector<arma::uword> dynamic_;
+  arma::Mat<double> values_;
+  bool filled_ = false;
+};
+
+/// True if the value of the tree can change between scans.
+bool is_mutable(evaluate::node const& tree, std::vector<bool> const& mutable_columns);
+
+/// The design of an equation: its predictors, and the covariates of the random effects of each level above.
+struct design {
+  columns x;
+  std::vector<columns> z;
+
+  void refresh(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows) {
+    x.refresh(data, rows);
+    for (columns& level : z) level.refresh(data, rows);
+  }
+};
+
+}  // namespace tovik::sem::scan

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+#include "sem/scan/design.hpp"
+
+namespace tovik::sem::scan {
+
+/// Column means and the covariance matrix (divisor n - 1) of a design, computed about the means. Computed
+/// once; with mutable columns only what belongs to them is computed again.
+class column_moments {
+ public:
+  void refresh(columns const& x);
+
+  arma::Col<double> mean;
+  arma::Mat<double> covariance;
+
+ private:
+  void update(arma::Mat<double> const& X, arma::uword j);
+  bool filled_ = false;
+};
+
+/// Variance of the fixed part: b'Cb over the coefficients from `first` on (1 skips an intercept).
+double fixed_variance(column_moments const& x, double const* b, arma::uword first);
+
+/// The variance that the random effects of one level add to an outcome, Var(z'u) = tr(Sigma E[zz']), in two
+/// parts (Rights & Sterba, 2019, Psychological Methods 24, 309-338).
+struct level_variance {
+  /// With a random intercept: the variance of the cluster means at the average covariates,
+  /// Sigma_00 + 2 m'Sigma_s0 + m'Sigma_ss m. Otherwise 0.
+  double intercept = 0.0;
+  /// With a random intercept tr(Sigma_ss C_ss); otherwise tr(Sigma C) + m'Sigma m, the whole variance.
+  double slope = 0.0;
+};
+
+/// `z`: moments of the covariates, of which the first is the intercept's if `has_intercept`.
+level_variance random_variance(column_moments const& z, arma::Mat<double> const& Sigma, bool has_intercept);
+
+}  // namespace tovik::sem::scan

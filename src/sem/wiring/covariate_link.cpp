@@ -1,0 +1,26 @@
+#include "sem/wiring/covariate_link.hpp"
+
+namespace tovik::sem::estimator {
+
+void covariate_link::update(arma::Col<double> const& x, arma::Mat<double>& data) const {
+  if (fun) fun(x, data);
+  if (mean_fun) data.col(mean_column) = mean_fun(x);
+}
+
+void covariate_link::update(arma::Mat<double>& data) const {
+  arma::Col<double> const x = data.col(column);
+  update(x, data);
+}
+
+void covariate_link::update(arma::Mat<double>& data, cluster const& structure) const {
+  if (structure.rows == nullptr) return update(data);
+  arma::Col<double> x(data.n_rows);
+  for (arma::uword c = 0; c < structure.rows->size(); ++c) {
+    arma::uword const begin = structure.rows->start[c];
+    double const value = data(begin, column);
+    for (arma::uword i = begin; i < begin + structure.rows->count[c]; ++i) x(i) = value;
+  }
+  update(x, data);
+}
+
+}  // namespace tovik::sem::estimator

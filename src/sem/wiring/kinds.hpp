@@ -1,0 +1,48 @@
+#pragma once
+
+namespace tovik::sem {
+
+/// What a list of likelihood contributions belongs to.
+enum class likelihood_type : int {
+  imputed = 0,        ///< the values of an imputed variable
+  random_effect = 1,  ///< the random effects of an equation, as a variable of other equations
+};
+
+/// Which latent values a model publishes as columns of the working matrix.
+enum class indicator_type : int {
+  latent_residual = 0,
+  random_effect = 1,
+};
+
+/// How an unknown stands in an equation when its conditional distribution is solved.
+enum class distribution_type : int {
+  fixed = 0,     ///< a term of the equation
+  compute = 1,   ///< inside a computed term
+  phantom = 2,   ///< a phantom predictor
+  param = 3,     ///< a labelled coefficient
+  variance = 4,  ///< a labelled residual variance
+};
+
+/// The quantity of a model that a constraint drives or reads.
+enum class parameter_type : int {
+  coefficient = 0,
+  random_covariance = 1,
+  residual_variance = 2,
+  phantom_correlation = 4,
+  residual_variance_read = 5,  ///< read only
+  coef_var = 6,                ///< read only, as are the next three
+  total_var = 7,
+  slope_total = 8,
+  icept_total = 9,
+  value = 11,  ///< the value of a free parameter
+};
+
+/// Numbers that an outcome model carries as its data::type beside the kinds of variables: models that are no
+/// regression of a variable. They have no likelihood of data.
+struct model_type {
+  static constexpr int parameter = 10;
+  static constexpr int computation = 11;
+  static constexpr int log_scale = 12;
+};
+
+}  // namespace tovik::sem

@@ -1,0 +1,79 @@
+#include "sem/wiring/tune.hpp"
+
+#include <cmath>
+#include <cstdio>
+#include <limits>
+
+#include "sem/settings.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem::estimator {
+
+bool& tune_results::print_debug = sampler_settings::print_debug_tune;
+
+double tune_obj::rate() const {
+  if (total == 0) return std::numeric_limits<double>::quiet_NaN();
+  return static_cast<double>(accepted) / static_cast<double>(total);
+}
+
+void tune_obj::tune() {
+  if (kind == kind_type::logistic_imputation) return;
+  double const p = rate();
+  if (p > target)
+    value *= 2.0 - (1.0 - p) / (1.0 - target);
+  else if (target > p)
+    value /= 2.0 - p / target;
+  else
+    return;
+  accepted = 0;
+  total = 0;
+}
+
+bool tune_obj::failed() const {
+  if (total == 0 || !std::isfinite(target)) return false;
+  constexpr double slack = 0.15000000000000002;
+  double const p = rate();
+  return p >= upper + slack || p <= lower - slack;
+}
+
+const char* tune_obj::label() const {
+  switch (kind) {
+    case kind_type::imputation:
+    case kind_type::imputation_2:
+      return "imputation";
+    case kind_type::logistic_imputation:
+      return "logistic imp";
+    case kind_type::latent:
+    case kind_type::latent_2:
+      return "latent";
+    case kind_type::threshold:
+      return "threshold";
+    case kind_type::random_effect:
+      return "random effect";
+    case kind_type::parameter:
+      return "parameter";
+  }
+  return "undefined";
+}
+
+std::string tune_obj::str() const {
+  char numbers[640];
+  std::snprintf(numbers, sizeof numbers, ", %f, %f", rate(), value);
+  return label() + std::string(numbers);
+}
+
+std::string tuning_message(std::vector<tune_obj> const& failed) {
+  std::string text;
+  for (std::size_t n = 0; n < failed.size(); ++n)
+    text += "  [" + std::to_string(n + 1) + "] = " + failed[n].str() + "\n";
+  return text;
+}
+
+void tune_results::check() const {
+  std::vector<tune_obj> failed;
+  for (tune_obj const& entry : *this)
+    if (entry.failed()) failed.push_back(entry);
+  if (!failed.empty()) throw error_tuning(tuning_message(failed));
+}
+
+}  // namespace tovik::sem::estimator
