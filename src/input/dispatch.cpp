@@ -126,7 +126,7 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
     case command::compute:
       throw error("ERROR: COMPUTE command is currently not available.");
     case command::transform:
-      transforms.push_back(eval_expand(" " + join(words, " "), ':'));
+      transforms.push_back(" " + eval_expand(join(words, " "), ':'));
       return;
     case command::save:
       for (const std::string& piece : split(raw, ",", true)) parseSaveLine(piece);
