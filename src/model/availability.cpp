@@ -6,34 +6,43 @@
 namespace tovik::model {
 namespace {
 
+[[noreturn]] void refuse(const std::string& what, const Model& model) {
+  not_available::refuse(what + " (see '" + model.command() + "')");
+}
+
 void check_outcome(const Model& model) {
-  const std::string see = " (see '" + model.command() + "')";
   for (const anyVariable& outcome : model.outcomes) {
     switch (outcome.variable->type) {
       case data::type::continuous:
         break;
       case data::type::ordinal:
-        not_available::refuse("An ordinal outcome" + see);
+        refuse("An ordinal outcome", model);
       case data::type::count:
-        not_available::refuse("A count outcome" + see);
+        refuse("A count outcome", model);
       case data::type::nominal:
-        not_available::refuse("A nominal outcome" + see);
+        refuse("A nominal outcome", model);
       case data::type::latent:
-        not_available::refuse("A latent outcome" + see);
+        refuse("A latent outcome", model);
       case data::type::phantom:
-        not_available::refuse("A phantom outcome" + see);
+        refuse("A phantom outcome", model);
       default:
-        not_available::refuse("An outcome of this kind" + see);
+        refuse("An outcome of this kind", model);
     }
   }
-  if (model.link != link::identity) not_available::refuse("The link '" + link_str(model.link) + "'" + see);
+  if (model.link != link::identity) refuse("The link '" + link_str(model.link) + "'", model);
 }
 
 void check_predictor(const anyVariable& term, const Model& model) {
-  const std::string see = " as a predictor (see '" + model.command() + "')";
-  if (term.variable->type == data::type::latent) not_available::refuse("A latent variable" + see);
-  if (term.variable->type == data::type::phantom) not_available::refuse("A phantom variable" + see);
-  if (term.variable->type == data::type::random_effect) not_available::refuse("A named random effect" + see);
+  switch (term.variable->type) {
+    case data::type::latent:
+      refuse("A latent variable as a predictor", model);
+    case data::type::phantom:
+      refuse("A phantom variable as a predictor", model);
+    case data::type::random_effect:
+      refuse("A named random effect as a predictor", model);
+    default:
+      break;
+  }
 }
 
 }  // namespace

@@ -187,6 +187,7 @@ void Model::check_random_parameter(const anyVariable& parsed, const std::string&
   if (parsed.param.is_fixed())
     throw error("ERROR: The random effect variance for '" + term +
                 "' cannot\n       be fixed to a value.\n       Problem model: " + statement);
+  if (!parsed.param.has_label()) return;
   for (const anyVariable& other : random) {
     if (parsed.param == other.param)
       throw error(

@@ -1,0 +1,95 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "data/dummy.hpp"
+#include "data/variable_list.hpp"
+#include "model/defaults.hpp"
+#include "model/parse.hpp"
+#include "support/error.hpp"
+#include "support/warning.hpp"
+
+namespace tovik::tests {
+
+/// A catalogue with `identifiers` clustering identifiers: "school" (level 2) and "district" (level 3). y, y2,
+/// y10, x, z, g (nominal), bin, grade (ordinal) and visits (count) vary within schools, w within districts, v
+/// not.
+inline VariableList catalogue(unsigned identifiers) {
+  VariableList list;
+  unsigned column = 0;
+  const unsigned low = identifiers;
+  const unsigned middle = identifiers > 1 ? identifiers - 1 : 0;
+  const auto add = [&](const std::string& name, data::type kind, unsigned level) {
+    list.variables.push_back(std::make_shared<data::variable>(name, kind, column++, level));
+    return list.variables.back();
+  };
+  for (const char* name : {"y", "y2", "y10", "x", "z"}) add(name, data::type::continuous, low);
+  add("w", data::type::continuous, middle);
+  add("v", data::type::continuous, 0);
+  const auto nominal = add("g", data::type::nominal, low);
+  add("bin", data::type::ordinal, low)->values = {0, 1};
+  add("grade", data::type::ordinal, low)->values = {1, 2, 3};
+  add("two", data::type::ordinal, low)->values = {1, 2};
+  add("visits", data::type::count, low);
+  add("weight", data::type::weight, low);
+  add("held", data::type::continuous, low)->fixed(true);
+  if (identifiers > 0) add("school", data::type::id, identifiers - 1);
+  if (identifiers > 1) add("district", data::type::id, 0);
+  add("1", data::type::constant, 0);
+  nominal->values = {1, 2, 3};
+  for (double value : {2.0, 3.0}) {
+    const auto code = std::make_shared<data::dummy>(nominal, value, column++);
+    nominal->setDummy(code);
+    list.variables.push_back(code);
+  }
+  add("eta", data::type::latent, low);
+  add("ghost", data::type::phantom, low);
+  list.order_clusters();
+  return list;
+}
+
+inline std::vector<block::one_model> statements(const std::vector<std::string>& texts) {
+  std::vector<block::one_model> out;
+  for (const std::string& text : texts) out.push_back({text, ""});
+  return out;
+}
+
+/// The models of some statements on a catalogue, merged and sorted; without the checks of a whole run.
+inline ModelList models(VariableList& list, const std::vector<std::string>& texts) {
+  return sem::_parse(statements(texts), list, block::map());
+}
+
+/// One model and the names it needs.
+struct one_model {
+  VariableList list;
+  ModelList all;
+  const Model& model;
+
+  one_model(unsigned identifiers, const std::string& statement)
+      : list(catalogue(identifiers)), all(models(list, {statement})), model(all.at(0)) {}
+  const Model* operator->() const { return &model; }
+};
+
+/// The text of the error that the statements of a run raise; "" for none.
+inline std::string failure(unsigned identifiers, const std::vector<std::string>& texts) {
+  VariableList list = catalogue(identifiers);
+  try {
+    sem::parse(statements(texts), list, block::map());
+  } catch (const error& fault) {
+    return fault.what();
+  }
+  return "";
+}
+
+inline std::string failure(unsigned identifiers, const std::string& text) {
+  return failure(identifiers, std::vector<std::string>{text});
+}
+
+using texts = std::vector<std::string>;
+using columns = std::vector<unsigned>;
+
+}  // namespace tovik::tests

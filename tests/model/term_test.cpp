@@ -1,0 +1,201 @@
+// Terms of a statement: parameters, brackets, suffixes, names and columns.
+
+#include "catalogue.hpp"
+#include "evaluate/defines.hpp"
+#include "model/compute.hpp"
+#include "model/term_suffix.hpp"
+
+namespace tovik::tests {
+namespace {
+
+using model::anyVariable;
+
+anyVariable term(const std::string& text, unsigned identifiers = 2, bool is_outcome = false) {
+  const VariableList list = catalogue(identifiers);
+  return anyVariable::parse(text, list, nullptr, is_outcome);
+}
+
+std::string fault(const std::string& text, bool is_outcome = false) {
+  try {
+    term(text, 2, is_outcome);
+  } catch (const error& e) {
+    return e.what();
+  }
+  return "";
+}
+
+TEST(Term, ReadsFixedValues) {
+  EXPECT_EQ(term("x@0.5").param.value(), 0.5);
+  EXPECT_EQ(term("x@-0.5").param.value(), -0.5);
+  EXPECT_EQ(term("x@+2").param.value(), 2);
+  EXPECT_EQ(term("x@.25").param.value(), 0.25);
+  EXPECT_EQ(term("x@2x").param.value(), 2);  // a number is read as far as it goes
+  EXPECT_DOUBLE_EQ(term("x@(1/3)").param.value(), 1.0 / 3);
+  EXPECT_DOUBLE_EQ(term("x@((1 + 2) * 2)").param.value(), 6);
+  EXPECT_DOUBLE_EQ(term("x@(log(_pi))%4").param.value(), std::log(3.141592653589793));
+}
+
+TEST(Term, ReadsLabels) {
+  EXPECT_EQ(term("x@a").param.label(), "a");
+  EXPECT_EQ(term("x@inflation").param.label(), "inflation");
+  EXPECT_EQ(term("x@nano").param.label(), "nano");
+  EXPECT_EQ(term("x@a%2").param.label(), "a");
+  EXPECT_EQ(term("x@a%2").param.start(), 2);
+}
+
+TEST(Term, ReadsStarts) {
+  EXPECT_TRUE(term("x%-1").param.has_start());
+  EXPECT_EQ(term("x%-1").param.start(), -1);
+  EXPECT_TRUE(term("x%-1").param.is_free());
+  EXPECT_EQ(term("x@0.5%1").param.value(), 0.5);
+  EXPECT_EQ(term("x@0.5%1").param.start(), 0.5);
+}
+
+TEST(Term, RefusesWrongStarts) {
+  EXPECT_EQ(fault("x%1@0.5"),
+            "ERROR: Unable to parse starting value for 'x%1@0.5'. Must specify start value at the end. ");
+  for (const char* text : {"x%abc", "x%info", "x%nan", "x%1e999"})
+    EXPECT_EQ(fault(text),
+              "ERROR: Non-numeric given as starting value. Specificaiton : '" + std::string(text) + "'");
+}
+
+TEST(Term, RefusesWrongFixings) {
+  for (const char* text : {"x@", "x%", "x@%1", "x@(1/0)", "x@(0/0)", "x@a@b", "x@(1)*2", "x@f(1)"})
+    EXPECT_EQ(fault(text), "ERROR: Computation misspecified: \"" + std::string(text) +
+                               "\"\n       fixing or start values must be outside of parentheses.");
+  EXPECT_EQ(fault("x@(a*2)"), "ERROR: Non-numeric value was supplied.\na*2\n       See \"x@(a*2)\"");
+  EXPECT_NE(fault("x@()").find("\n       See \"x@()\""), std::string::npos);
+  EXPECT_NE(fault("x@(log(1,2))").find("\n       See \"x@(log(1,2))\""), std::string::npos);
+  EXPECT_NE(fault("x@(1,2)").find("\n       See \"x@(1,2)\""), std::string::npos);
+}
+
+TEST(Term, FindsNamesWithoutCase) {
+  EXPECT_EQ(term("X").variable->name, "x");
+  EXPECT_EQ(term("G.2").name(), "g.2");
+  EXPECT_EQ(term("intercept").name(), "Intercept");
+  EXPECT_EQ(term("1").name(), "Intercept");
+  EXPECT_EQ(fault("nobody"), "ERROR: Cannot find variable \"nobody\" in VARIABLE command.");
+  EXPECT_EQ(fault("@1"), "ERROR: Cannot find variable \"\" in VARIABLE command.");
+}
+
+TEST(Term, ReadsBracketLevels) {
+  const anyVariable t = term("x[District]@a");
+  EXPECT_EQ(t.level->name, "district");
+  EXPECT_EQ(t.modifier, "district");
+  EXPECT_EQ(t.text(), "x[district]@a");
+  EXPECT_EQ(t.fullname_lower(), "x[district]");
+  EXPECT_EQ(t.fullname_noModifer(), "x");
+  EXPECT_TRUE(t.isRE(0));
+  EXPECT_FALSE(t.isRE(1));
+}
+
+TEST(Term, RefusesWrongBrackets) {
+  EXPECT_EQ(fault("x[school"),
+            "ERROR: Variable 'x'is more than two-levels.\n"
+            "       Need to specify which random effect using brackets.\n"
+            "       For exmaple : 'x[ID]' for the level-2 random intercept.");
+  EXPECT_EQ(fault("x[city]"),
+            "ERROR: Cannot find identifier variable 'city'\n       referenced in 'x[city]'.");
+  EXPECT_EQ(fault("x[]"), "ERROR: Cannot find identifier variable ''\n       referenced in 'x[]'.");
+  EXPECT_EQ(fault("x[z]"),
+            "ERROR: Variable 'z' is not an identifier variable.\n       Referenced in 'x[z]'.");
+  EXPECT_EQ(fault("x[school]y"), "ERROR: Cannot find variable \"xy\" in VARIABLE command.");
+}
+
+TEST(Term, TellsMistakesInSuffixesApart) {
+  EXPECT_EQ(fault("x.missing[school]"),
+            "ERROR: Misspecification with \"missing\" suffix: \"x.missing[school]\"");
+  EXPECT_EQ(fault("grade.latent[school]"),
+            "ERROR: Misspecification with \"latent\" suffix: \"grade.latent[school]\"");
+  EXPECT_EQ(fault("nobody.mean"), "ERROR: Cannot find variable \"nobody\" in VARIABLE command.");
+  EXPECT_EQ(fault("x.latent"), "ERROR: Variable \"x\" must be ordinal to use latent propensity.");
+  EXPECT_EQ(fault("v.mean"),
+            "ERROR: Variable \"v\" does not have a latent mean       because it is single level.");
+  EXPECT_EQ(fault("x.mean"), "ERROR: The suffix \".mean\" (see 'x.mean') is not available in this version.");
+  EXPECT_EQ(fault("x.missing"),
+            "ERROR: The suffix \".missing\" (see 'x.missing') is not available in this version.");
+  EXPECT_EQ(fault("grade.latent"),
+            "ERROR: The suffix \".latent\" (see 'grade.latent') is not available in this version.");
+}
+
+TEST(Term, KnowsNamedRandomEffectsAndDefinedNames) {
+  VariableList list = catalogue(1);
+  data::random_effect effect{"slope", "y", "school", "slope = y[school]"};
+  list.variables.push_back(std::make_shared<data::random>(effect, list.find("y"), list.find("school")));
+  EXPECT_EQ(anyVariable::parse("slope", list, nullptr, false).type, model::type::random);
+  EXPECT_EQ(anyVariable::parse("ghost", list, nullptr, false).type, model::type::phantom);
+  try {
+    anyVariable::parse("slope.mean", list, nullptr, false);
+    FAIL();
+  } catch (const error& e) {
+    EXPECT_STREQ(e.what(),
+                 "ERROR: Variable \"slope\" is a random effect.\n       Cannot have '.mean' attached to it.");
+  }
+  ModelList names;
+  names.names->define("d");
+  try {
+    anyVariable::parse("d.mean", list, names.names.get(), false);
+    FAIL();
+  } catch (const error& e) {
+    EXPECT_STREQ(
+        e.what(),
+        "ERROR: The Variable \"d\" is defined in the\n       MODEL command and cannot have any modifiers\n"
+        "       (i.e., .mean, .latent, .misisng).");
+  }
+}
+
+TEST(Term, ChecksPhantomLevels) {
+  EXPECT_EQ(fault("x$2"), "ERROR: A phantom variable's level (see 'x$2') is not available in this version.");
+  EXPECT_EQ(fault("nobody$2"), "ERROR: Cannot find variable \"nobody\" in VARIABLE command.");
+  EXPECT_EQ(fault("x$a"), "ERROR: Cannot find variable \"x$a\" in VARIABLE command.");
+}
+
+TEST(Term, ChecksOutcomes) {
+  EXPECT_EQ(fault("Intercept", true), "ERROR: The intercept cannot be a dependent variable.");
+  EXPECT_EQ(fault("school", true), "ERROR: The identifier variable cannot be a dependent variable.");
+  EXPECT_EQ(fault("g.2", true), "ERROR: Dummy code dependent variables are not currently supported.");
+  EXPECT_EQ(
+      fault("weight", true),
+      "ERROR: The dependent variable is invalid. It must be a normal variable or a missing data indicator.");
+  EXPECT_EQ(fault("held", true), "ERROR: Dependent Variable \"held\" cannot be fixed.");
+  EXPECT_EQ(fault("held"), "");
+  EXPECT_EQ(fault("y", true), "");
+}
+
+TEST(Term, NominalVariablesHaveOneNameAndColumnPerCode) {
+  const VariableList list = catalogue(0);
+  const anyVariable g = anyVariable::parse("g", list, nullptr, false);
+  EXPECT_EQ(g.names(), (texts{"g.2", "g.3"}));
+  EXPECT_EQ(g.indicator(), (columns{list.find("g.2")->column, list.find("g.3")->column}));
+  const anyVariable code = anyVariable::parse("g.3", list, nullptr, false);
+  EXPECT_EQ(code.indicator(), columns{list.find("g.3")->column});
+}
+
+TEST(Term, ComparesByWhatItRefersTo) {
+  const VariableList list = catalogue(2);
+  const auto parse = [&](const std::string& t) { return anyVariable::parse(t, list, nullptr, false); };
+  EXPECT_TRUE(parse("x@1") == parse("X"));
+  EXPECT_FALSE(parse("x[school]") == parse("x"));
+  EXPECT_TRUE(parse("y2") < parse("y10"));
+}
+
+TEST(Compute, KnowsExpressionsAndTheirNames) {
+  EXPECT_TRUE(model::is_compute("a*b", nullptr));
+  EXPECT_TRUE(model::is_compute("log(a)", nullptr));
+  EXPECT_TRUE(
+      model::is_compute("a\xE2\x88\x92"
+                        "b",
+                        nullptr));
+  EXPECT_FALSE(model::is_compute("a.b_c", nullptr));
+  EXPECT_EQ(model::expression_names("log(a) + 2*b^a - _pi"), (texts{"a", "b", "a"}));
+  EXPECT_TRUE(model::is_transformation("log(a + 1)"));
+  for (const char* text :
+       {"a + b", "a + a", "log(1)", "abs(a)", "vec(a)", "lag1(a, s)", "log(a)@b", "ismissing(a)"})
+    EXPECT_FALSE(model::is_transformation(text)) << text;
+  for (const char* text : {"ismissing", "missing", "uniform", "normal", "lag1"})
+    EXPECT_FALSE(model::check_eval(text));
+  for (const char* text : {"log", "yjt", "x", "mean", "LAG1"}) EXPECT_TRUE(model::check_eval(text));
+}
+
+}  // namespace
+}  // namespace tovik::tests
