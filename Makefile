@@ -1,5 +1,5 @@
 # The front door: make demo, make test, make bench, make format, make check-layers.
-.PHONY: demo test bench format check-layers deps release sanitizers fuzz calibrate
+.PHONY: demo test bench format check-layers deps release
 
 FUZZ_SECONDS ?= 10
 
@@ -13,7 +13,7 @@ release: deps
 demo: deps
 	cmake --preset release
 	cmake --build build/release --target tovik
-	build/release/bin/tovik examples/attitude/attitude.imp
+	build/release/bin/tovik examples/attitude/attitude.tovik
 
 test: release check-layers
 	scripts/run-sanitizers

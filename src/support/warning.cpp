@@ -1,5 +1,7 @@
 #include "support/warning.hpp"
 
+#include <utility>
+
 namespace tovik::warning {
 
 warning_buffer buffer;
@@ -23,6 +25,8 @@ void message::print(std::FILE* stream) const {
                                     : "  WARNING: " + indent_lines(text, "           ");
   std::fputs(body.c_str(), stream);
 }
+
+void warning_buffer::push(std::string text) { messages_.push_back(message{std::move(text)}); }
 
 void warning_buffer::flush(std::FILE* stream, bool clear, bool header) {
   if (header) std::fputs("\nWARNING MESSAGES:\n\n", stream);

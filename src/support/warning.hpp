@@ -17,7 +17,7 @@ struct message {
 /// The warnings of a run in order of pushing; never deduplicated. Not for use on chain threads: it has no lock.
 class warning_buffer {
  public:
-  void push(std::string text) { messages_.push_back({std::move(text)}); }
+  void push(std::string text);
   bool empty() const { return messages_.empty(); }
   void clear() { messages_.clear(); }
   const std::vector<message>& messages() const { return messages_; }

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <armadillo>
+
+#include "app/chain_group.hpp"
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "sem/mcmc.hpp"
+
+namespace tovik {
+
+class InputFile;
+
+/// Everything between a command file and its chains. Read-only while chains run.
+struct analysis {
+  arma::Mat<double> data;  ///< rows are observations in file order, missing cells NaN
+  VariableList vars;
+  ModelList models;
+};
+
+/// The stages from the data file to the prepared matrix and its equations; prints the note on shortened names to
+/// the report. Throws tovik::error for the user's mistakes.
+analysis prepare(InputFile& input);
+
+/// One estimator and one chain for each share of the run, each with its own stream of the seed.
+/// Throws tovik::error_debug when there is no share.
+chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run);
+
+}  // namespace tovik

@@ -1,0 +1,86 @@
+#include "app/application.hpp"
+
+#include <algorithm>
+#include <cstdio>
+#include <string>
+
+#include "app/analysis.hpp"
+#include "app/handlers.hpp"
+#include "input/input_file.hpp"
+#include "support/error.hpp"
+#include "support/not_available.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+
+int Application::exec(const std::string& path) const {
+  return report_errors([&] {
+    banner();
+    run_stages(path);
+  });
+}
+
+void Application::banner() const {
+  const std::string rule(75, '-');
+  const std::string pad((75 - std::min<std::size_t>(version.size(), 75)) / 2, ' ');
+  std::fprintf(fp, "\n%s\n\n%35sTovik\n%s%s\n%s\n\n", rule.c_str(), "", pad.c_str(), version.c_str(),
+               rule.c_str());
+  std::fflush(fp);
+}
+
+void Application::run_stages(const std::string& path) const {
+  InputFile input(path);
+  if (!input.simulates.empty() && input.models.empty() && input.fcs.empty()) {
+    input.data();  // generates the data and saves them; nothing is estimated
+    return;
+  }
+  input.printOptions();
+  if (!input.byGroup.empty()) {
+    runGroup(input);
+  } else {
+    run(input);
+  }
+}
+
+void Application::runGroup(InputFile&) const { not_available::refuse("The BYGROUP command"); }
+
+namespace {
+
+/// Runs the chains. When tuning fails, the acceptance rates are still shown before the error is reported.
+void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const ModelList& models) {
+  try {
+    group.exec();
+  } catch (const sem::error_tuning&) {
+    if (!Application::print_iterations) group.printInfo(vars, models);
+    group.printLabels(vars, models);
+    group.printTune(Application::fp, vars, models, false);
+    throw;
+  } catch (...) {
+    if (!Application::print_iterations) group.printInfo(vars, models);
+    throw;
+  }
+}
+
+}  // namespace
+
+void Application::run(InputFile& input) const {
+  input.refuse_unavailable();
+  if (!traceplotPath.empty()) not_available::refuse("The option --traceplot");
+  const analysis prepared = prepare(input);
+  const VariableList& vars = prepared.vars;
+  const ModelList& models = prepared.models;
+  chain_group<sem::Mcmc> group = build_chains(input, prepared);
+  input.dataNames = group.front().estimator().dataNames(vars, models, input.savelatent, input.savepred,
+                                                        input.saveresid);
+
+  if (print_iterations) group.printInfo(vars, models);
+  run_chains(group, vars, models);
+  if (input.psr) group.burn().printPSR(fp);
+  if (input.labels) group.printLabels(vars, models);
+  if (input.tuneinfo) group.printTune(fp, vars, models, input.tune_all);
+  if (!print_iterations) group.printInfo(vars, models);
+  warning::buffer.flush(fp, true, true);
+  group.print(vars, models);
+}
+
+}  // namespace tovik

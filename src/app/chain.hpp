@@ -1,0 +1,165 @@
+#pragma once
+
+#include <algorithm>
+#include <armadillo>
+#include <exception>
+#include <memory>
+#include <thread>
+#include <utility>
+
+#include "app/draw_store.hpp"
+#include "app/progress.hpp"
+#include "input/chain_info.hpp"
+#include "results/dic.hpp"
+#include "results/run_stat.hpp"
+#include "support/error.hpp"
+#include "support/text.hpp"
+
+namespace tovik {
+
+/// One independent Markov chain: an estimator, its share of the run and the draws that it leaves.
+///
+/// The estimator T owns its random numbers and offers:
+///   oneRep()                           one scan
+///   getParams()                        the report column of the current state
+///   tune(), tune_check()               adapt the proposals; throw sem::error_tuning when they failed
+///   getLikelihoods()                   units x 2 x (models + 1), or empty
+///   getCorrelations(), getNumberCorrelations()   correlations among residuals
+///   computeSimpleSlopes(), getSimpleSlopes()     conditional effects
+///   getData(latent, residual, predicted)         the completed data, rows in file order
+///
+/// A chain is built on the main thread, runs once on a thread of its own and is only read after that.
+template <class T>
+class chain {
+ public:
+  chain(std::shared_ptr<T> estimator, chain_info info)
+      : estimator_(std::move(estimator)), info_(std::move(info)) {
+    const arma::uword n = estimator_->getParams().n_elem;
+    burn_draws_ = draw_store(n, info_.burn);
+    iter_draws_ = draw_store(n, info_.iterations);
+    simple_draws_ = draw_store(estimator_->getSimpleSlopes().n_elem, info_.iterations);
+    if (stores_correlations()) {
+      corr_draws_ = draw_store(estimator_->getNumberCorrelations(), info_.iterations);
+    }
+  }
+
+  /// Starts a thread that runs this chain; the chain must stay where it is until the thread is joined.
+  std::thread spawn() {
+    return std::thread([this] { run(); });
+  }
+
+  /// Burn-in and sampling. Never lets an exception out: a failure is kept in error().
+  void run() noexcept {
+    try {
+      burn_in();
+      if (chain_info::crash_on_tune_fail) estimator_->tune_check();
+      say("  Chain %i completed burn-in on %s");
+      sample();
+      say("  Chain %i finished on %s");
+    } catch (...) {
+      error_ = std::current_exception();
+      print_chain_error();
+      for (draw_store* store : {&burn_draws_, &iter_draws_, &simple_draws_, &corr_draws_}) store->trim();
+    }
+  }
+
+  const draw_store& burn_draws() const { return burn_draws_; }
+  const draw_store& iter_draws() const { return iter_draws_; }
+  const draw_store& simple_draws() const { return simple_draws_; }
+  const draw_store& corr_draws() const { return corr_draws_; }
+  const RunStat<arma::Mat<double>>& avg_imp() const { return avg_imp_; }
+  /// Running statistics of the log likelihoods.
+  const sem::DIC& fit() const { return fit_; }
+  const T& estimator() const { return *estimator_; }
+  const chain_info& info() const { return info_; }
+  std::exception_ptr error() const { return error_; }
+
+ private:
+  bool stores_correlations() const {
+    return chain_info::compute_corrs && estimator_->getNumberCorrelations() > 0;
+  }
+
+  int id() const { return static_cast<int>(info_.id); }
+
+  void say(const char* fmt) const { progress::print(format(fmt, id(), progress::now().c_str())); }
+
+  void say(const char* fmt, std::uint32_t number) const {
+    progress::print(format(fmt, id(), static_cast<int>(number), progress::now().c_str()));
+  }
+
+  void print_chain_error() const noexcept {
+    try {
+      say("  Chain %i had an error on %s");
+    } catch (...) {
+      // No memory is left for the line; the error itself is kept and will be reported.
+    }
+  }
+
+  /// True at the end of each quarter of `total`, and at every step of a phase of three or fewer.
+  static bool milestone(std::uint32_t step, std::uint32_t total) {
+    return total <= 3 || step % (total / 4) == 0;
+  }
+
+  void burn_in() {
+    say("  Chain %i burn-in started on %s");
+    for (std::uint32_t i = 0; i < info_.burn;) {
+      estimator_->oneRep();
+      burn_draws_.push(estimator_->getParams());
+      ++i;
+      if (milestone(i, info_.burn)) say("  Chain %i burn-in iteration %i completed on %s", i);
+      if (i < info_.burn / 2 && i % info_.tunecheck == 0) estimator_->tune();
+    }
+  }
+
+  void sample() {
+    for (std::uint32_t t = 0; t < info_.iterations;) {
+      estimator_->oneRep();
+      estimator_->computeSimpleSlopes();
+      iter_draws_.push(estimator_->getParams());
+      if (simple_draws_.draws().n_rows > 0) simple_draws_.push(estimator_->getSimpleSlopes());
+      if (chain_info::compute_DIC) fit_ += estimator_->getLikelihoods();
+      if (stores_correlations()) add_correlations();
+      ++t;
+      if (milestone(t, info_.iterations)) say("  Chain %i completed iteration %i on %s", t);
+      save_imputation(t);
+      if (info_.averaging) avg_imp_ += data();
+    }
+  }
+
+  arma::Mat<double> data() const {
+    return estimator_->getData(info_.savelatent, info_.saveresid, info_.savepred);
+  }
+
+  void add_correlations() {
+    try {
+      corr_draws_.push(estimator_->getCorrelations());
+    } catch (...) {
+      throw tovik::error(
+          "ERROR: The model for correlations among residuals failed.\n"
+          "       Disable estimating this model using 'OPTIONS: disable_corrs'");
+    }
+  }
+
+  /// Imputations are spread evenly over the sampling phase; no more are saved than were asked for.
+  void save_imputation(std::uint32_t t) {
+    const std::size_t n = info_.imputations.size();
+    if (next_imputation_ >= n) return;
+    if (info_.iterations >= n && t % (info_.iterations / n) != 0) return;
+    const std::size_t k = next_imputation_++;
+    info_.saves.at(k)(data());
+    say("  Chain %i saved imputation %i on %s", info_.imputations[k]);
+  }
+
+  draw_store burn_draws_;
+  draw_store iter_draws_;
+  draw_store simple_draws_;
+  draw_store corr_draws_;
+  RunStat<arma::Mat<double>> avg_imp_;
+  sem::DIC fit_;
+  std::shared_ptr<T> estimator_;
+  chain_info info_;
+  std::size_t next_imputation_ = 0;
+  std::exception_ptr error_;
+};
+
+}  // namespace tovik

@@ -1,0 +1,190 @@
+#pragma once
+
+#include <algorithm>
+#include <armadillo>
+#include <cstdio>
+#include <exception>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "app/chain.hpp"
+#include "app/progress.hpp"
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "results/dic.hpp"
+#include "results/summary.hpp"
+#include "support/error.hpp"
+#include "support/output.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+
+/// The chains of a run: runs them in batches of threads and pools what they leave. Filled once, run once; the
+/// getters may be called any number of times after that, and refer to the chains' draws without copying them.
+template <class T>
+class chain_group {
+ public:
+  explicit chain_group(std::size_t processors) : processors_(processors) {}
+
+  void push_back(chain<T> one) { chains_.push_back(std::move(one)); }
+  bool empty() const { return chains_.empty(); }
+  const chain<T>& front() const {
+    require_chains();
+    return chains_.front();
+  }
+
+  /// Runs all chains, at most `processors` at a time, and rethrows the error of the first chain that failed.
+  void exec() {
+    require_chains();
+    progress::print("\nITERATION HISTORY:\n\n");
+    if (processors_ == 0) throw error_debug("Number of threads is set to zero!");
+    for (std::size_t next = 0; next < chains_.size();) next = run_batch(next);
+    end_history();
+    for (const chain<T>& one : chains_) {
+      if (one.error()) std::rethrow_exception(one.error());
+    }
+  }
+
+  Summary burn() const { return pool(&chain<T>::burn_draws); }
+  Summary iterations() const { return pool(&chain<T>::iter_draws); }
+  Summary simple() const { return pool(&chain<T>::simple_draws); }
+  Summary resid_cor() const { return pool(&chain<T>::corr_draws); }
+
+  /// Mean and squared deviations of the completed data over all chains, merged in chain order.
+  RunStat<arma::Mat<double>> avgImp() const {
+    require_chains();
+    RunStat<arma::Mat<double>> pooled;
+    for (const chain<T>& one : chains_) pooled += one.avg_imp();
+    return pooled;
+  }
+
+  sem::DIC dic() const {
+    require_chains();
+    sem::DIC pooled;
+    for (const chain<T>& one : chains_) pooled += one.fit();
+    return pooled;
+  }
+
+  void printInfo(const VariableList& vars, const ModelList& models) const {
+    front().estimator().printInfo(Output::fp, vars, models);
+    std::fflush(Output::fp);
+  }
+
+  void printLabels(const VariableList& vars, const ModelList& models) const {
+    require_chains();
+    std::fputs("\nPARAMETER LABELS:\n\n", Output::fp);
+    front().estimator().printParameterLabels(Output::fp, vars, models, burn());
+    std::fflush(Output::fp);
+  }
+
+  /// The acceptance rates of the Metropolis steps; prints nothing for a sampler without such steps. Unless `all`,
+  /// only those out of bounds are shown, and chains without any are counted.
+  void printTune(std::FILE* stream, const VariableList& vars, const ModelList& models, bool all) const {
+    if (!front().estimator().hasTuningInfo()) return;
+    std::fputs("\nMETROPOLIS-HASTINGS ACCEPTANCE RATES:\n\n", stream);
+    unsigned long suppressed = 0;
+    bool warn = false;
+    for (const chain<T>& one : chains_) {
+      const bool out_of_bounds = one.estimator().tune_warning();
+      warn = warn || out_of_bounds;
+      if (!all && !out_of_bounds) {
+        ++suppressed;
+        continue;
+      }
+      std::fprintf(stream, "  Chain %i:\n", static_cast<int>(one.info().id));
+      one.estimator().printTuningInfo(stream, vars, models, all);
+      std::fputs("\n", stream);
+    }
+    if (!all) print_suppressed(stream, suppressed);
+    std::fflush(stream);
+    if (warn) {
+      warning::buffer.push(
+          "WARNING: One or more tuning parameters had a suboptimal acceptance probability.\n"
+          "         This generally implies less efficient sampling of parameters.\n"
+          "         Check the effective sample size (N_EFF) in estimates below.\n"
+          "         See METROPOLIS-HASTINGS ACCEPTANCE RATES section for more information.");
+    }
+  }
+
+  /// The results: fit, correlations among residuals, estimates of the outcome models.
+  void print(const VariableList& vars, const ModelList& models) const {
+    std::FILE* fp = Output::fp;
+    const Summary draws = iterations();
+    print_fit(fp);
+    if (chain_info::compute_corrs) {
+      std::fputs("\nCORRELATIONS AMONG RESIDUALS:\n\n", fp);
+      front().estimator().printCorrelations(fp, models, resid_cor());
+      std::fflush(fp);
+    }
+    std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
+    if (front().estimator().printOutcomes(fp, vars, models, draws)) std::fputs("\n", fp);
+    std::fflush(fp);
+  }
+
+ private:
+  void require_chains() const {
+    if (chains_.empty()) throw error_debug("Number of chains is set to zero!");
+  }
+
+  /// Starts the chains from `next` on, as many as there are processors, and joins them in the order started.
+  /// When a thread cannot start, those already running are joined before the error goes on.
+  std::size_t run_batch(std::size_t next) {
+    std::vector<std::thread> threads;
+    std::exception_ptr start_error;
+    for (; next < chains_.size() && threads.size() < processors_; ++next) {
+      try {
+        threads.push_back(chains_[next].spawn());
+      } catch (...) {
+        start_error = std::current_exception();
+        break;
+      }
+    }
+    for (std::thread& thread : threads) thread.join();
+    if (start_error) std::rethrow_exception(start_error);
+    return next;
+  }
+
+  static void end_history() {
+    std::fputs("\n", stdout);
+    std::fflush(stdout);
+    if (Output::fp != stdout) std::fputs("\n", Output::fp);
+  }
+
+  Summary pool(const draw_store& (chain<T>::*store)() const) const {
+    require_chains();
+    std::vector<chain_draws> draws;
+    arma::uword per_chain = (chains_.front().*store)().size();
+    for (const chain<T>& one : chains_) {
+      const draw_store& kept = (one.*store)();
+      draws.push_back(chain_draws::borrow(kept.draws(), kept.size()));
+      per_chain = std::min(per_chain, kept.size());
+    }
+    return Summary(std::move(draws), per_chain);
+  }
+
+  static void print_suppressed(std::FILE* stream, unsigned long chains) {
+    constexpr double tolerance = 0.2;  // the bounds 0.45 and 0.55, each widened by 0.15, about a target of 0.5
+    std::fprintf(stream,
+                 "  NOTE: Suppressing printing of tuning info that is within\n"
+                 "        +/- %0.2f of the target acceptance probability.\n"
+                 "        Use keyword 'tuneinfo' in options to override.\n",
+                 tolerance);
+    if (chains > 0) std::fprintf(stream, "  NOTE: Suppressing printing of %lu chains.\n", chains);
+    std::fputs("\n", stream);
+  }
+
+  void print_fit(std::FILE* fp) const {
+    const sem::DIC fit = dic();
+    if (!chain_info::compute_DIC || !fit.exists()) return;
+    std::fputs("\nMODEL FIT:\n\n\n  INFORMATION CRITERIA\n\n", fp);
+    fit.print(fp);
+    std::fputs("\n", fp);
+    std::fflush(fp);
+  }
+
+  std::vector<chain<T>> chains_;
+  std::size_t processors_;
+};
+
+}  // namespace tovik

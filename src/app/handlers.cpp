@@ -1,0 +1,89 @@
+#include "app/handlers.hpp"
+
+#include <cstdio>
+#include <exception>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include "evaluate/error.hpp"
+#include "support/error.hpp"
+#include "support/output.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+
+namespace {
+
+std::string debug_words(const char* what) {
+  return std::string("DEBUG ERROR: Please contact Tovik Support. Error message:\n             ") + what + "\n";
+}
+
+const char* const ess_words =
+    "ERROR: The ESS sampler was unable to start.\n"
+    "       Change to Metropolis sampling step with:\n"
+    "       \"DEBUG: metropolis_sampler;\"\n";
+
+std::string tuning_words(const char* what) {
+  return std::string(
+             "ERROR: The Metropolis-Hastings sampler was unable to tune.\n"
+             "       The first half of the burn-in iterations are used for tuning.\n"
+             "       Increase the burn-in iterations and rerun.\n"
+             "  Acceptance rate diagnostic information:\n") +
+         what + "\n";
+}
+
+/// The linear algebra library throws std::runtime_error when a factorisation fails.
+const char* const matrix_words =
+    "ERROR: A matrix is numerically not positive definite.\n"
+    "       Either:\n"
+    "              (1) Try another seed.\n"
+    "              (2) Specify fewer random effects.\n"
+    "              (3) Specify fewer variables in model.\n";
+
+/// The words for the exception in flight.
+std::string words_of_current_exception() {
+  try {
+    throw;
+  } catch (const error_debug& e) {
+    return debug_words(e.what());
+  } catch (const evaluate::error_debug& e) {
+    return debug_words(e.what());
+  } catch (const error_ess&) {
+    return ess_words;
+  } catch (const sem::error_tuning& e) {
+    return tuning_words(e.what());
+  } catch (const error& e) {
+    return std::string(e.what()) + "\n";
+  } catch (const std::system_error& e) {  // a thread that could not start is no failed factorisation
+    return std::string(e.what()) + "\n";
+  } catch (const std::runtime_error&) {
+    return matrix_words;
+  } catch (const std::exception& e) {
+    return std::string(e.what()) + "\n";
+  }
+}
+
+/// A full disk or a closed stream shows only when the buffers are written.
+bool written(std::FILE* stream) { return std::fflush(stream) == 0 && std::ferror(stream) == 0; }
+
+}  // namespace
+
+int report_errors(const std::function<void()>& stages) {
+  int status = 0;
+  try {
+    stages();
+  } catch (const std::exception&) {
+    std::fputs(words_of_current_exception().c_str(), stdout);
+    std::fflush(stdout);
+    warning::buffer.flush(Output::fp, true, true);
+    status = 1;
+  }
+  if (!written(Output::fp) || !written(stdout)) {
+    std::fputs("ERROR: The report could not be written completely.\n", stderr);
+    status = 1;
+  }
+  return status;
+}
+
+}  // namespace tovik

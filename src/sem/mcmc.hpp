@@ -1,0 +1,151 @@
+#pragma once
+
+#include <armadillo>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "data/patterns.hpp"
+#include "sem/outcomes/priors.hpp"
+#include "sem/random.hpp"
+#include "sem/settings.hpp"
+#include "sem/working_data.hpp"
+
+namespace tovik {
+
+class VariableList;
+class ModelList;
+class Summary;
+
+namespace sem {
+
+class Outcomes;
+
+/// One chain's estimator: the working matrix, the generator, and every equation that a scan draws.
+///
+/// Inside, rows are sorted by cluster and levels count from the bottom; getData gives the rows in the order
+/// of the data that came in. An object belongs to one chain and one thread, and stays where it is, since the
+/// models hold addresses into it.
+class Mcmc {
+ public:
+  /// Report correlations among residuals by size; also those that the model fixes.
+  static inline bool& sort_rcorrs = sampler_settings::sort_rcorrs;
+  static inline bool& print_all_rcorrs = sampler_settings::print_all_rcorrs;
+  /// Show the statistics of fixed parameters as numbers.
+  static inline bool& print_fixed_values = sampler_settings::print_fixed_values;
+
+  /// `data`: rows are observations, columns the variables of the catalogue, missing cells NaN.
+  /// `ids`: the columns of the identifiers, the finest first. `xprior` and `ICCcutoff` belong to the models
+  /// of predictors.
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+       Random const& rng, int const& xprior, double const& ICCcutoff);
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+       int const& seed, int const& xprior, double const& ICCcutoff);
+  /// Take the identifiers from the catalogue.
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
+       double const& ICCcutoff);
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+       double const& ICCcutoff);
+  /// With the offset of this chain's starting values.
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+       double const& ICCcutoff, double const& startsdispersion);
+  ~Mcmc();
+  Mcmc(Mcmc const&) = delete;
+  Mcmc& operator=(Mcmc const&) = delete;
+
+  /// Builds the ensemble of outcome models, fills missing cells and sets starting values; once, after
+  /// construction. Throws tovik::error for what cannot be estimated.
+  void addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior);
+
+  /// One Gibbs scan.
+  void oneRep();
+
+  void tune() const;
+  /// Throws sem::error_tuning when a proposal ended far from its target rate.
+  void tune_check() const;
+  /// True if some proposal's acceptance rate lies outside the band that tune_check allows.
+  bool tune_warning() const;
+  /// True if some proposal was ever made.
+  bool hasTuningInfo() const;
+
+  /// The report column of the current state: the rows of every model, in list order.
+  arma::Col<double> getParams() const;
+  /// The params() rows of model i alone.
+  arma::Col<double> getParams(unsigned const& i) const;
+  arma::uword getTotalParams() const;
+  /// Rows of the predictor models, at one level and in all; how many of them are estimated.
+  arma::uword getTotalParams(unsigned const& level) const;
+  arma::uword getCovariateModelNumParams() const;
+  arma::uword getCovariateEstimatedNParams() const;
+
+  /// The completed data in output form, rows in file order: the columns of the data file (up to the
+  /// constant). Throws tovik::error when latent values, residuals or predicted values are asked for.
+  arma::Mat<double> getData() const;
+  arma::Mat<double> getData(bool const& latent, bool const& residual, bool const& predicted) const;
+  /// The names of getData's columns.
+  std::vector<std::string> dataNames(VariableList const& variables, ModelList const& models,
+                                     bool const& latent, bool const& residual, bool const& predicted) const;
+
+  /// Units of the highest level x 2 (marginal, conditional) x (models that have a likelihood, then their
+  /// sum); empty without outcome models.
+  arma::Cube<double> getLikelihoods() const;
+
+  arma::Col<double> getCorrelations() const;
+  arma::uword getNumberCorrelations() const;
+
+  /// Conditional effects, two values each. None can be asked for yet.
+  void computeSimpleSlopes() {}
+  arma::Col<double> getSimpleSlopes() const { return {}; }
+
+  /// The structure above an outcome at the sampler's level `level`; empty for the top level.
+  estimator::cluster clusters(int const& level) const;
+
+  /// 1, 2 or 3.
+  unsigned n_levels() const { return working_.n_levels(); }
+  /// Rows for level 0, clusters for the levels above.
+  arma::uword n_units(unsigned level) const { return working_.n_units(level); }
+
+  /// The missing-data patterns of the model variables, their names (shown form), and the percentage of each
+  /// variable's units, at its own level, that are missing.
+  patterns const& missing_patterns() const { return patterns_; }
+  std::vector<std::string> const& pattern_names() const { return pattern_names_; }
+  std::vector<double> const& missing_percents() const { return missing_percents_; }
+
+  int xprior() const { return xprior_; }
+  double ICCcutoff() const { return icc_cutoff_; }
+  std::shared_ptr<Random> const& rng() const { return rng_; }
+  working_data& working() { return working_; }
+  working_data const& working() const { return working_; }
+  /// Null before addOutcomes.
+  Outcomes const* outcomes() const { return outcomes_.get(); }
+
+  // The report. Defined beside its tables.
+  void printInfo(std::FILE* stream, VariableList const& variables, ModelList const& models) const;
+  /// True if some model was printed.
+  bool printOutcomes(std::FILE* stream, VariableList const& variables, ModelList const& models,
+                     Summary const& iterations) const;
+  void printCorrelations(std::FILE* stream, ModelList const& models, Summary const& correlations) const;
+  void printParameterLabels(std::FILE* stream, VariableList const& variables, ModelList const& models,
+                            Summary const& burn) const;
+  void printTuningInfo(std::FILE* stream, VariableList const& variables, ModelList const& models,
+                       bool all) const;
+
+ private:
+  void find_patterns(VariableList const& variables, arma::Mat<double> const& data);
+  void keep_output_columns(VariableList const& variables, arma::Mat<double> const& data);
+
+  std::shared_ptr<Random> rng_;
+  working_data working_;
+  arma::Mat<double> raw_;  ///< the columns that are saved, as they came in, rows in file order
+  std::vector<arma::uword> saved_columns_;  ///< the column of the working matrix behind each of them
+  patterns patterns_;
+  std::vector<std::string> pattern_names_;
+  std::vector<double> missing_percents_;
+  std::unique_ptr<Outcomes> outcomes_;
+  int xprior_;
+  double icc_cutoff_;
+};
+
+}  // namespace sem
+}  // namespace tovik

@@ -1,0 +1,123 @@
+#include <gtest/gtest.h>
+
+#include <stdexcept>
+
+#include "app/application.hpp"
+#include "capture.hpp"
+#include "data/variable_list.hpp"
+#include "input/input_file.hpp"
+#include "results/summary.hpp"
+#include "support/error.hpp"
+#include "support/warning.hpp"
+
+using tovik::Application;
+using tovik::InputFile;
+
+namespace {
+
+/// Command line fields are process-wide; each test leaves them as it found them.
+class CommandLine : public testing::Test {
+ protected:
+  void parse(std::vector<const char*> options) {
+    options.insert(options.begin(), {"tovik", "file"});
+    const int argc = static_cast<int>(options.size());
+    options.push_back(nullptr);
+    Application application(argc, options.data());
+  }
+
+  std::string error_of(std::vector<const char*> options) {
+    try {
+      parse(std::move(options));
+    } catch (const tovik::error& e) {
+      return e.what();
+    }
+    return "";
+  }
+
+  std::string warnings() {
+    tovik::tests::Capture out;
+    tovik::warning::buffer.flush(out.stream(), true, false);
+    return out.text();
+  }
+
+  void TearDown() override {
+    for (std::string* path :
+         {&InputFile::impPathStacked, &InputFile::impPathStacked0, &InputFile::impPathSeparate,
+          &InputFile::impPathDataSet, &InputFile::iterationsPath, &InputFile::estimatesPath,
+          &InputFile::corrsPath, &InputFile::waldtestPath, &InputFile::psrPath, &InputFile::burnPath}) {
+      path->clear();
+    }
+    InputFile::globalSeed = 4294967295u;
+    tovik::VariableList::truncate = 9;
+    tovik::Summary::cols.clear();
+    tovik::warning::buffer.clear();
+    Application::traceplotPath.clear();
+  }
+};
+
+TEST_F(CommandLine, OutfileWithAStarMeansSeparateFiles) {
+  parse({"-o", "imp*.csv"});
+  EXPECT_EQ(InputFile::impPathSeparate, "imp*.csv");
+  parse({"--OUTFILE", "imp.csv"});
+  EXPECT_EQ(InputFile::impPathStacked, "imp.csv");
+  EXPECT_EQ(warnings(),
+            "  WARNING: Overriding OUTFILE command in input.\n"
+            "  WARNING: Overriding OUTFILE command in input.\n\n");
+}
+
+TEST_F(CommandLine, PathOptionsIgnoreCaseAndWarn) {
+  const struct {
+    const char* option;
+    std::string* target;
+    const char* key;
+  } table[] = {{"--Stacked", &InputFile::impPathStacked, "stacked"},
+               {"--stacked0", &InputFile::impPathStacked0, "stacked0"},
+               {"--DATASET", &InputFile::impPathDataSet, "dataset"},
+               {"--separate", &InputFile::impPathSeparate, "separate"},
+               {"--iterations", &InputFile::iterationsPath, "iterations"},
+               {"--estimates", &InputFile::estimatesPath, "estimates"},
+               {"--psr", &InputFile::psrPath, "psr"},
+               {"--burn", &InputFile::burnPath, "burn"},
+               {"--waldtest", &InputFile::waldtestPath, "waldtest"},
+               {"--correlations", &InputFile::corrsPath, "correlations"}};
+  for (const auto& entry : table) {
+    parse({entry.option, "p.csv"});
+    EXPECT_EQ(*entry.target, "p.csv") << entry.option;
+    EXPECT_EQ(warnings(),
+              "  WARNING: Overriding '" + std::string(entry.key) + "' in SAVE command in input.\n\n");
+  }
+}
+
+TEST_F(CommandLine, SeedAndTruncationMustBeNumbers) {
+  parse({"-S", "12"});
+  EXPECT_EQ(InputFile::globalSeed, 12u);
+  EXPECT_EQ(error_of({"--seed", "x"}), "ERROR: SEED is not a positive integer.");
+  const std::string truncation = "ERROR: Variable Truncation length is not a positive integer.";
+  EXPECT_EQ(error_of({"--truncate", "-1"}), truncation);
+  EXPECT_EQ(error_of({"--truncate", "0"}), truncation);
+  parse({"--truncate", "12"});
+  EXPECT_EQ(tovik::VariableList::truncate, 12u);
+}
+
+TEST_F(CommandLine, UnknownOptionsAreNamed) {
+  EXPECT_EQ(error_of({"--OUTPUT", "x"}), "ERROR: Invalid command line argument: '--OUTPUT'");
+  EXPECT_EQ(error_of({"--Truncate", "5"}), "ERROR: Invalid command line argument: '--Truncate'");
+  EXPECT_EQ(error_of({"--changelog", "5"}), "ERROR: Invalid command line argument: '--changelog'");
+  EXPECT_EQ(error_of({"-c", "nonsense"}), "ERROR: Unrecognized OUTPUT option: 'nonsense'");
+}
+
+TEST_F(CommandLine, AnOptionWithoutItsValueIsRefused) { EXPECT_THROW(parse({"--seed"}), std::logic_error); }
+
+TEST_F(CommandLine, ColumnsAddUp) {
+  parse({"-c", "mean", "--COL", "psr"});
+  EXPECT_EQ(tovik::Summary::cols.size(), 2u);
+}
+
+TEST_F(CommandLine, AReportThatCannotBeOpenedLeavesStandardOutput) {
+  parse({"--output", "/no/such/folder/report.txt"});
+  EXPECT_EQ(Application::fp, stdout);
+  EXPECT_FALSE(Application::print_iterations);
+  Application::print_iterations = true;
+}
+
+}  // namespace
