@@ -1,0 +1,170 @@
+#include "sem/mcmc.hpp"
+
+#include <algorithm>
+
+#include "data/levels.hpp"
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "sem/mcmc_checks.hpp"
+#include "sem/outcomes.hpp"
+#include "support/error.hpp"
+#include "support/not_available.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using variable_ptr = VariableList::variable_ptr;
+
+/// The columns of the identifiers, the finest first: it has the most levels above it.
+arma::Col<arma::uword> identifier_columns(VariableList const& variables) {
+  std::vector<variable_ptr> ids = variables.subset(data::type::id);
+  std::stable_sort(ids.begin(), ids.end(),
+                   [](variable_ptr const& a, variable_ptr const& b) { return a->level > b->level; });
+  arma::Col<arma::uword> columns(ids.size());
+  for (std::size_t k = 0; k < ids.size(); ++k) columns[k] = ids[k]->column;
+  return columns;
+}
+
+Random dispersed(int seed, double startsdispersion) {
+  Random rng(seed);
+  rng.disperse(startsdispersion);
+  return rng;
+}
+
+template <class Test>
+bool any_proposal(Outcomes const& outcomes, Test test) {
+  for (estimator::tune_results const& results : outcomes.acceptance()) {
+    if (std::any_of(results.begin(), results.end(), test)) return true;
+  }
+  return false;
+}
+
+std::vector<arma::uword> as_vector(arma::Col<arma::uword> const& columns) {
+  return {columns.begin(), columns.end()};
+}
+
+}  // namespace
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+           Random const& rng, int const& xprior, double const& ICCcutoff)
+    : rng_(std::make_shared<Random>(rng)),
+      working_(data, as_vector(ids)),
+      xprior_(xprior),
+      icc_cutoff_(ICCcutoff) {
+  find_patterns(variables, data);
+  keep_output_columns(variables, data);
+  if (!variables.weights().empty()) {
+    not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
+  }
+}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+           int const& seed, int const& xprior, double const& ICCcutoff)
+    : Mcmc(variables, data, ids, Random(seed), xprior, ICCcutoff) {}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
+           double const& ICCcutoff)
+    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff) {}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+           double const& ICCcutoff)
+    : Mcmc(variables, data, Random(seed), xprior, ICCcutoff) {}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+           double const& ICCcutoff, double const& startsdispersion)
+    : Mcmc(variables, data, dispersed(seed, startsdispersion), xprior, ICCcutoff) {}
+
+Mcmc::~Mcmc() = default;
+
+void Mcmc::find_patterns(VariableList const& variables, arma::Mat<double> const& data) {
+  const std::vector<variable_ptr> model_variables = variables.modelvars();
+  arma::Mat<double> columns(data.n_rows, model_variables.size());
+  for (std::size_t j = 0; j < model_variables.size(); ++j) {
+    data::variable const& v = *model_variables[j];
+    columns.col(j) = data.col(v.column);
+    pattern_names_.push_back(v.name);
+    const unsigned level = sampler_level(n_levels() - 1, v.level);
+    const double n_missing =
+        static_cast<double>(working_.missing_units(working_.data, v.column, level).n_elem);
+    const double n = static_cast<double>(working_.n_units(level));
+    missing_percents_.push_back(n > 0 ? 100.0 * n_missing / n : 0.0);
+  }
+  patterns_ = patterns(columns);
+}
+
+/// The columns of the data file end where the constant stands.
+void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> const& data) {
+  const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
+                                     [](variable_ptr const& v) { return v->type == data::type::constant; });
+  if (constant == variables.variables.end()) throw error_debug("No intercept!");
+  for (auto v = variables.variables.begin(); v != constant; ++v) saved_columns_.push_back((*v)->column);
+  raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
+}
+
+void Mcmc::addOutcomes(VariableList const&, ModelList const& models, priors const& prior) {
+  check_predictors(models, working_);
+  outcomes_ = std::make_unique<Outcomes>(this, models, working_.data, rng_, prior);
+}
+
+void Mcmc::oneRep() {
+  if (outcomes_) outcomes_->draw(working_.data);
+}
+
+void Mcmc::tune() const {
+  if (outcomes_) outcomes_->tune();
+}
+
+void Mcmc::tune_check() const {
+  if (outcomes_) outcomes_->tune_check();
+}
+
+bool Mcmc::tune_warning() const {
+  return outcomes_ && any_proposal(*outcomes_, [](auto const& proposal) { return proposal.failed(); });
+}
+
+bool Mcmc::hasTuningInfo() const {
+  return outcomes_ && any_proposal(*outcomes_, [](auto const& proposal) { return proposal.total > 0; });
+}
+
+arma::Col<double> Mcmc::getParams() const {
+  return outcomes_ ? outcomes_->params(working_.data) : arma::Col<double>();
+}
+
+arma::Col<double> Mcmc::getParams(unsigned const& i) const {
+  if (!outcomes_) throw error_debug("There are no outcome models.");
+  return outcomes_->params(i);
+}
+
+arma::uword Mcmc::getTotalParams() const {
+  return outcomes_ ? outcomes_->n_params(working_.data) : 0;
+}
+
+// Predictors are complete and fixed, so that none has a model of its own.
+arma::uword Mcmc::getTotalParams(unsigned const&) const {
+  return 0;
+}
+arma::uword Mcmc::getCovariateModelNumParams() const {
+  return 0;
+}
+arma::uword Mcmc::getCovariateEstimatedNParams() const {
+  return 0;
+}
+
+arma::Cube<double> Mcmc::getLikelihoods() const {
+  return outcomes_ ? outcomes_->likelihood(working_.data) : arma::Cube<double>();
+}
+
+arma::Col<double> Mcmc::getCorrelations() const {
+  return outcomes_ ? outcomes_->correlations(working_.data) : arma::Col<double>();
+}
+
+arma::uword Mcmc::getNumberCorrelations() const {
+  return outcomes_ ? outcomes_->n_correlations() : 0;
+}
+
+estimator::cluster Mcmc::clusters(int const& level) const {
+  return working_.clusters(static_cast<unsigned>(level));
+}
+
+}  // namespace tovik::sem

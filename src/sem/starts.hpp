@@ -1,0 +1,41 @@
+#pragma once
+
+#include <armadillo>
+
+#include "sem/wiring/cluster.hpp"
+
+namespace tovik {
+class Model;
+class Random;
+}  // namespace tovik
+
+namespace tovik::sem {
+
+/// Mean and variance of the observed values of an outcome over its units. The variance of fewer than two
+/// values, or of equal ones, counts as 1: it only has to set a scale.
+struct outcome_moments {
+  double mean = 0;
+  double variance = 1;
+};
+
+/// `data`: the working matrix with missing cells NaN. Throws tovik::error if no unit is observed.
+outcome_moments observed_moments(Model const& model, arma::Mat<double> const& data,
+                                 estimator::cluster const& structure);
+
+/// The starting state of a normal outcome in the order of its params(): with m and v the observed moments,
+///
+///   covariance matrices of the random effects   start_scale * v / 2 * I, from the top level down
+///   residual variance                           start_scale * v
+///   intercept                                   m + start_shift * sqrt(v)
+///   slopes                                      0
+///
+/// A starting value of the user takes the place of v / 2, v, m or 0; a fixed value stands as it is.
+/// `data`: the working matrix with missing cells NaN. Throws tovik::error if the outcome was never observed.
+arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
+                                 estimator::cluster const& structure, double const& start_scale,
+                                 double const& start_shift);
+
+/// One draw m + sqrt(v) z for each of `n` missing values.
+arma::Col<double> draw_missing(outcome_moments const& moments, arma::uword n, Random& rng);
+
+}  // namespace tovik::sem

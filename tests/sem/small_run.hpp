@@ -1,0 +1,99 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "data/levels.hpp"
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "model/parse.hpp"
+#include "sem/mcmc.hpp"
+#include "sem/outcomes.hpp"
+#include "sem/random.hpp"
+#include "support/error.hpp"
+
+namespace tovik::tests {
+
+/// Catalogue, data and equations of a run, without files. The constant stands behind the data columns;
+/// predictors that are complete and no outcome are fixed.
+struct small_run {
+  VariableList vars;
+  arma::mat data;
+  ModelList models;
+
+  /// `ids` are names of columns, in any order.
+  small_run(std::vector<std::string> const& names, arma::mat const& columns,
+            std::vector<std::string> const& ids, std::vector<std::string> const& statements)
+      : data(columns) {
+    make_catalogue(names, ids);
+    std::vector<block::one_model> texts;
+    for (std::string const& text : statements) texts.push_back({text, ""});
+    models = sem::parse(texts, vars, block::map());
+    for (auto const& v : vars.subset(data::usage::covariate)) {
+      if (!data.col(v->column).has_nan()) v->fixed(true);
+    }
+  }
+
+  std::shared_ptr<sem::Mcmc> chain(Random const& rng, sem::priors const& prior = {}) const {
+    auto out = std::make_shared<sem::Mcmc>(vars, data, rng, 1, 0.01);
+    out->addOutcomes(vars, models, prior);
+    return out;
+  }
+
+  /// The text of the error that building a chain raises; "" for none.
+  std::string failure() const {
+    try {
+      chain(Random(1, 1));
+    } catch (tovik::error const& e) {
+      return e.what();
+    }
+    return "";
+  }
+
+ private:
+  void make_catalogue(std::vector<std::string> const& names, std::vector<std::string> const& ids) {
+    std::vector<unsigned> id_columns;
+    for (unsigned j = 0; j < names.size(); ++j) {
+      for (std::string const& id : ids) {
+        if (id == names[j]) id_columns.push_back(j);
+      }
+    }
+    const std::vector<unsigned> levels = determineNLevels(data, id_columns);
+    for (unsigned j = 0; j < names.size(); ++j) {
+      bool is_id = false;
+      for (unsigned column : id_columns) is_id = is_id || column == j;
+      const data::type kind = is_id ? data::type::id : data::type::continuous;
+      vars.variables.push_back(std::make_shared<data::variable>(names[j], kind, j, levels[j]));
+    }
+    const unsigned constant = static_cast<unsigned>(data.n_cols);
+    data.insert_cols(constant, arma::ones(data.n_rows, 1));
+    vars.variables.push_back(std::make_shared<data::variable>("1", data::type::constant, constant, 0));
+    vars.order_clusters();
+  }
+};
+
+/// The report columns of `n` scans after `burn` more: parameters x draws.
+inline arma::mat draws(sem::Mcmc& chain, arma::uword burn, arma::uword n) {
+  for (arma::uword i = 0; i < burn; ++i) chain.oneRep();
+  arma::mat out(chain.getTotalParams(), n);
+  for (arma::uword t = 0; t < n; ++t) {
+    chain.oneRep();
+    out.col(t) = chain.getParams();
+  }
+  return out;
+}
+
+/// Standard error of the mean of a correlated series, from the means of 50 batches.
+inline double mean_error(arma::rowvec const& series) {
+  constexpr arma::uword batches = 50;
+  const arma::uword length = series.n_elem / batches;
+  arma::vec means(batches);
+  for (arma::uword b = 0; b < batches; ++b)
+    means[b] = arma::mean(series.subvec(b * length, (b + 1) * length - 1));
+  return arma::stddev(means) / std::sqrt(static_cast<double>(batches));
+}
+
+}  // namespace tovik::tests

@@ -1,0 +1,88 @@
+#include "sem/starts.hpp"
+
+#include <gtest/gtest.h>
+
+#include "sem/small_run.hpp"
+
+namespace tovik::sem {
+namespace {
+
+const double nan = arma::datum::nan;
+
+/// Columns: school, y, x, w (level 2). y observed: 1, 2, 4, 9: mean 4, variance 38/3.
+arma::mat two_level() {
+  return {{1, 1, 0, 5}, {1, 2, 1, 5}, {2, nan, 0, 7}, {2, 4, 3, 7}, {3, 9, 2, nan}, {3, nan, 5, nan}};
+}
+
+tests::small_run run(std::string const& statement) {
+  return {{"school", "y", "x", "w"}, two_level(), {"school"}, {statement}};
+}
+
+arma::vec starts(tests::small_run const& r, double scale, double shift) {
+  const working_data working(r.data, {0});
+  const unsigned level = r.models[0].levels == 0 ? 1 : 0;
+  return generateStarts(r.models[0], working.data, working.clusters(level), scale, shift);
+}
+
+void expect_values(arma::vec const& actual, std::vector<double> const& expected) {
+  ASSERT_EQ(actual.n_elem, expected.size());
+  for (arma::uword i = 0; i < actual.n_elem; ++i) EXPECT_NEAR(actual[i], expected[i], 1e-12) << i;
+}
+
+TEST(Starts, UndispersedStartsAreTheMomentsOfTheObservedValues) {
+  const double v = 38.0 / 3.0;
+  expect_values(starts(run("y ~ x | x"), 1.0, 0.0), {v / 2, 0, v / 2, v, 4, 0});
+}
+
+TEST(Starts, DispersionScalesVariancesAndShiftsTheInterceptByStandardDeviations) {
+  const double v = 38.0 / 3.0;
+  expect_values(starts(run("y ~ x | x"), 3.0, -2.0), {1.5 * v, 0, 1.5 * v, 3 * v, 4 - 2 * std::sqrt(v), 0});
+}
+
+TEST(Starts, ValuesOfTheUserTakeThePlaceOfDefaults) {
+  const double v = 38.0 / 3.0;
+  expect_values(starts(run("y ~ 1%3 x%0.5"), 2.0, 1.0), {v, 2 * v, 3 + std::sqrt(v), 0.5});
+}
+
+TEST(Starts, FixedValuesStandAsTheyAre) {
+  const double v = 38.0 / 3.0;
+  expect_values(starts(run("y ~ 1@7 x@-1"), 2.0, 1.0), {v, 2 * v, 7, -1});
+}
+
+TEST(Starts, AFixedResidualVarianceIsNotDispersed) {
+  tests::small_run r({"school", "y", "x", "w"}, two_level(), {"school"}, {"y ~ x", "y ~~ y@2.5"});
+  const double v = 38.0 / 3.0;
+  expect_values(starts(r, 4.0, 0.0), {2 * v, 2.5, 4, 0});
+}
+
+TEST(Starts, WithoutInterceptAllCoefficientsStartAtZero) {
+  expect_values(starts(run("y ~ 0 x"), 1.0, 5.0).tail(1), {0});
+}
+
+TEST(Starts, ALevelTwoOutcomeCountsEachClusterOnce) {
+  expect_values(starts(run("w ~ 1"), 1.0, 0.0), {2, 6});
+}
+
+TEST(Starts, AConstantOutcomeGetsUnitVariance) {
+  arma::mat data = two_level();
+  data.col(1).fill(3.0);
+  tests::small_run r({"school", "y", "x", "w"}, data, {}, {"y ~ 1"});
+  expect_values(generateStarts(r.models[0], r.data, {}, 2.0, 1.0), {2, 4});
+}
+
+TEST(Starts, AnOutcomeWithoutObservedValuesIsRefused) {
+  arma::mat data = two_level();
+  data.col(1).fill(nan);
+  tests::small_run r({"school", "y", "x", "w"}, data, {}, {"y ~ 1"});
+  EXPECT_EQ(r.failure(), "ERROR: Variable 'y' has no observed values.");
+}
+
+TEST(Starts, MissingValuesAreDrawnOnTheScaleOfTheObservedOnes) {
+  Random rng(7, 1);
+  const arma::vec drawn = draw_missing({100.0, 25.0}, 40000, rng);
+  EXPECT_NEAR(arma::mean(drawn), 100.0, 4 * 5 / 200.0);  // 4 standard errors
+  EXPECT_NEAR(arma::stddev(drawn), 5.0, 4 * 5 / std::sqrt(80000.0));
+}
+
+}  // namespace
+}  // namespace tovik::sem
