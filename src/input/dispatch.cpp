@@ -10,9 +10,9 @@ namespace tovik {
 
 namespace {
 
-void append_names(const std::vector<std::string>& words, std::vector<std::string>& list) {
+void append_names(std::vector<std::string> words, std::vector<std::string>& list) {
+  expand(words, ':');
   list.insert(list.end(), words.begin(), words.end());
-  expand(list, ':');
 }
 
 std::uint32_t positive(const std::string& word, const char* command) {
