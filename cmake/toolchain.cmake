@@ -1,10 +1,20 @@
 # Dependencies, warnings and the helper that makes one library per floor.
 
 find_package(Armadillo REQUIRED)
-find_package(BLAS REQUIRED)
-find_package(LAPACK REQUIRED)
+# The serial build of OpenBLAS, which holds LAPACK too: the threaded one starts its pool as it is loaded, beside the
+# chains. Another BLAS serves where it is missing.
+find_library(SERIAL_OPENBLAS openblas PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-serial NO_DEFAULT_PATH)
+if(SERIAL_OPENBLAS)
+  set(linear_algebra ${SERIAL_OPENBLAS})
+else()
+  find_package(BLAS REQUIRED)
+  find_package(LAPACK REQUIRED)
+  set(linear_algebra LAPACK::LAPACK BLAS::BLAS)
+endif()
 find_package(Boost 1.74 REQUIRED)
 find_package(Threads REQUIRED)
+
+set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
@@ -20,7 +30,7 @@ target_compile_options(tovik_flags INTERFACE -Wall -Wextra -Wformat=2 -Wno-forma
 target_compile_definitions(tovik_flags INTERFACE ARMA_DONT_USE_OPENMP ARMA_WARN_LEVEL=0 ARMA_DONT_USE_WRAPPER)
 target_include_directories(tovik_flags INTERFACE ${CMAKE_SOURCE_DIR}/src)
 target_include_directories(tovik_flags SYSTEM INTERFACE ${ARMADILLO_INCLUDE_DIRS})
-target_link_libraries(tovik_flags INTERFACE LAPACK::LAPACK BLAS::BLAS Boost::headers Threads::Threads)
+target_link_libraries(tovik_flags INTERFACE ${linear_algebra} Boost::headers Threads::Threads)
 if(TOVIK_SANITIZE)
   target_compile_options(tovik_flags INTERFACE -fsanitize=${TOVIK_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
   target_link_options(tovik_flags INTERFACE -fsanitize=${TOVIK_SANITIZE})

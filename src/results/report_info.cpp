@@ -71,12 +71,11 @@ void print_parameter_counts(std::FILE* stream, const sem::Mcmc& mcmc) {
                static_cast<int>(mcmc.getCovariateEstimatedNParams()));
 }
 
-bool is_kind(const variable_ptr& variable, data::type kind) { return variable->type == kind; }
-
 std::vector<std::string> names_if(const std::vector<variable_ptr>& variables, bool fixed, data::type kind) {
   std::vector<std::string> names;
   for (const variable_ptr& v : variables) {
-    if (v->fixed() == fixed && (fixed || is_kind(v, kind))) names.push_back(v->name);
+    if (v->type == data::type::dummy) continue;  // its nominal variable stands for it
+    if (v->fixed() == fixed && (fixed || v->type == kind)) names.push_back(v->name);
   }
   return names;
 }

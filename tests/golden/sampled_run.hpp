@@ -1,0 +1,44 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "app/analysis.hpp"
+#include "input/input_file.hpp"
+#include "support/warning.hpp"
+
+namespace tovik::tests {
+
+/// A command file, carried through to its draws without a report.
+struct sampled_run {
+  std::unique_ptr<InputFile> input;
+  std::unique_ptr<analysis> prepared;
+  std::unique_ptr<chain_group<sem::Mcmc>> group;
+};
+
+/// Reads the command file and builds its chains; `processors` of 0 leaves the file's own number. Nothing runs yet.
+inline sampled_run build_run(const std::filesystem::path& command_file, std::size_t processors = 0) {
+  const std::filesystem::path before = std::filesystem::current_path();
+  sampled_run run;
+  run.input = std::make_unique<InputFile>(command_file.string());
+  if (processors > 0) run.input->processors = static_cast<std::uint32_t>(processors);
+  run.prepared = std::make_unique<analysis>(prepare(*run.input));
+  run.group = std::make_unique<chain_group<sem::Mcmc>>(build_chains(*run.input, *run.prepared));
+  std::filesystem::current_path(before);
+  warning::buffer.clear();
+  return run;
+}
+
+/// Builds the chains and runs them.
+inline sampled_run sample(const std::filesystem::path& command_file, std::size_t processors = 0) {
+  sampled_run run = build_run(command_file, processors);
+  testing::internal::CaptureStdout();
+  run.group->exec();
+  testing::internal::GetCapturedStdout();
+  return run;
+}
+
+}  // namespace tovik::tests
