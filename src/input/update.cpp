@@ -42,10 +42,6 @@ bool has_missing_outcome(const ModelList& models) {
   });
 }
 
-void check_rows(const arma::Mat<double>& data) {
-  if (data.n_rows == 0) throw error("ERROR: No observations are left after dropping missing data.");
-}
-
 }  // namespace
 
 void InputFile::update(arma::Mat<double>& data, VariableList& vars, const ModelList& models) {
@@ -57,7 +53,6 @@ void InputFile::update(arma::Mat<double>& data, VariableList& vars, const ModelL
   if (listwise) dropIncomplete(data, vars, kept);
   if (drop_all_missing && !has_missing_outcome(models)) dropUnobserved(data, vars, kept);
   dropEmptyClusters(data, vars, kept);
-  check_rows(data);
   missing_flags = determineMissing(data.cols(0, variableNames.size() - 1));
   checkObserved(data, vars);
   if (undefinedcovariance) checkCovariances(data, vars);
@@ -85,6 +80,7 @@ void InputFile::dropRows(arma::Mat<double>& data, const std::vector<char>& drop,
     }
   }
   if (rows.empty()) return;
+  if (still.empty()) throw error("ERROR: No observations are left after dropping missing data.");
   data.shed_rows(arma::uvec(rows));
   std::sort(dropped_rows.begin(), dropped_rows.end());
   kept = std::move(still);
