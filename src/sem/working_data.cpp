@@ -11,9 +11,20 @@
 
 namespace tovik::sem {
 
+namespace {
+
+bool any_missing(arma::Mat<double> const& data, arma::uword column) {
+  for (arma::uword i = 0; i < data.n_rows; ++i) {
+    if (std::isnan(data(i, column))) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 working_data::working_data(arma::Mat<double> const& file, std::vector<arma::uword> const& identifiers) {
   for (arma::uword column : identifiers) {
-    if (column >= file.n_cols || file.col(column).has_nan()) {
+    if (column >= file.n_cols || any_missing(file, column)) {
       throw error_debug("An identifier of the working data is missing.");
     }
   }
