@@ -1,0 +1,147 @@
+// Scans of the normal outcome per second, and beside each its floor: the random numbers that the scan
+// consumes, and one pass over the data that it describes.
+
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <vector>
+
+#include "../tests/sem/scan_world.hpp"
+#include "support/blas_threads.hpp"
+
+namespace {
+
+using tovik::Random;
+using tovik::sem::Normal;
+using tovik::sem::normal_setup;
+using tovik::tests::LoneEstimator;
+
+/// Rows in equal clusters (one row each: no clusters), an intercept, k predictors, and an outcome.
+struct Workload {
+  arma::Mat<double> data;
+  std::vector<arma::Col<arma::uword>> units, first_rows;
+  normal_setup setup;
+
+  Workload(arma::uword rows, arma::uword clusters, arma::uword k) {
+    Random random(7U, 0U);
+    data.set_size(rows, k + 2);
+    random.fill_randn(data.memptr(), data.n_elem);
+    data.col(0).ones();
+    units.push_back(arma::regspace<arma::Col<arma::uword>>(0, rows - 1));
+    first_rows.push_back(units[0]);
+    setup.x = arma::regspace<arma::Col<arma::uword>>(1, k + 1);
+    setup.x(0) = 0;
+    setup.y = 1;
+    for (arma::uword j = 2; j < k + 2; ++j) data.col(1) += 0.2 * data.col(j);
+    if (clusters > 0) add_clusters(rows, clusters, random);
+    std::vector<arma::Col<arma::uword> const*> u, f;
+    for (std::size_t l = 0; l < units.size(); ++l) {
+      u.push_back(&units[l]);
+      f.push_back(&first_rows[l]);
+    }
+    setup.cluster = tovik::sem::estimator::cluster(0, u, f);
+  }
+
+ private:
+  void add_clusters(arma::uword rows, arma::uword clusters, Random& random) {
+    arma::uword const size = rows / clusters;
+    units.emplace_back(rows);
+    for (arma::uword i = 0; i < rows; ++i) units[1](i) = i / size;
+    first_rows.push_back(arma::regspace<arma::Col<arma::uword>>(0, size, rows - 1));
+    for (arma::uword c = 0; c < clusters; ++c) {
+      double const a = random.rnorm(), b = 0.3 * random.rnorm();
+      for (arma::uword i = c * size; i < (c + 1) * size; ++i) data(i, 1) += a + b * data(i, 2);
+    }
+    setup.n_levels = 1;
+    setup.z = {arma::Col<arma::uword>{0, 2}};
+    setup.z_compute.resize(1);
+    setup.icept = {1};
+  }
+};
+
+void run_scans(benchmark::State& state, Workload& work, bool keep_rows) {
+  tovik::use_one_blas_thread();
+  LoneEstimator estimator(11);
+  Normal model(&estimator, work.setup);
+  if (keep_rows) model.keep_rows();
+  for (auto _ : state) {
+    model.draw(work.data);
+    benchmark::ClobberMemory();
+  }
+  state.counters["scans"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+/// The normals and gammas of one scan, and a sum over every cell that the model reads.
+void run_floor(benchmark::State& state, Workload const& work, std::size_t normals, int gammas, bool pass) {
+  Random random(3U, 1U);
+  std::vector<double> out(normals);
+  for (auto _ : state) {
+    random.fill_randn(out.data(), normals);
+    for (int g = 0; g < gammas; ++g) benchmark::DoNotOptimize(random.rgamma(1000.0, 0.001));
+    benchmark::DoNotOptimize(out.data());
+    if (pass) benchmark::DoNotOptimize(arma::accu(work.data));
+  }
+  state.counters["scans"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
+Workload& w1() {
+  static Workload work(2000, 0, 10);
+  return work;
+}
+
+Workload& w2() {
+  static Workload work(20000, 1000, 4);
+  return work;
+}
+
+void W1_scan(benchmark::State& state) {
+  run_scans(state, w1(), false);
+}
+void W1_scan_rows_kept(benchmark::State& state) {
+  run_scans(state, w1(), true);
+}
+void W1_random_numbers(benchmark::State& state) {
+  run_floor(state, w1(), 11, 1, false);
+}
+void W1_floor(benchmark::State& state) {
+  run_floor(state, w1(), 11, 1, true);
+}
+void W2_scan(benchmark::State& state) {
+  run_scans(state, w2(), false);
+}
+void W2_scan_rows_kept(benchmark::State& state) {
+  run_scans(state, w2(), true);
+}
+// Five coefficients, two effects in each cluster, 997 x 2 normals of the Wishart draw.
+void W2_random_numbers(benchmark::State& state) {
+  run_floor(state, w2(), 5 + 2000 + 1994, 1, false);
+}
+void W2_floor(benchmark::State& state) {
+  run_floor(state, w2(), 5 + 2000 + 1994, 1, true);
+}
+
+void W2_likelihoods(benchmark::State& state) {
+  LoneEstimator estimator(11);
+  Normal model(&estimator, w2().setup);
+  model.draw(w2().data);
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(model.logLiklihood(w2().data, 1));
+    benchmark::DoNotOptimize(model.marginal_logLiklihood(w2().data));
+  }
+}
+
+BENCHMARK(W1_scan);
+BENCHMARK(W1_scan_rows_kept);
+BENCHMARK(W1_random_numbers);
+BENCHMARK(W1_floor);
+BENCHMARK(W2_scan);
+BENCHMARK(W2_scan_rows_kept);
+BENCHMARK(W2_random_numbers);
+BENCHMARK(W2_floor);
+BENCHMARK(W2_likelihoods);
+
+}  // namespace
+
+BENCHMARK_MAIN();
