@@ -46,6 +46,21 @@ void Application::runGroup(InputFile&) const { not_available::refuse("The BYGROU
 
 namespace {
 
+/// The equations as the program understood them, in the order in which they are sampled.
+void print_model_list(const ModelList& models) {
+  for (const Model& model : models) std::printf("%s\n", model.command().c_str());
+  std::printf("\n");
+}
+
+/// The dimensions of a chain's sampler.
+void print_sampler(const sem::Mcmc& mcmc) {
+  std::printf("%u levels:", mcmc.n_levels());
+  for (unsigned l = 0; l < mcmc.n_levels(); ++l) {
+    std::printf(" %llu units", static_cast<unsigned long long>(mcmc.n_units(l)));
+  }
+  std::printf("; %llu parameters\n\n", static_cast<unsigned long long>(mcmc.getTotalParams()));
+}
+
 /// Runs the chains. When tuning fails, the acceptance rates are still shown before the error is reported.
 void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const ModelList& models) {
   try {
@@ -69,7 +84,9 @@ void Application::run(InputFile& input) const {
   const analysis prepared = prepare(input);
   const VariableList& vars = prepared.vars;
   const ModelList& models = prepared.models;
+  if (print_debug) print_model_list(models);
   chain_group<sem::Mcmc> group = build_chains(input, prepared);
+  if (print_debug) print_sampler(group.front().estimator());
   input.dataNames = group.front().estimator().dataNames(vars, models, input.savelatent, input.savepred,
                                                         input.saveresid);
 

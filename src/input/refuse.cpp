@@ -11,6 +11,8 @@ void InputFile::refuse_unavailable() const {
       {!fcs.empty(), "The FCS command"},
       {!centerGrand.empty() || !centerGroup.empty(), "The CENTER command"},
       {!weights.empty(), "The WEIGHTS command"},
+      {!latents.empty(), "The LATENT command"},
+      {!phantoms.empty(), "The PHANTOM command"},
       {!randomEffects.empty(), "The RANDOMEFFECT command"},
       {!parameters.empty(), "The PARAMETERS command"},
       {!waldtests.empty(), "The WALDTEST command"},

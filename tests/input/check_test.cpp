@@ -246,6 +246,8 @@ TEST_F(Check, RequestsBeyondThisVersionAreNamed) {
   EXPECT_EQ(refused("CENTER: x;"), text("The CENTER command"));
   EXPECT_EQ(refused("CLUSTERID: z; CENTER: CWC = x;"), text("The CENTER command"));
   EXPECT_EQ(refused("WEIGHTS: x;"), text("The WEIGHTS command"));
+  EXPECT_EQ(refused("LATENT: f;"), text("The LATENT command"));
+  EXPECT_EQ(refused("PHANTOM: f;"), text("The PHANTOM command"));
   EXPECT_EQ(refused("RANDOMEFFECT: r = y | x;"), text("The RANDOMEFFECT command"));
   EXPECT_EQ(refused("PARAMETERS: a ~ normal(0, 1);"), text("The PARAMETERS command"));
   EXPECT_EQ(refused("WALDTEST: a = 0;"), text("The WALDTEST command"));
