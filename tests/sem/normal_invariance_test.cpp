@@ -1,0 +1,133 @@
+// The whole scan of the normal outcome leaves the joint distribution of parameters and data unchanged.
+// Coefficients are held fixed, since their prior is flat; the variances have their proper prior (prior 1).
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "kernel_samples.hpp"
+#include "scan_world.hpp"
+
+namespace tovik::tests {
+namespace {
+
+using sem::Normal;
+using sem::normal_setup;
+
+constexpr int replications = 20000;
+constexpr int applications = 10;
+
+nesting const small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
+
+/// Parameters, effects and outcome from their joint distribution, into the model and the data.
+void draw_joint(World& world, normal_setup const& setup, Normal& model, Random& rng) {
+  model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
+  for (unsigned L = 0; L < setup.n_levels; ++L) {
+    arma::uword const q = model.u[L].n_cols;
+    if (q == 0) continue;
+    arma::Mat<double> const I = arma::eye(q, q);
+    if (q == 1)
+      model.iSigma[L](0, 0) = rng.rgamma(1.0, 2.0);
+    else
+      model.iSigma[L] = rng.rwish(static_cast<int>(q) + 1, I);
+    model.Sigma[L] = arma::inv_sympd(model.iSigma[L]);
+    model.u[L] =
+        rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
+  }
+  auto const& rows = *setup.cluster.own_rows[0];
+  arma::Col<double> y(rows.n_elem);
+  for (arma::uword i = 0; i < y.n_elem; ++i) {
+    y(i) = std::sqrt(model.sigma2) * rng.rnorm();
+    for (arma::uword j = 0; j < setup.x.n_elem; ++j)
+      y(i) += world.data(rows(i), setup.x(j)) * setup.fixed_values(j);
+    for (unsigned L = 0; L < setup.n_levels; ++L)
+      for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
+        y(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
+  }
+  for (arma::uword row = 0; row < world.data.n_rows; ++row)
+    world.data(row, 1) = y(world.units[setup.level](row));
+}
+
+std::vector<double> functions(World const& world, normal_setup const& setup, Normal const& model) {
+  auto const& rows = *setup.cluster.own_rows[0];
+  auto const& y = world.data.col(1);
+  double const sd = std::sqrt(model.sigma2);
+  std::vector<double> out = {std::log(model.sigma2), y(rows(0)), y(rows(0)) / sd,
+                             y(rows(5)) * y(rows(0)) / model.sigma2};
+  arma::Mat<double> const e = model.compute_residual(world.data);
+  out.push_back(std::log(arma::accu(arma::square(e)) / model.sigma2));
+  out.push_back(arma::accu(e) / sd);
+  out.push_back(e(0) / sd);
+  for (unsigned L = 0; L < setup.n_levels; ++L) {
+    arma::uword const q = model.u[L].n_cols;
+    if (q == 0) continue;
+    double const scale = std::sqrt(model.Sigma[L](0, 0));
+    out.push_back(std::log(model.Sigma[L](0, 0)));
+    out.push_back(std::log(arma::det(model.Sigma[L])));
+    out.push_back(model.Sigma[L](0, q - 1) / std::sqrt(model.Sigma[L](0, 0) * model.Sigma[L](q - 1, q - 1)) *
+                  scale);
+    out.push_back(model.u[L](0, 0));
+    out.push_back(model.u[L](1, q - 1) / scale);
+    out.push_back(model.u[L](0, 0) * y(rows(0)) / (scale * sd));
+    out.push_back(arma::dot(model.u[L].col(0), model.u[L].col(q - 1)));
+    out.push_back(std::log(arma::accu(model.u[L] % (model.u[L] * model.iSigma[L]))));
+  }
+  return out;
+}
+
+void scan_leaves_joint(World world, normal_setup setup, std::uint32_t seed) {
+  setup.prior = {1, 1};
+  setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
+  setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+  LoneEstimator estimator(seed);
+  Random rng(seed, 2U);
+  Samples fresh, after;
+  for (int rep = 0; rep < replications; ++rep) {
+    Normal model(&estimator, setup);
+    draw_joint(world, setup, model, rng);
+    fresh.add(functions(world, setup, model));
+    draw_joint(world, setup, model, rng);
+    for (int t = 0; t < applications; ++t) model.draw(world.data);
+    after.add(functions(world, setup, model));
+  }
+  expect_same_distribution(fresh, after);
+}
+
+TEST(NormalInvariance, SingleLevel) {
+  World world(1, {{20}}, 1);
+  normal_setup setup = world.setup(0, {0, 2});
+  scan_leaves_joint(world, setup, 200);
+  setup.missing_units = {0, 5, 6};
+  scan_leaves_joint(world, setup, 201);
+}
+
+TEST(NormalInvariance, TwoLevelsWithASlope) {
+  World world(2, small, 2);
+  normal_setup setup = world.setup(0, {0, 2, 6});
+  setup.z[0] = {0, 2};
+  setup.icept = {1};
+  scan_leaves_joint(world, setup, 210);
+  setup.missing_units = {0, 5, 6, 7};
+  scan_leaves_joint(world, setup, 211);
+}
+
+TEST(NormalInvariance, ThreeLevels) {
+  World world(3, small, 3);
+  normal_setup setup = world.setup(0, {0, 2});
+  setup.z = {{0}, {0}};
+  setup.icept = {1, 1};
+  setup.missing_units = {5, 9};
+  scan_leaves_joint(world, setup, 220);
+}
+
+TEST(NormalInvariance, OutcomeOfLevelTwo) {
+  World world(3, small, 4);
+  normal_setup setup = world.setup(1, {0, 6});
+  setup.z = {{0}};
+  setup.icept = {1};
+  setup.missing_units = {0, 5};
+  scan_leaves_joint(world, setup, 230);
+}
+
+}  // namespace
+}  // namespace tovik::tests
