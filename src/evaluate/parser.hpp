@@ -11,7 +11,7 @@ namespace tovik::evaluate {
 /// Limits of one expression. Evaluation, printing and destruction recurse over the tree, so its depth is
 /// bounded where it is built; definitions that use each other twice grow by powers of two, so its size is as
 /// well.
-inline constexpr int max_depth = 2000;
+inline constexpr int max_depth = 1000;
 inline constexpr int max_nodes = 200000;
 /// Definitions inside definitions.
 inline constexpr int max_definitions = 200;

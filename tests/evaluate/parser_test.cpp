@@ -210,7 +210,7 @@ TEST(Parser, EvaluatesTheDeepestTreeItBuilds) {
   EXPECT_EQ(twin->name(), whole->name());
   EXPECT_DOUBLE_EQ(twin->optimize()->eval(data)[0], terms - 1.0);
   EXPECT_DOUBLE_EQ(scalar("1" + repeated("+1", terms)), terms + 1.0);
-  EXPECT_DOUBLE_EQ(scalar(repeated("(", 2000) + "1" + repeated(")", 2000)), 1.0);
+  EXPECT_DOUBLE_EQ(scalar(repeated("(", 1000) + "1" + repeated(")", 1000)), 1.0);
 }
 
 TEST(Parser, BoundsTheGrowthOfDefinitions) {
