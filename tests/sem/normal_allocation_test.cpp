@@ -1,0 +1,87 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "allocation_count.hpp"
+#include "scan_world.hpp"
+
+namespace tovik::tests {
+namespace {
+
+using sem::Normal;
+using sem::normal_setup;
+
+/// Allocations of 200 scans after the first ten, and the addresses of the state before and after.
+void expect_no_allocation(World world, normal_setup const& setup, bool keep_rows) {
+  LoneEstimator estimator(12);
+  Normal model(&estimator, setup);
+  if (keep_rows) model.keep_rows();
+  for (int t = 0; t < 10; ++t) model.draw(world.data);
+  double const* b = model.betas().memptr();
+  std::size_t const before = allocations();
+  for (int t = 0; t < 200; ++t) model.draw(world.data);
+  EXPECT_EQ(allocations() - before, 0U);
+  EXPECT_EQ(model.betas().memptr(), b);
+}
+
+nesting many_clusters() {
+  nesting out(20);
+  for (unsigned top = 0; top < 20; ++top)
+    for (unsigned c = 0; c < 5; ++c) out[top].push_back(1 + (top + 3 * c) % 9);
+  return out;
+}
+
+TEST(NormalAllocation, TheCounterSeesEveryWay) {
+  std::size_t const before = allocations();
+  auto const number = std::make_unique<int>(1);
+  void* volatile block = std::malloc(64);
+  std::free(block);
+  arma::Mat<double> const matrix(30, 30, arma::fill::zeros);
+  EXPECT_GE(allocations() - before, 3U);
+  EXPECT_EQ(*number, 1);
+  EXPECT_EQ(matrix(29, 29), 0.0);
+}
+
+TEST(NormalAllocation, NoneInASingleLevelScan) {
+  World world(1, {{500}}, 51);
+  simulate_outcome(world, 0, 1.0, 51);
+  normal_setup const setup = world.setup(0, {0, 2, 3, 4, 5, 6, 7});
+  expect_no_allocation(world, setup, false);
+  expect_no_allocation(world, setup, true);
+}
+
+TEST(NormalAllocation, NoneInATwoLevelScan) {
+  World world(2, many_clusters(), 52);
+  simulate_outcome(world, 0, 1.0, 52);
+  for (arma::uword q : {1, 2, 3}) {
+    normal_setup setup = world.setup(0, {0, 2, 3, 6});
+    setup.z[0] = arma::Col<arma::uword>{0, 2, 3}.head(q);
+    setup.icept = {1};
+    expect_no_allocation(world, setup, false);
+    expect_no_allocation(world, setup, true);
+  }
+}
+
+TEST(NormalAllocation, NoneInAThreeLevelScan) {
+  World world(3, many_clusters(), 53);
+  simulate_outcome(world, 0, 1.0, 53);
+  normal_setup setup = world.setup(0, {0, 2, 3, 6, 8});
+  setup.z = {{0, 2}, {0}};
+  setup.icept = {1, 1};
+  expect_no_allocation(world, setup, false);
+}
+
+TEST(NormalAllocation, NoneWithAMissingOutcome) {
+  World world(2, many_clusters(), 54);
+  simulate_outcome(world, 0, 1.0, 54);
+  normal_setup setup = world.setup(0, {0, 2});
+  setup.z[0] = {0};
+  setup.icept = {1};
+  for (arma::uword i = 0; i < 60; ++i) setup.missing_units.insert_rows(i, arma::Col<arma::uword>{3 * i});
+  expect_no_allocation(world, setup, false);
+}
+
+}  // namespace
+}  // namespace tovik::tests
