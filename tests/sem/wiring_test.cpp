@@ -1,0 +1,244 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+
+#include "scan_world.hpp"
+#include "sem/wiring/constraint.hpp"
+#include "sem/wiring/covariate_link.hpp"
+#include "sem/wiring/transform.hpp"
+#include "sem/wiring/tune.hpp"
+#include "sem/wiring/weights.hpp"
+
+namespace tovik::tests {
+namespace {
+
+using namespace sem::estimator;
+using kind = tune_obj::kind_type;
+
+nesting const unbalanced = {{5, 1, 9}, {3, 7}, {2}};
+
+TEST(Selector, GivesRangesOfUnits) {
+  selector const s({0, 0, 1, 2, 2, 2}, 3);
+  EXPECT_EQ(s.size(), 3U);
+  EXPECT_EQ(s.n_units(), 6U);
+  EXPECT_EQ(s[1].n_elem, 1U);
+  EXPECT_EQ(s[1](0), 2U);
+  EXPECT_EQ(s[2](2), 5U);
+  EXPECT_EQ(s.count[0], 2U);
+}
+
+TEST(Selector, RefusesUnsortedUnitsAndEmptyClusters) {
+  EXPECT_THROW(selector({0, 1, 0}, 2), error_debug);
+  EXPECT_THROW(selector({0, 2}, 3), error_debug);
+  EXPECT_THROW(selector({1, 1}, 2), error_debug);
+  EXPECT_THROW(selector({0, 0}, 2), error_debug);
+  EXPECT_THROW(selector({0, 1}, 1), error_debug);
+}
+
+TEST(Cluster, OfTheRowsInThreeLevels) {
+  World const world(3, unbalanced, 1);
+  cluster const c = world.clusters(0);
+  EXPECT_EQ(c.n_levels(), 2U);
+  EXPECT_EQ(c.n_clusters(0), 6U);
+  EXPECT_EQ(c.n_clusters(1), 3U);
+  EXPECT_EQ(c.sel(0, 1).n_elem, 1U);
+  EXPECT_EQ(c.sel(0, 1)(0), 5U);
+  EXPECT_EQ(c.sel(1, 0).n_elem, 15U);
+  EXPECT_EQ(c.sel0(0, 3), 15U);
+  EXPECT_EQ(c.sel0(1, 2), 25U);
+  EXPECT_EQ(c.rows, nullptr);
+}
+
+TEST(Cluster, OfLevelTwoUnits) {
+  World const world(3, unbalanced, 1);
+  cluster const c = world.clusters(1);
+  EXPECT_EQ(c.n_levels(), 1U);
+  EXPECT_EQ(c.n_clusters(0), 3U);
+  EXPECT_EQ(c.sel(0, 1).n_elem, 2U);  // units, not rows
+  EXPECT_EQ(c.sel(0, 1)(0), 3U);
+  EXPECT_EQ(c.sel0(0, 1), 15U);  // a row
+  ASSERT_NE(c.rows, nullptr);
+  EXPECT_EQ(c.rows->count[2], 9U);
+  EXPECT_EQ((*c.own_rows[0])(2), 6U);
+  EXPECT_EQ(world.clusters(2).n_levels(), 0U);
+  EXPECT_THROW(world.clusters(3), error_debug);
+}
+
+TEST(Weights, SumWithinClusters) {
+  World world(2, {{2, 3}}, 1);
+  world.data.col(2) = arma::Col<double>{1, 2, 3, 4, 5};
+  weights const w(world.clusters(0), world.data, 2);
+  EXPECT_EQ(w.rows(4), 5.0);
+  ASSERT_EQ(w.clusters.size(), 1U);
+  EXPECT_EQ(w.clusters[0](0), 3.0);
+  EXPECT_EQ(w.clusters[0](1), 12.0);
+  weights const top(world.clusters(1), world.data, 2);
+  EXPECT_EQ(top.rows.n_elem, 2U);
+  EXPECT_EQ(top.rows(1), 3.0);
+}
+
+TEST(Likelihood, SumsItsContributions) {
+  likelihood list;
+  EXPECT_TRUE(list.logLiklihood({}, 0).is_empty());
+  list.push_back([](arma::Mat<double> const& data, int const&) { return arma::Col<double>(data.col(0)); });
+  list.push_back(
+      [](arma::Mat<double> const& data, int const& level) { return arma::Col<double>(data.col(0) * level); });
+  arma::Mat<double> const data = arma::Col<double>{1.0, 2.0};
+  EXPECT_EQ(list.logLiklihood(data, 3)(1), 8.0);
+}
+
+TEST(Transform, ReturnsItsArgumentWithoutExpressions) {
+  transform const none;
+  EXPECT_FALSE(none.has_transform());
+  EXPECT_EQ(none.fun({2.0})(0), 2.0);
+  EXPECT_EQ(none.inv({2.0})(0), 2.0);
+  transform const log(
+      evaluate::pair(evaluate::opt_ast("log(#DATA(0))"), evaluate::opt_ast("exp(#DATA(0))"), true));
+  EXPECT_TRUE(log.has_transform());
+  EXPECT_NEAR(log.fun({std::exp(1.5)})(0), 1.5, 1e-15);
+  EXPECT_NEAR(log.inv({0.0})(0), 1.0, 1e-15);
+}
+
+TEST(CovariateLink, WritesWhatFollows) {
+  World world(2, {{2, 3}}, 1);
+  covariate_link link;
+  link.column = 1;
+  link.mean_column = 3;
+  link.fun = [](arma::Col<double> const& x, arma::Mat<double>& data) { data.col(2) = 2.0 * x; };
+  link.mean_fun = [](arma::Col<double> const& x) {
+    return arma::Col<double>(x.n_elem, arma::fill::value(arma::mean(x)));
+  };
+  world.data.col(1) = arma::Col<double>{1, 2, 3, 4, 5};
+  link.update(world.data);
+  EXPECT_EQ(world.data(4, 2), 10.0);
+  EXPECT_EQ(world.data(0, 3), 3.0);
+  link.update(world.data, world.clusters(1));  // the first row of a cluster speaks for it
+  EXPECT_EQ(world.data(1, 2), 2.0);
+  EXPECT_EQ(world.data(4, 2), 6.0);
+  EXPECT_NEAR(world.data(0, 3), (1 + 1 + 3 + 3 + 3) / 5.0, 1e-15);
+  link.update(world.data, world.clusters(0));
+  EXPECT_EQ(world.data(4, 2), 10.0);
+}
+
+tune_obj with(std::uint32_t accepted, std::uint32_t total, kind k = kind::imputation) {
+  tune_obj out(2.0, k);
+  out.accepted = accepted;
+  out.total = total;
+  return out;
+}
+
+TEST(Tune, HalvesAtNoneAndDoublesAtAll) {
+  tune_obj none = with(0, 100), all = with(100, 100), half = with(50, 100), empty = with(0, 0);
+  none.tune();
+  EXPECT_EQ(none.value, 1.0);
+  EXPECT_EQ(none.total, 0U);
+  all.tune();
+  EXPECT_EQ(all.value, 4.0);
+  half.tune();
+  EXPECT_EQ(half.value, 2.0);
+  EXPECT_EQ(half.total, 100U);
+  empty.tune();
+  EXPECT_EQ(empty.value, 2.0);
+  tune_obj most = with(75, 100), never = with(0, 100, kind::logistic_imputation);
+  most.tune();
+  EXPECT_NEAR(most.value, 3.0, 1e-15);
+  never.tune();
+  EXPECT_EQ(never.value, 2.0);
+  EXPECT_EQ(never.total, 100U);
+}
+
+TEST(Tune, FailsAtTheEndsOfTheBand) {
+  EXPECT_TRUE(with(30, 100).failed());
+  EXPECT_FALSE(with(31, 100).failed());
+  EXPECT_FALSE(with(69, 100).failed());
+  EXPECT_TRUE(with(71, 100).failed());
+  EXPECT_FALSE(with(0, 0).failed());
+  tune_obj free = with(0, 100);
+  free.target = INFINITY;
+  EXPECT_FALSE(free.failed());
+}
+
+TEST(Tune, CheckListsEveryFailure) {
+  tune_results results{with(50, 100), with(10, 100), with(90, 100, kind::random_effect)};
+  try {
+    results.check();
+    FAIL();
+  } catch (sem::error_tuning const& e) {
+    EXPECT_STREQ(e.what(),
+                 "  [1] = imputation, 0.100000, 2.000000\n  [2] = random effect, 0.900000, 2.000000\n");
+  }
+  EXPECT_NO_THROW((tune_results{with(50, 100), with(0, 0)}).check());
+}
+
+TEST(Tune, KindsHaveTheirLabels) {
+  EXPECT_STREQ(tune_obj(1, kind::logistic_imputation).label(), "logistic imp");
+  EXPECT_STREQ(tune_obj(1, kind::imputation_2).label(), "imputation");
+  EXPECT_STREQ(tune_obj(1, kind::latent_2).label(), "latent");
+  EXPECT_STREQ(tune_obj(1, kind::threshold).label(), "threshold");
+  EXPECT_STREQ(tune_obj().label(), "parameter");
+}
+
+TEST(Constraint, HoldsItsLinks) {
+  double a = 1.0, b = 1.0;
+  Random rng(3);
+  parameterT<double> p;
+  p.links = {&a};
+  constraint one(&rng, p);
+  EXPECT_EQ(one.ptr(), &a);
+  p.links = {&b};
+  one += constraint(&rng, p);
+  EXPECT_EQ(one.n_links, 2U);
+  EXPECT_THROW(one.ptr(), error_debug);
+  EXPECT_THROW(constraint().ptr(), error_debug);
+  EXPECT_THROW(constraint(&rng, p, -1.0), error_debug);
+  EXPECT_THROW(constraint(&rng, p, INFINITY), error_debug);
+  EXPECT_THROW(constraint(&rng, p, NAN), error_debug);
+  p.write(4.0);
+  EXPECT_EQ(b, 4.0);
+  LoneEstimator estimator(1);
+  EXPECT_EQ(constraint(&estimator).rng, &estimator.random);
+  EXPECT_EQ(constraint(std::string("g")).name, "g");
+}
+
+TEST(Constraint, WalksOverItsTarget) {
+  double link = 0.0;
+  Random rng(3, 1U);
+  parameterT<double> p;
+  p.links = {&link};
+  constraint c(&rng, p, 4.0);
+  c.likelihoods.push_back(
+      [](double const& x, arma::Mat<double> const&) { return -0.5 * (x - 3.0) * (x - 3.0); });
+  double sum = 0, squares = 0;
+  int const n = 40000;
+  for (int i = 0; i < n; ++i) {
+    c.draw({});
+    ASSERT_EQ(link, c.value);
+    sum += link;
+    squares += (link - 3.0) * (link - 3.0);
+  }
+  // Autocorrelation of about 0.8 leaves an effective sample of n / 9: 5 standard errors are 0.08 and 0.11.
+  EXPECT_NEAR(sum / n, 3.0, 0.08);
+  EXPECT_NEAR(squares / n, 1.0, 0.11);
+  EXPECT_EQ(c.tune.total, static_cast<unsigned>(n));
+  EXPECT_GT(c.tune.accepted, 0U);
+  constraint empty;
+  EXPECT_NO_THROW(empty.draw({}));
+  EXPECT_EQ(empty.tune.total, 0U);
+}
+
+TEST(Constraint, RejectsWhatIsNotANumber) {
+  double link = 1.0;
+  Random rng(3, 1U);
+  parameterT<double> p;
+  p.value = 1.0;
+  p.links = {&link};
+  constraint c(&rng, p);
+  c.likelihoods.push_back([](double const& x, arma::Mat<double> const&) { return x == 1.0 ? 0.0 : NAN; });
+  for (int i = 0; i < 20; ++i) c.draw({});
+  EXPECT_EQ(link, 1.0);
+  EXPECT_EQ(c.tune.accepted, 0U);
+}
+
+}  // namespace
+}  // namespace tovik::tests
