@@ -1,19 +1,13 @@
 # Dependencies, warnings and the helper that makes one library per floor.
 
 find_package(Armadillo REQUIRED)
-# The serial build of OpenBLAS, which holds LAPACK too: the threaded one starts its pool as it is loaded, beside the
-# chains. Another BLAS serves where it is missing.
-find_library(SERIAL_OPENBLAS openblas PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-serial NO_DEFAULT_PATH)
-if(SERIAL_OPENBLAS)
-  set(linear_algebra ${SERIAL_OPENBLAS})
-else()
-  find_package(BLAS REQUIRED)
-  find_package(LAPACK REQUIRED)
-  set(linear_algebra LAPACK::LAPACK BLAS::BLAS)
-endif()
+# The OpenMP build of OpenBLAS, which holds LAPACK too. With one thread set it starts none and may be called from all
+# chains at once. The build on POSIX threads starts an idle pool as it is loaded; the serial build shares its
+# buffers between callers without a lock, so that chains would spoil each other's products.
+find_library(CHAIN_OPENBLAS openblas PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp NO_DEFAULT_PATH REQUIRED)
+set(linear_algebra ${CHAIN_OPENBLAS} gomp)
 find_package(Boost 1.74 REQUIRED)
 find_package(Threads REQUIRED)
-
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
 find_program(CCACHE_PROGRAM ccache)

@@ -12,6 +12,7 @@
 #include "input/chain_info.hpp"
 #include "results/dic.hpp"
 #include "results/run_stat.hpp"
+#include "support/blas_threads.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -50,6 +51,7 @@ class chain {
 
   /// Burn-in and sampling. Never lets an exception out: a failure is kept in error().
   void run() noexcept {
+    use_one_blas_thread_here();
     try {
       burn_in();
       if (chain_info::crash_on_tune_fail) estimator_->tune_check();

@@ -8,6 +8,7 @@
 
 #include "app/analysis.hpp"
 #include "input/input_file.hpp"
+#include "support/blas_threads.hpp"
 #include "support/warning.hpp"
 
 namespace tovik::tests {
@@ -21,6 +22,7 @@ struct sampled_run {
 
 /// Reads the command file and builds its chains; `processors` of 0 leaves the file's own number. Nothing runs yet.
 inline sampled_run build_run(const std::filesystem::path& command_file, std::size_t processors = 0) {
+  use_one_blas_thread();
   const std::filesystem::path before = std::filesystem::current_path();
   sampled_run run;
   run.input = std::make_unique<InputFile>(command_file.string());
