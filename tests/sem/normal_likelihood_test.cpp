@@ -43,7 +43,7 @@ arma::Mat<double> dense_covariance(World const& world, normal_setup const& setup
     auto const& ids = *setup.cluster.row_cluster[L];
     for (arma::uword i = 0; i < n; ++i)
       for (arma::uword j = 0; j < n; ++j)
-        if (ids(i) == ids(j)) V(i, j) += arma::as_scalar(Z.row(i) * model.Sigma[L] * Z.row(j).t());
+        if (Z.n_cols > 0 && ids(i) == ids(j)) V(i, j) += arma::as_scalar(Z.row(i) * model.Sigma[L] * Z.row(j).t());
   }
   return V;
 }
