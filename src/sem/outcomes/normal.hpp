@@ -128,6 +128,7 @@ class Normal : public virtual estimator::Outcome {
   arma::Col<double> outcome_values(arma::Mat<double> const& data) const;
   void subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const;
   void subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const;
+  arma::Col<double> cluster_log_likelihood() const;
   arma::Mat<double> at_rows(arma::Mat<double> const& units) const;
 
   std::unique_ptr<estimator::likelihood> ll;

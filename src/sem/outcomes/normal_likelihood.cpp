@@ -1,6 +1,7 @@
 // What a normal outcome tells of the data at its current parameters: predictions, residuals, log likelihoods.
 
 #include <algorithm>
+#include <cmath>
 
 #include "sem/densities.hpp"
 #include "sem/outcomes/normal.hpp"
@@ -20,8 +21,12 @@ arma::Col<double> Normal::outcome_values(arma::Mat<double> const& data) const {
 
 // r -= X b.
 void Normal::subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const {
-  arma::Col<double> scratch;
   auto const& columns = scan_->terms().terms.x;
+  if (columns.all_static() && columns.values().n_rows == r.n_elem) {
+    scan::multiply(-1.0, columns.values(), betas_.memptr(), 1.0, r.memptr());
+    return;
+  }
+  arma::Col<double> scratch;
   for (arma::uword j = 0; j < betas_.n_elem; ++j)
     scan::add_scaled(r.n_elem, -betas_(j), columns.at(j, data, unit_rows(), scratch), r.memptr());
 }
@@ -85,7 +90,23 @@ arma::Mat<double> Normal::latent(arma::Mat<double> const& data) const {
   return at_rows(compute_latent(data));
 }
 
+// From products within clusters, without a pass over the units; empty when they do not serve.
+arma::Col<double> Normal::cluster_log_likelihood() const {
+  arma::Col<double> out;
+  if (n_levels != 1 || !scan_->cluster_squares(betas_, &u[0], residVar(), out)) return {};
+  double const v = residVar();
+  double const each = -0.5 * (1.8378770664093453 + std::log(v));
+  auto const& counts = cluster.selectors[0]->count;
+  for (arma::uword c = 0; c < out.n_elem; ++c)
+    out(c) = static_cast<double>(counts[c]) * each - 0.5 * out(c) / v;
+  return out;
+}
+
 arma::Col<double> Normal::compute_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  if (at_level == static_cast<int>(level) + 1) {
+    arma::Col<double> sums = cluster_log_likelihood();
+    if (!sums.is_empty()) return sums;
+  }
   arma::Col<double> const r = compute_residual(data);
   arma::Col<double> const values = logNormPDF(r, residVar());
   int const above = at_level - static_cast<int>(level);
@@ -117,7 +138,11 @@ arma::Col<double> Normal::compute_Us_LL(arma::Mat<double> const&, int const& L) 
 }
 
 arma::Col<double> Normal::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
-  arma::Col<double> r = outcome_values(data);
+  arma::Col<double> r;
+  if (n_levels == 1 && scan_->cluster_squares(betas_, nullptr, residVar(), r))
+    return scan::marginal_log_likelihood(r, scan_->effect_sums(), scan_->within(0).values(),
+                                         cluster.selectors[0]->count, Sigma[0], residVar());
+  r = outcome_values(data);
   subtract_fixed(data, r);
   if (n_levels == 0) return logNormPDF(r, residVar());
   std::vector<arma::Mat<double>> designs;

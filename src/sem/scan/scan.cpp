@@ -56,9 +56,13 @@ void scan::refresh(arma::Mat<double> const& data, row_scale const& scale) {
 void scan::build_products(arma::Mat<double> const& b) {
   std::size_t const L = effect_level();
   bool const has_effects = L < eq_.terms.z.size();
+  bool const one_level = eq_.structure.n_levels() == 1;
+  auto const* clusters = has_effects ? eq_.structure.selectors[L]
+                         : one_level ? eq_.structure.selectors[0]
+                                     : nullptr;
   products_.build(eq_.terms.x.values(), gram_, coefficients_, y_, b.memptr(),
-                  has_effects ? &eq_.terms.z[L].values() : nullptr,
-                  has_effects ? eq_.structure.selectors[L] : nullptr, has_effects ? &within_[L] : nullptr);
+                  has_effects ? &eq_.terms.z[L].values() : nullptr, clusters,
+                  has_effects ? &within_[L] : nullptr);
 }
 
 void scan::begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
@@ -160,6 +164,12 @@ double scan::sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<do
     multiply(-1.0, eq_.terms.x.values(), b.memptr(), 1.0, r_.memptr());
   }
   return dot(n_, r_.memptr(), r_.memptr());
+}
+
+bool scan::cluster_squares(arma::Mat<double> const& b, arma::Mat<double> const* u, double v,
+                           arma::Col<double>& out) {
+  if (!products_.built() || eq_.structure.n_levels() != 1) return false;
+  return products_.cluster_squares(b.memptr(), u, v, out);
 }
 
 void scan::draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng) {

@@ -81,6 +81,14 @@ class scan {
   void variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
                        arma::uword first, std::vector<int> const& icept, shares& out);
 
+  /// Per cluster of an outcome with one level above it, |y - Xb - Zu|^2 (u null: |y - Xb|^2) from products
+  /// alone, and `t` = Z'(y - Xb). False when that is not possible or not accurate enough for a log
+  /// likelihood.
+  bool cluster_squares(arma::Mat<double> const& b, arma::Mat<double> const* u, double v,
+                       arma::Col<double>& out);
+  arma::Mat<double> const& effect_sums() { return products_.effect_sums(); }
+  cluster_products const& within(unsigned L) const { return within_[L]; }
+
   arma::uword n_units() const { return n_; }
   bool uses_products() const { return products_.built(); }
   equation const& terms() const { return eq_; }
