@@ -10,9 +10,12 @@ find_package(Boost 1.74 REQUIRED)
 find_package(Threads REQUIRED)
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 
+# ccache looks at a precompiled header only when told that its contents, and not its macros and times, count.
 find_program(CCACHE_PROGRAM ccache)
 if(CCACHE_PROGRAM)
-  set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
+  set(CMAKE_CXX_COMPILER_LAUNCHER ${CMAKE_COMMAND} -E env
+      CCACHE_SLOPPINESS=pch_defines,time_macros,include_file_mtime,include_file_ctime ${CCACHE_PROGRAM})
+  add_compile_options(-fpch-preprocess)
 endif()
 
 add_library(tovik_flags INTERFACE)
