@@ -2,10 +2,13 @@
 
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "data/variable.hpp"
+#include "evaluate/pair.hpp"
 #include "model/parameter.hpp"
+#include "model/parameter_info.hpp"
 
 namespace tovik {
 class VariableList;
@@ -37,11 +40,18 @@ class anyVariable {
   std::string modifier;                   ///< the text in brackets, empty for none
   std::shared_ptr<data::variable> level;  ///< the identifier named in brackets, null for none
   bool is_derived = false;                ///< made by the program and not written by the user
+  std::string transformation;             ///< of an outcome: the inline expression as written, empty for none
+  model::parameter lambda;  ///< of a Yeo-Johnson outcome: label, fixed value or start of its lambda
 
   /// Reads one term "name", "name@value", "name@label", "name[id]%start" and so on. `is_outcome` adds the
   /// checks that an outcome must pass. Throws tovik::error with the text for the user.
   static anyVariable parse(const std::string& term, const VariableList& variables, evaluate::defines* names,
                            bool is_outcome);
+
+  /// Reads an outcome with an inline transformation, an expression of one variable that has an inverse.
+  /// `statement` is the whole statement, for messages. Throws tovik::error.
+  static anyVariable parse_transform(const std::string& expression, const std::string& statement,
+                                     const VariableList& variables, evaluate::defines* names);
 
   /// The intercept as a term: the constant of the catalogue.
   static anyVariable intercept(const VariableList& variables);
@@ -61,9 +71,21 @@ class anyVariable {
 
   /// One name for each design column: for a nominal variable those of its dummy codes.
   std::vector<std::string> names() const;
-  /// The design columns in the data matrix: for a nominal variable those of its dummy codes.
+  /// The design columns in the data matrix, by what is meant of the variable: of a nominal variable those of
+  /// its dummy codes; the columns of its latent group means, propensity or missing indicator; the column of a
+  /// named random effect or a phantom. Derived columns exist once the data are prepared.
   std::vector<unsigned> indicator() const;
   const model::parameter& parameter() const { return param; }
+
+  /// True for an outcome that is transformed inline.
+  bool is_transformed() const { return !transformation.empty(); }
+  /// The transformation as two trees of "#DATA(0)": the function (data side) and its inverse (parameter
+  /// side); `flag` is set if there is one. Empty trees for an outcome in its own scale.
+  evaluate::pair pair() const;
+
+  /// Binds the label of the term to its cell: throws tovik::error if the table lacks it, names a vector, or
+  /// has the label as a generated parameter already.
+  void addNode(std::unordered_map<std::string, parameter_info>& map, const evaluate::defines& names) const;
 
   /// True if the term varies within clusters of catalogue level `level_value` and its bracket, if any,
   /// selects that level. An intercept varies at every level.

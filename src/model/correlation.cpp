@@ -43,7 +43,7 @@ void check_positive(const model::parameter& p, const std::string& name) {
 
 }  // namespace
 
-void ModelList::add_correlation(const block::one_model& statement, const VariableList& variables) {
+void ModelList::add_correlation(const block::one_model& statement, VariableList& variables) {
   const std::string& text = statement.statement;
   const std::size_t arrow = model::find_outside(text, "<->");
   const std::size_t place = arrow != std::string::npos ? arrow : model::find_outside(text, "~~");

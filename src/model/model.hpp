@@ -3,12 +3,16 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "model/any_variable.hpp"
 #include "model/combination.hpp"
+#include "model/distribution.hpp"
 #include "model/link.hpp"
 #include "model/parameter.hpp"
+#include "model/parameter_info.hpp"
 #include "support/block.hpp"
 
 namespace tovik {
@@ -41,28 +45,75 @@ class Model {
   model::parameter variance;           ///< residual variance
   std::string block = block::predef::none;
   std::int32_t block_number = -1;
+  model::distribution prior;  ///< of a PARAMETERS statement "name ~ distribution(a, b)"
+  std::string computation;    ///< right side of a PARAMETERS statement "name = expression"
 
   /// Several outcomes in one equation; a setting of the run.
   static bool allow_multivariate;
 
   /// Reads "outcome ~ predictors | random". Throws tovik::error with the text for the user.
   Model(const std::string& statement, const VariableList& variables, evaluate::defines* names);
+  /// Reads a statement without variables, "name ~ distribution(a, b)" or "name = expression": a parameter
+  /// with a prior (kind 10) or a computed parameter (kind 11). Throws tovik::error.
+  explicit Model(const std::string& statement);
+  /// A model with this outcome and no terms; levels -1, block none. With multi_outcome() a block of outcomes.
+  explicit Model(const model::anyVariable& outcome);
 
   /// The name of the outcome, or of the outcomes with a blank between them.
   std::string name() const;
   std::vector<std::string> names() const;
-  /// The equation as text: "y ~ Intercept x z | Intercept x".
+  /// The equation as text, such that parsing it again gives the same model:
+  /// "logit(y) ~ Intercept x@b (x*z) | Intercept x". A block is "y1 <-> y2 ..." with its correlations, a
+  /// phantom "a <-> b", a parameter its PARAMETERS statement.
   std::string command() const;
-  /// The number of the outcome's data::type; 0 if any outcome has type 0.
+  /// The statement cut for print: lines of at most 75 characters, each behind `prefix` (all but the first
+  /// too).
+  std::string command(int level, const std::string& prefix) const;
+  /// The number of the outcome's data::type; 0 if any outcome has type 0; 6 for a missing-data indicator, 9
+  /// for a block, 12 for a variance model.
   int kind() const;
-  bool has(const model::anyVariable& term) const;  ///< among outcomes, fixed, random and phantom terms
-  std::string var_param_name() const;              ///< name of the single outcome in the parameter table
+  std::vector<int> kinds() const;  ///< of each outcome
+  /// The outcome's transformation and its inverse.
+  evaluate::pair pair() const;
+  bool has(
+      const model::anyVariable& term) const;  ///< among outcomes, fixed, random, phantom and computed terms
+  std::string var_param_name() const;         ///< name of the single outcome in the parameter table
+  bool is_multi() const { return kind() == 9; }
 
-  /// Outcome, fixed and random columns of the data matrix; zind has one list per level (see above).
+  /// Columns of the data matrix, valid once the data are prepared. zind and dind have one list per level (see
+  /// above); a term's level is its bracket's, else every level at which it varies.
   std::vector<unsigned> yind() const;
   std::vector<unsigned> xind() const;
   std::vector<std::vector<unsigned>> zind() const;
-  std::vector<unsigned> rawIndicators() const { return yind(); }
+  std::vector<std::vector<unsigned>> dind() const;
+  /// yind without the latent substitution.
+  std::vector<unsigned> rawIndicators() const;
+  /// Of each computed term, for each design column, the columns that it reads.
+  std::vector<std::vector<std::vector<unsigned>>> xindInter() const;
+  std::vector<std::vector<std::vector<unsigned>>> zindInter() const;
+  /// Selections over the same lists: columns of the terms that are propensities, missing indicators, named
+  /// random effects; columns of the plain fixed terms of a variable; columns of computed terms with a label.
+  std::vector<unsigned> latentIndicators() const;
+  std::vector<unsigned> missingIndicators() const;
+  std::vector<unsigned> randomIndicators() const;
+  std::vector<unsigned> fixedIndicators(const model::anyVariable& term) const;
+  std::vector<unsigned> fixedComputeIndicators(const model::parameter& p) const;
+  /// True if a computed fixed term reads the label.
+  bool checkFixedCompute(const model::parameter& p) const;
+  /// True if the term is a plain fixed term and stands nowhere else in the model.
+  bool hasFixedOnly(const model::anyVariable& term) const;
+  /// True if the label names the variance of a random effect.
+  bool hasRandom(const model::parameter& p) const;
+  /// Position of a latent variable's loading among the coefficients. Throws tovik::error.
+  unsigned lambdaInd(const std::shared_ptr<data::variable>& factor) const;
+
+  using trees = std::vector<std::vector<std::unique_ptr<evaluate::node>>>;
+  /// The trees of the computed fixed terms, one list per term, with their parameters bound to the cells of
+  /// the map. The trees own no cell. Without a map they stay unbound.
+  trees xindCompute(const std::unordered_map<std::string, model::parameter_info>& map) const;
+  trees xindCompute() const;
+  /// The same of the computed random terms, per level from the nearest up.
+  std::vector<trees> zindCompute(const std::unordered_map<std::string, model::parameter_info>& map) const;
 
   /// Number of random effects (design columns), in all and at one level.
   unsigned n_re() const;
@@ -72,21 +123,24 @@ class Model {
   /// True if the random term stands at this level: below the outcome's levels, and varying within its
   /// clusters.
   bool isRE(const model::anyVariable& term, unsigned level_value) const;
-  /// Names of the random effects of a level, one per design column.
+  bool isRE(const model::combinationOfAnyVariable& term, unsigned level_value) const;
+  /// Names of the random effects of a level, one per design column: intercept, plain terms, computed terms.
   std::vector<std::string> reName(int level_value) const;
   /// The printed number of a level: 2 for the nearest level above level 1 of the data.
   unsigned printed_level(unsigned level_value) const;
 
-  /// One parameter per column of xind, then of the computed terms.
+  /// One parameter per column of xind, then of the computed terms. Of a block: for each member a free one,
+  /// then the correlations.
   std::vector<model::parameter> fixedParameters() const;
   /// One parameter (of the variance) per random effect of the level; a start is one of the variance.
   std::vector<model::parameter> randomParameters(unsigned level_value) const;
-  /// All parameters of the terms, the random ones too, then a labelled residual variance.
+  /// The parameters of the fixed, random, computed fixed and computed random terms, then a labelled residual
+  /// variance, then a labelled lambda.
   std::vector<model::parameter> constraints() const;
 
   /// Row names. parameters(): variances and covariances from the top level down (lower triangle by columns),
-  /// residual variance, coefficients; an 11-character tag in front. standardized(): slopes. rsquare():
-  /// shares.
+  /// residual variance or what stands for it, coefficients, thresholds, lambda; an 11-character tag in front.
+  /// standardized(): slopes. rsquare(): shares. Values come from the outcome model in the same order.
   std::vector<std::string> parameters() const;
   std::vector<std::string> standardized() const;
   std::vector<std::string> rsquare() const;
@@ -97,25 +151,56 @@ class Model {
 
   /// True if both speak of the same outcome with the same link.
   bool isEquivalent(const Model& other) const;
-  /// Takes over the terms of another model of the same outcome. Throws tovik::error_debug if outcomes or
-  /// links differ.
+  /// Takes over the terms of another model of the same outcome; a block takes the other's outcome as a
+  /// member; a variance model marks the receiver's link and leaves its terms where they are. Throws
+  /// tovik::error for what the user may not combine and tovik::error_debug for what the caller may not.
   Model& operator+=(const Model& other);
+  /// Adds correlations to a block.
+  Model& operator+=(const std::vector<model::anyVariable>& correlations);
+  /// Takes the phantoms that two models of one block share, at their own level, out of both and returns them.
+  static std::vector<model::anyVariable> optimize(Model& a, Model& b);
+  /// May be a member of a block: a normal, latent or probit outcome that is no missing indicator.
+  bool can_join_block() const;
+
+  /// Identity links become weighted ones.
+  void setWeights();
+
+  /// "a#cor#b" decoded to "a <-> b", brackets and stars restored; of a phantom's model, its outcome.
+  static std::string correlationParse(const std::string& name);
+  static std::string correlationParse(const Model& phantom);
+  /// Of a block: place j + i p of the correlation with this label in the p x p matrix by columns, -1 for
+  /// none. Throws tovik::error if the label stands twice.
+  int find_correlation(const model::parameter& p) const;
+  /// Of a block: places and values of the correlations that are fixed.
+  std::vector<std::pair<unsigned, double>> fixed_correlations() const;
+  /// Of a block: names "a <-> b" of the correlations that are not fixed at 0.
+  std::vector<std::string> nonzero_correlations() const;
 
  private:
   void parse_outcome(const std::string& text, const std::string& statement, const VariableList& variables);
   void parse_fixed(const std::string& text, const std::string& statement, const VariableList& variables);
   void parse_random(const std::string& text, const std::string& statement, const VariableList& variables);
-  void check_random_parameter(const model::anyVariable& parsed, const std::string& term,
+  void check_random_parameter(const model::parameter& param, const std::string& term,
                               const std::string& statement) const;
   void add_default_intercepts(const VariableList& variables);
   void check_levels() const;
   void merge_fixed(const Model& other);
   void merge_random(const Model& other);
+  void add_member(const Model& other);
+  void mark_variance_model(const Model& variance_model);
+  std::vector<std::string> parameters_multi() const;
+  std::vector<std::string> variance_rows() const;
+  std::vector<std::string> coefficient_rows() const;
 };
 
 /// Order in which equations are sampled: block, rank of the kind, natural order of the outcome's name.
 bool operator<(const Model& a, const Model& b);
 /// The same outcomes.
 bool operator==(const Model& a, const Model& b);
+
+namespace model {
+/// The outcome term "#_multi_#" of a block of correlated outcomes.
+anyVariable multi_outcome();
+}  // namespace model
 
 }  // namespace tovik

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "model/block_map.hpp"
+#include "model/constraint_info.hpp"
 #include "model/model.hpp"
 #include "model/parameter_info.hpp"
 #include "support/block.hpp"
@@ -26,34 +27,87 @@ class ModelList : public std::vector<Model> {
   explicit ModelList(const block::map& blocks);
 
   /// A statement with "~" that may name several outcomes: "y1 y2 ~ x" (each regressed on the later ones too)
-  /// or
-  /// "{ y1 y2 } ~ x" (the same predictors for each). Throws tovik::error.
+  /// or "{ y1 y2 } ~ x" (the same predictors for each). Throws tovik::error.
   void add_seq(const block::one_model& statement, const VariableList& variables);
   /// One equation; an empty block name is block "model". Throws tovik::error.
   void add_model(const block::one_model& statement, const VariableList& variables);
-  /// "a b ~~ c d": every pair; a pair of one variable sets its residual variance. Throws tovik::error.
-  void add_correlation(const block::one_model& statement, const VariableList& variables);
+  /// "f -> x1 x2 | rest" and "f =~ x1 x2 | rest": an equation for each x. Throws tovik::error.
+  void add_loading(const block::one_model& statement, const VariableList& variables);
+  /// "a b ~~ c d" and "a b <-> c d": every pair; a pair of one variable sets its residual variance, another
+  /// makes a phantom with a model of its own. Throws tovik::error.
+  void add_correlation(const block::one_model& statement, VariableList& variables);
+  /// "name = expression". Throws tovik::error.
+  void add_define(const block::one_model& statement, const VariableList& variables);
+  /// PARAMETERS: "a b ~ distribution(p, q)" and "name = expression". Throws tovik::error.
+  void add_parameter(const std::string& statement);
+  void add_computation(const std::string& statement);
 
-  /// Joins the equations of one outcome.
+  /// Joins the equations of one outcome, and pairs each variance model with the model of its outcome.
   void reduce();
+  /// Turns residual correlations into blocks of outcomes where that is possible.
+  void optimize();
+  /// Gives each missing indicator in use, and each latent variable, that has no equation one with an
+  /// intercept; one warning names them.
+  void checkMissingModels(const VariableList& variables);
+  void checkFactorModels(const VariableList& variables);
+  /// Holds the mean of a factor at 0 where a free intercept of an indicator leaves it without information.
+  void fix_factor_means(const VariableList& variables);
+  /// Stops at two models of one outcome of which one is transformed inline; for lists that are not reduced.
+  void checkTransform() const;
   /// Sampling order; equal models keep the order of their statements.
   void sort();
   /// Gives each variable its role: outcomes first, then predictors.
   void set_roles() const;
   /// A warning for each model that holds a predictor twice.
   void warn_duplicates() const;
+  /// Normal single outcomes below a cluster level get a residual variance per cluster.
+  void set_heterogeneous();
   /// Enters the parameters of generate_map into `names`.
   void define_parameters();
+  /// Points each definition at the final columns of its variables. Throws tovik::error for a definition that
+  /// was declared and never given.
+  void update_def() const;
 
-  /// The terms of this type in all models (with the outcomes if `outcomes`), sorted and without repeats.
+  /// The trees of the definitions by name, parsed against `names`, unbound.
+  std::vector<std::pair<std::string, std::unique_ptr<evaluate::node>>> get_evaluates() const;
+
+  /// The terms of this type in all models (with the outcomes if `outcomes`), computed terms and definitions
+  /// included, sorted and without repeats.
   std::vector<model::anyVariable> variables(model::type type, bool outcomes) const;
-  /// The model of an outcome, or null.
+  /// All variables of all models, in catalogue terms, each once.
+  std::vector<std::shared_ptr<data::variable>> variables() const;
+  /// The model of an outcome (variance models do not count), or null.
   Model* find(const model::anyVariable& outcome);
   const Model* find(const model::anyVariable& outcome) const;
+  /// Indices of the models that hold the term, as an outcome too if `outcomes`.
+  std::vector<unsigned> subset(const model::anyVariable& term, const bool& outcomes) const;
+  std::vector<unsigned> subset(const std::shared_ptr<data::variable>& variable, model::type type,
+                               bool outcomes) const;
+  /// Indices of the blocks.
+  std::vector<unsigned> subset_multi() const;
+  /// Index of the block of which the model is a member, or -1.
+  int has_multi(const Model& member) const;
+  /// Indices of the members of a block, in its order.
+  std::vector<unsigned> find_multi(const Model& block) const;
+  using std::vector<Model>::operator[];
+  /// The first model of this variable in its own meaning. Throws tovik::error_debug if there is none.
+  const Model& operator[](const std::shared_ptr<data::variable>& variable) const;
+  /// (model, its variance model) for each variance model of the list.
+  std::vector<std::pair<unsigned, unsigned>> scale_pairs() const;
+  /// The definitions that belong to a level, as text with a prefix, for the report.
+  std::vector<std::string> definitions_text(const std::string& prefix) const;
+  /// Names "a <-> b" of all residual correlations at a catalogue level, for the report.
+  std::vector<std::string> rcorr_names(int level_value) const;
 
   /// The labelled parameters of all models, sorted and without repeats.
   std::vector<model::parameter> constraints() const;
-  /// The number of design columns and variances that carry the label of `p`.
+  /// Every use of a label, in model order. Throws tovik::error for a use that cannot be shared.
+  std::vector<model::constraint_info> constraintInfo(const model::parameter& p) const;
+  /// The models that hold a phantom or random-effect variable.
+  std::vector<model::constraint_info> constraintInfo(const std::shared_ptr<data::variable>& variable) const;
+  /// How many statements speak of a label: coefficients, variances and correlations that carry it, computed
+  /// terms that read it, a prior of its name, and computed parameters that depend on it. A label with one
+  /// appearance is an ordinary parameter with a name.
   unsigned appearances(const model::parameter& p) const;
 
   /// First row of a model in the estimates, and its row count; one row for each of its names. Throws
@@ -61,12 +115,15 @@ class ModelList : public std::vector<Model> {
   std::pair<unsigned, unsigned> estimates_span(const Model& model) const;
 
   /// The parameters of a run by lower-cased name, each with a new cell. Slots are a function of the list
-  /// alone: the five variances of each model in list order, then the labels.
+  /// alone: the five variances of each model in list order, then the labels, then PARAMETERS in file order.
+  /// Throws tovik::error for a computed parameter that reads an unknown name or a variable.
   std::unordered_map<std::string, model::parameter_info> generate_map() const;
 
  private:
   void add_variance(const model::anyVariable& left, const model::anyVariable& right,
                     const block::one_model& statement, const VariableList& variables);
+  void add_phantom_pair(const model::anyVariable& left, const model::anyVariable& right,
+                        const block::one_model& statement, VariableList& variables);
 };
 
 }  // namespace tovik

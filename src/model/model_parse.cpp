@@ -176,22 +176,22 @@ void Model::parse_random(const std::string& text, const std::string& statement,
     if (intercept && cut.head[0] == '1') plain.replace(plain.find('1'), 1, "Intercept");
     const anyVariable parsed = anyVariable::parse(plain, variables, table, false);
     check_no_outcome(parsed, outcomes);
-    check_random_parameter(parsed, term, statement);
+    check_random_parameter(parsed.param, term, statement);
     has_random_intercept = has_random_intercept || intercept;
     random.insert(intercept ? random.begin() : random.end(), parsed);
   }
 }
 
-void Model::check_random_parameter(const anyVariable& parsed, const std::string& term,
+void Model::check_random_parameter(const model::parameter& param, const std::string& term,
                                    const std::string& statement) const {
-  if (parsed.param.is_fixed())
+  if (param.is_fixed())
     throw error("ERROR: The random effect variance for '" + term +
                 "' cannot\n       be fixed to a value.\n       Problem model: " + statement);
-  if (!parsed.param.has_label()) return;
+  if (!param.has_label()) return;
   for (const anyVariable& other : random) {
-    if (parsed.param == other.param)
+    if (param == other.param)
       throw error(
-          "ERROR: The random effect variance label '" + parsed.param.label() +
+          "ERROR: The random effect variance label '" + param.label() +
           "' cannot\n       be assigned to more than one parameter. \n       Problem model: " + statement);
   }
 }

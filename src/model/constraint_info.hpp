@@ -1,0 +1,26 @@
+#pragma once
+
+namespace tovik::model {
+
+/// One use of a label.
+struct constraint_info {
+  /// In which list of the model the label stands.
+  enum class place : int {
+    fixed = 0,        ///< a plain coefficient; `position` counts design columns
+    random = 1,       ///< the variance of a random effect: read, never constrained; `position` in the level
+    correlation = 2,  ///< of a block; `position` is j + i p in the p x p matrix by columns
+    variance = 3,     ///< the residual variance
+    phantom = 4,      ///< the correlation of a phantom's own model
+    computed = 5,     ///< a factor inside a computed fixed term; `position` counts computed design columns
+    computed_random = 6,  ///< a factor inside a computed random term
+    lambda = 7,           ///< the Yeo-Johnson parameter
+    parameter = 8,        ///< a PARAMETERS model with a prior of this name
+    computation = 9,      ///< a computed parameter of this name, or one that reads the label
+  };
+  unsigned model = 0;  ///< index into the ModelList
+  unsigned position = 0;
+  place kind = place::fixed;
+  int level = -1;  ///< catalogue level of a random effect, -1 for none
+};
+
+}  // namespace tovik::model
