@@ -11,6 +11,9 @@ namespace tovik {
 
 namespace {
 
+/// What a run can hold at once: every chain has a sampler of its own, every imputation a data set.
+constexpr std::uint32_t most_parts = 1000000;
+
 std::uint32_t hardware_threads() {
   const unsigned n = std::thread::hardware_concurrency();
   return n == 0 ? 1 : n;
@@ -21,7 +24,10 @@ std::uint32_t hardware_threads() {
 void InputFile::check() {
   checkSources();
   const bool only_simulation = !simulates.empty() && models.empty() && fcs.empty();
-  if (only_simulation) return;
+  if (only_simulation) {
+    if (isWrite("dataset")) checkTarget("dataset", writePath("dataset"));
+    return;
+  }
   checkLength();
   checkHeterogeneous();
   checkProcessors();
@@ -59,6 +65,10 @@ void InputFile::checkSources() const {
 void InputFile::checkLength() {
   if (burn == not_set) throw error("ERROR: Missing BURN command.");
   if (seed == not_set) throw error("ERROR: Missing SEED command.");
+  if (chains > most_parts) throw error("ERROR: Number of chains requested is too large.");
+  if (nimps != not_set && nimps > most_parts) {
+    throw error("ERROR: Number of imputations requested is too large.");
+  }
   if (iterations == not_set && nimps != not_set) {
     const std::uint64_t product = std::uint64_t{nimps} * (thin == not_set ? 1 : thin);
     if (product >= not_set) throw error("ERROR: ITERATIONS is not a positive integer.");

@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -10,18 +13,58 @@ namespace tovik {
 
 namespace {
 
+namespace fs = std::filesystem;
+
 [[noreturn]] void cannot_create(const std::string& path) {
   throw error("ERROR: File \"" + path +
               "\" cannot be created.\n"
               "       Please check that the file path is correct in SAVE command.");
 }
 
-/// Opens the file for writing and removes it again, so that a path that cannot be written is known before the
-/// chains start. Devices and pipes stay.
-void try_path(const std::string& path) {
-  if (!std::ofstream(path)) cannot_create(path);
+[[noreturn]] void matches_data(const std::string& key) {
+  throw error("ERROR: The SAVE command (" + key + ") matches the DATA command.");
+}
+
+/// True when something that can be written stands at the path. Its contents stay. Pipes and devices are not
+/// opened: that would wait for a reader or disturb one.
+bool existing_is_writable(const std::string& path) {
   std::error_code none;
-  if (std::filesystem::is_regular_file(path, none)) std::filesystem::remove(path, none);
+  if (fs::is_directory(path, none)) return false;
+  if (!fs::is_regular_file(path, none)) return ::access(path.c_str(), W_OK) == 0;
+  return std::ofstream(path, std::ios::app).good();
+}
+
+/// Makes a new file and takes it away again. A file that another program puts there in between is kept.
+bool can_create(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "wx");
+  if (file == nullptr) return errno == EEXIST && existing_is_writable(path);
+  std::fclose(file);
+  return std::remove(path.c_str()) == 0;
+}
+
+/// Finds a path that cannot be written before the chains start, without a trace on the disk.
+void try_path(const std::string& path) {
+  std::error_code none;
+  if (fs::exists(path, none)) {
+    if (!existing_is_writable(path)) cannot_create(path);
+    return;
+  }
+  // A link without a target: the new file stands where the link points.
+  const fs::path target = fs::is_symlink(path, none) ? fs::weakly_canonical(path, none) : fs::path(path);
+  if (!can_create(target.string())) cannot_create(path);
+}
+
+bool same_file(const std::string& a, const std::string& b) {
+  std::error_code none;
+  return fs::equivalent(a, b, none);
+}
+
+/// The data can be opened for reading. Pipes are not opened here: what they hold can be read only once.
+bool is_readable(const std::string& path) {
+  std::error_code none;
+  if (fs::is_directory(path, none)) return false;
+  if (!fs::is_regular_file(path, none)) return ::access(path.c_str(), R_OK) == 0;
+  return std::ifstream(path).good();
 }
 
 std::string numbered(const std::string& path, const std::string& number) {
@@ -42,11 +85,9 @@ bool has_asterisk(const std::string& path) {
 void InputFile::checkPaths() const {
   if (!data_file.empty()) {
     for (const auto& [key, path] : savePaths) {
-      if (!path.empty() && iequals(path, data_file)) {
-        throw error("ERROR: The SAVE command (" + key + ") matches the DATA command.");
-      }
+      if (!path.empty() && iequals(path, data_file)) matches_data(key);
     }
-    if (!std::ifstream(data_file)) throw error("ERROR: File \"" + data_file + "\" cannot be found.");
+    if (!is_readable(data_file)) throw error("ERROR: File \"" + data_file + "\" cannot be found.");
   }
   for (const auto& [key, path] : savePaths) {
     if (path.empty()) continue;
@@ -57,21 +98,30 @@ void InputFile::checkPaths() const {
       throw error("ERROR: Please place an asterisk (*) in filepath when\n       saving " + key +
                   " with BYGROUP command.");
     }
-    try_path(numbered(path, "1"));
+    checkTarget(key, numbered(path, key == "separate" ? "list" : "1"));
   }
   if (nimps != not_set && isWrite("separate")) checkSeparate();
 }
 
+void InputFile::checkTarget(const std::string& key, const std::string& path) const {
+  if (!data_file.empty() && same_file(path, data_file)) matches_data(key);
+  if (same_file(path, command_file_)) {
+    throw error("ERROR: The SAVE command (" + key + ") matches the command file.");
+  }
+  try_path(path);
+}
+
 void InputFile::checkSeparate() const {
   const std::string& path = writePath("separate");
-  const std::string list_path = numbered(path, "list");
-  std::ofstream list(list_path, std::ios::trunc);
-  if (!list) cannot_create(list_path);
+  std::string names;
   for (std::uint32_t i = 1; i <= nimps; ++i) {
     const std::string file = numbered(path, std::to_string(i));
-    try_path(file);
-    list << (i > 1 ? "\n" : "") << base_name(file);
+    checkTarget("separate", file);
+    names += (i > 1 ? "\n" : "") + base_name(file);
   }
+  const std::string list_path = numbered(path, "list");
+  std::ofstream list(list_path, std::ios::trunc);
+  if (!(list << names << std::flush)) cannot_create(list_path);
 }
 
 }  // namespace tovik

@@ -125,7 +125,10 @@ void add_sampler_keywords(table& t) {
             most_gammas, [](InputFile&, std::uint32_t n) { Random::set_pg_n_gamma(n); });
   t["categorical_prior"] =
       real("categorical_prior", "Setting prior variance for regression coefficients in categorical models.",
-           [](InputFile&, double x) { sem::categorical_priors::set(x); });
+           [](InputFile&, double x) {
+             if (x <= 0.0) misspecified();  // a variance
+             sem::categorical_priors::set(x);
+           });
   t["use_autosolver"] = logical("use_autosolver", "Setting the use of analytical conditional solutions.",
                                 settings::use_autosolver);
   t["multi_mh_max_iter"] =

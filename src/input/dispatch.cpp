@@ -99,8 +99,9 @@ void InputFile::dispatch(const std::string& raw, std::vector<std::string>& words
     case command::count:
       return append_names(words, counts);
     case command::fixed:
+      // Only the new words can hold "(none)": it empties the list whenever it comes.
       append_names(words, fixed);
-      if (in(fixed, "(none)")) fixed.clear();
+      if (in(words, "(none)")) fixed.clear();
       return;
     case command::fcs:
       return append_names(words, fcs);

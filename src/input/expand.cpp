@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdint>
 
+#include "data/numbers.hpp"
 #include "model/tokenize.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -17,34 +18,17 @@ constexpr std::size_t most_text = 64u << 20;  // bytes of one expansion
 constexpr std::size_t most_digits = 18;       // the value fits 64 bits
 const char* const suffix_marks = "@$%[";
 
-/// A run of digits: its value, and where the decimal form of the value stands (leading zeros lie before it).
-struct digit_run {
-  std::uint64_t value = 0;
-  std::size_t at = 0;
-  std::size_t size = 0;
-};
-
 bool is_digit(char c) {
   return c >= '0' && c <= '9';
 }
 
-/// All runs of digits, from the end of the text. False if one is too long for a number.
-bool digit_runs(const std::string& text, std::vector<digit_run>& runs) {
-  std::size_t end = text.size();
-  while (end > 0) {
-    if (!is_digit(text[end - 1])) {
-      --end;
-      continue;
-    }
-    std::size_t begin = end;
-    while (begin > 0 && is_digit(text[begin - 1])) --begin;
-    if (end - begin > most_digits) return false;
-    std::size_t at = begin;
-    while (at + 1 < end && text[at] == '0') ++at;
-    runs.push_back({std::stoull(text.substr(at, end - at)), at, end - at});
-    end = begin;
+bool has_long_run(const std::string& text) {
+  std::size_t length = 0;
+  for (const char c : text) {
+    length = is_digit(c) ? length + 1 : 0;
+    if (length > most_digits) return true;
   }
-  return true;
+  return false;
 }
 
 [[noreturn]] void mismatch(const std::string& what, const std::string& left, const std::string& right) {
@@ -68,19 +52,23 @@ struct range {
 
 /// Finds the number that varies between the two ends.
 range compare_ends(const std::string& left, const std::string& right) {
-  std::vector<digit_run> a;
-  std::vector<digit_run> b;
-  const bool readable = digit_runs(left, a) && digit_runs(right, b) && !a.empty() && a.size() == b.size();
+  const std::vector<std::int64_t> a = parseUints(left);
+  const std::vector<std::int64_t> b = parseUints(right);
+  const bool readable = a.size() == b.size() && !has_long_run(left) && !has_long_run(right);
   std::size_t k = 0;
-  while (readable && k < a.size() && a[k].value == b[k].value) ++k;
+  while (readable && k < a.size() && a[k] == b[k]) ++k;
   if (!readable || k == a.size()) mismatch("prefix/suffix", left, right);
+  const std::size_t left_at = rfind_vec(left, a, k);
+  const std::size_t right_at = rfind_vec(right, b, k);
   range r;
-  r.prefix = left.substr(0, a[k].at);
-  r.number_suffix = left.substr(a[k].at + a[k].size);
-  r.from = a[k].value;
-  r.to = b[k].value;
-  if (r.prefix != right.substr(0, b[k].at)) mismatch("prefixes", left, right);
-  if (r.number_suffix != right.substr(b[k].at + b[k].size)) mismatch("suffixes", left, right);
+  r.prefix = left.substr(0, left_at);
+  r.number_suffix = left.substr(left_at + std::to_string(a[k]).size());
+  r.from = static_cast<std::uint64_t>(a[k]);
+  r.to = static_cast<std::uint64_t>(b[k]);
+  if (r.prefix != right.substr(0, right_at)) mismatch("prefixes", left, right);
+  if (r.number_suffix != right.substr(right_at + std::to_string(b[k]).size())) {
+    mismatch("suffixes", left, right);
+  }
   return r;
 }
 
@@ -154,6 +142,16 @@ class budget {
 
 }  // namespace
 
+std::size_t rfind_vec(const std::string& text, const std::vector<std::int64_t>& numbers, std::size_t start) {
+  std::size_t end = text.size();
+  for (std::size_t k = 0;; ++k) {
+    while (end > 0 && !is_digit(text[end - 1])) --end;
+    if (end == 0 || k >= numbers.size()) return npos;
+    if (k == start) return end - std::min(end, std::to_string(numbers[k]).size());
+    while (end > 0 && is_digit(text[end - 1])) --end;
+  }
+}
+
 void expand(std::vector<std::string>& names, char delimiter) {
   std::vector<std::string> out;
   budget left;
@@ -179,9 +177,9 @@ void token_expand(std::string& token, char delimiter) {
   const std::size_t first = token.find(delimiter);
   if (first == npos) return;
   const std::size_t last = token.rfind(delimiter);
-  const std::size_t before = first == 0 ? npos : token.find_last_of("({,^*/+-=<>!", first - 1);
+  const std::size_t before = first == 0 ? npos : token.find_last_of("({,^*/+-=<>!~|", first - 1);
   std::size_t begin = before == npos ? 0 : before + 1;
-  const std::size_t stop = token.find_first_of(")},^*/+-=<>!", last + 1);
+  const std::size_t stop = token.find_first_of(")},^*/+-=<>!~|", last + 1);
   const std::size_t mark = token.find_first_of(suffix_marks, last + 1);
   std::size_t end = std::min(stop, token.size());
   if (mark < end) end = suffix_end(token, mark);

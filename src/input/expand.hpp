@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,5 +25,10 @@ std::string eval_expand(const std::string& text, char delimiter);
 /// Expands the one range of a token of an expression and keeps what stands around it: "mean(x1:+:x3)@b"
 /// becomes "mean(x1+x2+x3)@b".
 void token_expand(std::string& token, char delimiter);
+
+/// Where the decimal form of numbers[start] stands in the text. `numbers` are the values of all runs of digits,
+/// the last run first, as parseUints gives them; leading zeros of a run lie before the position. npos if there
+/// is no such run.
+std::size_t rfind_vec(const std::string& text, const std::vector<std::int64_t>& numbers, std::size_t start);
 
 }  // namespace tovik

@@ -68,6 +68,8 @@ keyed_list<std::string> initial_paths() {
 
 InputFile::InputFile(const std::string& path) : savePaths(initial_paths()), data_file(dataPath) {
   const std::string text = read_without_comments(path);
+  std::error_code none;
+  command_file_ = std::filesystem::absolute(path, none).string();
   enter_folder_of(path);
   readStatements(text);
   if (seed != not_set) rng = std::make_shared<Random>(seed, 0u);

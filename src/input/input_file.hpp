@@ -185,6 +185,8 @@ class InputFile {
   void checkHeterogeneous();
   void checkProcessors();
   void checkPaths() const;
+  /// One path of the SAVE keyword `key`: neither the data nor the command file, and writable.
+  void checkTarget(const std::string& key, const std::string& path) const;
   void checkSeparate() const;
   void checkGroups() const;
   void checkMethods();
@@ -220,6 +222,7 @@ class InputFile {
   void setCategories(const arma::Mat<double>& data, VariableList& vars) const;
   void setFixed(VariableList& vars) const;
 
+  std::string command_file_;  ///< the path of this file, from the root
   /// Words of CENTER without a keyword, allowed only while there is no CLUSTERID; the first word of each.
   std::vector<std::string> center_plain_;
 };
