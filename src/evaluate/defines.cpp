@@ -38,6 +38,11 @@ void defines::define(const std::string& name) {
   entry(name);
 }
 
+void defines::announce(const std::string& name, const std::string& expression) {
+  def& found = entry(name);
+  if (found.announced.empty()) found.announced = expression;
+}
+
 bool defines::define(const std::string& name, const std::string& expression) {
   const def* known = find(name);
   if (known && known->kind != undefined) return false;

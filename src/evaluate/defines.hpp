@@ -21,6 +21,8 @@ class defines {
     std::string text;
     /// The first spelling of the name.
     std::string name;
+    /// Of an announced definition: its expression as written, before and after it is given.
+    std::string announced;
 
     /// `text` parsed under `owner` and optimized, owned by the caller; null when `text` is empty.
     node* get_node() const;
@@ -32,6 +34,9 @@ class defines {
 
   /// Declares a name that is not yet in the table.
   void define(const std::string& name);
+  /// Declares a name together with the expression that a statement further down will give it, so that terms
+  /// which use the name know what it reads before it is given. Of several announcements the first counts.
+  void announce(const std::string& name, const std::string& expression);
   /// Gives a name an expression; false when the name already stands for something. Throws what parsing and
   /// optimizing the expression throw, and leaves the table as it was.
   bool define(const std::string& name, const std::string& expression);
