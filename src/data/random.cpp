@@ -6,11 +6,13 @@
 
 namespace tovik::data {
 
-random::random(random_effect what, std::shared_ptr<variable> of, std::shared_ptr<variable> across)
-    : variable(what.name, data::type::random_effect, 0, across->level),
+random::random(random_effect what, std::shared_ptr<variable> of, std::shared_ptr<variable> across,
+               std::shared_ptr<variable> slope_of)
+    : variable(what.name, data::type::random_effect, no_column, across->level),
       effect_(std::move(what)),
       applies_to_(std::move(of)),
-      cluster_(std::move(across)) {}
+      cluster_(std::move(across)),
+      term_(std::move(slope_of)) {}
 
 void random::throw_error() const {
   throw error_debug("Improper use of random effect '" + name + "'.");

@@ -4,23 +4,28 @@
 
 namespace tovik::data {
 
-/// What a RANDOMEFFECT statement asks for.
+/// What a RANDOMEFFECT statement asks for: "name = outcome | term[cluster]".
 struct random_effect {
   std::string name;      ///< the new name
-  std::string variable;  ///< the outcome, or the outcome and its slope, as written
+  std::string outcome;   ///< whose equation has the effect
+  std::string term;      ///< "Intercept", or the predictor whose slope varies
   std::string cluster;   ///< the identifier across whose clusters the effect varies
-  std::string fullline;  ///< the whole statement, for the report
+  std::string fullline;  ///< the whole statement, for messages and the report
 };
 
 /// A random effect with a name of its own, which other equations use as if it were a variable of its
-/// identifier's level.
+/// identifier's level. It has a column once the data are prepared, if an equation uses it.
 class random : public virtual variable {
  public:
-  random(random_effect effect, std::shared_ptr<variable> applies_to, std::shared_ptr<variable> cluster);
+  /// `term` is the predictor whose slope varies, null for the intercept.
+  random(random_effect effect, std::shared_ptr<variable> applies_to, std::shared_ptr<variable> cluster,
+         std::shared_ptr<variable> term = nullptr);
 
   random_effect const& effect() const { return effect_; }
+  /// The outcome whose equation has the effect.
   std::shared_ptr<variable> const& applies_to() const { return applies_to_; }
   std::shared_ptr<variable> const& cluster() const { return cluster_; }
+  std::shared_ptr<variable> const& term() const { return term_; }
 
   /// A plain variable with this name, level and role that reads column `index` of the sampler's data.
   std::shared_ptr<variable> convert(unsigned index) const;
@@ -53,6 +58,7 @@ class random : public virtual variable {
   random_effect effect_;
   std::shared_ptr<variable> applies_to_;
   std::shared_ptr<variable> cluster_;
+  std::shared_ptr<variable> term_;
   std::shared_ptr<variable> estimated_in_;
 };
 

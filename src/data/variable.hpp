@@ -78,13 +78,21 @@ class variable {
 
   std::vector<std::shared_ptr<variable>>
       dummies;                           ///< dummy codes of a nominal variable, in order of `values`
-  std::vector<unsigned> means;           ///< columns of the latent means, by level from the nearest
-  std::vector<unsigned> latent;          ///< columns of the latent scores
-  std::vector<unsigned> rstar;           ///< columns of the underlying scores of the missing indicator
-  std::vector<unsigned> randef;          ///< columns of the random effects
+  // Columns of the prepared data that derive from this variable; empty until the data are prepared, and for
+  // what no equation uses.
+  std::vector<unsigned> means;   ///< latent means, by level from the nearest; at each level one column, or one
+                                 ///< for each dummy code
+  std::vector<unsigned> latent;  ///< latent propensity: one column, or one for each dummy code
+  std::vector<unsigned> rstar;   ///< missing data indicator (1 missing, 0 observed): one column
+  std::vector<unsigned> randef;  ///< named random effects of this variable's equation
   std::vector<std::string> randefNames;  ///< what each entry of randef holds
 
-  unsigned column = 0;  ///< column in the data matrix
+  /// What centring has taken off the column, one value for each row of the prepared data; empty when the
+  /// column is in its raw metric. Column plus `subtracted` gives the values of the data file back. A nominal
+  /// variable is centred by its dummy codes, each of which has its own.
+  std::vector<double> subtracted;
+
+  unsigned column = 0;  ///< column in the data matrix, or no_column
   /// The number of clustering levels above the variable: 0 for a variable of the highest level and for the
   /// constant. The sampler counts the other way; data/levels.hpp converts.
   unsigned level = 0;
@@ -98,6 +106,7 @@ class variable {
   std::vector<double> values;
 
   static constexpr unsigned no_level = 0xFFFFFFFFu;
+  static constexpr unsigned no_column = 0xFFFFFFFFu;
 
  protected:
   data::usage usage_ = data::usage::unset;

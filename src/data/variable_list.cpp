@@ -60,11 +60,56 @@ std::string first_candidate(const std::string& name, std::size_t limit) {
   return head(name, limit);
 }
 
+/// The smallest running number that makes a name free, for each beginning of names: found by counting on from
+/// the last one, so that thousands of names with one beginning take linear time.
+class running_numbers {
+ public:
+  /// The first of beginning + 1, beginning + 2, ... that is not taken (without regard to letter case).
+  std::string next(const std::string& beginning, const std::unordered_set<std::string>& taken) {
+    std::uint64_t& k = next_.emplace(to_lower(beginning), 1).first->second;
+    while (taken.count(to_lower(beginning) + std::to_string(k)) > 0) ++k;
+    return beginning + std::to_string(k);
+  }
+
+  /// A name that is free again, in lower case, may be one that was counted as taken.
+  void release(const std::string& name, std::size_t limit) {
+    const std::string beginning = head(name, limit > 0 ? limit - 1 : 0);
+    const auto at = next_.find(beginning);
+    if (at == next_.end()) return;
+    const std::string rest = name.substr(beginning.size());
+    const std::int64_t k = parseUint(rest);
+    if (k > 0 && rest == std::to_string(k)) at->second = std::min<std::uint64_t>(at->second, k);
+  }
+
+ private:
+  std::unordered_map<std::string, std::uint64_t> next_;
+};
+
 }  // namespace
 
+void VariableList::index() {
+  full_names_.clear();
+  shown_names_.clear();
+  indexed_ = variables.size();
+  for (std::size_t k = 0; k < indexed_; ++k) {
+    full_names_.emplace(to_lower(variables[k]->fullName), k);
+    shown_names_.emplace(to_lower(variables[k]->name), k);
+  }
+}
+
 variable_ptr VariableList::find(std::string_view name) const {
-  for (auto const& v : variables)
-    if (iequals(v->fullName, name)) return v;
+  const std::string lower = to_lower(std::string(name));
+  const auto full = full_names_.find(lower);
+  if (full != full_names_.end() && full->second < variables.size() &&
+      iequals(variables[full->second]->fullName, name))
+    return variables[full->second];
+  // Full names never change, so only those that the index has not seen are left.
+  for (std::size_t k = std::min(indexed_, variables.size()); k < variables.size(); ++k)
+    if (iequals(variables[k]->fullName, name)) return variables[k];
+  const auto shown = shown_names_.find(lower);
+  if (shown != shown_names_.end() && shown->second < variables.size() &&
+      iequals(variables[shown->second]->name, name))
+    return variables[shown->second];
   for (auto const& v : variables)
     if (iequals(v->name, name)) return v;
   return nullptr;
@@ -106,7 +151,7 @@ std::vector<std::string> VariableList::variableNames() const {
 }
 
 variable_ptr VariableList::add_phantom(std::string const& name) {
-  variables.push_back(std::make_shared<data::variable>(name, data::type::phantom, 0, 0));
+  variables.push_back(std::make_shared<data::variable>(name, data::type::phantom, data::variable::no_column, 0u));
   return variables.back();
 }
 
@@ -122,18 +167,23 @@ std::string VariableList::truncateNames() {
 
   std::string report;
   const std::size_t limit = truncate;
+  running_numbers numbers;
+  const auto free_name = [&](const std::string& name) {
+    taken.erase(to_lower(name));
+    numbers.release(to_lower(name), limit);
+  };
   for (auto const& v : variables) {
     // Dummy codes are renamed with their parents; a random effect's name cannot change.
     if (v->type == data::type::dummy || v->type == data::type::random_effect) continue;
     if (v->name.size() <= limit) continue;
 
     std::string shown = first_candidate(v->name, limit);
-    for (std::uint64_t k = 1; taken.count(to_lower(shown)) > 0; ++k)
-      shown = head(v->name, limit > 0 ? limit - 1 : 0) + std::to_string(k);
+    if (taken.count(to_lower(shown)) > 0)
+      shown = numbers.next(head(v->name, limit > 0 ? limit - 1 : 0), taken);
 
     report += "\n           " + v->fullName + " -> " + shown;
-    taken.erase(to_lower(v->name));
-    for (auto const& code : v->dummies) taken.erase(to_lower(code->name));
+    free_name(v->name);
+    for (auto const& code : v->dummies) free_name(code->name);
     v->rename(shown);
     renames[v->fullName] = shown;
     taken.insert(to_lower(shown));
@@ -142,6 +192,7 @@ std::string VariableList::truncateNames() {
       taken.insert(to_lower(code->name));
     }
   }
+  index();
   return report;
 }
 

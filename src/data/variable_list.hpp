@@ -27,8 +27,10 @@ class VariableList {
   static std::uint64_t truncate;
 
   /// The variable with this name without regard to letter case, by full names first and shown names after;
-  /// null if there is none.
+  /// null if there is none. Quick for the variables that index() has seen.
   variable_ptr find(std::string_view name) const;
+  /// Makes find() quick; for whoever has appended many variables.
+  void index();
 
   /// Selections, each in catalogue order.
   std::vector<variable_ptr> subset(data::type kind) const;
@@ -43,8 +45,8 @@ class VariableList {
   /// The shown names of all variables.
   std::vector<std::string> variableNames() const;
 
-  /// Appends a phantom without a column of its own in the data file, level 0; its column is for the caller to
-  /// set.
+  /// Appends a phantom at level 0, without a column (no_column). The caller sets its level; it gets a column
+  /// when the data are prepared, if an equation still has it as outcome by then.
   variable_ptr add_phantom(std::string const& name);
 
   /// Puts the identifiers (type id) into `clusters`, from level 2 up, whatever their order in the list.
@@ -54,6 +56,12 @@ class VariableList {
   /// returns one report line "\n           full -> short" for each change. Trailing numbers survive where
   /// they fit: "item_number12345" becomes "item12345" at 9 characters. Dummy codes follow their parents.
   std::string truncateNames();
+
+ private:
+  /// Where the first `indexed_` variables stand, by lower-cased name; the first of equal names counts.
+  std::unordered_map<std::string, std::size_t> full_names_;
+  std::unordered_map<std::string, std::size_t> shown_names_;
+  std::size_t indexed_ = 0;
 };
 
 }  // namespace tovik

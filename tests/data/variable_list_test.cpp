@@ -173,7 +173,7 @@ TEST_F(VariableListTest, NamedRandomEffectsKeepTheirNames) {
   const Ptr y = add("y");
   const Ptr id = add("id", data::type::id);
   list.variables.push_back(
-      std::make_shared<data::random>(data::random_effect{"random_intercept", "y", "id", ""}, y, id));
+      std::make_shared<data::random>(data::random_effect{"random_intercept", "y", "Intercept", "id", ""}, y, id));
   EXPECT_EQ(list.truncateNames(), "");
   EXPECT_EQ(list.variables.back()->name, "random_intercept");
 }

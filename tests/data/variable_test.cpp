@@ -160,13 +160,17 @@ TEST(Dummy, KeepsItsSuffixWhenRenamed) {
 TEST(Random, TakesNameAndLevelFromItsStatement) {
   const Ptr y = make("y", type::continuous, 2);
   const Ptr school = make("school", type::id, 1);
-  random effect({"u", "y", "school", "u = y[school]"}, y, school);
+  const Ptr x = make("x");
+  random effect({"u", "y", "x", "school", "u = y | x[school]"}, y, school, x);
+  EXPECT_EQ(effect.term(), x);
+  EXPECT_EQ(effect.effect().term, "x");
+  EXPECT_EQ(effect.column, variable::no_column);
   EXPECT_EQ(effect.type, type::random_effect);
   EXPECT_EQ(effect.name, "u");
   EXPECT_EQ(effect.level, 1u);
   EXPECT_EQ(effect.applies_to(), y);
   EXPECT_EQ(effect.cluster(), school);
-  EXPECT_EQ(effect.effect().fullline, "u = y[school]");
+  EXPECT_EQ(effect.effect().fullline, "u = y | x[school]");
 
   effect.covariate();
   EXPECT_EQ(effect.usage(), usage::covariate);
@@ -185,7 +189,8 @@ TEST(Random, TakesNameAndLevelFromItsStatement) {
 
 TEST(Random, RefusesWhatOnlyAVariableHas) {
   const Ptr y = make("y");
-  random effect({"u", "y", "id", "u = y[id]"}, y, make("id", type::id));
+  random effect({"u", "y", "Intercept", "id", "u = y | Intercept[id]"}, y, make("id", type::id));
+  EXPECT_EQ(effect.term(), nullptr);
   variable& plain = effect;
   EXPECT_THROW(plain.fixed(true), error_debug);
   EXPECT_THROW(plain.outcome(), error_debug);

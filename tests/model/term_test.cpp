@@ -120,7 +120,7 @@ TEST(Term, TellsMistakesInSuffixesApart) {
 
 TEST(Term, KnowsNamedRandomEffectsAndDefinedNames) {
   VariableList list = catalogue(1);
-  data::random_effect effect{"slope", "y", "school", "slope = y[school]"};
+  data::random_effect effect{"slope", "y", "Intercept", "school", "slope = y | Intercept[school]"};
   list.variables.push_back(std::make_shared<data::random>(effect, list.find("y"), list.find("school")));
   EXPECT_EQ(anyVariable::parse("slope", list, nullptr, false).type, model::type::random);
   EXPECT_EQ(anyVariable::parse("ghost", list, nullptr, false).type, model::type::phantom);
