@@ -43,6 +43,11 @@ void defines::announce(const std::string& name, const std::string& expression) {
   if (found.announced.empty()) found.announced = expression;
 }
 
+void defines::declare(const std::string& name, const std::string& source) {
+  def& found = entry(name);
+  if (found.source.empty()) found.source = source;
+}
+
 bool defines::define(const std::string& name, const std::string& expression) {
   const def* known = find(name);
   if (known && known->kind != undefined) return false;
@@ -66,6 +71,12 @@ void defines::define_data(const std::string& name, const unsigned& k) {
   if (found.kind > 1) return;
   found.kind = data_column;
   found.text = reference(CMD::DATA, k);
+}
+
+void defines::move_data(const std::string& name, const unsigned& k) {
+  const auto found = map_.find(to_lower(name));
+  if (found != map_.end() && found->second.kind == data_column)
+    found->second.text = reference(CMD::DATA, k);
 }
 
 const defines::def* defines::find(const std::string& name) const {

@@ -19,6 +19,8 @@ class defines;
 
 namespace tovik::model {
 
+struct correlation;
+
 /// What a term refers to.
 enum class type : int {
   variable = 0,  ///< the variable itself
@@ -42,6 +44,9 @@ class anyVariable {
   bool is_derived = false;                ///< made by the program and not written by the user
   std::string transformation;             ///< of an outcome: the inline expression as written, empty for none
   model::parameter lambda;  ///< of a Yeo-Johnson outcome: label, fixed value or start of its lambda
+  /// Of a phantom: what it correlates (model/correlation.hpp). Null for every other term, and for a phantom
+  /// of the user's that does not stand in two equations.
+  std::shared_ptr<const correlation> ends;
 
   /// Reads one term "name", "name@value", "name@label", "name[id]%start" and so on. `is_outcome` adds the
   /// checks that an outcome must pass. Throws tovik::error with the text for the user.

@@ -51,7 +51,13 @@ class ModelList : public std::vector<Model> {
   void checkMissingModels(const VariableList& variables);
   void checkFactorModels(const VariableList& variables);
   /// Holds the mean of a factor at 0 where a free intercept of an indicator leaves it without information.
-  void fix_factor_means(const VariableList& variables);
+  void fix_factor_means();
+  /// Fixes at 1 the residual variance of a factor whose loadings are all free: otherwise nothing sets its
+  /// scale. A warning names the factors.
+  void fix_factor_scales();
+  /// Gives each phantom variable that stands in equations a model of its own, and tells its terms what they
+  /// correlate. Correlations that were written as such have both already.
+  void complete_phantoms();
   /// Stops at two models of one outcome of which one is transformed inline; for lists that are not reduced.
   void checkTransform() const;
   /// Sampling order; equal models keep the order of their statements.
