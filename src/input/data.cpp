@@ -24,17 +24,21 @@ std::size_t position(const std::vector<std::string>& names, const std::string& n
 arma::Mat<double> InputFile::data() {
   if (variableNames.empty()) saveVarNames = true;
   if (missingCode.empty() && !std::isfinite(missingValue)) missingCode = "NA";
-  if (!simulates.empty()) not_available::refuse("The SIMULATE command");
   if (!transforms.empty()) not_available::refuse("The TRANSFORM command");
-  std::string delimiter;
-  arma::Mat<double> out = readData(data_file, variableNames, delimiter, missingCode, 1000);
+  arma::Mat<double> out = simulates.empty() ? readFile() : simulateData();
   recodeMissing(out);
   checkSize(out);
   checkClusters(out);
+  if (!simulates.empty()) saveSimulated(out);
   checkDataNames();
   checkCommandNames();
   if (out.has_inf()) throw error("ERROR: Data matrix read in an Inf value.");
   return out;
+}
+
+arma::Mat<double> InputFile::readFile() {
+  std::string delimiter;
+  return readData(data_file, variableNames, delimiter, missingCode, 1000);
 }
 
 void InputFile::recodeMissing(arma::Mat<double>& data) const {

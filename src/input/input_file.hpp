@@ -64,6 +64,13 @@ class InputFile {
   /// NaN. Names that the file gives go into variableNames.
   arma::Mat<double> data();
 
+  /// Carries out the SIMULATE command: rows are observations. `variableNames` lists the wanted columns; empty,
+  /// it takes the names of all that were made. Draws from `rng`.
+  arma::Mat<double> parseSimulate();
+
+  /// Prints where the simulated data go and the order of their variables.
+  void simulateSaveInfo() const;
+
   /// Builds the catalogue from the commands and the data. Appends the column of ones, the dummy codes and one
   /// NaN column for each latent variable to `data`.
   VariableList variableList(arma::Mat<double>& data);
@@ -197,6 +204,12 @@ class InputFile {
   std::vector<std::string> commandNames() const;
   void checkNames() const;
   void checkIdentifiers() const;
+
+  arma::Mat<double> readFile();
+  /// parseSimulate(), and a table of the columns' statistics in the report.
+  arma::Mat<double> simulateData();
+  /// Writes the simulated data where SAVE wants them, if it does.
+  void saveSimulated(const arma::Mat<double>& data) const;
 
   void recodeMissing(arma::Mat<double>& data) const;
   void checkSize(const arma::Mat<double>& data) const;

@@ -99,9 +99,6 @@ TEST_F(Data, ChecksNamesOfCommands) {
 TEST_F(Data, WhatMakesDataIsRefused) {
   EXPECT_EQ(data_fault("y,x\n1,2\n2,3\n", "TRANSFORM: z = x;"),
             "ERROR: The TRANSFORM command is not available in this version.");
-  const auto simulated = read("SIMULATE: n = 5;");
-  EXPECT_EQ(fault([&] { simulated->data(); }),
-            "ERROR: The SIMULATE command is not available in this version.");
 }
 
 struct Catalogue : Data {
