@@ -43,11 +43,6 @@ void defines::announce(const std::string& name, const std::string& expression) {
   if (found.announced.empty()) found.announced = expression;
 }
 
-void defines::declare(const std::string& name, const std::string& source) {
-  def& found = entry(name);
-  if (found.source.empty()) found.source = source;
-}
-
 bool defines::define(const std::string& name, const std::string& expression) {
   const def* known = find(name);
   if (known && known->kind != undefined) return false;
@@ -92,7 +87,9 @@ bool defines::is_def(const std::string& name) const {
 template <class Test>
 void defines::collect(const std::string& expression, const Test& wanted, int& budget,
                       std::vector<std::string>& out) const {
-  for (const std::string& token : parse(expression)) {
+  for (const std::string& piece : parse(expression)) {
+    const std::string token = trim(piece);
+    if (token.empty()) continue;
     // Definitions that use each other twice grow by powers of two, as their trees do.
     if (--budget < 0) throw error_parse("ERROR: The expression is too long.", expression);
     const def* found = find(token);

@@ -21,9 +21,6 @@ class defines {
     std::string text;
     /// The first spelling of the name.
     std::string name;
-    /// The right side of a definition from its declaration on, so that the names in it can be looked up
-    /// before it is defined; empty for none.
-    std::string source;
     /// Of an announced definition: its expression as written, before and after it is given.
     std::string announced;
 
@@ -37,8 +34,6 @@ class defines {
 
   /// Declares a name that is not yet in the table.
   void define(const std::string& name);
-  /// The same for a name whose definition follows later; of several definitions the first counts.
-  void declare(const std::string& name, const std::string& source);
   /// Declares a name together with the expression that a statement further down will give it, so that terms
   /// which use the name know what it reads before it is given. Of several announcements the first counts.
   void announce(const std::string& name, const std::string& expression);
