@@ -35,6 +35,7 @@ analysis prepare(InputFile& input) {
 }
 
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
+  input.refuse_unavailable();
   chain_group<sem::Mcmc> group(input.processors);
   for (const chain_info& info : input.chainInfo()) {
     Random rng(input.seed, info.id);

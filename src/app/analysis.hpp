@@ -23,7 +23,8 @@ struct analysis {
 analysis prepare(InputFile& input);
 
 /// One estimator and one chain for each share of the run, each with its own stream of the seed.
-/// Throws tovik::error_debug when there is no share.
+/// Throws tovik::error for what a command or an equation asks and this version does not carry out,
+/// tovik::error_debug when there is no share.
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run);
 
 }  // namespace tovik

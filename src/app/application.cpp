@@ -42,7 +42,11 @@ void Application::run_stages(const std::string& path) const {
   }
 }
 
-void Application::runGroup(InputFile&) const { not_available::refuse("The BYGROUP command"); }
+/// The language of the command file is checked against all groups together.
+void Application::runGroup(InputFile& input) const {
+  prepare(input);
+  not_available::refuse("The BYGROUP command");
+}
 
 namespace {
 
@@ -79,9 +83,8 @@ void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const M
 }  // namespace
 
 void Application::run(InputFile& input) const {
-  input.refuse_unavailable();
-  if (!traceplotPath.empty()) not_available::refuse("The option --traceplot");
   const analysis prepared = prepare(input);
+  if (!traceplotPath.empty()) not_available::refuse("The option --traceplot");
   const VariableList& vars = prepared.vars;
   const ModelList& models = prepared.models;
   if (print_debug) print_model_list(models);

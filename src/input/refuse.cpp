@@ -6,10 +6,7 @@ namespace tovik {
 void InputFile::refuse_unavailable() const {
   const std::pair<bool, const char*> requests[] = {
       {!byGroup.empty(), "The BYGROUP command"},
-      {!simulates.empty(), "The SIMULATE command"},
-      {!transforms.empty(), "The TRANSFORM command"},
       {!fcs.empty(), "The FCS command"},
-      {!centerGrand.empty() || !centerGroup.empty(), "The CENTER command"},
       {!weights.empty(), "The WEIGHTS command"},
       {!latents.empty(), "The LATENT command"},
       {!phantoms.empty(), "The PHANTOM command"},
@@ -24,6 +21,7 @@ void InputFile::refuse_unavailable() const {
     if (asked) not_available::refuse(what);
   }
   for (const auto& [key, path] : savePaths) {
+    if (key == "dataset") continue;  // written with the simulated data, and meant for nothing else
     if (!path.empty()) not_available::refuse("The keyword '" + key + "' of the SAVE command");
   }
 }

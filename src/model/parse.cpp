@@ -1,7 +1,6 @@
 #include "model/parse.hpp"
 
 #include "data/variable_list.hpp"
-#include "model/availability.hpp"
 #include "model/defaults.hpp"
 #include "model/scan.hpp"
 #include "support/error.hpp"
@@ -74,7 +73,6 @@ ModelList _parse(std::vector<block::one_model> statements, VariableList& variabl
 ModelList parse(const std::vector<block::one_model>& statements, VariableList& variables,
                 const block::map& blocks) {
   ModelList models = _parse(statements, variables, blocks);
-  model::check_available(models);
   models.warn_duplicates();
   models.set_roles();
   models.define_parameters();

@@ -26,8 +26,7 @@ statement_kind classify(const std::string& statement);
 /// The models of MODEL statements, merged and sorted. Throws tovik::error with the text for the user.
 ModelList _parse(std::vector<block::one_model> statements, VariableList& variables, const block::map& blocks);
 
-/// _parse, then everything that the list of a run needs: refusal of what cannot be sampled yet, duplicate
-/// warnings, roles of the variables, parameter names.
+/// _parse, then everything that the list of a run needs: duplicate warnings, roles of the variables, parameter names.
 ModelList parse(const std::vector<block::one_model>& statements, VariableList& variables,
                 const block::map& blocks);
 

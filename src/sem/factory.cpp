@@ -1,12 +1,10 @@
 #include "sem/factory.hpp"
 
-#include <string>
+#include <vector>
 
 #include "data/levels.hpp"
 #include "model/model.hpp"
 #include "sem/outcomes/normal.hpp"
-#include "support/error.hpp"
-#include "support/not_available.hpp"
 
 namespace tovik::sem {
 
@@ -16,29 +14,6 @@ arma::Col<arma::uword> columns_of(std::vector<unsigned> const& positions) {
   arma::Col<arma::uword> out(positions.size());
   for (std::size_t k = 0; k < positions.size(); ++k) out[k] = positions[k];
   return out;
-}
-
-/// "An ordinal outcome", "A count outcome", ...
-std::string kind_name(Model const& model) {
-  if (model.outcomes.size() != 1) return "An equation with several outcomes";
-  switch (model.outcomes.front().variable->type) {
-    case data::type::ordinal:
-      return "An ordinal outcome";
-    case data::type::count:
-      return "A count outcome";
-    case data::type::nominal:
-      return "A nominal outcome";
-    case data::type::latent:
-      return "A latent outcome";
-    case data::type::phantom:
-      return "A phantom outcome";
-    default:
-      return "An outcome of this kind";
-  }
-}
-
-std::string see(Model const& model) {
-  return " ('" + model.name() + "')";
 }
 
 void set_fixed(normal_setup& setup, Model const& model) {
@@ -73,48 +48,13 @@ std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_cont
   return std::make_shared<Normal>(context.estimator, setup);
 }
 
-void check_terms(Model const& model) {
-  if (!model.fixed_compute.empty() || !model.random_compute.empty()) {
-    not_available::refuse("A computed term in an equation" + see(model));
-  }
-  if (!model.phantoms.empty()) not_available::refuse("A residual correlation" + see(model));
-  for (std::int32_t c = 0; c < model.levels; ++c) {
-    for (model::parameter const& p : model.randomParameters(static_cast<unsigned>(c))) {
-      if (p.is_fixed()) not_available::refuse("A fixed variance of a random effect" + see(model));
-    }
-  }
-}
-
 }  // namespace
 
 unsigned outcome_level(Model const& model, working_data const& working) {
   return sampler_level(working.n_levels() - 1, static_cast<unsigned>(model.levels));
 }
 
-void check_kind(Model const& model) {
-  using model::link;
-  if (model.outcomes.size() != 1 || model.kind() != static_cast<int>(data::type::continuous) ||
-      model.outcomes.front().type != model::type::variable) {
-    not_available::refuse(kind_name(model) + see(model));
-  }
-  switch (model.link) {
-    case link::identity:
-      break;
-    case link::weighted:
-    case link::yjt:
-    case link::yjt_scale:
-    case link::scale:
-    case link::log_variance:
-    case link::hev:
-      not_available::refuse("The link '" + model::link_str(model.link) + "'" + see(model));
-    default:
-      throw error_debug("Invalid Link for normal model!");
-  }
-  check_terms(model);
-}
-
 std::shared_ptr<estimator::Outcome> make_outcome(Model const& model, outcome_context const& context) {
-  check_kind(model);
   return make_normal(model, context);
 }
 

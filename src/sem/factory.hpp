@@ -28,11 +28,7 @@ struct outcome_context {
 /// The units of the outcome's level, as the sampler counts levels.
 unsigned outcome_level(Model const& model, working_data const& working);
 
-/// Throws tovik::error naming the outcome and its kind if the sampler has no class for the model, and
-/// tovik::error_debug if kind and link do not go together.
-void check_kind(Model const& model);
-
-/// The outcome model of an equation: one class per kind and link.
+/// The outcome model of an equation: one class per kind and link. The equation has passed check_available.
 std::shared_ptr<estimator::Outcome> make_outcome(Model const& model, outcome_context const& context);
 
 }  // namespace tovik::sem

@@ -5,10 +5,10 @@
 #include "data/levels.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
+#include "sem/availability.hpp"
 #include "sem/mcmc_checks.hpp"
 #include "sem/outcomes.hpp"
 #include "support/error.hpp"
-#include "support/not_available.hpp"
 
 namespace tovik::sem {
 
@@ -54,9 +54,6 @@ Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::C
       icc_cutoff_(ICCcutoff) {
   find_patterns(variables, data);
   keep_output_columns(variables, data);
-  if (!variables.weights().empty()) {
-    not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
-  }
 }
 
 Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
@@ -102,7 +99,8 @@ void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> 
   raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
 }
 
-void Mcmc::addOutcomes(VariableList const&, ModelList const& models, priors const& prior) {
+void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior) {
+  check_available(variables, models);
   check_predictors(models, working_);
   outcomes_ = std::make_unique<Outcomes>(this, models, working_.data, rng_, prior);
 }

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "evaluate/value.hpp"
-#include "model/availability.hpp"
 #include "model/model_list.hpp"
 #include "sem/factory.hpp"
 #include "sem/mcmc.hpp"
@@ -73,8 +72,6 @@ void check_one_writer(ModelList const& list, working_data const& working, arma::
 Outcomes::Outcomes(Mcmc const* mcmc, ModelList const& list, arma::Mat<double>& data,
                    std::shared_ptr<Random> const& rng, priors const& prior)
     : mcmc_(mcmc), rng_(rng) {
-  for (Model const& model : list) check_kind(model);
-  model::check_available(list);
   check_one_writer(list, mcmc_->working(), data);
   cells_ = list.generate_map();
   build_models(list, data, prior);

@@ -4,9 +4,11 @@
 #include <map>
 #include <utility>
 
+#include "capture.hpp"
 #include "evaluate/defines.hpp"
 #include "input/input_file.hpp"
 #include "model/model_list.hpp"
+#include "results/report_models.hpp"
 #include "support/text.hpp"
 
 namespace tovik::tests::dump {
@@ -120,6 +122,17 @@ std::string rows(const ModelList& list) {
            quoted("standardized", m.standardized()) + quoted("rsquare", m.rsquare());
   }
   return out;
+}
+
+std::string report_models(const arma::Mat<double>& matrix, const VariableList& variables,
+                          const ModelList& list) {
+  Capture report;
+  const auto incomplete = [&](const data::variable& v) {
+    return v.column < matrix.n_cols && !matrix.col(v.column).is_finite();
+  };
+  print_roles(report.stream(), variables, incomplete);
+  print_statements(report.stream(), list);
+  return report.text();
 }
 
 std::string variables(const VariableList& list) {

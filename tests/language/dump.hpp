@@ -23,6 +23,10 @@ std::string models(const ModelList& list);
 /// The names of the rows of each model: parameters, standardized, rsquare.
 std::string rows(const ModelList& list);
 
+/// What MODEL INFORMATION of the report says of variables and statements.
+std::string report_models(const arma::Mat<double>& matrix, const VariableList& variables,
+                          const ModelList& list);
+
 /// One line per entry of the catalogue; the clustering identifiers after it.
 std::string variables(const VariableList& list);
 

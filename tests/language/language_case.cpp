@@ -72,6 +72,7 @@ class stages {
         {"report", [&] { return report_text_; }},
         {"files", [&] { return files(); }},
         {"models", [&] { return dump::models(run_.models); }},
+        {"report_models", [&] { return dump::report_models(run_.data, run_.vars, run_.models); }},
         {"rows", [&] { return dump::rows(run_.models); }},
         {"variables", [&] { return dump::variables(run_.vars); }},
         {"data",

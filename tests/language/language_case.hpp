@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <ostream>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,11 @@ struct language_case {
   /// text that is compared. Throws std::runtime_error for an unknown word in the file 'show'.
   std::string run() const;
 };
+
+/// How a failed test names its case.
+inline void PrintTo(const language_case& one, std::ostream* out) {
+  *out << one.area << "/" << one.name;
+}
 
 /// Every folder two levels below `root` but the shared data; sorted by area and name.
 std::vector<language_case> find_cases(const std::filesystem::path& root);

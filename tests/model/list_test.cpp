@@ -69,28 +69,7 @@ TEST(Parse, RefusesWhatIsNotSampledYet) {
   EXPECT_EQ(failure(0, "var(y) ~ x"), "ERROR: A variance model (see 'var(y) ~ x')" + end);
   EXPECT_EQ(failure(0, "yjt(y) ~ x"),
             "ERROR: The Yeo-Johnson outcome transformation (see 'yjt(y) ~ x')" + end);
-  EXPECT_EQ(failure(0, "grade ~ x"), "ERROR: An ordinal outcome (see 'grade ~ Intercept x')" + end);
-  EXPECT_EQ(failure(0, "logit(bin) ~ x"), "ERROR: An ordinal outcome (see 'logit(bin) ~ Intercept x')" + end);
-  EXPECT_EQ(failure(0, "visits ~ x"), "ERROR: A count outcome (see 'visits ~ Intercept x')" + end);
-  EXPECT_EQ(failure(0, "g ~ x"), "ERROR: A nominal outcome (see 'g ~ Intercept x')" + end);
-  EXPECT_EQ(failure(0, "eta ~ x"), "ERROR: A latent outcome (see 'eta ~ Intercept x')" + end);
-  EXPECT_EQ(failure(0, "ghost ~ x"), "ERROR: A phantom outcome (see 'ghost ~ Intercept x')" + end);
-  EXPECT_EQ(failure(0, "y ~ eta"), "ERROR: A latent variable as a predictor (see 'y ~ Intercept eta')" + end);
-  EXPECT_EQ(failure(1, "y ~ 1 | ghost"),
-            "ERROR: A phantom variable as a predictor (see 'y ~ Intercept | Intercept ghost')" + end);
   EXPECT_EQ(failure(0, "y ~ x@eta"), "ERROR: A latent variable as a slope (see 'x@eta')" + end);
-}
-
-TEST(Parse, RefusesLabelsThatTieParameters) {
-  const std::string refusal =
-      "ERROR: A label that ties parameters together ('@a') is not available in this version.";
-  EXPECT_EQ(failure(0, "y ~ x@a z@A"), refusal);
-  EXPECT_EQ(failure(0, texts{"y ~ x@a", "y2 ~ x@a"}), refusal);
-  EXPECT_EQ(failure(0, "y ~ g@a"), refusal);  // one label, two dummy codes
-  EXPECT_EQ(failure(0, texts{"y ~ x@a", "y ~~ y@a"}), refusal);
-  EXPECT_EQ(failure(1, "y ~ x@a | x@a"), refusal);
-  EXPECT_EQ(failure(2, "y ~ x | 1@a"), refusal);  // two levels
-  EXPECT_EQ(failure(1, "y ~ x@b Intercept@b0 | 1@v"), "");
 }
 
 TEST(Parse, GivesRoles) {
