@@ -33,6 +33,13 @@ enum class type : int {
   variance = 7,  ///< a log residual variance
 };
 
+/// One column of the design that a term gives.
+struct term_column {
+  std::string name;    ///< as rows show it
+  unsigned column;     ///< in the prepared data; data::variable::no_column until they are prepared
+  unsigned level = 0;  ///< catalogue level: the column varies within clusters of every smaller one
+};
+
 /// One term of a statement: a variable of the catalogue, what is meant of it, and its parameter.
 class anyVariable {
  public:
@@ -74,7 +81,15 @@ class anyVariable {
   /// The term as written in a statement, with bracket level and parameter.
   std::string text() const;
 
-  /// One name for each design column: for a nominal variable those of its dummy codes.
+  /// The design columns, known in number, name and level from the start. A nominal variable gives its dummy
+  /// codes. Latent cluster means give a column for each level above the variable, the nearest first, or the
+  /// one that the bracket selects; their names end in the identifier, "x.mean[id]", where `clusters` holds it
+  /// and the variable has several such levels.
+  std::vector<term_column> columns(
+      const std::vector<std::shared_ptr<data::variable>>& clusters = {}) const;
+  /// The catalogue level of the term: of latent cluster means that of the nearest ones.
+  unsigned top_level() const;
+  /// One name for each design column.
   std::vector<std::string> names() const;
   /// The design columns in the data matrix, by what is meant of the variable: of a nominal variable those of
   /// its dummy codes; the columns of its latent group means, propensity or missing indicator; the column of a
@@ -88,8 +103,9 @@ class anyVariable {
   /// side); `flag` is set if there is one. Empty trees for an outcome in its own scale.
   evaluate::pair pair() const;
 
-  /// Binds the label of the term to its cell: throws tovik::error if the table lacks it, names a vector, or
-  /// has the label as a generated parameter already.
+  /// Ties the label of the term to its entry in the table of parameters, which is then no longer new. Throws
+  /// tovik::error if the table lacks it or if the label is the name of a vector in `names`, and
+  /// tovik::error_debug for an outcome with a transformation. A term without a label changes nothing.
   void addNode(std::unordered_map<std::string, parameter_info>& map, const evaluate::defines& names) const;
 
   /// True if the term varies within clusters of catalogue level `level_value` and its bracket, if any,

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <vector>
+
 namespace tovik::model {
 
 /// One use of a label.
@@ -15,12 +17,18 @@ struct constraint_info {
     computed_random = 6,  ///< a factor inside a computed random term
     lambda = 7,           ///< the Yeo-Johnson parameter
     parameter = 8,        ///< a PARAMETERS model with a prior of this name
-    computation = 9,      ///< a computed parameter of this name, or one that reads the label
+    computation = 9,      ///< a computed parameter of this name, or one that reads the label directly
   };
   unsigned model = 0;  ///< index into the ModelList
   unsigned position = 0;
   place kind = place::fixed;
   int level = -1;  ///< catalogue level of a random effect, -1 for none
+};
+
+/// What the list says about one label.
+struct label_uses {
+  std::vector<constraint_info> places;  ///< in model order
+  unsigned appearances = 0;             ///< see ModelList::appearances
 };
 
 }  // namespace tovik::model

@@ -80,8 +80,10 @@ class Model {
   std::string var_param_name() const;         ///< name of the single outcome in the parameter table
   bool is_multi() const { return kind() == 9; }
 
-  /// Columns of the data matrix, valid once the data are prepared. zind and dind have one list per level (see
-  /// above); a term's level is its bracket's, else every level at which it varies.
+  /// Columns of the data matrix, valid once the data are prepared. yind is the outcome (of a block its
+  /// members; of a nominal outcome the column of its categories), xind the plain fixed terms. zind has one
+  /// list per level (see above); a term's level is its bracket's, else every level at which it varies. dind
+  /// has the phantoms: those of the residuals first, then one list per level as in zind.
   std::vector<unsigned> yind() const;
   std::vector<unsigned> xind() const;
   std::vector<std::vector<unsigned>> zind() const;
@@ -91,20 +93,29 @@ class Model {
   /// Of each computed term, for each design column, the columns that it reads.
   std::vector<std::vector<std::vector<unsigned>>> xindInter() const;
   std::vector<std::vector<std::vector<unsigned>>> zindInter() const;
-  /// Selections over the same lists: columns of the terms that are propensities, missing indicators, named
-  /// random effects; columns of the plain fixed terms of a variable; columns of computed terms with a label.
+  /// Data columns of the plain terms, fixed and random, that are propensities, missing indicators, named
+  /// random effects; ascending, each once.
   std::vector<unsigned> latentIndicators() const;
   std::vector<unsigned> missingIndicators() const;
   std::vector<unsigned> randomIndicators() const;
+  /// Positions among the coefficients: of the plain columns of a term; of the plain columns and whole computed
+  /// terms that carry a label.
   std::vector<unsigned> fixedIndicators(const model::anyVariable& term) const;
+  std::vector<unsigned> fixedIndicators(const model::parameter& p) const;
+  /// Positions, among the columns of the computed fixed terms, of those that read a label inside.
   std::vector<unsigned> fixedComputeIndicators(const model::parameter& p) const;
-  /// True if a computed fixed term reads the label.
+  /// True if a normal full conditional can be worked out for the label: every computed fixed term that reads
+  /// it is a sum of products, it stands in one factor of one product of each column, and no other parameter
+  /// is multiplied with it. True without any such term.
   bool checkFixedCompute(const model::parameter& p) const;
   /// True if the term is a plain fixed term and stands nowhere else in the model.
   bool hasFixedOnly(const model::anyVariable& term) const;
   /// True if the label names the variance of a random effect.
   bool hasRandom(const model::parameter& p) const;
-  /// Position of a latent variable's loading among the coefficients. Throws tovik::error.
+  /// Where a latent variable enters: of a factor, the position of its loading among the coefficients; of a
+  /// phantom, the random effect that it loads on, counted within its level (0 for one of the residuals).
+  /// Throws tovik::error for a block and for a random effect that the model does not have, tovik::error_debug
+  /// for a variable that the model does not hold.
   unsigned lambdaInd(const std::shared_ptr<data::variable>& factor) const;
 
   using trees = std::vector<std::vector<std::unique_ptr<evaluate::node>>>;
@@ -140,10 +151,15 @@ class Model {
 
   /// Row names. parameters(): variances and covariances from the top level down (lower triangle by columns),
   /// residual variance or what stands for it, coefficients, thresholds, lambda; an 11-character tag in front.
-  /// standardized(): slopes. rsquare(): shares. Values come from the outcome model in the same order.
+  /// standardized(): slopes. rsquare(): shares. Values come from the outcome model in the same order. For a
+  /// nominal outcome they are the rows of one dummy code: the three lists repeat n_codes() times.
   std::vector<std::string> parameters() const;
   std::vector<std::string> standardized() const;
   std::vector<std::string> rsquare() const;
+  /// The number of dummy codes of a nominal outcome, 1 for every other.
+  unsigned n_codes() const;
+  /// The number of rows of the model in the estimates.
+  unsigned n_rows() const;
 
   /// The names of terms that stand twice; empty if there are none.
   std::vector<std::string> duplicateFixed() const;
@@ -188,9 +204,15 @@ class Model {
   void merge_random(const Model& other);
   void add_member(const Model& other);
   void mark_variance_model(const Model& variance_model);
+  std::vector<model::term_column> design(const model::anyVariable& term) const;
+  std::vector<model::term_column> design(const model::anyVariable& term, unsigned level_value) const;
+  std::vector<std::string> coefficient_names(bool with_intercept) const;
   std::vector<std::string> parameters_multi() const;
+  std::vector<std::string> parameters_multivar() const;
+  std::vector<std::string> covariance_rows() const;
   std::vector<std::string> variance_rows() const;
   std::vector<std::string> coefficient_rows() const;
+  std::vector<std::string> threshold_rows() const;
 };
 
 /// Order in which equations are sampled: block, rank of the kind, natural order of the outcome's name.

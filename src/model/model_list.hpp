@@ -115,6 +115,8 @@ class ModelList : public std::vector<Model> {
   /// terms that read it, a prior of its name, and computed parameters that depend on it. A label with one
   /// appearance is an ordinary parameter with a name.
   unsigned appearances(const model::parameter& p) const;
+  /// All of that for every label at once, by lower-cased label, in one pass. Checks nothing.
+  std::unordered_map<std::string, model::label_uses> label_table() const;
 
   /// First row of a model in the estimates, and its row count; one row for each of its names. Throws
   /// tovik::error_debug if the model is not in the list.
