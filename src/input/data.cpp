@@ -4,31 +4,23 @@
 #include "data/read_data.hpp"
 #include "input/input_file.hpp"
 #include "input/name_checks.hpp"
+#include "input/name_index.hpp"
+#include "input/transform.hpp"
 #include "support/error.hpp"
-#include "support/not_available.hpp"
-#include "support/text.hpp"
 
 namespace tovik {
-
-namespace {
-
-/// The position of a name without regard to letter case; names.size() if it is not there.
-std::size_t position(const std::vector<std::string>& names, const std::string& name) {
-  const auto at =
-      std::find_if(names.begin(), names.end(), [&](const std::string& n) { return iequals(n, name); });
-  return static_cast<std::size_t>(at - names.begin());
-}
-
-}  // namespace
 
 arma::Mat<double> InputFile::data() {
   if (variableNames.empty()) saveVarNames = true;
   if (missingCode.empty() && !std::isfinite(missingValue)) missingCode = "NA";
-  if (!transforms.empty()) not_available::refuse("The TRANSFORM command");
   arma::Mat<double> out = simulates.empty() ? readFile() : simulateData();
   recodeMissing(out);
   checkSize(out);
   checkClusters(out);
+  if (!transforms.empty()) {
+    apply_transforms(out, variableNames, transforms, rng);
+    checkClusters(out);  // a statement may have replaced an identifier
+  }
   if (!simulates.empty()) saveSimulated(out);
   checkDataNames();
   checkCommandNames();
@@ -65,9 +57,10 @@ void InputFile::checkSize(const arma::Mat<double>& data) const {
 }
 
 void InputFile::checkClusters(const arma::Mat<double>& data) const {
+  const name_index columns(variableNames);
   for (const std::string& name : clusterIds) {
-    const std::size_t column = position(variableNames, name);
-    if (column == variableNames.size()) {
+    const std::size_t column = columns.find(name);
+    if (column == name_index::none) {
       throw error("ERROR: Identifier variable: \"" + name + "\" not in the data.");
     }
     if (data.col(column).has_nan()) {
@@ -92,8 +85,9 @@ void InputFile::checkDataNames() const {
 }
 
 void InputFile::checkCommandNames() const {
+  const name_index columns(variableNames);
   const auto require = [&](const std::string& name, const char* command) {
-    if (in(variableNames, name)) return;
+    if (columns.has(name)) return;
     throw error("ERROR: Variable '" + name + "' in the " + command + " command is not in the data.");
   };
   for (const std::string& name : fixed) require(name, "FIXED");

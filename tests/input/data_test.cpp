@@ -96,11 +96,6 @@ TEST_F(Data, ChecksNamesOfCommands) {
             "ERROR: Cannot change nominal reference category with manifest.\n       Problem variable: 'x'");
 }
 
-TEST_F(Data, WhatMakesDataIsRefused) {
-  EXPECT_EQ(data_fault("y,x\n1,2\n2,3\n", "TRANSFORM: z = x;"),
-            "ERROR: The TRANSFORM command is not available in this version.");
-}
-
 struct Catalogue : Data {
   VariableList list(const std::string& text, const std::string& commands = "") {
     matrix = data(text, commands);
