@@ -70,8 +70,7 @@ void defines::define_data(const std::string& name, const unsigned& k) {
 
 void defines::move_data(const std::string& name, const unsigned& k) {
   const auto found = map_.find(to_lower(name));
-  if (found != map_.end() && found->second.kind == data_column)
-    found->second.text = reference(CMD::DATA, k);
+  if (found != map_.end() && found->second.kind == data_column) found->second.text = reference(CMD::DATA, k);
 }
 
 const defines::def* defines::find(const std::string& name) const {

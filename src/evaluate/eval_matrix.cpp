@@ -1,12 +1,16 @@
 #include <cmath>
 #include <limits>
+#include <type_traits>
+#include <utility>
 
+#include "evaluate/column_functions.hpp"
 #include "evaluate/conditional.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/functions.hpp"
 #include "evaluate/logic.hpp"
 #include "evaluate/node.hpp"
-#include "support/not_available.hpp"
+#include "evaluate/random_functions.hpp"
+#include "evaluate/rows.hpp"
 
 /// The value of a tree over a data matrix: one entry per row.
 namespace tovik::evaluate {
@@ -29,82 +33,84 @@ const double* data_column(const node& reference, const matrix& data) {
 }
 
 /// An operand as a column. A data column is a view of `data`, not a copy; callers read it only.
-column operand(const node& n, const matrix& data) {
+const column operand(const node& n, const matrix& data) {
   if (n.op == operations::data) {
     return column(const_cast<double*>(data_column(n, data)), data.n_rows, false, true);
   }
   return n.eval(data);
 }
 
-double at(const column& x, arma::uword i) {
-  return x[i];
-}
-double at(double x, arma::uword) {
-  return x;
-}
-
-template <class A, class B>
-column logic(operations op, arma::uword n, const A& a, const B& b) {
-  arma::Col<arma::uword> result(n);
-  visit_test(op, [&](auto test) {
-    for (arma::uword i = 0; i < n; ++i) result[i] = test(at(a, i), at(b, i)) ? 1 : 0;
-  });
-  return nanMask(result, a, b);
+/// Calls `use` with the values of two operands, each a column or one number for all rows. The first is
+/// evaluated first, which fixes the order of random draws.
+template <class Use>
+column with_operands(const node& a, const node& b, const matrix& data, const Use& use) {
+  if (a.is_vector) {
+    const column first = operand(a, data);
+    if (b.is_vector) return use(first, operand(b, data));
+    return use(first, b.eval());
+  }
+  const double first = a.eval();
+  if (b.is_vector) return use(first, operand(b, data));
+  return use(first, b.eval());
 }
 
-/// Operators with at least one column; the exponent of a power is always a scalar.
+/// Operators; the exponent of a power is always a scalar. Two scalars meet where simplifying has made a
+/// number of a column.
 template <class A, class B>
 column combine(operations op, arma::uword n, const A& a, const B& b) {
-  switch (op) {
-    case operations::plus:
-      return a + b;
-    case operations::minus:
-      return a - b;
-    case operations::multiply:
-      if constexpr (std::is_same_v<A, B>) {
-        return a % b;
-      } else {
-        return a * b;
-      }
-    case operations::divide:
-      return a / b;
-    case operations::power:
-      if constexpr (std::is_same_v<B, double>) {
-        column out(n);
-        for (arma::uword i = 0; i < n; ++i) out[i] = std::pow(a[i], b);
-        return out;
-      } else {
-        throw error_debug_parse();
-      }
-    default:
-      return logic(op, n, a, b);
+  constexpr bool scalars = std::is_same_v<A, double> && std::is_same_v<B, double>;
+  constexpr bool columns = std::is_same_v<A, column> && std::is_same_v<B, column>;
+  if constexpr (scalars) {
+    column out(n);
+    out.fill(binary(op, a, b));
+    return out;
+  } else {
+    switch (op) {
+      case operations::plus:
+        return a + b;
+      case operations::minus:
+        return a - b;
+      case operations::multiply:
+        if constexpr (columns) {
+          return a % b;
+        } else {
+          return a * b;
+        }
+      case operations::divide:
+        return a / b;
+      case operations::power:
+        if constexpr (std::is_same_v<B, double>) {
+          column out(n);
+          for (arma::uword i = 0; i < n; ++i) out[i] = std::pow(a[i], b);
+          return out;
+        } else {
+          throw error_debug_parse();
+        }
+      default:
+        return visit_test(op, [&](auto test) {
+          return masked_rows(n, a, b, [&](arma::uword i) { return test(at(a, i), at(b, i)); });
+        });
+    }
   }
 }
 
 column eval_operator(const node& n, const matrix& data) {
-  if (n.shape == 1) return combine(n.op, data.n_rows, n.left->eval(), operand(*n.right, data));
-  if (n.shape == 2) return combine(n.op, data.n_rows, operand(*n.left, data), n.right->eval());
-  const column a = operand(*n.left, data);
-  const column b = operand(*n.right, data);
-  return combine(n.op, data.n_rows, a, b);
+  return with_operands(*n.left, *n.right, data,
+                       [&](const auto& a, const auto& b) { return combine(n.op, data.n_rows, a, b); });
 }
 
 column eval_ifelse(const node& function, const matrix& data) {
   const ifelse_inputs inputs = unpack_ifelse(function);
   const column logical = inputs.logical->eval(data);
-  const bool yes_varies = inputs.yes->is_vector;
-  const bool no_varies = inputs.no->is_vector;
-  if (yes_varies && no_varies) return ifelse(logical, operand(*inputs.yes, data), operand(*inputs.no, data));
-  if (yes_varies) return ifelse(logical, operand(*inputs.yes, data), inputs.no->eval());
-  if (no_varies) return ifelse(logical, inputs.yes->eval(), operand(*inputs.no, data));
-  return ifelse(logical, inputs.yes->eval(), inputs.no->eval());
+  return with_operands(*inputs.yes, *inputs.no, data,
+                       [&](const auto& yes, const auto& no) { return ifelse(logical, yes, no); });
 }
 
 column eval_missing(const node& function, const matrix& data) {
   const node* list = function.left;
   if (!isLogic(list->left->op)) throw error_missing();
-  return ifelse(list->left->eval(data), std::numeric_limits<double>::quiet_NaN(),
-                operand(*list->right, data));
+  const column logical = list->left->eval(data);
+  return ifelse(logical, std::numeric_limits<double>::quiet_NaN(), operand(*list->right, data));
 }
 
 column eval_switch(const node& function, const matrix& data) {
@@ -123,72 +129,119 @@ column eval_switch(const node& function, const matrix& data) {
 column eval_power_transform(const node& function, const matrix& data) {
   const node* list = function.left;
   if (list->op != operations::comma) throw error_debug_parse();
-  const auto transform = function.op == operations::yjt ? yjt : iyjt;
-  column out = list->left->eval(data);
-  const column lambda = operand(*list->right, data);
-  for (arma::uword i = 0; i < out.n_elem; ++i) out[i] = transform(out[i], lambda[i]);
-  return out;
+  const auto transform = function.op == operations::yjt ? static_cast<double (*)(double, double)>(yjt)
+                                                        : static_cast<double (*)(double, double)>(iyjt);
+  return with_operands(*list->left, *list->right, data, [&](const auto& x, const auto& lambda) {
+    column out(data.n_rows);
+    for (arma::uword i = 0; i < out.n_elem; ++i) out[i] = transform(at(x, i), at(lambda, i));
+    return out;
+  });
 }
 
 column eval_extreme(const node& function, const matrix& data) {
   const node* list = function.left;
+  const bool largest = function.op == operations::max;
   if (list->op != operations::comma) {
-    not_available::refuse("Function \"" + CMD::get_name(function.op) + "\" with one input");
+    const column x = operand(*list, data);
+    return largest ? compute_max(x) : compute_min(x);
   }
   const column a = operand(*list->left, data);
   const column b = operand(*list->right, data);
-  return function.op == operations::max ? compute_max(a, b) : compute_min(a, b);
+  return largest ? compute_max(a, b) : compute_min(a, b);
 }
 
-column eval_elementary(const node& function, const matrix& data) {
-  const elementary_function f = elementary(function.op);
-  column out = function.left->eval(data);
-  for (double& x : out) x = f(x);
+template <class Function>
+column eval_each(const node& argument, const matrix& data, const Function& f) {
+  const column x = operand(argument, data);
+  column out(data.n_rows);
+  for (arma::uword i = 0; i < out.n_elem; ++i) out[i] = f(x[i]);
   return out;
 }
 
-column eval_ismissing(const node& function, const matrix& data) {
-  column out = function.left->eval(data);
-  for (double& x : out) x = std::isnan(x) ? 1.0 : 0.0;
-  return out;
-}
-
-/// Column statistics and lags look at whole columns and clusters, random functions draw.
-[[noreturn]] void refuse(operations op) {
-  not_available::refuse("Function \"" + CMD::get_name(op) + "\"");
-}
-
-column eval_function(const node& n, const matrix& data) {
-  if (elementary(n.op)) return eval_elementary(n, data);
-  switch (n.op) {
-    case operations::ismissing:
-      return eval_ismissing(n, data);
-    case operations::missing:
-      return eval_missing(n, data);
-    case operations::ifelse:
-      return eval_ifelse(n, data);
-    case operations::switch_list:
-      return eval_switch(n, data);
-    case operations::yjt:
-    case operations::iyjt:
-      return eval_power_transform(n, data);
-    case operations::max:
-    case operations::min:
-      return eval_extreme(n, data);
+column eval_column_statistic(operations op, const column& x) {
+  switch (op) {
     case operations::mean:
+      return mean(x);
     case operations::sd:
+      return sd(x);
     case operations::stand:
+      return scale(x);
     case operations::center:
-    case operations::clmn:
-    case operations::clsd:
-    case operations::lag1:
-      refuse(n.op);
+      return center(x);
     default:
       throw error_debug_parse();
   }
 }
 
+column eval_lag(const node& function, const matrix& data) {
+  const node* list = function.left;
+  if (list->op != operations::comma) throw error_debug_parse();
+  const column x = operand(*list->left, data);
+  const node* rest = list->right;
+  if (rest->op != operations::comma) return compute_lag1(x, operand(*rest, data));
+  const column time = operand(*rest->left, data);
+  return aggregate_lag1(x, time, operand(*rest->right, data));
+}
+
+/// "uniform" and "normal": columns even when both parameters are numbers.
+column eval_random(const node& function, const matrix& data) {
+  if (!function.rng) throw error_debug_rng();
+  const node* list = function.left;
+  if (list->op != operations::comma) throw error_debug_parse();
+  const auto n = static_cast<unsigned>(data.n_rows);
+  Random* stream = function.rng.get();
+  return with_operands(*list->left, *list->right, data, [&](const auto& a, const auto& b) {
+    return function.op == operations::uniform ? uniform(stream, n, a, b) : normal(stream, n, a, b);
+  });
+}
+
 }  // namespace
+
+arma::Col<double> node::eval_by_cluster(const arma::Col<double>& x, const arma::Col<double>& id) const {
+  if (!clusters_ || !clusters_->is_of(id)) clusters_ = std::make_shared<const grouping>(id);
+  switch (op) {
+    case operations::mean:
+    case operations::clmn:
+      return aggregate_mn(x, *clusters_);
+    case operations::sd:
+    case operations::clsd:
+      return aggregate_sd(x, *clusters_);
+    case operations::stand:
+      return scale(x, *clusters_);
+    case operations::center:
+      return center(x, *clusters_);
+    default:
+      throw error_debug_parse();
+  }
+}
+
+arma::Col<double> node::eval_function(const arma::Mat<double>& data) const {
+  if (const elementary_function f = elementary(op)) return eval_each(*left, data, f);
+  switch (op) {
+    case operations::ismissing:
+      return eval_each(*left, data, [](double x) { return std::isnan(x) ? 1.0 : 0.0; });
+    case operations::missing:
+      return eval_missing(*this, data);
+    case operations::ifelse:
+      return eval_ifelse(*this, data);
+    case operations::switch_list:
+      return eval_switch(*this, data);
+    case operations::yjt:
+    case operations::iyjt:
+      return eval_power_transform(*this, data);
+    case operations::max:
+    case operations::min:
+      return eval_extreme(*this, data);
+    case operations::lag1:
+      return eval_lag(*this, data);
+    default:
+      break;
+  }
+  if (!isColumnFunction(op)) throw error_debug_parse();
+  if (left->op != operations::comma) return eval_column_statistic(op, operand(*left, data));
+  const column x = operand(*left->left, data);
+  return eval_by_cluster(x, operand(*left->right, data));
+}
 
 arma::Col<double> node::eval(const arma::Mat<double>& data) const {
   // These are columns whatever their arguments are, so the operation decides before the layout does.
@@ -201,13 +254,12 @@ arma::Col<double> node::eval(const arma::Mat<double>& data) const {
       throw error_comma();
     case operations::uniform:
     case operations::normal:
-      if (!rng) throw error_debug_rng();
-      refuse(op);
+      return eval_random(*this, data);
     default:
       break;
   }
   if (!is_vector) return constant(data, eval());
-  return right ? eval_operator(*this, data) : eval_function(*this, data);
+  return right ? eval_operator(*this, data) : eval_function(data);
 }
 
 }  // namespace tovik::evaluate

@@ -1,6 +1,7 @@
 #include "evaluate/functions.hpp"
 
 #include "evaluate/logic.hpp"
+#include "evaluate/rows.hpp"
 #include "sem/densities.hpp"
 
 namespace tovik::evaluate {
@@ -16,30 +17,10 @@ constexpr double max_exponent = 709.782712893384;
 /// Logits are kept within this distance of 0 (probabilities of about 0.0001 and 0.9999).
 constexpr double logit_bound = 9.21;
 
-/// A row of a column, or the scalar that stands for every row.
-double at(const arma::Col<double>& x, arma::uword i) {
-  return x[i];
-}
-double at(double x, arma::uword) {
-  return x;
-}
-
-bool fits(const arma::Col<double>& x, arma::uword n) {
-  return x.n_elem == n;
-}
-bool fits(double, arma::uword) {
-  return true;
-}
-
 template <class A, class B>
 arma::Col<double> mask_rows(const arma::Col<arma::uword>& result, const A& a, const B& b) {
   if (!fits(a, result.n_elem) || !fits(b, result.n_elem)) throw error_debug("Elements do not match.");
-  arma::Col<double> out(result.n_elem);
-  for (arma::uword i = 0; i < out.n_elem; ++i) {
-    const bool unknown = std::isnan(at(a, i)) || std::isnan(at(b, i));
-    out[i] = unknown ? missing : static_cast<double>(result[i]);
-  }
-  return out;
+  return masked_rows(result.n_elem, a, b, [&](arma::uword i) { return result[i]; });
 }
 
 template <class Yes, class No>
@@ -120,6 +101,37 @@ double iyjt(double y, double lambda) {
   }
   if (lambda >= 1.9999 && lambda <= 2.0001) return -std::expm1(-y);
   return 1.0 - iyjt_helper(-y, 2.0 - lambda);
+}
+
+namespace {
+
+template <class Function>
+arma::Col<double> each_row(const arma::Col<double>& x, const Function& function) {
+  arma::Col<double> out(x.n_elem);
+  for (arma::uword i = 0; i < x.n_elem; ++i) out[i] = function(x[i]);
+  return out;
+}
+
+}  // namespace
+
+arma::Col<double> logit(const arma::Col<double>& x) {
+  return each_row(x, [](double value) { return logit(value); });
+}
+
+arma::Col<double> sigm(const arma::Col<double>& x) {
+  return each_row(x, [](double value) { return sigm(value); });
+}
+
+arma::Col<double> iphi(const arma::Col<double>& x) {
+  return each_row(x, [](double value) { return iphi(value); });
+}
+
+arma::Col<double> yjt(const arma::Col<double>& x, double lambda) {
+  return each_row(x, [lambda](double value) { return yjt(value, lambda); });
+}
+
+arma::Col<double> iyjt(const arma::Col<double>& y, double lambda) {
+  return each_row(y, [lambda](double value) { return iyjt(value, lambda); });
 }
 
 elementary_function elementary(operations operation) {

@@ -33,6 +33,13 @@ double iyjt_helper(double y, double lambda);
 double yjt(double x, double lambda);
 double iyjt(double y, double lambda);
 
+/// The same element by element.
+arma::Col<double> logit(const arma::Col<double>& x);
+arma::Col<double> sigm(const arma::Col<double>& x);
+arma::Col<double> iphi(const arma::Col<double>& x);
+arma::Col<double> yjt(const arma::Col<double>& x, double lambda);
+arma::Col<double> iyjt(const arma::Col<double>& y, double lambda);
+
 /// The function behind an operation of one input, for all from log to iphi; null for any other operation.
 using elementary_function = double (*)(double);
 elementary_function elementary(operations operation);

@@ -11,7 +11,8 @@ std::string generate_command(std::string statement, const std::vector<std::strin
   if (names.size() != replacements.size()) throw error_debug("Cannot parse evaluate string.");
   std::string out;
   std::size_t next = 0;
-  for (const std::string& token : parse(std::move(statement))) {
+  for (const std::string& piece : parse(std::move(statement))) {
+    const std::string token = trim(piece);  // a line feed or a tab may stand beside a blank
     if (next < names.size() && iequals(token, names[next])) {
       out += replacements[next++];
     } else {

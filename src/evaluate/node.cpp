@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "evaluate/error.hpp"
+#include "evaluate/grouping.hpp"
 #include "evaluate/value.hpp"
 #include "support/text.hpp"
 
@@ -96,15 +97,18 @@ void node::become_literal(double value) {
 
 void node::become(node* other) {
   const std::unique_ptr<node> source(other);
-  delete left;
-  if (op != operations::var) delete right;
-  left = std::exchange(source->left, nullptr);
-  right = std::exchange(source->right, nullptr);
-  number = source->number;
-  rng = std::move(source->rng);
-  shape = source->shape;
-  is_vector = source->is_vector;
-  op = source->op;
+  swap_content(*source);
+}
+
+void node::swap_content(node& other) {
+  std::swap(left, other.left);
+  std::swap(right, other.right);
+  std::swap(number, other.number);
+  std::swap(rng, other.rng);
+  std::swap(shape, other.shape);
+  std::swap(is_vector, other.is_vector);
+  std::swap(op, other.op);
+  std::swap(clusters_, other.clusters_);
 }
 
 bool node::register_var(node* cell, const unsigned& k) {

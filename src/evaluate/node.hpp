@@ -14,13 +14,16 @@ class Random;
 
 namespace tovik::evaluate {
 
+class grouping;
+
 /// One node of an expression tree. Trees are evaluated over a data matrix (one value per row), evaluated as a
 /// scalar, printed, and rewritten. Leaves are literals, "#DATA(k)" (column k) and "#VAR(k)" (parameter cell
 /// k).
 ///
 /// A node owns its operands by raw pointer; the one exception is the cell under "#VAR", which belongs to
 /// whoever bound it (register_var). Trees are not shared between chains: a chain copies or parses its own and
-/// binds it. The parser limits the depth of its trees (parser.hpp), which bounds every recursion below.
+/// binds it. Copies, and parts that rewriting has copied, are without the streams of random functions. The
+/// parser limits the depth of its trees (parser.hpp), which bounds every recursion below.
 class node {
  public:
   /// First operand, or the argument of a function; under "#VAR" and "#DATA" the literal index. Owned.
@@ -68,7 +71,8 @@ class node {
   virtual void set(double* address);
 
   /// One value per row of `data` (rows are observations). Throws as the scalar form does, and
-  /// error_debug_parse for a column that `data` does not have.
+  /// error_debug_parse for a column that `data` does not have. Identifiers of clusters are columns of `data`.
+  /// Random functions draw from their stream, one draw per row, operands from the left to the right.
   arma::Col<double> eval(const arma::Mat<double>& data) const;
 
   /// A deep copy, owned by the caller.
@@ -80,6 +84,39 @@ class node {
   node* zero_all_vars();
   /// Rewrites each a - b as a + (-1.0 * b), and returns this node.
   node* convert_minus();
+
+  /// A new tree g, owned by the caller, with g(f(x)) = x, where f is this tree in its one data column. In g,
+  /// f(x) is #DATA(0). Throws error when f has no column, several, or an operation that cannot be undone.
+  node* inverse() const { return inverse(nullptr); }
+  /// The same for the "#VAR" or "#DATA" that is `target`: y = f(target, others) solved for the target, with y
+  /// as #DATA(0) and all others as they are. Throws error also unless the target occurs exactly once on the
+  /// way, and error_debug for a target of another kind.
+  node* inverse(const node* target) const;
+
+  /// Multiplies out the products with a sum that holds the target, so that the target stands in the addends
+  /// of one sum with nothing but products between; a quotient n / d by a tree without the target becomes (1 /
+  /// d) * n on the way. Differences stay differences (convert_minus first). A tree whose expansion would pass
+  /// the limits of size or depth (parser.hpp) stays as it is. Returns this node. Throws error_debug unless
+  /// the target is "#VAR" or "#DATA".
+  node* expand_multi(const node* target);
+  /// The target occurs once, below sums and then below products only: distribute_plus() can work.
+  bool check_distribute_plus(const node* target) const;
+  /// Brings the tree into the form (product with the target) + (rest) and returns this node; a product alone
+  /// stays as it is. Null, with nothing changed, when the tree is not linear in the target.
+  node* distribute_plus(const node* target);
+  /// Detaches the product with the target, a new tree owned by the caller, and leaves literal 0 in its place:
+  /// this tree becomes the rest of the sum. Null, with nothing changed, when the tree is not linear in the
+  /// target. Throws error_debug unless the target is "#VAR" or "#DATA".
+  node* factor_out(const node* target);
+  /// The cofactor of a product: the target becomes 1 when the tree is a product that holds it once, literal 1
+  /// when it is the whole tree. A tree without the target becomes literal 0; in any other tree the target
+  /// becomes 0, which leaves the rest of a sum. Simplifies and returns this node. Throws error_debug unless
+  /// the target is "#VAR" or "#DATA".
+  node* remove(const node& target);
+  /// Puts a copy of `with` in place of every operand (not of this node itself) that equals `old`; copies are
+  /// not searched again. Returns this node. Throws error "ERROR: Cannot exponentiate variables with '^'",
+  /// with the tree half replaced, when a column comes to stand in an exponent.
+  node* replace(const node& old, const node& with);
 
   /// Binds every "#VAR(k)" to `cell` (not owned; must outlive the tree's use). True when one was found.
   bool register_var(node* cell, const unsigned& k);
@@ -100,6 +137,14 @@ class node {
   /// The same along the one path to `target`. Throws error_debug unless `target` is a "#VAR" or "#DATA" that
   /// occurs exactly once.
   bool all(const std::vector<operations>& list, const node* target) const;
+  /// Depth of the tree: 1 for a leaf.
+  unsigned depth() const;
+  /// The value of a row depends on other rows: a statistic of a column or of its clusters, a lag.
+  bool has_column_statistic() const;
+  /// The k of every "#DATA(k)" in the tree, in ascending order, each once.
+  std::vector<unsigned> data_columns() const;
+  /// The k of every "#VAR(k)" in the tree, in ascending order, each once.
+  std::vector<unsigned> parameter_cells() const;
 
   /// Structural equality; a NaN equals nothing, "+" and "*" also match with their operands swapped.
   bool operator==(const node& other) const;
@@ -118,12 +163,31 @@ class node {
   void become(node* other);
 
  private:
+  const node* invert(std::unique_ptr<node>& result, const node* target) const;
+  const node* compute_inverse(const std::string& token, std::unique_ptr<node>& result,
+                              const node* target) const;
+  bool expand(const node* target, int& budget);
+  bool expand_product(const node* target, int& budget);
+  void turn_quotient(const node* target);
+  node* _distribute_plus(const node* target);
+  void replace_target(const node& target, double value);
+  void replace_operands(const node& old, const node& with);
+  void update_layout();
+  void swap_content(node& other);
+  arma::Col<double> eval_function(const arma::Mat<double>& data) const;
+  arma::Col<double> eval_by_cluster(const arma::Col<double>& x, const arma::Col<double>& id) const;
+
   node* simplify();
   void simplify_identity();
   void simplify_repeated();
   bool zero_vars();
   void set_shape();
   void print(std::string& out) const;
+
+  /// Clusters of the identifier column that a cluster function saw last: identifiers do not change while
+  /// chains run, so they are sorted once. Checked against the column at each use; never copied. A tree
+  /// belongs to one chain, hence to one thread.
+  mutable std::shared_ptr<const grouping> clusters_;
 };
 
 /// Both are "#VAR" or both are "#DATA", with the same index. False when one is null.

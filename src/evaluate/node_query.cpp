@@ -34,6 +34,47 @@ unsigned node::n_commas() const {
   return op == operations::comma ? 1 + left->n_commas() + right->n_commas() : 0;
 }
 
+unsigned node::depth() const {
+  if (is_literal() || is_reference()) return 1;
+  return 1 + std::max(left ? left->depth() : 0, right ? right->depth() : 0);
+}
+
+bool node::has_column_statistic() const {
+  if (is_literal() || is_reference()) return false;
+  const bool by_row = (op == operations::max || op == operations::min) && left->op == operations::comma;
+  if (isColumnFunction(op) && !by_row) return true;
+  return (left && left->has_column_statistic()) || (right && right->has_column_statistic());
+}
+
+namespace {
+
+void collect_indices(const node& n, operations kind, std::vector<unsigned>& out) {
+  if (n.is_reference()) {
+    if (n.op == kind) out.push_back(n.index());
+    return;
+  }
+  if (n.left) collect_indices(*n.left, kind, out);
+  if (n.right) collect_indices(*n.right, kind, out);
+}
+
+std::vector<unsigned> indices(const node& n, operations kind) {
+  std::vector<unsigned> out;
+  collect_indices(n, kind, out);
+  std::sort(out.begin(), out.end());
+  out.erase(std::unique(out.begin(), out.end()), out.end());
+  return out;
+}
+
+}  // namespace
+
+std::vector<unsigned> node::data_columns() const {
+  return indices(*this, operations::data);
+}
+
+std::vector<unsigned> node::parameter_cells() const {
+  return indices(*this, operations::var);
+}
+
 namespace {
 
 bool contains(const std::vector<operations>& list, operations op) {

@@ -108,6 +108,10 @@ bool isReturnVector(operations operation) {
          operation == operations::data || operation == operations::vec;
 }
 
+bool isColumnFunction(operations operation) {
+  return (operation >= operations::mean && operation <= operations::min) || operation == operations::lag1;
+}
+
 bool isTransformOnly(operations operation) {
   return operation == operations::ismissing || operation == operations::missing ||
          operation == operations::uniform || operation == operations::normal || operation == operations::lag1;

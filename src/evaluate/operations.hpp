@@ -90,6 +90,9 @@ extern const std::unordered_map<std::string, CMD> op;
 bool isLogic(operations operation);
 /// Operations whose value is a column even when their argument is a scalar: uniform, normal, #DATA, vec.
 bool isReturnVector(operations operation);
+/// Functions that look at a whole column and have no scalar form: mean, sd, stand, center, clmn, clsd, max,
+/// min, lag1 (max and min compare row by row when they have two inputs).
+bool isColumnFunction(operations operation);
 /// Functions that have no place in a model statement: ismissing, missing, uniform, normal, lag1.
 bool isTransformOnly(operations operation);
 

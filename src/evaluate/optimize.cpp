@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "evaluate/build.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/node.hpp"
 
@@ -94,10 +95,8 @@ node* node::convert_minus() {
   if (left) left->convert_minus();
   if (right) right->convert_minus();
   if (op == operations::minus) {
-    std::unique_ptr<node> minus_one(literal(-1.0));
-    node* product = new node("*", minus_one.get(), right);
-    minus_one.release();
-    right = product;
+    std::unique_ptr<node> subtrahend(std::exchange(right, nullptr));
+    right = make_node("*", make_literal(-1.0), std::move(subtrahend)).release();
     op = operations::plus;
     set_shape();
   }

@@ -17,6 +17,12 @@ class pair {
   pair() = default;
   /// Takes ownership of both trees.
   pair(node* data, node* parameter, bool set) : data_side(data), parameter_side(parameter), flag(set) {}
+  /// An inline transformation: takes `forward` (whose one column must be #DATA(0)) as the side of the data
+  /// and its inverse as the side of the parameter. Throws what node::inverse() throws.
+  static pair transformation(std::unique_ptr<node> forward) {
+    std::unique_ptr<node> backward(forward->inverse());
+    return pair(forward.release(), backward.release(), true);
+  }
   pair(const pair& other) : flag(other.flag) {
     std::unique_ptr<node> data(other.data_side ? other.data_side->copy() : nullptr);
     parameter_side = other.parameter_side ? other.parameter_side->copy() : nullptr;

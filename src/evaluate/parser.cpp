@@ -3,6 +3,7 @@
 #include <memory>
 #include <utility>
 
+#include "evaluate/build.hpp"
 #include "evaluate/constants.hpp"
 #include "evaluate/error.hpp"
 #include "support/text.hpp"
@@ -176,7 +177,7 @@ operand expression::finish() {
 
 void expression::push_literal(double value) {
   if (--left_.nodes < 0) fail_limit("ERROR: The expression is too long.");
-  push({std::unique_ptr<node>(node::literal(value)), 1});
+  push({make_literal(value), 1});
 }
 
 void expression::push(operand item) {
@@ -205,18 +206,14 @@ void expression::reduce() {
 void expression::reduce_operator(const std::string& token) {
   operand second = pop();
   operand first = pop();
-  std::unique_ptr<node> tree(new node(token, first.tree.get(), second.tree.get()));
-  first.tree.release();
-  second.tree.release();
-  push({std::move(tree), 1 + std::max(first.depth, second.depth)});
+  const int depth = 1 + std::max(first.depth, second.depth);
+  push({make_node(token, std::move(first.tree), std::move(second.tree)), depth});
 }
 
 void expression::reduce_function(const std::string& token, const CMD& command) {
   operand argument = pop();
   check_inputs(token, command, *argument.tree);
-  std::unique_ptr<node> tree(new node(token, argument.tree.get()));
-  argument.tree.release();
-  push({std::move(tree), 1 + argument.depth});
+  push({make_node(token, std::move(argument.tree)), 1 + argument.depth});
 }
 
 void expression::check_inputs(const std::string& token, const CMD& command, const node& argument) const {

@@ -19,6 +19,10 @@ inline constexpr int max_definitions = 200;
 /// The tokens of a text, empty ones included. A number with a signed exponent is not one token.
 std::vector<std::string> parse(std::string text);
 
+/// The non-empty pieces of a text between the characters of split_string, by which names are looked for in an
+/// expression. A dash separates as a whole character: the bytes of other UTF-8 characters do not.
+std::vector<std::string> split_names(const std::string& text);
+
 /// Parses a text by operator precedence (Dijkstra's shunting-yard) with the names of a table; a new tree,
 /// owned by the caller, not simplified. Throws error_parse and its children with the whole expression;
 /// nothing is left half-built.

@@ -14,4 +14,19 @@ std::vector<std::string> parse(std::string text) {
   return split(trim(text), " ", false);
 }
 
+std::vector<std::string> split_names(const std::string& text) {
+  std::string blanked = text;
+  for (const char* dash : {"\xE2\x80\x93", "\xE2\x88\x92"})
+    blanked = replace_all(std::move(blanked), dash, " ");
+  std::string separators;
+  for (const char c : split_string) {
+    if (static_cast<unsigned char>(c) < 0x80) separators += c;
+  }
+  std::vector<std::string> out;
+  for (const std::string& piece : split(blanked, separators, false)) {
+    if (std::string name = trim(piece); !name.empty()) out.push_back(std::move(name));
+  }
+  return out;
+}
+
 }  // namespace tovik::evaluate

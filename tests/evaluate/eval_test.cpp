@@ -174,24 +174,6 @@ TEST(ColumnValue, ComputesPowerTransformsAndExtremes) {
   expect_column(over_sample("min(y, 1)"), {1.0, 0.5, 1.0}, "min");
 }
 
-TEST(ColumnValue, RefusesWhatItCannotComputeYet) {
-  const auto refusal = [](const std::string& what) {
-    return "ERROR: Function " + what + " is not available in this version.";
-  };
-  EXPECT_EQ(failure([] { over_sample("mean(x)"); }), refusal("\"mean\""));
-  EXPECT_EQ(failure([] { over_sample("sd(x)"); }), refusal("\"sd\""));
-  EXPECT_EQ(failure([] { over_sample("scale(x)"); }), refusal("\"stand\""));
-  EXPECT_EQ(failure([] { over_sample("center(x, y)"); }), refusal("\"center\""));
-  EXPECT_EQ(failure([] { over_sample("clmn(x, y)"); }), refusal("\"clmn\""));
-  EXPECT_EQ(failure([] { over_sample("clsd(x, y)"); }), refusal("\"clsd\""));
-  EXPECT_EQ(failure([] { over_sample("lag1(x, y)"); }), refusal("\"lag1\""));
-  EXPECT_EQ(failure([] { over_sample("max(x)"); }), refusal("\"max\" with one input"));
-  EXPECT_EQ(failure([] { over_sample("min(x)"); }), refusal("\"min\" with one input"));
-  const tree draw = make("1 + normal(0, 1)");
-  draw->register_rng(std::make_shared<Random>(1u, 0u));
-  EXPECT_EQ(failure([&] { draw->eval(sample()); }), refusal("\"normal\""));
-}
-
 TEST(ColumnValue, NeedsAStreamForDraws) {
   for (const std::string text : {"uniform(0, 1)", "normal(0, 1)", "x + normal(x, 1)", "log(uniform(0, 1))"}) {
     EXPECT_EQ(failure([&] { over_sample(text); }), "RNG not set.") << text;

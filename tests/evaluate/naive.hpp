@@ -127,8 +127,15 @@ class naive {
       for (const double value : argument.rows) out.rows.push_back(std::log(value));
       return out;
     }
-    // The larger of two, over columns only.
-    if (!argument.list || argument.items.size() != 2 || !argument.varies) fail();
+    // The largest of a column, the larger of two; over columns only.
+    if (!argument.varies) fail();
+    if (!argument.list) {
+      double best = nan;
+      for (const double value : argument.rows) best = std::isnan(best) || value > best ? value : best;
+      out.rows.assign(argument.rows.size(), best);
+      return out;
+    }
+    if (argument.items.size() != 2) fail();
     const naive_value &a = argument.items[0], &b = argument.items[1];
     if (a.list || b.list) fail();
     for (std::size_t i = 0; i < a.rows.size(); ++i) {
