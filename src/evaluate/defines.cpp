@@ -40,7 +40,7 @@ void defines::define(const std::string& name) {
 
 void defines::announce(const std::string& name, const std::string& expression) {
   def& found = entry(name);
-  if (found.announced.empty()) found.announced = expression;
+  if (found.announced.empty()) found.announced = expression.empty() ? " " : expression;
 }
 
 bool defines::define(const std::string& name, const std::string& expression) {
