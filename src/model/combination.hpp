@@ -23,10 +23,15 @@ class combinationOfAnyVariable {
   model::parameter param;
   bool is_random = false;
   evaluate::defines* table = nullptr;  ///< the name table of the run; not owned
+  std::vector<std::shared_ptr<data::variable>> clusters;  ///< identifiers of the data, for names of columns
+  std::vector<std::string> tokens;  ///< of each of `variables`, its spelling in the statement
+  std::vector<anyVariable> defined_variables;  ///< read through definitions, each once
+  std::vector<std::string> label_names;  ///< read directly or through definitions, lower case, each once
 
-  /// Reads an expression. Unknown names are declared in `names` and resolved later. Throws tovik::error with
-  /// the text for the user, for a function that has no place in a model too. `term` is the whole term, for
-  /// messages.
+  /// Reads an expression. Unknown names are labels: they are declared in `names` and resolved later. Names
+  /// that a definition has announced (defines::announce) are looked through, definitions in definitions too.
+  /// Throws tovik::error with the text for the user: for a function that has no place in a model, and for an
+  /// expression that cannot be evaluated. `term` is the whole term, for messages.
   static combinationOfAnyVariable parse(const std::string& expression, const std::string& term,
                                         const VariableList& variables, evaluate::defines* names);
 
@@ -52,6 +57,10 @@ class combinationOfAnyVariable {
   /// The term as written in a statement: "(x*z)@b%1".
   std::string text() const;
 };
+
+/// Throws tovik::error for an expression that does not parse or that no data can make a column of: a function
+/// with wrong inputs, a list where one value is wanted. `term` is the whole term, for the message.
+void check_expression(const combinationOfAnyVariable& expression, const std::string& term);
 
 /// The same statement, up to blanks and letter case; the parameter does not count.
 bool operator==(const combinationOfAnyVariable& a, const combinationOfAnyVariable& b);

@@ -18,8 +18,14 @@ bool begins_number(const std::string& token) {
 
 }  // namespace
 
+bool is_definition(const std::string& name, const evaluate::defines* names) {
+  constexpr int expression = 4;
+  const evaluate::defines::def* entry = names ? names->find(name) : nullptr;
+  return entry && (entry->kind == expression || !entry->announced.empty());
+}
+
 bool is_compute(const std::string& text, const evaluate::defines* names) {
-  if (names && names->is_def(text)) return true;
+  if (is_definition(text, names)) return true;
   return std::any_of(evaluate::op_parsing.begin(), evaluate::op_parsing.end(),
                      [&](const std::string& sign) { return text.find(sign) != std::string::npos; });
 }
@@ -52,7 +58,10 @@ bool is_transformation(const std::string& expression) {
   for (const std::string& token : evaluate::parse(expression)) {
     if (token == "vec" || token == "abs" || !check_eval(token)) return false;
   }
-  return expression_names(expression).size() == 1;
+  const std::vector<std::string> names = expression_names(expression);
+  return !names.empty() && std::all_of(names.begin(), names.end(), [&](const std::string& name) {
+    return iequals(name, names.front());
+  });
 }
 
 void misspecified_transformation(const std::string& problem) {

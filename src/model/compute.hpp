@@ -9,8 +9,11 @@ class defines;
 
 namespace tovik::model {
 
+/// True for a name that a "=" statement of the MODEL command gives an expression, now or further down.
+bool is_definition(const std::string& name, const evaluate::defines* names);
+
 /// True if the text (without its "@" and "%" parts) is an expression: it holds an operator, a parenthesis, a
-/// comma or a brace, or is a defined name other than a data name.
+/// comma or a brace, or is the name of a definition.
 bool is_compute(const std::string& text, const evaluate::defines* names);
 
 /// False for the functions that have no place in a model: ismissing, missing, uniform, normal, lag1.
@@ -23,8 +26,8 @@ void check_functions(const std::string& expression);
 /// The names in an expression that are neither functions nor operators nor numbers, in order, with repeats.
 std::vector<std::string> expression_names(const std::string& expression);
 
-/// True if an outcome can be transformed by this expression: it holds one variable, no parameter, and no
-/// function without an inverse.
+/// True if an outcome can be transformed by this expression: it holds one variable (as often as it likes), no
+/// parameter, and no function without an inverse.
 bool is_transformation(const std::string& expression);
 
 /// Throws tovik::error "ERROR: Misspecified outcome transformation." with `problem` at its end.
