@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 namespace tovik::model {
@@ -30,5 +31,10 @@ struct label_uses {
   std::vector<constraint_info> places;  ///< in model order
   unsigned appearances = 0;             ///< see ModelList::appearances
 };
+
+/// Throws tovik::error for a label whose places cannot share one value: two correlations of blocks, or the
+/// variance of a random effect and anything else in an equation. Parameters of PARAMETERS may read and name
+/// it.
+void check_label(const std::vector<constraint_info>& places, const std::string& label);
 
 }  // namespace tovik::model

@@ -8,8 +8,10 @@
 
 #include "model/block_map.hpp"
 #include "model/constraint_info.hpp"
+#include "model/correlation.hpp"
 #include "model/model.hpp"
 #include "model/parameter_info.hpp"
+#include "model/term_key.hpp"
 #include "support/block.hpp"
 
 namespace tovik {
@@ -42,9 +44,13 @@ class ModelList : public std::vector<Model> {
   void add_parameter(const std::string& statement);
   void add_computation(const std::string& statement);
 
-  /// Joins the equations of one outcome, and pairs each variance model with the model of its outcome.
+  /// Joins the equations of one outcome; variance models join only each other.
   void reduce();
-  /// Turns residual correlations into blocks of outcomes where that is possible.
+  /// Pairs each variance model with the (first) model of its outcome, which receives its link. Throws
+  /// tovik::error where there is none or it may not have a variance model.
+  void pair_variance_models();
+  /// Turns residual correlations into blocks of outcomes where that is possible: whole connected sets of
+  /// equations become blocks or stay with phantoms, never a part of one.
   void optimize();
   /// Gives each missing indicator in use, and each latent variable, that has no equation one with an
   /// intercept; one warning names them.
@@ -82,7 +88,9 @@ class ModelList : public std::vector<Model> {
   std::vector<model::anyVariable> variables(model::type type, bool outcomes) const;
   /// All variables of all models, in catalogue terms, each once.
   std::vector<std::shared_ptr<data::variable>> variables() const;
-  /// The model of an outcome (variance models do not count), or null.
+  /// Makes find() quick; for whoever has changed the list and only reads it from now on.
+  void index();
+  /// The model of an outcome (variance models do not count), the first if there are several, or null.
   Model* find(const model::anyVariable& outcome);
   const Model* find(const model::anyVariable& outcome) const;
   /// Indices of the models that hold the term, as an outcome too if `outcomes`.
@@ -112,14 +120,16 @@ class ModelList : public std::vector<Model> {
   /// The models that hold a phantom or random-effect variable.
   std::vector<model::constraint_info> constraintInfo(const std::shared_ptr<data::variable>& variable) const;
   /// How many statements speak of a label: coefficients, variances and correlations that carry it, computed
-  /// terms that read it, a prior of its name, and computed parameters that depend on it. A label with one
-  /// appearance is an ordinary parameter with a name.
+  /// terms that read it, a prior of its name, and computed parameters that depend on it and are labels
+  /// themselves. A label with one appearance is an ordinary parameter with a name.
   unsigned appearances(const model::parameter& p) const;
   /// All of that for every label at once, by lower-cased label, in one pass. Checks nothing.
   std::unordered_map<std::string, model::label_uses> label_table() const;
 
+  /// First row of each model in the estimates, and behind the last one the number of all rows.
+  std::vector<unsigned> row_starts() const;
   /// First row of a model in the estimates, and its row count; one row for each of its names. Throws
-  /// tovik::error_debug if the model is not in the list.
+  /// tovik::error_debug if the model is not in the list. For many models use row_starts().
   std::pair<unsigned, unsigned> estimates_span(const Model& model) const;
 
   /// The parameters of a run by lower-cased name, each with a new cell. Slots are a function of the list
@@ -132,6 +142,13 @@ class ModelList : public std::vector<Model> {
                     const block::one_model& statement, const VariableList& variables);
   void add_phantom_pair(const model::anyVariable& left, const model::anyVariable& right,
                         const block::one_model& statement, VariableList& variables);
+  model::correlation_side correlated_side(const model::anyVariable& term, const block::one_model& statement,
+                                          const VariableList& variables);
+  void index_from(std::size_t first);
+
+  /// The first model of each outcome, for the first `indexed_` models.
+  std::unordered_map<model::term_key, std::size_t, model::term_key::hash> index_;
+  std::size_t indexed_ = 0;
 };
 
 }  // namespace tovik
