@@ -51,6 +51,9 @@ class anyVariable {
   bool is_derived = false;                ///< made by the program and not written by the user
   std::string transformation;             ///< of an outcome: the inline expression as written, empty for none
   model::parameter lambda;  ///< of a Yeo-Johnson outcome: label, fixed value or start of its lambda
+  /// The level was written as a number, "name$k": only a covariance, or a phantom, selects levels in this way.
+  /// `level` and `modifier` then hold the identifier, and are empty for the residual of the variable.
+  bool is_numbered = false;
   /// Of a phantom: what it correlates (model/correlation.hpp). Null for every other term, and for a phantom
   /// of the user's that does not stand in two equations.
   std::shared_ptr<const correlation> ends;
