@@ -15,6 +15,10 @@
 #include "model/parameter_info.hpp"
 #include "support/block.hpp"
 
+namespace tovik::model {
+struct term_text;
+}
+
 namespace tovik {
 
 /// One regression equation: outcome, fixed terms, random terms, link, variance parameter and block.
@@ -196,8 +200,12 @@ class Model {
   void parse_outcome(const std::string& text, const std::string& statement, const VariableList& variables);
   void parse_fixed(const std::string& text, const std::string& statement, const VariableList& variables);
   void parse_random(const std::string& text, const std::string& statement, const VariableList& variables);
-  void check_random_parameter(const model::parameter& param, const std::string& term,
-                              const std::string& statement) const;
+  void parse_intercept(const std::string& suffix, const std::string& term, const VariableList& variables);
+  void parse_random_computed(const model::term_text& cut, const std::string& term,
+                             const VariableList& variables);
+  /// Over all levels, the design columns of a random term: each has a variance.
+  std::size_t n_variances(const model::anyVariable& term) const;
+  std::size_t n_variances(const model::combinationOfAnyVariable& term) const;
   void add_default_intercepts(const VariableList& variables);
   void check_levels() const;
   void merge_fixed(const Model& other);
