@@ -159,7 +159,8 @@ std::string front_half(const std::string& commands, const std::vector<std::strin
                        const fs::path& folder) {
   reset_settings();
   write_file(folder / "command.tovik", commands);
-  const std::string text = outcome(show, folder) + warnings();
+  std::string text = outcome(show, folder);
+  text += warnings();  // after the run that pushes them
   reset_settings();
   return replace_all(text, folder.string(), "<folder>");
 }
