@@ -1,7 +1,6 @@
 #include "model/combination.hpp"
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 #include <unordered_map>
 #include <unordered_set>
@@ -21,13 +20,6 @@
 
 namespace tovik::model {
 namespace {
-
-/// "inf" and "nan" are numbers where no variable, definition or label has the name.
-bool reads_as_number(const std::string& token) {
-  char* end = nullptr;
-  std::strtod(token.c_str(), &end);
-  return end != token.c_str() && *end == '\0';
-}
 
 /// Looks up the names of one expression and of the definitions in it.
 class reader {
@@ -93,7 +85,7 @@ class reader {
       open_.push_back(entry->announced.empty() ? entry->text : entry->announced);
       return;
     }
-    if (reads_as_number(token) && !(names_ && names_->find(token))) return;
+    if (is_number_word(token) && !(names_ && names_->find(token))) return;
     if (!names_ || iequals(token, "Intercept"))
       throw error("ERROR: Cannot find variable \"" + token + "\" in VARIABLE command.");
     if (direct) names_->define(token);
@@ -167,10 +159,10 @@ std::string without_blanks(std::string text) {
 
 }  // namespace
 
-combinationOfAnyVariable combinationOfAnyVariable::parse(const std::string& expression,
-                                                         const std::string& term,
-                                                         const VariableList& variables,
-                                                         evaluate::defines* names) {
+combinationOfAnyVariable combinationOfAnyVariable::read(const std::string& expression,
+                                                        const std::string& term,
+                                                        const VariableList& variables,
+                                                        evaluate::defines* names) {
   combinationOfAnyVariable out;
   out.table = names;
   out.clusters = variables.clusters;
@@ -179,6 +171,14 @@ combinationOfAnyVariable combinationOfAnyVariable::parse(const std::string& expr
   check_functions(out.statement);
   reader(variables, names, out).read();
   check_size(out, term);
+  return out;
+}
+
+combinationOfAnyVariable combinationOfAnyVariable::parse(const std::string& expression,
+                                                         const std::string& term,
+                                                         const VariableList& variables,
+                                                         evaluate::defines* names) {
+  combinationOfAnyVariable out = read(expression, term, variables, names);
   check_expression(out, term);
   return out;
 }

@@ -34,6 +34,9 @@ class combinationOfAnyVariable {
   /// expression that cannot be evaluated. `term` is the whole term, for messages.
   static combinationOfAnyVariable parse(const std::string& expression, const std::string& term,
                                         const VariableList& variables, evaluate::defines* names);
+  /// The names alone: the same without evaluating anything.
+  static combinationOfAnyVariable read(const std::string& expression, const std::string& term,
+                                       const VariableList& variables, evaluate::defines* names);
 
   /// The variables of the statement and of all definitions that it uses, directly or through other
   /// definitions, each once. This is what decides whose likelihood the term belongs to.

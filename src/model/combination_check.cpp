@@ -1,8 +1,6 @@
 // A trial run of a computed term: what is wrong with the expression itself has to be told before any data
 // are prepared.
 
-#include <armadillo>
-#include <limits>
 #include <memory>
 #include <unordered_map>
 
@@ -11,10 +9,10 @@
 #include "evaluate/generate_command.hpp"
 #include "evaluate/operations.hpp"
 #include "evaluate/parser.hpp"
-#include "evaluate/value.hpp"
 #include "model/combination.hpp"
 #include "model/compute.hpp"
 #include "model/term_key.hpp"
+#include "model/trial.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -24,14 +22,9 @@ namespace {
 /// The expression with a column for each variable and a cell for each other name. A definition stands as a
 /// column if it reads variables, as a cell if it reads labels alone; its own mistakes are told where it is
 /// defined.
-struct trial {
-  std::string text;
-  unsigned n_columns = 1;
+std::string prepare(const combinationOfAnyVariable& term) {
+  unsigned n_columns = 0;
   unsigned n_cells = 0;
-};
-
-trial prepare(const combinationOfAnyVariable& term) {
-  trial out;
   std::unordered_map<term_key, unsigned, term_key::hash> columns;
   std::unordered_map<std::string, std::string> others;
   std::vector<std::string> names;
@@ -39,8 +32,8 @@ trial prepare(const combinationOfAnyVariable& term) {
   std::size_t next = 0;
   for (const std::string& token : expression_names(term.statement)) {
     if (next < term.tokens.size() && iequals(token, term.tokens[next])) {
-      const auto [at, is_new] = columns.emplace(term_key(term.variables[next++]), out.n_columns);
-      out.n_columns += is_new;
+      const auto [at, is_new] = columns.emplace(term_key(term.variables[next++]), n_columns);
+      n_columns += is_new;
       names.push_back(token);
       references.push_back(evaluate::CMD::DATA + "(" + std::to_string(at->second) + ")");
       continue;
@@ -49,23 +42,12 @@ trial prepare(const combinationOfAnyVariable& term) {
     const bool column = is_definition(token, term.table) && !term.defined_variables.empty();
     const auto [at, is_new] = others.emplace(to_lower(token), "");
     if (is_new)
-      at->second = column ? evaluate::CMD::DATA + "(" + std::to_string(out.n_columns++) + ")"
-                          : evaluate::CMD::VAR + "(" + std::to_string(out.n_cells++) + ")";
+      at->second = column ? evaluate::CMD::DATA + "(" + std::to_string(n_columns++) + ")"
+                          : evaluate::CMD::VAR + "(" + std::to_string(n_cells++) + ")";
     names.push_back(token);
     references.push_back(at->second);
   }
-  out.text = evaluate::generate_command(term.statement, names, references);
-  return out;
-}
-
-/// Every "#VAR" reads the same cell, whatever its number.
-void bind(evaluate::node& tree, evaluate::value& cell) {
-  if (tree.op == evaluate::operations::var) {
-    tree.right = &cell;
-    return;
-  }
-  if (tree.left) bind(*tree.left, cell);
-  if (tree.right) bind(*tree.right, cell);
+  return evaluate::generate_command(term.statement, names, references);
 }
 
 [[noreturn]] void fail(const std::string& what, const std::string& term) {
@@ -75,15 +57,9 @@ void bind(evaluate::node& tree, evaluate::value& cell) {
 }  // namespace
 
 void check_expression(const combinationOfAnyVariable& expression, const std::string& term) {
-  const double missing = std::numeric_limits<double>::quiet_NaN();
   try {
-    const trial run = prepare(expression);
-    evaluate::value cell(missing);  // outlives the tree
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(run.text));
-    bind(*tree, cell);
-    // Without a single value, every fault that is left is one of form.
-    const arma::Mat<double> nothing(2, run.n_columns, arma::fill::value(missing));
-    tree->eval(nothing);
+    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(prepare(expression)));
+    try_out(*tree);
   } catch (const evaluate::error_parse& fault) {
     fail(fault.message(), term);
   } catch (const evaluate::error& fault) {

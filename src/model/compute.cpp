@@ -1,6 +1,7 @@
 #include "model/compute.hpp"
 
 #include <algorithm>
+#include <cstdlib>
 
 #include "evaluate/constants.hpp"
 #include "evaluate/defines.hpp"
@@ -33,6 +34,12 @@ bool is_compute(const std::string& text, const evaluate::defines* names) {
 bool check_eval(const std::string& function) {
   const auto row = evaluate::op.find(function);
   return row == evaluate::op.end() || !evaluate::isTransformOnly(row->second.operation);
+}
+
+bool is_number_word(const std::string& token) {
+  char* end = nullptr;
+  std::strtod(token.c_str(), &end);
+  return end != token.c_str() && *end == '\0';
 }
 
 void check_functions(const std::string& expression) {

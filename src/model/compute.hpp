@@ -19,6 +19,9 @@ bool is_compute(const std::string& text, const evaluate::defines* names);
 /// False for the functions that have no place in a model: ismissing, missing, uniform, normal, lag1.
 bool check_eval(const std::string& function);
 
+/// "inf" and "nan": numbers where no variable, definition or label has the name.
+bool is_number_word(const std::string& token);
+
 /// Throws tovik::error "ERROR: 'f' function can only be used in TRANSFORM command." for the first such
 /// function.
 void check_functions(const std::string& expression);

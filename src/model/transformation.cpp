@@ -2,8 +2,6 @@
 
 #include "model/transformation.hpp"
 
-#include <armadillo>
-#include <limits>
 #include <memory>
 
 #include "data/variable_list.hpp"
@@ -15,6 +13,7 @@
 #include "model/compute.hpp"
 #include "model/model.hpp"
 #include "model/term_suffix.hpp"
+#include "model/trial.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -27,14 +26,6 @@ std::unique_ptr<evaluate::node> forward_tree(const std::string& expression) {
   const std::vector<unsigned> zeros(names.size(), 0);
   return std::unique_ptr<evaluate::node>(
       evaluate::opt_ast(evaluate::generate_command(expression, names, zeros, evaluate::CMD::DATA)));
-}
-
-/// Both directions of a transformation, tried out on a column without values: a fault of form shows there.
-void try_out(const anyVariable& outcome) {
-  const arma::Mat<double> nothing(2, 1, arma::fill::value(std::numeric_limits<double>::quiet_NaN()));
-  const evaluate::pair both = outcome.pair();
-  both.data_side->eval(nothing);
-  both.parameter_side->eval(nothing);
 }
 
 [[noreturn]] void unable(const std::string& statement, const std::string& reason) {
@@ -80,7 +71,9 @@ anyVariable anyVariable::parse_transform(const std::string& expression, const st
   check_transformed(out, statement);
   out.transformation = expression;
   try {
-    try_out(out);
+    const evaluate::pair both = out.pair();
+    try_out(*both.data_side);
+    try_out(*both.parameter_side);
   } catch (const evaluate::error_parse& fault) {
     unable(statement, fault.message());
   } catch (const evaluate::error& fault) {

@@ -1,0 +1,49 @@
+#include "model/trial.hpp"
+
+#include <armadillo>
+#include <limits>
+#include <unordered_map>
+
+#include "evaluate/value.hpp"
+
+namespace tovik::model {
+namespace {
+
+class trial {
+ public:
+  explicit trial(evaluate::node& tree) : tree_(tree), cell_(missing) { prepare(tree_); }
+
+  void run() const {
+    const arma::Mat<double> nothing(2, columns_.size() + 1, arma::fill::value(missing));
+    tree_.eval(nothing);
+  }
+
+ private:
+  static constexpr double missing = std::numeric_limits<double>::quiet_NaN();
+
+  /// Every parameter reads the same cell; columns count from 0.
+  void prepare(evaluate::node& at) {
+    if (at.op == evaluate::operations::var) {
+      at.right = &cell_;
+      return;
+    }
+    if (at.op == evaluate::operations::data) {
+      at.left->number = columns_.emplace(at.index(), columns_.size()).first->second;
+      return;
+    }
+    if (at.left) prepare(*at.left);
+    if (at.right) prepare(*at.right);
+  }
+
+  evaluate::node& tree_;
+  evaluate::value cell_;
+  std::unordered_map<unsigned, unsigned> columns_;
+};
+
+}  // namespace
+
+void try_out(evaluate::node& tree) {
+  trial(tree).run();
+}
+
+}  // namespace tovik::model
