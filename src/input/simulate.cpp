@@ -17,9 +17,11 @@ const std::string define_section = "define";
 
 table read_levels(const std::vector<block::one_model>& statements) {
   std::vector<sim_data> levels;
+  std::string last;
   for (const auto& [statement, section] : statements) {
     if (section != block::predef::none || statement.empty()) continue;
     sim_data next(statement);
+    last = statement;
     name_checks::check_reserved(next.name);
     for (const sim_data& l : levels) {
       if (l.level == next.level) {
@@ -33,6 +35,7 @@ table read_levels(const std::vector<block::one_model>& statements) {
     levels.push_back(std::move(next));
   }
   if (levels.empty()) no_identifiers();
+  if (levels.size() == 1 && levels.front().size == 0) no_assignment(last);
   return table(sim_data::combine(std::move(levels)));
 }
 

@@ -40,31 +40,22 @@ void check_parentheses(const assignment& parts) {
               std::string(static_cast<std::size_t>(fault), ' ') + "^");
 }
 
-/// The failures of expressions as the user's mistakes, with the statement in which they stand.
-template <class Run>
-auto with_statement(const assignment& parts, Run run) {
-  try {
-    return run();
-  } catch (const evaluate::error_parse& e) {
-    throw error(e.message() + see(parts.statement));
-  } catch (const evaluate::error_debug&) {
-    // A form that has no value: a column function of a number, one name on both sides of a comparison.
-    throw error("ERROR: Could not parse statement." + see(parts.statement));
-  } catch (const evaluate::error& e) {
-    throw error(std::string(e.what()) + "\n       Problem command: " + parts.statement);
-  }
+[[noreturn]] void not_a_value(const assignment& parts) {
+  fail("ERROR: SIMULATE command not correctly specified.\n       Defined value not specified \"" +
+           parts.right + "\".\n       Only defind values are allowed in the define block.\n",
+       parts.statement);
 }
 
 }  // namespace
 
 expression::expression(const assignment& parts, table& t, const sim_data* level,
                        const std::shared_ptr<Random>& rng)
-    : parts_(parts) {
+    : parts_(parts), defines_(level == nullptr) {
   check_parameters(parts_);
   check_parentheses(parts_);
   build(substitute(t, level));
   const bool draws = tree_->has(evaluate::operations::uniform) || tree_->has(evaluate::operations::normal);
-  if (draws && level != nullptr && rng == nullptr) throw error("ERROR: Missing SEED command.");
+  if (draws && !defines_ && rng == nullptr) throw error("ERROR: Missing SEED command.");
   tree_->register_rng(rng);
 }
 
@@ -79,7 +70,8 @@ std::string expression::substitute(table& t, const sim_data* level) {
     if (token.empty() || evaluate::op.count(token) > 0 || isNumber(token)) continue;
     const symbol* s = t.find(token);
     const bool is_column = s != nullptr && s->what == symbol::kind::column;
-    if (s == nullptr || (is_column && (level == nullptr || t.column_of(*s).level < level->level))) {
+    if (is_column && defines_) not_a_value(parts_);
+    if (s == nullptr || (is_column && t.column_of(*s).level < level->level)) {
       throw error("ERROR: Unable to find variable or definition \"" + token + "\"" + see(parts_.statement));
     }
     std::vector<unsigned>& used = is_column ? used_columns : used_constants_;
@@ -96,20 +88,34 @@ std::string expression::substitute(table& t, const sim_data* level) {
   return evaluate::generate_command(parts_.right, names, indices, prefixes);
 }
 
+/// The failures of expressions as the user's mistakes, with the statement in which they stand.
+template <class Run>
+auto expression::with_statement(Run run) const {
+  try {
+    return run();
+  } catch (const evaluate::error_parse& e) {
+    throw error(e.message() + see(parts_.statement));
+  } catch (const evaluate::error_debug&) {
+    // A form that has no value: a column function of a number, one name on both sides of a comparison.
+    if (defines_) not_a_value(parts_);
+    throw error("ERROR: Could not parse statement." + see(parts_.statement));
+  } catch (const evaluate::error& e) {
+    throw error(std::string(e.what()) + "\n       Problem command: " + parts_.statement);
+  }
+}
+
 void expression::build(const std::string& text) {
-  with_statement(parts_, [&] { tree_.reset(evaluate::opt_ast(text)); });
+  with_statement([&] { tree_.reset(evaluate::opt_ast(text)); });
   for (unsigned k = 0; k < cells_.size(); ++k) tree_->register_var(cells_[k], k);
 }
 
 arma::Col<double> expression::column() const {
-  return with_statement(parts_, [&] { return tree_->eval(data_); });
+  return with_statement([&] { return tree_->eval(data_); });
 }
 
 double expression::constant() const {
-  if (!tree_->is_vector) return with_statement(parts_, [&] { return tree_->eval(); });
-  fail("ERROR: SIMULATE command not correctly specified.\n       Defined value not specified \"" +
-           parts_.right + "\".\n       Only defind values are allowed in the define block.\n",
-       parts_.statement);
+  if (tree_->is_vector) not_a_value(parts_);
+  return with_statement([&] { return tree_->eval(); });
 }
 
 }  // namespace tovik::simulate

@@ -29,7 +29,11 @@ class expression {
   std::string substitute(table& t, const sim_data* level);
   void build(const std::string& text);
 
+  template <class Run>
+  auto with_statement(Run run) const;
+
   assignment parts_;
+  bool defines_;  ///< stands for a constant
   std::unique_ptr<evaluate::node> tree_;
   std::vector<unsigned> used_constants_;
   std::vector<evaluate::value*> cells_;  ///< of used_constants_
