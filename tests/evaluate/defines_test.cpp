@@ -131,6 +131,30 @@ TEST(GenerateCommand, DropsBlanksBetweenTokens) {
   EXPECT_THROW(make("xandy"), evaluate::error_non_numeric);
 }
 
+TEST(GenerateCommand, JoinsAWordOperatorToItsNeighbour) {
+  const std::string data = evaluate::CMD::DATA;
+  const std::string words = evaluate::generate_command("x and y", texts{"x", "y"}, numbers{0, 1}, data);
+  EXPECT_EQ(words, "#DATA(0)and#DATA(1)");
+  EXPECT_EQ(parse_failure(words),
+            "ERROR: Was expecting an operator or function but recieved a variable or number.");
+  const std::string tests =
+      evaluate::generate_command("x == 1 and y == 2", texts{"x", "y"}, numbers{0, 1}, data);
+  EXPECT_EQ(tests, "#DATA(0)==1and#DATA(1)==2");
+  EXPECT_EQ(parse_failure(tests), "ERROR: Could not parse statement.");
+}
+
+TEST(GenerateCommand, LooksThroughTabsAndLineFeeds) {
+  EXPECT_EQ(evaluate::generate_command("x\t + \n x ", texts{"x", "x"}, texts{"a", "b"}), "a+b");
+  EXPECT_EQ(names().get_data("x\t + \n y "), (texts{"x", "y"}));
+  EXPECT_EQ(names().get_var("p\t * \n q "), (texts{"p", "q"}));
+}
+
+TEST(GenerateCommand, TakesNamesInUtf8) {
+  const std::string name = "\u00c0ge\u20ac";
+  EXPECT_EQ(evaluate::generate_command(name + "\u2212" + name, texts{name, name}, texts{"a", "b"}),
+            "a\u2212b");
+}
+
 TEST(GenerateCommand, RefusesListsOfDifferentLengths) {
   const std::string text = "Cannot parse evaluate string.";
   const std::string data = evaluate::CMD::DATA;

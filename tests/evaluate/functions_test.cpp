@@ -119,5 +119,21 @@ TEST(Functions, TakeTheExtremeOfPairs) {
   EXPECT_EQ(failure([&] { evaluate::compute_min(a, arma::vec{1.0}); }), "Elements do not match.");
 }
 
+TEST(Functions, WorkOnColumnsElementByElement) {
+  const arma::vec x = {0.25, nan, 0.0, 1.0, 0.9};
+  const arma::vec y = {-2.0, 0.0, 3.0, nan, 1e-3};
+  const arma::vec odds = evaluate::logit(x), chance = evaluate::sigm(y), quantile = evaluate::iphi(x);
+  const arma::vec power = evaluate::yjt(y, 0.5), back = evaluate::iyjt(y, 1.5);
+  for (arma::uword i = 0; i < x.n_elem; ++i) {
+    expect_column({odds[i], chance[i], quantile[i]},
+                  {evaluate::logit(x[i]), evaluate::sigm(y[i]), evaluate::iphi(x[i])}, "guarded");
+    expect_column({power[i], back[i]}, {evaluate::yjt(y[i], 0.5), evaluate::iyjt(y[i], 1.5)}, "power");
+  }
+  EXPECT_EQ(failure([] {
+              evaluate::iphi(arma::vec{0.5, 2.0});
+            }),
+            "ERROR: 'iphi' inputs must be between 0 and 1.");
+}
+
 }  // namespace
 }  // namespace tovik::tests

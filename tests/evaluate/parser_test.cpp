@@ -122,6 +122,33 @@ TEST(Parser, ReadsNumbersByTheirPrefix) {
   EXPECT_TRUE(std::isnan(scalar("NaN")));
 }
 
+TEST(Parser, ReadsNumbersAtTheEdgeOfDouble) {
+  const std::string zeros(400, '0');
+  EXPECT_DOUBLE_EQ(scalar("1.7976931348623157e308"), std::numeric_limits<double>::max());
+  EXPECT_TRUE(std::isinf(scalar("1e308 * 10")));
+  EXPECT_TRUE(std::isinf(scalar("1 / 0")));
+  EXPECT_TRUE(std::isnan(scalar("0 / 0")));
+  EXPECT_TRUE(std::isnan(scalar("inf - inf")));
+  EXPECT_DOUBLE_EQ(scalar("0" + zeros + "7"), 7.0);
+  EXPECT_DOUBLE_EQ(scalar("1." + zeros + "1"), 1.0);
+  for (const std::string& text :
+       std::vector<std::string>{"1e309", "1" + zeros, "0." + zeros + "1", "1e99999999999999999999"}) {
+    EXPECT_EQ(parse_failure(text), "ERROR: Non-numeric value was supplied.") << text;
+  }
+  EXPECT_EQ(parse_failure("#DATA(4294967296)"), "ERROR: Could not parse statement.");
+  EXPECT_EQ(parse_failure("#DATA(1e300)"), "ERROR: Could not parse statement.");
+  EXPECT_EQ(parse_failure("#VAR(-1)"), "ERROR: Could not parse statement.");
+  EXPECT_EQ(parse_failure("#VAR(nan)"), "ERROR: Could not parse statement.");
+}
+
+TEST(Parser, TakesNamesInUtf8) {
+  evaluate::defines table;
+  table.define_data("\u0420\u043e\u0441\u0442", 2);
+  const tree t(evaluate::ast("\u0420\u043e\u0441\u0442\u2212\u0420\u043e\u0441\u0442 / 2", table));
+  EXPECT_EQ(t->name(), "(#DATA(2)-(#DATA(2)/2.0))");
+  EXPECT_EQ(parse_failure("\u00a0x"), "ERROR: Non-numeric value was supplied.");
+}
+
 TEST(Parser, LooksUpConstantsThenNamesThenNumbers) {
   evaluate::defines table;
   table.define_data("_pi", 3);

@@ -71,5 +71,22 @@ TEST(Tokens, ListsTheTextsAndTheCharactersOfALine) {
   EXPECT_EQ(co.size(), 2u);
 }
 
+TEST(SplitNames, CutsAtOperatorsCommasAndParentheses) {
+  EXPECT_EQ(split_names("a+b - c*log( d,e)^2"), (texts{"a", "b", "c", "log", "d", "e", "2"}));
+  EXPECT_EQ(split_names("a==b != !c <=d>e/f"), (texts{"a", "b", "c", "d", "e", "f"}));
+  EXPECT_EQ(split_names("\t a \n+ b"), (texts{"a", "b"}));
+  EXPECT_EQ(split_names("a\u2013b\u2212c"), (texts{"a", "b", "c"}));
+  EXPECT_TRUE(split_names(" (+) ").empty());
+  EXPECT_TRUE(split_names("").empty());
+}
+
+TEST(SplitNames, LeavesTheLettersOfOtherAlphabetsWhole) {
+  // Single bytes of the dashes stand in these letters too.
+  for (const std::string name : {"\u00c0ge", "\u0420\u043e\u0441\u0442", "\u20ac", "\u00d3smosis",
+                                 "\u2018x\u2019", "\u4e00\u9fa5", "\U0001F600"}) {
+    EXPECT_EQ(split_names("1 + " + name + "\u2212" + name), (texts{"1", name, name})) << name;
+  }
+}
+
 }  // namespace
 }  // namespace tovik::evaluate
