@@ -88,10 +88,6 @@ std::string anyVariable::fullname_lower() const {
   return to_lower(fullname_noModifer() + (modifier.empty() ? "" : "[" + modifier + "]"));
 }
 
-std::string anyVariable::text() const {
-  return name() + (modifier.empty() ? "" : "[" + modifier + "]") + param.text();
-}
-
 unsigned anyVariable::top_level() const {
   return type == model::type::mean && variable->level > 0 ? variable->level - 1 : variable->level;
 }

@@ -70,9 +70,6 @@ class Model {
   /// "logit(y) ~ Intercept x@b (x*z) | Intercept x". A block is "y1 <-> y2 ..." with its correlations, a
   /// phantom "a <-> b", a parameter its PARAMETERS statement.
   std::string command() const;
-  /// The statement cut for print: lines of at most 75 characters, each behind `prefix` (all but the first
-  /// too).
-  std::string command(int level, const std::string& prefix) const;
   /// The number of the outcome's data::type; 0 if any outcome has type 0; 6 for a missing-data indicator, 9
   /// for a block, 12 for a variance model.
   int kind() const;

@@ -1,6 +1,7 @@
 #include "model/parameter.hpp"
 
 #include <cmath>
+#include <cstdlib>
 
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -11,6 +12,13 @@ std::string number_text(double value) {
   constexpr double largest_exact = 9007199254740992.0;  // 2^53: integers up to here have their own double
   if (std::abs(value) <= largest_exact && value == std::floor(value)) return format("%.0f", value + 0.0);
   return format("%f", value);
+}
+
+std::string exact_text(double value) {
+  std::string text = number_text(value);
+  for (int digits = 7; digits <= 17 && std::strtod(text.c_str(), nullptr) != value; ++digits)
+    text = format("%.*g", digits, value);
+  return text;
 }
 
 parameter parameter::fixed_at(double value) {
@@ -51,7 +59,8 @@ std::string parameter::name() const {
 }
 
 std::string parameter::text() const {
-  return has_start_ ? name() + "%" + number_text(start_) : name();
+  const std::string tie = is_fixed() ? "@" + exact_text(value_) : name();
+  return has_start_ ? tie + "%" + exact_text(start_) : tie;
 }
 
 bool operator==(const parameter& a, const parameter& b) {

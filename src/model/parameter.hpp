@@ -54,5 +54,7 @@ bool operator<(const parameter& a, const parameter& b);
 
 /// The shortest usual text of a number in a statement: integral values as integers, others in "%f" form.
 std::string number_text(double value);
+/// The same where it reads back as this number, else as few digits as it takes.
+std::string exact_text(double value);
 
 }  // namespace tovik::model
