@@ -42,6 +42,15 @@ bool can_create(const std::string& path) {
   return std::remove(path.c_str()) == 0;
 }
 
+/// Where a chain of links ends; the last link's target need not exist.
+fs::path end_of_links(fs::path path) {
+  std::error_code failed;
+  for (int steps = 0; steps < 40 && fs::is_symlink(path, failed); ++steps) {
+    path = path.parent_path() / fs::read_symlink(path, failed);
+  }
+  return path;
+}
+
 /// Finds a path that cannot be written before the chains start, without a trace on the disk.
 void try_path(const std::string& path) {
   std::error_code none;
@@ -49,9 +58,7 @@ void try_path(const std::string& path) {
     if (!existing_is_writable(path)) cannot_create(path);
     return;
   }
-  // A link without a target: the new file stands where the link points.
-  const fs::path target = fs::is_symlink(path, none) ? fs::weakly_canonical(path, none) : fs::path(path);
-  if (!can_create(target.string())) cannot_create(path);
+  if (!can_create(end_of_links(path).string())) cannot_create(path);
 }
 
 bool same_file(const std::string& a, const std::string& b) {

@@ -26,9 +26,9 @@ std::string eval_expand(const std::string& text, char delimiter);
 /// becomes "mean(x1+x2+x3)@b".
 void token_expand(std::string& token, char delimiter);
 
-/// Where the decimal form of numbers[start] stands in the text. `numbers` are the values of all runs of digits,
-/// the last run first, as parseUints gives them; leading zeros of a run lie before the position. npos if there
-/// is no such run.
+/// Where the decimal form of numbers[start] stands in the text. `numbers` are the values of all runs of
+/// digits, the last run first, as parseUints gives them; leading zeros of a run lie before the position. npos
+/// if there is no such run.
 std::size_t rfind_vec(const std::string& text, const std::vector<std::int64_t>& numbers, std::size_t start);
 
 }  // namespace tovik

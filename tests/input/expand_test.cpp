@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "data/numbers.hpp"
 #include "model/tokenize.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace tovik {
 namespace {
@@ -110,6 +112,15 @@ TEST(TokenExpand, KeepsWhatStandsAround) {
       {"( x1:+:x2 )", "( x1+x2 )"},
       {"x1:x2[id]%2", "x1[id]%2 x2[id]%2"},
       {"plain", "plain"},
+      {"y~x1:x2", "y~x1 x2"},
+      {"y~a|x1:x2", "y~a|x1 x2"},
+      {"x1:x2~z", "x1 x2~z"},
+      {"f->x1:x2", "f->x1 x2"},
+      {"(a,x1:x2)", "(a,x1 x2)"},
+      {"2*x1:+:x2/3", "2*x1+x2/3"},
+      {"x3:x1", "x3:x1"},
+      {"x@a:b", "x@a:b"},
+      {"max(x1:,:x3)", "max(x1,x2,x3)"},
   };
   for (const Pair& c : cases) {
     std::string token = c.from;
@@ -127,6 +138,67 @@ TEST(EvalExpand, TreatsParenthesesAsOneToken) {
 
 TEST(EvalExpand, LeavesUnbalancedStatementsAlone) {
   for (const char* text : {"y ~ (x1:x3", "y ~ x1:x3)", ")x1:x3("}) EXPECT_EQ(eval_expand(text, ':'), text);
+}
+
+TEST(EvalExpand, ItsOwnOutputStaysAsItIs) {
+  for (const char* text :
+       {"y ~ x1:x3 z", "y ~ ( x1 : + : x2 ) z", "y ~ x1:x2@(1 / 3)", "z = x1:+:x2", "y~x9:x11@b|x9",
+        "y ~ x3:x1", "f1 -> {y1:y3@l}", "v = max(x1:,:x3) + mean(z1:z1)", ""}) {
+    std::string once;
+    try {
+      once = eval_expand(text, ':');
+    } catch (const error&) {
+      continue;
+    }
+    EXPECT_EQ(eval_expand(once, ':'), once);
+  }
+}
+
+TEST(EvalExpand, TheFirstElementThatFailsIsNamed) {
+  const auto message = [](const std::string& text) -> std::string {
+    try {
+      eval_expand(text, ':');
+    } catch (const error& e) {
+      return e.what();
+    }
+    return "";
+  };
+  EXPECT_EQ(message("y ~ a:b c1:d2"),
+            "ERROR: Unable to expand syntax. The prefix/suffix for \n       'a' and 'b' do not match.");
+  EXPECT_EQ(message("y ~ x1:x2 :"),
+            "ERROR: Unable to expand syntax. There is a trailing or leading colon for ':'");
+  EXPECT_EQ(message("y ~ mean(x1:)"),
+            "ERROR: Unable to expand syntax. There is a trailing or leading colon for 'x1:'");
+  EXPECT_EQ(message("y ~ (a1:+:a2 + b1:+:b2)"),
+            "ERROR: Unable to expand syntax. There are too many ':' in  'a1:+:a2 + b1:+:b2'");
+}
+
+TEST(RfindVec, FindsTheRunByItsPlace) {
+  const struct {
+    const char* text;
+    std::size_t start;
+    std::size_t at;
+  } cases[] = {{"x1", 0, 1},
+               {"t1_x11", 0, 4},
+               {"t1_x11", 1, 1},
+               {"x01", 0, 2},
+               {"x00", 0, 2},
+               {"x0_05", 0, 4},
+               {"x0_05", 1, 1},
+               {"x1_a", 0, 1},
+               {"12", 0, 0},
+               {"x100_0", 1, 1},
+               {"x1", 1, std::string::npos},
+               {"abc", 0, std::string::npos},
+               {"", 0, std::string::npos}};
+  for (const auto& c : cases) EXPECT_EQ(rfind_vec(c.text, parseUints(c.text), c.start), c.at) << c.text;
+}
+
+TEST(In, ComparesWithoutRegardToLetterCase) {
+  const std::vector<std::string> list{"Abc", "x1"};
+  for (const char* name : {"abc", "ABC", "Abc", "X1"}) EXPECT_TRUE(in(list, name)) << name;
+  for (const char* name : {"", "ab", "abcd", "x", "x1 "}) EXPECT_FALSE(in(list, name)) << name;
+  EXPECT_FALSE(in({}, "x"));
 }
 
 TEST(Tokenize, RejoinsParentheses) {
