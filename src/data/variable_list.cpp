@@ -88,13 +88,17 @@ class running_numbers {
 }  // namespace
 
 void VariableList::index() {
+  if (indexed_ > variables.size()) forget_index();
+  for (; indexed_ < variables.size(); ++indexed_) {
+    full_names_.emplace(to_lower(variables[indexed_]->fullName), indexed_);
+    shown_names_.emplace(to_lower(variables[indexed_]->name), indexed_);
+  }
+}
+
+void VariableList::forget_index() {
   full_names_.clear();
   shown_names_.clear();
-  indexed_ = variables.size();
-  for (std::size_t k = 0; k < indexed_; ++k) {
-    full_names_.emplace(to_lower(variables[k]->fullName), k);
-    shown_names_.emplace(to_lower(variables[k]->name), k);
-  }
+  indexed_ = 0;
 }
 
 variable_ptr VariableList::find(std::string_view name) const {
@@ -151,7 +155,9 @@ std::vector<std::string> VariableList::variableNames() const {
 }
 
 variable_ptr VariableList::add_phantom(std::string const& name) {
-  variables.push_back(std::make_shared<data::variable>(name, data::type::phantom, data::variable::no_column, 0u));
+  variables.push_back(
+      std::make_shared<data::variable>(name, data::type::phantom, data::variable::no_column, 0u));
+  index();
   return variables.back();
 }
 
@@ -192,6 +198,7 @@ std::string VariableList::truncateNames() {
       taken.insert(to_lower(code->name));
     }
   }
+  forget_index();  // the shown names are new
   index();
   return report;
 }

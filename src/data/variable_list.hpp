@@ -29,7 +29,7 @@ class VariableList {
   /// The variable with this name without regard to letter case, by full names first and shown names after;
   /// null if there is none. Quick for the variables that index() has seen.
   variable_ptr find(std::string_view name) const;
-  /// Makes find() quick; for whoever has appended many variables.
+  /// Makes find() quick for the variables appended since the last call.
   void index();
 
   /// Selections, each in catalogue order.
@@ -58,6 +58,8 @@ class VariableList {
   std::string truncateNames();
 
  private:
+  void forget_index();
+
   /// Where the first `indexed_` variables stand, by lower-cased name; the first of equal names counts.
   std::unordered_map<std::string, std::size_t> full_names_;
   std::unordered_map<std::string, std::size_t> shown_names_;

@@ -78,8 +78,9 @@ class InputFile {
   /// The equations of MODEL and PARAMETERS.
   ModelList modelList(VariableList& vars);
 
-  /// Deletes rows, settles roles, categories and fixed variables, and checks what only the equations can
-  /// tell.
+  /// Deletes rows, settles roles, categories, centring and fixed variables, checks what only the equations can
+  /// tell, and appends the columns that derive from variables: after it data, catalogue and equations stay as
+  /// they are. Throws tovik::error at the first fault.
   void update(arma::Mat<double>& data, VariableList& vars, const ModelList& models);
 
   /// The chains' shares of the run. Draws the starting offsets from `rng`.
@@ -158,6 +159,8 @@ class InputFile {
   std::uint32_t added_columns = 0;
   /// Rows of the data that update() has deleted, as positions in the file (from 0, ascending).
   std::vector<arma::uword> dropped_rows;
+  /// Columns of the prepared data that the definitions of MODEL fill, in their order.
+  std::vector<unsigned> definition_columns;
 
  private:
   /// Where the reader stands between two statements.
@@ -217,23 +220,8 @@ class InputFile {
   void checkDataNames() const;
   void checkCommandNames() const;
 
-  data::type typeOf(const std::string& name) const;
   void appendVariables(const arma::Mat<double>& data, const std::vector<unsigned>& levels,
                        VariableList& vars) const;
-  void appendConstant(arma::Mat<double>& data, VariableList& vars);
-  void appendDummies(arma::Mat<double>& data, VariableList& vars);
-  void appendLatents(arma::Mat<double>& data, VariableList& vars);
-
-  void setAuxiliaryRoles(VariableList& vars) const;
-  /// `kept`: the position in the file of every row that is left.
-  void dropRows(arma::Mat<double>& data, const std::vector<char>& drop, std::vector<arma::uword>& kept);
-  void dropIncomplete(arma::Mat<double>& data, const VariableList& vars, std::vector<arma::uword>& kept);
-  void dropUnobserved(arma::Mat<double>& data, const VariableList& vars, std::vector<arma::uword>& kept);
-  void dropEmptyClusters(arma::Mat<double>& data, const VariableList& vars, std::vector<arma::uword>& kept);
-  void checkObserved(const arma::Mat<double>& data, const VariableList& vars) const;
-  void checkCovariances(const arma::Mat<double>& data, const VariableList& vars) const;
-  void setCategories(const arma::Mat<double>& data, VariableList& vars) const;
-  void setFixed(VariableList& vars) const;
 
   std::string command_file_;  ///< the path of this file, from the root
   /// Words of CENTER without a keyword, allowed only while there is no CLUSTERID; the first word of each.

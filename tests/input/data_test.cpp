@@ -202,8 +202,6 @@ TEST_F(Catalogue, LatentLevelsAreIdentifiers) {
   };
   EXPECT_EQ(list_fault("y,x\n1,2\n2,3\n", "LATENT: id = f;"), text("id", "FACTOR"));
   EXPECT_EQ(list_fault("y,x\n1,2\n2,3\n", "PHANTOM: x = f;"), text("x", "PHANTOM"));
-  EXPECT_EQ(list_fault("y,x\n1,2\n2,3\n", "RANDOMEFFECT: r = y | x;"),
-            "ERROR: The RANDOMEFFECT command is not available in this version.");
 }
 
 TEST_F(Catalogue, TypesFollowTheOrderOfTests) {

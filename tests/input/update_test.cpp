@@ -94,8 +94,8 @@ TEST_F(Update, CategoriesAreAtLeastTwo) {
   prepare("y,x\n1,3\n2,1\nNA,7\n", "ORDINAL: x; OPTIONS: listwise;", "y ~ x");
   EXPECT_EQ(vars.find("x")->values, (std::vector<double>{1, 3}));
   EXPECT_EQ(update_fault("y,x\n1,3\n2,1\nNA,7\n", "NOMINAL: x; OPTIONS: listwise;", "y ~ x"),
-            "ERROR: Nominal variable 'x' has no observations left in category 7\n"
-            "       after dropping missing data.");
+            "ERROR: Variable x has a category with no observations after\n"
+            "       dropping observations. Remove the category or change the model.");
 }
 
 TEST_F(Update, CompletePredictorsAreFixed) {
