@@ -2,26 +2,34 @@
 
 #include <algorithm>
 #include <array>
+#include <utility>
 
 #include "support/error.hpp"
 
 namespace tovik::block {
 namespace {
 
-const std::array<std::string, 6>& reserved() {
-  static const std::array<std::string, 6> names = {predef::none,        predef::hidden,     predef::parameter,
-                                                   predef::computation, predef::imputation, predef::model};
+/// The reserved names stand before the user's blocks, in this order; -1 is left out, since it marks a model
+/// without a block.
+const std::array<std::pair<std::string, int>, 6>& reserved() {
+  static const std::array<std::pair<std::string, int>, 6> names = {{{predef::none, -6},
+                                                                    {predef::hidden, -5},
+                                                                    {predef::parameter, -4},
+                                                                    {predef::computation, -3},
+                                                                    {predef::imputation, -2},
+                                                                    {predef::model, 0}}};
   return names;
 }
 
 }  // namespace
 
 bool is_reserved(const std::string& name) {
-  return std::find(reserved().begin(), reserved().end(), name) != reserved().end();
+  return std::any_of(reserved().begin(), reserved().end(),
+                     [&](const auto& entry) { return entry.first == name; });
 }
 
 map::map() : numbers_(std::make_shared<std::unordered_map<std::string, int>>()) {
-  for (const std::string& name : reserved()) numbers_->emplace(name, 0);
+  for (const auto& [name, number] : reserved()) numbers_->emplace(name, number);
 }
 
 void map::insert(const std::string& name) {

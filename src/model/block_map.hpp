@@ -8,8 +8,9 @@
 
 namespace tovik::block {
 
-/// The numbers of the blocks of a run, which order the models. The reserved names of block::predef share
-/// number 0; the user's blocks count from 1 in order of first appearance. Copies share one table.
+/// The numbers of the blocks of a run, which order the models: the smaller comes first. The reserved names of
+/// block::predef begin, in the order none, hidden, parameter, computation, imputation (all negative), model
+/// (0); the user's blocks count from 1 in order of first appearance. Copies share one table.
 class map {
  public:
   map();

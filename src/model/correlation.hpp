@@ -28,4 +28,11 @@ struct correlation {
 /// coded as "#", "##", "###" and "####".
 std::string phantom_name(const std::string& first, const std::string& second);
 
+/// What two terms of one statement say of one parameter: the right one's, else the left one's. False if they
+/// contradict each other.
+bool joined_parameter(const anyVariable& left, const anyVariable& right, parameter& out);
+
+/// Adds what a further statement says of a parameter. False if that contradicts what stands there.
+bool add_parameter(parameter& to, const parameter& given);
+
 }  // namespace tovik::model

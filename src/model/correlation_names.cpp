@@ -34,14 +34,13 @@ std::string text_of(const anyVariable& correlation) {
 int place_of(const anyVariable& correlation, const std::vector<anyVariable>& members) {
   const auto [first, second] = ends_of(correlation);
   const auto member = [&](const std::string& name) {
-    return std::find_if(members.begin(), members.end(), [&](const anyVariable& term) {
-      return iequals(term.fullname_noModifer(), name);
-    });
+    return std::find_if(members.begin(), members.end(),
+                        [&](const anyVariable& term) { return iequals(term.fullname_noModifer(), name); });
   };
   const auto a = member(first);
   const auto b = member(second);
   if (a == members.end() || b == members.end() || a == b) return -1;
-  const auto [j, i] = std::minmax(a - members.begin(), b - members.begin());
+  const auto [j, i] = std::minmax({a - members.begin(), b - members.begin()});
   return static_cast<int>(j + i * static_cast<std::ptrdiff_t>(members.size()));
 }
 

@@ -25,4 +25,7 @@ struct distribution {
   static distribution parse(const std::string& text, const std::string& statement);
 };
 
+/// Throws tovik::error for a PARAMETERS statement that is no "parameter ~ distribution(input1, input2)".
+[[noreturn]] void misspecified_parameter(const std::string& statement);
+
 }  // namespace tovik::model

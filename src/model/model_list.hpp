@@ -3,6 +3,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -144,8 +145,14 @@ class ModelList : public std::vector<Model> {
                         const block::one_model& statement, VariableList& variables);
   model::correlation_side correlated_side(const model::anyVariable& term, const block::one_model& statement,
                                           const VariableList& variables);
+  void insert_correlation(const model::correlation& ends, const model::parameter& p,
+                          const block::one_model& statement, VariableList& variables);
+  void complete_phantom(const model::anyVariable& phantom, std::size_t holder);
+  void add_named_parameter(const std::string& text, const std::string& statement);
   void index_from(std::size_t first);
 
+  /// Names of the PARAMETERS models, in lower case.
+  std::unordered_set<std::string> parameter_names_;
   /// The first model of each outcome, for the first `indexed_` models.
   std::unordered_map<model::term_key, std::size_t, model::term_key::hash> index_;
   std::size_t indexed_ = 0;

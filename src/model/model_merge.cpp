@@ -1,4 +1,5 @@
-// Two equations of one outcome become one, and the order in which equations are sampled.
+// Two equations of one outcome become one, blocks take their members, and the order in which equations are
+// sampled.
 
 #include <algorithm>
 
@@ -10,26 +11,31 @@ namespace tovik {
 namespace {
 
 using model::anyVariable;
-
-bool is_intercept(const anyVariable& term) {
-  return term.is_intercept();
-}
-
-std::vector<anyVariable> slopes(const std::vector<anyVariable>& terms) {
-  std::vector<anyVariable> out;
-  std::remove_copy_if(terms.begin(), terms.end(), std::back_inserter(out), is_intercept);
-  return out;
-}
+using model::parameter;
 
 std::vector<anyVariable> intercepts(const std::vector<anyVariable>& terms) {
   std::vector<anyVariable> out;
-  std::copy_if(terms.begin(), terms.end(), std::back_inserter(out), is_intercept);
+  std::copy_if(terms.begin(), terms.end(), std::back_inserter(out),
+               [](const anyVariable& term) { return term.is_intercept(); });
   return out;
 }
 
 template <class T>
 void append(std::vector<T>& to, const std::vector<T>& from) {
   to.insert(to.end(), from.begin(), from.end());
+}
+
+void append_slopes(std::vector<anyVariable>& to, const std::vector<anyVariable>& from) {
+  std::copy_if(from.begin(), from.end(), std::back_inserter(to),
+               [](const anyVariable& term) { return !term.is_intercept(); });
+}
+
+/// Replaces the intercepts in front of the terms.
+void set_intercepts(std::vector<anyVariable>& terms, const std::vector<anyVariable>& wanted) {
+  terms.erase(
+      std::remove_if(terms.begin(), terms.end(), [](const anyVariable& term) { return term.is_intercept(); }),
+      terms.end());
+  terms.insert(terms.begin(), wanted.begin(), wanted.end());
 }
 
 /// Random intercepts that were both written: one without a bracket stands at every level and takes in the
@@ -79,12 +85,25 @@ bool Model::isEquivalent(const Model& other) const {
 }
 
 Model& Model::operator+=(const Model& other) {
+  if (is_multi()) {
+    add_member(other);
+    return *this;
+  }
+  if (other.link == model::link::log_variance && link != model::link::log_variance) {
+    mark_variance_model(other);
+    return *this;
+  }
   if (!isEquivalent(other)) throw error_debug("Models do not have same Outcomes!");
+  for (std::size_t i = 0; i < outcomes.size(); ++i) {
+    if (outcomes[i].lambda.is_free()) outcomes[i].lambda = other.outcomes[i].lambda;
+  }
   merge_fixed(other);
   merge_random(other);
   append(fixed_compute, other.fixed_compute);
   append(random_compute, other.random_compute);
-  append(phantoms, other.phantoms);
+  for (const anyVariable& phantom : other.phantoms) {
+    if (std::find(phantoms.begin(), phantoms.end(), phantom) == phantoms.end()) phantoms.push_back(phantom);
+  }
   link_given = link_given || other.link_given;
   if (variance.is_free() && !(other.variance.is_free() && !other.variance.has_start()))
     variance = other.variance;
@@ -98,14 +117,12 @@ Model& Model::operator+=(const Model& other) {
 void Model::merge_fixed(const Model& other) {
   const bool removed = (fixed_intercept_given && !has_fixed_intercept) ||
                        (other.fixed_intercept_given && !other.has_fixed_intercept);
-  std::vector<anyVariable> terms;
-  if (!removed) {
-    const bool theirs = !intercept_customised && other.intercept_customised;
-    append(terms, intercepts(theirs ? other.fixed : fixed));
+  if (removed) {
+    if (has_fixed_intercept) set_intercepts(fixed, {});
+  } else if (!intercept_customised && other.intercept_customised) {
+    set_intercepts(fixed, intercepts(other.fixed));
   }
-  append(terms, slopes(fixed));
-  append(terms, slopes(other.fixed));
-  fixed = std::move(terms);
+  append_slopes(fixed, other.fixed);
   has_fixed_intercept = !removed;
   fixed_intercept_given = fixed_intercept_given || other.fixed_intercept_given;
   intercept_customised = !removed && (intercept_customised || other.intercept_customised);
@@ -114,30 +131,71 @@ void Model::merge_fixed(const Model& other) {
 void Model::merge_random(const Model& other) {
   const bool removed = (random_intercept_given && !has_random_intercept) ||
                        (other.random_intercept_given && !other.has_random_intercept);
-  std::vector<anyVariable> terms;
-  if (!removed) {
-    if (random_intercept_given && other.random_intercept_given) {
-      terms = join_random_intercepts(intercepts(random), intercepts(other.random));
-    } else {
-      terms = intercepts(other.random_intercept_given ? other.random : random);
-    }
+  if (removed) {
+    if (has_random_intercept) set_intercepts(random, {});
+  } else if (random_intercept_given && other.random_intercept_given) {
+    set_intercepts(random, join_random_intercepts(intercepts(random), intercepts(other.random)));
+  } else if (other.random_intercept_given) {
+    set_intercepts(random, intercepts(other.random));
   }
-  has_random_intercept = !terms.empty();
-  append(terms, slopes(random));
-  append(terms, slopes(other.random));
-  random = std::move(terms);
+  has_random_intercept = !random.empty() && random.front().is_intercept();
+  append_slopes(random, other.random);
   random_intercept_given = random_intercept_given || other.random_intercept_given;
+}
+
+void Model::mark_variance_model(const Model& variance_model) {
+  if (outcomes != variance_model.outcomes) throw error_debug("Models do not have same Outcomes!");
+  const std::string subject = "ERROR: The Model \"" + command() + "\" ";
+  if (link == model::link::yjt_scale || link == model::link::scale)
+    throw error(subject + "already has\n       a variance model specified.");
+  const int own = kind();
+  if (own != 0 && own != 7 && !(own == 1 && link == model::link::probit))
+    throw error(subject +
+                "has a scale model specified \n"
+                "       but is not a continuous variable or ordered probit.");
+  if (variance.has_label())
+    throw error(subject + "has a labeled variance\n       parameter and a scale model specified.");
+  if (variance.is_fixed())
+    throw error(subject + "has a fixed variance\n       parameter and a scale model specified.");
+  link = link == model::link::yjt ? model::link::yjt_scale : model::link::scale;
+}
+
+/// A member keeps its equation; the block holds its name, and its residual variance where that is fixed. The
+/// scale of a probit's underlying variable is not identified, so its variance is held at 1.
+void Model::add_member(const Model& other) {
+  if (!other.can_join_block()) throw error_debug("Cannot add to multi model.");
+  if (levels < 0) levels = other.levels;
+  if (levels != other.levels || other.outcomes.size() != 1) throw error_debug("Cannot make multi model!");
+  anyVariable member = other.outcomes.front();
+  member.param = parameter();
+  if (other.variance.is_fixed()) member.param = other.variance;
+  if (other.kind() == static_cast<int>(data::type::ordinal)) member.param = parameter::fixed_at(1.0);
+  fixed.insert(std::upper_bound(fixed.begin(), fixed.end(), member), member);
+  // Members are drawn before their block.
+  if (block == block::predef::none || block_number < other.block_number) {
+    block = other.block;
+    block_number = other.block_number;
+  }
+}
+
+Model& Model::operator+=(const std::vector<anyVariable>& correlations) {
+  if (!is_multi()) throw error_debug("Models cannot add variables!");
+  for (const anyVariable& term : correlations) {
+    if (term.type != model::type::phantom) throw error_debug("Cannot add non phantom variable!");
+  }
+  append(random, correlations);
+  return *this;
 }
 
 bool operator<(const Model& a, const Model& b) {
   if (a.block_number != b.block_number) return a.block_number < b.block_number;
-  const int rank_a = rank(a.kind());
-  const int rank_b = rank(b.kind());
-  if (rank_a != rank_b) return rank_a < rank_b;
-  if (a.kind() == 8 && a.levels != b.levels) return a.levels > b.levels;
-  if (a.kind() == 9 && !a.fixed.empty() && !b.fixed.empty()) return a.fixed.front() < b.fixed.front();
+  const int kind_a = a.kind();
+  const int kind_b = b.kind();
+  if (rank(kind_a) != rank(kind_b)) return rank(kind_a) < rank(kind_b);
+  if (kind_a == 8 && a.levels != b.levels) return a.levels > b.levels;
+  if (kind_a == 9 && !a.fixed.empty() && !b.fixed.empty()) return a.fixed.front() < b.fixed.front();
   if (a.outcomes.empty() || b.outcomes.empty()) return a.outcomes.size() < b.outcomes.size();
-  return natural_less(a.outcomes.front().name(), b.outcomes.front().name());
+  return a.outcomes.front() < b.outcomes.front();
 }
 
 bool operator==(const Model& a, const Model& b) {

@@ -1,18 +1,22 @@
+// From MODEL statements to the list of equations.
+
 #include "model/parse.hpp"
 
 #include "data/variable_list.hpp"
+#include "evaluate/defines.hpp"
 #include "model/defaults.hpp"
 #include "model/scan.hpp"
 #include "support/error.hpp"
-#include "support/not_available.hpp"
 #include "support/text.hpp"
 
 namespace tovik::sem {
 namespace {
 
+constexpr const char* operators = "=<>!+-*/^~,";
+
 /// "name = ...": the first operator is a lone "=", and one name stands before it.
 bool is_definition(const std::string& statement) {
-  const std::size_t sign = model::find_first_outside(statement, "=<>!+-*/^~,");
+  const std::size_t sign = model::find_first_outside(statement, operators);
   if (sign == std::string::npos || statement[sign] != '=') return false;
   if (sign + 1 < statement.size() && statement[sign + 1] == '=') return false;
   return words(statement.substr(0, sign)).size() == 1;
@@ -32,6 +36,47 @@ std::string arrow_to_tilde(const std::string& statement) {
   return statement.substr(0, arrow) + "~ " + right;
 }
 
+/// Lets equations use a definition that stands further down. A name that is data is no definition, which
+/// shows when the definition is given.
+void announce(const std::string& statement, const VariableList& variables, evaluate::defines& names) {
+  const std::size_t sign = model::find_first_outside(statement, operators);
+  const std::string name = trim(statement.substr(0, sign));
+  if (!variables.find(name)) names.announce(name, trim(statement.substr(sign + 1)));
+}
+
+/// The statements with their kinds.
+struct kinds_of_statements {
+  std::vector<block::one_model> statements;
+  std::vector<statement_kind> kinds;
+
+  explicit kinds_of_statements(std::vector<block::one_model> all) : statements(std::move(all)) {
+    for (block::one_model& one : statements) {
+      one.statement = trim(one.statement);
+      kinds.push_back(classify(one.statement));
+    }
+  }
+
+  template <class Visit>
+  void each(statement_kind wanted, const Visit& visit) const {
+    for (std::size_t i = 0; i < kinds.size(); ++i) {
+      if (kinds[i] == wanted) visit(statements[i]);
+    }
+  }
+};
+
+void assemble(ModelList& models, const VariableList& variables, bool for_wald) {
+  models.checkMissingModels(variables);
+  if (!for_wald) models.checkFactorModels(variables);
+  models.complete_phantoms();
+  if (defaults::reduce_models) models.reduce();
+  models.pair_variance_models();
+  models.fix_factor_scales();
+  models.fix_factor_means();
+  if (defaults::optimize_models) models.optimize();
+  if (defaults::sort_models) models.sort();
+  models.index();
+}
+
 }  // namespace
 
 statement_kind classify(const std::string& statement) {
@@ -44,39 +89,61 @@ statement_kind classify(const std::string& statement) {
   throw error("ERROR: Unable to parse line in MODEL command.\n       Problem command: " + statement);
 }
 
-ModelList _parse(std::vector<block::one_model> statements, VariableList& variables,
-                 const block::map& blocks) {
-  std::vector<statement_kind> kinds;
-  for (block::one_model& one : statements) {
-    one.statement = trim(one.statement);
-    kinds.push_back(classify(one.statement));
-  }
-  for (std::size_t i = 0; i < statements.size(); ++i) {
-    if (kinds[i] == statement_kind::definition)
-      not_available::refuse("A definition in the MODEL command (see '" + statements[i].statement + "')");
-    if (kinds[i] == statement_kind::loading)
-      not_available::refuse("A factor loading (see '" + statements[i].statement + "')");
-  }
+ModelList _parse(std::vector<block::one_model> statements, VariableList& variables, const block::map& blocks,
+                 bool for_wald) {
+  const kinds_of_statements all(std::move(statements));
   ModelList models(blocks);
-  for (std::size_t i = 0; i < statements.size(); ++i) {
-    if (kinds[i] == statement_kind::regression)
-      models.add_seq({arrow_to_tilde(statements[i].statement), statements[i].block}, variables);
-  }
-  for (std::size_t i = 0; i < statements.size(); ++i) {
-    if (kinds[i] == statement_kind::correlation) models.add_correlation(statements[i], variables);
-  }
-  if (defaults::reduce_models) models.reduce();
-  if (defaults::sort_models) models.sort();
+  variables.index();
+  all.each(statement_kind::definition,
+           [&](const block::one_model& one) { announce(one.statement, variables, *models.names); });
+  all.each(statement_kind::regression, [&](const block::one_model& one) {
+    models.add_seq({arrow_to_tilde(one.statement), one.block}, variables);
+  });
+  models.index();
+  if (!defaults::reduce_models) models.checkTransform();
+  all.each(statement_kind::loading, [&](const block::one_model& one) { models.add_loading(one, variables); });
+  all.each(statement_kind::correlation, [&](const block::one_model& one) {
+    if (for_wald)
+      throw error(
+          "ERROR: Cannot specify WALDTEST model differences with correlations.\n"
+          "       Specify tests via the 'parameter = value' specificaiton.");
+    models.add_correlation(one, variables);
+  });
+  assemble(models, variables, for_wald);
   return models;
 }
 
-ModelList parse(const std::vector<block::one_model>& statements, VariableList& variables,
-                const block::map& blocks) {
-  ModelList models = _parse(statements, variables, blocks);
+void complete(ModelList& models, const std::vector<block::one_model>& statements,
+              const VariableList& variables, const list_settings& settings) {
+  for (const std::string& statement : settings.parameters) {
+    if (holds(statement, "~")) models.add_parameter(statement);
+  }
+  for (const std::string& statement : settings.parameters) {
+    if (!holds(statement, "~")) models.add_computation(statement);
+  }
+  if (settings.heterogeneous) models.set_heterogeneous();
+  if (settings.weighted) {
+    for (Model& model : models) model.setWeights();
+  }
   models.warn_duplicates();
-  models.set_roles();
   models.define_parameters();
+  kinds_of_statements(statements).each(statement_kind::definition, [&](const block::one_model& one) {
+    models.add_define(one, variables);
+  });
+  models.index();
+  models.set_roles();
+}
+
+ModelList parse(const std::vector<block::one_model>& statements, VariableList& variables,
+                const block::map& blocks, const list_settings& settings) {
+  ModelList models = _parse(statements, variables, blocks);
+  complete(models, statements, variables, settings);
   return models;
+}
+
+ModelList parse_waldtest(const std::vector<block::one_model>& statements, VariableList& variables,
+                         const block::map& blocks) {
+  return _parse(statements, variables, blocks, true);
 }
 
 }  // namespace tovik::sem

@@ -16,10 +16,7 @@ struct term_key {
   std::string modifier;
 
   explicit term_key(const anyVariable& term)
-      : variable(term.variable.get()),
-        type(term.type),
-        level(term.level.get()),
-        modifier(term.modifier) {}
+      : variable(term.variable.get()), type(term.type), level(term.level.get()), modifier(term.modifier) {}
 
   bool operator==(const term_key& other) const {
     return variable == other.variable && type == other.type && level == other.level &&

@@ -1,0 +1,249 @@
+// What a list implies without saying it: equations of missing indicators and factors, and the values that
+// identify a factor's mean and scale.
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "data/variable_list.hpp"
+#include "evaluate/defines.hpp"
+#include "model/compute.hpp"
+#include "model/model_list.hpp"
+#include "support/text.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+namespace {
+
+using model::anyVariable;
+using model::combinationOfAnyVariable;
+
+void warn_intercept_only(const std::vector<std::string>& names) {
+  if (names.empty()) return;
+  std::string text =
+      "WARNING: Automatically specifying intercept only model for\n         the following variables:\n";
+  for (const std::string& name : names) text += "\n           '" + name + "'";
+  warning::buffer.push(text);
+}
+
+bool is_factor(const Model& model) {
+  return model.outcomes.size() == 1 && model.outcomes.front().type == model::type::variable &&
+         model.outcomes.front().variable->type == data::type::latent &&
+         model.link != model::link::log_variance;
+}
+
+/// An outcome that is data: neither a factor nor a phantom, a block or a parameter.
+bool is_manifest(const Model& model) {
+  const int kind = model.kind();
+  return kind != 7 && kind != 8 && kind != 9 && kind != 10 && kind != 11;
+}
+
+/// How often each label stands in the list, by lower-cased label. A label with one place is a free parameter
+/// with a name.
+std::unordered_map<std::string, unsigned> label_counts(const ModelList& models) {
+  std::unordered_map<std::string, unsigned> out;
+  for (const Model& model : models) {
+    for (const model::parameter& p : model.constraints()) {
+      if (p.has_label()) ++out[to_lower(p.label())];
+    }
+    for (const auto* list : {&model.fixed_compute, &model.random_compute}) {
+      for (const combinationOfAnyVariable& term : *list) {
+        for (const std::string& label : term.labels()) ++out[to_lower(label)];
+      }
+    }
+  }
+  return out;
+}
+
+/// Which equations hold each factor, as a predictor of any form.
+std::unordered_map<const data::variable*, std::vector<std::size_t>> factor_uses(const ModelList& models) {
+  std::unordered_map<const data::variable*, std::vector<std::size_t>> out;
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    const auto note = [&](const anyVariable& term) {
+      if (term.variable->type != data::type::latent) return;
+      auto& list = out[term.variable.get()];
+      if (list.empty() || list.back() != i) list.push_back(i);
+    };
+    if (models[i].is_multi()) continue;
+    for (const auto* list : {&models[i].fixed, &models[i].random}) {
+      for (const anyVariable& term : *list) note(term);
+    }
+    for (const auto* list : {&models[i].fixed_compute, &models[i].random_compute}) {
+      for (const combinationOfAnyVariable& term : *list) {
+        for (const anyVariable& used : term.all_variables()) note(used);
+      }
+    }
+  }
+  return out;
+}
+
+/// "v*f" and "f*v": the other variable of the product, or null for any other expression.
+const anyVariable* product_partner(const combinationOfAnyVariable& term, const data::variable& factor) {
+  const std::vector<std::string> pieces = split(term.statement, "*", false);
+  if (pieces.size() != 2 || term.variables.size() != 2) return nullptr;
+  for (const std::string& piece : pieces) {
+    const std::string name = trim(piece);
+    if (name.empty() || name.find_first_of(" ()+-/^,<>=!") != std::string::npos) return nullptr;
+  }
+  const std::size_t own = term.variables[0].variable.get() == &factor ? 0 : 1;
+  if (term.variables[own].variable.get() != &factor || term.variables[own].type != model::type::variable)
+    return nullptr;
+  return &term.variables[1 - own];
+}
+
+/// Whether an equation leaves the mean of a factor open: shifting the factor by a constant is made up for by
+/// free coefficients of the equation, so that its likelihood says nothing about the mean.
+class mean_check {
+ public:
+  explicit mean_check(const ModelList& models) : labels_(label_counts(models)) {}
+
+  bool compensates(const Model& model, const data::variable& factor) const {
+    for (const anyVariable& term : model.fixed) {
+      if (term.variable.get() != &factor) continue;
+      if (term.type != model::type::variable || !has_free_intercept(model)) return false;
+    }
+    for (const anyVariable& term : model.random) {
+      if (term.variable.get() == &factor && !random_intercept_beside(model, term)) return false;
+    }
+    for (const combinationOfAnyVariable& term : model.fixed_compute) {
+      if (!reads(term, factor)) continue;
+      const anyVariable* partner = product_partner(term, factor);
+      if (!partner || !has_free_slope(model, *partner)) return false;
+    }
+    return std::none_of(model.random_compute.begin(), model.random_compute.end(),
+                        [&](const combinationOfAnyVariable& term) { return reads(term, factor); });
+  }
+
+ private:
+  static bool reads(const combinationOfAnyVariable& term, const data::variable& factor) {
+    const auto used = term.all_variables();
+    return std::any_of(used.begin(), used.end(),
+                       [&](const anyVariable& v) { return v.variable.get() == &factor; });
+  }
+
+  bool is_free(const model::parameter& p) const {
+    if (!p.has_label()) return p.is_free();
+    const auto count = labels_.find(to_lower(p.label()));
+    return count != labels_.end() && count->second == 1;
+  }
+
+  bool has_free_intercept(const Model& model) const {
+    return model.has_fixed_intercept && !model.fixed.empty() && is_free(model.fixed.front().param);
+  }
+
+  bool has_free_slope(const Model& model, const anyVariable& wanted) const {
+    return std::any_of(model.fixed.begin(), model.fixed.end(),
+                       [&](const anyVariable& term) { return term == wanted && is_free(term.param); });
+  }
+
+  static bool random_intercept_beside(const Model& model, const anyVariable& slope) {
+    return std::any_of(model.random.begin(), model.random.end(), [&](const anyVariable& term) {
+      return term.is_intercept() && (!term.level || term.level == slope.level);
+    });
+  }
+
+  std::unordered_map<std::string, unsigned> labels_;
+};
+
+bool all_compensate(const ModelList& models, const std::vector<std::size_t>& uses, const mean_check& check,
+                    const data::variable& factor) {
+  return std::all_of(uses.begin(), uses.end(), [&](std::size_t i) {
+    return !is_manifest(models[i]) || check.compensates(models[i], factor);
+  });
+}
+
+/// True if some loading is drawn and none is tied to a value or a label.
+bool all_loadings_free(const ModelList& models, const std::vector<std::size_t>& uses,
+                       const data::variable& factor) {
+  bool any = false;
+  for (std::size_t i : uses) {
+    for (const anyVariable& term : models[i].fixed) {
+      if (term.variable.get() != &factor) continue;
+      if (!term.param.is_free()) return false;
+      any = true;
+    }
+    for (const combinationOfAnyVariable& term : models[i].fixed_compute) {
+      const auto used = term.all_variables();
+      const bool reads = std::any_of(used.begin(), used.end(),
+                                     [&](const anyVariable& v) { return v.variable.get() == &factor; });
+      if (!reads) continue;
+      if (!term.param.is_free()) return false;
+      any = true;
+    }
+  }
+  return any;
+}
+
+}  // namespace
+
+void ModelList::checkMissingModels(const VariableList& variables) {
+  std::vector<std::string> added;
+  for (const anyVariable& indicator : this->variables(model::type::missing, false)) {
+    anyVariable outcome = indicator;
+    outcome.level = nullptr;
+    outcome.modifier.clear();
+    if (find(outcome)) continue;
+    add_model({outcome.fullname_noModifer() + " ~ 1", block::predef::none}, variables);
+    back().fixed_intercept_given = false;
+    added.push_back(outcome.name());
+  }
+  warn_intercept_only(added);
+}
+
+void ModelList::checkFactorModels(const VariableList& variables) {
+  std::vector<std::string> added;
+  for (const auto& factor : variables.subset(data::type::latent)) {
+    anyVariable outcome;
+    outcome.variable = factor;
+    if (find(outcome)) continue;
+    add_model({factor->fullName + " ~ 1", block::predef::none}, variables);
+    back().fixed_intercept_given = false;
+    added.push_back(factor->name);
+  }
+  warn_intercept_only(added);
+}
+
+void ModelList::fix_factor_means() {
+  const auto uses = factor_uses(*this);
+  const mean_check check(*this);
+  std::unordered_set<const data::variable*> written;
+  for (const Model& model : *this) {
+    if (is_factor(model) && model.fixed_intercept_given)
+      written.insert(model.outcomes.front().variable.get());
+  }
+  for (Model& model : *this) {
+    if (!is_factor(model) || !model.has_fixed_intercept) continue;
+    const data::variable* factor = model.outcomes.front().variable.get();
+    if (written.count(factor) > 0) continue;
+    const auto own = uses.find(factor);
+    if (own == uses.end() || all_compensate(*this, own->second, check, *factor))
+      model.fixed.front().param = model::parameter::fixed_at(0.0);
+  }
+}
+
+void ModelList::fix_factor_scales() {
+  const auto uses = factor_uses(*this);
+  std::unordered_set<const data::variable*> settled;
+  for (const Model& model : *this) {
+    const bool scaled = model.link == model::link::scale || model.link == model::link::yjt_scale;
+    if (is_factor(model) && (!model.variance.is_free() || scaled))
+      settled.insert(model.outcomes.front().variable.get());
+  }
+  std::string list;
+  for (Model& model : *this) {
+    if (!is_factor(model)) continue;
+    const auto factor = model.outcomes.front().variable;
+    const auto own = uses.find(factor.get());
+    if (own == uses.end() || !all_loadings_free(*this, own->second, *factor)) continue;
+    if (!settled.insert(factor.get()).second) continue;
+    model.variance = model::parameter::fixed_at(1.0);
+    list += "\n           '" + factor->name + "'";
+  }
+  if (!list.empty())
+    warning::buffer.push(
+        "WARNING: All loadings and the residual variance are free for the\n"
+        "         following latent variables. The variance has been fixed to 1:\n" +
+        list);
+}
+
+}  // namespace tovik
