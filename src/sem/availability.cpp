@@ -6,6 +6,7 @@
 #include "model/model_list.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
+#include "support/text.hpp"
 
 namespace tovik::sem {
 
@@ -120,8 +121,9 @@ void check_available(VariableList const& variables, ModelList const& models) {
   if (!models.definitions.empty()) {
     not_available::refuse("A definition in the MODEL command ('" + models.definitions.front().first + "')");
   }
+  const auto labels = models.label_table();
   for (model::parameter const& p : models.constraints()) {
-    if (models.appearances(p) > 1)
+    if (labels.at(to_lower(p.label())).appearances > 1)
       not_available::refuse("A label that ties parameters together ('" + p.name() + "')");
   }
 }

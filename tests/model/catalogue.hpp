@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -11,6 +12,7 @@
 #include "model/defaults.hpp"
 #include "model/parse.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 #include "support/warning.hpp"
 
 namespace tovik::tests {
@@ -58,9 +60,28 @@ inline std::vector<block::one_model> statements(const std::vector<std::string>& 
   return out;
 }
 
+/// Takes out the latent factors that no statement names: each would get an equation of its own.
+inline void drop_unnamed_latents(VariableList& list, const std::vector<std::string>& texts) {
+  const std::string all = to_lower(join(texts, ";"));
+  auto& kept = list.variables;
+  const auto unnamed = [&](const auto& v) {
+    return v->type == data::type::latent && all.find(to_lower(v->fullName)) == std::string::npos;
+  };
+  kept.erase(std::remove_if(kept.begin(), kept.end(), unnamed), kept.end());
+  list.index();
+}
+
 /// The models of some statements on a catalogue, merged and sorted; without the checks of a whole run.
 inline ModelList models(VariableList& list, const std::vector<std::string>& texts) {
+  drop_unnamed_latents(list, texts);
   return sem::_parse(statements(texts), list, block::map());
+}
+
+/// The equations that statements with "~" give by themselves, in their order: nothing merged or implied.
+inline ModelList equations(const VariableList& list, const std::vector<std::string>& texts) {
+  ModelList out{block::map()};
+  for (const auto& one : statements(texts)) out.add_seq(one, list);
+  return out;
 }
 
 /// One model and the names it needs.
@@ -70,13 +91,14 @@ struct one_model {
   const Model& model;
 
   one_model(unsigned identifiers, const std::string& statement)
-      : list(catalogue(identifiers)), all(models(list, {statement})), model(all.at(0)) {}
+      : list(catalogue(identifiers)), all(equations(list, {statement})), model(all.at(0)) {}
   const Model* operator->() const { return &model; }
 };
 
 /// The text of the error that the statements of a run raise; "" for none.
 inline std::string failure(unsigned identifiers, const std::vector<std::string>& texts) {
   VariableList list = catalogue(identifiers);
+  drop_unnamed_latents(list, texts);
   try {
     sem::parse(statements(texts), list, block::map());
   } catch (const error& fault) {
