@@ -121,8 +121,7 @@ void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
 void Outcomes::check_rows(ModelList const& list, arma::Mat<double> const& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
     Model const& model = list[i];
-    const std::size_t names =
-        model.parameters().size() + model.standardized().size() + model.rsquare().size();
+    const std::size_t names = model.n_rows();
     const std::size_t values = models[i]->params(data).n_elem;
     if (names == values) continue;
     throw error_debug("Model '" + model.command() + "' has " + std::to_string(names) + " names for " +
