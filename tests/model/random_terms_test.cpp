@@ -30,11 +30,11 @@ TEST(RandomTerms, NoneForSingleLevelOutcomes) {
 TEST(RandomTerms, ZeroRemovesTheIntercept) {
   for (const char* text : {"y ~ x | 0", "y ~ x | 1@0", "y ~ x | Intercept@0"}) {
     const one_model m(2, text);
-    EXPECT_EQ(m->command(), "y ~ Intercept x") << text;
+    EXPECT_EQ(m->command(), "y ~ Intercept x | 0") << text;
     EXPECT_FALSE(m->has_random_intercept);
     EXPECT_EQ(m->n_re(), 0u);
   }
-  EXPECT_EQ(command(2, "y ~ x | 0 x"), "y ~ Intercept x | x");
+  EXPECT_EQ(command(2, "y ~ x | 0 x"), "y ~ Intercept x | 0 x");
 }
 
 TEST(RandomTerms, AnEmptyRandomPartIsTheDefault) {
@@ -136,16 +136,82 @@ TEST(RandomTerms, ChecksLevels) {
 }
 
 TEST(RandomTerms, RefusesBracketsWhereTheySelectNothing) {
-  EXPECT_EQ(failure(1, "y ~ x[school]"),
-            "ERROR: A level in brackets on a fixed term (see 'x[school]') is not available in this version.");
-  EXPECT_EQ(failure(1, "y ~ 1[school]"),
-            "ERROR: A level in brackets on a fixed term (see '1[school]') is not available in this version.");
-  EXPECT_EQ(
-      failure(1, "y[school] ~ x"),
-      "ERROR: A level in brackets on an outcome (see 'y[school] ~ x') is not available in this version.");
-  EXPECT_EQ(
-      failure(1, "y[school] z ~ x"),
-      "ERROR: A level in brackets on an outcome (see 'y[school] z ~ x') is not available in this version.");
+  const auto fixed = [](const std::string& term, const std::string& statement) {
+    return "ERROR: Cannot select a level for '" + term +
+           "'. Brackets select the level\n       of a random effect or of a latent mean.\n"
+           "       Problem Specificaiton: '" +
+           statement;
+  };
+  EXPECT_EQ(failure(1, "y ~ x[school]"), fixed("x[school]", "y ~ x[school]"));
+  EXPECT_EQ(failure(1, "y ~ Intercept[school]"), fixed("Intercept[school]", "y ~ Intercept[school]"));
+  EXPECT_EQ(failure(1, "y ~ 1[school]"), fixed("1[school]", "y ~ 1[school]"));
+  EXPECT_EQ(failure(1, "y ~ (x*z)[school]@b"), fixed("(x*z)[school]@b", "y ~ (x*z)[school]@b"));
+  EXPECT_EQ(failure(1, "y ~ ghost[school]"),
+            "ERROR: Variable \"ghost\" is a phantom variable.\n       Cannot have '[school]' attached to it.");
+  const std::string outcome =
+      "ERROR: The dependent variable is invalid. It must be a normal variable or a missing data indicator.";
+  EXPECT_EQ(failure(1, "y[school] ~ x"), outcome);
+  EXPECT_EQ(failure(1, "y[school] z ~ x"), outcome);
+}
+
+TEST(RandomTerms, AnUnfinishedBracketAsksForTheIdentifier) {
+  EXPECT_EQ(failure(1, "y ~ x | x[school"),
+            "ERROR: Variable 'x'is more than two-levels.\n"
+            "       Need to specify which random effect using brackets.\n"
+            "       For exmaple : 'x[ID]' for the level-2 random intercept.");
+}
+
+TEST(RandomTerms, ALabelOnATermAtTwoLevelsNamesTwoVariances) {
+  const auto twice = [](const std::string& label, const std::string& statement) {
+    return "ERROR: The random effect variance label '" + label +
+           "' cannot\n       be assigned to more than one parameter. \n       Problem model: " + statement;
+  };
+  EXPECT_EQ(failure(2, "y ~ x | x@s"), twice("s", "y ~ x | x@s"));
+  EXPECT_EQ(failure(2, "y ~ x | 1@s"), twice("s", "y ~ x | 1@s"));
+  EXPECT_EQ(failure(1, "y ~ g | g@s"), twice("s", "y ~ g | g@s"));
+  EXPECT_EQ(failure(2, "y ~ x | (x*z)@s"), twice("s", "y ~ x | (x*z)@s"));
+  EXPECT_EQ(failure(1, "y ~ x | x@s (x*z)@S"), twice("S", "y ~ x | x@s (x*z)@S"));
+  EXPECT_EQ(failure(2, "y ~ x | x[school]@s w@t"), "");
+}
+
+TEST(RandomTerms, ComputedTerms) {
+  const one_model m(1, "y ~ x | x (x*z)@s%2 (z*v)");
+  ASSERT_EQ(m->random_compute.size(), 2u);
+  EXPECT_TRUE(m->random_compute[0].is_random);
+  EXPECT_EQ(m->random_compute[1].text(), "(z*v)");
+  EXPECT_EQ(failure(1, "y ~ x | (x*z)@2"),
+            "ERROR: The random effect variance for '(x*z)@2' cannot\n       be fixed to a value.\n"
+            "       Problem model: y ~ x | (x*z)@2");
+  EXPECT_EQ(failure(1, "y ~ x | (v*v)"),
+            "ERROR: The random predictor \"v*v\" is single-level.\n"
+            "       Random predictors must at least have two-levels.");
+  EXPECT_EQ(failure(2, "w ~ 1 | (x*v)"),
+            "ERROR: The random predictor \"x\" is observed at a lower\n"
+            "       level than the outcome (w) it predicts.");
+  const std::string select =
+      "ERROR: Cannot select specific for random effects with computations.\n"
+      "       You must manually specify random effects via the LATENT command.\n       See '";
+  EXPECT_EQ(failure(1, texts{"y ~ x | d[school]", "d = x*z"}), select + "d[school]");
+  EXPECT_EQ(failure(1, "y ~ x | log(x)[school]@s"), select + "log(x)[school]@s");
+}
+
+TEST(RandomTerms, VarianceModelsHaveNone) {
+  const std::string text =
+      "ERROR: Cannot specify Random effects for variance models directly.\n"
+      "       Specify random effects using the LATENT command.\n"
+      "       Misspecified Model statement:\n         \"";
+  EXPECT_EQ(failure(1, texts{"y ~ x", "var(y) ~ x | x"}), text + "var(y) ~ x | x");
+  EXPECT_EQ(failure(0, texts{"y ~ x", "var(y) ~ x | 1"}), text + "var(y) ~ x | 1");
+  EXPECT_TRUE(one_model(1, "var(y) ~ x")->random.empty());
+  EXPECT_TRUE(one_model(1, "var(y) ~ x |")->random.empty());
+}
+
+TEST(RandomTerms, PhantomsAndNamedEffectsAsRandomPredictors) {
+  EXPECT_EQ(failure(1, "y ~ x | ghost"),
+            "ERROR: The random predictor \"ghost\" is a phantom variable.\n"
+            "       Phantom variables cannot have random effects.");
+  EXPECT_EQ(failure(1, "y ~ x | x$1"),
+            "ERROR: Variable \"x\" is not a phantom variable, but is being requested as one.");
 }
 
 }  // namespace

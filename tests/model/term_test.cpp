@@ -99,7 +99,7 @@ TEST(Term, RefusesWrongBrackets) {
   EXPECT_EQ(fault("x[]"), "ERROR: Cannot find identifier variable ''\n       referenced in 'x[]'.");
   EXPECT_EQ(fault("x[z]"),
             "ERROR: Variable 'z' is not an identifier variable.\n       Referenced in 'x[z]'.");
-  EXPECT_EQ(fault("x[school]y"), "ERROR: Cannot find variable \"xy\" in VARIABLE command.");
+  EXPECT_EQ(fault("x[school]y"), "ERROR: Cannot find variable \"x[school]y\" in VARIABLE command.");
 }
 
 TEST(Term, TellsMistakesInSuffixesApart) {
@@ -111,11 +111,6 @@ TEST(Term, TellsMistakesInSuffixesApart) {
   EXPECT_EQ(fault("x.latent"), "ERROR: Variable \"x\" must be ordinal to use latent propensity.");
   EXPECT_EQ(fault("v.mean"),
             "ERROR: Variable \"v\" does not have a latent mean       because it is single level.");
-  EXPECT_EQ(fault("x.mean"), "ERROR: The suffix \".mean\" (see 'x.mean') is not available in this version.");
-  EXPECT_EQ(fault("x.missing"),
-            "ERROR: The suffix \".missing\" (see 'x.missing') is not available in this version.");
-  EXPECT_EQ(fault("grade.latent"),
-            "ERROR: The suffix \".latent\" (see 'grade.latent') is not available in this version.");
 }
 
 TEST(Term, KnowsNamedRandomEffectsAndDefinedNames) {
@@ -132,7 +127,7 @@ TEST(Term, KnowsNamedRandomEffectsAndDefinedNames) {
                  "ERROR: Variable \"slope\" is a random effect.\n       Cannot have '.mean' attached to it.");
   }
   ModelList names;
-  names.names->define("d");
+  names.names->announce("d", "x*2");
   try {
     anyVariable::parse("d.mean", list, names.names.get(), false);
     FAIL();
@@ -144,10 +139,64 @@ TEST(Term, KnowsNamedRandomEffectsAndDefinedNames) {
   }
 }
 
-TEST(Term, ChecksPhantomLevels) {
-  EXPECT_EQ(fault("x$2"), "ERROR: A phantom variable's level (see 'x$2') is not available in this version.");
+TEST(Term, SuffixesSayWhatIsMeantOfTheVariable) {
+  EXPECT_EQ(term("x.mean").type, model::type::mean);
+  EXPECT_EQ(term("x.missing").type, model::type::missing);
+  EXPECT_EQ(term("grade.latent").type, model::type::latent);
+  EXPECT_EQ(term("X.mean@a").text(), "x.mean@a");
+  EXPECT_EQ(term("x.mean[district]").level->name, "district");
+  EXPECT_EQ(term("x.mean[district]").text(), "x.mean[district]");
+  EXPECT_EQ(term("eta.mean").type, model::type::mean);
+  EXPECT_EQ(term("x.missing", 2, true).type, model::type::missing);
+}
+
+TEST(Term, AColumnMayHaveANameThatLooksLikeASuffix) {
+  VariableList list = catalogue(1);
+  list.variables.push_back(std::make_shared<data::variable>("x.mean", data::type::continuous, 90, 1));
+  const anyVariable t = anyVariable::parse("x.mean", list, nullptr, false);
+  EXPECT_EQ(t.type, model::type::variable);
+  EXPECT_EQ(t.variable->column, 90u);
+}
+
+TEST(Term, SuffixesNeedAVariableThatHasThem) {
+  const auto cannot = [](const std::string& name, const std::string& kind, const std::string& suffix) {
+    return "ERROR: Variable \"" + name + "\" is " + kind + ".\n       Cannot have '" + suffix +
+           "' attached to it.";
+  };
+  EXPECT_EQ(fault("school.mean"), cannot("school", "an identifier variable", ".mean"));
+  EXPECT_EQ(fault("1.missing"), cannot("1", "the intercept", ".missing"));
+  EXPECT_EQ(fault("weight.missing"), cannot("weight", "a sampling weight", ".missing"));
+  EXPECT_EQ(fault("ghost.mean"), cannot("ghost", "a phantom variable", ".mean"));
+  EXPECT_EQ(fault("eta.missing"), cannot("eta", "a latent variable", ".missing"));
+  EXPECT_EQ(fault("g.2.mean"), cannot("g.2", "a dummy code", ".mean"));
+  EXPECT_EQ(fault("x.mean[school"), fault("x.mean[school"));
+  EXPECT_EQ(fault("w.mean[school]"), "ERROR: Invalid level selection. Mispecificaiton in 'w.mean[school]'");
+}
+
+TEST(Term, LevelsMayBeNumbered) {
+  const anyVariable residual = term("x$1");
+  EXPECT_TRUE(residual.is_numbered);
+  EXPECT_FALSE(residual.level);
+  EXPECT_EQ(term("x$2").level->name, "school");
+  EXPECT_EQ(term("x$3").level->name, "district");
+  EXPECT_EQ(term("x$3@a").modifier, "district");
+  EXPECT_FALSE(term("w$2").level);
+  EXPECT_EQ(term("ghost$1").type, model::type::phantom);
+  for (const char* text : {"x$0", "x$4", "x$99999999999999999999", "w$1", "ghost$2", "x$2[school]"})
+    EXPECT_EQ(fault(text), "ERROR: Invalid level selection. Mispecificaiton in '" + std::string(text) + "'");
+  for (const char* text : {"x$a", "x$", "x$1a", "x$-1"})
+    EXPECT_EQ(fault(text), "ERROR: Could not parse level for '" + std::string(text) + "'");
   EXPECT_EQ(fault("nobody$2"), "ERROR: Cannot find variable \"nobody\" in VARIABLE command.");
-  EXPECT_EQ(fault("x$a"), "ERROR: Cannot find variable \"x$a\" in VARIABLE command.");
+  EXPECT_EQ(fault("$2"), "ERROR: Cannot find variable \"$2\" in VARIABLE command.");
+  EXPECT_EQ(fault("x.missing$2"), "ERROR: Misspecification with \"missing\" suffix: \"x.missing$2\"");
+  EXPECT_EQ(fault("grade.latent$1"), "ERROR: Misspecification with \"latent\" suffix: \"grade.latent$1\"");
+}
+
+TEST(Term, OnlyPhantomsArePredictorsByNumberedLevel) {
+  const std::string text = "ERROR: Variable \"x\" is not a phantom variable, but is being requested as one.";
+  for (const char* statement : {"y ~ x$1", "y ~ x$2@a", "x$1 ~ y", "y ~ (z*x$2)"})
+    EXPECT_EQ(failure(2, statement), text) << statement;
+  EXPECT_EQ(one_model(2, "y ~ ghost$1")->phantoms.size(), 1u);
 }
 
 TEST(Term, ChecksOutcomes) {
@@ -157,6 +206,10 @@ TEST(Term, ChecksOutcomes) {
   EXPECT_EQ(
       fault("weight", true),
       "ERROR: The dependent variable is invalid. It must be a normal variable or a missing data indicator.");
+  for (const char* text : {"x.mean", "grade.latent", "x[school]"})
+    EXPECT_EQ(fault(text, true),
+              "ERROR: The dependent variable is invalid. It must be a normal variable or a missing data "
+              "indicator.");
   EXPECT_EQ(fault("held", true), "ERROR: Dependent Variable \"held\" cannot be fixed.");
   EXPECT_EQ(fault("held"), "");
   EXPECT_EQ(fault("y", true), "");
@@ -189,8 +242,9 @@ TEST(Compute, KnowsExpressionsAndTheirNames) {
   EXPECT_FALSE(model::is_compute("a.b_c", nullptr));
   EXPECT_EQ(model::expression_names("log(a) + 2*b^a - _pi"), (texts{"a", "b", "a"}));
   EXPECT_TRUE(model::is_transformation("log(a + 1)"));
+  EXPECT_TRUE(model::is_transformation("a*A"));
   for (const char* text :
-       {"a + b", "a + a", "log(1)", "abs(a)", "vec(a)", "lag1(a, s)", "log(a)@b", "ismissing(a)"})
+       {"a + b", "log(1)", "abs(a)", "vec(a)", "lag1(a, s)", "log(a)@b", "ismissing(a)"})
     EXPECT_FALSE(model::is_transformation(text)) << text;
   for (const char* text : {"ismissing", "missing", "uniform", "normal", "lag1"})
     EXPECT_FALSE(model::check_eval(text));
