@@ -13,6 +13,7 @@
 #include "support/block.hpp"
 #include "support/not_available.hpp"
 #include "support/text.hpp"
+#include "support/wrapped.hpp"
 
 namespace tovik {
 
@@ -64,9 +65,43 @@ void print_rsquare(const Table& table, const Model& model, estimates& values) {
   for (const std::string& label : labels) table.by_row(label.substr(4), values.next(), Table::tests::blank);
 }
 
+/// All terms of the right side, those inside computed terms too.
+std::vector<model::anyVariable> predictors(const Model& model) {
+  std::vector<model::anyVariable> out = model.fixed;
+  out.insert(out.end(), model.random.begin(), model.random.end());
+  for (const auto* terms : {&model.fixed_compute, &model.random_compute}) {
+    for (const model::combinationOfAnyVariable& term : *terms) {
+      out.insert(out.end(), term.variables.begin(), term.variables.end());
+    }
+  }
+  return out;
+}
+
+/// The predictors that are centred in this way, each once.
+std::vector<std::string> centered_names(const Model& model, data::center kind) {
+  std::vector<std::string> names;
+  for (const model::anyVariable& term : predictors(model)) {
+    const bool mean = term.type == model::type::mean;
+    if ((mean ? term.variable->centeredMeans() : term.variable->centered()) != kind) continue;
+    const std::string name = term.name();
+    if (std::find(names.begin(), names.end(), name) == names.end()) names.push_back(name);
+  }
+  return names;
+}
+
+void print_centering(std::FILE* stream, const Model& model) {
+  constexpr std::size_t width = 65;
+  const std::vector<std::string> grand = centered_names(model, data::center::grand);
+  const std::vector<std::string> group = centered_names(model, data::center::cluster);
+  if (!grand.empty()) std::fprintf(stream, "Grand Mean Centered:%s\n", wrapped(grand, 20, width).c_str());
+  if (!group.empty()) std::fprintf(stream, "Group Mean Centered:%s\n", wrapped(group, 20, width).c_str());
+  if (!grand.empty() || !group.empty()) std::fputs("\n", stream);
+}
+
 void print_model(std::FILE* stream, const Model& model, const std::vector<std::string>& columns,
                  estimates& values) {
   std::fprintf(stream, "\n%s\n\n", model_title(model).c_str());
+  print_centering(stream, model);
   const Table table(stream, columns);
   table.heading();
   if (!values.empty()) {
