@@ -166,9 +166,10 @@ class node {
   const node* invert(std::unique_ptr<node>& result, const node* target) const;
   const node* compute_inverse(const std::string& token, std::unique_ptr<node>& result,
                               const node* target) const;
-  bool expand(const node* target, int& budget);
-  bool expand_product(const node* target, int& budget);
-  void turn_quotient(const node* target);
+  struct expansion;
+  bool expand(expansion& state);
+  bool expand_product(expansion& state);
+  void turn_quotient(const expansion& state);
   node* _distribute_plus(const node* target);
   void replace_target(const node& target, double value);
   void replace_operands(const node& old, const node& with);

@@ -1,4 +1,6 @@
+#include <unordered_set>
 #include <utility>
+#include <vector>
 
 #include "evaluate/build.hpp"
 #include "evaluate/error.hpp"
@@ -11,8 +13,6 @@ namespace tovik::evaluate {
 
 namespace {
 
-const std::vector<operations> products = {operations::multiply};
-
 void require_reference(const node& target) {
   if (!target.is_reference()) throw error_debug("Can only check for data or variables.");
 }
@@ -23,42 +23,77 @@ int size(const node* n) {
   return 1 + size(n->left) + size(n->right);
 }
 
-/// The target occurs once, below products only.
-bool is_product(const node& tree, const node* target) {
-  return tree.count(target) == 1 && tree.all(products, target);
+/// Appends the nodes from `at` down to the target, in one pass. The first occurrence is taken.
+bool find_path(const node* at, const node* target, std::vector<const node*>& path) {
+  if (!at || at->is_literal()) return false;
+  path.push_back(at);
+  if (compare(at, target)) return true;
+  if (!at->is_reference() && (find_path(at->left, target, path) || find_path(at->right, target, path)))
+    return true;
+  path.pop_back();
+  return false;
 }
 
-/// The product with the target, reached through sums; null when something else stands between.
+/// The product with the only occurrence of the target, reached through sums; null when the target occurs more
+/// than once or something else stands between.
 const node* find_product(const node& tree, const node* target) {
-  const node* at = &tree;
-  while (at->op == operations::plus) at = at->left->has(target) ? at->left : at->right;
-  return is_product(*at, target) ? at : nullptr;
+  std::vector<const node*> path;
+  if (tree.count(target) != 1 || !find_path(&tree, target, path)) return nullptr;
+  std::size_t at = 0;
+  while (path[at]->op == operations::plus) ++at;
+  for (std::size_t below = at; below + 1 < path.size(); ++below) {
+    if (path[below]->op != operations::multiply) return nullptr;
+  }
+  return path[at];
 }
 
 }  // namespace
+
+/// What multiplying out one tree knows and may still spend.
+struct node::expansion {
+  /// The nodes that hold the target. Searching for it anew at each step would cost the square of the tree.
+  std::unordered_set<const node*> holders;
+  /// New nodes that may still be made.
+  int budget;
+
+  bool holds(const node* n) const { return holders.count(n) > 0; }
+  bool find_holders(const node* n, const node* target);
+};
+
+bool node::expansion::find_holders(const node* n, const node* target) {
+  if (!n || n->is_literal()) return false;
+  bool found = compare(n, target);
+  if (!n->is_reference()) {
+    found = find_holders(n->left, target);
+    found = find_holders(n->right, target) || found;
+  }
+  if (found) holders.insert(n);
+  return found;
+}
 
 node* node::expand_multi(const node* target) {
   require_reference(*target);
   const node wanted(*target);  // the target may be a leaf of this tree
   auto original = make_copy(this);
-  int budget = max_nodes - size(this);
-  if (!expand(&wanted, budget) || depth() > static_cast<unsigned>(max_depth)) become(original.release());
+  expansion state{{}, max_nodes - size(this)};
+  state.find_holders(this, &wanted);
+  if (!expand(state) || depth() > static_cast<unsigned>(max_depth)) become(original.release());
   return this;
 }
 
 /// Operands first. Only what holds the target is touched: products of sums without it would grow without
 /// need.
-bool node::expand(const node* target, int& budget) {
-  if (is_literal() || is_reference() || !has(target)) return true;
-  if (left && !left->expand(target, budget)) return false;
-  if (right && !right->expand(target, budget)) return false;
-  if (op == operations::divide) turn_quotient(target);
-  return op != operations::multiply || expand_product(target, budget);
+bool node::expand(expansion& state) {
+  if (is_literal() || is_reference() || !state.holds(this)) return true;
+  if (left && !left->expand(state)) return false;
+  if (right && !right->expand(state)) return false;
+  if (op == operations::divide) turn_quotient(state);
+  return op != operations::multiply || expand_product(state);
 }
 
 /// n / d becomes (1 / d) * n when only n holds the target.
-void node::turn_quotient(const node* target) {
-  if (!left->has(target) || right->has(target)) return;
+void node::turn_quotient(const expansion& state) {
+  if (!state.holds(left) || state.holds(right)) return;
   std::unique_ptr<node> numerator(std::exchange(left, nullptr)), denominator(std::exchange(right, nullptr));
   left = make_node("/", make_literal(1.0), std::move(denominator)).release();
   right = numerator.release();
@@ -68,33 +103,37 @@ void node::turn_quotient(const node* target) {
 
 /// (a + b) * c becomes a * c + b * c when only the sum holds the target, and the products so made follow.
 /// False when the budget of new nodes is spent.
-bool node::expand_product(const node* target, int& budget) {
+bool node::expand_product(expansion& state) {
   if (op != operations::multiply) return true;
-  const bool in_left = left->has(target);
-  if (in_left == right->has(target)) return true;
+  const bool in_left = state.holds(left);
+  if (in_left == state.holds(right)) return true;
   node* sum = in_left ? left : right;
   if (sum->op != operations::plus && sum->op != operations::minus) return true;
-  budget -= 1 + size(in_left ? right : left);
-  if (budget < 0) return false;
+  state.budget -= 1 + size(in_left ? right : left);
+  if (state.budget < 0) return false;
 
   std::unique_ptr<node> factor(std::exchange(in_left ? right : left, nullptr));
   std::unique_ptr<node> owner(std::exchange(in_left ? left : right, nullptr));
   std::unique_ptr<node> a(std::exchange(sum->left, nullptr));
   std::unique_ptr<node> b(std::exchange(sum->right, nullptr));
+  const bool in_a = state.holds(a.get()), in_b = state.holds(b.get());
   auto twin = make_copy(factor.get());
+  const auto product = [&](std::unique_ptr<node> addend, std::unique_ptr<node> other) {
+    if (!in_left) std::swap(addend, other);
+    return make_node("*", std::move(addend), std::move(other)).release();
+  };
   op = sum->op;
-  left = (in_left ? make_node("*", std::move(a), std::move(factor))
-                  : make_node("*", std::move(factor), std::move(a)))
-             .release();
-  right = (in_left ? make_node("*", std::move(b), std::move(twin))
-                   : make_node("*", std::move(twin), std::move(b)))
-              .release();
+  left = product(std::move(a), std::move(factor));
+  right = product(std::move(b), std::move(twin));
   set_shape();
-  return left->expand_product(target, budget) && right->expand_product(target, budget);
+  state.holders.erase(sum);  // its address may serve a new node
+  if (in_a) state.holders.insert(left);
+  if (in_b) state.holders.insert(right);
+  return left->expand_product(state) && right->expand_product(state);
 }
 
 bool node::check_distribute_plus(const node* target) const {
-  return target && target->is_reference() && count(target) == 1 && find_product(*this, target);
+  return target && target->is_reference() && find_product(*this, target);
 }
 
 node* node::distribute_plus(const node* target) {
@@ -126,7 +165,6 @@ node* node::_distribute_plus(const node* target) {
 
 node* node::factor_out(const node* target) {
   require_reference(*target);
-  if (count(target) != 1) return nullptr;
   node* product = const_cast<node*>(find_product(*this, target));
   if (!product) return nullptr;
   auto out = make_literal(0.0);
@@ -143,7 +181,7 @@ node* node::remove(const node& target) {
   } else if (!has(&wanted)) {
     become_literal(0.0);
   } else {
-    replace_target(wanted, is_product(*this, &wanted) ? 1.0 : 0.0);
+    replace_target(wanted, find_product(*this, &wanted) == this ? 1.0 : 0.0);
     update_layout();
     optimize();
   }

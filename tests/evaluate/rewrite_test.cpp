@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cmath>
 #include <vector>
 
@@ -97,6 +98,23 @@ TEST(ExpandMulti, StaysWithinTheLimitsOfATree) {
   if (!nested->check_distribute_plus(make("x").get())) {
     EXPECT_TRUE(*nested == *same);
   }
+}
+
+TEST(ExpandMulti, FindsATargetAtTheEndOfALongTreeInTime) {
+  // 300 products over 300 sums: searching for the target anew at every step would take minutes.
+  const auto tower = [](int n) {
+    return repeated("y*(", n) + repeated("y+(", n) + "x" + repeated(")", 2 * n);
+  };
+  const tree x = make("x"), t = make(tower(300));
+  const arma::mat point = {{2.0, 0.999, 1.0}};
+  const double before = t->eval(point)[0];
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(t->expand_multi(x.get())->distribute_plus(x.get()));
+  const tree product(t->factor_out(x.get()));
+  product->remove(*x);
+  const std::chrono::duration<double> seconds = std::chrono::steady_clock::now() - start;
+  EXPECT_LT(seconds.count(), 20.0);
+  EXPECT_NEAR(product->eval(point)[0] * 2.0 + t->eval(point)[0], before, 1e-9 * before);
 }
 
 TEST(DistributePlus, TestsWhetherItCanWork) {
