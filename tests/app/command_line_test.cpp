@@ -106,7 +106,9 @@ TEST_F(CommandLine, UnknownOptionsAreNamed) {
   EXPECT_EQ(error_of({"-c", "nonsense"}), "ERROR: Unrecognized OUTPUT option: 'nonsense'");
 }
 
-TEST_F(CommandLine, AnOptionWithoutItsValueIsRefused) { EXPECT_THROW(parse({"--seed"}), std::logic_error); }
+TEST_F(CommandLine, AnOptionWithoutItsValueIsRefused) {
+  EXPECT_THROW(parse({"--seed"}), std::logic_error);
+}
 
 TEST_F(CommandLine, ColumnsAddUp) {
   parse({"-c", "mean", "--COL", "psr"});
@@ -118,6 +120,46 @@ TEST_F(CommandLine, AReportThatCannotBeOpenedLeavesStandardOutput) {
   EXPECT_EQ(Application::fp, stdout);
   EXPECT_FALSE(Application::print_iterations);
   Application::print_iterations = true;
+}
+
+TEST_F(CommandLine, SeedAndDataOverrideTheirCommands) {
+  parse({"--SEED", "7", "-D", "other.csv"});
+  EXPECT_EQ(InputFile::globalSeed, 7u);
+  EXPECT_EQ(InputFile::dataPath, "other.csv");
+  EXPECT_EQ(warnings(),
+            "  WARNING: Overriding SEED command in input.\n"
+            "  WARNING: Overriding DATA command in input.\n\n");
+  parse({"-d", "one.csv", "--data", "two.csv"});
+  EXPECT_EQ(InputFile::dataPath, "two.csv");
+  InputFile::dataPath.clear();
+}
+
+TEST_F(CommandLine, OptionsOfTheReportPushNoWarning) {
+  parse({"--traceplot", "folder", "--truncate", "20", "-c", "mean"});
+  EXPECT_EQ(Application::traceplotPath, "folder");
+  EXPECT_TRUE(tovik::warning::buffer.empty());
+}
+
+TEST_F(CommandLine, ExactWordsHaveOneSpelling) {
+  for (const char* option : {"--Output", "--TRACEPLOT", "--TRUNCATE", "-O2", "--stack", "seed", "", "-"}) {
+    EXPECT_EQ(error_of({option, "x"}), "ERROR: Invalid command line argument: '" + std::string(option) + "'");
+  }
+}
+
+TEST_F(CommandLine, NumbersAreUnsignedOf32Bits) {
+  for (const char* value : {"4294967296", "1e3", "1e400", "-1", "1.5", "", "99999999999999999999"}) {
+    EXPECT_EQ(error_of({"-s", value}), "ERROR: SEED is not a positive integer.") << value;
+    EXPECT_EQ(error_of({"--truncate", value}), "ERROR: Variable Truncation length is not a positive integer.")
+        << value;
+  }
+}
+
+TEST_F(CommandLine, PathsAreTakenAsTheyStand) {
+  parse({"--stacked", "imp*.csv", "--separate", "one.csv", "--psr", "", "--burn", "a b.csv"});
+  EXPECT_EQ(InputFile::impPathStacked, "imp*.csv");
+  EXPECT_EQ(InputFile::impPathSeparate, "one.csv");
+  EXPECT_EQ(InputFile::psrPath, "");
+  EXPECT_EQ(InputFile::burnPath, "a b.csv");
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
 #include "command_file.hpp"
+#include "support/text.hpp"
 
 namespace tovik::tests {
 namespace {
@@ -193,6 +194,52 @@ TEST_F(Options, CommandLinePathsWinOnlyWhereTheTableSaysSo) {
 TEST_F(Options, CorrelationsCanBeAskedForAgain) {
   add("OPTIONS: disable_corrs RESID_CORRS;");
   EXPECT_TRUE(chain_info::compute_corrs);
+}
+
+TEST_F(Options, OutputKnowsItsWordsInAnyCase) {
+  for (const char* word : {"default",
+                           "default_mean",
+                           "default_median",
+                           "default_testing",
+                           "Mean",
+                           "Median",
+                           "MADSD",
+                           "MAD_SD",
+                           "MAD",
+                           "StdDev",
+                           "sd",
+                           "VARIANCE",
+                           "VAR",
+                           "q99",
+                           "quant99",
+                           "q95",
+                           "quant95",
+                           "q50",
+                           "quant50",
+                           "quantiles",
+                           "quantile",
+                           "quant",
+                           "psr",
+                           "rhat",
+                           "psrf",
+                           "n_eff",
+                           "ess",
+                           "neff",
+                           "mcmcse",
+                           "mcmc_se",
+                           "wald",
+                           "chisq",
+                           "waldstat",
+                           "pvalue",
+                           "p-value"}) {
+    for (const std::string& spelled : {std::string(word), to_upper(word), to_lower(word)}) {
+      Summary::cols.clear();
+      EXPECT_EQ(add_fault("OUTPUT: " + spelled), "") << spelled;
+      EXPECT_FALSE(Summary::cols.empty()) << spelled;
+    }
+  }
+  EXPECT_EQ(add_fault("output: OUTPUT: mean"), "");
+  EXPECT_EQ(add_fault("OUTPUT: mean, sd"), "ERROR: Unrecognized OUTPUT option: 'mean,'");
 }
 
 }  // namespace
