@@ -1,5 +1,6 @@
 #include "sem/outcome.hpp"
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
@@ -42,6 +43,40 @@ Outcome::Outcome(Estimator const* estimator_, data::type const& type_, arma::Col
     throw error_debug("The random effects do not match the levels.");
   n_params_ = n_coefficients() + 1;
   for (unsigned L = 0; L < n_levels; ++L) n_params_ += n_random(L) * (n_random(L) + 1) / 2;
+}
+
+void Outcome::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
+                              arma::Col<arma::uword> const& units, double* out) const {
+  arma::Col<double> const all = logLiklihood(data, at_level);
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += all(units(k));
+}
+
+namespace {
+
+template <class Test>
+bool any_computed(Outcome const& model, Test test) {
+  if (std::any_of(model.x_compute.begin(), model.x_compute.end(), test)) return true;
+  return std::any_of(model.z_compute.begin(), model.z_compute.end(), [&](std::vector<compute> const& level) {
+    return std::any_of(level.begin(), level.end(), test);
+  });
+}
+
+bool holds(arma::Col<arma::uword> const& columns, arma::uword column) {
+  return std::find(columns.begin(), columns.end(), column) != columns.end();
+}
+
+}  // namespace
+
+bool Outcome::reads(arma::uword column) const {
+  if (holds(x, column)) return true;
+  for (auto const* lists : {&z, &phantoms})
+    for (arma::Col<arma::uword> const& columns : *lists)
+      if (holds(columns, column)) return true;
+  return any_computed(*this, [&](compute const& term) { return term.reads(column); });
+}
+
+bool Outcome::couples(arma::uword column) const {
+  return any_computed(*this, [&](compute const& term) { return term.couples_rows() && term.reads(column); });
 }
 
 }  // namespace tovik::sem::estimator

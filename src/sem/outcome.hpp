@@ -59,6 +59,10 @@ class Outcome {
 
   /// Log likelihood of each unit of `level`, which is not below the model's own.
   virtual arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const = 0;
+  /// Adds to out[k] the log likelihood of the k-th of the given units (ascending) of `level`; passes over no
+  /// others where it can.
+  virtual void addLogLiklihood(arma::Mat<double> const& data, int const& level,
+                               arma::Col<arma::uword> const& units, double* out) const;
   /// Random effects integrated out: one value per cluster of the highest level (per row without levels).
   virtual arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const = 0;
   /// Sum of logLiklihood(data, level) at the own level.
@@ -123,6 +127,11 @@ class Outcome {
   /// Random-effect columns of the L-th level above.
   arma::uword n_random(unsigned L) const { return z[L].n_elem + z_compute[L].size(); }
   arma::uword n_coefficients() const { return x.n_elem + x_compute.size(); }
+  /// True if a predictor, random-effect covariate or phantom of this model reads the column of the working
+  /// matrix, directly or inside an expression.
+  bool reads(arma::uword column) const;
+  /// True if such an expression makes the prediction of one unit depend on other units' values of the column.
+  bool couples(arma::uword column) const;
 
   Random* rng;
   Estimator const* estimator;

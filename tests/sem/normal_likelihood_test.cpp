@@ -43,7 +43,8 @@ arma::Mat<double> dense_covariance(World const& world, normal_setup const& setup
     auto const& ids = *setup.cluster.row_cluster[L];
     for (arma::uword i = 0; i < n; ++i)
       for (arma::uword j = 0; j < n; ++j)
-        if (Z.n_cols > 0 && ids(i) == ids(j)) V(i, j) += arma::as_scalar(Z.row(i) * model.Sigma[L] * Z.row(j).t());
+        if (Z.n_cols > 0 && ids(i) == ids(j))
+          V(i, j) += arma::as_scalar(Z.row(i) * model.Sigma[L] * Z.row(j).t());
   }
   return V;
 }
@@ -181,6 +182,53 @@ TEST(NormalLikelihood, NoneBelowTheOutcome) {
   Normal const model(&estimator, world.setup(1, {0}));
   EXPECT_THROW(model.logLiklihood(world.data, 0), error_debug);
   EXPECT_THROW(model.logLiklihood(world.data, 3), error_debug);
+}
+
+/// Some units of the level, as the whole column has them.
+void expect_parts(Normal const& model, arma::Mat<double> const& data, int level) {
+  arma::Col<double> const all = model.logLiklihood(data, level);
+  arma::Col<arma::uword> const units = {0, all.n_elem / 2, all.n_elem - 1};
+  arma::Col<double> some(units.n_elem, arma::fill::zeros);
+  model.addLogLiklihood(data, level, units, some.memptr());
+  for (arma::uword k = 0; k < units.n_elem; ++k)
+    EXPECT_NEAR(some(k), all(units(k)), 1e-10) << "level " << level;
+}
+
+TEST(NormalLikelihood, OfSomeUnitsIsThatOfAllUnits) {
+  World world(3, unbalanced, 49);
+  for (unsigned level = 0; level < 2; ++level) {
+    simulate_outcome(world, level, 1.0, 49);
+    normal_setup setup = world.setup(level, {0, 3});
+    setup.z[0] = {0, 5};
+    setup.icept[0] = 1;
+    setup.x_compute = {computed("#DATA(2)*#DATA(3)"), computed("#DATA(2)-mean(#DATA(2))")};
+    setup.mutable_columns.assign(world.data.n_cols, false);
+    setup.mutable_columns[2] = true;
+    LoneEstimator estimator(12);
+    Normal model(&estimator, setup);
+    for (int scan = 0; scan < 2; ++scan) {
+      if (scan > 0) model.draw(world.data);
+      for (int above = 0; above <= static_cast<int>(setup.cluster.n_levels()); ++above)
+        expect_parts(model, world.data, static_cast<int>(level) + above);
+    }
+  }
+}
+
+TEST(Outcome, TellsWhichColumnsItReads) {
+  World world(2, unbalanced, 50);
+  simulate_outcome(world, 0, 1.0, 50);
+  normal_setup setup = world.setup(0, {0});
+  setup.z[0] = {0, 2};
+  setup.icept = {1};
+  setup.x_compute = {computed("#DATA(3)*2"), computed("#DATA(4)-mean(#DATA(4))")};
+  LoneEstimator estimator(13);
+  Normal const model(&estimator, setup);
+  EXPECT_TRUE(model.reads(2));
+  EXPECT_TRUE(model.reads(3));
+  EXPECT_TRUE(model.reads(4));
+  EXPECT_FALSE(model.reads(1));
+  EXPECT_FALSE(model.couples(3));
+  EXPECT_TRUE(model.couples(4));
 }
 
 }  // namespace

@@ -81,11 +81,27 @@ TEST(Weights, SumWithinClusters) {
 TEST(Likelihood, SumsItsContributions) {
   likelihood list;
   EXPECT_TRUE(list.logLiklihood({}, 0).is_empty());
-  list.push_back([](arma::Mat<double> const& data, int const&) { return arma::Col<double>(data.col(0)); });
-  list.push_back(
-      [](arma::Mat<double> const& data, int const& level) { return arma::Col<double>(data.col(0) * level); });
+  int first = 0, second = 0;  // stand for two models
+  list.add_once(
+      {&first, [](arma::Mat<double> const& data, int const&) { return arma::Col<double>(data.col(0)); }});
+  list.add_once({&second, [](arma::Mat<double> const& data, int const& level) {
+                   return arma::Col<double>(data.col(0) * level);
+                 }});
   arma::Mat<double> const data = arma::Col<double>{1.0, 2.0};
   EXPECT_EQ(list.logLiklihood(data, 3)(1), 8.0);
+  arma::Col<double> some;
+  list.logLiklihood(data, 3, {1}, some);
+  ASSERT_EQ(some.n_elem, 1U);
+  EXPECT_EQ(some(0), 8.0);
+}
+
+TEST(Likelihood, HoldsEachSourceOnce) {
+  likelihood list;
+  int model = 0;
+  for (int i = 0; i < 2; ++i)
+    list.add_once(
+        {&model, [](arma::Mat<double> const& data, int const&) { return arma::Col<double>(data.col(0)); }});
+  EXPECT_EQ(list.size(), 1U);
 }
 
 TEST(Transform, ReturnsItsArgumentWithoutExpressions) {

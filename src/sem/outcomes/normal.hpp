@@ -49,6 +49,8 @@ class Normal : public virtual estimator::Outcome {
   arma::Col<double> postDraw(arma::Mat<double> const& data) const override;
   arma::Col<double> params(arma::Mat<double> const& data) const override;
   arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const override;
+  void addLogLiklihood(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+                       double* out) const override;
   arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
   double logLiklihood(arma::Mat<double> const& data) const override;
   void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) override;
@@ -129,6 +131,8 @@ class Normal : public virtual estimator::Outcome {
   void subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const;
   void subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const;
   arma::Col<double> cluster_log_likelihood() const;
+  void residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
+                    arma::Col<double>& r) const;
   arma::Mat<double> at_rows(arma::Mat<double> const& units) const;
 
   std::unique_ptr<estimator::likelihood> ll;
@@ -137,6 +141,11 @@ class Normal : public virtual estimator::Outcome {
   std::unique_ptr<scan::scan> scan_;
   std::vector<scan::covariance_step> covariance_;  ///< per level
   scan::shares shares_;
+  struct part_scratch {
+    arma::Col<arma::uword> units;
+    arma::Col<double> r, column;
+  };
+  mutable part_scratch part_;  ///< of addLogLiklihood; a chain is one thread
 };
 
 }  // namespace tovik::sem

@@ -127,6 +127,60 @@ arma::Col<double> Normal::logLiklihood(arma::Mat<double> const& data, int const&
   return compute_logLiklihood(data, at_level);
 }
 
+/// y - Xb - Zu at some units of the outcome.
+void Normal::residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
+                          arma::Col<double>& r) const {
+  arma::uword const n = units.n_elem;
+  r.set_size(n);
+  double const* column = data.colptr(y(0));
+  for (arma::uword i = 0; i < n; ++i) r(i) = column[level == 0 ? units(i) : (*cluster.own_rows[0])(units(i))];
+  part_.column.set_size(n);
+  double* term = part_.column.memptr();
+  auto const& design = scan_->terms().terms;
+  for (arma::uword j = 0; j < betas_.n_elem; ++j) {
+    design.x.at_units(j, data, unit_rows(), units, term);
+    scan::add_scaled(n, -betas_(j), term, r.memptr());
+  }
+  for (unsigned L = 0; L < n_levels; ++L) {
+    auto const& clusters = *cluster.row_cluster[L];
+    for (arma::uword j = 0; j < u[L].n_cols; ++j) {
+      design.z[L].at_units(j, data, unit_rows(), units, term);
+      double const* effect = u[L].colptr(j);
+      for (arma::uword i = 0; i < n; ++i) r(i) -= term[i] * effect[clusters(units(i))];
+    }
+  }
+}
+
+void Normal::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
+                             arma::Col<arma::uword> const& units, double* out) const {
+  int const above = at_level - static_cast<int>(level);
+  if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
+    throw error_debug("The outcome has no likelihood at this level.");
+  double const v = residVar();
+  double const each = -0.5 * (1.8378770664093453 + std::log(v));
+  double const w = 0.5 / v;
+  if (above == 0) {
+    residuals_at(data, units, part_.r);
+    for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += each - w * part_.r(k) * part_.r(k);
+    return;
+  }
+  auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
+  arma::uword n = 0;
+  for (arma::uword c : units) n += clusters.count[c];
+  part_.units.set_size(n);
+  arma::uword at = 0;
+  for (arma::uword c : units)
+    for (arma::uword i = 0; i < clusters.count[c]; ++i) part_.units(at++) = clusters.start[c] + i;
+  residuals_at(data, part_.units, part_.r);
+  double const* r = part_.r.memptr();
+  for (arma::uword k = 0; k < units.n_elem; ++k) {
+    double sum = 0.0;
+    arma::uword const count = clusters.count[units(k)];
+    for (arma::uword i = 0; i < count; ++i, ++r) sum += each - w * *r * *r;
+    out[k] += sum;
+  }
+}
+
 double Normal::logLiklihood(arma::Mat<double> const& data) const {
   return arma::accu(compute_logLiklihood(data, static_cast<int>(level)));
 }

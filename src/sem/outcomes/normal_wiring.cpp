@@ -86,11 +86,16 @@ std::shared_ptr<estimator::constraint> Normal::constraint(parameter_type const& 
 }
 
 estimator::likelihood_function Normal::likelihoodFunc(likelihood_type const& kind) const {
-  if (kind == likelihood_type::random_effect)
-    return [this](arma::Mat<double> const& data, int const& at) {
-      return compute_Us_LL(data, at - static_cast<int>(level) - 1);
-    };
-  return [this](arma::Mat<double> const& data, int const& at) { return logLiklihood(data, at); };
+  using units_of = arma::Col<arma::uword>;
+  if (kind == likelihood_type::random_effect) {
+    return {this, [this](arma::Mat<double> const& data, int const& at) {
+              return compute_Us_LL(data, at - static_cast<int>(level) - 1);
+            }};
+  }
+  return {this, [this](arma::Mat<double> const& data, int const& at) { return logLiklihood(data, at); },
+          [this](arma::Mat<double> const& data, int const& at, units_of const& units, double* out) {
+            addLogLiklihood(data, at, units, out);
+          }};
 }
 
 autosolver::contribution<autosolver::normal> Normal::distributionFunc(distribution_type const&,

@@ -56,8 +56,7 @@ void columns::read(arma::uword j, arma::Mat<double> const& data, arma::Col<arma:
   if (j < plain_.n_elem) {
     take(data.colptr(plain_(j)), data.n_rows, rows, out);
   } else {
-    arma::Col<double> const value = computed_[j - plain_.n_elem].node->eval(data);
-    take(value.memptr(), data.n_rows, rows, out);
+    computed_[j - plain_.n_elem].eval(data, rows, out);
   }
 }
 
@@ -78,6 +77,23 @@ double const* columns::at(arma::uword j, arma::Mat<double> const& data, arma::Co
   scratch.set_size(rows == nullptr ? data.n_rows : rows->n_elem);
   read(j, data, rows, scratch.memptr());
   return scratch.memptr();
+}
+
+void columns::at_units(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+                       arma::Col<arma::uword> const& units, double* out) const {
+  double const* from = nullptr;
+  if (filled_ && !is_dynamic_[j]) from = values_.colptr(j);
+  if (from == nullptr && j >= plain_.n_elem) {
+    if (rows == nullptr) return computed_[j - plain_.n_elem].eval(data, &units, out);
+    arma::Col<arma::uword> const chosen = rows->elem(units);
+    return computed_[j - plain_.n_elem].eval(data, &chosen, out);
+  }
+  if (from != nullptr || rows == nullptr) {
+    take(from != nullptr ? from : data.colptr(plain_(j)), units.n_elem, &units, out);
+    return;
+  }
+  double const* column = data.colptr(plain_(j));
+  for (arma::uword i = 0; i < units.n_elem; ++i) out[i] = column[(*rows)(units(i))];
 }
 
 }  // namespace tovik::sem::scan

@@ -27,6 +27,11 @@ class columns {
   double const* at(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
                    arma::Col<double>& scratch) const;
 
+  /// Column j at these data, of the given units only (positions among the units of the equation), into `out`.
+  /// Touches no other unit, unless a computed column couples rows.
+  void at_units(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+                arma::Col<arma::uword> const& units, double* out) const;
+
   /// Units x columns, as last read.
   arma::Mat<double> const& values() const { return values_; }
   arma::uword size() const { return plain_.n_elem + computed_.size(); }

@@ -1,6 +1,24 @@
 #include "sem/wiring/likelihood.hpp"
 
+#include <algorithm>
+
 namespace tovik::sem::estimator {
+
+likelihood_function::likelihood_function(void const* source, whole all)
+    : source_(source),
+      all_(all),
+      some_([all](arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+                  double* out) {
+        arma::Col<double> const values = all(data, level);
+        for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += values(units(k));
+      }) {}
+
+void likelihood::add_once(likelihood_function f) {
+  const bool held = std::any_of(begin(), end(), [&](likelihood_function const& other) {
+    return f.source() != nullptr && other.source() == f.source();
+  });
+  if (!held) push_back(std::move(f));
+}
 
 arma::Col<double> likelihood::logLiklihood(arma::Mat<double> const& data, int const& level) const {
   arma::Col<double> total;
@@ -11,6 +29,13 @@ arma::Col<double> likelihood::logLiklihood(arma::Mat<double> const& data, int co
       total += contribution(data, level);
   }
   return total;
+}
+
+void likelihood::logLiklihood(arma::Mat<double> const& data, int const& level,
+                              arma::Col<arma::uword> const& units, arma::Col<double>& out) const {
+  out.set_size(units.n_elem);
+  out.zeros();
+  for (auto const& contribution : *this) contribution.add(data, level, units, out.memptr());
 }
 
 }  // namespace tovik::sem::estimator

@@ -2,20 +2,55 @@
 
 #include <armadillo>
 #include <functional>
+#include <utility>
 #include <vector>
 
 namespace tovik::sem::estimator {
 
-/// Log likelihood of each unit of a level (second argument) at the data (first): units x 1.
-using likelihood_function = std::function<arma::Col<double>(arma::Mat<double> const&, int const&)>;
+/// One model's part of the log likelihood of the units of a level.
+class likelihood_function {
+ public:
+  /// Log likelihood of each unit of the level at the data: units x 1.
+  using whole = std::function<arma::Col<double>(arma::Mat<double> const& data, int const& level)>;
+  /// Adds to out[k] the log likelihood of the k-th of the given units (ascending) of the level.
+  using part = std::function<void(arma::Mat<double> const& data, int const& level,
+                                  arma::Col<arma::uword> const& units, double* out)>;
 
-/// The contributions of all models in which a variable stands.
+  likelihood_function() = default;
+  /// A contribution that passes over all units even when some are asked for.
+  likelihood_function(void const* source, whole all);
+  /// `source` is what the contribution stands for, a model or a block of models: a list holds it once.
+  likelihood_function(void const* source, whole all, part some)
+      : source_(source), all_(std::move(all)), some_(std::move(some)) {}
+
+  arma::Col<double> operator()(arma::Mat<double> const& data, int const& level) const {
+    return all_(data, level);
+  }
+  void add(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+           double* out) const {
+    some_(data, level, units, out);
+  }
+  void const* source() const { return source_; }
+
+ private:
+  void const* source_ = nullptr;
+  whole all_;
+  part some_;
+};
+
+/// The contributions of all models in which a variable stands, each once.
 class likelihood : public std::vector<likelihood_function> {
  public:
   using std::vector<likelihood_function>::vector;
 
+  /// Appends a contribution unless the list holds its source.
+  void add_once(likelihood_function f);
+
   /// The sum over the models, one value per unit of `level`; an empty column if there is no contribution.
   arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const;
+  /// The same for the given units (ascending) of the level only; `out` is resized.
+  void logLiklihood(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+                    arma::Col<double>& out) const;
 };
 
 }  // namespace tovik::sem::estimator

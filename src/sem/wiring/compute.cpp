@@ -1,0 +1,72 @@
+#include "sem/wiring/compute.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "support/error.hpp"
+
+namespace tovik::sem::estimator {
+
+/// The same tree over a matrix that holds only the columns it reads, and such a matrix for a choice of rows.
+struct compute::compact {
+  std::unique_ptr<evaluate::node> tree;
+  arma::Mat<double> values;
+};
+
+namespace {
+
+/// Renumbers "#DATA(k)" by the position of k among the columns read.
+void renumber(evaluate::node& tree, std::vector<unsigned> const& columns) {
+  if (tree.op == evaluate::operations::data) {
+    auto const at = std::lower_bound(columns.begin(), columns.end(), tree.index());
+    tree.left->number = static_cast<double>(at - columns.begin());
+    return;
+  }
+  if (tree.op == evaluate::operations::var) return;
+  if (tree.left != nullptr) renumber(*tree.left, columns);
+  if (tree.right != nullptr) renumber(*tree.right, columns);
+}
+
+}  // namespace
+
+compute::compute(std::shared_ptr<evaluate::node> tree) : node(tree.get()), owner(std::move(tree)) {
+  if (node == nullptr) throw error_debug("A computed column has no expression.");
+  columns_ = node->data_columns();
+  couples_rows_ = node->has_column_statistic();
+  if (couples_rows_ || !node->is_vector) return;
+  compact_ = std::make_shared<compact>();
+  compact_->tree.reset(node->copy());
+  renumber(*compact_->tree, columns_);
+}
+
+bool compute::reads(arma::uword column) const {
+  return std::binary_search(columns_.begin(), columns_.end(), static_cast<unsigned>(column));
+}
+
+void compute::eval(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows, double* out) const {
+  if (rows == nullptr) {
+    arma::Col<double> const all = node->eval(data);
+    std::copy(all.begin(), all.end(), out);
+    return;
+  }
+  if (!node->is_vector) {
+    std::fill_n(out, rows->n_elem, node->eval());
+    return;
+  }
+  if (compact_ == nullptr) {
+    arma::Col<double> const all = node->eval(data);
+    for (arma::uword i = 0; i < rows->n_elem; ++i) out[i] = all((*rows)(i));
+    return;
+  }
+  arma::Mat<double>& values = compact_->values;
+  values.set_size(rows->n_elem, columns_.size());
+  for (std::size_t j = 0; j < columns_.size(); ++j) {
+    double const* from = data.colptr(columns_[j]);
+    double* to = values.colptr(j);
+    for (arma::uword i = 0; i < rows->n_elem; ++i) to[i] = from[(*rows)(i)];
+  }
+  arma::Col<double> const chosen = compact_->tree->eval(values);
+  std::copy(chosen.begin(), chosen.end(), out);
+}
+
+}  // namespace tovik::sem::estimator
