@@ -90,8 +90,8 @@ void Application::run(InputFile& input) const {
   if (print_debug) print_model_list(models);
   chain_group<sem::Mcmc> group = build_chains(input, prepared);
   if (print_debug) print_sampler(group.front().estimator());
-  input.dataNames = group.front().estimator().dataNames(vars, models, input.savelatent, input.savepred,
-                                                        input.saveresid);
+  input.dataNames = group.front().estimator().dataNames(vars, models, input.savelatent, input.saveresid,
+                                                        input.savepred);
 
   if (print_iterations) group.printInfo(vars, models);
   run_chains(group, vars, models);

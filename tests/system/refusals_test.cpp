@@ -1,0 +1,98 @@
+// What the language can say and this version does not estimate stops by name, after every check of the
+// language.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "system/program.hpp"
+
+namespace fs = std::filesystem;
+using namespace tovik::tests;
+
+namespace {
+
+struct request {
+  std::string commands;  ///< without data and length of the run
+  std::string what;      ///< as the message names it
+};
+
+const std::vector<request> requests = {
+    {"BYGROUP: female; MODEL: score ~ pretest;", "The BYGROUP command"},
+    {"FCS: score ses hours;", "The FCS command"},
+    {"CLUSTERID: school; WEIGHTS: wt; MODEL: score ~ pretest;", "The WEIGHTS command"},
+    {"LATENT: f; MODEL: f -> item1:item4;", "The LATENT command"},
+    {"PHANTOM: p; MODEL: score ~ pretest p; hours ~ p;", "The PHANTOM command"},
+    {"CLUSTERID: school; RANDOMEFFECT: u = score | Intercept; MODEL: score ~ pretest; size ~ u;",
+     "The RANDOMEFFECT command"},
+    {"MODEL: score ~ pretest@b; PARAMETERS: b ~ normal(0, 1);", "The PARAMETERS command"},
+    {"MODEL: score ~ pretest@b; WALDTEST: b = 0;", "The WALDTEST command"},
+    {"MODEL: score ~ pretest hours; SIMPLE: pretest | hours;", "The SIMPLE command"},
+    {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
+    {"OPTIONS: covmdl; MODEL: score ~ pretest;", "The option 'covariatemodel'"},
+    {"SAVE: estimates = e.csv; MODEL: score ~ pretest;", "The keyword 'estimates' of the SAVE command"},
+    {"NIMPS: 2; OUTFILE: imps.csv; MODEL: score ~ pretest;", "The keyword 'stacked' of the SAVE command"},
+    {"ORDINAL: grade; MODEL: grade ~ pretest;", "An ordinal outcome ('grade')"},
+    {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
+    {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
+    {"ORDINAL: passed; MODEL: logit(passed) ~ pretest;", "An ordinal outcome ('passed')"},
+    {"MODEL: score.missing ~ pretest;", "A missing data indicator as an outcome ('score.missing')"},
+    {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
+    {"MODEL: log(score) ~ pretest;", "A transformed outcome ('score')"},
+    {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
+    {"MODEL: score ~ (pretest*hours);", "A computed term in an equation ('score')"},
+    {"MODEL: score ~ pretest; hours ~ pretest; score <-> hours;",
+     "A block of outcomes with correlated residuals"},
+    {"OPTIONS: use_phantom; MODEL: score ~ pretest; hours ~ pretest; score <-> hours;",
+     "A residual correlation"},
+    {"CLUSTERID: school; MODEL: score ~ hours hours.mean;", "A latent cluster mean as a predictor ('score')"},
+    {"MODEL: score ~ ses.missing;", "A missing data indicator as a predictor ('score')"},
+    {"MODEL: d = pretest * hours; score ~ pretest;", "A definition in the MODEL command ('d')"},
+    {"MODEL: score ~ pretest@b hours@b;", "A label that ties parameters together ('@b')"},
+    {"MODEL: score ~ ses;", "A model for the incomplete predictor 'ses'"},
+    {"FIXED: (none); MODEL: score ~ pretest;",
+     "A model for the complete predictor 'pretest' that is not fixed"},
+    {"CENTER: pretest; MODEL: score ~ pretest;", "A model for the centered predictor 'pretest'"},
+    {"OPTIONS: savepred; MODEL: score ~ pretest;", "Saving predicted values"},
+};
+
+void PrintTo(const request& one, std::ostream* out) {
+  *out << one.commands;
+}
+
+class Refusal : public testing::TestWithParam<request> {
+ protected:
+  run_result run(const std::string& commands) {
+    fs::copy_file(fs::path(TOVIK_SOURCE_DIR) / "tests/language/data/students.csv",
+                  scratch_.path() / "students.csv", fs::copy_options::overwrite_existing);
+    write_file(scratch_.path() / "c.tovik",
+               "DATA: students.csv; SEED: 1; BURN: 10; ITERATIONS: 20; " + commands);
+    return run_program((scratch_.path() / "c.tovik").string());
+  }
+
+  scratch_folder scratch_;
+};
+
+TEST_P(Refusal, NamesTheRequest) {
+  const run_result end = run(GetParam().commands);
+  EXPECT_EQ(end.status, 1);
+  EXPECT_NE(end.output.find("ERROR: " + GetParam().what), std::string::npos) << end.output;
+  EXPECT_NE(end.output.find(" is not available in this version.\n"), std::string::npos) << end.output;
+  EXPECT_EQ(end.output.find("ITERATION HISTORY"), std::string::npos);
+}
+
+TEST_P(Refusal, ComesAfterEveryMessageOfTheLanguage) {
+  const std::string& commands = GetParam().commands;
+  const bool fcs = commands.find("MODEL:") == std::string::npos;
+  const run_result end = run(fcs ? commands + " ORDINAL: nothing;" : commands + " MODEL: hours ~ nothing;");
+  EXPECT_EQ(end.status, 1);
+  EXPECT_NE(end.output.find(fcs ? "ERROR: Variable 'nothing' in the ORDINAL command is not in the data."
+                                : "ERROR: Cannot find variable \"nothing\" in VARIABLE command."),
+            std::string::npos)
+      << end.output;
+}
+
+INSTANTIATE_TEST_SUITE_P(Requests, Refusal, testing::ValuesIn(requests));
+
+}  // namespace
