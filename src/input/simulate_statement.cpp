@@ -2,6 +2,7 @@
 
 #include "data/numbers.hpp"
 #include "evaluate/constants.hpp"
+#include "input/assignment_sign.hpp"
 #include "input/input_file.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -32,30 +33,6 @@ void no_identifiers() {
       "       You must specify the sample size for each level\n"
       "       of observations. For single level data, specify only level-1.");
 }
-
-namespace {
-
-/// Comparison operators whose two characters stand apart.
-std::string mend_comparisons(std::string text) {
-  for (const char* mended : {"!=", "<=", ">=", "=="}) {
-    text = replace_all(std::move(text), std::string{mended[0], ' ', mended[1]}, mended);
-  }
-  return text;
-}
-
-/// The position of the first "=" that assigns; npos when there is none.
-std::size_t assignment_sign(const std::string& text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (text[i] != '=') continue;
-    const bool after_comparison = i > 0 && (text[i - 1] == '!' || text[i - 1] == '<' || text[i - 1] == '>');
-    const bool doubled = i + 1 < text.size() && text[i + 1] == '=';
-    if (!after_comparison && !doubled) return i;
-    if (doubled) ++i;
-  }
-  return std::string::npos;
-}
-
-}  // namespace
 
 assignment read_assignment(const std::string& statement, void (*none)(const std::string&)) {
   const std::string text = mend_comparisons(statement);

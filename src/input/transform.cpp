@@ -11,6 +11,7 @@
 #include "evaluate/node.hpp"
 #include "evaluate/operations.hpp"
 #include "evaluate/parser.hpp"
+#include "input/assignment_sign.hpp"
 #include "input/name_index.hpp"
 #include "model/tokenize.hpp"
 #include "support/error.hpp"
@@ -28,37 +29,6 @@ using statement = transform_statement;
       "       Command must be new variable name = statement.\n"
       "       Problem command: " +
       text);
-}
-
-bool begins_comparison(char c) {
-  return c == '=' || c == '!' || c == '<' || c == '>';
-}
-
-/// Puts the "=" of a comparison right behind its first character: "x < = 1" becomes "x <= 1".
-std::string mend(const std::string& text) {
-  std::string out;
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    out += text[i];
-    if (!begins_comparison(text[i])) continue;
-    const std::size_t next = text.find_first_not_of(' ', i + 1);
-    if (next == std::string::npos || text[next] != '=') continue;
-    out += '=';
-    i = next;
-  }
-  return out;
-}
-
-/// The first "=" that belongs to no comparison.
-std::size_t lone_equal(const std::string& text) {
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    if (!begins_comparison(text[i])) continue;
-    if (i + 1 < text.size() && text[i + 1] == '=') {
-      ++i;
-    } else if (text[i] == '=') {
-      return i;
-    }
-  }
-  return std::string::npos;
 }
 
 void check_parentheses(const statement& one) {
@@ -156,8 +126,8 @@ arma::Col<double> evaluate_statement(const statement& one, const occurrences& fo
 arma::uword count_new(const std::vector<std::string>& statements, name_index columns) {
   arma::uword count = 0;
   for (const std::string& text : statements) {
-    const std::string mended = mend(text);
-    const std::string name = trim(mended.substr(0, lone_equal(mended)));
+    const std::string mended = mend_comparisons(text);
+    const std::string name = trim(mended.substr(0, assignment_sign(mended)));
     if (columns.has(name)) continue;
     columns.add(name, 0);
     ++count;
@@ -169,8 +139,8 @@ arma::uword count_new(const std::vector<std::string>& statements, name_index col
 
 transform_statement transform_statement::read(const std::string& text) {
   transform_statement out;
-  out.text = mend(trim(text));
-  const std::size_t sign = lone_equal(out.text);
+  out.text = mend_comparisons(trim(text));
+  const std::size_t sign = assignment_sign(out.text);
   if (sign == std::string::npos) misspecified(out.text);
   out.name = trim(out.text.substr(0, sign));
   out.expression = trim(out.text.substr(sign + 1));
