@@ -1,5 +1,6 @@
 // A model as the text of a statement.
 
+#include "model/correlation.hpp"
 #include "model/model.hpp"
 #include "support/text.hpp"
 
@@ -60,7 +61,7 @@ std::string outcome_text(const anyVariable& outcome, model::link link, bool link
 std::string block_text(const std::vector<anyVariable>& correlations) {
   std::vector<std::string> out;
   for (const anyVariable& term : correlations)
-    out.push_back(Model::correlationParse(term.variable->fullName) + term.param.text());
+    out.push_back(Model::correlationParse(Model(term)) + term.param.text());
   return join(out, "; ");
 }
 

@@ -2,8 +2,11 @@
 
 #include "model/parse.hpp"
 
+#include <unordered_set>
+
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
+#include "model/compute.hpp"
 #include "model/defaults.hpp"
 #include "model/scan.hpp"
 #include "support/error.hpp"
@@ -63,6 +66,23 @@ struct kinds_of_statements {
     }
   }
 };
+
+/// Computed parameters may not read data. The table of names has to know the variables that they name, to tell
+/// them from parameters that do not exist.
+void enter_variables(const ModelList& models, const VariableList& variables) {
+  std::unordered_set<std::string> parameters;
+  for (const model::parameter& p : models.constraints()) parameters.insert(to_lower(p.label()));
+  for (const Model& model : models) {
+    if (model.kind() == 10 || model.kind() == 11) parameters.insert(to_lower(model.name()));
+  }
+  for (const Model& model : models) {
+    if (model.kind() != 11) continue;
+    for (const std::string& name : model::expression_names(model.computation)) {
+      if (parameters.count(to_lower(name)) > 0 || models.names->find(name)) continue;
+      if (const auto variable = variables.find(name)) models.names->define_data(name, variable->column);
+    }
+  }
+}
 
 void assemble(ModelList& models, const VariableList& variables, bool for_wald) {
   models.checkMissingModels(variables);
@@ -126,6 +146,7 @@ void complete(ModelList& models, const std::vector<block::one_model>& statements
     for (Model& model : models) model.setWeights();
   }
   models.warn_duplicates();
+  enter_variables(models, variables);
   models.define_parameters();
   kinds_of_statements(statements).each(statement_kind::definition, [&](const block::one_model& one) {
     models.add_define(one, variables);

@@ -92,13 +92,22 @@ TEST(BlockMap, NumbersUserBlocksInOrderOfAppearance) {
   EXPECT_EQ(map.number("first"), 1);
   EXPECT_EQ(map.number("second"), 2);
   EXPECT_EQ(map.number("third"), 3);
-  for (const char* name : {"", "_hidden", "#_parameter", "#_computation", "#_imputation", "model"}) {
-    EXPECT_EQ(map.number(name), 0);
-    EXPECT_TRUE(block::is_reserved(name));
-  }
   EXPECT_FALSE(block::is_reserved("first"));
   EXPECT_FALSE(map.contains("fourth"));
   EXPECT_THROW(map.number("fourth"), error_debug);
+}
+
+TEST(BlockMap, ReservedNamesComeBeforeTheUsersInTheirOwnOrder) {
+  block::map map;
+  map.insert("first");
+  int last = -100;
+  for (const char* name :
+       {"", "_hidden", "#_parameter", "#_computation", "#_imputation", "model", "first"}) {
+    EXPECT_GT(map.number(name), last) << name;
+    EXPECT_NE(map.number(name), -1) << "the mark of a model without a block";
+    EXPECT_EQ(block::is_reserved(name), std::string(name) != "first");
+    last = map.number(name);
+  }
 }
 
 TEST(BlockMap, CopiesShareOneTable) {
