@@ -1,6 +1,6 @@
 // Variables that are conditioned on: which become fixed by themselves, and which cannot stay so.
 
-#include <algorithm>
+#include <unordered_set>
 
 #include "input/name_index.hpp"
 #include "input/preparation.hpp"
@@ -34,6 +34,15 @@ name_index named_variables(const InputFile& input) {
   return out;
 }
 
+/// Variables with an equation of their own, for their values or for anything that derives from them.
+std::unordered_set<const data::variable*> outcomes(const ModelList& models) {
+  std::unordered_set<const data::variable*> out;
+  for (const Model& m : models) {
+    for (const model::anyVariable& y : m.outcomes) out.insert(data_variable(y.variable).get());
+  }
+  return out;
+}
+
 /// Clears the flag of the variables behind the terms that have it, and returns these variables.
 std::vector<variable_ptr> release(const std::vector<model::anyVariable>& terms) {
   std::vector<variable_ptr> out;
@@ -63,9 +72,10 @@ void fix_complete(const run& r) {
   // Without equations every variable is to be imputed from all others, level by level.
   if (r.input.fixed_specified || r.models.empty()) return;
   const name_index named = named_variables(r.input);
+  const auto modelled = outcomes(r.models);
   for (const variable_ptr& v : r.vars.variables) {
     if (!is_data_column(*v) || r.input.missing_flags[v->column] != 0) continue;
-    if (v->usage() == data::usage::outcome || named.has(v->fullName) || named.has(v->name)) continue;
+    if (modelled.count(v.get()) > 0 || named.has(v->fullName) || named.has(v->name)) continue;
     v->fixed(true);
   }
 }
@@ -76,7 +86,7 @@ void release_for_means(const run& r) {
   warning::buffer.push(
       "WARNING: Removing the following variables from FIXED \n"
       "         in order to estimate their latent means.\n" +
-      name_lines(list) + "\n");
+      name_lines(list));
 }
 
 void check_propensities(const run& r) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <unordered_set>
+
 #include "support/error.hpp"
 
 namespace tovik {
@@ -172,10 +174,57 @@ TEST_F(VariableListTest, CodesFollowTheirParent) {
 TEST_F(VariableListTest, NamedRandomEffectsKeepTheirNames) {
   const Ptr y = add("y");
   const Ptr id = add("id", data::type::id);
-  list.variables.push_back(
-      std::make_shared<data::random>(data::random_effect{"random_intercept", "y", "Intercept", "id", ""}, y, id));
+  list.variables.push_back(std::make_shared<data::random>(
+      data::random_effect{"random_intercept", "y", "Intercept", "id", ""}, y, id));
   EXPECT_EQ(list.truncateNames(), "");
   EXPECT_EQ(list.variables.back()->name, "random_intercept");
+}
+
+TEST_F(VariableListTest, FindsWithAndWithoutAnIndex) {
+  const Ptr first = add("x");
+  list.index();
+  const Ptr second = add("later");
+  EXPECT_EQ(list.find("X"), first);
+  EXPECT_EQ(list.find("LATER"), second);
+  first->rename("shown");
+  EXPECT_EQ(list.find("shown"), first) << "a name that the index has not seen";
+  const Ptr p = list.add_phantom("a#cor#b");
+  EXPECT_EQ(p->column, data::variable::no_column);
+  EXPECT_EQ(list.find("a#COR#b"), p);
+  list.variables.clear();
+  EXPECT_EQ(list.find("x"), nullptr);
+  const Ptr other = add("x");
+  list.index();
+  EXPECT_EQ(list.find("x"), other);
+}
+
+TEST_F(VariableListTest, FullNamesGoBeforeShownOnes) {
+  const Ptr a = add("alpha");
+  const Ptr b = add("beta");
+  a->rename("beta");
+  list.index();
+  EXPECT_EQ(list.find("beta"), b);
+}
+
+TEST_F(VariableListTest, FreedNamesCountAgain) {
+  VariableList::truncate = 4;
+  // "abc10" is taken until its own turn, when it becomes "ab10"; then the next name gets it.
+  for (int i = 0; i < 12; ++i) add("abcd_" + std::string(1, static_cast<char>('a' + i)));
+  list.variables.insert(list.variables.begin() + 11,
+                        std::make_shared<data::variable>("abc10", data::type::continuous, 0u, 0u));
+  list.truncateNames();
+  EXPECT_EQ(list.variables[10]->name, "abc11");
+  EXPECT_EQ(list.variables[11]->name, "ab10");
+  EXPECT_EQ(list.variables[12]->name, "abc10");
+}
+
+TEST_F(VariableListTest, ThousandsOfNamesWithOneBeginning) {
+  for (int i = 0; i < 20000; ++i)
+    add("one_beginning_" + std::string(1 + i % 3, 'x') + std::to_string(i) + "_");
+  VariableList::truncate = 9;
+  list.truncateNames();
+  std::unordered_set<std::string> seen;
+  for (const Ptr& v : list.variables) EXPECT_TRUE(seen.insert(v->name).second) << v->name;
 }
 
 TEST_F(VariableListTest, CutsBetweenCharacters) {

@@ -55,8 +55,9 @@ std::string columns(const char* title, const std::vector<unsigned>& list) {
 std::string variable(const data::variable& v) {
   std::string out = v.name;
   if (v.name != v.fullName) out += " (" + v.fullName + ")";
-  out += format(" | type %d | level %u | column %u | %s", static_cast<int>(v.type), v.level, v.column,
-                usages[static_cast<int>(v.usage())]);
+  const bool placed = v.column != data::variable::no_column;
+  out += format(" | type %d | level %u | column %s | %s", static_cast<int>(v.type), v.level,
+                placed ? std::to_string(v.column).c_str() : "-", usages[static_cast<int>(v.usage())]);
   if (v.fixed()) out += " | fixed";
   if (v.centered() != data::center::none) {
     out += std::string(" | centered ") + centers[static_cast<int>(v.centered())];
