@@ -88,6 +88,8 @@ class reader {
     if (is_number_word(token) && !(names_ && names_->find(token))) return;
     if (!names_ || iequals(token, "Intercept"))
       throw error("ERROR: Cannot find variable \"" + token + "\" in VARIABLE command.");
+    // A definition with "@" or "%" is refused where it is given, in its own words.
+    if (!direct && token.find_first_of("@%") != std::string::npos) return;
     if (direct) names_->define(token);
     out_.label_names.push_back(key);
   }

@@ -50,6 +50,19 @@ std::string prepare(const combinationOfAnyVariable& term) {
   return evaluate::generate_command(term.statement, names, references);
 }
 
+/// Names are put in by joining the tokens without blanks, which would make one number of two.
+void check_operands(const std::string& statement) {
+  bool after_operand = false;
+  for (const std::string& token : evaluate::parse(statement)) {
+    if (token.empty()) continue;
+    const bool operand = evaluate::op.count(token) == 0;
+    if (operand && after_operand)
+      throw evaluate::error_parse(
+          "ERROR: Was expecting an operator or function but recieved a variable or number.", statement);
+    after_operand = operand;
+  }
+}
+
 [[noreturn]] void fail(const std::string& what, const std::string& term) {
   throw error(what + "\n       See \"" + term + "\"");
 }
@@ -58,6 +71,7 @@ std::string prepare(const combinationOfAnyVariable& term) {
 
 void check_expression(const combinationOfAnyVariable& expression, const std::string& term) {
   try {
+    check_operands(expression.statement);
     const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(prepare(expression)));
     try_out(*tree);
   } catch (const evaluate::error_parse& fault) {
