@@ -36,6 +36,7 @@ loading_statement cut_statement(const std::string& text) {
   out.indicators = model::terms(right.substr(0, bar), left);
   if (factors.size() != 1 || out.indicators.empty()) unable_to_parse(text);
   out.factor = factors.front();
+  if (!model::cut_suffix(out.factor).suffix.empty()) unable_to_parse(text);
   if (bar != std::string::npos) out.random = " |" + right.substr(bar + 1);
   return out;
 }
@@ -57,7 +58,7 @@ void ModelList::add_loading(const block::one_model& statement, const VariableLis
   }
   const bool intercept = parts.factor == "0" || parts.factor == "1" || iequals(parts.factor, "Intercept");
   if (intercept || model::is_compute(parts.factor, names.get())) return;
-  const anyVariable parsed = anyVariable::parse(model::cut_suffix(parts.factor).head, variables, names.get(), false);
+  const anyVariable parsed = anyVariable::parse(parts.factor, variables, names.get(), false);
   const bool modelled = parsed.type == model::type::variable || parsed.type == model::type::missing;
   const data::type kind = parsed.variable->type;
   const bool can_be_outcome = kind == data::type::continuous || kind == data::type::ordinal ||
