@@ -62,8 +62,9 @@ class ModelList : public std::vector<Model> {
   /// Fixes at 1 the residual variance of a factor whose loadings are all free: otherwise nothing sets its
   /// scale. A warning names the factors.
   void fix_factor_scales();
-  /// Gives each phantom variable that stands in equations a model of its own, and tells its terms what they
-  /// correlate. Correlations that were written as such have both already.
+  /// Gives each phantom variable that the user wrote into equations a model of its own, and tells its terms
+  /// what they correlate. Correlations that were written as such have both already. Throws tovik::error for a
+  /// phantom that does not stand in the equations of two outcomes.
   void complete_phantoms();
   /// Stops at two models of one outcome of which one is transformed inline; for lists that are not reduced.
   void checkTransform() const;

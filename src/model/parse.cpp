@@ -87,9 +87,9 @@ void enter_variables(const ModelList& models, const VariableList& variables) {
 void assemble(ModelList& models, const VariableList& variables, bool for_wald) {
   models.checkMissingModels(variables);
   if (!for_wald) models.checkFactorModels(variables);
-  models.complete_phantoms();
   if (defaults::reduce_models) models.reduce();
   models.pair_variance_models();
+  models.complete_phantoms();
   models.fix_factor_scales();
   models.fix_factor_means();
   if (defaults::optimize_models) models.optimize();

@@ -121,6 +121,12 @@ std::shared_ptr<const correlation> phantom_ends(unsigned level, const Model& fir
   return std::make_shared<const correlation>(std::move(ends));
 }
 
+/// An outcome with a residual that can have a correlation.
+bool can_be_correlated(const Model& model) {
+  const int kind = model.kind();
+  return kind == 0 || kind == 1 || kind == 3 || kind == 7;
+}
+
 void add_once(std::vector<anyVariable>& phantoms, const anyVariable& term) {
   if (std::find(phantoms.begin(), phantoms.end(), term) == phantoms.end()) phantoms.push_back(term);
 }
@@ -235,16 +241,24 @@ void ModelList::complete_phantoms() {
   std::unordered_map<const data::variable*, std::vector<std::size_t>> holders;
   for (std::size_t i = 0; i < size(); ++i) {
     for (const anyVariable& phantom : at(i).phantoms) {
-      if (!phantom.ends) holders[phantom.variable.get()].push_back(i);
+      if (phantom.ends) continue;
+      std::vector<std::size_t>& list = holders[phantom.variable.get()];
+      const bool known = std::any_of(list.begin(), list.end(), [&](std::size_t k) { return at(k) == at(i); });
+      if (!known) list.push_back(i);
     }
   }
   const std::size_t n = holders.empty() ? 0 : size();
   for (std::size_t i = 0; i < n; ++i) {
     for (std::size_t k = 0; k < at(i).phantoms.size(); ++k) {
       if (at(i).phantoms[k].ends) continue;
-      const std::vector<std::size_t>& list = holders.at(at(i).phantoms[k].variable.get());
-      if (list.size() == 2)
-        at(i).phantoms[k].ends = phantom_ends(at(i).phantoms[k].variable->level, at(list[0]), at(list[1]));
+      const anyVariable& phantom = at(i).phantoms[k];
+      const std::vector<std::size_t>& list = holders.at(phantom.variable.get());
+      const bool correlates =
+          list.size() == 2 && can_be_correlated(at(list[0])) && can_be_correlated(at(list[1]));
+      if (!correlates)
+        throw error("ERROR: Phantom variable not in two models.\n       Problem variable: '" +
+                    phantom.name() + "'");
+      at(i).phantoms[k].ends = phantom_ends(phantom.variable->level, at(list[0]), at(list[1]));
       complete_phantom(at(i).phantoms[k], i);
     }
   }

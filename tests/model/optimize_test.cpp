@@ -222,9 +222,12 @@ TEST(Phantoms, OfTheUserCorrelateTheTwoEquationsThatHoldThem) {
   EXPECT_EQ(block.find_correlation(model::parameter::labelled("r")), 2);
 }
 
-TEST(Phantoms, MustStandInTwoEquations) {
-  EXPECT_EQ(failure(0, "y ~ x ghost"), "Phantom variable not in two models.");
-  EXPECT_EQ(failure(0, texts{"y ~ ghost", "z ~ ghost", "x ~ ghost"}), "Phantom variable not in two models.");
+TEST(Phantoms, MustStandInTheEquationsOfTwoOutcomes) {
+  const std::string wrong = "ERROR: Phantom variable not in two models.\n       Problem variable: 'ghost'";
+  EXPECT_EQ(failure(0, "y ~ x ghost"), wrong);
+  EXPECT_EQ(failure(0, texts{"y ~ ghost", "z ~ ghost", "x ~ ghost"}), wrong);
+  EXPECT_EQ(failure(0, texts{"y ~ ghost", "y ~ x ghost"}), wrong);
+  EXPECT_EQ(failure(0, texts{"y ~ ghost", "y ~ x ghost", "z ~ ghost"}), "");
 }
 
 TEST(Phantoms, AreRepeatedForAnotherListOfTheSameCatalogue) {
