@@ -64,9 +64,9 @@ std::vector<term_column> Model::design(const anyVariable& term, unsigned level_v
   anyVariable everywhere = term;
   everywhere.level = nullptr;
   std::vector<term_column> out = everywhere.columns(clusters);
-  out.erase(std::remove_if(out.begin(), out.end(),
-                           [&](const term_column& c) { return c.level <= level_value; }),
-            out.end());
+  out.erase(
+      std::remove_if(out.begin(), out.end(), [&](const term_column& c) { return c.level <= level_value; }),
+      out.end());
   return out;
 }
 
@@ -86,8 +86,8 @@ std::vector<unsigned> Model::yind() const {
   std::vector<unsigned> out;
   for (const anyVariable& outcome : is_multi() ? fixed : outcomes) {
     const bool nominal = outcome.type == model::type::variable && !outcome.variable->dummies.empty();
-    const bool in_data = outcome.variable->type != data::type::parameter &&
-                         outcome.variable->type != data::type::computation;
+    const bool in_data =
+        outcome.variable->type != data::type::parameter && outcome.variable->type != data::type::computation;
     if (nominal) {
       out.push_back(outcome.variable->column);
     } else if (in_data) {

@@ -22,8 +22,8 @@ std::string correlation_text(const anyVariable& phantom) {
 bool is_effect(const anyVariable& term, const anyVariable& phantom, const Model& model) {
   if (!phantom.ends) return term.is_intercept();
   for (const model::correlation_side* side : {&phantom.ends->first, &phantom.ends->second}) {
-    const bool ours = !model.outcomes.empty() && side->effect &&
-                      side->outcome.variable == model.outcomes.front().variable;
+    const bool ours =
+        !model.outcomes.empty() && side->effect && side->outcome.variable == model.outcomes.front().variable;
     if (ours) return side->effect == term.variable;
   }
   return false;

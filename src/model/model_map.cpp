@@ -25,8 +25,8 @@ constexpr int data_column = 2;
 constexpr int definition = 4;
 
 [[noreturn]] void does_not_exist(const std::string& name, const std::string& term) {
-  throw error("ERROR: Parameter \"" + name + "\" does not exist. To specify it:\n" + "       - Use \"@" + name +
-              "\" to label the parameter.\n" + "       - Define \"" + name +
+  throw error("ERROR: Parameter \"" + name + "\" does not exist. To specify it:\n" + "       - Use \"@" +
+              name + "\" to label the parameter.\n" + "       - Define \"" + name +
               "\" using the PARAMETER command before using it." + "\n       See \"" + term + "\"");
 }
 
@@ -163,11 +163,12 @@ class builder {
     for (const std::string& token : model::expression_names(model.computation)) {
       const std::string key = to_lower(token);
       const auto later = order_.find(key);
-      if (later != order_.end() && later->second >= order_.at(to_lower(name))) does_not_exist(token, statement);
+      if (later != order_.end() && later->second >= order_.at(to_lower(name)))
+        does_not_exist(token, statement);
       const auto entry = out_.find(key);
       if (entry != out_.end()) {
         local.define_var(key, entry->second.slot);
-      } else if (names_a_vector(key, names_) || is_variable(key)) {
+      } else if (names_a_vector(key, names_)) {
         reads_data = true;
       } else {
         does_not_exist(token, statement);
@@ -203,24 +204,12 @@ class builder {
     return extreme && tree.left && tree.left->n_commas() > 0;
   }
 
-  /// A variable of some equation, by full or shown name.
-  bool is_variable(const std::string& key) {
-    if (variables_.empty()) {
-      for (const auto& v : list_.variables()) {
-        variables_.insert(to_lower(v->fullName));
-        variables_.insert(to_lower(v->name));
-      }
-    }
-    return variables_.count(key) > 0;
-  }
-
   const ModelList& list_;
   const evaluate::defines& names_;
   parameter_map out_;
   unsigned slots_ = 0;
   unsigned n_variances_ = 0;
   std::unordered_map<std::string, std::size_t> order_;  ///< of the computed parameters
-  std::unordered_set<std::string> variables_;
 };
 
 }  // namespace

@@ -130,7 +130,7 @@ bool sem::Mcmc::printOutcomes(std::FILE* stream, const VariableList&, const Mode
   bool printed = false;
   for (const Model& model : models) {
     if (model.block == block::predef::hidden) {
-      values.skip(models.estimates_span(model).second);
+      values.skip(model.n_rows());
       continue;
     }
     if (model.block != block) {

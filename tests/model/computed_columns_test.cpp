@@ -95,16 +95,16 @@ TEST(ComputedColumns, PositionsOfColumnsThatReadALabel) {
 }
 
 TEST(CheckFixedCompute, SumsOfProductsWithOneFactor) {
-  for (const char* text : {"(x*b)", "(b*x + z)", "((x+z)*b)", "(x*z - b)", "(x*b/z)", "(z*(x + 2*b))",
-                           "(b*exp(x))"}) {
+  for (const char* text :
+       {"(x*b)", "(b*x + z)", "((x+z)*b)", "(x*z - b)", "(x*b/z)", "(z*(x + 2*b))", "(b*exp(x))"}) {
     bound run(0, {std::string("y ~ z@b ") + text});
     EXPECT_TRUE(run["y"].checkFixedCompute(label("b"))) << text;
   }
 }
 
 TEST(CheckFixedCompute, OtherForms) {
-  for (const char* text : {"(exp(b)*x)", "(x*b*c)", "(x/b)", "(b*x + b*z)", "(b*b*x)", "((x+c)*b)",
-                           "(ifelse(x > b, 1, 0))"}) {
+  for (const char* text :
+       {"(exp(b)*x)", "(x*b*c)", "(x/b)", "(b*x + b*z)", "(b*b*x)", "((x+c)*b)", "(ifelse(x > b, 1, 0))"}) {
     bound run(0, {std::string("y ~ z@b v@c ") + text});
     EXPECT_FALSE(run["y"].checkFixedCompute(label("b"))) << text;
   }

@@ -14,8 +14,9 @@ model::parameter label(const char* name) {
 
 /// Places as "outcome place position[@level]", in order.
 texts shown(run_models& run, const std::vector<constraint_info>& places) {
-  static const char* const names[] = {"fixed",    "random",          "correlation", "variance",  "phantom",
-                                      "computed", "computed_random", "lambda",      "parameter", "computation"};
+  static const char* const names[] = {"fixed",     "random",     "correlation",     "variance",
+                                      "phantom",   "computed",   "computed_random", "lambda",
+                                      "parameter", "computation"};
   texts out;
   for (const constraint_info& info : places) {
     std::string text = run.all.at(info.model).name() + " " + names[static_cast<int>(info.kind)] + " " +
@@ -128,10 +129,9 @@ TEST(ConstraintInfo, RandomEffectVarianceIsReadOnly) {
 }
 
 TEST(ConstraintInfo, RandomEffectVariancesCannotBeTied) {
-  for (const texts& statements :
-       {texts{"y ~ x | x@a", "z ~ w | 0 y2@a"}, texts{"y ~ x | x@a", "z ~ y2@a"},
-        texts{"y ~ x | x@a", "z ~~ z@a"}, texts{"y ~ x | x@a", "y2 <-> z@a"},
-        texts{"y ~ x | x@a", "z ~ (x*a)", "y2 ~ x"}}) {
+  for (const texts& statements : {texts{"y ~ x | x@a", "z ~ w | 0 y2@a"}, texts{"y ~ x | x@a", "z ~ y2@a"},
+                                  texts{"y ~ x | x@a", "z ~~ z@a"}, texts{"y ~ x | x@a", "y2 <-> z@a"},
+                                  texts{"y ~ x | x@a", "z ~ (x*a)", "y2 ~ x"}}) {
     run_models run(1, statements);
     EXPECT_EQ(failure_of(run, "a"), random_failure) << statements[1];
   }
@@ -163,8 +163,7 @@ TEST(ConstraintInfo, ACorrelationOfAPhantom) {
 
 TEST(ConstraintInfo, FactorsInComputedTerms) {
   run_models run(1, {"y ~ z@b (g*b) (x*z) | (x*b)"});
-  EXPECT_EQ(places(run, "b"),
-            (texts{"y fixed 1", "y computed 0", "y computed 1", "y computed_random 0"}));
+  EXPECT_EQ(places(run, "b"), (texts{"y fixed 1", "y computed 0", "y computed 1", "y computed_random 0"}));
   EXPECT_EQ(run.all.appearances(label("b")), 3u);
 }
 
@@ -182,8 +181,7 @@ TEST(ConstraintInfo, LambdaOfAYeoJohnsonModel) {
 
 TEST(ConstraintInfo, PriorsAndComputations) {
   run_models run(0, {"y ~ x@a z@c"}, {"a ~ normal(0, 1)", "c = a * a", "d = c + a"});
-  EXPECT_EQ(places(run, "a"),
-            (texts{"y fixed 1", "a parameter 0", "c computation 0", "d computation 0"}));
+  EXPECT_EQ(places(run, "a"), (texts{"y fixed 1", "a parameter 0", "c computation 0", "d computation 0"}));
   EXPECT_EQ(places(run, "c"), (texts{"y fixed 2", "c computation 0", "d computation 0"}));
 }
 

@@ -75,8 +75,8 @@ TEST(Indices, AnOutcomeOfTheTopLevelReadsOnlyTheTopMeans) {
 
 TEST(Indices, RandomColumnsRunFromTheNearestLevelUp) {
   prepared run(2, {"y ~ x w | 1[school] x w"});
-  EXPECT_EQ(run["y"].zind(), (column_lists{{run("1").column, run("x").column},
-                                           {run("x").column, run("w").column}}));
+  EXPECT_EQ(run["y"].zind(),
+            (column_lists{{run("1").column, run("x").column}, {run("x").column, run("w").column}}));
   EXPECT_EQ(run["y"].hasRandomIntercept(), (std::vector<bool>{true, false}));
   EXPECT_EQ(run["y"].n_re(), 4u);
   EXPECT_EQ(run["y"].n_re(1), 2u);
@@ -154,9 +154,9 @@ TEST(Indices, PhantomsStandByLevelBehindThoseOfTheResiduals) {
 TEST(Indices, ComputedTermsListTheColumnsThatTheyRead) {
   prepared run(0, {"y ~ (z*x) (g*x)"});
   const unsigned x = run("x").column;
-  EXPECT_EQ(run["y"].xindInter(),
-            (std::vector<column_lists>{{{x, run("z").column}},
-                                       {{x, run("g").dummies[0]->column}, {x, run("g").dummies[1]->column}}}));
+  EXPECT_EQ(run["y"].xindInter(), (std::vector<column_lists>{
+                                      {{x, run("z").column}},
+                                      {{x, run("g").dummies[0]->column}, {x, run("g").dummies[1]->column}}}));
 }
 
 TEST(Indices, PositionsOfATermAndOfALabel) {

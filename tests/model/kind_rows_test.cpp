@@ -12,8 +12,7 @@ void expect_rows(const Model& model, const texts& parameters, const texts& stand
   EXPECT_EQ(model.parameters(), parameters);
   EXPECT_EQ(model.standardized(), standardized);
   EXPECT_EQ(model.rsquare(), rsquare);
-  EXPECT_EQ(model.n_rows(),
-            model.n_codes() * (parameters.size() + standardized.size() + rsquare.size()));
+  EXPECT_EQ(model.n_rows(), model.n_codes() * (parameters.size() + standardized.size() + rsquare.size()));
 }
 
 const texts single_level = {"R2: Coefficients", "R2: Residual Variation"};
@@ -37,13 +36,14 @@ TEST(KindRows, Normal) {
               {"Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x", "   Fixed : x*z"},
               {"x", "x*z"}, single_level);
   run_models two(1, {"y ~ x | x (x*z)"});
-  expect_rows(two["y"],
-              {"Variance : L2 : Var(Intercept)", "Variance : L2 : Cov(Intercept,x)",
-               "Variance : L2 : Cov(Intercept,x*z)", "Variance : L2 : Var(x)", "Variance : L2 : Cov(x,x*z)",
-               "Variance : L2 : Var(x*z)", "Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x"},
-              {"x"},
-              {"R2: Coefficients", "R2: Level-2 Random Intercepts", "R2: Level-2 Random Slopes",
-               "R2: Level-1 Residual Variation"});
+  expect_rows(
+      two["y"],
+      {"Variance : L2 : Var(Intercept)", "Variance : L2 : Cov(Intercept,x)",
+       "Variance : L2 : Cov(Intercept,x*z)", "Variance : L2 : Var(x)", "Variance : L2 : Cov(x,x*z)",
+       "Variance : L2 : Var(x*z)", "Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x"},
+      {"x"},
+      {"R2: Coefficients", "R2: Level-2 Random Intercepts", "R2: Level-2 Random Slopes",
+       "R2: Level-1 Residual Variation"});
   run_models three(2, {"y ~ x (x*w) | 1[school] (w*v)"});
   expect_rows(three["y"],
               {"Variance : L3 : Var(w*v)", "Variance : L2 : Var(Intercept)", "Variance : Residual Var.",
@@ -67,21 +67,20 @@ TEST(KindRows, ANominalFactorOfAComputedTermHasARowForEachCode) {
 
 TEST(KindRows, Latent) {
   run_models run(2, {"zeta ~ v"});
-  expect_rows(run["zeta"],
-              {"Variance : L3 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept",
-               "   Fixed : v"},
-              {"v"},
-              {"R2: Coefficients", "R2: Level-3 Random Intercepts", "R2: Level-1 Residual Variation"});
+  expect_rows(
+      run["zeta"],
+      {"Variance : L3 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : v"},
+      {"v"}, {"R2: Coefficients", "R2: Level-3 Random Intercepts", "R2: Level-1 Residual Variation"});
 }
 
 TEST(KindRows, Weighted) {
   run_models run(1, {"y ~ x"});
   run["y"].setWeights();
   ASSERT_EQ(run["y"].link, model::link::weighted);
-  expect_rows(run["y"],
-              {"Variance : L2 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept",
-               "   Fixed : x"},
-              {"x"}, two_levels);
+  expect_rows(
+      run["y"],
+      {"Variance : L2 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x"},
+      {"x"}, two_levels);
 }
 
 TEST(KindRows, HeterogeneousVariances) {
@@ -112,10 +111,9 @@ TEST(KindRows, YeoJohnson) {
                "   Fixed : x", "Transform: Yeo-Johnson (lambda)"},
               {"x"}, two_levels);
   run_models scale(0, {"yjt(y) ~ x", "var(y) ~ z"});
-  expect_rows(
-      scale["y"],
-      join_rows({five, {"   Fixed : Intercept", "   Fixed : x", "Transform: Yeo-Johnson (lambda)"}}), {"x"},
-      single_level);
+  expect_rows(scale["y"],
+              join_rows({five, {"   Fixed : Intercept", "   Fixed : x", "Transform: Yeo-Johnson (lambda)"}}),
+              {"x"}, single_level);
 }
 
 TEST(KindRows, OrdinalWithAnInterceptLeavesTheFirstThresholdOut) {
@@ -135,28 +133,27 @@ TEST(KindRows, OrdinalWithoutAnInterceptHasAllThresholds) {
               single_level);
   for (const char* text : {"grade ~ 0 x", "grade ~ 1@0 x"}) {
     run_models three(0, {text});
-    EXPECT_EQ(three["grade"].parameters(), (texts{"Variance : Residual Var.", "   Fixed : x",
-                                                  "Threshold: Tau 1", "Threshold: Tau 2"}))
+    EXPECT_EQ(three["grade"].parameters(),
+              (texts{"Variance : Residual Var.", "   Fixed : x", "Threshold: Tau 1", "Threshold: Tau 2"}))
         << text;
   }
 }
 
 TEST(KindRows, AnInterceptFixedAtZeroPlacesNoScale) {
   run_models run(0, {"grade ~ Intercept@(1-1) x"});
-  EXPECT_EQ(run["grade"].parameters(),
-            (texts{"Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x", "Threshold: Tau 1",
-                   "Threshold: Tau 2"}));
+  EXPECT_EQ(run["grade"].parameters(), (texts{"Variance : Residual Var.", "   Fixed : Intercept",
+                                              "   Fixed : x", "Threshold: Tau 1", "Threshold: Tau 2"}));
   run_models other(0, {"grade ~ Intercept@2 x"});
-  EXPECT_EQ(other["grade"].parameters(), (texts{"Variance : Residual Var.", "   Fixed : Intercept",
-                                                "   Fixed : x", "Threshold: Tau 1"}));
+  EXPECT_EQ(other["grade"].parameters(),
+            (texts{"Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x", "Threshold: Tau 1"}));
 }
 
 TEST(KindRows, MissingIndicator) {
   run_models run(1, {"y.missing ~ x"});
-  expect_rows(run["y.missing"],
-              {"Variance : L2 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept",
-               "   Fixed : x"},
-              {"x"}, two_levels);
+  expect_rows(
+      run["y.missing"],
+      {"Variance : L2 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x"},
+      {"x"}, two_levels);
   run_models without(0, {"grade.missing ~ 0 x"});
   expect_rows(without["grade.missing"], {"Variance : Residual Var.", "   Fixed : x", "Threshold: Tau 1"},
               {"x"}, single_level);

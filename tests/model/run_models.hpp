@@ -26,8 +26,7 @@ inline VariableList rich_catalogue(unsigned identifiers) {
     list.variables.push_back(std::make_shared<data::random>(
         data::random_effect{name, "y", term, "school", line}, list.find("y"), school, predictor));
   };
-  list.variables.push_back(
-      std::make_shared<data::variable>("zeta", data::type::latent, 60, identifiers - 1));
+  list.variables.push_back(std::make_shared<data::variable>("zeta", data::type::latent, 60, identifiers - 1));
   effect("ri", "Intercept", nullptr);
   effect("rs", "x", list.find("x"));
   return list;
