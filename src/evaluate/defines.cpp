@@ -1,7 +1,9 @@
 #include "evaluate/defines.hpp"
 
 #include <memory>
+#include <unordered_set>
 
+#include "evaluate/constants.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/parser.hpp"
 #include "support/text.hpp"
@@ -14,6 +16,20 @@ constexpr int undefined = 0;
 constexpr int data_column = 2;
 constexpr int parameter = 3;
 constexpr int definition = 4;
+
+/// The names in an expression, each once.
+std::vector<std::string> names_of(const std::string& expression) {
+  std::vector<std::string> out;
+  std::unordered_set<std::string> seen;
+  for (const std::string& piece : parse(expression)) {
+    const std::string token = trim(piece);
+    const bool number = !token.empty() && ((token[0] >= '0' && token[0] <= '9') || token[0] == '.');
+    if (token.empty() || number || token == "{" || token == "}" || op.count(token) || co.count(token))
+      continue;
+    if (seen.insert(to_lower(token)).second) out.push_back(token);
+  }
+  return out;
+}
 
 std::string reference(const std::string& prefix, unsigned k) {
   return prefix + "(" + std::to_string(k) + ")";
@@ -40,7 +56,9 @@ void defines::define(const std::string& name) {
 
 void defines::announce(const std::string& name, const std::string& expression) {
   def& found = entry(name);
-  if (found.announced.empty()) found.announced = expression.empty() ? " " : expression;
+  if (!found.announced.empty()) return;
+  found.announced = expression.empty() ? " " : expression;
+  found.reads = names_of(expression);
 }
 
 bool defines::define(const std::string& name, const std::string& expression) {
@@ -50,6 +68,7 @@ bool defines::define(const std::string& name, const std::string& expression) {
   def& found = entry(name);
   found.kind = definition;
   found.text = expression;
+  announce(name, expression);
   return true;
 }
 

@@ -23,6 +23,8 @@ class defines {
     std::string name;
     /// Of an announced definition: its expression as written, before and after it is given.
     std::string announced;
+    /// The names in `announced` that are neither functions nor numbers, each once, in order.
+    std::vector<std::string> reads;
 
     /// `text` parsed under `owner` and optimized, owned by the caller; null when `text` is empty.
     node* get_node() const;

@@ -38,9 +38,9 @@ class reader {
     }
     // Definitions are worked through one after the other: a chain of them may be long, and may be a ring.
     while (!open_.empty()) {
-      const std::string text = std::move(open_.back());
+      const std::vector<std::string>& names = *open_.back();
       open_.pop_back();
-      for (const std::string& token : expression_names(text)) {
+      for (const std::string& token : names) {
         if (const anyVariable* variable = find(token)) {
           if (inner_.insert(to_lower(token)).second) add_defined(*variable);
         } else {
@@ -81,8 +81,7 @@ class reader {
     const std::string key = to_lower(token);
     if (!read_.insert(key).second) return;
     if (is_definition(token, names_)) {
-      const evaluate::defines::def* entry = names_->find(token);
-      open_.push_back(entry->announced.empty() ? entry->text : entry->announced);
+      open_.push_back(&names_->find(token)->reads);
       return;
     }
     if (is_number_word(token) && !(names_ && names_->find(token))) return;
@@ -105,7 +104,7 @@ class reader {
   std::unordered_set<std::string> read_;   // names that are no variables
   std::unordered_set<std::string> inner_;  // names of variables inside definitions
   std::unordered_set<term_key, term_key::hash> defined_;
-  std::vector<std::string> open_;  // definitions to be read
+  std::vector<const std::vector<std::string>*> open_;  // names in the definitions to be read
 };
 
 /// The design columns of the variables of a term that differ, and of each occurrence the variable.
@@ -268,7 +267,8 @@ std::vector<std::unique_ptr<evaluate::node>> combinationOfAnyVariable::nodes() c
   for_each_column(*this, [&](const std::vector<const term_column*>& columns) {
     for (const auto& [at, variable] : of_variable)
       references[at] = evaluate::CMD::DATA + "(" + std::to_string(columns[variable]->column) + ")";
-    out.emplace_back(evaluate::opt_ast(evaluate::generate_command(statement, names_in_order, references), *table));
+    out.emplace_back(
+        evaluate::opt_ast(evaluate::generate_command(statement, names_in_order, references), *table));
   });
   return out;
 }

@@ -22,9 +22,9 @@ class combinationOfAnyVariable {
       variables;  ///< the variables of the statement, in order of occurrence, with repeats
   model::parameter param;
   bool is_random = false;
-  evaluate::defines* table = nullptr;  ///< the name table of the run; not owned
+  evaluate::defines* table = nullptr;                     ///< the name table of the run; not owned
   std::vector<std::shared_ptr<data::variable>> clusters;  ///< identifiers of the data, for names of columns
-  std::vector<std::string> tokens;  ///< of each of `variables`, its spelling in the statement
+  std::vector<std::string> tokens;             ///< of each of `variables`, its spelling in the statement
   std::vector<anyVariable> defined_variables;  ///< read through definitions, each once
   std::vector<std::string> label_names;  ///< read directly or through definitions, lower case, each once
 

@@ -20,9 +20,8 @@ bool begins_number(const std::string& token) {
 }  // namespace
 
 bool is_definition(const std::string& name, const evaluate::defines* names) {
-  constexpr int expression = 4;
   const evaluate::defines::def* entry = names ? names->find(name) : nullptr;
-  return entry && (entry->kind == expression || !entry->announced.empty());
+  return entry && !entry->announced.empty();
 }
 
 bool is_compute(const std::string& text, const evaluate::defines* names) {
@@ -66,9 +65,8 @@ bool is_transformation(const std::string& expression) {
     if (token == "vec" || token == "abs" || !check_eval(token)) return false;
   }
   const std::vector<std::string> names = expression_names(expression);
-  return !names.empty() && std::all_of(names.begin(), names.end(), [&](const std::string& name) {
-    return iequals(name, names.front());
-  });
+  return !names.empty() && std::all_of(names.begin(), names.end(),
+                                       [&](const std::string& name) { return iequals(name, names.front()); });
 }
 
 void misspecified_transformation(const std::string& problem) {

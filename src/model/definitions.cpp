@@ -34,8 +34,7 @@ bool is_reserved_name(const std::string& name) {
 }
 
 void check_name(const std::string& name, const std::string& statement, const VariableList& variables) {
-  if (variables.find(to_lower(name)))
-    fail("defined variable name already exists in the dataset.", statement);
+  if (variables.find(to_lower(name))) fail("defined variable name already exists in the dataset.", statement);
   if (name.find_first_of(" \t") != std::string::npos)
     fail("defined variable names cannot include spaces.", statement);
   if (is_reserved_name(name))
@@ -48,16 +47,20 @@ void define_variables(const std::string& expression, const std::string& statemen
   for (const std::string& token : model::expression_names(expression)) {
     const evaluate::defines::def* known = names.find(token);
     if (known && known->kind == parameter_cell && variables.find(token))
-      fail("The name '" + token + "' in the MODEL define statement is\n       a variable and the label of a "
-           "parameter.", statement);
+      fail("The name '" + token +
+               "' in the MODEL define statement is\n       a variable and the label of a "
+               "parameter.",
+           statement);
     if (known || model::is_number_word(token)) continue;
     const anyVariable term = anyVariable::parse(token, variables, &names, false);
     model::check_phantom_request(term);
     const auto columns = term.columns();
     if (columns.size() != 1)
-      fail("The variable (" + token + ") in the MODEL define statement refers to\n"
-           "       more than one column (i.e., nominal variable or latent means).\n"
-           "       Model defines must only generate one new variable.", statement);
+      fail("The variable (" + token +
+               ") in the MODEL define statement refers to\n"
+               "       more than one column (i.e., nominal variable or latent means).\n"
+               "       Model defines must only generate one new variable.",
+           statement);
     names.define_data(token, columns.front().column);
   }
 }

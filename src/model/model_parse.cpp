@@ -165,7 +165,8 @@ void Model::parse_fixed(const std::string& text, const std::string& statement,
     }
     if (computed && model::has_level_behind(cut.head, table)) refuse_level(term, statement);
     auto term_of = combinationOfAnyVariable::parse(
-        latent ? as_factor(cut.head, computed, table) + "*" + latent->fullName : cut.head, term, variables, table);
+        latent ? as_factor(cut.head, computed, table) + "*" + latent->fullName : cut.head, term, variables,
+        table);
     term_of.param = latent ? model::parameter::fixed_at(1) : param;
     model::check_no_outcome(term_of, outcomes);
     fixed_compute.push_back(std::move(term_of));

@@ -58,9 +58,9 @@ void check_variance(const model::parameter& param, std::size_t n_variances,
                 "' cannot\n       be fixed to a value.\n       Problem model: " + statement);
   if (!param.has_label()) return;
   if (n_variances > 1 || !labels.insert(to_lower(param.label())).second)
-    throw error("ERROR: The random effect variance label '" + param.label() +
-                "' cannot\n       be assigned to more than one parameter. \n       Problem model: " +
-                statement);
+    throw error(
+        "ERROR: The random effect variance label '" + param.label() +
+        "' cannot\n       be assigned to more than one parameter. \n       Problem model: " + statement);
 }
 
 void check_random_kind(const anyVariable& parsed) {
@@ -101,7 +101,8 @@ void Model::parse_random(const std::string& text, const std::string& statement,
     model::check_computation(cut.head, term);
     if (!intercept && (model::is_compute(cut.head, table) || model::has_level_behind(cut.head, table))) {
       parse_random_computed(cut, term, variables);
-      check_variance(random_compute.back().param, n_variances(random_compute.back()), labels, term, statement);
+      check_variance(random_compute.back().param, n_variances(random_compute.back()), labels, term,
+                     statement);
       continue;
     }
     std::string plain = term;
@@ -170,7 +171,8 @@ void Model::check_levels() const {
     single_level(term.name());
   }
   for (const combinationOfAnyVariable& term : random_compute) {
-    for (const anyVariable& variable : term.all_variables()) check(variable, "ERROR: The random predictor \"");
+    for (const anyVariable& variable : term.all_variables())
+      check(variable, "ERROR: The random predictor \"");
     if (n_variances(term) == 0) single_level(join(term.names(), " "));
   }
   for (const anyVariable& phantom : phantoms) {

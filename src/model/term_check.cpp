@@ -28,8 +28,8 @@ void check_no_outcome(const anyVariable& term, const std::vector<anyVariable>& o
   for (const anyVariable& outcome : outcomes) {
     const bool own = term.variable == outcome.variable || (code && code->parent() == outcome.variable);
     // An ordinal outcome is modelled through its propensity.
-    const bool same = term.type == outcome.type ||
-                      (term.type == type::latent && outcome.type == type::variable);
+    const bool same =
+        term.type == outcome.type || (term.type == type::latent && outcome.type == type::variable);
     if (own && same) throw error("ERROR: Cannot include outcome as a predictor.");
   }
 }

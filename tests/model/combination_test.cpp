@@ -1,10 +1,11 @@
 // Computed terms: names, columns, trees, labels, and definitions inside them.
 
+#include "model/combination.hpp"
+
 #include <armadillo>
 
 #include "catalogue.hpp"
 #include "evaluate/defines.hpp"
-#include "model/combination.hpp"
 #include "model/compute.hpp"
 
 namespace tovik::tests {
@@ -17,7 +18,8 @@ struct computed {
   evaluate::defines names;
   combinationOfAnyVariable term;
 
-  explicit computed(const std::string& text, const std::vector<std::pair<std::string, std::string>>& defined = {}) {
+  explicit computed(const std::string& text,
+                    const std::vector<std::pair<std::string, std::string>>& defined = {}) {
     for (const auto& [name, expression] : defined) names.announce(name, expression);
     term = combinationOfAnyVariable::parse(text, text, list, &names);
   }
@@ -25,7 +27,8 @@ struct computed {
   const combinationOfAnyVariable* operator->() const { return &term; }
 };
 
-std::string fault(const std::string& text, const std::vector<std::pair<std::string, std::string>>& defined = {}) {
+std::string fault(const std::string& text,
+                  const std::vector<std::pair<std::string, std::string>>& defined = {}) {
   try {
     computed term(text, defined);
   } catch (const error& e) {
@@ -191,7 +194,8 @@ TEST(Combination, TellsWhatIsWrongWithTheExpression) {
   for (const auto& row : rows)
     EXPECT_EQ(fault(row.text), row.message + std::string("\n       See \"") + row.text + "\"") << row.text;
   // What depends on the values cannot be known yet.
-  for (const char* text : {"(iphi(x + 2))", "max(x, x)", "((x > 1) and (z < 2))", "(x/0)", "log(x)^2", "2^b*x"})
+  for (const char* text :
+       {"(iphi(x + 2))", "max(x, x)", "((x > 1) and (z < 2))", "(x/0)", "log(x)^2", "2^b*x"})
     EXPECT_EQ(fault(text), "") << text;
 }
 
@@ -222,7 +226,8 @@ TEST(Compute, DefinitionsAreTheNamesThatStatementsGive) {
   names.define_data("x", 2);
   EXPECT_TRUE(model::is_definition("D", &names));
   EXPECT_TRUE(model::is_definition("empty", &names));
-  for (const char* name : {"label", "b", "x", "nobody"}) EXPECT_FALSE(model::is_definition(name, &names)) << name;
+  for (const char* name : {"label", "b", "x", "nobody"})
+    EXPECT_FALSE(model::is_definition(name, &names)) << name;
   EXPECT_FALSE(model::is_definition("d", nullptr));
 }
 

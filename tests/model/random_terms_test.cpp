@@ -146,8 +146,9 @@ TEST(RandomTerms, RefusesBracketsWhereTheySelectNothing) {
   EXPECT_EQ(failure(1, "y ~ Intercept[school]"), fixed("Intercept[school]", "y ~ Intercept[school]"));
   EXPECT_EQ(failure(1, "y ~ 1[school]"), fixed("1[school]", "y ~ 1[school]"));
   EXPECT_EQ(failure(1, "y ~ (x*z)[school]@b"), fixed("(x*z)[school]@b", "y ~ (x*z)[school]@b"));
-  EXPECT_EQ(failure(1, "y ~ ghost[school]"),
-            "ERROR: Variable \"ghost\" is a phantom variable.\n       Cannot have '[school]' attached to it.");
+  EXPECT_EQ(
+      failure(1, "y ~ ghost[school]"),
+      "ERROR: Variable \"ghost\" is a phantom variable.\n       Cannot have '[school]' attached to it.");
   const std::string outcome =
       "ERROR: The dependent variable is invalid. It must be a normal variable or a missing data indicator.";
   EXPECT_EQ(failure(1, "y[school] ~ x"), outcome);

@@ -37,13 +37,35 @@ class generator {
   }
 
   std::string outcome() {
-    return pick({"y", "y", "(Y)", "w", "v", "grade", "g", "bin", "visits", "eta", "logit(bin)", "logit(g)",
-                 "probit(grade)", "yjt(y)", "yjt(y, lam)", "yjt( y , 0.1)", "yjt(y, lam%0.3)", "yjt(w, %-1)",
-                 "var(y)", "y.missing", "log(y + 10)", "(sqrt(y)*2)", "yjt(y*2, 0.5)", "1/y"});
+    return pick({"y",
+                 "y",
+                 "(Y)",
+                 "w",
+                 "v",
+                 "grade",
+                 "g",
+                 "bin",
+                 "visits",
+                 "eta",
+                 "logit(bin)",
+                 "logit(g)",
+                 "probit(grade)",
+                 "yjt(y)",
+                 "yjt(y, lam)",
+                 "yjt( y , 0.1)",
+                 "yjt(y, lam%0.3)",
+                 "yjt(w, %-1)",
+                 "var(y)",
+                 "y.missing",
+                 "log(y + 10)",
+                 "(sqrt(y)*2)",
+                 "yjt(y*2, 0.5)",
+                 "1/y"});
   }
 
   std::string number() {
-    return pick({"0", "1", "-2", "0.5", "1e-9", "-1e30", "(1/3)", "123456789", "0.1", "-0.000001", "(2^0.5)"});
+    return pick(
+        {"0", "1", "-2", "0.5", "1e-9", "-1e30", "(1/3)", "123456789", "0.1", "-0.000001", "(2^0.5)"});
   }
 
   std::string with_parameter(std::string term, bool can_fix) {
@@ -111,7 +133,8 @@ std::string content(const Model& model) {
   std::string out = format("link %d levels %d intercepts %d %d", static_cast<int>(model.link), model.levels,
                            model.has_fixed_intercept, model.has_random_intercept);
   const auto parameter = [&](const model::parameter& p) {
-    out += " {" + to_lower(p.label()) + format(" %d %d %a %d}", p.is_fixed(), p.has_start(), p.start(), p.is_free());
+    out += " {" + to_lower(p.label()) +
+           format(" %d %d %a %d}", p.is_fixed(), p.has_start(), p.start(), p.is_free());
   };
   const auto list = [&](const char* name, const std::vector<model::anyVariable>& terms) {
     out += std::string("\n") + name;

@@ -93,9 +93,10 @@ TEST(Statement, LosesOneOuterPairAroundItsOutcome) {
 }
 
 TEST(Statement, CommandsRoundTrip) {
-  for (const char* text : {"y ~ Intercept x z | Intercept", "y ~ Intercept@b x%2 | Intercept x",
-                           "y ~ Intercept g | Intercept", "y ~ Intercept x | Intercept[district] x[school]",
-                           "w ~ Intercept v | Intercept", "y ~ Intercept%-1 x@0.500000 | Intercept[school]@a x[district]@b"}) {
+  for (const char* text :
+       {"y ~ Intercept x z | Intercept", "y ~ Intercept@b x%2 | Intercept x", "y ~ Intercept g | Intercept",
+        "y ~ Intercept x | Intercept[district] x[school]", "w ~ Intercept v | Intercept",
+        "y ~ Intercept%-1 x@0.500000 | Intercept[school]@a x[district]@b"}) {
     EXPECT_EQ(command(2, text), text);
   }
 }

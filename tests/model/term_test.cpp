@@ -243,8 +243,7 @@ TEST(Compute, KnowsExpressionsAndTheirNames) {
   EXPECT_EQ(model::expression_names("log(a) + 2*b^a - _pi"), (texts{"a", "b", "a"}));
   EXPECT_TRUE(model::is_transformation("log(a + 1)"));
   EXPECT_TRUE(model::is_transformation("a*A"));
-  for (const char* text :
-       {"a + b", "log(1)", "abs(a)", "vec(a)", "lag1(a, s)", "log(a)@b", "ismissing(a)"})
+  for (const char* text : {"a + b", "log(1)", "abs(a)", "vec(a)", "lag1(a, s)", "log(a)@b", "ismissing(a)"})
     EXPECT_FALSE(model::is_transformation(text)) << text;
   for (const char* text : {"ismissing", "missing", "uniform", "normal", "lag1"})
     EXPECT_FALSE(model::check_eval(text));

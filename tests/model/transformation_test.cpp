@@ -16,11 +16,12 @@ model::outcome_term outcome(const std::string& text) {
 TEST(Transformation, HasAnInverse) {
   arma::Mat<double> values(5, 1);
   values.col(0) = arma::Col<double>{0.2, 0.35, 0.5, 0.7, 0.9};
-  for (const char* text :
-       {"log(y)", "log(y + 10)", "sqrt(y)", "exp(y)", "2*y + 3", "3 - y", "1/y", "y/4", "y^3", "logit(y/2)",
-        "probit(y/2)", "sigm(y)", "phi(y)", "iphi(y*0.5)", "log1p(y)", "expm1(y)", "sin(y)", "cos(y)", "tan(y)",
-        "asin(y)", "acos(y)", "atan(y)", "yjt(y*2, 0.5)", "iyjt(y, 0.5)", "(log(y) - 2)/3", "y*y", "y + y",
-        "log(sqrt(Y))"}) {
+  for (const char* text : {"log(y)",      "log(y + 10)", "sqrt(y)",       "exp(y)",       "2*y + 3",
+                           "3 - y",       "1/y",         "y/4",           "y^3",          "logit(y/2)",
+                           "probit(y/2)", "sigm(y)",     "phi(y)",        "iphi(y*0.5)",  "log1p(y)",
+                           "expm1(y)",    "sin(y)",      "cos(y)",        "tan(y)",       "asin(y)",
+                           "acos(y)",     "atan(y)",     "yjt(y*2, 0.5)", "iyjt(y, 0.5)", "(log(y) - 2)/3",
+                           "y*y",         "y + y",       "log(sqrt(Y))"}) {
     const model::outcome_term parsed = outcome(text);
     EXPECT_EQ(parsed.term.variable->name, "y") << text;
     EXPECT_EQ(parsed.link, model::link::identity);
