@@ -65,10 +65,13 @@ std::vector<term_column> mean_columns(const anyVariable& term,
 }  // namespace
 
 anyVariable anyVariable::intercept(const VariableList& variables) {
-  const auto constants = variables.subset(data::type::constant);
-  if (constants.empty()) throw error_debug("No constant in the catalogue.");
   anyVariable term;
-  term.variable = constants.front();
+  term.variable = variables.find("1");
+  if (!term.variable || term.variable->type != data::type::constant) {
+    const auto constants = variables.subset(data::type::constant);
+    if (constants.empty()) throw error_debug("No constant in the catalogue.");
+    term.variable = constants.front();
+  }
   return term;
 }
 

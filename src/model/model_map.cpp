@@ -183,9 +183,7 @@ class builder {
     std::unique_ptr<evaluate::node> tree;
     try {
       tree.reset(evaluate::ast(text, local));
-    } catch (const error_debug&) {
-      throw;
-    } catch (const error& fault) {
+    } catch (const evaluate::error& fault) {
       throw error(fault.what() + ("\n       See \"" + statement + "\""));
     }
     return !tree->is_vector && !has_column_function(tree.get());

@@ -5,8 +5,8 @@
 #include <memory>
 
 #include "evaluate/constants.hpp"
+#include "evaluate/defines.hpp"
 #include "evaluate/error.hpp"
-#include "evaluate/generate_command.hpp"
 #include "evaluate/parser.hpp"
 #include "model/compute.hpp"
 #include "model/distribution.hpp"
@@ -44,10 +44,9 @@ void check_computation(const std::string& expression, const std::string& stateme
     misspecified_computation(statement);
   model::check_functions(expression);
   try {
-    const std::vector<std::string> names = model::expression_names(expression);
-    const std::string text = evaluate::generate_command(
-        expression, names, std::vector<unsigned>(names.size(), 0u), evaluate::CMD::VAR);
-    std::unique_ptr<evaluate::node>(evaluate::opt_ast(text)).reset();
+    evaluate::defines names;
+    for (const std::string& name : model::expression_names(expression)) names.define_var(name, 0);
+    std::unique_ptr<evaluate::node>(evaluate::opt_ast(expression, names)).reset();
   } catch (const evaluate::error_parse& fault) {
     throw error(fault.message() + "\n" + expression + "\n       See \"" + statement + "\"");
   } catch (const evaluate::error& fault) {
