@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 #include "support/error.hpp"
 
@@ -23,23 +24,31 @@ std::string patterns::pattern::key() const {
   return out;
 }
 
-std::size_t patterns::hash::operator()(const bits& words) const {
-  // The finalizer of SplitMix64 (Steele, Lea & Flood, 2014), chained over the words.
-  std::uint64_t h = words.size();
-  for (std::uint64_t word : words) {
-    h = (h ^ word) + 0x9e3779b97f4a7c15ull;
+namespace {
+
+/// The finalizer of SplitMix64 (Steele, Lea & Flood, 2014), chained over the words.
+std::uint64_t hash(const std::uint64_t* words, std::size_t n) {
+  std::uint64_t h = n;
+  for (std::size_t k = 0; k < n; ++k) {
+    h = (h ^ words[k]) + 0x9e3779b97f4a7c15ull;
     h = (h ^ (h >> 30)) * 0xbf58476d1ce4e5b9ull;
     h = (h ^ (h >> 27)) * 0x94d049bb133111ebull;
     h ^= h >> 31;
   }
-  return static_cast<std::size_t>(h);
+  return h;
 }
 
+}  // namespace
+
 patterns::patterns(const arma::Mat<double>& data)
-    : nrows_(data.n_rows), ncols_(data.n_cols), rates_(data.n_cols, 0.0) {
-  // One bit for each cell, rows packed side by side, so that columns are read in storage order.
-  const std::size_t width = (ncols_ + 63) / 64;
-  std::vector<std::uint64_t> packed(nrows_ * width, 0);
+    : width_((data.n_cols + 63) / 64), nrows_(data.n_rows), ncols_(data.n_cols), rates_(data.n_cols, 0.0) {
+  std::vector<std::uint64_t> packed(nrows_ * width_, 0);
+  pack(data, packed);
+  count(packed);
+}
+
+/// One bit for each cell, the words of a row side by side; columns are read in storage order.
+void patterns::pack(const arma::Mat<double>& data, std::vector<std::uint64_t>& packed) {
   for (std::size_t j = 0; j < ncols_; ++j) {
     const double* cell = data.colptr(j);
     std::uint64_t* word = packed.data() + j / 64;
@@ -48,30 +57,59 @@ patterns::patterns(const arma::Mat<double>& data)
     for (std::size_t i = 0; i < nrows_; ++i) {
       const bool na = std::isnan(cell[i]);
       missing += na;
-      word[i * width] |= static_cast<std::uint64_t>(na) << shift;
+      word[i * width_] |= static_cast<std::uint64_t>(na) << shift;
     }
     if (nrows_ > 0) rates_[j] = static_cast<double>(missing) / static_cast<double>(nrows_);
   }
+}
 
-  bits row(width);
+/// Counts equal rows in a hash table with open addressing. Its places hold the number of a pattern plus one.
+void patterns::count(const std::vector<std::uint64_t>& packed) {
+  std::size_t places = 16;
+  while (places < 2 * nrows_) places *= 2;
+  std::vector<std::uint64_t> table(places, 0);
   for (std::size_t i = 0; i < nrows_; ++i) {
-    std::copy_n(packed.data() + i * width, width, row.begin());
-    pattern& found = map_[row];
-    if (found.count++ > 0) continue;
-    found.missing.resize(ncols_);
-    for (std::size_t j = 0; j < ncols_; ++j)
-      found.missing[j] = static_cast<char>(row[j / 64] >> (j % 64) & 1u);
+    const std::uint64_t* row = packed.data() + i * width_;
+    std::size_t at = hash(row, width_) & (places - 1);
+    while (table[at] != 0 && !std::equal(row, row + width_, key(table[at] - 1))) at = (at + 1) & (places - 1);
+    if (table[at] == 0) {
+      keys_.insert(keys_.end(), row, row + width_);
+      counts_.push_back(0);
+      table[at] = counts_.size();
+    }
+    ++counts_[table[at] - 1];
   }
 }
 
-std::vector<patterns::pattern> patterns::sorted_vec() const {
+/// Equal counts stand in the order of their keys as text, from the first variable on.
+bool patterns::before(std::size_t a, std::size_t b) const {
+  if (counts_[a] != counts_[b]) return counts_[a] > counts_[b];
+  for (std::size_t w = 0; w < width_; ++w) {
+    const std::uint64_t differ = key(a)[w] ^ key(b)[w];
+    if (differ != 0) return (key(b)[w] & (differ & (~differ + 1))) != 0;
+  }
+  return false;
+}
+
+std::vector<patterns::pattern> patterns::first(std::size_t n) const {
+  std::vector<std::size_t> order(size());
+  std::iota(order.begin(), order.end(), std::size_t{0});
+  const auto end = order.begin() + static_cast<std::ptrdiff_t>(std::min(n, order.size()));
+  std::partial_sort(order.begin(), end, order.end(),
+                    [&](std::size_t a, std::size_t b) { return before(a, b); });
   std::vector<pattern> out;
-  out.reserve(map_.size());
-  for (auto const& entry : map_) out.push_back(entry.second);
-  std::sort(out.begin(), out.end(), [](const pattern& a, const pattern& b) {
-    return a.count != b.count ? a.count > b.count : a.missing < b.missing;
-  });
+  for (auto at = order.begin(); at != end; ++at) {
+    pattern& next = out.emplace_back();
+    next.count = counts_[*at];
+    next.missing.resize(ncols_);
+    for (std::size_t j = 0; j < ncols_; ++j)
+      next.missing[j] = static_cast<char>(key(*at)[j / 64] >> (j % 64) & 1u);
+  }
   return out;
+}
+
+std::vector<patterns::pattern> patterns::sorted_vec() const {
+  return first(size());
 }
 
 namespace {
@@ -114,9 +152,9 @@ void patterns::print(std::FILE* stream, const std::vector<std::string>& names,
                      const std::vector<double>& percent) const {
   if (names.size() != ncols_ || percent.size() != ncols_) throw error_debug("Incorrect names to variables.");
   if (nrows_ == 0) return;
-  const std::vector<pattern> sorted = sorted_vec();
   const std::size_t band = std::max<std::uint64_t>(max_row_print, 1);
-  const std::size_t shown = print_all ? sorted.size() : std::min(band, sorted.size());
+  const std::size_t shown = print_all ? size() : std::min<std::size_t>(band, size());
+  const std::vector<pattern> sorted = first(shown);
   for (std::size_t from = 0; from < shown; from += band) {
     // The line above has ended; one more end of line keeps the bands apart.
     if (from > 0) std::fprintf(stream, "\n");
@@ -125,12 +163,12 @@ void patterns::print(std::FILE* stream, const std::vector<std::string>& names,
                sorted.begin() + static_cast<std::ptrdiff_t>(to), static_cast<int>(from) + 1, nrows_, names,
                percent);
   }
-  if (shown == sorted.size()) return;
+  if (shown == size()) return;
 
-  std::uint64_t rest = 0;
-  for (std::size_t k = shown; k < sorted.size(); ++k) rest += sorted[k].count;
+  std::uint64_t rest = nrows_;
+  for (const pattern& p : sorted) rest -= p.count;
   std::fprintf(stream, "  NOTE: Suppressing printing of %lu missing data patterns.\n",
-               static_cast<unsigned long>(sorted.size() - shown));
+               static_cast<unsigned long>(size() - shown));
   std::fprintf(stream, "        These patterns consist of %.1f%s of the data.\n", percent_of(rest, nrows_),
                "%");
   std::fprintf(stream, "        Use keyword 'allpatterns' in options to print all patterns.\n");

@@ -5,7 +5,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace tovik {
@@ -37,7 +36,8 @@ class patterns {
   std::size_t ncols() const { return ncols_; }
   /// The share of missing rows of each column, between 0 and 1 (0 when there are no rows).
   const std::vector<double>& rates() const { return rates_; }
-  std::size_t size() const { return map_.size(); }
+  /// The number of different patterns.
+  std::size_t size() const { return counts_.size(); }
 
   /// By count, descending; equal counts by key, ascending.
   std::vector<pattern> sorted_vec() const;
@@ -51,12 +51,18 @@ class patterns {
   void print(std::FILE* stream, const std::vector<std::string>& names) const;
 
  private:
-  using bits = std::vector<std::uint64_t>;
-  struct hash {
-    std::size_t operator()(const bits& words) const;
-  };
+  void pack(const arma::Mat<double>& data, std::vector<std::uint64_t>& packed);
+  void count(const std::vector<std::uint64_t>& packed);
+  const std::uint64_t* key(std::size_t k) const { return keys_.data() + k * width_; }
+  bool before(std::size_t a, std::size_t b) const;
+  /// The first `n` in the order of sorted_vec().
+  std::vector<pattern> first(std::size_t n) const;
 
-  std::unordered_map<bits, pattern, hash> map_;
+  // A run may have as many patterns as rows, so they are held as bits side by side: pattern k has the words
+  // from k * width_ on, bit j of them for variable j.
+  std::size_t width_ = 0;
+  std::vector<std::uint64_t> keys_;
+  std::vector<std::uint64_t> counts_;
   std::size_t nrows_ = 0;
   std::size_t ncols_ = 0;
   std::vector<double> rates_;

@@ -114,8 +114,8 @@ variable_ptr VariableList::find(std::string_view name) const {
   if (shown != shown_names_.end() && shown->second < variables.size() &&
       iequals(variables[shown->second]->name, name))
     return variables[shown->second];
-  for (auto const& v : variables)
-    if (iequals(v->name, name)) return v;
+  for (std::size_t k = std::min(indexed_, variables.size()); k < variables.size(); ++k)
+    if (iequals(variables[k]->name, name)) return variables[k];
   return nullptr;
 }
 

@@ -29,7 +29,8 @@ class VariableList {
   /// The variable with this name without regard to letter case, by full names first and shown names after;
   /// null if there is none. Quick for the variables that index() has seen.
   variable_ptr find(std::string_view name) const;
-  /// Makes find() quick for the variables appended since the last call.
+  /// Makes find() quick for the variables appended since the last call. From then on their shown names change
+  /// by truncateNames() only.
   void index();
 
   /// Selections, each in catalogue order.
