@@ -17,6 +17,16 @@ namespace {
 
 using model::anyVariable;
 
+using variable_set = std::unordered_set<const data::variable*>;
+
+void erase_phantoms(Model& model, const variable_set& which) {
+  auto& list = model.phantoms;
+  list.erase(
+      std::remove_if(list.begin(), list.end(),
+                     [&](const anyVariable& phantom) { return which.count(phantom.variable.get()) > 0; }),
+      list.end());
+}
+
 /// A phantom and the two models that hold it, the first of the list first.
 struct linked_pair {
   anyVariable phantom;
@@ -135,6 +145,35 @@ anyVariable zero_correlation(const Model& a, const Model& b) {
   return term;
 }
 
+/// The block of a group, with a term for every pair of its members.
+Model make_block(const ModelList& models, group own) {
+  // From the last member to the first, each with the members before it.
+  std::stable_sort(own.pairs.begin(), own.pairs.end(), [](const linked_pair& a, const linked_pair& b) {
+    return a.second != b.second ? a.second > b.second : a.first < b.first;
+  });
+  Model multi(model::multi_outcome());
+  multi.table = models.names.get();
+  multi.clusters = models.at(own.members.front()).clusters;
+  std::set<std::pair<std::size_t, std::size_t>> linked;
+  std::vector<anyVariable> terms;
+  for (linked_pair& pair : own.pairs) {
+    linked.emplace(pair.first, pair.second);
+    const Model* phantom_model = models.find(pair.phantom);
+    if (phantom_model && !phantom_model->variance.is_free()) pair.phantom.param = phantom_model->variance;
+    terms.push_back(std::move(pair.phantom));
+  }
+  for (std::size_t i : own.members) multi += models.at(i);
+  for (std::size_t i = 0; i < own.members.size(); ++i) {
+    for (std::size_t j = 0; j < i; ++j) {
+      const std::size_t a = own.members[j];
+      const std::size_t b = own.members[i];
+      if (linked.count({a, b}) == 0) terms.push_back(zero_correlation(models.at(a), models.at(b)));
+    }
+  }
+  multi += terms;
+  return multi;
+}
+
 }  // namespace
 
 namespace model {
@@ -165,57 +204,29 @@ bool Model::can_join_block() const {
 std::vector<anyVariable> Model::optimize(Model& a, Model& b) {
   std::vector<anyVariable> moved;
   if (!a.can_join_block() || !b.can_join_block() || a.levels != b.levels) return moved;
-  const auto at_level = [&](const anyVariable& phantom) {
-    return static_cast<std::int64_t>(phantom.variable->level) >= a.levels;
-  };
-  std::vector<anyVariable> kept;
-  for (anyVariable& phantom : a.phantoms) {
-    const auto shared =
-        at_level(phantom) ? std::find(b.phantoms.begin(), b.phantoms.end(), phantom) : b.phantoms.end();
-    if (shared == b.phantoms.end()) {
-      kept.push_back(std::move(phantom));
-    } else {
-      b.phantoms.erase(shared);
-      moved.push_back(std::move(phantom));
-    }
+  variable_set held;
+  for (const anyVariable& phantom : b.phantoms) held.insert(phantom.variable.get());
+  variable_set shared;
+  for (const anyVariable& phantom : a.phantoms) {
+    const bool own_level = static_cast<std::int64_t>(phantom.variable->level) >= a.levels;
+    if (!own_level || held.count(phantom.variable.get()) == 0) continue;
+    shared.insert(phantom.variable.get());
+    moved.push_back(phantom);
   }
-  a.phantoms = std::move(kept);
+  erase_phantoms(a, shared);
+  erase_phantoms(b, shared);
   return moved;
 }
 
 void ModelList::optimize() {
   index();
-  std::unordered_set<const data::variable*> absorbed;
-  std::vector<Model> blocks_made;
+  variable_set absorbed;
+  std::vector<Model> made;
   for (group& own : groups_of(*this)) {
-    // From the last member to the first, each with the members before it.
-    std::stable_sort(own.pairs.begin(), own.pairs.end(), [](const linked_pair& a, const linked_pair& b) {
-      return a.second != b.second ? a.second > b.second : a.first < b.first;
-    });
-    Model multi(model::multi_outcome());
-    multi.table = names.get();
-    multi.clusters = at(own.members.front()).clusters;
-    std::set<std::pair<std::size_t, std::size_t>> linked;
-    for (const linked_pair& pair : own.pairs) {
-      linked.emplace(pair.first, pair.second);
-      std::vector<anyVariable> phantoms = Model::optimize(at(pair.second), at(pair.first));
-      for (anyVariable& phantom : phantoms) {
-        const Model* phantom_model = find(phantom);
-        if (phantom_model && !phantom_model->variance.is_free()) phantom.param = phantom_model->variance;
-        absorbed.insert(phantom.variable.get());
-      }
-      multi += phantoms;
-    }
-    for (std::size_t i : own.members) multi += at(i);
-    for (std::size_t i = 0; i < own.members.size(); ++i) {
-      for (std::size_t j = 0; j < i; ++j) {
-        const std::size_t a = own.members[j];
-        const std::size_t b = own.members[i];
-        if (linked.count({a, b}) == 0) multi += std::vector<anyVariable>{zero_correlation(at(a), at(b))};
-      }
-    }
-    blocks_made.push_back(std::move(multi));
+    for (const linked_pair& pair : own.pairs) absorbed.insert(pair.phantom.variable.get());
+    made.push_back(make_block(*this, std::move(own)));
   }
+  for (Model& model : *this) erase_phantoms(model, absorbed);
   erase(std::remove_if(begin(), end(),
                        [&](const Model& model) {
                          const bool out = model.outcomes.size() == 1 &&
@@ -225,7 +236,7 @@ void ModelList::optimize() {
                          return out;
                        }),
         end());
-  std::move(blocks_made.begin(), blocks_made.end(), std::back_inserter(*this));
+  std::move(made.begin(), made.end(), std::back_inserter(*this));
   index();
 }
 
