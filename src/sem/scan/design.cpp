@@ -46,6 +46,7 @@ columns::columns(arma::Col<arma::uword> plain, std::vector<estimator::compute> c
       auto const* node = computed_[j - plain_.n_elem].node;
       if (node == nullptr) throw error_debug("A computed column has no expression.");
       is_dynamic_[j] = is_mutable(*node, mutable_columns);
+      if (node->has(evaluate::operations::var)) holds_parameters_ = true;
     }
     if (is_dynamic_[j]) dynamic_.push_back(j);
   }

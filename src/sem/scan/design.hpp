@@ -36,6 +36,8 @@ class columns {
   arma::Mat<double> const& values() const { return values_; }
   arma::uword size() const { return plain_.n_elem + computed_.size(); }
   bool all_static() const { return dynamic_.empty(); }
+  /// True if a computed column reads a parameter.
+  bool holds_parameters() const { return holds_parameters_; }
   /// The positions of the mutable columns, rising.
   std::vector<arma::uword> const& dynamic() const { return dynamic_; }
 
@@ -49,6 +51,7 @@ class columns {
   std::vector<arma::uword> dynamic_;
   arma::Mat<double> values_;
   bool filled_ = false;
+  bool holds_parameters_ = false;
 };
 
 /// True if the value of the tree can change between scans.

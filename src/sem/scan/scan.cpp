@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 #include "sem/scan/blas.hpp"
@@ -19,6 +20,15 @@ scan::scan(equation terms)
       change_(eq_.terms.z.size()) {
   if (eq_.terms.z.size() > eq_.structure.n_levels())
     throw error_debug("More levels of random effects than levels above the outcome.");
+}
+
+void scan::hold(arma::uword j) {
+  arma::uword const k = eq_.free.n_elem + eq_.fixed.n_elem;
+  if (!first_ || j >= k) throw error_debug("The coefficient cannot be held.");
+  if (!arma::any(eq_.free == j)) return;
+  eq_.free = eq_.free.elem(arma::find(eq_.free != j)).eval();
+  eq_.fixed = arma::join_cols(eq_.fixed, arma::Col<arma::uword>{j}).eval();
+  coefficients_ = coefficient_step(eq_.free, eq_.fixed);
 }
 
 bool scan::can_use_products() const {
@@ -78,20 +88,27 @@ void scan::begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
     std::copy_n(column, n_, y_.memptr());
   else
     for (arma::uword i = 0; i < n_; ++i) y_(i) = column[(*eq_.rows)(i)];
+  start(b, u, scale);
+}
+
+void scan::begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const& b,
+                 std::vector<arma::Mat<double>> const& u, row_scale const& scale) {
+  if (products_.built()) {
+    if (scale.is_one()) return;
+    throw error_debug("The row scale of an equation changed its form.");
+  }
+  refresh(data, scale);
+  y_.set_size(n_);
+  std::copy_n(y.memptr(), n_, y_.memptr());
+  start(b, u, scale);
+}
+
+void scan::start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u,
+                 row_scale const& scale) {
   if (first_ && scale.is_one() && can_use_products())
     build_products(b);
   else
     start_residual(u);
-  first_ = false;
-}
-
-void scan::begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const&,
-                 std::vector<arma::Mat<double>> const& u, row_scale const& scale) {
-  use_products_ = false;
-  refresh(data, scale);
-  y_.set_size(n_);
-  std::copy_n(y.memptr(), n_, y_.memptr());
-  start_residual(u);
   first_ = false;
 }
 
@@ -155,6 +172,16 @@ void scan::draw_effects(unsigned L, row_scale const& scale, arma::Mat<double> co
   subtract_effects(Z, change, clusters, r_.memptr());
 }
 
+void scan::subtract(double const* part) {
+  if (products_.built()) throw error_debug("Only a residual that is kept by rows has a part taken out.");
+  add_scaled(n_, -1.0, part, r_.memptr());
+}
+
+void scan::move_effects(unsigned L, arma::Mat<double> const& change) {
+  if (products_.built()) return;  // they hold no residual
+  subtract_effects(eq_.terms.z[L].values(), change, *eq_.structure.selectors[L], r_.memptr());
+}
+
 double scan::sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u) {
   if (products_.built()) {
     std::size_t const L = effect_level();
@@ -166,6 +193,14 @@ double scan::sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<do
   return dot(n_, r_.memptr(), r_.memptr());
 }
 
+double scan::squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u) {
+  if (!products_.built()) return std::numeric_limits<double>::quiet_NaN();
+  products_.condition_on(b.memptr());
+  products_.effect_sums();
+  std::size_t const L = effect_level();
+  return products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
+}
+
 bool scan::cluster_squares(arma::Mat<double> const& b, arma::Mat<double> const* u, double v,
                            arma::Col<double>& out) {
   if (!products_.built() || eq_.structure.n_levels() != 1) return false;
@@ -175,6 +210,27 @@ bool scan::cluster_squares(arma::Mat<double> const& b, arma::Mat<double> const* 
 void scan::draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng) {
   if (products_.built()) throw error_debug("An outcome without missing values cannot be imputed.");
   predictive_.draw(units, scale, rng, y_.memptr(), r_.memptr());
+}
+
+void scan::replace_values(arma::Col<arma::uword> const& units, double const* values) {
+  if (products_.built()) throw error_debug("An outcome without missing values cannot be imputed.");
+  for (arma::uword k = 0; k < units.n_elem; ++k) {
+    arma::uword const i = units(k);
+    r_(i) += values[k] - y_(i);
+    y_(i) = values[k];
+  }
+}
+
+void scan::reread_parameters(arma::Mat<double> const& data) {
+  if (eq_.terms.x.holds_parameters()) {
+    eq_.terms.x.refresh(data, eq_.rows);
+    x_moments_.refresh(eq_.terms.x);
+  }
+  for (std::size_t L = 0; L < z_moments_.size(); ++L) {
+    if (!eq_.terms.z[L].holds_parameters()) continue;
+    eq_.terms.z[L].refresh(data, eq_.rows);
+    z_moments_[L].refresh(eq_.terms.z[L]);
+  }
 }
 
 void scan::variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,

@@ -50,13 +50,21 @@ class scan {
   /// Keeps r in every scan, also where cross-products would do. For comparison; before the first begin().
   void keep_rows() { use_products_ = false; }
 
+  /// Takes coefficient j out of the draws; before the first begin(). Throws error_debug when there is no such
+  /// coefficient or a scan has begun.
+  void hold(arma::uword j);
+
   /// Starts a scan at the data: reads what can change, and the outcome. `b` and `u`: the current state.
   /// `scale` is the row scale of the scan (it enters the products within clusters unless it is one).
   void begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
              std::vector<arma::Mat<double>> const& u, row_scale const& scale);
-  /// The same with the outcome given (a latent score, a transformed value): units x 1.
+  /// The same with the outcome given (a latent score, a transformed value): units x 1. If the equation says
+  /// that y is static, it is the same in every scan.
   void begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const& b,
              std::vector<arma::Mat<double>> const& u, row_scale const& scale);
+
+  /// Takes a known part of the outcome (one value per unit) out of r. Only with rows kept.
+  void subtract(double const* part);
 
   /// Draws b given the random effects; r becomes the whole residual.
   void draw_coefficients(row_scale const& scale, std::vector<arma::Mat<double>> const& u, Random& rng,
@@ -68,12 +76,23 @@ class scan {
   void draw_effects(unsigned L, row_scale const& scale, arma::Mat<double> const& iSigma,
                     arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u);
 
+  /// The effects of the L-th level above were drawn elsewhere: `change`, clusters x q, is what they gained.
+  void move_effects(unsigned L, arma::Mat<double> const& change);
+
   /// r'r at the current state.
   double sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u);
 
+  /// |y - Xb - Zu|^2 from products alone, at any state; NaN where they do not serve (see static_products).
+  double squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u);
+
   /// Draws the outcome of `units` from the equation and writes it into y() and r(). Only with rows kept.
   void draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng);
+  /// The outcome of `units` was drawn elsewhere: values into y() and r(). Only with rows kept.
+  void replace_values(arma::Col<arma::uword> const& units, double const* values);
 
+  /// Reads the columns that hold a parameter again, and the moments that follow from them: the parameter was
+  /// written after begin(). Nothing without such columns.
+  void reread_parameters(arma::Mat<double> const& data);
   /// Of the last draw. `first`: 1 if coefficient 0 is the intercept, else 0; `icept`: per level.
   shares variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
                          arma::uword first, std::vector<int> const& icept);
@@ -99,6 +118,7 @@ class scan {
  private:
   bool can_use_products() const;
   void refresh(arma::Mat<double> const& data, row_scale const& scale);
+  void start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u, row_scale const& scale);
   void start_residual(std::vector<arma::Mat<double>> const& u);
   void build_products(arma::Mat<double> const& b);
   std::size_t effect_level() const;

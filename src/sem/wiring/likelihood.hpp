@@ -5,6 +5,8 @@
 #include <utility>
 #include <vector>
 
+#include "sem/wiring/acceptance.hpp"
+
 namespace tovik::sem::estimator {
 
 /// One model's part of the log likelihood of the units of a level.
@@ -51,6 +53,9 @@ class likelihood : public std::vector<likelihood_function> {
   /// The same for the given units (ascending) of the level only; `out` is resized.
   void logLiklihood(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
                     arma::Col<double>& out) const;
+
+  /// Which of the variable's values are accepted together.
+  acceptance together;
 };
 
 }  // namespace tovik::sem::estimator

@@ -1,10 +1,55 @@
 #include "sem/wiring/transform.hpp"
 
+#include <cmath>
+#include <limits>
 #include <utility>
 
-namespace tovik::sem::estimator {
+#include "evaluate/value.hpp"
+#include "support/error.hpp"
 
-transform::transform(evaluate::pair pair) : pair_(std::move(pair)) {}
+namespace tovik::sem::estimator {
+namespace {
+
+/// The number of the cell in the scalar form; parameters of the transformation have small numbers.
+constexpr unsigned cell_number = std::numeric_limits<unsigned>::max();
+
+std::unique_ptr<evaluate::node> reference(const char* kind, unsigned index) {
+  std::unique_ptr<evaluate::node> leaf(evaluate::node::literal(index));
+  auto out = std::make_unique<evaluate::node>(kind, leaf.get());
+  (void)leaf.release();
+  return out;
+}
+
+}  // namespace
+
+void transform::scalar_form::set(evaluate::node const* tree) {
+  if (tree == nullptr) return;
+  auto const column = reference("#DATA", 0);
+  auto const cell = reference("#VAR", cell_number);
+  tree_.reset(*tree == *column ? cell->copy() : tree->copy());
+  tree_->replace(*column, *cell);
+  auto place = std::make_unique<evaluate::value>();
+  place->set(&x_);
+  cell_ = std::move(place);
+  tree_->register_var(cell_.get(), cell_number);
+}
+
+double transform::scalar_form::eval(double x) const {
+  if (tree_ == nullptr) return x;
+  x_ = x;
+  try {
+    return tree_->eval();
+  } catch (error_debug const&) {
+    throw;
+  } catch (error const&) {
+    return std::numeric_limits<double>::quiet_NaN();
+  }
+}
+
+transform::transform(evaluate::pair pair) : pair_(std::move(pair)) {
+  forward_.set(pair_.data_side);
+  inverse_.set(pair_.parameter_side);
+}
 
 arma::Col<double> transform::fun(arma::Col<double> x) const {
   if (pair_.data_side == nullptr) return x;
@@ -14,6 +59,13 @@ arma::Col<double> transform::fun(arma::Col<double> x) const {
 arma::Col<double> transform::inv(arma::Col<double> x) const {
   if (pair_.parameter_side == nullptr) return x;
   return pair_.parameter_side->eval(static_cast<arma::Mat<double> const&>(x));
+}
+
+bool transform::admits(double y, double& out) const {
+  double const x = inv(y);
+  if (!std::isfinite(x) || !(std::fabs(fun(x) - y) <= 1e-8 * (1.0 + std::fabs(y)))) return false;
+  out = x;
+  return true;
 }
 
 }  // namespace tovik::sem::estimator

@@ -21,8 +21,8 @@ struct tune_obj {
   };
 
   double value = 1.0;
-  std::uint32_t accepted = 0;
-  std::uint32_t total = 0;
+  std::uint64_t accepted = 0;
+  std::uint64_t total = 0;
   double upper = 0.55;
   double lower = 0.45;
   double target = 0.5;

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+#include "sem/outcome.hpp"
+#include "sem/wiring/acceptance.hpp"
+
+namespace tovik::sem {
+
+/// The units of every level of the data: for each level from 0 (the rows) up, the unit of each row of the
+/// working matrix, numbered from 0 in row order.
+using level_units = std::vector<arma::Col<arma::uword> const*>;
+
+/// The groups in which the values of a variable are accepted when `readers` are the equations that hold it.
+///
+/// `column` of `data` holds the variable, whose units are those of `level`. A statistic of the whole column
+/// in an expression ties all units together, a statistic within clusters the units that share a cluster; an
+/// equation of a higher level ties the units below each of its own. What is tied over any chain of such links
+/// is one group. Identifiers are read at `data`.
+estimator::acceptance acceptance_groups(arma::uword column, unsigned level,
+                                        std::vector<estimator::Outcome const*> const& readers,
+                                        level_units const& units, arma::Mat<double> const& data);
+
+}  // namespace tovik::sem

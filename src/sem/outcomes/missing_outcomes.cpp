@@ -1,0 +1,99 @@
+#include "sem/outcomes/missing_outcomes.hpp"
+
+#include <cmath>
+#include <utility>
+
+namespace tovik::sem {
+namespace {
+/// Draws of a value from its equation before the old one stays. Both the truncated draw and staying leave the
+/// truncated normal invariant, and so does the choice between them, which does not look at the old value.
+constexpr int most_draws = 100;
+}  // namespace
+
+missing_outcomes::missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale,
+                                   void const* source)
+    : units_(std::move(units)),
+      level_(level),
+      scale_(scale),
+      source_(source),
+      values_(units_.n_elem),
+      mean_(units_.n_elem),
+      z_(units_.n_elem) {
+  outside_.reserve(units_.n_elem);
+}
+
+void missing_outcomes::set_list(std::unique_ptr<estimator::likelihood> list) {
+  list_ = std::move(list);
+  if (list_ != nullptr) groups_ = scan::value_groups(units_, level_, list_->together);
+}
+
+void missing_outcomes::read_state(scan::scan const& equation) {
+  for (arma::uword k = 0; k < units_.n_elem; ++k) {
+    values_[k] = equation.y()(units_(k));
+    mean_[k] = values_[k] - equation.r()(units_(k));
+  }
+}
+
+void missing_outcomes::draw_predictive(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+                                       arma::Mat<double>& data) {
+  if (scale_.has_transform()) {
+    read_state(equation);
+    redraw(scale, rng, data);
+    equation.replace_values(units_, values_.data());
+  } else {
+    equation.draw_missing(units_, scale, rng);
+    for (arma::uword i : units_) scale_.write(data, i, equation.y()(i));
+  }
+  if (refresh_) refresh_(data);
+}
+
+void missing_outcomes::redraw(scan::row_scale const& scale, Random& rng, arma::Mat<double>& data) {
+  outside_.resize(units_.n_elem);
+  for (arma::uword k = 0; k < units_.n_elem; ++k) outside_[k] = k;
+  for (int attempt = 0; attempt < most_draws && !outside_.empty(); ++attempt) {
+    rng.fill_randn(z_.data(), outside_.size());
+    std::size_t left = 0;
+    for (std::size_t j = 0; j < outside_.size(); ++j) {
+      arma::uword const k = outside_[j];
+      double const candidate = mean_[k] + std::sqrt(scale.variance(units_(k))) * z_[j];
+      if (scale_.write(data, units_(k), candidate))
+        values_[k] = candidate;
+      else
+        outside_[left++] = k;
+    }
+    outside_.resize(left);
+  }
+}
+
+void missing_outcomes::draw_metropolis(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+                                       estimator::tune_obj& tune, arma::Mat<double>& data) {
+  read_state(equation);
+  metropolis_.draw(groups_, *this, scale, rng, tune, data, values_.data());
+  equation.replace_values(units_, values_.data());
+}
+
+void missing_outcomes::draw_slice(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+                                  unsigned max_passes, arma::Mat<double>& data) {
+  read_state(equation);
+  slice_.draw(groups_, *this, mean_.data(), scale, rng, max_passes, data, values_.data());
+  equation.replace_values(units_, values_.data());
+}
+
+void missing_outcomes::write(arma::Mat<double>& data, arma::Col<arma::uword> const& which,
+                             double const* values, unsigned char* usable) {
+  for (arma::uword j = 0; j < which.n_elem; ++j)
+    if (!scale_.write(data, units_(which(j)), values[j])) usable[j] = 0;
+  if (refresh_) refresh_(data);
+}
+
+void missing_outcomes::log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                                   double* out) {
+  groups_.density(*list_, nullptr, data, groups, out);
+}
+
+void missing_outcomes::log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                                      double* out) {
+  groups_.density(*list_, source_, data, groups, out);
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <armadillo>
+#include <functional>
+#include <memory>
+#include <vector>
+
+#include "sem/outcomes/outcome_scale.hpp"
+#include "sem/random.hpp"
+#include "sem/scan/metropolis_values.hpp"
+#include "sem/scan/row_scale.hpp"
+#include "sem/scan/scan.hpp"
+#include "sem/scan/slice_values.hpp"
+#include "sem/scan/value_groups.hpp"
+#include "sem/scan/value_target.hpp"
+#include "sem/wiring/likelihood.hpp"
+#include "sem/wiring/tune.hpp"
+
+namespace tovik::sem {
+
+/// The missing values of a continuous outcome y* = g(y) whose equation gives y*_i ~ N(p_i, v_i), and the
+/// steps that draw them. No Jacobian enters: all densities of the outcome are those of y*.
+///
+///   no other equation reads y:   y*_i = p_i + sqrt(v_i) z_i, within the range of g
+///   other equations read y:      random-walk Metropolis or an elliptical slice on the product of the densities
+///                                of all equations that hold y
+class missing_outcomes final : public scan::value_target {
+ public:
+  /// `units`: those without an observed value, rising. `source`: what the outcome's own contribution to its
+  /// likelihood list stands for.
+  missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale, void const* source);
+
+  /// The contributions of the outcome's own equation and of all that read it; null for none.
+  void set_list(std::unique_ptr<estimator::likelihood> list);
+  bool has_list() const { return list_ != nullptr; }
+  /// Called with the data after values were written: refreshes what follows from the column.
+  void set_refresh(std::function<void(arma::Mat<double>&)> refresh) { refresh_ = std::move(refresh); }
+
+  /// The steps. `equation` is in a scan with rows kept: its y() and r() give the predictions p = y - r and
+  /// take the new values.
+  void draw_predictive(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+                       arma::Mat<double>& data);
+  void draw_metropolis(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+                       estimator::tune_obj& tune, arma::Mat<double>& data);
+  void draw_slice(scan::scan& equation, scan::row_scale const& scale, Random& rng, unsigned max_passes,
+                  arma::Mat<double>& data);
+
+  void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+             unsigned char* usable) override;
+  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                   double* out) override;
+  void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                      double* out) override;
+
+ private:
+  void read_state(scan::scan const& equation);
+  void redraw(scan::row_scale const& scale, Random& rng, arma::Mat<double>& data);
+
+  arma::Col<arma::uword> units_;
+  unsigned level_;
+  outcome_scale& scale_;
+  void const* source_;
+  std::unique_ptr<estimator::likelihood> list_;
+  std::function<void(arma::Mat<double>&)> refresh_;
+  scan::value_groups groups_;
+  scan::metropolis_values metropolis_;
+  scan::slice_values slice_;
+  std::vector<double> values_, mean_, z_;  ///< per value
+  std::vector<arma::uword> outside_;       ///< values whose draw left the range
+};
+
+}  // namespace tovik::sem

@@ -1,0 +1,46 @@
+#include "sem/outcomes/outcome_scale.hpp"
+
+#include <algorithm>
+#include <limits>
+
+namespace tovik::sem {
+
+outcome_scale::outcome_scale(arma::uword column, unsigned level, estimator::cluster const& structure)
+    : column_(column), rows_(level == 0 ? nullptr : structure.rows) {}
+
+void outcome_scale::set(evaluate::pair const& pair) {
+  transform_.reset();
+  if (pair.flag) transform_ = std::make_unique<estimator::transform>(pair);
+  cells_.clear();
+}
+
+arma::Col<double> const& outcome_scale::read(arma::Mat<double> const& data) {
+  arma::uword const n = rows_ == nullptr ? data.n_rows : rows_->size();
+  if (cells_.size() != n) {
+    cells_.assign(n, std::numeric_limits<double>::quiet_NaN());
+    values_.set_size(n);
+  }
+  for (arma::uword i = 0; i < n; ++i) {
+    double const cell = data(row(i), column_);
+    if (cells_[i] == cell) continue;
+    cells_[i] = cell;
+    values_(i) = transform_->fun(cell);
+  }
+  return values_;
+}
+
+bool outcome_scale::write(arma::Mat<double>& data, arma::uword unit, double value) {
+  double cell = value;
+  if (transform_ != nullptr) {
+    if (!transform_->admits(value, cell)) return false;
+    if (unit < cells_.size()) {
+      cells_[unit] = cell;
+      values_(unit) = value;
+    }
+  }
+  double* first = data.colptr(column_) + row(unit);
+  std::fill_n(first, rows_ == nullptr ? 1U : rows_->count[unit], cell);
+  return true;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,49 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <vector>
+
+#include "evaluate/pair.hpp"
+#include "sem/wiring/cluster.hpp"
+#include "sem/wiring/transform.hpp"
+
+namespace tovik::sem {
+
+/// The scale on which an outcome is modelled, y* = g(y), beside the scale of the data, y.
+///
+/// The y* of each unit is kept with the cell that belongs to it: g is evaluated again only where the cell
+/// has changed, and a drawn y* is not rounded by the way through the data. Without a transformation y* = y,
+/// and nothing is kept.
+class outcome_scale {
+ public:
+  /// `column`: the outcome's column of the working matrix. `structure` is that of the outcome's level.
+  outcome_scale(arma::uword column, unsigned level, estimator::cluster const& structure);
+
+  void set(evaluate::pair const& pair);
+  bool has_transform() const { return transform_ != nullptr; }
+  estimator::transform const& transform() const { return *transform_; }
+
+  /// y* of all units at the data, kept. Only with a transformation.
+  arma::Col<double> const& read(arma::Mat<double> const& data);
+  /// y* of one unit at the data.
+  double at(arma::Mat<double> const& data, arma::uword unit) const {
+    double const cell = data(row(unit), column_);
+    if (transform_ == nullptr) return cell;
+    return unit < cells_.size() && cells_[unit] == cell ? values_(unit) : transform_->fun(cell);
+  }
+  /// Makes y* the value of a unit and writes y into the rows of the unit. False, with nothing done, when y*
+  /// is outside the range of the transformation.
+  bool write(arma::Mat<double>& data, arma::uword unit, double value);
+
+ private:
+  arma::uword row(arma::uword unit) const { return rows_ == nullptr ? unit : rows_->start[unit]; }
+
+  arma::uword column_;
+  estimator::selector const* rows_;  ///< the rows of each unit; null for an outcome of the rows
+  std::unique_ptr<estimator::transform> transform_;
+  std::vector<double> cells_;  ///< the cells that values_ belong to
+  arma::Col<double> values_;
+};
+
+}  // namespace tovik::sem
