@@ -6,6 +6,7 @@
 
 #include "app/analysis.hpp"
 #include "app/handlers.hpp"
+#include "app/result_files.hpp"
 #include "input/input_file.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
@@ -84,7 +85,6 @@ void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const M
 
 void Application::run(InputFile& input) const {
   const analysis prepared = prepare(input);
-  if (!traceplotPath.empty()) not_available::refuse("The option --traceplot");
   const VariableList& vars = prepared.vars;
   const ModelList& models = prepared.models;
   if (print_debug) print_model_list(models);
@@ -101,6 +101,7 @@ void Application::run(InputFile& input) const {
   if (!print_iterations) group.printInfo(vars, models);
   warning::buffer.flush(fp, true, true);
   group.print(vars, models);
+  write_result_files(input, group, vars, models);
 }
 
 }  // namespace tovik

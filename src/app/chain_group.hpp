@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "app/chain.hpp"
+#include "app/chain_files.hpp"
 #include "app/progress.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
@@ -120,6 +121,31 @@ class chain_group {
     std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
     if (front().estimator().printOutcomes(fp, vars, models, draws)) std::fputs("\n", fp);
     std::fflush(fp);
+    if (!Output::traceplotPath.empty()) saveTraces(Output::traceplotPath, vars, models);
+  }
+
+  /// The last draw of each chain as starting values.
+  void saveStarts(const std::string& path, const VariableList&, const ModelList& models) const {
+    save_starts(path, iterations(), models);
+  }
+
+  /// The names of all parameters. A path that cannot be opened loses the file.
+  void saveLabelFile(const std::string& path, const VariableList& vars, const ModelList& models) const {
+    std::FILE* file = std::fopen(path.c_str(), "w+");
+    if (file == nullptr) return;
+    front().estimator().printParameterLabelsFile(file, vars, models);
+    std::fclose(file);
+  }
+
+  /// The draws of burn-in by parameter, and the names of all parameters.
+  void saveTraces(const std::string& folder, const VariableList& vars, const ModelList& models) const {
+    const Summary draws = burn();
+    arma::uword rows = 0;
+    for (const chain<T>& one : chains_) {
+      rows = std::max({rows, one.burn_draws().size(), one.iter_draws().size()});
+    }
+    save_traces(folder, draws, rows);
+    saveLabelFile(folder + "/labels.dat", vars, models);
   }
 
  private:

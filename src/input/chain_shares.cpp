@@ -50,15 +50,12 @@ std::vector<chain_info> InputFile::chainInfo() {
     for (std::uint32_t k = 0; k < n; ++k) {
       const std::uint32_t number = chains * k + info.id;
       info.imputations.push_back(number);
-      info.saves.emplace_back(
-          [this, number](const arma::Mat<double>& data) { saveDataFunction(data, number); });
+      info.saves.emplace_back([this, number](const arma::Mat<double>& data) {
+        saveDataFunction(data, static_cast<int>(number));
+      });
     }
   }
   return infos;
-}
-
-void InputFile::saveDataFunction(const arma::Mat<double>& data, std::uint32_t imputation) {
-  imputations.at(imputation) = data;
 }
 
 }  // namespace tovik

@@ -114,4 +114,10 @@ const std::string& InputFile::writePath(const std::string& key) const {
   return *path;
 }
 
+std::string InputFile::writePath(const std::string& key, const std::string& group) const {
+  const std::string& path = writePath(key);
+  if (path.find('*') == std::string::npos) throw error_debug(" No * in group data path.");
+  return replace_all(path, "*", group);
+}
+
 }  // namespace tovik

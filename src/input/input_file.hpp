@@ -18,6 +18,12 @@ namespace tovik {
 
 class ModelList;
 class Random;
+class Summary;
+template <typename T>
+struct RunStat;
+namespace sem {
+class DIC;
+}
 
 /// The parsed command file: everything that the user asked for, as text, name lists and numbers. The later
 /// stages ask it for the data, the catalogue of variables, the list of equations and the division of work
@@ -53,6 +59,8 @@ class InputFile {
   /// key.
   bool isWrite(const std::string& key) const;
   const std::string& writePath(const std::string& key) const;
+  /// The path with the label of a group in the place of "*". Throws tovik::error_debug when it has none.
+  std::string writePath(const std::string& key, const std::string& group) const;
 
   /// Prints the settings of the run to the report.
   void printOptions() const;
@@ -64,8 +72,8 @@ class InputFile {
   /// NaN. Names that the file gives go into variableNames.
   arma::Mat<double> data();
 
-  /// Carries out the SIMULATE command: rows are observations. `variableNames` lists the wanted columns; empty,
-  /// it takes the names of all that were made. Draws from `rng`.
+  /// Carries out the SIMULATE command: rows are observations. `variableNames` lists the wanted columns;
+  /// empty, it takes the names of all that were made. Draws from `rng`.
   arma::Mat<double> parseSimulate();
 
   /// Prints where the simulated data go and the order of their variables.
@@ -78,16 +86,36 @@ class InputFile {
   /// The equations of MODEL and PARAMETERS.
   ModelList modelList(VariableList& vars);
 
-  /// Deletes rows, settles roles, categories, centring and fixed variables, checks what only the equations can
-  /// tell, and appends the columns that derive from variables: after it data, catalogue and equations stay as
-  /// they are. Throws tovik::error at the first fault.
+  /// Deletes rows, settles roles, categories, centring and fixed variables, checks what only the equations
+  /// can tell, and appends the columns that derive from variables: after it data, catalogue and equations
+  /// stay as they are. Throws tovik::error at the first fault.
   void update(arma::Mat<double>& data, VariableList& vars, const ModelList& models);
 
   /// The chains' shares of the run. Draws the starting offsets from `rng`.
   std::vector<chain_info> chainInfo();
 
-  /// Takes the completed data of an imputation (numbers count from 1) from a chain.
-  void saveDataFunction(const arma::Mat<double>& data, std::uint32_t imputation);
+  /// Takes the completed data of an imputation (numbers count from 1) from a chain, on the chain's thread.
+  /// Keeps them for the layouts that need all of them together; writes a file of their own at once.
+  void saveDataFunction(const arma::Mat<double>& data, const int& imputation);
+
+  // Result files. A key without a path writes nothing, nor does a result without content.
+
+  /// The imputed data that need all chains, and the order of the saved columns to standard output (and to the
+  /// report, when that is another stream). Call it when all chains have ended.
+  void writeData() const;
+  /// Mean and variance (divisor n - 1) of each cell over all iterations of all chains, under "avgimp" and
+  /// "varimp"; variances of fewer than two iterations are missing.
+  void writeAvgImp(const RunStat<arma::Mat<double>>& imputations_seen) const;
+  void writeVarImp(const RunStat<arma::Mat<double>>& imputations_seen) const;
+  /// "estimates": the table of summary() under its labels. "iterations", "burn", "simple", "correlations":
+  /// the draws, one row per iteration and no header, a file for each chain when the path has "*" (the number
+  /// of the chain), else all chains under each other behind a column with that number. Throws
+  /// tovik::error_debug for any other key.
+  void write(const Summary& summary, const std::string& key) const;
+  /// The same for a group of the data, whose label replaces "*".
+  void write(const std::string& group, const Summary& summary, const std::string& key) const;
+  /// The sums behind the information criteria, one row for each model and one for all.
+  void writeLikelihoods(const sem::DIC& fit) const;
 
   /// Paths of result files by SAVE keyword; an empty path writes nothing.
   keyed_list<std::string> savePaths;
@@ -213,6 +241,18 @@ class InputFile {
   arma::Mat<double> simulateData();
   /// Writes the simulated data where SAVE wants them, if it does.
   void saveSimulated(const arma::Mat<double>& data) const;
+
+  /// True when numbered sets of imputed data are asked for under `key`.
+  bool savesImputations(const std::string& key) const;
+  /// A file of data, in the notation that the command file wants: `names` head the columns if SAVE shall have
+  /// names, missing cells as MISSING has them.
+  void saveCells(const arma::Mat<double>& data, const std::string& path,
+                 const std::vector<std::string>& names) const;
+  /// A file of results, by the ending of its path.
+  void saveResults(const arma::Mat<double>& table, const std::string& path,
+                   const std::vector<std::string>& names) const;
+  void writeStacked(const std::string& key) const;
+  void writeTo(const std::string& path, const Summary& summary, const std::string& key) const;
 
   void recodeMissing(arma::Mat<double>& data) const;
   void checkSize(const arma::Mat<double>& data) const;

@@ -1,12 +1,10 @@
 #include <cstdio>
 
-#include "data/read_data.hpp"
-#include "data/save_matrix.hpp"
 #include "input/input_file.hpp"
+#include "input/variable_order.hpp"
 #include "results/summary.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
-#include "support/wrapped.hpp"
 
 namespace tovik {
 
@@ -65,17 +63,14 @@ arma::Mat<double> InputFile::simulateData() {
 }
 
 void InputFile::simulateSaveInfo() const {
-  std::fprintf(Output::fp, "\nVARIABLE ORDER IN SIMULATED DATA:\n\n   dataset = '%s'\n\n    %s\n\n",
-               writePath("dataset").c_str(), wrapped(variableNames, 4, 76).c_str());
-  std::fflush(Output::fp);
+  print_everywhere("\nVARIABLE ORDER IN SIMULATED DATA:\n\n" +
+                   variable_order("dataset", writePath("dataset"), variableNames));
 }
 
 void InputFile::saveSimulated(const arma::Mat<double>& data) const {
   if (!isWrite("dataset")) return;
   simulateSaveInfo();
-  const std::string& path = writePath("dataset");
-  save_matrix(data, path, delimeter(path), saveVarNames ? variableNames : std::vector<std::string>(),
-              missingCode, missingValue, scientific);
+  saveCells(data, writePath("dataset"), variableNames);
 }
 
 }  // namespace tovik

@@ -118,8 +118,8 @@ class Summary {
   /// The head of a table with one PSR column for each of the last `rows` check points.
   void printPSRHeader(std::FILE* stream, const unsigned long long& rows) const;
   /// Writes psrMatrix() to a file, with the delimiter of the path's ending or the one given.
-  void savePSR(const std::string& path) const;
-  void savePSR(const std::string& path, const std::string& delimiter) const;
+  void savePSR(const std::string& path, bool scientific) const;
+  void savePSR(const std::string& path, const std::string& delimiter, bool scientific) const;
 
  private:
   struct psr_chunk;

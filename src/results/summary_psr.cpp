@@ -193,12 +193,12 @@ void Summary::printPSRHeader(std::FILE* stream, const unsigned long long& rows) 
   std::fflush(stream);
 }
 
-void Summary::savePSR(const std::string& path) const {
-  savePSR(path, delimeter(path));
+void Summary::savePSR(const std::string& path, bool scientific) const {
+  savePSR(path, delimeter(path), scientific);
 }
 
-void Summary::savePSR(const std::string& path, const std::string& delimiter) const {
-  save_matrix(psrMatrix(), path, delimiter, "", nan, false);
+void Summary::savePSR(const std::string& path, const std::string& delimiter, bool scientific) const {
+  save_matrix(psrMatrix(), path, delimiter, "", nan, scientific);
 }
 
 }  // namespace tovik

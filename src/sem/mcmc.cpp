@@ -95,8 +95,14 @@ void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> 
   const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
                                      [](variable_ptr const& v) { return v->type == data::type::constant; });
   if (constant == variables.variables.end()) throw error_debug("No intercept!");
-  for (auto v = variables.variables.begin(); v != constant; ++v) saved_columns_.push_back((*v)->column);
+  for (auto v = variables.variables.begin(); v != constant; ++v) {
+    saved_columns_.push_back((*v)->column);
+    subtracted_.emplace_back((*v)->subtracted);
+  }
   raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
+  for (arma::uword k = 0; k < raw_.n_cols; ++k) {
+    if (!subtracted_[k].is_empty()) raw_.col(k) += subtracted_[k];
+  }
 }
 
 void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior) {

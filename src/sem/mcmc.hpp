@@ -80,7 +80,8 @@ class Mcmc {
   arma::uword getCovariateEstimatedNParams() const;
 
   /// The completed data in output form, rows in file order: the columns of the data file (up to the
-  /// constant). Throws tovik::error when latent values, residuals or predicted values are asked for.
+  /// constant), fixed variables without their centring. Throws tovik::error when latent values, residuals or
+  /// predicted values are asked for.
   arma::Mat<double> getData() const;
   arma::Mat<double> getData(bool const& latent, bool const& residual, bool const& predicted) const;
   /// The names of getData's columns.
@@ -128,6 +129,10 @@ class Mcmc {
   void printCorrelations(std::FILE* stream, ModelList const& models, Summary const& correlations) const;
   void printParameterLabels(std::FILE* stream, VariableList const& variables, ModelList const& models,
                             Summary const& burn) const;
+  /// The names of all parameters for other programs: quoted model, kind and label, then the number of the row
+  /// in the draws, from 1. Predictors and phantoms come before the models.
+  void printParameterLabelsFile(std::FILE* stream, VariableList const& variables,
+                                ModelList const& models) const;
   void printTuningInfo(std::FILE* stream, VariableList const& variables, ModelList const& models,
                        bool all) const;
 
@@ -139,6 +144,8 @@ class Mcmc {
   working_data working_;
   arma::Mat<double> raw_;  ///< the columns that are saved, as they came in, rows in file order
   std::vector<arma::uword> saved_columns_;  ///< the column of the working matrix behind each of them
+  /// What centring has taken off each of them, by rows of the file; empty for most.
+  std::vector<arma::Col<double>> subtracted_;
   patterns patterns_;
   std::vector<std::string> pattern_names_;
   std::vector<double> missing_percents_;

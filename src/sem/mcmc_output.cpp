@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "data/variable_list.hpp"
+#include "model/model_list.hpp"
 #include "sem/mcmc.hpp"
 #include "sem/outcomes.hpp"
 #include "support/not_available.hpp"
@@ -30,13 +31,16 @@ arma::Mat<double> Mcmc::getData(bool const& latent, bool const& residual, bool c
   for (arma::uword column : outcomes_->imputed_columns()) {
     const auto saved = std::find(saved_columns_.begin(), saved_columns_.end(), column);
     if (saved == saved_columns_.end()) continue;
-    out.col(static_cast<arma::uword>(saved - saved_columns_.begin())) =
-        working_.in_file_order(working_.data.col(column));
+    const auto k = static_cast<arma::uword>(saved - saved_columns_.begin());
+    out.col(k) = working_.in_file_order(working_.data.col(column));
+    if (!subtracted_[k].is_empty()) out.col(k) += subtracted_[k];
   }
+  if (outcomes_->n_defines() > 0)
+    out.insert_cols(out.n_cols, working_.in_file_order(outcomes_->defines(working_.data)));
   return out;
 }
 
-std::vector<std::string> Mcmc::dataNames(VariableList const& variables, ModelList const&, bool const& latent,
+std::vector<std::string> Mcmc::dataNames(VariableList const& variables, ModelList const& models, bool const& latent,
                                          bool const& residual, bool const& predicted) const {
   refuse_extra_columns(latent, residual, predicted);
   std::vector<std::string> names;
@@ -44,6 +48,7 @@ std::vector<std::string> Mcmc::dataNames(VariableList const& variables, ModelLis
     if (v->type == data::type::constant) break;
     names.push_back(v->name);
   }
+  for (auto const& definition : models.definitions) names.push_back(definition.first);
   return names;
 }
 

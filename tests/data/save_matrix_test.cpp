@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace tovik {
 namespace {
@@ -67,6 +68,49 @@ TEST_F(SaveMatrix, WritesInfinity) {
 TEST_F(SaveMatrix, WritesTheHeaderOfAnEmptyMatrix) {
   save_matrix(arma::Mat<double>(0, 2), path_, "csv", {"a", "b"}, "", nan, false);
   EXPECT_EQ(content(), "a,b\n");
+}
+
+TEST_F(SaveMatrix, WritesNoHeaderWithoutColumns) {
+  save_matrix(arma::Mat<double>(3, 0), path_, "csv", {"a", "b"}, "", nan, false);
+  EXPECT_EQ(content(), "");
+}
+
+TEST_F(SaveMatrix, WritesInfinityAmongBlanks) {
+  const double inf = std::numeric_limits<double>::infinity();
+  save_matrix(arma::Mat<double>{{inf, -inf, 0.5}, {nan, nan, nan}}, path_, "dat", "", nan, false);
+  EXPECT_EQ(content(), "         inf         -inf       0.5000\n         nan          nan          nan\n");
+}
+
+TEST_F(SaveMatrix, InfinityMakesItsColumnLarge) {
+  const double inf = std::numeric_limits<double>::infinity();
+  save_matrix(arma::Mat<double>{{inf, -inf}, {1, 1}}, path_, "csv", "", nan, false);
+  EXPECT_EQ(content(), "inf,-inf\n1.0000000000e+00,1\n");
+}
+
+TEST_F(SaveMatrix, OnlyPositiveValuesMakeAColumnLarge) {
+  save_matrix(arma::Mat<double>{{10000000.0, 10000000.5, -1e300}, {nan, 1, 2}}, path_, "dat", "", nan, false);
+  const std::string text = content();
+  EXPECT_EQ(text.substr(0, 31), "10000000.0000 1.0000000500e+07 ");
+  EXPECT_EQ(text.substr(31, text.find('\n') - 31), format("%12.4f", -1e300));
+  EXPECT_NE(text.find("\n         nan 1.0000000000e+00       2.0000\n"), std::string::npos) << text;
+}
+
+TEST_F(SaveMatrix, TheMissingValueFollowsTheRuleOfNumbers) {
+  save_matrix(arma::Mat<double>{{nan, 2e7, 1.5}, {nan, nan, nan}}, path_, "csv", "", -99.0, false);
+  EXPECT_EQ(content(), "-99,2.0000000000e+07,1.5000\n-99,-9.9000000000e+01,-99\n");
+  save_matrix(arma::Mat<double>(1, 1).fill(nan), path_, "csv", "", std::numeric_limits<double>::infinity(), false);
+  EXPECT_EQ(content(), "inf\n");
+}
+
+TEST_F(SaveMatrix, ShowsNoMinusOnAWholeZero) {
+  save_matrix(arma::Mat<double>(1, 1).fill(-0.0), path_, "csv", "", nan, false);
+  EXPECT_EQ(content(), "0\n");
+}
+
+TEST_F(SaveMatrix, ReplacesAnOlderFile) {
+  save_matrix(arma::Mat<double>(5, 5, arma::fill::ones), path_, "csv", "", nan, false);
+  save_matrix(arma::Mat<double>(0, 5), path_, "csv", "", nan, false);
+  EXPECT_EQ(content(), "");
 }
 
 TEST_F(SaveMatrix, RejectsAnotherNumberOfNames) {

@@ -209,8 +209,8 @@ TEST_F(Check, RequestsBeyondThisVersionAreNamed) {
   EXPECT_EQ(refused("SIMPLE: y | x;"), text("The SIMPLE command"));
   EXPECT_EQ(refused("CLUSTERID: z; OPTIONS: hev;"), text("The option 'heterogeneous'"));
   EXPECT_EQ(refused("OPTIONS: covmdl;"), text("The option 'covariatemodel'"));
-  EXPECT_EQ(refused("SAVE: burn = b.csv;"), text("The keyword 'burn' of the SAVE command"));
-  EXPECT_EQ(refused("OUTFILE: o.csv;"), text("The keyword 'stacked' of the SAVE command"));
+  EXPECT_EQ(refused("SAVE: waldtest = b.csv;"), text("The keyword 'waldtest' of the SAVE command"));
+  EXPECT_EQ(refused("SAVE: burn = b.csv; OUTFILE: o.csv;"), "");
   const auto in = read("SIMULATE: n = 5; SEED: 1; BURN: 1; ITER: 4; MODEL: y ~ x;");
   EXPECT_EQ(fault([&] { in->refuse_unavailable(); }), "");
 }

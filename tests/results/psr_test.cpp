@@ -221,12 +221,15 @@ TEST_F(PsrTest, SavesTheMatrix) {
     text << std::ifstream(path).rdbuf();
     return text.str();
   };
-  two_chains().savePSR(path);
+  two_chains().savePSR(path, false);
   EXPECT_EQ(content(), "1.0539,1.0156,1.0469,nan\n1.2007,1.0047,1.0645,nan\n");
-  two_chains().savePSR(path, "dat");
+  two_chains().savePSR(path, "dat", false);
   EXPECT_EQ(content(),
             "      1.0539       1.0156       1.0469          nan\n"
             "      1.2007       1.0047       1.0645          nan\n");
+  two_chains().savePSR(path, true);
+  EXPECT_EQ(content().substr(0, 6), "1.0539");
+  EXPECT_EQ(content().substr(12, 5), "e+00,");
   std::remove(path.c_str());
 }
 

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <string>
+
+#include "model/model_list.hpp"
+#include "results/summary.hpp"
+
+namespace tovik {
+
+/// The last draw of each chain, to start another run from: one row per drawn quantity (the rows of
+/// Model::parameters(), without those that follow from them), one column per chain, always in full precision.
+/// `iterations`: the rows of every model in list order.
+void save_starts(const std::string& path, const Summary& iterations, const ModelList& models);
+
+/// One file for each parameter in `folder`, "burn1.csv", "burn2.csv" and so on: the number of the draw, then
+/// the burn-in draws, one column per chain. All files have the rows of the longer phase, `rows` of them; what
+/// a chain has not drawn is missing. A folder that is not there loses the files.
+void save_traces(const std::string& folder, const Summary& burn, arma::uword rows);
+
+}  // namespace tovik

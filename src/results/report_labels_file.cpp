@@ -1,0 +1,113 @@
+// The names of all parameters for programs that read the trace files.
+
+#include <cstdio>
+#include <string>
+
+#include "data/variable.hpp"
+#include "model/model_list.hpp"
+#include "results/report_rows.hpp"
+#include "sem/mcmc.hpp"
+
+namespace tovik {
+
+namespace {
+
+const char* kind_name(row_class kind) {
+  switch (kind) {
+    case row_class::threshold:
+      return "Threshold";
+    case row_class::variance:
+      return "Variance";
+    case row_class::transform:
+      return "Transform";
+    case row_class::fixed:
+      break;
+  }
+  return "Beta";
+}
+
+/// What the standardized rows of a model are called; the headings of the tables follow the same rule.
+const char* standardized_kind(const Model& model) {
+  constexpr int count = static_cast<int>(data::type::count);
+  constexpr int nominal = static_cast<int>(data::type::nominal);
+  constexpr int block = static_cast<int>(data::type::multi);
+  if (model.outcomes.size() > 1 || model.kind() == block) return "Correlations";
+  if (model.kind() == count) return "Exponentiated Coefficients";
+  if (model.link == model::link::logit || model.kind() == nominal) return "Odds Ratio";
+  return "Standardized Beta";
+}
+
+/// Inside "Var(" and "Cov(" an intercept is written "(i)", with a blank before it unless a comma follows.
+std::string shorten_intercepts(const std::string& label) {
+  const std::string word = "Intercept";
+  const std::size_t open = std::min(label.find("Var("), label.find("Cov("));
+  if (open == std::string::npos) return label;
+  std::string out = label;
+  for (std::size_t at = out.find(word, open); at != std::string::npos; at = out.find(word, at + 1)) {
+    const char before = out[at - 1];
+    const char after = at + word.size() < out.size() ? out[at + word.size()] : ')';
+    if ((before != '(' && before != ',') || (after != ')' && after != ',')) continue;
+    out.replace(at, word.size(), after == ',' ? "(i)" : " (i)");
+  }
+  return out;
+}
+
+/// Writes lines under running numbers, which count rows of the draws.
+class label_lines {
+ public:
+  explicit label_lines(std::FILE* stream) : stream_(stream) {
+    std::fputs("\"latent\" \"latent\" \"latent\" 0\n", stream_);
+  }
+
+  void write(const std::string& model, const std::string& kind, const std::string& label, unsigned number) {
+    std::fprintf(stream_, "\"%s\" \"%s\" \"%s\" %i\n", model.c_str(), kind.c_str(), label.c_str(),
+                 static_cast<int>(number));
+  }
+
+  /// The rows of one equation; a nominal outcome has them once for each dummy code.
+  void write(const Model& model, unsigned number) {
+    const unsigned codes = model.n_codes();
+    for (unsigned code = 0; code < codes; ++code) {
+      const std::string name =
+          codes > 1 ? model.outcomes.front().variable->dummies.at(code)->name : model.name();
+      for (const parameter_row& row : parameter_rows(model)) {
+        const bool variance = row.kind == row_class::variance;
+        write(name, kind_name(row.kind), variance ? shorten_intercepts(row.label) : row.label, number++);
+      }
+      for (const std::string& label : model.standardized()) {
+        write(name, standardized_kind(model), label, number++);
+      }
+      for (const std::string& label : model.rsquare()) write(name, "R2", label.substr(4), number++);
+    }
+  }
+
+ private:
+  std::FILE* stream_;
+};
+
+bool is_phantom(const Model& model) {
+  return model.kind() == static_cast<int>(data::type::phantom);
+}
+
+}  // namespace
+
+void sem::Mcmc::printParameterLabelsFile(std::FILE* stream, const VariableList&,
+                                         const ModelList& models) const {
+  label_lines lines(stream);
+  const std::vector<unsigned> starts = models.row_starts();
+  std::size_t place = 0;
+  for (const Model& model : models) {
+    const unsigned first = starts[place++] + 1;
+    if (!is_phantom(model)) continue;
+    for (const parameter_row& row : parameter_rows(model)) {
+      lines.write(row.label, row.label, row.label, first);
+    }
+  }
+  place = 0;
+  for (const Model& model : models) {
+    const unsigned first = starts[place++] + 1;
+    if (!is_phantom(model)) lines.write(model, first);
+  }
+}
+
+}  // namespace tovik
