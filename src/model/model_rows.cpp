@@ -14,7 +14,6 @@ namespace {
 constexpr const char* variance_tag = "Variance : ";
 constexpr const char* fixed_tag = "   Fixed : ";
 constexpr const char* threshold_tag = "Threshold: ";
-constexpr const char* transform_tag = "Transform: ";
 
 /// How the rows of a model look.
 enum class layout {
@@ -201,7 +200,7 @@ std::vector<std::string> Model::parameters() const {
   append(out, coefficient_rows());
   append(out, threshold_rows());
   if (link == model::link::yjt || link == model::link::yjt_scale)
-    out.push_back(std::string(transform_tag) + "Yeo-Johnson (lambda)");
+    out.emplace_back("Transform: Yeo-Johnson (lambda)");
   return out;
 }
 
