@@ -5,6 +5,7 @@
 //   status          the expected exit status (optional; 0 without it)
 //   expected.txt    standard output
 //   expected_report.txt   the file report.txt that --output made (optional)
+//   files/          the result files under their names (optional); a run may leave others beside them
 // With TOVIK_UPDATE_EXPECTED set in the environment the expected texts are written anew instead.
 
 #include <gtest/gtest.h>
@@ -50,6 +51,19 @@ void expect_text(const std::string& actual, const fs::path& expected) {
   }
 }
 
+/// Result files hold no clock and no order of threads: they are compared as they are.
+void expect_files(const fs::path& actual, const fs::path& expected) {
+  if (!fs::exists(expected)) return;
+  for (const auto& file : fs::directory_iterator(expected)) {
+    const fs::path made = actual / file.path().filename();
+    if (!fs::exists(made)) {
+      ADD_FAILURE() << made << " was not written";
+      continue;
+    }
+    expect_text(read_file(made), file.path());
+  }
+}
+
 TEST_P(Report, PrintsTheExpectedText) {
   const fs::path folder = GetParam().folder;
   scratch_folder scratch;
@@ -74,6 +88,7 @@ TEST_P(Report, PrintsTheExpectedText) {
   if (fs::exists(scratch.path() / "report.txt")) {
     expect_text(masked(read_file(scratch.path() / "report.txt")), folder / "expected_report.txt");
   }
+  expect_files(scratch.path(), folder / "files");
 }
 
 INSTANTIATE_TEST_SUITE_P(Folders, Report, testing::ValuesIn(all_cases()), [](const auto& info) {
