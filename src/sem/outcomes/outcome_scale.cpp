@@ -24,7 +24,7 @@ arma::Col<double> const& outcome_scale::read(arma::Mat<double> const& data) {
     double const cell = data(row(i), column_);
     if (cells_[i] == cell) continue;
     cells_[i] = cell;
-    values_(i) = transform_->fun(cell);
+    values_(i) = transform_->forward(cell);
   }
   return values_;
 }

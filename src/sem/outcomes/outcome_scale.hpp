@@ -30,7 +30,7 @@ class outcome_scale {
   double at(arma::Mat<double> const& data, arma::uword unit) const {
     double const cell = data(row(unit), column_);
     if (transform_ == nullptr) return cell;
-    return unit < cells_.size() && cells_[unit] == cell ? values_(unit) : transform_->fun(cell);
+    return unit < cells_.size() && cells_[unit] == cell ? values_(unit) : transform_->forward(cell);
   }
   /// Makes y* the value of a unit and writes y into the rows of the unit. False, with nothing done, when y*
   /// is outside the range of the transformation.

@@ -1,8 +1,10 @@
 #include "sem/scan/value_groups.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <utility>
 
+#include "evaluate/error.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {
@@ -66,9 +68,25 @@ void value_groups::number_groups(estimator::acceptance const& together) {
   }
 }
 
+// A function may refuse a candidate instead of answering NaN: which one, each group then tells for itself.
 void value_groups::density(estimator::likelihood const& list, void const* without,
                            arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
                            double* out) const {
+  try {
+    return add_up(list, without, data, groups, out);
+  } catch (evaluate::error_debug const&) {
+    throw;
+  } catch (evaluate::error const&) {
+    if (groups.n_elem == 1) out[0] = std::numeric_limits<double>::quiet_NaN();
+  }
+  if (groups.n_elem == 1) return;
+  for (arma::uword j = 0; j < groups.n_elem; ++j)
+    density(list, without, data, arma::Col<arma::uword>{groups(j)}, out + j);
+}
+
+void value_groups::add_up(estimator::likelihood const& list, void const* without,
+                          arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                          double* out) const {
   arma::uword n = 0;
   if (alone_) {
     for (arma::uword g : groups) work_.units[n++] = units_(g);

@@ -28,12 +28,15 @@ class value_groups {
   arma::uword value_at(arma::uword position) const { return members_[position]; }
 
   /// out[j] := the sum of the list's contributions over the units that depend on the values of groups(j);
-  /// `groups` rises. A contribution whose source is `without` is left out.
+  /// `groups` rises. A contribution whose source is `without` is left out. NaN where an expression has no
+  /// value at the data.
   void density(estimator::likelihood const& list, void const* without, arma::Mat<double> const& data,
                arma::Col<arma::uword> const& groups, double* out) const;
 
  private:
   void number_groups(estimator::acceptance const& together);
+  void add_up(estimator::likelihood const& list, void const* without, arma::Mat<double> const& data,
+              arma::Col<arma::uword> const& groups, double* out) const;
 
   arma::Col<arma::uword> units_, group_of_, values_, all_;
   std::vector<arma::uword> start_, members_;

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
+#include "evaluate/error.hpp"
 #include "evaluate/value.hpp"
-#include "support/error.hpp"
 
 namespace tovik::sem::estimator {
 namespace {
@@ -39,9 +39,9 @@ double transform::scalar_form::eval(double x) const {
   x_ = x;
   try {
     return tree_->eval();
-  } catch (error_debug const&) {
+  } catch (evaluate::error_debug const&) {
     throw;
-  } catch (error const&) {
+  } catch (evaluate::error const&) {
     return std::numeric_limits<double>::quiet_NaN();
   }
 }
@@ -62,8 +62,8 @@ arma::Col<double> transform::inv(arma::Col<double> x) const {
 }
 
 bool transform::admits(double y, double& out) const {
-  double const x = inv(y);
-  if (!std::isfinite(x) || !(std::fabs(fun(x) - y) <= 1e-8 * (1.0 + std::fabs(y)))) return false;
+  double const x = backward(y);
+  if (!std::isfinite(x) || !(std::fabs(forward(x) - y) <= 1e-8 * (1.0 + std::fabs(y)))) return false;
   out = x;
   return true;
 }

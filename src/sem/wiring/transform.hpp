@@ -23,11 +23,11 @@ class transform {
   arma::Col<double> fun(arma::Col<double> x) const;
   arma::Col<double> inv(arma::Col<double> x) const;
 
-  /// Of one value, without a column; NaN where the expression refuses the value.
-  double fun(double x) const { return forward_.eval(x); }
-  double inv(double x) const { return inverse_.eval(x); }
-  /// inv(y) if y is the transform of a value: inv(y) is finite and its transform is y up to rounding. False
-  /// otherwise, with `out` unchanged: y lies outside the range of the transformation.
+  /// The same of one value, without a column; NaN where the expression refuses the value.
+  double forward(double x) const { return forward_.eval(x); }
+  double backward(double y) const { return inverse_.eval(y); }
+  /// True if y is the transform of a value, which goes into `out`: backward(y) is finite and its transform is
+  /// y up to rounding. False otherwise, with `out` unchanged: y lies outside the range of the transformation.
   bool admits(double y, double& out) const;
 
  private:
