@@ -4,6 +4,7 @@
 
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
+#include "sem/wiring/kinds.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
 #include "support/text.hpp"
@@ -17,7 +18,7 @@ namespace {
   not_available::refuse(what + " ('" + model.name() + "')");
 }
 
-/// What an equation is by its outcome; null for the one kind that is drawn.
+/// What an equation is by its outcome; null for the kinds that are drawn.
 char const* kind_name(Model const& model) {
   switch (model.kind()) {
     case 0:
@@ -33,13 +34,9 @@ char const* kind_name(Model const& model) {
     case 7:
       return "A latent outcome";
     case 8:
-      return "A phantom outcome";
+      return nullptr;
     case 9:
       return "A block of outcomes with correlated residuals";
-    case 10:
-      return "A prior of a parameter";
-    case 11:
-      return "A computed parameter";
     case 12:
       return "A variance model";
     default:
@@ -49,16 +46,16 @@ char const* kind_name(Model const& model) {
 
 void check_outcome(Model const& model) {
   if (char const* name = kind_name(model)) refuse(name, model);
+  if (model.kind() == static_cast<int>(data::type::phantom)) return;
   model::anyVariable const& outcome = model.outcomes.front();
   if (model.link == model::link::probit || model.link == model::link::logit) {
     throw error_debug("Invalid Link for normal model!");
   }
   if (model.link != model::link::identity) refuse("The link '" + model::link_str(model.link) + "'", model);
-  if (outcome.is_transformed()) refuse("A transformed outcome", model);
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
 }
 
-/// What a term is that is more than an observed variable; null for such a one.
+/// What a term is that cannot be drawn; null for an observed variable and for what can.
 char const* term_name(model::anyVariable const& term) {
   switch (term.type) {
     case model::type::variable:
@@ -70,7 +67,7 @@ char const* term_name(model::anyVariable const& term) {
     case model::type::missing:
       return "A missing data indicator as a predictor";
     case model::type::random:
-      return "A named random effect as a predictor";
+      return nullptr;
     default:
       return "A phantom variable as a predictor";
   }
@@ -92,10 +89,13 @@ void check_terms(Model const& model) {
       if (char const* name = term_name(term)) refuse(name, model);
     }
   }
-  if (!model.fixed_compute.empty() || !model.random_compute.empty()) {
-    refuse("A computed term in an equation", model);
+  for (auto const* terms : {&model.fixed_compute, &model.random_compute}) {
+    for (model::combinationOfAnyVariable const& computed : *terms) {
+      for (model::anyVariable const& term : computed.all_variables()) {
+        if (char const* name = term_name(term)) refuse(name, model);
+      }
+    }
   }
-  if (!model.phantoms.empty()) refuse("A residual correlation", model);
 }
 
 /// A variance that is known is no element of the inverse Wishart draw of its matrix.
@@ -114,17 +114,15 @@ void check_available(VariableList const& variables, ModelList const& models) {
     not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
   }
   for (Model const& model : models) {
+    if (model.kind() == model_type::parameter || model.kind() == model_type::computation) continue;
     check_outcome(model);
     check_terms(model);
     check_random_variances(model);
   }
-  if (!models.definitions.empty()) {
-    not_available::refuse("A definition in the MODEL command ('" + models.definitions.front().first + "')");
-  }
-  const auto labels = models.label_table();
-  for (model::parameter const& p : models.constraints()) {
-    if (labels.at(to_lower(p.label())).appearances > 1)
-      not_available::refuse("A label that ties parameters together ('" + p.name() + "')");
+  for (auto const& [definition, expression] : models.definitions) {
+    for (model::anyVariable const& term : expression.all_variables()) {
+      if (char const* name = term_name(term)) not_available::refuse(name + (" ('" + definition + "')"));
+    }
   }
 }
 

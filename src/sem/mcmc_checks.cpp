@@ -37,8 +37,6 @@ void check_predictor(data::variable const& v, ModelList const& models, working_d
   const bool incomplete = working.missing_units(working.data, v.column, level).n_elem > 0;
   const std::string name = "'" + v.name + "'";
   if (is_outcome(v, models)) {
-    if (incomplete)
-      not_available::refuse("An incomplete outcome as a predictor of another equation (" + name + ")");
     if (v.centered() != data::center::none) not_available::refuse("Centering of the outcome " + name);
     return;
   }
@@ -50,18 +48,29 @@ void check_predictor(data::variable const& v, ModelList const& models, working_d
   not_available::refuse("A model for the complete predictor " + name + " that is not fixed");
 }
 
+/// The terms that stand for variables of the data: not intercepts, identifiers, random effects with a name.
+void check_terms(std::vector<model::anyVariable> const& terms, ModelList const& models,
+                 working_data const& working) {
+  for (model::anyVariable const& term : terms) {
+    if (term.is_intercept() || term.type == model::type::random || term.variable->type == data::type::id)
+      continue;
+    variable_ptr keep;
+    check_predictor(data_variable(term.variable, keep), models, working);
+  }
+}
+
 }  // namespace
 
 void check_predictors(ModelList const& models, working_data const& working) {
   for (Model const& model : models) {
-    for (auto const* terms : {&model.fixed, &model.random}) {
-      for (model::anyVariable const& term : *terms) {
-        if (term.is_intercept()) continue;
-        variable_ptr keep;
-        check_predictor(data_variable(term.variable, keep), models, working);
-      }
-    }
+    check_terms(model.fixed, models, working);
+    check_terms(model.random, models, working);
+    for (auto const* terms : {&model.fixed_compute, &model.random_compute})
+      for (model::combinationOfAnyVariable const& term : *terms)
+        check_terms(term.all_variables(), models, working);
   }
+  for (auto const& definition : models.definitions)
+    check_terms(definition.second.all_variables(), models, working);
 }
 
 }  // namespace tovik::sem

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "sem/estimator.hpp"
+#include "sem/outcomes/phantom_part.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::estimator {
@@ -49,6 +50,10 @@ void Outcome::addLogLiklihood(arma::Mat<double> const& data, int const& at_level
                               arma::Col<arma::uword> const& units, double* out) const {
   arma::Col<double> const all = logLiklihood(data, at_level);
   for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += all(units(k));
+}
+
+std::unique_ptr<correlated_side> Outcome::correlated(arma::uword) {
+  throw error_debug("The model has no residual that can be correlated.");
 }
 
 namespace {

@@ -23,6 +23,7 @@ class Random;
 namespace tovik::sem {
 class Estimator;
 class Multi;
+class correlated_side;
 }  // namespace tovik::sem
 
 namespace tovik::sem::estimator {
@@ -119,8 +120,17 @@ class Outcome {
 
   /// How many parameters this model draws itself.
   virtual arma::uword n_estimated() const = 0;
+  /// Recomputes what follows from the parameters (postDraw) after some were written from outside, since the last
+  /// draw(); nothing for a model in which nothing does.
+  virtual void refreshShares(arma::Mat<double> const&) {}
+  /// All constraints on this model are made: prepares what their draws need of it.
+  virtual void connectDriven(arma::Mat<double> const&) {}
   /// Makes this model part of a block of outcomes with correlated residuals.
   virtual void addMulti(std::shared_ptr<Multi> const& block) = 0;
+
+  /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug when
+  /// the model does not hold it.
+  virtual std::unique_ptr<correlated_side> correlated(arma::uword column);
 
   /// Number of values in params().
   arma::uword n_params() const { return n_params_; }

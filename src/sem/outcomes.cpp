@@ -1,13 +1,20 @@
 #include "sem/outcomes.hpp"
 
 #include <algorithm>
-#include <stdexcept>
+#include <cmath>
+#include <cstdio>
 #include <utility>
 
 #include "evaluate/value.hpp"
 #include "model/model_list.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/ensemble/phantom_links.hpp"
+#include "sem/ensemble/proposals.hpp"
+#include "sem/ensemble/random_effect_links.hpp"
+#include "sem/ensemble/written_columns.hpp"
 #include "sem/factory.hpp"
 #include "sem/mcmc.hpp"
+#include "sem/outcomes/computation.hpp"
 #include "sem/starts.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
@@ -17,19 +24,6 @@ namespace tovik::sem {
 namespace {
 
 using model_ptr = std::shared_ptr<estimator::Outcome>;
-
-/// False for models that are no regression of data: free and computed parameters, log variances.
-bool has_likelihood(estimator::Outcome const& model) {
-  const int type = static_cast<int>(model.type);
-  return type != model_type::parameter && type != model_type::computation && type != model_type::log_scale;
-}
-
-bool has_random_effects(estimator::Outcome const& model) {
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    if (model.n_random(L) > 0) return true;
-  }
-  return false;
-}
 
 /// The columns that `get` gives for each model, one below the other.
 template <class Get>
@@ -55,10 +49,24 @@ arma::Mat<double> join_columns(std::vector<model_ptr> const& models, arma::uword
   return out;
 }
 
+level_units units_of(working_data const& working) {
+  level_units out;
+  for (unsigned l = 0; l < working.n_levels(); ++l) out.push_back(&working.units(l));
+  return out;
+}
+
+/// An equation for a variable of the data, against the statements of PARAMETERS.
+bool is_equation(Model const& model) {
+  const int kind = model.kind();
+  return kind != model_type::parameter && kind != model_type::computation;
+}
+
 /// Two models of one outcome would both write its missing values.
 void check_one_writer(ModelList const& list, working_data const& working, arma::Mat<double> const& data) {
   for (std::size_t i = 0; i < list.size(); ++i) {
+    if (!is_equation(list[i])) continue;
     for (std::size_t j = i + 1; j < list.size(); ++j) {
+      if (!is_equation(list[j])) continue;
       const unsigned column = list[i].yind().at(0);
       if (column != list[j].yind().at(0)) continue;
       if (working.missing_units(data, column, outcome_level(list[i], working)).n_elem == 0) continue;
@@ -75,27 +83,44 @@ Outcomes::Outcomes(Mcmc const* mcmc, ModelList const& list, arma::Mat<double>& d
   check_one_writer(list, mcmc_->working(), data);
   cells_ = list.generate_map();
   build_models(list, data, prior);
+  link_phantoms(list, models, data);
   set_starts(list, data);
+  check_phantoms(list, models);
+  link_random_effects(list, models, units_of(mcmc_->working()), data);
+  wire_likelihood_lists(models, units_of(mcmc_->working()), data);
+  tie_labels(list, data, prior);
+  bind_definitions(list);
   check_rows(list, data);
+  residual_correlations_ = residual_correlations(list, models, mcmc_->working());
 }
 
 Outcomes::~Outcomes() = default;
 
 void Outcomes::build_models(ModelList const& list, arma::Mat<double> const& data, priors const& prior) {
-  working_data const& working = mcmc_->working();
   outcome_context context;
   context.estimator = this;
-  context.working = &working;
+  context.working = &mcmc_->working();
   context.data = &data;
   context.prior = prior;
-  context.mutable_columns.assign(data.n_cols, false);
-  for (Model const& model : list) {
-    const unsigned column = model.yind().at(0);
-    if (working.missing_units(data, column, outcome_level(model, working)).n_elem > 0) {
-      context.mutable_columns[column] = true;
-    }
-  }
+  context.cells = &cells_;
+  context.mutable_columns = written_columns(list, data);
   for (Model const& model : list) models.push_back(make_outcome(model, context));
+}
+
+void Outcomes::tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior) {
+  computations_ = computations_of(models);
+  for (drawn_label& label : wire_labels({list, models, cells_, data, *rng_, prior})) {
+    constraint_map[label.constraint->name] = {label.name, label.appearances, false, label.searched};
+    constraints.push_back(std::move(label.constraint));
+  }
+}
+
+void Outcomes::bind_definitions(ModelList const& list) {
+  for (auto& [name, tree] : list.get_evaluates()) {
+    for (auto const& [key, info] : cells_) tree->register_var(info.cell.get(), info.slot);
+    if (tree->has_unbound_var()) throw error_debug("Could not find parameter name in map.");
+    definitions_.push_back(std::move(tree));
+  }
 }
 
 /// All starts come from the observed values, so they are computed before any missing cell is filled.
@@ -104,17 +129,25 @@ void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
   std::vector<arma::Col<double>> starts;
   std::vector<outcome_moments> moments;
   for (Model const& model : list) {
+    if (!is_equation(model) || is_phantom(model)) {
+      starts.emplace_back(is_phantom(model) ? 1 : 0, arma::fill::zeros);
+      moments.emplace_back();
+      continue;
+    }
     const estimator::cluster structure = working.clusters(outcome_level(model, working));
     moments.push_back(observed_moments(model, data, structure));
     starts.push_back(generateStarts(model, data, structure, rng_->start_scale, rng_->start_shift));
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
+    if (!is_equation(list[i]) || is_phantom(list[i])) continue;
     const unsigned column = list[i].yind().at(0);
     const unsigned level = outcome_level(list[i], working);
     const arma::Col<arma::uword> missing = working.missing_units(data, column, level);
-    working.write(data, column, level, missing, draw_missing(moments[i], missing.n_elem, *rng_));
+    working.write(data, column, level, missing, draw_missing(list[i], moments[i], missing.n_elem, *rng_));
   }
-  for (std::size_t i = 0; i < list.size(); ++i) models[i]->addStarts(starts[i]);
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (is_equation(list[i])) models[i]->addStarts(starts[i]);
+  }
 }
 
 /// Everything downstream finds a value by the position of its name.
@@ -140,12 +173,25 @@ void Outcomes::draw(arma::Mat<double>& data) {
     if (!drawn_first(*model)) model->draw(data);
   }
   for (auto const& constraint : constraints) constraint->draw(data);
+  // Models took their shares before the shared parameters moved: one report must not mix two states.
+  if (!constraints.empty()) {
+    for (model_ptr const& model : models) model->refreshShares(data);
+  }
+  for (Computation* node : computations_) node->update();
 }
 
 void Outcomes::tune() {
   for (model_ptr const& model : models) model->tune();
   for (auto const& constraint : constraints) {
-    if (!constraint->links.empty()) constraint->tune.tune();
+    if (constraint->links.empty()) continue;
+    const double rate = constraint->tune.rate();
+    // Where the shape of the density depends on the state, the one at the start tells little.
+    if (constraint->tune.total > 0 && constraint_map.at(constraint->name).searched)
+      constraint->variance = proposal_variance(*constraint, mcmc_->working().data, constraint->variance);
+    constraint->tune.tune();
+    if (estimator::constraint::print_debug)
+      std::printf("multiplier=%7.4f; stddev=%7.4f; probs=%6.3f;\n", constraint->tune.value,
+                  constraint->tune.value * std::sqrt(constraint->variance), rate);
   }
 }
 
@@ -160,7 +206,7 @@ std::vector<estimator::tune_results> Outcomes::acceptance() const {
   for (auto const& constraint : constraints) {
     const auto record = constraint_map.find(constraint->name);
     if (record == constraint_map.end()) throw error_debug("Cannot find Parameter.");
-    if (record->second.derived || record->second.appearances <= 1) continue;
+    if (record->second.derived) continue;
     out.push_back({constraint->tune});
     out.back().label = record->second.name;
   }
@@ -180,7 +226,9 @@ arma::Col<double> Outcomes::params(unsigned const& model) const {
 }
 
 arma::Col<double> Outcomes::computations() const {
-  return {};
+  arma::Col<double> out(computations_.size());
+  for (std::size_t k = 0; k < computations_.size(); ++k) out[k] = *computations_[k]->ptr();
+  return out;
 }
 
 arma::uword Outcomes::n_params() const {
@@ -206,42 +254,17 @@ arma::uword Outcomes::n_estimated() const {
 }
 
 arma::uword Outcomes::n_computations() const {
-  return computations().n_elem;
+  return computations_.size();
 }
 arma::uword Outcomes::n_correlations() const {
-  return 0;
+  return residual_correlations_.size();
 }
 arma::uword Outcomes::n_defines() const {
-  return 0;
+  return definitions_.size();
 }
 
 /// Continuous outcomes hold their values in the data as they are.
 void Outcomes::categorize_nominal(arma::Mat<double>&, arma::Mat<double> const&) const {}
-
-arma::Col<double> Outcomes::logLiklihood(arma::Mat<double> const& data, int level) const {
-  arma::Col<double> out(mcmc_->n_units(static_cast<unsigned>(level)), arma::fill::zeros);
-  for (model_ptr const& model : models) {
-    if (!has_likelihood(*model) || static_cast<int>(model->level) > level) continue;
-    out += model->logLiklihood(data, level);
-  }
-  return out;
-}
-
-double Outcomes::logLiklihood(arma::Mat<double> const& data) const {
-  double sum = 0.0;
-  for (model_ptr const& model : models) {
-    if (has_likelihood(*model)) sum += model->logLiklihood(data);
-  }
-  return sum;
-}
-
-arma::Col<double> Outcomes::computeLL(arma::Mat<double> const& data, int level) const {
-  return logLiklihood(data, level);
-}
-
-double Outcomes::computeLL(arma::Mat<double> const& data) const {
-  return logLiklihood(data);
-}
 
 arma::Mat<double> const& Outcomes::betas(unsigned const& model) const {
   return models.at(model)->betas();
@@ -275,44 +298,13 @@ arma::Mat<double> Outcomes::predicted(arma::Mat<double> const& data) const {
 }
 
 arma::Mat<double> Outcomes::defines(arma::Mat<double> const& data) const {
-  return arma::Mat<double>(data.n_rows, 0);
-}
-
-arma::Col<double> Outcomes::correlations(arma::Mat<double> const&) const {
-  return {};
-}
-
-void Outcomes::fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& data, arma::uword slice,
-                             estimator::Outcome const& model) const {
-  if (!has_random_effects(model)) {  // nothing to integrate out
-    out.slice(slice).col(0) = out.slice(slice).col(1);
-    return;
-  }
-  try {
-    out.slice(slice).col(0) = model.marginal_logLiklihood(data);
-  } catch (std::runtime_error const&) {
-    // A covariance matrix on the edge of positive definiteness: the fit statistics leave the marginal block
-    // out, the run goes on.
-    out.slice(slice).col(0).fill(arma::datum::nan);
-  }
-}
-
-arma::Cube<double> Outcomes::likelihood(arma::Mat<double> const& data) const {
-  const auto counted = std::count_if(models.begin(), models.end(),
-                                     [](model_ptr const& model) { return has_likelihood(*model); });
-  const arma::uword n_models = static_cast<arma::uword>(counted);
-  const unsigned top = mcmc_->n_levels() - 1;
-  arma::Cube<double> out(mcmc_->n_units(top), 2, n_models + 1);
-  out.slice(n_models).zeros();
-  arma::uword slice = 0;
-  for (model_ptr const& model : models) {
-    if (!has_likelihood(*model)) continue;
-    out.slice(slice).col(1) = model->logLiklihood(data, static_cast<int>(top));
-    fill_marginal(out, data, slice, *model);
-    out.slice(n_models) += out.slice(slice);
-    ++slice;
-  }
+  arma::Mat<double> out(data.n_rows, definitions_.size());
+  for (std::size_t k = 0; k < definitions_.size(); ++k) out.col(k) = definitions_[k]->eval(data);
   return out;
+}
+
+arma::Col<double> Outcomes::correlations(arma::Mat<double> const& data) const {
+  return residual_correlations_.values(data);
 }
 
 void Outcomes::linkVariables(std::vector<std::pair<unsigned, estimator::covariate_link*>> const& links) {

@@ -6,7 +6,10 @@
 #include <unordered_map>
 #include <vector>
 
+#include "evaluate/node.hpp"
 #include "model/parameter_info.hpp"
+#include "sem/ensemble/labels.hpp"
+#include "sem/ensemble/residual_correlations.hpp"
 #include "sem/estimator.hpp"
 #include "sem/outcome.hpp"
 #include "sem/outcomes/priors.hpp"
@@ -27,18 +30,20 @@ class Mcmc;
 /// each other, so the object stays where it is.
 class Outcomes : public virtual Estimator {
  public:
-  /// Builds a model for every equation, draws the missing cells of the outcomes from the moments of the
-  /// observed ones, and gives each model its starting state. Throws tovik::error for an equation that cannot
-  /// be sampled, tovik::error_debug when a model's rows and the names of its rows disagree in number. `mcmc`
-  /// must outlive the object.
+  /// Builds a model for every equation and every PARAMETERS statement, draws the missing cells of the
+  /// outcomes from the moments of the observed ones, gives each model its starting state, and ties shared
+  /// parameters together. Throws tovik::error for an equation that cannot be sampled, tovik::error_debug when
+  /// a model's rows and the names of its rows disagree in number. `mcmc` must outlive the object.
   Outcomes(Mcmc const* mcmc, ModelList const& models, arma::Mat<double>& data,
            std::shared_ptr<Random> const& rng, priors const& prior);
   ~Outcomes() override;
   Outcomes(Outcomes const&) = delete;
   Outcomes& operator=(Outcomes const&) = delete;
 
-  /// Latent variables first (with optimize_draws), the other models in list order, then shared parameters.
+  /// Latent variables first (with optimize_draws), the other models in list order, then shared parameters;
+  /// then what follows from all of these: variance shares and computed parameters.
   void draw(arma::Mat<double>& data) override;
+  /// Adapts the proposals of all models, then those of the shared parameters.
   void tune() override;
   void tune_check() override;
 
@@ -48,6 +53,7 @@ class Outcomes : public virtual Estimator {
   arma::Col<double> computations() const override;
 
   arma::uword n_outcomes() const { return models.size(); }
+  estimator::Outcome const& outcome(unsigned model) const { return *models.at(model); }
   arma::uword n_params() const override;
   /// Parameters that are drawn, shared ones counted once.
   arma::uword n_estimated() const override;
@@ -92,11 +98,14 @@ class Outcomes : public virtual Estimator {
   struct constraint_record {
     std::string name;
     unsigned appearances = 0;
-    bool derived = false;  ///< a computed parameter: it follows others and is not drawn
+    bool derived = false;   ///< a computed parameter: it follows others and is not drawn
+    bool searched = false;  ///< see drawn_label
   };
 
   void build_models(ModelList const& list, arma::Mat<double> const& data, priors const& prior);
   void set_starts(ModelList const& list, arma::Mat<double>& data);
+  void tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior);
+  void bind_definitions(ModelList const& list);
   void check_rows(ModelList const& list, arma::Mat<double> const& data) const;
   void fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& data, arma::uword slice,
                      estimator::Outcome const& model) const;
@@ -106,8 +115,11 @@ class Outcomes : public virtual Estimator {
   Mcmc const* mcmc_;
   std::shared_ptr<Random> rng_;
   std::vector<std::shared_ptr<estimator::Outcome>> models;
+  residual_correlations residual_correlations_;
   std::vector<std::shared_ptr<estimator::constraint>> constraints;
-  std::unordered_map<std::string, constraint_record> constraint_map;
+  std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name
+  std::vector<Computation*> computations_;                            ///< among the models, in list order
+  std::vector<std::unique_ptr<evaluate::node>> definitions_;          ///< of MODEL, bound, in statement order
 };
 
 }  // namespace tovik::sem

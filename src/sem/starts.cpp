@@ -5,6 +5,7 @@
 
 #include "model/model.hpp"
 #include "sem/random.hpp"
+#include "sem/wiring/transform.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -46,6 +47,34 @@ void append_coefficients(std::vector<double>& out, Model const& model, outcome_m
   }
 }
 
+/// The observed values on the scale of the equation.
+arma::Col<double> transformed(Model const& model, arma::Col<double> const& y) {
+  if (!model.outcomes.front().is_transformed()) return y;
+  const estimator::transform g(model.pair());
+  arma::Col<double> out(y.n_elem);
+  for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g.forward(y[i]);
+  if (!out.is_finite()) {
+    throw error("ERROR: The transformation of variable '" + model.outcomes.front().variable->name +
+                "' gives values that are not finite.");
+  }
+  return out;
+}
+
+/// Draws on the scale of the equation, put on the scale of the data in place; those out of range are redrawn.
+void draw_back(estimator::transform const& g, outcome_moments const& moments, arma::Col<double>& values,
+               Random& rng) {
+  constexpr int most_draws = 100;
+  const double sd = std::sqrt(moments.variance);
+  double center = moments.central;
+  g.admits(moments.mean, center);
+  for (double& value : values) {
+    double data_value = center;
+    for (int attempt = 0; attempt < most_draws && !g.admits(value, data_value); ++attempt)
+      value = moments.mean + sd * rng.rnorm();
+    value = data_value;
+  }
+}
+
 }  // namespace
 
 outcome_moments observed_moments(Model const& model, arma::Mat<double> const& data,
@@ -61,8 +90,10 @@ outcome_moments observed_moments(Model const& model, arma::Mat<double> const& da
   }
   if (n_observed == 0) throw error("ERROR: Variable '" + model.name() + "' has no observed values.");
   y.resize(n_observed);
-  outcome_moments moments{arma::mean(y), n_observed > 1 ? arma::var(y) : 1.0};
+  const arma::Col<double> g = transformed(model, y);
+  outcome_moments moments{arma::mean(g), n_observed > 1 ? arma::var(g) : 1.0};
   if (!(moments.variance > 0)) moments.variance = 1.0;
+  moments.central = y[arma::index_min(arma::abs(g - moments.mean))];
   return moments;
 }
 
@@ -77,10 +108,14 @@ arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& da
   return out;
 }
 
-arma::Col<double> draw_missing(outcome_moments const& moments, arma::uword n, Random& rng) {
+arma::Col<double> draw_missing(Model const& model, outcome_moments const& moments, arma::uword n,
+                               Random& rng) {
   arma::Col<double> z(n);
   rng.fill_randn(z.memptr(), n);
-  return moments.mean + std::sqrt(moments.variance) * z;
+  arma::Col<double> values = moments.mean + std::sqrt(moments.variance) * z;
+  if (model.outcomes.front().is_transformed())
+    draw_back(estimator::transform(model.pair()), moments, values, rng);
+  return values;
 }
 
 }  // namespace tovik::sem

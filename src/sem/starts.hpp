@@ -11,14 +11,17 @@ class Random;
 
 namespace tovik::sem {
 
-/// Mean and variance of the observed values of an outcome over its units. The variance of fewer than two
-/// values, or of equal ones, counts as 1: it only has to set a scale.
+/// Mean and variance of the observed values of an outcome over its units, on the scale of the equation: of
+/// g(y) for an outcome with the transformation g. The variance of fewer than two values, or of equal ones,
+/// counts as 1: it only has to set a scale.
 struct outcome_moments {
   double mean = 0;
   double variance = 1;
+  double central = 0;  ///< the observed value, on the scale of the data, whose g(y) is closest to the mean
 };
 
-/// `data`: the working matrix with missing cells NaN. Throws tovik::error if no unit is observed.
+/// `data`: the working matrix with missing cells NaN. Throws tovik::error if no unit is observed, or if the
+/// transformation of an observed value is not finite.
 outcome_moments observed_moments(Model const& model, arma::Mat<double> const& data,
                                  estimator::cluster const& structure);
 
@@ -30,12 +33,16 @@ outcome_moments observed_moments(Model const& model, arma::Mat<double> const& da
 ///   slopes                                      0
 ///
 /// A starting value of the user takes the place of v / 2, v, m or 0; a fixed value stands as it is.
-/// `data`: the working matrix with missing cells NaN. Throws tovik::error if the outcome was never observed.
+/// `data`: the working matrix with missing cells NaN. Throws what observed_moments throws.
 arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
                                  estimator::cluster const& structure, double const& start_scale,
                                  double const& start_shift);
 
-/// One draw m + sqrt(v) z for each of `n` missing values.
-arma::Col<double> draw_missing(outcome_moments const& moments, arma::uword n, Random& rng);
+/// One draw m + sqrt(v) z for each of `n` missing values. For a transformed outcome the result is back on the
+/// scale of the data; draws outside the range of the transformation are made again, up to 100 times, and the
+/// mean stands in for what is left,
+/// or, where even that is outside, the observed value closest to it.
+arma::Col<double> draw_missing(Model const& model, outcome_moments const& moments, arma::uword n,
+                               Random& rng);
 
 }  // namespace tovik::sem

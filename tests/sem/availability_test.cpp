@@ -30,11 +30,12 @@ std::string failure(const std::vector<std::string>& statements, const std::vecto
   return small_run(names, columns(), ids, statements).failure();
 }
 
-TEST(Availability, LabelsThatTieParameters) {
-  const std::string text = refused("A label that ties parameters together ('@a')");
-  EXPECT_EQ(failure({"y ~ x@a w@A"}), text);
-  EXPECT_EQ(failure({"y ~ x@a", "w ~ x@a"}), text);
-  EXPECT_EQ(failure({"y ~ x@a", "y ~~ y@a"}), text);
+TEST(Availability, LabelsTermsAndDefinitionsAreDrawn) {
+  EXPECT_EQ(failure({"y ~ x@a w@A"}), "");
+  EXPECT_EQ(failure({"y ~ x@a", "w ~ x@a"}), "");
+  EXPECT_EQ(failure({"y ~ x@a", "y ~~ y@a"}), "");
+  EXPECT_EQ(failure({"y ~ x (x*w)"}), "");
+  EXPECT_EQ(failure({"d = x * w", "y ~ x d"}), "");
   EXPECT_EQ(failure({"y ~ x@b Intercept@b0 | 1@v"}, {"school"}), "");
 }
 
@@ -43,8 +44,7 @@ TEST(Availability, OutcomesByKind) {
   for (auto const& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
                                    {type::count, "A count outcome ('y')"},
                                    {type::nominal, "A nominal outcome ('y')"},
-                                   {type::latent, "A latent outcome ('y')"},
-                                   {type::phantom, "A phantom outcome ('y')"}}) {
+                                   {type::latent, "A latent outcome ('y')"}}) {
     small_run run(names, columns(), {}, {"w ~ 1", "y ~ x"});
     run.vars.find("y")->type = kind;
     EXPECT_EQ(run.failure(), refused(text));
@@ -56,7 +56,6 @@ TEST(Availability, TermsByKind) {
   for (auto const& [kind, text] : {std::pair{type::mean, "A latent cluster mean as a predictor ('y')"},
                                    {type::latent, "A latent propensity as a predictor ('y')"},
                                    {type::missing, "A missing data indicator as a predictor ('y')"},
-                                   {type::random, "A named random effect as a predictor ('y')"},
                                    {type::phantom, "A phantom variable as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});
     run.models[0].fixed.back().type = kind;
@@ -75,25 +74,13 @@ TEST(Availability, VariablesThatAreNoData) {
   }
 }
 
-TEST(Availability, TransformedOutcome) {
-  small_run run(names, columns(), {}, {"y ~ x"});
-  run.models[0].outcomes.front().transformation = "exp(y)";
-  EXPECT_EQ(run.failure(), refused("A transformed outcome ('y')"));
-}
-
-TEST(Availability, ComputedTermsAndCorrelations) {
-  small_run run(names, columns(), {}, {"y ~ x"});
-  run.models[0].phantoms.push_back(run.models[0].fixed.back());
-  EXPECT_EQ(run.failure(), refused("A residual correlation ('y')"));
-  small_run other(names, columns(), {}, {"y ~ x"});
-  other.models[0].random_compute.emplace_back();
-  EXPECT_EQ(other.failure(), refused("A computed term in an equation ('y')"));
-}
-
-TEST(Availability, Definitions) {
-  small_run run(names, columns(), {}, {"y ~ x"});
-  run.models.definitions.emplace_back("d", model::combinationOfAnyVariable());
-  EXPECT_EQ(run.failure(), refused("A definition in the MODEL command ('d')"));
+TEST(Availability, VariablesInsideTermsAndDefinitions) {
+  small_run term(names, columns(), {}, {"y ~ x (x*w)"});
+  term.models[0].fixed_compute.front().variables.front().type = model::type::mean;
+  EXPECT_EQ(term.failure(), refused("A latent cluster mean as a predictor ('y')"));
+  small_run definition(names, columns(), {}, {"d = x * w", "y ~ x"});
+  definition.models.definitions.front().second.variables.front().type = model::type::missing;
+  EXPECT_EQ(definition.failure(), refused("A missing data indicator as a predictor ('d')"));
 }
 
 }  // namespace

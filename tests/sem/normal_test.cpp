@@ -220,22 +220,43 @@ TEST(Normal, ProposalVarianceOfACoefficient) {
   EXPECT_THROW(model.betaCovB(m.world.data, 3), error_debug);
 }
 
+TEST(Normal, DrivenParametersLeaveItsDraws) {
+  ThreeLevelModel m;
+  Normal model(&m.estimator, m.setup);
+  arma::uword const before = model.n_estimated();
+  auto const slope = model.constraint(parameter_type::coefficient, 1, 0);
+  auto const variance = model.constraint(parameter_type::residual_variance, 0, 0);
+  EXPECT_EQ(slope->ptr(), model.betas().memptr() + 1);
+  EXPECT_EQ(variance->ptr(), &model.sigma2);
+  EXPECT_FALSE(arma::any(model.free == 1));
+  EXPECT_TRUE(arma::any(model.fixed == 1));
+  EXPECT_EQ(model.n_estimated(), before - 2);
+  slope->write(0.75);
+  variance->write(2.5);
+  for (int i = 0; i < 3; ++i) model.draw(m.world.data);
+  EXPECT_EQ(model.betas()(1), 0.75);
+  EXPECT_EQ(model.sigma2, 2.5);
+  EXPECT_NEAR(slope->log_density(m.world.data), model.logLiklihood(m.world.data), 1e-9);
+  EXPECT_EQ(variance->log_density(m.world.data), slope->log_density(m.world.data));
+  variance->write(-1.0);
+  EXPECT_EQ(variance->log_density(m.world.data), -INFINITY);
+  // After the first scan the coefficients that are drawn are settled.
+  EXPECT_THROW(model.constraint(parameter_type::coefficient, 0, 0), error_debug);
+  EXPECT_THROW(model.constraint(parameter_type::coefficient, 99, 0), error_debug);
+  EXPECT_EQ(model.constraint(parameter_type::random_covariance, 0, 0)->ptr(), model.Sigma[0].memptr());
+  EXPECT_THROW(model.constraint(parameter_type::random_covariance, 99, 0), error_debug);
+  EXPECT_THROW(model.constraint(parameter_type::phantom_correlation, 0, 0), error_debug);
+}
+
 TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
   ThreeLevelModel m;
   m.setup.missing_units = {1};
   Normal model(&m.estimator, m.setup);
-  EXPECT_THROW(model.constraint(parameter_type::coefficient, 1, 0), error);
   EXPECT_THROW(model.constraint(parameter_type::value, 0, 0), error_debug);
   EXPECT_THROW(model.addMulti(nullptr), error);
-  EXPECT_THROW(model.addLL(new sem::estimator::likelihood, sem::likelihood_type::imputed), error);
-  EXPECT_THROW(model.addIndicator({1}, sem::indicator_type::random_effect), error);
   EXPECT_THROW(model.addIndicator({1}, sem::indicator_type::latent_residual), error_debug);
   EXPECT_THROW(model.addDist(nullptr, sem::distribution_type::fixed), error);
   EXPECT_THROW(model.addDist(nullptr, sem::distribution_type::param), error_debug);
-  evaluate::pair pair;
-  model.addTransform(pair);
-  pair.flag = true;
-  EXPECT_THROW(model.addTransform(pair), error);
   try {
     model.addMulti(nullptr);
     FAIL();

@@ -179,8 +179,7 @@ TEST(Outcomes, RefusesOtherKindsByNameAndVariable) {
   for (auto const& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
                                    {type::count, "A count outcome ('y')"},
                                    {type::nominal, "A nominal outcome ('y')"},
-                                   {type::latent, "A latent outcome ('y')"},
-                                   {type::phantom, "A phantom outcome ('y')"}}) {
+                                   {type::latent, "A latent outcome ('y')"}}) {
     small_run run(names, two_level(), {}, {"y ~ x"});
     run.vars.find("y")->type = kind;
     EXPECT_EQ(run.failure(), std::string("ERROR: ") + text + " is not available in this version.");

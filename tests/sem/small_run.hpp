@@ -24,14 +24,15 @@ struct small_run {
   arma::mat data;
   ModelList models;
 
-  /// `ids` are names of columns, in any order.
+  /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS.
   small_run(std::vector<std::string> const& names, arma::mat const& columns,
-            std::vector<std::string> const& ids, std::vector<std::string> const& statements)
+            std::vector<std::string> const& ids, std::vector<std::string> const& statements,
+            std::vector<std::string> const& parameters = {})
       : data(columns) {
     make_catalogue(names, ids);
     std::vector<block::one_model> texts;
     for (std::string const& text : statements) texts.push_back({text, ""});
-    models = sem::parse(texts, vars, block::map());
+    models = sem::parse(texts, vars, block::map(), {parameters, false, false});
     for (auto const& v : vars.subset(data::usage::covariate)) {
       if (!data.col(v->column).has_nan()) v->fixed(true);
     }

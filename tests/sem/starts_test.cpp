@@ -79,9 +79,46 @@ TEST(Starts, AnOutcomeWithoutObservedValuesIsRefused) {
 
 TEST(Starts, MissingValuesAreDrawnOnTheScaleOfTheObservedOnes) {
   Random rng(7, 1);
-  const arma::vec drawn = draw_missing({100.0, 25.0}, 40000, rng);
+  const arma::vec drawn = draw_missing(run("y ~ 1").models[0], {100.0, 25.0, 100.0}, 40000, rng);
   EXPECT_NEAR(arma::mean(drawn), 100.0, 4 * 5 / 200.0);  // 4 standard errors
   EXPECT_NEAR(arma::stddev(drawn), 5.0, 4 * 5 / std::sqrt(80000.0));
+}
+
+TEST(Starts, ATransformedOutcomeStartsFromTheMomentsOfItsTransform) {
+  const arma::vec g = arma::log(arma::vec{1, 2, 4, 9});
+  const double v = arma::var(g);
+  expect_values(starts(run("log(y) ~ x"), 2.0, 1.0), {v, 2 * v, arma::mean(g) + std::sqrt(v), 0});
+}
+
+TEST(Starts, MissingValuesOfATransformedOutcomeAreDrawnOnItsScaleAndPutBack) {
+  Random rng(8, 1);
+  const arma::vec drawn = draw_missing(run("log(y) ~ 1").models[0], {1.0, 0.25, 2.7}, 40000, rng);
+  const arma::vec g = arma::log(drawn);
+  EXPECT_NEAR(arma::mean(g), 1.0, 4 * 0.5 / 200.0);  // 4 standard errors
+  EXPECT_NEAR(arma::stddev(g), 0.5, 4 * 0.5 / std::sqrt(80000.0));
+}
+
+TEST(Starts, DrawsOutsideTheRangeOfTheTransformationAreMadeAgain) {
+  Random rng(9, 1);
+  // y* = y^2 > 0: the truncated normal with mean -1 + lambda, lambda = phi(1) / Phi(-1) = 1.5251.
+  const arma::vec drawn = draw_missing(run("y^2 ~ 1").models[0], {-1.0, 1.0, 0.3}, 40000, rng);
+  ASSERT_TRUE(drawn.is_finite());
+  EXPECT_GT(drawn.min(), 0.0);
+  EXPECT_NEAR(arma::mean(arma::square(drawn)), 0.5251, 4 * 0.446 / 200.0);
+}
+
+TEST(Starts, TheMeanOrACentralValueStandsInWhereNoDrawIsInRange) {
+  Random rng(10, 1);
+  const arma::vec low = draw_missing(run("y^2 ~ 1").models[0], {-50.0, 1.0, 0.3}, 3, rng);
+  EXPECT_EQ(arma::vec(arma::unique(low)).n_elem, 1U);
+  EXPECT_EQ(low[0], 0.3);
+}
+
+TEST(Starts, ATransformationThatIsNotFiniteIsRefused) {
+  arma::mat data = two_level();
+  data(0, 1) = 0.0;
+  tests::small_run r({"school", "y", "x", "w"}, data, {}, {"log(y) ~ 1"});
+  EXPECT_EQ(r.failure(), "ERROR: The transformation of variable 'y' gives values that are not finite.");
 }
 
 }  // namespace

@@ -116,6 +116,46 @@ TEST(Transform, ReturnsItsArgumentWithoutExpressions) {
   EXPECT_NEAR(log.inv({0.0})(0), 1.0, 1e-15);
 }
 
+TEST(Transform, OneValueGoesTheWayOfAColumn) {
+  for (char const* text : {"log(#DATA(0) + 1)", "sqrt(#DATA(0))", "#DATA(0) ^ 2", "1 / #DATA(0)", "2 - #DATA(0)",
+                           "logit(#DATA(0) / 10)", "iphi(#DATA(0) / 10)", "yjt(#DATA(0), 0.5)", "#DATA(0)"}) {
+    transform const g(
+        evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(text))));
+    for (double x : {0.25, 1.0, 3.7}) {
+      double const y = g.forward(x);
+      EXPECT_EQ(y, g.fun(arma::Col<double>{x})(0)) << text;
+      EXPECT_EQ(g.backward(y), g.inv(arma::Col<double>{y})(0)) << text;
+      double back = 0.0;
+      EXPECT_TRUE(g.admits(y, back)) << text;
+      EXPECT_NEAR(back, x, 1e-9) << text;
+    }
+  }
+}
+
+TEST(Transform, ValuesOutsideTheRangeHaveNoPlace) {
+  struct point {
+    char const* text;
+    double y;
+    bool admitted;
+  };
+  for (point const& p : std::initializer_list<point>{{"sqrt(#DATA(0))", -0.5, false},
+                                                     {"sqrt(#DATA(0))", 0.5, true},
+                                                     {"#DATA(0) ^ 2", -1e-3, false},
+                                                     {"phi(#DATA(0))", 1.5, false},
+                                                     {"phi(#DATA(0))", 0.9, true},
+                                                     {"exp(#DATA(0))", -2.0, false},
+                                                     {"log(#DATA(0))", 800.0, false},
+                                                     {"acos(#DATA(0))", 4.0, false},
+                                                     {"acos(#DATA(0))", 1.0, true},
+                                                     {"yjt(#DATA(0), 3)", -1.5, false}}) {
+    transform const g(
+        evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(p.text))));
+    double kept = 17.0;
+    EXPECT_EQ(g.admits(p.y, kept), p.admitted) << p.text << " " << p.y;
+    EXPECT_EQ(kept == 17.0, !p.admitted) << p.text;
+  }
+}
+
 TEST(CovariateLink, WritesWhatFollows) {
   World world(2, {{2, 3}}, 1);
   covariate_link link;

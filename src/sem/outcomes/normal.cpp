@@ -30,13 +30,25 @@ void validate(normal_setup const& setup, arma::uword k) {
   if (setup.cluster.own_rows.empty()) throw error_debug("The outcome has no units.");
   if (arma::any(setup.missing_units >= setup.cluster.own_rows[0]->n_elem))
     throw error_debug("Missing units are not in the data.");
+  if (!setup.phantoms.empty() && setup.phantoms.size() != setup.n_levels + 1)
+    throw error_debug("Phantoms do not match the levels.");
+}
+
+std::vector<arma::Col<arma::uword>> phantom_columns(normal_setup const& setup) {
+  std::vector<arma::Col<arma::uword>> out;
+  for (auto const& place : setup.phantoms) {
+    out.emplace_back(place.size());
+    for (std::size_t k = 0; k < place.size(); ++k) out.back()(k) = place[k].column;
+  }
+  return out;
 }
 
 }  // namespace
 
 Normal::Normal(Estimator const* estimator_, normal_setup const& setup)
     : Outcome(estimator_, data::type::continuous, arma::Col<arma::uword>{setup.y}, setup.x, setup.x_compute,
-              setup.z, setup.z_compute, {}, setup.n_levels, setup.level, !setup.missing_units.is_empty()),
+              setup.z, setup.z_compute, phantom_columns(setup), setup.n_levels, setup.level,
+              !setup.missing_units.is_empty()),
       cluster(setup.cluster),
       n_units(setup.cluster.own_rows.empty() ? 0 : setup.cluster.own_rows[0]->n_elem),
       missing_rows(setup.missing_units),
@@ -50,7 +62,11 @@ Normal::Normal(Estimator const* estimator_, normal_setup const& setup)
       has_intercept(setup.has_intercept),
       icept(setup.icept),
       imp_tune(3.0, estimator::tune_obj::kind_type::imputation),
-      covariance_(setup.n_levels) {
+      re_indicators(setup.n_levels),
+      scale_(setup.y, setup.level, setup.cluster),
+      imputed_(setup.missing_units, setup.level, scale_, this),
+      covariance_(setup.n_levels),
+      together_(setup.n_levels, false) {
   validate(setup, n_coefficients());
   free = all_but(n_coefficients(), fixed);
   icept.resize(n_levels, 0);
@@ -63,7 +79,18 @@ Normal::Normal(Estimator const* estimator_, normal_setup const& setup)
     rng->fill_randn(u.back().memptr(), u.back().n_elem);
     re_tune.emplace_back(1.5, estimator::tune_obj::kind_type::random_effect);
   }
+  make_parts(setup);
   make_scan(setup.mutable_columns);
+}
+
+void Normal::make_parts(normal_setup const& setup) {
+  parts_.reserve(n_levels + 1);
+  for (unsigned place = 0; place <= n_levels; ++place) {
+    arma::uword const q = place == 0 ? 1 : n_random(place - 1);
+    parts_.emplace_back(setup.phantoms.empty() ? std::vector<phantom_term>() : setup.phantoms[place], q);
+    refresh_phantoms(place);
+  }
+  means_.effects.resize(n_levels);
 }
 
 void Normal::make_scan(std::vector<bool> const& mutable_columns) {
@@ -77,6 +104,7 @@ void Normal::make_scan(std::vector<bool> const& mutable_columns) {
   terms.free = free;
   terms.fixed = fixed;
   scan_ = std::make_unique<scan::scan>(std::move(terms));
+  if (!parts_[0].empty()) scan_->keep_rows();
 }
 
 arma::Col<arma::uword> const* Normal::unit_rows() const {
@@ -87,37 +115,22 @@ void Normal::keep_rows() {
   scan_->keep_rows();
 }
 
-void Normal::draw(arma::Mat<double>& data) {
-  scan_->begin(data, betas_, u, scan::row_scale(residVar()));
-  scan_->draw_coefficients(scan::row_scale(residVar()), u, *rng, betas_);
-  for (unsigned L = 0; L < n_levels; ++L)
-    scan_->draw_effects(L, scan::row_scale(residVar()), iSigma[L], nullptr, *rng, u[L]);
-  if (estimate_resid) {
-    double const ss = scan_->sum_of_squares(betas_, u);
-    sigma2 = 1.0 / scan::draw_precision(resid_prior, static_cast<double>(scan_->n_units()), ss, *rng);
-  }
-  for (unsigned L = 0; L < n_levels; ++L) covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L]);
-  if (missing) impute(data);
-  update_shares();
+void Normal::begin_scan(arma::Mat<double> const& data) {
+  start_scan(data);
+  if (parts_[0].empty()) return;
+  parts_[0].loadings.means(data, unit_rows(), means_.residual);
+  scan_->subtract(means_.residual.memptr());
 }
 
-void Normal::impute(arma::Mat<double>& data) {
-  scan_->draw_missing(missing_rows, scan::row_scale(residVar()), *rng);
-  double* column = data.colptr(y(0));
-  double const* drawn = scan_->y().memptr();
-  for (arma::uword i : missing_rows) {
-    if (level == 0) {
-      column[i] = drawn[i];
-    } else {
-      double* first = column + cluster.rows->start[i];
-      std::fill_n(first, cluster.rows->count[i], drawn[i]);
-    }
-  }
-  if (centering == nullptr) return;
-  if (level == 0)
-    centering->update(data);
-  else
-    centering->update(data, cluster);
+void Normal::draw(arma::Mat<double>& data) {
+  begin_scan(data);
+  scan_->draw_coefficients(scan::row_scale(residVar()), u, *rng, betas_);
+  for (unsigned L = 0; L < n_levels; ++L) draw_effects(data, L);
+  if (estimate_resid) draw_variance(data);
+  for (unsigned L = 0; L < n_levels; ++L) draw_covariance(data, L);
+  if (missing) impute(data);
+  driven_.anchor(betas_);
+  update_shares();
 }
 
 void Normal::update_shares() {
@@ -182,24 +195,14 @@ void Normal::addStarts(arma::Col<double> const& v) {
   }
   sigma2 = v(at++);
   for (double& b : betas_) b = v(at++);
+  driven_.anchor(betas_);
+  for (unsigned place = 0; place <= n_levels; ++place) refresh_phantoms(place);
 }
 
 arma::uword Normal::n_estimated() const {
   arma::uword count = free.n_elem + (estimate_resid ? 1 : 0);
   for (unsigned L = 0; L < n_levels; ++L) count += n_random(L) * (n_random(L) + 1) / 2;
   return count;
-}
-
-double Normal::getMissingPercent() const {
-  return missing ? static_cast<double>(missing_rows.n_elem) / static_cast<double>(n_units) : 0.0;
-}
-
-std::vector<double> Normal::getMissingPercents() const {
-  return {getMissingPercent()};
-}
-
-void Normal::tune() {
-  if (missing && ll != nullptr) imp_tune.tune();
 }
 
 estimator::tune_results Normal::tuneResults() const {

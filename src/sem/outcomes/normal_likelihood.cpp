@@ -12,10 +12,8 @@
 namespace tovik::sem {
 
 arma::Col<double> Normal::outcome_values(arma::Mat<double> const& data) const {
-  if (level == 0) return data.col(y(0));
-  auto const& rows = *cluster.own_rows[0];
-  arma::Col<double> out(rows.n_elem);
-  for (arma::uword i = 0; i < rows.n_elem; ++i) out(i) = data(rows(i), y(0));
+  arma::Col<double> out(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem);
+  for (arma::uword i = 0; i < out.n_elem; ++i) out(i) = scale_.at(data, i);
   return out;
 }
 
@@ -46,6 +44,7 @@ arma::Mat<double> Normal::compute_residual(arma::Mat<double> const& data) const 
   arma::Col<double> r = outcome_values(data);
   subtract_fixed(data, r);
   subtract_random(data, r);
+  subtract_phantoms(data, r);
   return r;
 }
 
@@ -53,6 +52,7 @@ arma::Mat<double> Normal::compute_predicted(arma::Mat<double> const& data) const
   arma::Col<double> r(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem, arma::fill::zeros);
   subtract_fixed(data, r);
   subtract_random(data, r);
+  subtract_phantoms(data, r);
   r *= -1.0;
   return r;
 }
@@ -66,12 +66,23 @@ arma::Mat<double> Normal::at_rows(arma::Mat<double> const& units) const {
   return out;
 }
 
+// What phantoms carry is part of the residual that a reader of the output sees.
 arma::Mat<double> Normal::residual(arma::Mat<double> const& data) const {
-  return at_rows(compute_residual(data));
+  arma::Mat<double> r = compute_residual(data);
+  if (!parts_[0].empty()) {
+    parts_[0].loadings.means(data, unit_rows(), means_.residual);
+    r += means_.residual;
+  }
+  return at_rows(r);
 }
 
 arma::Mat<double> Normal::predicted(arma::Mat<double> const& data) const {
-  return at_rows(compute_predicted(data));
+  arma::Mat<double> p = compute_predicted(data);
+  if (!parts_[0].empty()) {
+    parts_[0].loadings.means(data, unit_rows(), means_.residual);
+    p -= means_.residual;
+  }
+  return at_rows(p);
 }
 
 arma::Mat<double> Normal::compute_latent(arma::Mat<double> const& data) const {
@@ -129,25 +140,30 @@ arma::Col<double> Normal::logLiklihood(arma::Mat<double> const& data, int const&
 
 /// y - Xb - Zu at some units of the outcome.
 void Normal::residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
-                          arma::Col<double>& r) const {
+                          double* r) const {
   arma::uword const n = units.n_elem;
-  r.set_size(n);
-  double const* column = data.colptr(y(0));
-  for (arma::uword i = 0; i < n; ++i) r(i) = column[level == 0 ? units(i) : (*cluster.own_rows[0])(units(i))];
-  part_.column.set_size(n);
-  double* term = part_.column.memptr();
+  for (arma::uword i = 0; i < n; ++i) r[i] = scale_.at(data, units(i));
+  if (part_.column.size() < n) part_.column.resize(n);
+  double* term = part_.column.data();
   auto const& design = scan_->terms().terms;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) {
     design.x.at_units(j, data, unit_rows(), units, term);
-    scan::add_scaled(n, -betas_(j), term, r.memptr());
+    scan::add_scaled(n, -betas_(j), term, r);
   }
   for (unsigned L = 0; L < n_levels; ++L) {
     auto const& clusters = *cluster.row_cluster[L];
     for (arma::uword j = 0; j < u[L].n_cols; ++j) {
       design.z[L].at_units(j, data, unit_rows(), units, term);
       double const* effect = u[L].colptr(j);
-      for (arma::uword i = 0; i < n; ++i) r(i) -= term[i] * effect[clusters(units(i))];
+      for (arma::uword i = 0; i < n; ++i) r[i] -= term[i] * effect[clusters(units(i))];
     }
+  }
+  auto const& phantoms_of_residual = parts_[0].loadings;
+  for (arma::uword k = 0; k < phantoms_of_residual.size(); ++k) {
+    double const loading = phantoms_of_residual.loadings()(0, k);
+    double const* P = data.colptr(phantoms_of_residual.terms()[k].column);
+    for (arma::uword i = 0; i < n; ++i)
+      r[i] -= loading * P[level == 0 ? units(i) : (*cluster.own_rows[0])(units(i))];
   }
 }
 
@@ -159,20 +175,24 @@ void Normal::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
   double const v = residVar();
   double const each = -0.5 * (1.8378770664093453 + std::log(v));
   double const w = 0.5 / v;
+  arma::uword n = units.n_elem;
   if (above == 0) {
-    residuals_at(data, units, part_.r);
-    for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += each - w * part_.r(k) * part_.r(k);
+    if (part_.r.size() < n) part_.r.resize(n);
+    residuals_at(data, units, part_.r.data());
+    for (arma::uword k = 0; k < n; ++k) out[k] += each - w * part_.r[k] * part_.r[k];
     return;
   }
   auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
-  arma::uword n = 0;
+  n = 0;
   for (arma::uword c : units) n += clusters.count[c];
-  part_.units.set_size(n);
+  if (part_.units.size() < n) part_.units.resize(n);
+  if (part_.r.size() < n) part_.r.resize(n);
   arma::uword at = 0;
   for (arma::uword c : units)
-    for (arma::uword i = 0; i < clusters.count[c]; ++i) part_.units(at++) = clusters.start[c] + i;
-  residuals_at(data, part_.units, part_.r);
-  double const* r = part_.r.memptr();
+    for (arma::uword i = 0; i < clusters.count[c]; ++i) part_.units[at++] = clusters.start[c] + i;
+  arma::Col<arma::uword> const members(part_.units.data(), n, false, true);
+  residuals_at(data, members, part_.r.data());
+  double const* r = part_.r.data();
   for (arma::uword k = 0; k < units.n_elem; ++k) {
     double sum = 0.0;
     arma::uword const count = clusters.count[units(k)];
@@ -185,29 +205,35 @@ double Normal::logLiklihood(arma::Mat<double> const& data) const {
   return arma::accu(compute_logLiklihood(data, static_cast<int>(level)));
 }
 
-arma::Col<double> Normal::compute_Us_LL(arma::Mat<double> const&, int const& L) const {
+arma::Col<double> Normal::compute_Us_LL(arma::Mat<double> const& data, int const& L) const {
   auto const index = static_cast<std::size_t>(L);
   if (L < 0 || index >= u.size()) throw error_debug("The outcome has no random effects at this level.");
-  return logMvnrmPDF(u[index], Sigma[index]);
+  arma::Mat<double> const* mu = effect_means(data, static_cast<unsigned>(L));
+  if (mu == nullptr) return logMvnrmPDF(u[index], Sigma[index]);
+  return logMvnrmPDF(arma::Mat<double>(u[index] - *mu), Sigma_s(L));
 }
 
 arma::Col<double> Normal::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
   arma::Col<double> r;
+  if (has_phantoms()) return marginal_with_phantoms(data);
   if (n_levels == 1 && scan_->cluster_squares(betas_, nullptr, residVar(), r))
     return scan::marginal_log_likelihood(r, scan_->effect_sums(), scan_->within(0).values(),
                                          cluster.selectors[0]->count, Sigma[0], residVar());
   r = outcome_values(data);
   subtract_fixed(data, r);
   if (n_levels == 0) return logNormPDF(r, residVar());
+  return scan::marginal_log_likelihood(r, effect_designs(data), Sigma, residVar(), cluster);
+}
+
+std::vector<arma::Mat<double>> Normal::effect_designs(arma::Mat<double> const& data) const {
   std::vector<arma::Mat<double>> designs;
   arma::Col<double> scratch;
   for (unsigned L = 0; L < n_levels; ++L) {
-    designs.emplace_back(r.n_elem, n_random(L));
+    designs.emplace_back(n_units, n_random(L));
     for (arma::uword j = 0; j < n_random(L); ++j)
-      std::copy_n(scan_->terms().terms.z[L].at(j, data, unit_rows(), scratch), r.n_elem,
-                  designs[L].colptr(j));
+      std::copy_n(scan_->terms().terms.z[L].at(j, data, unit_rows(), scratch), n_units, designs[L].colptr(j));
   }
-  return scan::marginal_log_likelihood(r, designs, Sigma, residVar(), cluster);
+  return designs;
 }
 
 arma::Col<double> Normal::marginal_logLiklihood(arma::Mat<double> const& data) const {

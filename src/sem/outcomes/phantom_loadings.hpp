@@ -44,7 +44,7 @@ class phantom_loadings {
   /// The last refresh succeeded.
   bool valid() const { return valid_; }
 
-  arma::Mat<double> const& loadings() const { return Lambda_; }        ///< q x phantoms
+  arma::Mat<double> const& loadings() const { return Lambda_; }          ///< q x phantoms
   arma::Mat<double> const& conditional() const { return conditional_; }  ///< S - Lambda Lambda'
   arma::Mat<double> const& precision() const { return precision_; }      ///< its inverse
   double log_det() const { return log_det_; }                            ///< log determinant of conditional()

@@ -54,8 +54,8 @@ class phantom_part {
   double log_density() const;
   /// Before the scores of phantom k are moved.
   void begin_scores(arma::uword k);
-  /// Adds to out[j] what the log density of unit units(j) gains when `delta[j]` is added to its score of phantom
-  /// k. After begin_scores.
+  /// Adds to out[j] what the log density of unit units(j) gains when `delta[j]` is added to its score of
+  /// phantom k. After begin_scores.
   void add_gain(arma::uword k, arma::Col<arma::uword> const& units, double const* delta, double* out) const;
 
   std::uint64_t pass = 0;  ///< the pass at which the values were taken

@@ -18,8 +18,7 @@ void effects_walk::propose(arma::Mat<double> const* A, double w, arma::Mat<doubl
   for (arma::uword c = 0; c < u.n_rows; ++c, z += q) {
     for (arma::uword j = 0; j < q; ++j)
       for (arma::uword i = 0; i <= j; ++i)
-        P[i + j * q] =
-            (A == nullptr ? 0.0 : w * (*A)(c, cluster_products::packed(i, j))) + iSigma(i, j);
+        P[i + j * q] = (A == nullptr ? 0.0 : w * (*A)(c, cluster_products::packed(i, j))) + iSigma(i, j);
     if (!reverse_cholesky(P, q)) throw std::runtime_error("chol(): decomposition failed");
     solve_upper_transposed(P, q, z);
     for (arma::uword j = 0; j < q; ++j) u(c, j) += scale * z[j];

@@ -1,7 +1,10 @@
 #include "sem/wiring/constraint.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 
+#include "evaluate/error.hpp"
 #include "sem/estimator.hpp"
 #include "sem/random.hpp"
 #include "support/error.hpp"
@@ -28,9 +31,17 @@ constraint::constraint(std::string const& label) : name(label) {}
 
 constraint& constraint::operator+=(constraint const& other) {
   links.insert(links.end(), other.links.begin(), other.links.end());
-  likelihoods.insert(likelihoods.end(), other.likelihoods.begin(), other.likelihoods.end());
+  refresh.insert(refresh.end(), other.refresh.begin(), other.refresh.end());
+  for (term const& f : other.likelihoods) add_once(f);
   n_links += other.n_links;
   return *this;
+}
+
+void constraint::add_once(term f) {
+  bool const held =
+      f.source() != nullptr && std::any_of(likelihoods.begin(), likelihoods.end(),
+                                           [&](term const& other) { return other.source() == f.source(); });
+  if (!held) likelihoods.push_back(std::move(f));
 }
 
 double* constraint::ptr() const {
@@ -38,30 +49,47 @@ double* constraint::ptr() const {
   return links.front();
 }
 
-// Random-walk Metropolis: the candidate is written to all links before the terms are evaluated.
+void constraint::write(double x) {
+  value = x;
+  for (double* link : links) *link = x;
+  for (auto const& follow : refresh) follow();
+}
+
+double constraint::log_density(arma::Mat<double> const& data) const {
+  double sum = 0.0;
+  for (term const& f : likelihoods) {
+    sum += f(value, data);
+    if (sum == -std::numeric_limits<double>::infinity()) break;  // no other term can make up for it
+  }
+  return sum;
+}
+
+double constraint::move_to(double x, arma::Mat<double> const& data) {
+  try {
+    write(x);
+    return log_density(data);
+  } catch (evaluate::error_debug const&) {
+    throw;
+  } catch (evaluate::error const&) {
+    return -std::numeric_limits<double>::infinity();
+  }
+}
+
+// The old value is evaluated first: the state then stands at the candidate when it is accepted.
 void constraint::draw(arma::Mat<double> const& data) {
-  if (n_links == 0) return;
-  auto write = [this](double x) {
-    value = x;
-    for (double* link : links) *link = x;
-  };
-  auto density = [this, &data](double x) {
-    double sum = 0.0;
-    for (term const& f : likelihoods) sum += f(x, data);
-    return sum;
-  };
+  if (n_links == 0 || likelihoods.empty()) return;
   double const old = value;
   double const candidate = tune.value * std::sqrt(variance) * rng->rnorm() + old;
-  write(candidate);
-  double change = density(candidate);
-  write(old);
-  change -= density(old);
+  double before = log_density(data);
+  // A start without a density must not hold the chain there.
+  if (std::isnan(before)) before = -std::numeric_limits<double>::infinity();
+  double const after = move_to(candidate, data);
   double const limit = std::log(rng->runif());
   ++tune.total;
-  if (change >= limit) {
+  if (after > -std::numeric_limits<double>::infinity() && after - before >= limit)
     ++tune.accepted;
-    write(candidate);
-  }
+  else
+    write(old);
 }
 
 }  // namespace tovik::sem::estimator

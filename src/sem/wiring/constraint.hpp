@@ -4,8 +4,11 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
+#include "sem/settings.hpp"
 #include "sem/wiring/parameterT.hpp"
 #include "sem/wiring/tune.hpp"
 
@@ -19,12 +22,32 @@ class Estimator;
 
 namespace tovik::sem::estimator {
 
-/// A parameter that no single model owns: its value, the addresses in the models that follow it, and the log
-/// density terms in which it appears.
+/// A parameter that no single model owns: its value, the addresses in the models that follow it, what has to
+/// be brought up to date when it moves, and the log density terms in which it appears.
 class constraint {
  public:
-  /// The log density at a candidate value that has been written to all links.
-  using term = std::function<double(double const&, arma::Mat<double> const&)>;
+  /// One log density, at a candidate value that has been written to all links.
+  class term {
+   public:
+    using function = std::function<double(double const&, arma::Mat<double> const&)>;
+
+    /// A term of no model, such as a prior.
+    template <class F, class = std::enable_if_t<!std::is_same_v<std::decay_t<F>, term>>>
+    term(F f) : f_(std::move(f)) {}
+    /// `source` is what the term stands for, a model or a block of models: a parameter that stands there
+    /// several times has the term once.
+    term(void const* source, function f) : source_(source), f_(std::move(f)) {}
+
+    double operator()(double const& x, arma::Mat<double> const& data) const { return f_(x, data); }
+    void const* source() const { return source_; }
+
+   private:
+    void const* source_ = nullptr;
+    function f_;
+  };
+
+  static inline bool& print_debug =
+      sampler_settings::print_debug_constraint;  ///< report tuning as it happens
 
   constraint() = default;
   explicit constraint(Estimator const* estimator);
@@ -36,13 +59,25 @@ class constraint {
   constraint(constraint const&) = default;
   virtual ~constraint() = default;
 
-  /// Appends the other's links and terms.
+  /// Appends the other's links, refreshers, and those of its terms whose source is not held.
   constraint& operator+=(constraint const& other);
 
   /// The only address. Throws error_debug "Not correct length." unless there is exactly one.
   double* ptr() const;
 
-  /// One update of the parameter at the data.
+  /// Appends a term unless one of its source is held.
+  void add_once(term f);
+
+  /// Sets the value here and at every link, then brings up to date what follows from it.
+  void write(double x);
+  /// The sum of the terms at the current value.
+  double log_density(arma::Mat<double> const& data) const;
+  /// Writes x and returns the sum of the terms there; minus infinity when an expression that reads the
+  /// parameter has no value at x.
+  double move_to(double x, arma::Mat<double> const& data);
+
+  /// One random-walk Metropolis update at the data: nothing without links or without terms. A candidate
+  /// without a density (minus infinity or NaN) is never accepted.
   virtual void draw(arma::Mat<double> const& data);
 
   tune_obj tune{1.0, tune_obj::kind_type::parameter};
@@ -50,6 +85,7 @@ class constraint {
   double value = 0.0;
   unsigned level = 0;
   std::vector<double*> links;
+  std::vector<std::function<void()>> refresh;  ///< called in order after every write to the links
   std::vector<term> likelihoods;
   unsigned n_links = 0;  ///< 0 while empty
   double variance = 1.0;

@@ -1,0 +1,218 @@
+#include "sem/ensemble/label_plan.hpp"
+
+#include <algorithm>
+#include <unordered_map>
+#include <unordered_set>
+
+#include "model/compute.hpp"
+#include "model/model_list.hpp"
+#include "support/error.hpp"
+#include "support/text.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using place = model::constraint_info::place;
+
+constexpr int kind_parameter = 10;
+constexpr int kind_computation = 11;
+
+bool of_parameters_command(model::constraint_info const& info) {
+  return info.kind == place::parameter || info.kind == place::computation;
+}
+
+bool has_place(planned_label const& label, place kind) {
+  return std::any_of(label.places.begin(), label.places.end(),
+                     [&](model::constraint_info const& info) { return info.kind == kind; });
+}
+
+/// The computed parameters: what each reads, directly and through others.
+class computations {
+ public:
+  explicit computations(ModelList const& list) {
+    for (unsigned i = 0; i < list.size(); ++i) {
+      if (list[i].kind() != kind_computation) continue;
+      std::unordered_set<std::string> reads;
+      for (std::string const& name : model::expression_names(list[i].computation)) {
+        const std::string key = to_lower(name);
+        reads.insert(key);
+        // What a computed parameter reads stands before it.
+        const auto inner = index_.find(key);
+        if (inner != index_.end()) reads.insert(reads_[inner->second].begin(), reads_[inner->second].end());
+      }
+      index_.emplace(to_lower(list[i].name()), reads_.size());
+      reads_.push_back(std::move(reads));
+      models_.push_back(i);
+    }
+  }
+
+  int model_of(std::string const& key) const {
+    const auto found = index_.find(key);
+    return found == index_.end() ? -1 : static_cast<int>(models_[found->second]);
+  }
+
+  bool reads(std::string const& computed, std::string const& key) const {
+    return reads_[index_.at(computed)].count(key) > 0;
+  }
+  std::unordered_set<std::string> const& all_reads(std::string const& computed) const {
+    return reads_[index_.at(computed)];
+  }
+
+  /// The names in the order of their statements.
+  std::vector<std::string> names() const {
+    std::vector<std::string> out(reads_.size());
+    for (auto const& [name, position] : index_) out[position] = name;
+    return out;
+  }
+
+ private:
+  std::unordered_map<std::string, std::size_t> index_;
+  std::vector<std::unordered_set<std::string>> reads_;
+  std::vector<unsigned> models_;
+};
+
+std::string statement_of(Model const& model) {
+  return model.name() + " = " + model.computation;
+}
+
+void check_variance(ModelList const& list, model::constraint_info const& info) {
+  if (list.has_multi(list[info.model]) < 0) return;
+  throw error(
+      "ERROR: Cannot set variances to a computed parameter with multivariate models.\n"
+      "       Phantom variable correlations are required.\n"
+      "       Set 'OPTIONS: use_phantom;' and rerun the model.");
+}
+
+/// Where the label of a computed parameter may stand.
+void check_derived_places(ModelList const& list, planned_label const& label) {
+  for (model::constraint_info const& info : label.places) {
+    switch (info.kind) {
+      case place::correlation:
+      case place::phantom:
+        throw error("ERORR: Cannot fix a correlation to a computed value.\n       Problem specification: '" +
+                    statement_of(list[static_cast<std::size_t>(label.computation)]) + "'");
+      case place::random:
+        throw error("ERROR: Cannot specify random effect variance constraints.\n" +
+                    ("       the parameter labeled '" + label.name) + "' was used\n       more than once.");
+      case place::variance:
+        check_variance(list, info);
+        break;
+      default:
+        break;
+    }
+  }
+}
+
+class planner {
+ public:
+  explicit planner(ModelList const& list) : list_(list), computed_(list) {}
+
+  std::vector<planned_label> plan() {
+    const auto table = list_.label_table();
+    for (model::parameter const& p : list_.constraints()) add(p.label(), table);
+    for (unsigned i = 0; i < list_.size(); ++i) {
+      if (list_[i].kind() == kind_parameter) add_prior(i, table);
+    }
+    for (std::string const& name : computed_.names()) add_unlabelled(name, table);
+    for (planned_label& label : out_) assign_role(label);
+    for (planned_label& label : out_) find_followers(label);
+    for (planned_label const& label : out_) check(label);
+    return std::move(out_);
+  }
+
+ private:
+  using label_map = std::unordered_map<std::string, model::label_uses>;
+
+  void add(std::string const& name, label_map const& table) {
+    planned_label label;
+    label.name = name;
+    label.key = to_lower(name);
+    const auto uses = table.find(label.key);
+    if (uses != table.end()) {
+      label.appearances = uses->second.appearances;
+      for (model::constraint_info const& info : uses->second.places) {
+        if (!of_parameters_command(info)) label.places.push_back(info);
+      }
+    }
+    label.computation = computed_.model_of(label.key);
+    position_.emplace(label.key, out_.size());
+    out_.push_back(std::move(label));
+  }
+
+  void add_prior(unsigned model, label_map const& table) {
+    const std::string key = to_lower(list_[model].name());
+    if (position_.count(key) == 0) add(list_[model].name(), table);
+    out_[position_.at(key)].prior = static_cast<int>(model);
+  }
+
+  /// A computed parameter that stands inside a term alone carries no "@".
+  void add_unlabelled(std::string const& key, label_map const& table) {
+    if (position_.count(key) > 0) return;
+    const int model = computed_.model_of(key);
+    add(list_[static_cast<std::size_t>(model)].name(), table);
+    if (out_.back().places.empty()) {
+      position_.erase(key);
+      out_.pop_back();
+    }
+  }
+
+  void assign_role(planned_label& label) const {
+    const bool correlated = has_place(label, place::correlation) || has_place(label, place::phantom);
+    if (label.computation >= 0) {
+      label.role = label_role::derived;
+    } else if (correlated) {
+      label.role = label_role::correlation;
+    } else if (label.prior >= 0 || (label.appearances > 1 && !has_place(label, place::random))) {
+      label.role = label_role::drawn;
+    }
+  }
+
+  void find_followers(planned_label& label) const {
+    if (label.role != label_role::drawn && label.role != label_role::correlation) return;
+    for (std::string const& name : computed_.names()) {
+      if (!computed_.reads(name, label.key) || !moves_an_equation(name)) continue;
+      label.followers.push_back(static_cast<unsigned>(computed_.model_of(name)));
+    }
+  }
+
+  /// The computed parameter stands in an equation, or one that does depends on it.
+  bool moves_an_equation(std::string const& name) const {
+    return std::any_of(out_.begin(), out_.end(), [&](planned_label const& other) {
+      return other.role == label_role::derived && (other.key == name || computed_.reads(other.key, name));
+    });
+  }
+
+  void check(planned_label const& label) const {
+    if (label.prior >= 0 && has_place(label, place::random))
+      throw error("ERROR: Cannot specify random effect variance constraints.\n" +
+                  ("       the parameter labeled '" + label.name) + "' was used\n       more than once.");
+    if (label.role != label_role::derived) return;
+    check_derived_places(list_, label);
+    for (std::string const& name : computed_.all_reads(label.key)) check_read(label, name);
+  }
+
+  /// What a computed label reads must be drawn with the likelihood of the computed label's places.
+  void check_read(planned_label const& label, std::string const& name) const {
+    if (computed_.model_of(name) >= 0) return;
+    const auto found = position_.find(name);
+    if (found != position_.end() && out_[found->second].role == label_role::drawn) return;
+    throw error("ERROR: Could not find parameter name in map.\n       The computed parameter '" + label.name +
+                "' is used in an equation and cannot depend on '" + name +
+                "'.\n       Problem specification: '" +
+                statement_of(list_[static_cast<std::size_t>(label.computation)]) + "'");
+  }
+
+  ModelList const& list_;
+  computations computed_;
+  std::unordered_map<std::string, std::size_t> position_;
+  std::vector<planned_label> out_;
+};
+
+}  // namespace
+
+std::vector<planned_label> plan_labels(ModelList const& list) {
+  return planner(list).plan();
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,322 @@
+#include "sem/ensemble/labels.hpp"
+
+#include <array>
+#include <cmath>
+#include <functional>
+#include <utility>
+
+#include "evaluate/value.hpp"
+#include "model/model_list.hpp"
+#include "sem/densities.hpp"
+#include "sem/ensemble/label_plan.hpp"
+#include "sem/ensemble/proposals.hpp"
+#include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/parameter.hpp"
+#include "sem/outcomes/phantom.hpp"
+#include "support/error.hpp"
+#include "support/text.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using estimator::constraint;
+using model::constraint_info;
+using place = constraint_info::place;
+
+/// The parts of a variance that expressions read by name.
+constexpr std::array<std::pair<const char*, parameter_type>, 5> variance_names = {{
+    {".coefvar", parameter_type::coef_var},
+    {".iceptvar", parameter_type::icept_total},
+    {".slopevar", parameter_type::slope_total},
+    {".residvar", parameter_type::residual_variance_read},
+    {".totalvar", parameter_type::total_var},
+}};
+
+/// Log density of the default prior of a residual variance, up to a constant.
+constraint::term variance_prior(int code) {
+  return [code](double const& v, arma::Mat<double> const&) {
+    switch (code) {
+      case 1:
+        return v > 0.0 ? dinvgamma(v, 1.0, 0.5, true) : -INFINITY;
+      case 2:
+        return 0.0;
+      case 3:
+        return -std::log(v);
+      default:
+        throw error_debug("Unknown prior for a variance.");
+    }
+  };
+}
+
+class wiring {
+ public:
+  explicit wiring(label_world const& world) : world_(world), plan_(plan_labels(world.list)) {}
+
+  std::vector<drawn_label> wire() {
+    bind_variances();
+    for (unsigned i = 0; i < world_.models.size(); ++i) bind_computation(i);
+    for (planned_label const& label : plan_) {
+      if (label.role == label_role::derived) place_derived(label);
+    }
+    for (planned_label const& label : plan_) {
+      if (label.role == label_role::handle) bind_handle(label);
+      if (label.role == label_role::correlation) join_correlations(label);
+      if (label.role == label_role::drawn) make_drawn(label);
+    }
+    for (auto const& model : world_.models) model->connectDriven(world_.data);
+    start();
+    return std::move(drawn_);
+  }
+
+ private:
+  estimator::Outcome& model(unsigned i) const { return *world_.models.at(i); }
+
+  evaluate::value* cell(std::string const& key) const {
+    const auto found = world_.cells.find(key);
+    return found == world_.cells.end() ? nullptr : found->second.cell.get();
+  }
+
+  void bind(std::string const& key, double* address) const {
+    if (evaluate::value* c = cell(key)) c->set(address);
+  }
+
+  void bind_variances() const {
+    for (unsigned i = 0; i < world_.list.size(); ++i) {
+      for (model::anyVariable const& outcome : world_.list[i].outcomes) {
+        if (outcome.variable == nullptr) continue;
+        for (auto const& [part, kind] : variance_names) {
+          const std::string key = to_lower(outcome.fullname_noModifer() + part);
+          if (cell(key) != nullptr && has_variances(world_.list[i]))
+            bind(key, model(i).constraint(kind, 0, 0)->ptr());
+        }
+      }
+    }
+  }
+
+  /// Parameters, blocks, phantoms and variance models have none; the name may then be another model's.
+  static bool has_variances(Model const& model) {
+    const int kind = model.kind();
+    return (kind < 8 || kind > 12) && model.link != model::link::log_variance;
+  }
+
+  void bind_computation(unsigned i) const {
+    if (auto* node = dynamic_cast<Computation*>(&model(i)))
+      bind(to_lower(world_.list[i].name()), node->ptr());
+  }
+
+  Computation& computation(unsigned i) const { return dynamic_cast<Computation&>(model(i)); }
+
+  /// Level of random effects by the catalogue's number: the nearest above the outcome first.
+  unsigned effect_level(constraint_info const& info) const {
+    return static_cast<unsigned>(world_.list[info.model].levels - 1 - info.level);
+  }
+
+  double* address(constraint_info const& info) const {
+    estimator::Outcome& holder = model(info.model);
+    switch (info.kind) {
+      case place::fixed:
+        if (info.position >= holder.betas().n_elem) break;
+        return const_cast<double*>(holder.betas().memptr()) + info.position;
+      case place::variance:
+        return holder.constraint(parameter_type::residual_variance_read, 0, 0)->ptr();
+      case place::random: {
+        const unsigned L = effect_level(info);
+        const unsigned q = static_cast<unsigned>(holder.n_random(L));
+        return holder.constraint(parameter_type::random_covariance, info.position * (q + 1), L)->ptr();
+      }
+      default:
+        break;
+    }
+    throw error_debug("Could not find parameter name in map.");
+  }
+
+  void bind_handle(planned_label const& label) const {
+    if (!label.places.empty()) bind(label.key, address(label.places.front()));
+  }
+
+  /// The first phantom with the label draws it, for all others and for what else carries the label.
+  void join_correlations(planned_label const& label) const {
+    Phantom* leader = nullptr;
+    constraint others(label.name);
+    for (constraint_info const& info : label.places) {
+      if (info.kind != place::phantom) {
+        if (info.kind != place::correlation) take(info, others);
+        continue;
+      }
+      auto& phantom = dynamic_cast<Phantom&>(model(info.model));
+      if (leader == nullptr)
+        leader = &phantom;
+      else
+        phantom.follow(*leader);
+    }
+    if (leader == nullptr) return;
+    double start = leader->params()(0);
+    if (label.prior >= 0) {
+      const auto prior = model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
+      if (std::fabs(prior->value) < 1.0) start = prior->value;
+      others += *prior;
+    }
+    for (unsigned follower : label.followers) follow(computation(follower), others);
+    if (!others.likelihoods.empty() || !others.links.empty() || !others.refresh.empty())
+      leader->addRho(others, label.prior >= 0);
+    leader->addStarts({start});
+    bind(label.key, leader->constraint(parameter_type::phantom_correlation, 0, 0)->ptr());
+  }
+
+  /// The likelihood of a model that reads the parameter inside a term.
+  constraint::term model_term(unsigned i) const {
+    estimator::Outcome const* holder = &model(i);
+    // The same key as the model's own terms have.
+    const void* source = holder->link != nullptr ? static_cast<const void*>(holder->link.get())
+                                                 : holder->likelihoodFunc(likelihood_type::imputed).source();
+    return {source,
+            [holder](double const&, arma::Mat<double> const& data) { return holder->logLiklihood(data); }};
+  }
+
+  /// Takes a place over into `to`; returns what one place tells of the proposal: 1 / variance.
+  double take(constraint_info const& info, constraint& to) const {
+    estimator::Outcome& holder = model(info.model);
+    switch (info.kind) {
+      case place::fixed: {
+        to += *holder.constraint(parameter_type::coefficient, info.position, 0);
+        return 1.0 / holder.betaCovB(world_.data, info.position)(0, 0);
+      }
+      case place::variance: {
+        const auto variance = holder.constraint(parameter_type::residual_variance, 0, 0);
+        to += *variance;
+        return 1.0 / variance->variance;
+      }
+      case place::computed:
+      case place::computed_random:
+        to.add_once(model_term(info.model));
+        return 0.0;
+      default:
+        throw error_debug("Could not find parameter name in map.");
+    }
+  }
+
+  void place_derived(planned_label const& label) const {
+    if (label.places.empty()) return;
+    Computation& node = computation(static_cast<unsigned>(label.computation));
+    node.places = std::make_unique<constraint>(label.name);
+    for (constraint_info const& info : label.places) take(info, *node.places);
+  }
+
+  void make_drawn(planned_label const& label) {
+    drawn_label out;
+    out.name = label.name;
+    out.appearances = label.appearances;
+    out.searched = label.prior >= 0 || !label.followers.empty();
+    out.constraint = std::make_shared<constraint>(label.name);
+    constraint& parameter = *out.constraint;
+    parameter.rng = &world_.rng;
+    add_prior(label, parameter);
+    double precision = 0.0;
+    for (constraint_info const& info : label.places) {
+      precision += take(info, parameter);
+      if (info.kind != place::variance) out.searched = true;
+    }
+    const double variance = 1.0 / precision;
+    parameter.variance = std::isfinite(variance) && variance > 0.0 ? variance : 1.0;
+    if (evaluate::value* c = cell(label.key)) {
+      c->set(nullptr);  // the cell holds its own number, one of the places that follow the parameter
+      parameter.links.push_back(c->get());
+      ++parameter.n_links;
+    }
+    for (unsigned follower : label.followers) follow(computation(follower), parameter);
+    drawn_.push_back(std::move(out));
+    planned_.push_back(&label);
+  }
+
+  void add_prior(planned_label const& label, constraint& parameter) const {
+    if (label.prior >= 0) {
+      parameter += *model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
+    } else if (!label.places.empty() && label.places.front().kind == place::variance) {
+      parameter.likelihoods.push_back(variance_prior(world_.prior.resvar));
+    }
+  }
+
+  void follow(Computation& node, constraint& parameter) const {
+    parameter.refresh.emplace_back([&node] { node.update(); });
+    if (node.places == nullptr) return;
+    for (constraint::term const& f : node.places->likelihoods) parameter.add_once(f);
+  }
+
+  model::parameter const* written_at(constraint_info const& info, model::parameter& scratch) const {
+    Model const& equation = world_.list[info.model];
+    if (info.kind == place::variance) return &equation.variance;
+    if (info.kind != place::fixed) return nullptr;
+    scratch = equation.fixedParameters().at(info.position);
+    return &scratch;
+  }
+
+  /// Whether the drawn parameter can stand at x: its prior has a density there, and no variance is negative.
+  bool admits(planned_label const& label, double x) const {
+    for (constraint_info const& info : label.places) {
+      if (info.kind == place::variance && !(x > 0.0)) return false;
+    }
+    if (label.prior < 0) return std::isfinite(x);
+    auto const& node = dynamic_cast<Parameter const&>(model(static_cast<unsigned>(label.prior)));
+    return std::isfinite(node.prior(x, world_.data));
+  }
+
+  /// The user's start, else the middle of the prior, else the first place's own. A start of the user holds
+  /// whatever the prior says of it.
+  double start_of(planned_label const& label) const {
+    std::vector<double> candidates;
+    if (label.prior >= 0) candidates.push_back(model(static_cast<unsigned>(label.prior)).betas()(0));
+    for (constraint_info const& info : label.places) {
+      model::parameter scratch;
+      model::parameter const* written = written_at(info, scratch);
+      if (written == nullptr) continue;
+      if (written->has_start()) return *address(info);
+      candidates.push_back(*address(info));
+    }
+    candidates.push_back(0.0);
+    candidates.push_back(1.0);
+    for (double x : candidates) {
+      if (admits(label, x)) return x;
+    }
+    return candidates.front();
+  }
+
+  void start() {
+    // All starts are read before one is written: labels of one model do not see each other's.
+    std::vector<double> starts;
+    for (planned_label const* label : planned_) starts.push_back(start_of(*label));
+    for (std::size_t k = 0; k < drawn_.size(); ++k) {
+      drawn_[k].constraint->value = starts[k];
+      for (double* link : drawn_[k].constraint->links) *link = starts[k];
+    }
+    // With every label in place, what follows from them.
+    for (Computation* node : computations_of(world_.models)) node->update();
+    for (std::size_t k = 0; k < drawn_.size(); ++k) drawn_[k].constraint->write(starts[k]);
+    for (drawn_label& label : drawn_) {
+      if (!label.searched) continue;
+      label.constraint->variance =
+          proposal_variance(*label.constraint, world_.data, label.constraint->variance);
+    }
+  }
+
+  label_world const& world_;
+  std::vector<planned_label> plan_;
+  std::vector<drawn_label> drawn_;
+  std::vector<planned_label const*> planned_;  ///< of each drawn label
+};
+
+}  // namespace
+
+std::vector<drawn_label> wire_labels(label_world const& world) {
+  return wiring(world).wire();
+}
+
+std::vector<Computation*> computations_of(std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
+  std::vector<Computation*> out;
+  for (auto const& model : models) {
+    if (auto* node = dynamic_cast<Computation*>(model.get())) out.push_back(node);
+  }
+  return out;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "model/parameter_info.hpp"
+#include "sem/outcome.hpp"
+#include "sem/outcomes/priors.hpp"
+
+namespace tovik {
+class ModelList;
+class Random;
+}  // namespace tovik
+
+namespace tovik::sem {
+
+class Computation;
+
+/// What the wiring of labels needs: the equations, the outcome model of each (in the same order), and the
+/// cells that the expressions of the chain read.
+struct label_world {
+  ModelList const& list;
+  std::vector<std::shared_ptr<estimator::Outcome>> const& models;
+  std::unordered_map<std::string, model::parameter_info> const& cells;
+  arma::Mat<double> const& data;
+  Random& rng;
+  priors prior;
+};
+
+/// A parameter that is drawn singly, after the models.
+struct drawn_label {
+  std::shared_ptr<estimator::constraint> constraint;  ///< with the label as its name
+  std::string name;
+  unsigned appearances = 0;
+  /// The proposal follows from the shape of the log density at the current state: the parameter is a
+  /// coefficient or stands inside a term, moves computed parameters, or has a prior. Else it is that of a
+  /// residual variance.
+  bool searched = false;
+};
+
+/// Gives every cell its live storage, and makes the parameters that are drawn singly: places that they take
+/// over are no longer drawn by their models. The models have their starting states. A drawn parameter starts
+/// at the user's start, else in the middle of its prior, else at its first place; all its places then stand
+/// there, and what is computed from it is computed.
+///
+/// With p such a parameter, a draw targets the product of its prior and of the likelihoods of all models that
+/// hold p or a computed parameter that follows it, each once. Without a prior of its own the parameter has
+/// that of its first place: flat for a coefficient, the default prior for a residual variance.
+///
+/// Throws tovik::error where labels are used in ways that cannot be sampled (see plan_labels).
+std::vector<drawn_label> wire_labels(label_world const& world);
+
+/// The computed parameters among the models, in the order of their statements.
+std::vector<Computation*> computations_of(std::vector<std::shared_ptr<estimator::Outcome>> const& models);
+
+}  // namespace tovik::sem

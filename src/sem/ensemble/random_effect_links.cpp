@@ -1,0 +1,157 @@
+#include "sem/ensemble/random_effect_links.hpp"
+
+#include <algorithm>
+
+#include "data/dummy.hpp"
+#include "data/random.hpp"
+#include "model/model_list.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using model_ptr = std::shared_ptr<estimator::Outcome>;
+
+constexpr arma::uword unnamed = data::variable::no_column;
+
+/// Named effects that have a column: some equation reads them.
+std::vector<std::shared_ptr<data::random>> read_effects(ModelList const& list) {
+  std::vector<std::shared_ptr<data::random>> out;
+  for (model::anyVariable const& term : list.variables(model::type::random, true)) {
+    auto effect = std::dynamic_pointer_cast<data::random>(term.variable);
+    if (effect == nullptr) throw error_debug("Not a random effect!");
+    const bool known = std::find(out.begin(), out.end(), effect) != out.end();
+    if (!known && effect->column != data::variable::no_column) out.push_back(std::move(effect));
+  }
+  return out;
+}
+
+std::size_t owner_of(ModelList const& list, data::random const& effect) {
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (list[i].link == model::link::log_variance) continue;
+    for (model::anyVariable const& outcome : list[i].outcomes)
+      if (outcome.variable == effect.applies_to() && outcome.type == model::type::variable) return i;
+  }
+  throw error_debug("A named random effect belongs to no equation.");
+}
+
+/// The variable behind a dummy code.
+std::shared_ptr<data::variable> whole(std::shared_ptr<data::variable> const& v) {
+  auto const* code = dynamic_cast<data::dummy const*>(v.get());
+  return code != nullptr ? code->parent() : v;
+}
+
+/// Where the effect stands among the random effects of its level.
+arma::uword position_of(Model const& model, data::random const& effect) {
+  const unsigned level = effect.cluster()->level;
+  arma::uword position = 0;
+  for (model::anyVariable const& term : model.random) {
+    if (!model.isRE(term, level)) continue;
+    const bool same = effect.term() == nullptr
+                          ? term.is_intercept()
+                          : term.type == model::type::variable && !term.is_intercept() &&
+                                (term.variable == effect.term() || term.variable == whole(effect.term()));
+    model::anyVariable everywhere = term;
+    everywhere.level = nullptr;
+    for (model::term_column const& column : everywhere.columns(model.clusters)) {
+      if (column.level <= level) continue;
+      // Of the codes of a nominal predictor the one that is named.
+      const bool here = effect.term() == nullptr || term.variable == effect.term() ||
+                        column.column == effect.term()->column;
+      if (same && here) return position;
+      ++position;
+    }
+  }
+  throw error_debug("The equation does not estimate the named random effect.");
+}
+
+/// The effects of one model, one column for each, levels from the nearest up.
+struct published {
+  arma::Col<arma::uword> columns;
+  std::vector<arma::uword> first;  ///< per level, where its columns begin
+
+  explicit published(estimator::Outcome const& owner) {
+    arma::uword n = 0;
+    for (unsigned L = 0; L < owner.n_levels; ++L) {
+      first.push_back(n);
+      n += owner.n_random(L);
+    }
+    columns.set_size(n);
+    columns.fill(unnamed);
+  }
+};
+
+bool reads_any(estimator::Outcome const& model, arma::Col<arma::uword> const& columns) {
+  return std::any_of(columns.begin(), columns.end(),
+                     [&](arma::uword c) { return c != unnamed && model.reads(c); });
+}
+
+/// The model's part at levels that it has; below its own level it does not depend on the effects.
+estimator::likelihood_function above_own(estimator::Outcome const& model, level_units const& units) {
+  const auto whole = model.likelihoodFunc(likelihood_type::imputed);
+  const int own = static_cast<int>(model.level);
+  return {whole.source(), [whole, own, &model, n = std::vector<arma::uword>([&] {
+                                                 std::vector<arma::uword> out;
+                                                 for (auto const* u : units)
+                                                   out.push_back(u->n_elem == 0 ? 0 : u->max() + 1);
+                                                 return out;
+                                               }())](arma::Mat<double> const& data, int const& at) {
+            if (at < own) return arma::Col<double>(n.at(static_cast<std::size_t>(at)), arma::fill::zeros);
+            return whole(data, at);
+          }};
+}
+
+void give_list(estimator::Outcome& owner, published const& effects, std::vector<model_ptr> const& models,
+               level_units const& units) {
+  auto list = std::make_unique<estimator::likelihood>();
+  list->add_once(owner.likelihoodFunc(likelihood_type::imputed));
+  for (model_ptr const& model : models)
+    if (has_likelihood(*model) && reads_any(*model, effects.columns))
+      list->add_once(above_own(*model, units));
+  owner.addLL(list.release(), likelihood_type::random_effect);
+}
+
+/// Where an equation holds a statistic of an effect, a cluster's effect moves other clusters' predictions.
+void tie_clusters(Normal& owner, published const& effects, std::vector<model_ptr> const& models,
+                  level_units const& units, arma::Mat<double> const& data) {
+  for (unsigned L = 0; L < owner.n_levels; ++L) {
+    for (arma::uword j = 0; j < owner.n_random(L); ++j) {
+      const arma::uword column = effects.columns(effects.first[L] + j);
+      if (column == unnamed) continue;
+      std::vector<estimator::Outcome const*> readers;
+      for (model_ptr const& model : models)
+        if (has_likelihood(*model) && model->reads(column)) readers.push_back(model.get());
+      if (!acceptance_groups(column, owner.level + 1 + L, readers, units, data).each_alone())
+        owner.accept_together(L);
+    }
+  }
+}
+
+}  // namespace
+
+void link_random_effects(ModelList const& list, std::vector<model_ptr> const& models,
+                         level_units const& units, arma::Mat<double>& data) {
+  const auto effects = read_effects(list);
+  for (std::size_t i = 0; i < list.size() && !effects.empty(); ++i) {
+    published columns(*models[i]);
+    bool any = false;
+    for (auto const& effect : effects) {
+      if (owner_of(list, *effect) != i) continue;
+      const auto L = static_cast<std::size_t>(list[i].levels - 1) - effect->cluster()->level;
+      columns.columns(columns.first.at(L) + position_of(list[i], *effect)) = effect->column;
+      any = true;
+    }
+    if (!any) continue;
+    auto* owner = dynamic_cast<Normal*>(models[i].get());
+    if (owner == nullptr) throw error_debug("The model publishes no random effects.");
+    owner->addIndicator(columns.columns, indicator_type::random_effect);
+    give_list(*owner, columns, models, units);
+    tie_clusters(*owner, columns, models, units, data);
+    owner->publish_effects(data);
+  }
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,48 @@
+#include "sem/ensemble/written_columns.hpp"
+
+#include "model/model_list.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+bool is_drawn(model::anyVariable const& term) {
+  switch (term.type) {
+    case model::type::mean:
+    case model::type::latent:
+    case model::type::random:
+    case model::type::phantom:
+      return true;
+    case model::type::variable:
+      break;
+    default:
+      return false;
+  }
+  switch (term.variable->type) {
+    case data::type::latent:
+    case data::type::phantom:
+    case data::type::random_effect:
+      return true;
+    default:
+      return false;
+  }
+}
+
+}  // namespace
+
+std::vector<bool> written_columns(ModelList const& list, arma::Mat<double> const& data) {
+  std::vector<bool> out(data.n_cols, false);
+  for (arma::uword j = 0; j < data.n_cols; ++j) out[j] = data.col(j).has_nan();
+  for (auto type : {model::type::variable, model::type::mean, model::type::latent, model::type::random,
+                    model::type::phantom}) {
+    for (model::anyVariable const& term : list.variables(type, true)) {
+      if (!is_drawn(term)) continue;
+      for (unsigned column : term.indicator()) {
+        if (column < out.size()) out[column] = true;
+      }
+    }
+  }
+  return out;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+
+#include "evaluate/node.hpp"
+#include "sem/outcomes/value_node.hpp"
+
+namespace tovik::sem {
+
+/// A value computed from parameters. One that is also the label of parameters in equations is linked to them:
+/// they receive the value whenever it is computed.
+class Computation : public value_node {
+ public:
+  /// Takes ownership of the tree, a scalar whose parameters are bound to live cells.
+  Computation(Estimator const* estimator, evaluate::node* tree);
+
+  /// Evaluates the tree; writes the value here and, to its places, if it has some, and brings up to date
+  /// what follows from them. Throws what the functions of the tree throw.
+  double update();
+  /// Where the value stands from now on; its address does not change.
+  double* ptr() { return &value_; }
+
+  /// The value of the last update.
+  arma::Col<double> params() const override { return arma::Col<double>{value_}; }
+  arma::Col<double> params(arma::Mat<double> const&) const override { return params(); }
+
+  /// The parameters that follow this value, as one constraint that is never drawn; null for none.
+  std::unique_ptr<estimator::constraint> places;
+
+ private:
+  std::shared_ptr<evaluate::node> owner_;
+  double value_;
+};
+
+}  // namespace tovik::sem

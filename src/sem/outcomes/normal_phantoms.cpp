@@ -1,0 +1,191 @@
+// Correlations of a normal outcome with others, carried by phantoms: its conditional variances, and the draws
+// of the variances that enter them.
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "sem/densities.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "sem/random.hpp"
+#include "sem/scan/blas.hpp"
+#include "sem/scan/cross_products.hpp"
+#include "sem/scan/marginal.hpp"
+#include "sem/scan/residual_variance.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+constexpr double impossible = -std::numeric_limits<double>::infinity();
+
+/// The residual or a random effect of a normal outcome as the end of a correlation.
+class normal_side : public correlated_side {
+ public:
+  normal_side(Normal& model, unsigned place, arma::uword k) : model_(model), place_(place), k_(k) {}
+
+  void begin(arma::Mat<double> const& data, phantom_pass const* pass) override {
+    phantom_part& part = model_.part(place_);
+    if (pass != nullptr && part.pass == pass->number) return;
+    model_.read_part(place_, data);
+    part.pass = pass == nullptr ? 0 : pass->number;
+  }
+  double* rho() override { return &model_.part(place_).loadings.rho(k_); }
+  // The density of the residuals is the likelihood of the units; that of random effects is another term.
+  void const* source() const override {
+    return place_ == 0 ? static_cast<void const*>(&model_) : &model_.part(place_);
+  }
+  bool refresh() override { return model_.refresh_phantoms(place_); }
+  double log_density() const override { return model_.part(place_).log_density(); }
+  void begin_scores() override { model_.part(place_).begin_scores(k_); }
+  void add_gain(arma::Col<arma::uword> const& units, double const* delta, double* out) const override {
+    model_.part(place_).add_gain(k_, units, delta, out);
+  }
+  void scores_changed(arma::Mat<double> const& data) override {
+    model_.part(place_).read_scores(k_, data, model_.phantom_rows(place_));
+  }
+
+ private:
+  Normal& model_;
+  unsigned place_;
+  arma::uword k_;
+};
+
+}  // namespace
+
+std::unique_ptr<correlated_side> Normal::correlated(arma::uword column) {
+  for (unsigned place = 0; place < parts_.size(); ++place)
+    for (arma::uword k = 0; k < parts_[place].loadings.size(); ++k)
+      if (parts_[place].loadings.terms()[k].column == column)
+        return std::make_unique<normal_side>(*this, place, k);
+  throw error_debug("The equation does not hold the phantom.");
+}
+
+bool Normal::has_phantoms() const {
+  return std::any_of(parts_.begin(), parts_.end(), [](phantom_part const& part) { return !part.empty(); });
+}
+
+bool Normal::refresh_phantoms(unsigned place) {
+  if (parts_[place].empty()) return true;
+  return place == 0 ? parts_[0].loadings.refresh(sigma2) : parts_[place].loadings.refresh(Sigma[place - 1]);
+}
+
+arma::Col<arma::uword> const* Normal::phantom_rows(unsigned place) const {
+  return place == 0 ? unit_rows() : cluster.own_rows[place];
+}
+
+void Normal::read_part(unsigned place, arma::Mat<double> const& data) {
+  if (place > 0) {
+    parts_[place].read(u[place - 1], data, phantom_rows(place));
+    return;
+  }
+  arma::Col<double> e = outcome_values(data);
+  subtract_fixed(data, e);
+  subtract_random(data, e);
+  parts_[0].read(e, data, phantom_rows(0));
+}
+
+void Normal::subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  if (parts_[0].empty()) return;
+  parts_[0].loadings.means(data, unit_rows(), means_.residual);
+  scan::add_scaled(r.n_elem, -1.0, means_.residual.memptr(), r.memptr());
+}
+
+double Normal::compute_LL_correlation(double const&, arma::Mat<double> const& data) {
+  if (!refresh_phantoms(0)) return impossible;
+  read_part(0, data);
+  parts_[0].pass = 0;
+  return parts_[0].log_density();
+}
+
+double Normal::compute_LL_correlation_L(double const&, arma::Mat<double> const& data, int const& L) {
+  unsigned const place = static_cast<unsigned>(L) + 1;
+  if (place >= parts_.size()) throw error_debug("The outcome has no random effects at this level.");
+  if (!refresh_phantoms(place)) return impossible;
+  read_part(place, data);
+  parts_[place].pass = 0;
+  return parts_[place].log_density();
+}
+
+double Normal::residVarAR(double const&, arma::Mat<double> const& data) {
+  if (!(sigma2 > 0.0) || !refresh_phantoms(0)) return impossible;
+  return logLiklihood(data);
+}
+
+// Without phantoms the full conditional. With them it serves as the proposal: its density of the variance is
+// that of the values without phantoms times the prior, so that only the two densities of the values are left
+// in the ratio.
+void Normal::draw_variance(arma::Mat<double> const& data) {
+  double const n = static_cast<double>(scan_->n_units());
+  if (parts_[0].empty()) {
+    sigma2 = 1.0 / scan::draw_precision(resid_prior, n, scan_->sum_of_squares(betas_, u), *rng);
+    return;
+  }
+  arma::Mat<double>& e = means_.values;
+  e.set_size(scan_->n_units(), 1);
+  phantom_part& part = parts_[0];
+  part.loadings.means(data, unit_rows(), means_.residual);
+  for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = scan_->r()(i) + means_.residual(i);
+  part.read(e, data, phantom_rows(0));
+  part.pass = 0;
+  double const old = sigma2;
+  auto excess = [&] {
+    arma::Mat<double> const v(&sigma2, 1, 1, false, true);
+    return part.log_density() - part.products().log_density(v);
+  };
+  double const before = excess();
+  sigma2 = 1.0 / scan::draw_precision(resid_prior, n, scan::dot(e.n_elem, e.memptr(), e.memptr()), *rng);
+  part.loadings.refresh(sigma2);
+  double const change = excess() - before;
+  if (!(std::log(rng->runif()) <= change)) {
+    sigma2 = old;
+    part.loadings.refresh(sigma2);
+    return;
+  }
+  // The phantoms' part of the residual grows with the variance.
+  double* values = e.memptr();
+  std::copy_n(means_.residual.memptr(), e.n_elem, values);
+  part.loadings.means(data, unit_rows(), means_.residual);
+  for (arma::uword i = 0; i < e.n_elem; ++i) values[i] = means_.residual(i) - values[i];
+  scan_->subtract(values);
+}
+
+void Normal::draw_covariance(arma::Mat<double> const& data, unsigned L) {
+  phantom_part& part = parts_[L + 1];
+  if (part.empty()) {
+    covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L]);
+    return;
+  }
+  part.read(u[L], data, phantom_rows(L + 1));
+  part.pass = 0;
+  means_.Sigma = Sigma[L];
+  means_.iSigma = iSigma[L];
+  auto excess = [&] { return part.log_density() - part.products().log_density(Sigma[L]); };
+  double const before = excess();
+  covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L]);
+  part.loadings.refresh(Sigma[L]);
+  double const change = excess() - before;
+  if (std::log(rng->runif()) <= change) return;
+  std::copy_n(means_.Sigma.memptr(), Sigma[L].n_elem, Sigma[L].memptr());
+  std::copy_n(means_.iSigma.memptr(), iSigma[L].n_elem, iSigma[L].memptr());
+  part.loadings.refresh(Sigma[L]);
+}
+
+// Given the phantoms, the effects have the mean Lambda P_c and what is left of Sigma.
+arma::Col<double> Normal::marginal_with_phantoms(arma::Mat<double> const& data) const {
+  arma::Col<double> r = outcome_values(data);
+  subtract_fixed(data, r);
+  subtract_phantoms(data, r);
+  if (n_levels == 0) return logNormPDF(r, residVar());
+  std::vector<arma::Mat<double>> const designs = effect_designs(data);
+  std::vector<arma::Mat<double>> left;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    left.push_back(Sigma_s(static_cast<int>(L)));
+    arma::Mat<double> const* mu = effect_means(data, L);
+    if (mu != nullptr) scan::subtract_effects(designs[L], *mu, *cluster.selectors[L], r.memptr());
+  }
+  return scan::marginal_log_likelihood(r, designs, left, residVar(), cluster);
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,126 @@
+#include "sem/outcomes/parameter.hpp"
+
+#include <cmath>
+#include <limits>
+#include <unordered_map>
+
+#include "sem/densities.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using density = double (*)(double const&, double const&, double const&, bool const&);
+
+density density_of(distribution dist) {
+  switch (dist) {
+    case distribution::normal:
+      return dnorm;
+    case distribution::truncated_normal:
+      throw error_debug("Truncated Normal currently not implemented.");
+    case distribution::gamma:
+      return dgamma;
+    case distribution::invgamma:
+      return dinvgamma;
+    case distribution::beta:
+      return dbeta;
+    case distribution::laplace:
+      return dlaplace;
+    case distribution::cauchy:
+      return dcauchy;
+    case distribution::uniform:
+      return dunif;
+    case distribution::truncate:
+      return dtrunc;
+  }
+  throw error_debug("Unable to parse distribution.");
+}
+
+/// The middle of a range; 1 inside the finite bound of a half line; 0 on the whole line.
+double middle(double lower, double upper) {
+  if (std::isfinite(lower) && std::isfinite(upper)) return lower + 0.5 * (upper - lower);
+  if (std::isfinite(lower)) return lower + 1.0;
+  if (std::isfinite(upper)) return upper - 1.0;
+  return 0.0;
+}
+
+}  // namespace
+
+distribution parse_distribution(std::string const& name) {
+  static const std::unordered_map<std::string, distribution> families = {
+      {"normal", distribution::normal},    {"tnormal", distribution::truncated_normal},
+      {"gamma", distribution::gamma},      {"invgamma", distribution::invgamma},
+      {"beta", distribution::beta},        {"laplace", distribution::laplace},
+      {"cauchy", distribution::cauchy},    {"uniform", distribution::uniform},
+      {"truncate", distribution::truncate}};
+  const auto found = families.find(name);
+  if (found == families.end()) throw error_debug("Unable to parse distribution.");
+  return found->second;
+}
+
+Parameter::Parameter(Estimator const* estimator_, estimator::cluster const& structure,
+                     distribution const& dist_, double const& a_, double const& b_)
+    : Outcome(estimator_, data::type::parameter, {}, {}, {}, {}, {}, {}, 0, 0, false),
+      value_node("Parameter"),
+      cluster(structure),
+      value(1, 1),
+      dist(dist_),
+      a(a_),
+      b(b_) {
+  const density f = density_of(dist);
+  prior_fun = [f](double const& x, double const& first, double const& second) {
+    return f(x, first, second, true);
+  };
+  value(0, 0) = default_start(dist, a, b);
+}
+
+double Parameter::default_start(distribution dist, double a, double b) {
+  switch (dist) {
+    case distribution::gamma:
+      return a * b;
+    case distribution::invgamma:
+      return b / (a + 1.0);
+    case distribution::beta:
+      return a / (a + b);
+    case distribution::uniform:
+      return middle(a, b);
+    case distribution::truncate:
+      return a < 0.0 && 0.0 < b ? 0.0 : middle(a, b);
+    default:
+      return a;
+  }
+}
+
+double Parameter::prior(double const& x, arma::Mat<double> const&) const {
+  try {
+    return prior_fun(x, a, b);
+  } catch (std::exception const&) {
+    return -std::numeric_limits<double>::infinity();  // the special functions have no value at x
+  }
+}
+
+void Parameter::addStarts(arma::Col<double> const& v) {
+  if (v.is_empty()) throw error_debug("Starting values do not match the parameters.");
+  value(0, 0) = v(0);
+}
+
+std::shared_ptr<estimator::constraint> Parameter::constraint(parameter_type const& kind, unsigned const&,
+                                                             unsigned const&) {
+  if (kind != parameter_type::value) throw error_debug("Unrecognized constraint for Parameter model.");
+  estimator::parameterT<double> parameter;
+  parameter.value = value(0, 0);
+  parameter.links = {value.memptr()};
+  auto out = std::make_shared<estimator::constraint>(rng, parameter);
+  out->likelihoods.emplace_back(
+      this, [this](double const& x, arma::Mat<double> const& data) { return prior(x, data); });
+  return out;
+}
+
+estimator::likelihood_function Parameter::likelihoodFunc(likelihood_type const&) const {
+  return {this, [this](arma::Mat<double> const& data, int const&) {
+            return arma::Col<double>{prior(value(0, 0), data)};
+          }};
+}
+
+}  // namespace tovik::sem

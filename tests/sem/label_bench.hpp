@@ -1,0 +1,97 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "evaluate/value.hpp"
+#include "scan_world.hpp"
+#include "sem/ensemble/labels.hpp"
+#include "sem/factory.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "sem/small_run.hpp"
+
+namespace tovik::tests {
+
+/// Equations with their labels wired, without an ensemble: every state can be set and every step called
+/// alone.
+class label_bench {
+ public:
+  small_run run;
+  LoneEstimator estimator;
+  sem::working_data working;
+  std::unordered_map<std::string, model::parameter_info> cells;
+  std::vector<std::shared_ptr<sem::estimator::Outcome>> models;
+  std::vector<sem::drawn_label> labels;
+
+  /// With `changing` the data may be written between scans, so that nothing of them is kept.
+  label_bench(std::vector<std::string> const& names, arma::mat const& columns,
+              std::vector<std::string> const& ids, std::vector<std::string> const& statements,
+              std::vector<std::string> const& parameters, sem::priors prior, std::uint32_t seed,
+              bool changing)
+      : run(names, columns, ids, statements, parameters),
+        estimator(seed),
+        working(run.data, id_columns(names, ids)),
+        cells(run.models.generate_map()),
+        prior_(prior),
+        changing_(changing) {
+    build();
+  }
+
+  /// Makes the models anew, at the data as they are.
+  void build() {
+    sem::outcome_context context;
+    context.estimator = &estimator;
+    context.working = &working;
+    context.data = &working.data;
+    context.prior = prior_;
+    context.cells = &cells;
+    context.mutable_columns.assign(working.data.n_cols, changing_);
+    labels.clear();
+    models.clear();
+    for (Model const& model : run.models) models.push_back(sem::make_outcome(model, context));
+    labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+  }
+
+  /// The equation of an outcome.
+  sem::Normal& equation(std::string const& outcome) const {
+    for (std::size_t i = 0; i < models.size(); ++i) {
+      if (run.models[i].name() == outcome) return dynamic_cast<sem::Normal&>(*models[i]);
+    }
+    throw std::out_of_range(outcome);
+  }
+  sem::drawn_label& label(std::string const& name) {
+    for (sem::drawn_label& l : labels) {
+      if (l.name == name) return l;
+    }
+    throw std::out_of_range(name);
+  }
+  double cell(std::string const& name) const { return cells.at(name).cell->eval(); }
+  arma::mat& data() { return working.data; }
+
+  /// The outcome of an equation from the equation, at its current parameters.
+  void draw_outcome(std::string const& outcome) {
+    sem::Normal& model = equation(outcome);
+    arma::mat const fitted = model.compute_predicted(data());
+    for (arma::uword i = 0; i < fitted.n_elem; ++i)
+      data()(i, model.y(0)) = fitted(i) + std::sqrt(model.sigma2) * estimator.random.rnorm();
+  }
+
+ private:
+  static std::vector<arma::uword> id_columns(std::vector<std::string> const& names,
+                                             std::vector<std::string> const& ids) {
+    std::vector<arma::uword> out;
+    for (std::string const& id : ids) {
+      for (arma::uword j = 0; j < names.size(); ++j) {
+        if (names[j] == id) out.push_back(j);
+      }
+    }
+    return out;
+  }
+
+  sem::priors prior_;
+  bool changing_;
+};
+
+}  // namespace tovik::tests
