@@ -31,6 +31,7 @@ analysis prepare(InputFile& input) {
   print_renames(run.vars.truncateNames());
   run.models = input.modelList(run.vars);
   input.update(run.data, run.vars, run.models);
+  run.simple = input.simpleSlopes(run.vars, run.models);
   return run;
 }
 
@@ -42,6 +43,7 @@ chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
     rng.disperse(info.dispersion);
     auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff);
     mcmc->addOutcomes(run.vars, run.models, sem::priors{input.prior_resvar, input.prior_raneff});
+    if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
     group.push_back(chain<sem::Mcmc>(std::move(mcmc), info));
   }
   if (group.empty()) throw error_debug("Number of chains is set to zero!");

@@ -5,6 +5,7 @@
 #include "app/chain_group.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
+#include "results/simple_slopes.hpp"
 #include "sem/mcmc.hpp"
 
 namespace tovik {
@@ -16,6 +17,7 @@ struct analysis {
   arma::Mat<double> data;  ///< rows are observations in file order, missing cells NaN
   VariableList vars;
   ModelList models;
+  sem::SimpleList simple;  ///< conditional effects
 };
 
 /// The stages from the data file to the prepared matrix and its equations; prints the note on shortened names to

@@ -98,6 +98,7 @@ void Application::run(InputFile& input) const {
   if (input.psr) group.burn().printPSR(fp);
   if (input.labels) group.printLabels(vars, models);
   if (input.tuneinfo) group.printTune(fp, vars, models, input.tune_all);
+  group.warnTune();
   if (!print_iterations) group.printInfo(vars, models);
   warning::buffer.flush(fp, true, true);
   group.print(vars, models);

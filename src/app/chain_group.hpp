@@ -82,14 +82,14 @@ class chain_group {
   /// The acceptance rates of the Metropolis steps; prints nothing for a sampler without such steps. Unless `all`,
   /// only those out of bounds are shown, and chains without any are counted.
   void printTune(std::FILE* stream, const VariableList& vars, const ModelList& models, bool all) const {
-    if (!front().estimator().hasTuningInfo()) return;
+    require_chains();
+    const bool any = std::any_of(chains_.begin(), chains_.end(),
+                                 [](const chain<T>& one) { return one.estimator().hasTuningInfo(); });
+    if (!any) return;
     std::fputs("\nMETROPOLIS-HASTINGS ACCEPTANCE RATES:\n\n", stream);
     unsigned long suppressed = 0;
-    bool warn = false;
     for (const chain<T>& one : chains_) {
-      const bool out_of_bounds = one.estimator().tune_warning();
-      warn = warn || out_of_bounds;
-      if (!all && !out_of_bounds) {
+      if (!all && !one.estimator().tune_warning()) {
         ++suppressed;
         continue;
       }
@@ -99,13 +99,19 @@ class chain_group {
     }
     if (!all) print_suppressed(stream, suppressed);
     std::fflush(stream);
-    if (warn) {
-      warning::buffer.push(
-          "WARNING: One or more tuning parameters had a suboptimal acceptance probability.\n"
-          "         This generally implies less efficient sampling of parameters.\n"
-          "         Check the effective sample size (N_EFF) in estimates below.\n"
-          "         See METROPOLIS-HASTINGS ACCEPTANCE RATES section for more information.");
-    }
+  }
+
+  /// Pushes the warning about acceptance rates out of bounds, if there are any; whether they are printed or not.
+  void warnTune() const {
+    const bool warn = std::any_of(chains_.begin(), chains_.end(), [](const chain<T>& one) {
+      return one.estimator().tune_warning();
+    });
+    if (!warn) return;
+    warning::buffer.push(
+        "WARNING: One or more tuning parameters had a suboptimal acceptance probability.\n"
+        "         This generally implies less efficient sampling of parameters.\n"
+        "         Check the effective sample size (N_EFF) in estimates below.\n"
+        "         See METROPOLIS-HASTINGS ACCEPTANCE RATES section for more information.");
   }
 
   /// The results: fit, correlations among residuals, estimates of the outcome models.
@@ -119,7 +125,7 @@ class chain_group {
       std::fflush(fp);
     }
     std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
-    if (front().estimator().printOutcomes(fp, vars, models, draws)) std::fputs("\n", fp);
+    if (front().estimator().printOutcomes(fp, vars, models, draws, simple())) std::fputs("\n", fp);
     std::fflush(fp);
     if (!Output::traceplotPath.empty()) saveTraces(Output::traceplotPath, vars, models);
   }
@@ -190,13 +196,13 @@ class chain_group {
   }
 
   static void print_suppressed(std::FILE* stream, unsigned long chains) {
-    constexpr double tolerance = 0.2;  // the bounds 0.45 and 0.55, each widened by 0.15, about a target of 0.5
+    constexpr double tolerance = 0.2;  // every band reaches to 0.05 + 0.15 on both sides of its target
+    if (chains > 0) std::fprintf(stream, "  NOTE: Suppressing printing of %lu chains.\n", chains);
     std::fprintf(stream,
                  "  NOTE: Suppressing printing of tuning info that is within\n"
                  "        +/- %0.2f of the target acceptance probability.\n"
                  "        Use keyword 'tuneinfo' in options to override.\n",
                  tolerance);
-    if (chains > 0) std::fprintf(stream, "  NOTE: Suppressing printing of %lu chains.\n", chains);
     std::fputs("\n", stream);
   }
 

@@ -23,6 +23,7 @@ template <typename T>
 struct RunStat;
 namespace sem {
 class DIC;
+class SimpleList;
 }
 
 /// The parsed command file: everything that the user asked for, as text, name lists and numbers. The later
@@ -90,6 +91,10 @@ class InputFile {
   /// can tell, and appends the columns that derive from variables: after it data, catalogue and equations
   /// stay as they are. Throws tovik::error at the first fault.
   void update(arma::Mat<double>& data, VariableList& vars, const ModelList& models);
+
+  /// The conditional effects that SIMPLE asks for, in the order of the equations; after update(). Throws
+  /// tovik::error with the user's mistake; warns of focal predictors that are not centered.
+  sem::SimpleList simpleSlopes(const VariableList& vars, const ModelList& models) const;
 
   /// The chains' shares of the run. Draws the starting offsets from `rng`.
   std::vector<chain_info> chainInfo();

@@ -9,7 +9,7 @@ void InputFile::refuse_unavailable() const {
       {!weights.empty(), "The WEIGHTS command"},       {!latents.empty(), "The LATENT command"},
       {!phantoms.empty(), "The PHANTOM command"},      {!randomEffects.empty(), "The RANDOMEFFECT command"},
       {!waldtests.empty(), "The WALDTEST command"},
-      {!simples.empty(), "The SIMPLE command"},        {hev, "The option 'heterogeneous'"},
+      {hev, "The option 'heterogeneous'"},
       {covariatemodel, "The option 'covariatemodel'"},
   };
   for (const auto& [asked, what] : requests) {

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstdio>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "model/model_list.hpp"
 #include "results/report_rows.hpp"
@@ -36,38 +38,94 @@ class numbered_rows {
     std::fprintf(stream_, "%s%*s  %-30.30s \n", break_line, width_, "", title.c_str());
   }
 
-  void row(const std::string& label) {
-    std::fprintf(stream_, "%*i  %-30.30s ", width_, static_cast<int>(number_ + 1), label.c_str());
+  void row(const std::string& label, arma::uword number) const {
+    std::fprintf(stream_, "%*i  %-30.30s ", width_, static_cast<int>(number + 1), label.c_str());
     for (arma::uword k = 0; k < psr_.n_rows; ++k) {
-      std::fprintf(stream_, " %5.2f ", printable(psr_(k, number_)));
+      const bool there = number < psr_.n_cols;
+      std::fprintf(stream_, " %5.2f ", printable(there ? psr_(k, number) : arma::datum::nan));
     }
     std::fputs("\n", stream_);
-    ++number_;
   }
 
  private:
   std::FILE* stream_;
   arma::Mat<double> psr_;  ///< one row per comparison, one column per parameter
   int width_;
-  arma::uword number_ = 0;
 };
 
-void print_rows_of(const Model& model, numbered_rows& rows) {
-  bool first = true;
-  row_class current = row_class::variance;
-  for (const parameter_row& row : parameter_rows(model)) {
-    if (first || row.kind != current) rows.section(first ? "" : "\n", section_title(row.kind));
-    first = false;
-    current = row.kind;
-    rows.row(row.label);
+/// Walks through the equations as the tables of estimates do.
+class label_report {
+ public:
+  label_report(std::FILE* stream, const ModelList& models, const numbered_rows& rows)
+      : stream_(stream), models_(models), rows_(rows) {}
+
+  void print() {
+    const std::vector<unsigned> starts = models_.row_starts();
+    std::string block = block::predef::none;
+    for (unsigned i = 0; i < models_.size(); ++i) {
+      const Model& model = models_[i];
+      if (model.block != block) flush(phantoms_, "Phantom Variable Correlations:");
+      block = model.block;
+      if (is_phantom(model)) {
+        phantoms_.emplace_back(Model::correlationParse(model), starts[i]);
+      } else if (is_parameter(model)) {
+        parameters_.emplace_back(model.name(), starts[i]);
+      } else if (is_computation(model)) {
+        computations_.emplace_back(model.name(), starts[i]);
+      } else {
+        print_model(model, starts[i]);
+      }
+    }
+    flush(phantoms_, "Phantom Variable Correlations:");
+    flush(parameters_, "Additional Parameters:");
+    flush(computations_, "Generated Parameters:");
   }
-  const std::vector<std::string> standardized = model.standardized();
-  if (!standardized.empty()) rows.section("\n", "Standardized Coefficients:");
-  for (const std::string& label : standardized) rows.row(label);
-  const std::vector<std::string> shares = model.rsquare();
-  if (!shares.empty()) rows.section("\n", "Proportion Variance Explained");
-  for (const std::string& label : shares) rows.row("by " + label.substr(4));
-}
+
+ private:
+  using numbered = std::vector<std::pair<std::string, arma::uword>>;
+
+  void flush(numbered& rows, const char* title) const {
+    if (rows.empty()) return;
+    std::fprintf(stream_, "\n%s\n\n", title);
+    for (const auto& [label, number] : rows) rows_.row(label, number);
+    rows.clear();
+  }
+
+  void print_model(const Model& model, arma::uword number) const {
+    std::fprintf(stream_, "\n%s\n\n", model_title(model).c_str());
+    const bool nominal = model.kind() == static_cast<int>(data::type::nominal);
+    for (unsigned code = 0; code < model.n_codes(); ++code) {
+      if (nominal) rows_.section("", model.outcomes.front().variable->dummies.at(code)->name);
+      print_rows(model, number);
+    }
+  }
+
+  void print_rows(const Model& model, arma::uword& number) const {
+    bool first = true;
+    row_class current = row_class::variance;
+    for (const parameter_row& row : parameter_rows(model)) {
+      const bool variance = row.kind == row_class::variance;
+      if (first || row.kind != current)
+        rows_.section(first ? "" : "\n", variance ? variance_title(model, models_) : section_title(row.kind));
+      first = false;
+      current = row.kind;
+      rows_.row(row.label, number++);
+    }
+    const std::vector<std::string> standardized = model.standardized();
+    if (!standardized.empty()) rows_.section("\n", section_title(standardized_kind(model)));
+    for (const std::string& label : standardized) rows_.row(label, number++);
+    const std::vector<std::string> shares = model.rsquare();
+    if (!shares.empty()) rows_.section("\n", "Proportion Variance Explained");
+    for (const std::string& label : shares) rows_.row("by " + label.substr(4), number++);
+  }
+
+  std::FILE* stream_;
+  const ModelList& models_;
+  const numbered_rows& rows_;
+  numbered phantoms_;
+  numbered parameters_;
+  numbered computations_;
+};
 
 }  // namespace
 
@@ -79,12 +137,9 @@ void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, con
 
   std::fprintf(stream, "  Printing out PSR for last %i comparisons:\n\n", static_cast<int>(shown));
   burn.printPSRHeader(stream, shown);
-  numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(), width);
+  const numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(), width);
   rows.heading();
-  for (const Model& model : models) {
-    std::fprintf(stream, "\n%s\n\n", model_title(model).c_str());
-    print_rows_of(model, rows);
-  }
+  label_report(stream, models, rows).print();
   std::fputs("\n", stream);
   std::fflush(stream);
 }

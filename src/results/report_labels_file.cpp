@@ -26,14 +26,18 @@ const char* kind_name(row_class kind) {
   return "Beta";
 }
 
-/// What the standardized rows of a model are called; the headings of the tables follow the same rule.
-const char* standardized_kind(const Model& model) {
-  constexpr int count = static_cast<int>(data::type::count);
-  constexpr int nominal = static_cast<int>(data::type::nominal);
-  constexpr int block = static_cast<int>(data::type::multi);
-  if (model.outcomes.size() > 1 || model.kind() == block) return "Correlations";
-  if (model.kind() == count) return "Exponentiated Coefficients";
-  if (model.link == model::link::logit || model.kind() == nominal) return "Odds Ratio";
+/// What the standardized rows of a model are called.
+const char* kind_name(standardized_class kind) {
+  switch (kind) {
+    case standardized_class::odds_ratios:
+      return "Odds Ratio";
+    case standardized_class::exponentiated:
+      return "Exponentiated Coefficients";
+    case standardized_class::correlations:
+      return "Correlations";
+    case standardized_class::coefficients:
+      break;
+  }
   return "Standardized Beta";
 }
 
@@ -75,7 +79,7 @@ class label_lines {
         write(name, kind_name(row.kind), variance ? shorten_intercepts(row.label) : row.label, number++);
       }
       for (const std::string& label : model.standardized()) {
-        write(name, standardized_kind(model), label, number++);
+        write(name, kind_name(standardized_kind(model)), label, number++);
       }
       for (const std::string& label : model.rsquare()) write(name, "R2", label.substr(4), number++);
     }
@@ -84,10 +88,6 @@ class label_lines {
  private:
   std::FILE* stream_;
 };
-
-bool is_phantom(const Model& model) {
-  return model.kind() == static_cast<int>(data::type::phantom);
-}
 
 }  // namespace
 

@@ -1,17 +1,19 @@
-// The estimates of the outcome models, one table per model.
+#include "results/report_outcomes.hpp"
 
 #include <algorithm>
 #include <cstdio>
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "model/model_list.hpp"
 #include "results/report_rows.hpp"
+#include "results/simple_slopes.hpp"
 #include "results/summary.hpp"
 #include "results/table.hpp"
 #include "sem/mcmc.hpp"
 #include "support/block.hpp"
-#include "support/not_available.hpp"
 #include "support/text.hpp"
 #include "support/wrapped.hpp"
 
@@ -19,26 +21,31 @@ namespace tovik {
 
 namespace {
 
-/// The rows of the summary table, read from top to bottom.
+/// The rows of a summary table, read from top to bottom.
 class estimates {
  public:
   explicit estimates(arma::Mat<double> table) : table_(std::move(table)) {}
   bool empty() const { return table_.n_rows == 0; }
   arma::Row<double> next() { return table_.row(row_++); }
   void skip(arma::uword rows) { row_ += rows; }
+  /// What has not been read.
+  arma::Mat<double> rest() const {
+    return row_ < table_.n_rows ? arma::Mat<double>(table_.tail_rows(table_.n_rows - row_))
+                                : arma::Mat<double>(0, table_.n_cols);
+  }
 
  private:
   arma::Mat<double> table_;
   arma::uword row_ = 0;
 };
 
-void print_parameters(const Table& table, const Model& model, estimates& values) {
+void print_parameters(const Table& table, const Model& model, const ModelList& models, estimates& values) {
   bool first = true;
   row_class current = row_class::variance;
   for (const parameter_row& row : parameter_rows(model)) {
     if (first || row.kind != current) {
-      const char* break_line = row.kind == row_class::variance ? "" : "\n";
-      table.section(std::string(break_line) + section_title(row.kind));
+      const bool variance = row.kind == row_class::variance;
+      table.section(variance ? variance_title(model, models) : std::string("\n") + section_title(row.kind));
       current = row.kind;
       first = false;
     }
@@ -51,11 +58,41 @@ void print_parameters(const Table& table, const Model& model, estimates& values)
   }
 }
 
+/// The known correlations of a block, by their place among its standardized rows: for each member the standard
+/// deviation, then its correlations with the members behind it.
+std::map<std::size_t, double> fixed_correlation_rows(const Model& model) {
+  std::map<std::size_t, double> out;
+  if (!model.is_multi()) return out;
+  const std::size_t p = model.fixed.size();
+  std::map<std::size_t, double> by_place;
+  for (const auto& [place, value] : model.fixed_correlations()) by_place[place] = value;
+  std::size_t row = 0;
+  for (std::size_t j = 0; j < p; ++j) {
+    ++row;
+    for (std::size_t i = j + 1; i < p; ++i, ++row) {
+      const auto fixed = by_place.find(j + i * p);
+      if (fixed != by_place.end()) out[row] = fixed->second;
+    }
+  }
+  return out;
+}
+
 void print_standardized(const Table& table, const Model& model, estimates& values) {
   const std::vector<std::string> labels = model.standardized();
   if (labels.empty()) return;
-  table.section("\nStandardized Coefficients:");
-  for (const std::string& label : labels) table.row(label, values.next(), Table::tests::shown);
+  const standardized_class kind = standardized_kind(model);
+  const bool tested = kind == standardized_class::coefficients || kind == standardized_class::correlations;
+  const auto show = tested ? Table::tests::shown : Table::tests::blank;
+  const std::map<std::size_t, double> fixed = fixed_correlation_rows(model);
+  table.section(std::string("\n") + section_title(kind));
+  for (std::size_t k = 0; k < labels.size(); ++k) {
+    const auto value = fixed.find(k);
+    if (value != fixed.end() && !sem::Mcmc::print_fixed_values) {
+      table.fixed_row(labels[k], values.next(), "@ " + fixed_text(value->second), show);
+    } else {
+      table.row(labels[k], values.next(), show);
+    }
+  }
 }
 
 void print_rsquare(const Table& table, const Model& model, estimates& values) {
@@ -67,6 +104,7 @@ void print_rsquare(const Table& table, const Model& model, estimates& values) {
 
 /// All terms of the right side, those inside computed terms too.
 std::vector<model::anyVariable> predictors(const Model& model) {
+  if (model.is_multi()) return {};
   std::vector<model::anyVariable> out = model.fixed;
   out.insert(out.end(), model.random.begin(), model.random.end());
   for (const auto* terms : {&model.fixed_compute, &model.random_compute}) {
@@ -98,53 +136,176 @@ void print_centering(std::FILE* stream, const Model& model) {
   if (!grand.empty() || !group.empty()) std::fputs("\n", stream);
 }
 
-void print_model(std::FILE* stream, const Model& model, const std::vector<std::string>& columns,
-                 estimates& values) {
-  std::fprintf(stream, "\n%s\n\n", model_title(model).c_str());
-  print_centering(stream, model);
-  const Table table(stream, columns);
-  table.heading();
-  if (!values.empty()) {
-    print_parameters(table, model, values);
-    print_standardized(table, model, values);
-    print_rsquare(table, model, values);
+/// Rows that belong to no equation, kept until their table is due.
+class collected {
+ public:
+  void add(std::string label, arma::Row<double> values) {
+    labels_.push_back(std::move(label));
+    values_.push_back(std::move(values));
   }
-  table.close("\n");
-  std::fputs("\n\n", stream);
-}
+  bool empty() const { return labels_.empty(); }
+  void clear() {
+    labels_.clear();
+    values_.clear();
+  }
+  void print(const Table& table) const {
+    for (std::size_t k = 0; k < labels_.size(); ++k) {
+      table.row(labels_[k], values_[k], Table::tests::shown);
+    }
+  }
+
+ private:
+  std::vector<std::string> labels_;
+  std::vector<arma::Row<double>> values_;
+};
+
+/// Walks through the equations with the two tables of numbers.
+class outcome_report {
+ public:
+  outcome_report(std::FILE* stream, const ModelList& models, const Summary& summary, const Summary& simple,
+                 const sem::SimpleList& effects)
+      : stream_(stream),
+        models_(models),
+        summary_(summary),
+        effects_(effects),
+        columns_(summary.colNames()),
+        values_(summary.summary()),
+        simple_(simple.summary()) {}
+
+  bool print() {
+    print_head();
+    std::string block = block::predef::none;
+    for (unsigned i = 0; i < models_.size(); ++i) {
+      const Model& model = models_[i];
+      const bool hidden = model.block == block::predef::hidden;
+      if (model.block != block && !hidden) {
+        block = model.block;
+        flush_phantoms();
+        if (!is_reserved_block(block)) std::fprintf(stream_, "  %s block:\n", to_lower(block).c_str());
+      }
+      if (hidden) {
+        skip(i);
+      } else if (is_phantom(model)) {
+        collect(phantoms_, Model::correlationParse(model));
+      } else if (is_parameter(model)) {
+        collect(parameters_, model.name());
+      } else if (is_computation(model)) {
+        collect(computations_, model.name());
+      } else {
+        print_model(i);
+      }
+    }
+    flush_phantoms();
+    print_additional();
+    print_generated();
+    return printed_;
+  }
+
+ private:
+  void print_head() const {
+    print_summaries("\n\n");
+    const auto hidden = std::count_if(models_.begin(), models_.end(),
+                                      [](const Model& m) { return m.block == block::predef::hidden; });
+    if (hidden == 0) return;
+    std::fprintf(stream_, "  WARNING: %i models were suppressed from printing.\n\n", static_cast<int>(hidden));
+  }
+
+  void print_summaries(const char* end) const {
+    print_summaries_based_on(stream_, summary_.n_iterations(), summary_.n_chains(), end);
+  }
+
+  void skip(unsigned i) {
+    values_.skip(models_[i].n_rows());
+    if (effects_.find(i) != nullptr) simple_.skip(print_effects(nullptr, i));
+  }
+
+  unsigned print_effects(std::FILE* stream, unsigned i) const {
+    return sem::print_simple_slopes(stream, effects_, i, simple_.rest(), columns_);
+  }
+
+  void collect(collected& to, const std::string& label) {
+    if (!values_.empty()) to.add(label, values_.next());
+    printed_ = true;
+  }
+
+  void print_rows(const Table& table, const Model& model) {
+    print_parameters(table, model, models_, values_);
+    print_standardized(table, model, values_);
+    print_rsquare(table, model, values_);
+  }
+
+  void print_model(unsigned i) {
+    const Model& model = models_[i];
+    std::fprintf(stream_, "\n%s\n\n", model_title(model).c_str());
+    print_centering(stream_, model);
+    const Table table(stream_, columns_);
+    table.heading();
+    const unsigned codes = model.n_codes();
+    const bool nominal = model.kind() == static_cast<int>(data::type::nominal);
+    for (unsigned code = 0; code < codes; ++code) {
+      if (nominal) table.section(model.outcomes.front().variable->dummies.at(code)->name);
+      if (!values_.empty()) print_rows(table, model);
+    }
+    table.close("\n");
+    if (effects_.find(i) != nullptr) simple_.skip(print_effects(stream_, i));
+    std::fputs("\n\n", stream_);
+    printed_ = true;
+  }
+
+  void print_collected(const char* title, const collected& rows) const {
+    std::fprintf(stream_, "\n%s\n\n", title);
+    const Table table(stream_, columns_);
+    table.heading();
+    rows.print(table);
+    table.close("\n\n\n");
+  }
+
+  void flush_phantoms() {
+    if (phantoms_.empty()) return;
+    print_collected("Phantom Variable Correlations:", phantoms_);
+    phantoms_.clear();
+  }
+
+  void print_additional() const {
+    if (!parameters_.empty()) print_collected("Additional Parameters:", parameters_);
+  }
+
+  void print_generated() const {
+    if (computations_.empty()) return;
+    std::fputs("\nGENERATED PARAMETERS:\n\n", stream_);
+    print_summaries("\n");
+    std::fputs("\n", stream_);
+    const Table table(stream_, columns_);
+    table.heading();
+    computations_.print(table);
+    table.close("\n");
+  }
+
+  std::FILE* stream_;
+  const ModelList& models_;
+  const Summary& summary_;
+  const sem::SimpleList& effects_;
+  std::vector<std::string> columns_;
+  estimates values_;
+  estimates simple_;
+  collected phantoms_;
+  collected parameters_;
+  collected computations_;
+  bool printed_ = false;
+};
 
 }  // namespace
 
-bool sem::Mcmc::printOutcomes(std::FILE* stream, const VariableList&, const ModelList& models,
-                              const Summary& iterations) const {
-  print_summaries_based_on(stream, iterations.n_iterations(), iterations.n_chains(), "\n\n");
-  const auto hidden = std::count_if(models.begin(), models.end(),
-                                    [](const Model& m) { return m.block == block::predef::hidden; });
-  if (hidden > 0) {
-    std::fprintf(stream, "  WARNING: %i models were suppressed from printing.\n\n", static_cast<int>(hidden));
-  }
-
-  const std::vector<std::string> columns = iterations.colNames();
-  estimates values(iterations.summary());
-  std::string block = block::predef::none;
-  bool printed = false;
-  for (const Model& model : models) {
-    if (model.block == block::predef::hidden) {
-      values.skip(model.n_rows());
-      continue;
-    }
-    if (model.block != block) {
-      block = model.block;
-      if (!is_reserved_block(block)) std::fprintf(stream, "  %s block:\n", to_lower(block).c_str());
-    }
-    print_model(stream, model, columns, values);
-    printed = true;
-  }
-  return printed;
+bool print_outcomes(std::FILE* stream, const VariableList&, const ModelList& models, const Summary& estimates,
+                    const Summary& simple, const sem::SimpleList& effects) {
+  return outcome_report(stream, models, estimates, simple, effects).print();
 }
 
-void sem::Mcmc::printCorrelations(std::FILE* stream, const ModelList& models, const Summary&) const {
-  std::fputs(models.size() > 1 ? not_available::correlations_note : "  No residual correlations.\n\n\n", stream);
+bool sem::Mcmc::printOutcomes(std::FILE* stream, const VariableList& variables, const ModelList& models,
+                              const Summary& iterations, const Summary& simple) const {
+  const SimpleList* effects = simpleSlopes();
+  return print_outcomes(stream, variables, models, iterations, simple,
+                        effects != nullptr ? *effects : SimpleList());
 }
 
 }  // namespace tovik

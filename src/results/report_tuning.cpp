@@ -1,22 +1,44 @@
 #include "results/report_tuning.hpp"
 
 #include "model/model_list.hpp"
+#include "results/report_rows.hpp"
 #include "sem/mcmc.hpp"
 #include "sem/outcomes.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace tovik {
 
+namespace {
+
+std::string kind_label(const sem::estimator::tune_obj& entry) {
+  using kind = sem::estimator::tune_obj::kind_type;
+  if (entry.kind == kind::latent || entry.kind == kind::latent_2) return "latent imp";
+  return entry.label();
+}
+
+/// A block moves the values of all its members together.
+tuning_label label_of(const Model& model) {
+  if (is_phantom(model)) return {"", Model::correlationParse(model)};
+  if (!model.is_multi()) return {"", model.name()};
+  std::vector<std::string> members;
+  for (const model::anyVariable& member : model.fixed) members.push_back(member.name());
+  return {"CovMat(" + join(members, " ") + ")", ""};
+}
+
+}  // namespace
+
 void print_tuning_table(std::FILE* stream, const std::vector<sem::estimator::tune_results>& results,
-                        const std::vector<std::string>& names, bool all) {
-  if (results.size() != names.size()) throw error_debug("Incorrect names to tuning results.");
+                        const std::vector<tuning_label>& labels, bool all) {
+  if (results.size() != labels.size()) throw error_debug("Incorrect names to tuning results.");
   std::fprintf(stream, "    %-25s  %13s  %13s  %13s  %13s \n", "Type", "Variable", "Multiplier", "Target Value",
                "Probability");
   for (std::size_t i = 0; i < results.size(); ++i) {
     for (const sem::estimator::tune_obj& entry : results[i]) {
       if (entry.total == 0 || (!all && !entry.failed())) continue;
-      std::fprintf(stream, "    %-25s  %13s  %13.3f  %13.3f  %13.3f \n", entry.label(), names[i].c_str(),
-                   entry.value, entry.target, entry.rate());
+      const std::string type = labels[i].type.empty() ? kind_label(entry) : labels[i].type;
+      std::fprintf(stream, "    %-25.25s  %13.13s  %13.3f  %13.3f  %13.3f \n", type.c_str(),
+                   labels[i].variable.c_str(), entry.value, entry.target, entry.rate());
     }
   }
 }
@@ -24,11 +46,12 @@ void print_tuning_table(std::FILE* stream, const std::vector<sem::estimator::tun
 void sem::Mcmc::printTuningInfo(std::FILE* stream, const VariableList&, const ModelList& models,
                                 bool all) const {
   const std::vector<estimator::tune_results> results = outcomes()->acceptance();
-  std::vector<std::string> names;
+  std::vector<tuning_label> labels;
   for (std::size_t i = 0; i < results.size(); ++i) {
-    names.push_back(i < models.size() ? models[i].name() : "Parameter: " + results[i].label);
+    labels.push_back(i < models.size() ? label_of(models[i])
+                                       : tuning_label{"Parameter: " + results[i].label, ""});
   }
-  print_tuning_table(stream, results, names, all);
+  print_tuning_table(stream, results, labels, all);
 }
 
 }  // namespace tovik

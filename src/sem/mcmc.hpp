@@ -17,10 +17,12 @@ namespace tovik {
 class VariableList;
 class ModelList;
 class Summary;
+class Model;
 
 namespace sem {
 
 class Outcomes;
+class SimpleList;
 
 /// One chain's estimator: the working matrix, the generator, and every equation that a scan draws.
 ///
@@ -95,9 +97,17 @@ class Mcmc {
   arma::Col<double> getCorrelations() const;
   arma::uword getNumberCorrelations() const;
 
-  /// Conditional effects, two values each. None can be asked for yet.
-  void computeSimpleSlopes() {}
-  arma::Col<double> getSimpleSlopes() const { return {}; }
+  // Conditional effects. Defined beside their class.
+
+  /// Takes a copy of the effects and ties it to the models of this chain. Throws error_debug before addOutcomes,
+  /// tovik::error for an effect that is not defined.
+  void addSimpleSlopes(SimpleList const& list);
+  /// Takes every effect from the current state.
+  void computeSimpleSlopes();
+  /// By equation and effect the intercept, then the slope; empty without effects.
+  arma::Col<double> getSimpleSlopes() const;
+  /// Null without effects.
+  SimpleList const* simpleSlopes() const;
 
   /// The structure above an outcome at the sampler's level `level`; empty for the top level.
   estimator::cluster clusters(int const& level) const;
@@ -125,7 +135,11 @@ class Mcmc {
   void printInfo(std::FILE* stream, VariableList const& variables, ModelList const& models) const;
   /// True if some model was printed.
   bool printOutcomes(std::FILE* stream, VariableList const& variables, ModelList const& models,
-                     Summary const& iterations) const;
+                     Summary const& iterations, Summary const& simple) const;
+  /// The conditional effects of an equation from the first rows of `table`; returns how many rows it took. A
+  /// null stream only counts. Throws tovik::error for an equation without effects.
+  unsigned printSimpleSlopes(std::FILE* stream, unsigned const& model, Model const& equation,
+                             arma::Mat<double> const& table, std::vector<std::string> const& labels) const;
   void printCorrelations(std::FILE* stream, ModelList const& models, Summary const& correlations) const;
   void printParameterLabels(std::FILE* stream, VariableList const& variables, ModelList const& models,
                             Summary const& burn) const;
@@ -150,6 +164,8 @@ class Mcmc {
   std::vector<std::string> pattern_names_;
   std::vector<double> missing_percents_;
   std::unique_ptr<Outcomes> outcomes_;
+  struct chain_slopes;
+  std::shared_ptr<chain_slopes> simple_;  ///< null without conditional effects
   int xprior_;
   double icc_cutoff_;
 };

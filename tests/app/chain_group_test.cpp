@@ -112,6 +112,8 @@ class Tuning : public testing::Test {
     }
     tovik::tests::Capture out;
     group.printTune(out.stream(), {}, {}, all);
+    EXPECT_TRUE(tovik::warning::buffer.empty());
+    group.warnTune();
     return out.text();
   }
 
@@ -127,16 +129,30 @@ TEST_F(Tuning, ShowsEveryChainInFull) {
   EXPECT_TRUE(tovik::warning::buffer.empty());
 }
 
+TEST_F(Tuning, CountsAllChainsWhenNoneIsOutOfBounds) {
+  EXPECT_EQ(print(true, false, false),
+            "\nMETROPOLIS-HASTINGS ACCEPTANCE RATES:\n\n"
+            "  NOTE: Suppressing printing of 2 chains.\n"
+            "  NOTE: Suppressing printing of tuning info that is within\n"
+            "        +/- 0.20 of the target acceptance probability.\n"
+            "        Use keyword 'tuneinfo' in options to override.\n\n");
+  EXPECT_TRUE(tovik::warning::buffer.empty());
+}
+
 TEST_F(Tuning, FiltersChainsThatAreInOrderAndWarnsOfTheOthers) {
   EXPECT_EQ(print(true, true, false),
             "\nMETROPOLIS-HASTINGS ACCEPTANCE RATES:\n\n"
             "  Chain 2:\n    row\n\n"
+            "  NOTE: Suppressing printing of 1 chains.\n"
             "  NOTE: Suppressing printing of tuning info that is within\n"
             "        +/- 0.20 of the target acceptance probability.\n"
-            "        Use keyword 'tuneinfo' in options to override.\n"
-            "  NOTE: Suppressing printing of 1 chains.\n\n");
+            "        Use keyword 'tuneinfo' in options to override.\n\n");
   ASSERT_EQ(tovik::warning::buffer.messages().size(), 1u);
-  EXPECT_EQ(tovik::warning::buffer.messages()[0].text.rfind("WARNING: One or more tuning parameters had a s", 0), 0u);
+  EXPECT_EQ(tovik::warning::buffer.messages()[0].text,
+            "WARNING: One or more tuning parameters had a suboptimal acceptance probability.\n"
+            "         This generally implies less efficient sampling of parameters.\n"
+            "         Check the effective sample size (N_EFF) in estimates below.\n"
+            "         See METROPOLIS-HASTINGS ACCEPTANCE RATES section for more information.");
 }
 
 }  // namespace

@@ -1,0 +1,61 @@
+// Conditional effects of one chain.
+
+#include <deque>
+#include <memory>
+
+#include "model/model.hpp"
+#include "results/moderator_deviation.hpp"
+#include "results/simple_slopes.hpp"
+#include "sem/mcmc.hpp"
+#include "sem/outcomes.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+/// The chain's copy of the effects, and the deviations that they read.
+struct Mcmc::chain_slopes {
+  SimpleList list;
+  std::deque<ModeratorDeviation> deviations;  // effects hold addresses into them
+};
+
+void Mcmc::addSimpleSlopes(SimpleList const& list) {
+  if (!outcomes_) throw error_debug("NO OUTCOME HAS BEEN SPECIFIED!");
+  simple_ = std::make_shared<chain_slopes>();
+  simple_->list = list;
+  for (ModelSlopes& model : simple_->list) {
+    estimator::Outcome const& outcome = outcomes_->outcome(model.model);
+    for (SimpleSlopes& effect : model.effects) {
+      std::vector<double const*> units;
+      for (moderator const& m : effect.moderators()) {
+        if (m.in_sd) simple_->deviations.emplace_back(m.source, working_);
+        units.push_back(m.in_sd ? simple_->deviations.back().value() : nullptr);
+      }
+      effect.bind(outcomes_->betas(model.model), outcome.x, outcome.x_compute, working_.data.n_cols,
+                  std::move(units));
+    }
+  }
+}
+
+void Mcmc::computeSimpleSlopes() {
+  if (!simple_) return;
+  for (ModeratorDeviation& deviation : simple_->deviations) deviation.update();
+  for (ModelSlopes& model : simple_->list) {
+    for (SimpleSlopes& effect : model.effects) effect.compute();
+  }
+}
+
+arma::Col<double> Mcmc::getSimpleSlopes() const {
+  return simple_ ? simple_->list.estimates() : arma::Col<double>();
+}
+
+SimpleList const* Mcmc::simpleSlopes() const {
+  return simple_ ? &simple_->list : nullptr;
+}
+
+unsigned Mcmc::printSimpleSlopes(std::FILE* stream, unsigned const& model, Model const&,
+                                 arma::Mat<double> const& table,
+                                 std::vector<std::string> const& labels) const {
+  return print_simple_slopes(stream, simple_ ? simple_->list : SimpleList(), model, table, labels);
+}
+
+}  // namespace tovik::sem

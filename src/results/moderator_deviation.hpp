@@ -1,0 +1,42 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+#include "results/simple_slopes.hpp"
+
+namespace tovik::sem {
+
+class working_data;
+
+/// The standard deviation of a moderator in the current data of a chain, over the units of its own level:
+///
+///   centred at the grand mean:       sqrt(sum (x - mean)^2 / (n - 1)),
+///   centred at cluster means m:      sqrt(sum (x - m)^2 / (n - J)) with the means of J clusters' units,
+///                                    sqrt(sum (x - m)^2 / (n - 1)) with latent means.
+///
+/// The clusters are those of the level directly above. NaN without a degree of freedom.
+class ModeratorDeviation {
+ public:
+  /// `working` must outlive the object.
+  ModeratorDeviation(deviation_source const& source, working_data const& working);
+
+  /// Takes the deviation from the data as they are now.
+  void update();
+  double const* value() const { return &value_; }
+
+ private:
+  double total();
+  double within_clusters();
+  double around_latent_means();
+  double at(arma::uword column, arma::uword unit) const;
+
+  working_data const* working_;
+  deviation_source source_;
+  unsigned level_;  ///< as the sampler counts
+  std::vector<double> sums_;
+  std::vector<double> counts_;
+  double value_ = arma::datum::nan;
+};
+
+}  // namespace tovik::sem
