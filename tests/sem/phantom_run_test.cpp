@@ -1,0 +1,162 @@
+// Whole chains with correlations that phantoms carry, and with random effects that are variables.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numeric>
+
+#include "data/random.hpp"
+#include "model/defaults.hpp"
+#include "sem/ensemble/phantom_links.hpp"
+#include "small_run.hpp"
+
+namespace tovik::tests {
+namespace {
+
+/// Numbers the columns of phantoms and of named random effects that the equations hold, as the preparation of
+/// the data does.
+void prepare(small_run& run) {
+  unsigned next = static_cast<unsigned>(run.data.n_cols);
+  for (auto const& v : run.vars.variables) {
+    const bool effect = dynamic_cast<data::random const*>(v.get()) != nullptr;
+    if ((v->type == data::type::phantom || effect) && v->column == data::variable::no_column)
+      v->column = next++;
+  }
+  const arma::uword before = run.data.n_cols;
+  run.data.resize(run.data.n_rows, next);
+  if (next > before) run.data.cols(before, next - 1).fill(arma::datum::nan);
+}
+
+arma::mat correlated_pair(arma::uword n, double rho) {
+  Random rng(77, 1);
+  arma::mat data = rng.randn(static_cast<int>(n), 2);
+  data.col(1) = rho * data.col(0) + std::sqrt(1 - rho * rho) * data.col(1);
+  data.col(0) = 2.0 + 1.5 * data.col(0);
+  return data;
+}
+
+/// Posterior mean and variance of rho for two normals with flat means, flat variances and uniform rho, by
+/// numerical integration over the standard deviations.
+std::pair<double, double> exact_correlation(arma::mat const& data) {
+  const arma::mat S = arma::cov(data) * static_cast<double>(data.n_rows - 1);
+  const double m = static_cast<double>(data.n_rows) - 1.0;
+  double total = 0, first = 0, second = 0;
+  const double a0 = 0.5 * std::log(S(0, 0) / m), b0 = 0.5 * std::log(S(1, 1) / m);
+  for (int k = -199; k < 200; ++k) {
+    const double rho = k / 200.0;
+    double mass = 0;
+    for (int i = -40; i <= 40; ++i) {
+      for (int j = -40; j <= 40; ++j) {
+        const double a = a0 + 0.02 * i, b = b0 + 0.02 * j;  // log standard deviations
+        const double va = std::exp(2 * a), vb = std::exp(2 * b), left = 1 - rho * rho;
+        const double quad = (S(0, 0) / va - 2 * rho * S(0, 1) / std::sqrt(va * vb) + S(1, 1) / vb) / left;
+        // dv = 2 v d(log sd)
+        mass +=
+            std::exp(-m * (a + b - a0 - b0) - 0.5 * m * std::log(left) - 0.5 * (quad - 2 * m) + 2 * (a + b));
+      }
+    }
+    total += mass;
+    first += mass * rho;
+    second += mass * rho * rho;
+  }
+  return {first / total, second / total - first * first / (total * total)};
+}
+
+class PhantomRun : public testing::Test {
+ protected:
+  void SetUp() override {
+    old_ = sem::defaults::optimize_models;
+    sem::defaults::optimize_models = false;
+  }
+  void TearDown() override { sem::defaults::optimize_models = old_; }
+
+ private:
+  bool old_ = true;
+};
+
+TEST_F(PhantomRun, NegativeCorrelationHasItsExactPosterior) {
+  const arma::mat data = correlated_pair(60, -0.5);
+  small_run run({"y", "x"}, data, {}, {"y ~ 1", "x ~ 1", "x <-> y"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1), {2, 2});
+  for (int i = 0; i < 1000; ++i) {
+    chain->oneRep();
+    if (i % 50 == 49 && i < 900) chain->tune();
+  }
+  const arma::mat out = draws(*chain, 0, 60000);
+  ASSERT_EQ(run.models.back().kind(), 8);
+  const arma::rowvec rho = out.row(out.n_rows - 1);
+  const auto [mean, variance] = exact_correlation(data);
+  EXPECT_LT(mean, -0.3);
+  EXPECT_NEAR(arma::mean(rho), mean, 4.5 * mean_error(rho) + 1e-4);
+  const arma::rowvec squares = arma::square(rho - mean);
+  EXPECT_NEAR(arma::mean(squares), variance, 4.5 * mean_error(squares) + 1e-5);
+  const auto outcomes = chain->outcomes();
+  EXPECT_EQ(outcomes->n_estimated(), 5u);
+}
+
+TEST_F(PhantomRun, FixedCorrelationIsNotDrawn) {
+  small_run run({"y", "x"}, correlated_pair(40, -0.5), {}, {"y ~ 1", "x ~ 1", "x <-> y@-0.3"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1));
+  const arma::mat out = draws(*chain, 10, 50);
+  for (double rho : out.row(out.n_rows - 1)) EXPECT_EQ(rho, -0.3);
+  EXPECT_EQ(chain->outcomes()->n_estimated(), 4u);
+  const auto tuning = chain->outcomes()->acceptance();
+  EXPECT_GT(tuning.back()[0].total, 0u);
+  EXPECT_EQ(tuning.back()[1].total, 0u);
+}
+
+TEST_F(PhantomRun, FixedCorrelationsThatLeaveNothingAreRefused) {
+  const arma::mat data = arma::join_rows(correlated_pair(40, -0.5), correlated_pair(41, 0.2).head_rows(40));
+  small_run run({"a", "b", "c", "d"}, data, {}, {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@0.6", "a <-> c@-0.5"});
+  prepare(run);
+  EXPECT_NE(run.failure().find("ERROR: The correlation 'a <-> "), std::string::npos) << run.failure();
+}
+
+TEST_F(PhantomRun, OneLabelIsOneCorrelation) {
+  const arma::mat data = arma::join_rows(correlated_pair(40, -0.5), correlated_pair(41, -0.2).head_rows(40));
+  small_run run({"a", "b", "c", "d"}, data, {},
+                {"a ~ 1", "b ~ 1", "c ~ 1", "d ~ 1", "a <-> b@r", "c <-> d@r"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1));
+  const arma::mat out = draws(*chain, 50, 400);
+  const arma::rowvec first = out.row(out.n_rows - 2), second = out.row(out.n_rows - 1);
+  EXPECT_EQ(arma::abs(first - second).max(), 0.0);
+  EXPECT_GT(arma::stddev(first), 0.0);
+  EXPECT_EQ(chain->outcomes()->n_estimated(), 9u);
+}
+
+TEST_F(PhantomRun, SignStandsOnTheSecondNameInNaturalOrder) {
+  small_run run({"y", "x"}, correlated_pair(40, -0.5), {}, {"y ~ 1", "x ~ 1", "y <-> x"});
+  prepare(run);
+  for (Model const& model : run.models) {
+    if (model.kind() == 8) continue;
+    const auto phantoms = sem::phantoms_of(model);
+    ASSERT_EQ(phantoms.size(), 1u);
+    EXPECT_EQ(phantoms[0].at(0).signed_side, model.name() == "y");
+  }
+}
+
+TEST_F(PhantomRun, EffectsOfTwoOutcomes) {
+  Random rng(9, 1);
+  arma::mat data(120, 3);
+  for (arma::uword i = 0; i < 120; ++i) data(i, 0) = static_cast<double>(i / 4);
+  const arma::mat u = rng.randn(30, 2);
+  for (arma::uword i = 0; i < 120; ++i) {
+    data(i, 1) = u(i / 4, 0) + rng.rnorm();
+    data(i, 2) = -0.8 * u(i / 4, 0) + 0.6 * u(i / 4, 1) + rng.rnorm();
+  }
+  small_run run({"g", "y", "x"}, data, {"g"}, {"y ~ 1 | 1", "x ~ 1 | 1", "y[g] <-> x[g]"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1), {2, 2});
+  for (int i = 0; i < 400; ++i) {
+    chain->oneRep();
+    if (i % 50 == 49) chain->tune();
+  }
+  const arma::mat out = draws(*chain, 0, 4000);
+  EXPECT_LT(arma::mean(out.row(out.n_rows - 1)), -0.3);
+}
+
+}  // namespace
+}  // namespace tovik::tests
