@@ -74,6 +74,7 @@ void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const M
     if (!Application::print_iterations) group.printInfo(vars, models);
     group.printLabels(vars, models);
     group.printTune(Application::fp, vars, models, false);
+    group.warnTune();
     throw;
   } catch (...) {
     if (!Application::print_iterations) group.printInfo(vars, models);
