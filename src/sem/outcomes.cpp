@@ -75,6 +75,23 @@ void check_one_writer(ModelList const& list, working_data const& working, arma::
   }
 }
 
+/// The acceptance adapts a proposal that is about right. One that is far off, because the starting state told
+/// little of the scale, is replaced by that of the density at the current state.
+void adapt(estimator::constraint& parameter, arma::Mat<double> const& data) {
+  estimator::tune_obj& tune = parameter.tune;
+  if (tune.total == 0) return;
+  const double found = proposal_variance(parameter, data, parameter.variance);
+  const double ratio = found / (tune.value * tune.value * parameter.variance);
+  if (ratio > 1.0 / 16.0 && ratio < 16.0) {
+    tune.tune();
+    return;
+  }
+  parameter.variance = found;
+  tune.value = 1.0;
+  tune.accepted = 0;
+  tune.total = 0;
+}
+
 }  // namespace
 
 Outcomes::Outcomes(Mcmc const* mcmc, ModelList const& list, arma::Mat<double>& data,
@@ -110,7 +127,7 @@ void Outcomes::build_models(ModelList const& list, arma::Mat<double> const& data
 void Outcomes::tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior) {
   computations_ = computations_of(models);
   for (drawn_label& label : wire_labels({list, models, cells_, data, *rng_, prior})) {
-    constraint_map[label.constraint->name] = {label.name, label.appearances, false, label.searched};
+    constraint_map[label.constraint->name] = {label.name, label.appearances, false};
     constraints.push_back(std::move(label.constraint));
   }
 }
@@ -185,10 +202,7 @@ void Outcomes::tune() {
   for (auto const& constraint : constraints) {
     if (constraint->links.empty()) continue;
     const double rate = constraint->tune.rate();
-    // Where the shape of the density depends on the state, the one at the start tells little.
-    if (constraint->tune.total > 0 && constraint_map.at(constraint->name).searched)
-      constraint->variance = proposal_variance(*constraint, mcmc_->working().data, constraint->variance);
-    constraint->tune.tune();
+    adapt(*constraint, mcmc_->working().data);
     if (estimator::constraint::print_debug)
       std::printf("multiplier=%7.4f; stddev=%7.4f; probs=%6.3f;\n", constraint->tune.value,
                   constraint->tune.value * std::sqrt(constraint->variance), rate);

@@ -43,7 +43,8 @@ class Outcomes : public virtual Estimator {
   /// Latent variables first (with optimize_draws), the other models in list order, then shared parameters;
   /// then what follows from all of these: variance shares and computed parameters.
   void draw(arma::Mat<double>& data) override;
-  /// Adapts the proposals of all models, then those of the shared parameters.
+  /// Adapts the proposals of all models, then those of the shared parameters; one of these that is far from
+  /// the scale of its density at the current state is given that scale.
   void tune() override;
   void tune_check() override;
 
@@ -98,8 +99,7 @@ class Outcomes : public virtual Estimator {
   struct constraint_record {
     std::string name;
     unsigned appearances = 0;
-    bool derived = false;   ///< a computed parameter: it follows others and is not drawn
-    bool searched = false;  ///< see drawn_label
+    bool derived = false;  ///< a computed parameter: it follows others and is not drawn
   };
 
   void build_models(ModelList const& list, arma::Mat<double> const& data, priors const& prior);

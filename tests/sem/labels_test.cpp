@@ -8,6 +8,7 @@
 #include <cmath>
 
 #include "label_bench.hpp"
+#include "model/defaults.hpp"
 #include "sem/densities.hpp"
 #include "sem/sample_tests.hpp"
 #include "sem/small_run.hpp"
@@ -227,6 +228,9 @@ TEST(Labels, Starts) {
   EXPECT_EQ(start({"y ~~ y@v", "m ~~ m@v", "y ~ x", "m ~ x"}, {"v ~ gamma(2, 3)"}, "v"), 6.0);
   // The middle of the prior is no variance.
   EXPECT_GT(start({"y ~~ y@v", "m ~~ m@v", "y ~ x", "m ~ x"}, {"v ~ normal(0, 3)"}, "v"), 0.0);
+  // (x*0) would be a column of zeros.
+  EXPECT_EQ(start({"y ~ (x*k) z@k"}, {}, "k"), 0.1);
+  EXPECT_EQ(start({"y ~ (x*k) z@k"}, {"k ~ truncate(-3, 0.05)"}, "k"), -0.1);
   // The user's start is that of every place.
   small_run run(names, columns(), {}, {"y ~ x@b%0.7 z@b", "m ~ z@b"}, {"b ~ normal(0, 1)", "c = 2 * b"});
   const auto chain = run.chain(Random(1, 1));
@@ -245,17 +249,17 @@ TEST(Labels, ProposalsHaveTheScaleOfTheParameter) {
   // The intercept goes along with a label: what counts is the spread about the mean.
   const auto about_mean = [](arma::vec const& v) { return arma::accu(arma::square(v - arma::mean(v))); };
   const double ss = about_mean(data.col(1) + data.col(3));
-  EXPECT_NEAR(bench.label("b").constraint->variance, 2.0 / ss, 0.01 / ss);
+  EXPECT_NEAR(bench.label("b").constraint->variance, 4.0 * 2.0 / ss, 0.01 / ss);
   const double expected = 1.0 / (about_mean(data.col(0)) / 2.0 + xx / bench.equation("m").sigma2);
-  EXPECT_NEAR(bench.label("c").constraint->variance, expected, 0.01 * expected);
+  EXPECT_NEAR(bench.label("c").constraint->variance, 4.0 * expected, 0.01 * expected);
   label_bench variance(names, columns(), {}, {"y ~ x", "m ~ x", "y ~~ y@v", "m ~~ m@v"}, {}, {}, 1, false);
   EXPECT_NEAR(variance.label("v").constraint->variance, 1.0 / (28.0 / 2.0 + 28.0 / 2.0), 1e-12);
   // A tight prior sets the scale where the data say less; only the term knows how it is read.
   label_bench prior(names, columns(), {}, {"y ~ x@b z@b"}, {"b ~ normal(0, 0.0001)"}, {}, 1, false);
-  EXPECT_NEAR(prior.label("b").constraint->variance, 0.0001, 0.00001);
+  EXPECT_NEAR(prior.label("b").constraint->variance, 4.0 * 0.0001, 0.00002);
   label_bench term(names, columns(), {}, {"y ~ 1@0 (1000*k*x)@1 (k*z)@0", "y ~~ y@2"}, {"k ~ normal(0, 100)"},
                    {}, 1, false);
-  EXPECT_NEAR(term.label("k").constraint->variance * 1e6 * xx / 2.0, 1.0, 0.01);
+  EXPECT_NEAR(term.label("k").constraint->variance * 1e6 * xx / 2.0, 4.0, 0.04);
 }
 
 TEST(Labels, LikelihoodOfALabelIsThatOfItsModelsOnce) {
@@ -293,6 +297,23 @@ TEST(Labels, CoefficientsFixedLabelledAndFreeShareAnEquation) {
   EXPECT_NEAR(arma::mean(residual_slope), 0.0, 5.0 * mean_error(residual_slope));
 }
 
+TEST(Labels, AFreeTermMayReadALabel) {
+  const small_run run(names, columns(), {}, {"y ~ (x*k) z@k"});
+  EXPECT_NO_THROW(draws(*run.chain(Random(8, 1)), 0, 50));
+}
+
+TEST(Labels, ShortBurnInSuffices) {
+  for (int seed = 1; seed <= 60; ++seed) {
+    const small_run run(names, columns(), {}, {"y ~ x@b z@b", "m ~ x@b", "y ~~ y@v", "m ~~ m@v"});
+    const auto chain = run.chain(Random(seed, 1));
+    for (int i = 0; i < 1000; ++i) {
+      if (i % 100 == 0 && i < 500) chain->tune();
+      chain->oneRep();
+    }
+    EXPECT_NO_THROW(chain->tune_check()) << seed;
+  }
+}
+
 TEST(Labels, TuningIsReportedOnRequest) {
   const small_run run(names, columns(), {}, {"y ~ x@b z@b"});
   const auto chain = run.chain(Random(4, 1));
@@ -320,6 +341,33 @@ TEST(Labels, ExpressionsWithoutAValueAreRejectedNotFatal) {
                       {"p ~ truncate(0.2, 0.9)", "c = iphi(p)"});
   const auto chain = run.chain(Random(8, 1));
   EXPECT_NO_THROW(draws(*chain, 0, 2000));
+}
+
+TEST(Labels, OneLabelOfTwoCorrelationsIsDrawnByTheFirstPhantom) {
+  const Setting<bool> phantoms(sem::defaults::optimize_models, false);
+  small_run run(names, columns(), {}, {"y ~ x@a z@a", "m ~ 1", "z ~ 1", "y <-> m@r", "z <-> m@r"},
+                {"r ~ uniform(-0.5, 0.4)", "q = 2 * r"});
+  for (auto const& v : run.vars.variables) {
+    if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
+    v->column = static_cast<unsigned>(run.data.n_cols);
+    run.data.insert_cols(run.data.n_cols, arma::vec(30, arma::fill::value(arma::datum::nan)));
+  }
+  const auto chain = run.chain(Random(8, 1));
+  const arma::mat draw = draws(*chain, 100, 400);
+  const arma::rowvec r = draw.row(row_of(run, "r", "   Fixed : r"));
+  EXPECT_TRUE(arma::all(r > -0.5) && arma::all(r < 0.4));
+  EXPECT_GT(arma::stddev(r), 0.02);
+  unsigned correlations = 0;
+  arma::uword at = 0;
+  for (Model const& model : run.models) {
+    if (model.kind() == 8) {
+      ++correlations;
+      EXPECT_TRUE(arma::all(draw.row(at) == r)) << model.command();
+    }
+    at += model.n_rows();
+  }
+  EXPECT_EQ(correlations, 2u);
+  EXPECT_LT(arma::abs(draw.row(row_of(run, "q", "   Fixed : q")) - 2.0 * r).max(), 1e-14);
 }
 
 TEST(Labels, DefinitionsAreEvaluatedAtTheData) {

@@ -1,5 +1,6 @@
 #include "sem/ensemble/labels.hpp"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <functional>
@@ -275,7 +276,12 @@ class wiring {
     }
     candidates.push_back(0.0);
     candidates.push_back(1.0);
+    // At 0 a term like (x*k) is a column of zeros, which no regression can take.
+    const bool in_term =
+        std::any_of(label.places.begin(), label.places.end(),
+                    [](constraint_info const& info) { return info.kind == place::computed; });
     for (double x : candidates) {
+      if (in_term && x == 0.0) x = admits(label, 0.1) ? 0.1 : -0.1;
       if (admits(label, x)) return x;
     }
     return candidates.front();

@@ -35,9 +35,8 @@ struct drawn_label {
   std::shared_ptr<estimator::constraint> constraint;  ///< with the label as its name
   std::string name;
   unsigned appearances = 0;
-  /// The proposal follows from the shape of the log density at the current state: the parameter is a
-  /// coefficient or stands inside a term, moves computed parameters, or has a prior. Else it is that of a
-  /// residual variance.
+  /// The first proposal follows from the shape of the log density: not for a mere residual variance, of which
+  /// the starting state tells too little.
   bool searched = false;
 };
 

@@ -68,9 +68,10 @@ double proposal_variance(estimator::constraint& parameter, arma::Mat<double> con
   const double before = parameter.value;
   const fall f(parameter, data);
   double s = std::numeric_limits<double>::quiet_NaN();
-  if (f.known()) s = distance(f, std::sqrt(guess));
+  if (f.known()) s = distance(f, 0.5 * std::sqrt(guess));
   parameter.write(before);
-  return std::isfinite(s * s) && s * s > 0.0 ? s * s : guess;
+  const double variance = 4.0 * s * s;
+  return std::isfinite(variance) && variance > 0.0 ? variance : guess;
 }
 
 }  // namespace tovik::sem

@@ -6,11 +6,11 @@
 
 namespace tovik::sem {
 
-/// A proposal variance for a random walk from the shape of the log density: s^2, with s the distance at which
-/// the density falls, on the average of both sides, by one half of a unit of its logarithm (for a normal
-/// density the standard deviation, wherever the parameter stands). The search starts at sqrt(guess). Returns
-/// `guess` where the density does not fall, as on a saddle, or cannot be computed. Leaves the parameter as it
-/// was.
+/// A proposal variance for a random walk from the shape of the log density: (2 s)^2, with s the distance at
+/// which the density falls, on the average of both sides, by one half of a unit of its logarithm. For a
+/// normal density s is the standard deviation, wherever the parameter stands, and a walk in steps of 2 s is
+/// accepted in one half of its proposals. The search starts at s = sqrt(guess) / 2. Returns `guess` where the
+/// density does not fall, as on a saddle, or cannot be computed. Leaves the parameter as it was.
 double proposal_variance(estimator::constraint& parameter, arma::Mat<double> const& data, double guess);
 
 }  // namespace tovik::sem
