@@ -30,8 +30,8 @@ using units = arma::Col<arma::uword>;
 constexpr double infinity = std::numeric_limits<double>::infinity();
 
 /// Values in column 0, normal about column 1 with variance 0.5, each observed once more with noise of
-/// variance 1 in column 2; values above `limit` have no place. The values of a group are observed by their sum
-/// instead when `sums` is set.
+/// variance 1 in column 2; values above `limit` have no place. The values of a group are observed by their
+/// sum instead when `sums` is set.
 struct Toy : sem::scan::value_target {
   value_groups groups;
   double limit = infinity;
@@ -297,7 +297,8 @@ TEST(ValueGroups, AGroupWhereAnExpressionHasNoValueStandsAlone) {
                  [](arma::Mat<double> const& data, int const&) -> arma::Col<double> { return data.col(0); },
                  [](arma::Mat<double> const& data, int const&, units const& which, double* out) {
                    for (arma::uword k = 0; k < which.n_elem; ++k) {
-                     if (data(which(k), 0) > 3.0 && data(which(k), 0) < 5.0) throw evaluate::error("out of range");
+                     if (data(which(k), 0) > 3.0 && data(which(k), 0) < 5.0)
+                       throw evaluate::error("out of range");
                      out[k] += data(which(k), 0);
                    }
                  }});

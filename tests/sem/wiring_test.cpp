@@ -117,8 +117,9 @@ TEST(Transform, ReturnsItsArgumentWithoutExpressions) {
 }
 
 TEST(Transform, OneValueGoesTheWayOfAColumn) {
-  for (char const* text : {"log(#DATA(0) + 1)", "sqrt(#DATA(0))", "#DATA(0) ^ 2", "1 / #DATA(0)", "2 - #DATA(0)",
-                           "logit(#DATA(0) / 10)", "iphi(#DATA(0) / 10)", "yjt(#DATA(0), 0.5)", "#DATA(0)"}) {
+  for (char const* text :
+       {"log(#DATA(0) + 1)", "sqrt(#DATA(0))", "#DATA(0) ^ 2", "1 / #DATA(0)", "2 - #DATA(0)",
+        "logit(#DATA(0) / 10)", "iphi(#DATA(0) / 10)", "yjt(#DATA(0), 0.5)", "#DATA(0)"}) {
     transform const g(
         evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(text))));
     for (double x : {0.25, 1.0, 3.7}) {

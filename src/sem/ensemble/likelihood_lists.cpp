@@ -13,7 +13,8 @@ std::vector<estimator::Outcome const*> readers_of(
     estimator::Outcome const& owner, std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
   std::vector<estimator::Outcome const*> out;
   for (auto const& model : models)
-    if (model.get() != &owner && has_likelihood(*model) && model->reads(owner.y(0))) out.push_back(model.get());
+    if (model.get() != &owner && has_likelihood(*model) && model->reads(owner.y(0)))
+      out.push_back(model.get());
   return out;
 }
 

@@ -14,8 +14,8 @@ bool has_likelihood(estimator::Outcome const& model);
 
 /// The models other than `owner` whose log likelihood depends on the column of `owner`'s outcome: as a
 /// predictor, a covariate of random effects, or inside an expression.
-std::vector<estimator::Outcome const*> readers_of(estimator::Outcome const& owner,
-                                                  std::vector<std::shared_ptr<estimator::Outcome>> const& models);
+std::vector<estimator::Outcome const*> readers_of(
+    estimator::Outcome const& owner, std::vector<std::shared_ptr<estimator::Outcome>> const& models);
 
 /// Gives each incomplete outcome that other equations read the list of its own contribution and theirs, each
 /// model or block once, with the groups in which its values are accepted. An outcome that no other equation

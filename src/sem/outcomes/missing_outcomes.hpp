@@ -22,7 +22,8 @@ namespace tovik::sem {
 /// steps that draw them. No Jacobian enters: all densities of the outcome are those of y*.
 ///
 ///   no other equation reads y:   y*_i = p_i + sqrt(v_i) z_i, within the range of g
-///   other equations read y:      random-walk Metropolis or an elliptical slice on the product of the densities
+///   other equations read y:      random-walk Metropolis or an elliptical slice on the product of the
+///   densities
 ///                                of all equations that hold y
 class missing_outcomes final : public scan::value_target {
  public:
@@ -47,8 +48,7 @@ class missing_outcomes final : public scan::value_target {
 
   void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
              unsigned char* usable) override;
-  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
-                   double* out) override;
+  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups, double* out) override;
   void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
                       double* out) override;
 

@@ -24,8 +24,7 @@ class metropolis_values {
 
  private:
   void reserve(value_groups const& groups);
-  void take_back(value_groups const& groups, value_target& target, arma::Mat<double>& data,
-                 double* values);
+  void take_back(value_groups const& groups, value_target& target, arma::Mat<double>& data, double* values);
 
   std::vector<double> candidate_, old_density_, new_density_, back_;
   std::vector<arma::uword> which_;

@@ -53,7 +53,7 @@ arma::uword slice_values::propose(value_groups const& groups, double const* mean
   return n;
 }
 
-void slice_values::keep_unfinished(value_groups const&) {
+void slice_values::keep_unfinished() {
   arma::uword left = 0;
   for (arma::uword o = 0; o < n_open_; ++o) {
     arma::uword const g = open_[o];
@@ -85,7 +85,7 @@ void slice_values::draw(value_groups const& groups, value_target& target, double
       if (usable_[j] == 0) inside_[groups.group_of(which_[j])] = 0;
     arma::Col<arma::uword> const open(open_.data(), n_open_, false, true);
     target.log_likelihood(data, open, density_.data());
-    keep_unfinished(groups);
+    keep_unfinished();
     if (n_open_ == 0) break;
     if (passes > max_passes) throw error_ess("");
     shrink(rng);

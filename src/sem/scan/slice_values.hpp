@@ -25,10 +25,10 @@ class slice_values {
   void start(value_groups const& groups, value_target& target, row_scale const& scale, Random& rng,
              arma::Mat<double> const& data);
   arma::uword propose(value_groups const& groups, double const* mean, double const* values);
-  void keep_unfinished(value_groups const& groups);
+  void keep_unfinished();
   void shrink(Random& rng);
 
-  std::vector<double> nu_, candidate_, written_;    ///< per value
+  std::vector<double> nu_, candidate_, written_;                  ///< per value
   std::vector<double> threshold_, angle_, low_, high_, density_;  ///< per group
   std::vector<arma::uword> which_, open_;
   std::vector<unsigned char> usable_, inside_;

@@ -25,7 +25,8 @@ arma::Col<arma::uword> counting(arma::uword n) {
 
 }  // namespace
 
-value_groups::value_groups(arma::Col<arma::uword> units, unsigned level, estimator::acceptance const& together)
+value_groups::value_groups(arma::Col<arma::uword> units, unsigned level,
+                           estimator::acceptance const& together)
     : units_(std::move(units)),
       group_of_(counting(units_.n_elem)),
       values_(group_of_),

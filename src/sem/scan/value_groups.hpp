@@ -47,8 +47,8 @@ class value_groups {
 
   struct scratch {
     std::vector<arma::uword> units;
-    std::vector<arma::uword> to;       ///< the place in `out` of each unit
-    std::vector<arma::uword> place;    ///< per group: its place in `out` + 1, 0 if it is not asked for
+    std::vector<arma::uword> to;     ///< the place in `out` of each unit
+    std::vector<arma::uword> place;  ///< per group: its place in `out` + 1, 0 if it is not asked for
     std::vector<double> values;
   };
   mutable scratch work_;  ///< a chain is one thread

@@ -1,0 +1,186 @@
+// Missing values of an outcome that another equation reads, against closed forms.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "allocation_count.hpp"
+#include "sample_tests.hpp"
+#include "sem/settings.hpp"
+#include "small_run.hpp"
+#include "two_equations.hpp"
+
+namespace tovik::tests {
+namespace {
+
+/// Standard error of the mean of a correlated series, from 50 batches.
+double error_of_mean(arma::Col<double> const& series) {
+  arma::Mat<double> const batches = arma::reshape(series, series.n_elem / 50, 50);
+  arma::Row<double> const means = arma::mean(batches);
+  return arma::stddev(means) / std::sqrt(50.0);
+}
+
+/// A mediator and an outcome with everything known but the missing values of m.
+TwoEquations mediation() {
+  TwoEquations pair(2, {{5, 1, 7}, {3, 8}}, 71);
+  pair.m = pair.world.setup(0, {0, 2});
+  pair.m.missing_units = {0, 3, 9};
+  pair.m.resid_value = 0.8;
+  pair.y = pair.world.setup(0, {0, 9, 2});
+  pair.y.x_compute = {computed("#DATA(9) * #DATA(3)")};
+  pair.y.resid_value = 0.5;
+  pair.m.estimate_resid = pair.y.estimate_resid = false;
+  return pair;
+}
+
+// m_i | y_i is normal: precision 1 / v_m + s_i^2 / v_y with s_i the slope of y on m in row i.
+void expect_normal_conditional(bool slice) {
+  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+  TwoEquations pair = mediation();
+  pair.build();
+  pair.draw_joint();
+  arma::Mat<double>& data = pair.world.data;
+  auto const &a = pair.m.fixed_values, &b = pair.y.fixed_values;
+  constexpr arma::uword draws = 50000;
+  arma::Mat<double> seen(draws, 3);
+  for (arma::uword t = 0; t < draws; ++t) {
+    pair.of_m().draw(data);
+    for (arma::uword k = 0; k < 3; ++k) seen(t, k) = data(pair.m.missing_units(k), 9);
+  }
+  for (arma::uword k = 0; k < 3; ++k) {
+    arma::uword const i = pair.m.missing_units(k);
+    double const slope = b(1) + b(3) * data(i, 3);
+    double const rest = data(i, 1) - b(0) - b(2) * data(i, 2);
+    double const variance = 1.0 / (1.0 / 0.8 + slope * slope / 0.5);
+    double const mean = variance * ((a(0) + a(1) * data(i, 2)) / 0.8 + slope * rest / 0.5);
+    arma::Col<double> const x = seen.col(k);
+    EXPECT_NEAR(arma::mean(x), mean, 4.5 * error_of_mean(x));
+    arma::Col<double> const square = arma::square(x - mean);
+    EXPECT_NEAR(arma::mean(square), variance, 4.5 * error_of_mean(square));
+  }
+}
+
+TEST(Imputation, MetropolisDrawsFromTheNormalConditionalOfAMediator) {
+  expect_normal_conditional(false);
+}
+
+TEST(Imputation, SliceDrawsFromTheNormalConditionalOfAMediator) {
+  expect_normal_conditional(true);
+}
+
+TEST(Imputation, OnlyCellsOfMissingValuesAreWritten) {
+  for (bool slice : {false, true}) {
+    Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+    TwoEquations pair = mediation();
+    pair.build();
+    pair.draw_joint();
+    arma::Mat<double> const before = pair.world.data;
+    for (int t = 0; t < 50; ++t) pair.scan();
+    for (arma::uword i = 0; i < before.n_rows; ++i)
+      for (arma::uword j = 0; j < before.n_cols; ++j) {
+        bool const drawn = j == 9 && arma::any(pair.m.missing_units == i);
+        EXPECT_EQ(before(i, j) != pair.world.data(i, j), drawn) << i << ", " << j;
+      }
+  }
+}
+
+TEST(Imputation, TheKeptResidualFollowsTheNewValues) {
+  for (bool slice : {false, true}) {
+    Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+    TwoEquations pair = mediation();
+    pair.transformation = "log(#DATA(0))";
+    pair.build();
+    pair.draw_joint();
+    for (int t = 0; t < 20; ++t) pair.scan();
+    arma::Col<double> const log_m = arma::log(pair.world.data.col(9));
+    arma::Col<double> const expected =
+        log_m - pair.m.fixed_values(0) - pair.m.fixed_values(1) * pair.world.data.col(2);
+    EXPECT_TRUE(arma::approx_equal(arma::Mat<double>(expected), pair.of_m().compute_residual(pair.world.data),
+                                   "absdiff", 1e-10));
+    EXPECT_TRUE(arma::approx_equal(arma::Mat<double>(log_m - expected),
+                                   pair.of_m().predicted(pair.world.data), "absdiff", 1e-10));
+  }
+}
+
+TEST(Imputation, ATransformedOutcomeIsReadFromTheDataThatItIsGiven) {
+  TwoEquations pair = mediation();
+  pair.transformation = "log(#DATA(0))";
+  pair.build();
+  pair.draw_joint();
+  pair.scan();
+  arma::Mat<double> other = pair.world.data;
+  other.col(9) *= 2.0;
+  arma::Mat<double> const change =
+      pair.of_m().compute_residual(other) - pair.of_m().compute_residual(pair.world.data);
+  EXPECT_TRUE(arma::all(arma::vectorise(arma::abs(change - std::log(2.0))) < 1e-12));
+}
+
+TEST(Imputation, ACompleteTransformedOutcomeIsARegressionOfItsTransform) {
+  World world(2, {{5, 1, 7}, {3, 8}}, 72);
+  simulate_outcome(world, 0, 1.0, 72);
+  sem::normal_setup setup = world.setup(0, {0, 2});
+  setup.z[0] = {0};
+  setup.icept = {1};
+  LoneEstimator one(5), two(5);
+  sem::Normal plain(&one, setup), transformed(&two, setup);
+  transformed.addTransform(
+      evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast("log(#DATA(0))"))));
+  arma::Mat<double> exponential = world.data;
+  exponential.col(1) = arma::exp(world.data.col(1));
+  for (int t = 0; t < 20; ++t) {
+    plain.draw(world.data);
+    transformed.draw(exponential);
+  }
+  EXPECT_TRUE(arma::approx_equal(plain.params(world.data), transformed.params(exponential), "reldiff", 1e-8));
+  EXPECT_NEAR(plain.logLiklihood(world.data), transformed.logLiklihood(exponential), 1e-8);
+}
+
+/// Allocations of 100 scans after the first ten.
+std::size_t allocations_of_scans(TwoEquations& pair, bool slice) {
+  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+  pair.build();
+  pair.draw_joint();
+  for (int t = 0; t < 10; ++t) pair.scan();
+  std::size_t const before = allocations();
+  for (int t = 0; t < 100; ++t) pair.scan();
+  return allocations() - before;
+}
+
+nesting many_clusters() {
+  nesting out(20);
+  for (unsigned top = 0; top < 20; ++top)
+    for (unsigned c = 0; c < 5; ++c) out[top].push_back(1 + (top + 3 * c) % 9);
+  return out;
+}
+
+TEST(Imputation, NoAllocationInASteadyScan) {
+  for (char const* transformation : {"", "log(#DATA(0))", "sqrt(#DATA(0))"}) {
+    for (bool slice : {false, true}) {
+      TwoEquations pair(2, many_clusters(), 73);
+      pair.transformation = transformation;
+      pair.m = pair.world.setup(0, {0, 2});
+      pair.m.z[0] = {0};
+      pair.m.icept = {1};
+      pair.m.missing_units = arma::regspace<arma::Col<arma::uword>>(0, 3, 300);
+      pair.y = pair.world.setup(0, {0, 9, 2});
+      pair.y.z[0] = {0, 9};
+      pair.y.icept = {1};
+      EXPECT_EQ(allocations_of_scans(pair, slice), 0U) << transformation << slice;
+    }
+  }
+}
+
+TEST(Imputation, NoAllocationWithAMediatorOfLevelTwo) {
+  for (bool slice : {false, true}) {
+    TwoEquations pair(2, many_clusters(), 74);
+    pair.m = pair.world.setup(1, {0, 6});
+    pair.m.missing_units = arma::regspace<arma::Col<arma::uword>>(0, 3, 60);
+    pair.y = pair.world.setup(0, {0, 9, 2});
+    pair.y.z[0] = {0};
+    pair.y.icept = {1};
+    EXPECT_EQ(allocations_of_scans(pair, slice), 0U) << slice;
+  }
+}
+
+}  // namespace
+}  // namespace tovik::tests

@@ -1,0 +1,151 @@
+#pragma once
+
+#include <armadillo>
+#include <cmath>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "scan_world.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+
+namespace tovik::tests {
+
+/// A mediator m and an outcome y that reads it, with known coefficients and the proper prior for variances:
+/// their joint distribution, from which states can be drawn directly, and the models that sample it.
+///
+/// Columns are those of World; m stands in column 9, the number of the level-2 cluster in 10, of the level-3
+/// cluster in 11.
+class TwoEquations {
+ public:
+  static constexpr arma::uword m_column = 9;
+
+  World world;
+  sem::normal_setup m, y;
+  std::string transformation;  ///< of m, in "#DATA(0)"; empty for none
+
+  TwoEquations(unsigned levels, nesting const& sizes, std::uint32_t seed)
+      : world(levels, sizes, seed), estimator_(seed), rng_(seed, 4U) {
+    world.data.insert_cols(9, 3);
+    for (std::size_t l = 1; l < world.units.size(); ++l)
+      for (arma::uword i = 0; i < world.data.n_rows; ++i)
+        world.data(i, 9 + l) = static_cast<double>(world.units[l](i)) + 1.0;
+  }
+
+  sem::Normal& of_m() { return *models_[0]; }
+  sem::Normal& of_y() { return *models_[1]; }
+  Random& rng() { return rng_; }
+
+  double last_coefficient = 0.6;
+
+  /// After the setups are complete. Coefficients of both equations go from -0.5 to the last one.
+  void build(bool linked = true) {
+    for (sem::normal_setup* setup : {&m, &y}) {
+      arma::uword const k = setup->x.n_elem + setup->x_compute.size();
+      setup->prior = {1, 1};
+      setup->fixed = arma::regspace<arma::Col<arma::uword>>(0, k - 1);
+      setup->fixed_values =
+          k == 1 ? arma::Col<double>{last_coefficient} : arma::linspace(-0.5, last_coefficient, k).eval();
+      setup->mutable_columns.assign(world.data.n_cols, false);
+      setup->mutable_columns[1] = setup->mutable_columns[m_column] = true;
+    }
+    m.y = m_column;
+    models_ = {std::make_shared<sem::Normal>(&estimator_, m), std::make_shared<sem::Normal>(&estimator_, y)};
+    if (!transformation.empty())
+      of_m().addTransform(
+          evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(transformation))));
+    if (!linked) return;
+    sem::level_units units;
+    for (auto const& ids : world.units) units.push_back(&ids);
+    sem::wire_likelihood_lists({models_.begin(), models_.end()}, units, world.data);
+  }
+
+  /// Everything from the joint distribution. `admitted`: the y* of m that have a place; null for all.
+  void draw_joint(std::function<bool(double)> const& admitted = nullptr) {
+    draw_equation(of_m(), m, transformation, admitted);
+    draw_equation(of_y(), y, "", nullptr);
+  }
+
+  void scan() {
+    of_m().draw(world.data);
+    of_y().draw(world.data);
+  }
+
+  /// Functions of the state that see means, variances, and how m, y and the effects hang together.
+  std::vector<double> functions() {
+    std::vector<double> out;
+    std::vector<arma::Mat<double>> e;
+    for (auto const& model : models_) {
+      e.push_back(model->compute_residual(world.data));
+      double const sd = std::sqrt(model->sigma2);
+      if (model->estimate_resid) out.push_back(std::log(model->sigma2));
+      out.push_back(std::log(arma::accu(arma::square(e.back())) / model->sigma2));
+      out.push_back(arma::accu(e.back()) / sd);
+      out.push_back(e.back()(0) / sd);
+      for (auto const& u : model->u)
+        if (u.n_cols > 0) out.insert(out.end(), {u(0, 0), u(1, u.n_cols - 1) * u(1, 0)});
+    }
+    for (arma::uword k : {arma::uword{0}, m.missing_units.n_elem - 1}) {
+      arma::uword const unit = m.missing_units(k);
+      arma::uword const row = world.first_rows[m.level](unit);
+      double const value = world.data(row, m_column);
+      out.insert(out.end(), {value, e[0](unit) / std::sqrt(of_m().sigma2), value * world.data(row, 1)});
+    }
+    return out;
+  }
+
+ private:
+  void draw_equation(sem::Normal& model, sem::normal_setup const& setup, std::string const& transform,
+                     std::function<bool(double)> const& admitted) {
+    if (setup.estimate_resid) model.sigma2 = 1.0 / rng_.rgamma(1.0, 2.0);
+    for (unsigned L = 0; L < setup.n_levels; ++L) draw_effects(model, L);
+    auto const& rows = *setup.cluster.own_rows[0];
+    arma::Col<double> value(rows.n_elem, arma::fill::zeros);
+    add_fixed(setup, rows, value);
+    for (unsigned L = 0; L < setup.n_levels; ++L)
+      for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
+        for (arma::uword i = 0; i < value.n_elem; ++i)
+          value(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
+    for (double& v : value) {
+      double const mean = v;
+      do v = mean + std::sqrt(model.sigma2) * rng_.rnorm();
+      while (admitted && !admitted(v));
+    }
+    if (!transform.empty()) {
+      std::unique_ptr<evaluate::node> const forward(evaluate::opt_ast(transform));
+      std::unique_ptr<evaluate::node> const back(forward->inverse());
+      value = back->eval(static_cast<arma::Mat<double> const&>(value));
+    }
+    for (arma::uword row = 0; row < world.data.n_rows; ++row)
+      world.data(row, setup.y) = value(world.units[setup.level](row));
+  }
+
+  void draw_effects(sem::Normal& model, unsigned L) {
+    arma::uword const q = model.u[L].n_cols;
+    if (q == 0) return;
+    if (q == 1)
+      model.iSigma[L](0, 0) = rng_.rgamma(1.0, 2.0);
+    else
+      model.iSigma[L] = rng_.rwish(static_cast<int>(q) + 1, arma::eye(q, q));
+    model.Sigma[L] = arma::inv_sympd(model.iSigma[L]);
+    model.u[L] =
+        rng_.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
+  }
+
+  void add_fixed(sem::normal_setup const& setup, arma::Col<arma::uword> const& rows,
+                 arma::Col<double>& value) const {
+    for (arma::uword j = 0; j < setup.fixed_values.n_elem; ++j) {
+      arma::Col<double> const column = j < setup.x.n_elem
+                                           ? arma::Col<double>(world.data.col(setup.x(j)))
+                                           : setup.x_compute[j - setup.x.n_elem].node->eval(world.data);
+      for (arma::uword i = 0; i < value.n_elem; ++i) value(i) += setup.fixed_values(j) * column(rows(i));
+    }
+  }
+
+  LoneEstimator estimator_;
+  Random rng_;
+  std::vector<std::shared_ptr<sem::Normal>> models_;
+};
+
+}  // namespace tovik::tests
