@@ -79,8 +79,8 @@ class chain_group {
     std::fflush(Output::fp);
   }
 
-  /// The acceptance rates of the Metropolis steps; prints nothing for a sampler without such steps. Unless `all`,
-  /// only those out of bounds are shown, and chains without any are counted.
+  /// The acceptance rates of the Metropolis steps; prints nothing for a sampler without such steps. Unless
+  /// `all`, only those out of bounds are shown, and chains without any are counted.
   void printTune(std::FILE* stream, const VariableList& vars, const ModelList& models, bool all) const {
     require_chains();
     const bool any = std::any_of(chains_.begin(), chains_.end(),
@@ -101,11 +101,11 @@ class chain_group {
     std::fflush(stream);
   }
 
-  /// Pushes the warning about acceptance rates out of bounds, if there are any; whether they are printed or not.
+  /// Pushes the warning about acceptance rates out of bounds, if there are any; whether they are printed or
+  /// not.
   void warnTune() const {
-    const bool warn = std::any_of(chains_.begin(), chains_.end(), [](const chain<T>& one) {
-      return one.estimator().tune_warning();
-    });
+    const bool warn = std::any_of(chains_.begin(), chains_.end(),
+                                  [](const chain<T>& one) { return one.estimator().tune_warning(); });
     if (!warn) return;
     warning::buffer.push(
         "WARNING: One or more tuning parameters had a suboptimal acceptance probability.\n"

@@ -66,8 +66,8 @@ bool has_predictor(const Model& model, const anyVariable& term) {
   });
 }
 
-/// Something with a scale of its own: a variable of the data, a factor or a random effect, or the means or the
-/// propensity behind it.
+/// Something with a scale of its own: a variable of the data, a factor or a random effect, or the means or
+/// the propensity behind it.
 bool can_play_a_role(const anyVariable& term) {
   if (term.type == model::type::missing) return false;
   switch (term.variable->type) {
@@ -236,8 +236,8 @@ class simple_reader {
     const std::vector<unsigned> columns = moderator.term.indicator();
     for (std::size_t k = 0; k < columns.size(); ++k) {
       const bool coded = v.type == data::type::nominal;
-      const auto* code = coded ? dynamic_cast<const data::dummy*>(v.dummies.at(k % v.dummies.size()).get())
-                               : nullptr;
+      const auto* code =
+          coded ? dynamic_cast<const data::dummy*>(v.dummies.at(k % v.dummies.size()).get()) : nullptr;
       const double held = code != nullptr ? (code->value() == value ? 1.0 : 0.0) : value;
       out.columns.emplace_back(columns[k], held);
     }

@@ -74,7 +74,8 @@ effect_text read_effect(const std::string& text, const std::string& line) {
   if (sides.size() != 2) wrong_form(line);
   const std::vector<std::string> focal = words(sides[0]);
   if (focal.empty() || words(sides[1]).empty()) wrong_form(line);
-  if (focal.size() > 1 || focal.front().find('@') != std::string::npos) throw error(misspecified_simple(line));
+  if (focal.size() > 1 || focal.front().find('@') != std::string::npos)
+    throw error(misspecified_simple(line));
   return {focal.front(), moderator_reader(sides[1], line).take()};
 }
 

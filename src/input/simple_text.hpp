@@ -20,8 +20,8 @@ struct effect_text {
   std::vector<moderator_text> moderators;
 };
 
-/// Reads the statement of a SIMPLE command: effects with commas between. Throws tovik::error for a statement or
-/// an effect of another form, and for a value that is neither a number nor a number and "sd".
+/// Reads the statement of a SIMPLE command: effects with commas between. Throws tovik::error for a statement
+/// or an effect of another form, and for a value that is neither a number nor a number and "sd".
 std::vector<effect_text> read_simple(const std::string& line);
 
 /// The message for an effect that cannot be read, and the first line of others.

@@ -137,7 +137,8 @@ void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, con
 
   std::fprintf(stream, "  Printing out PSR for last %i comparisons:\n\n", static_cast<int>(shown));
   burn.printPSRHeader(stream, shown);
-  const numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(), width);
+  const numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(),
+                           width);
   rows.heading();
   label_report(stream, models, rows).print();
   std::fputs("\n", stream);

@@ -58,8 +58,8 @@ void print_parameters(const Table& table, const Model& model, const ModelList& m
   }
 }
 
-/// The known correlations of a block, by their place among its standardized rows: for each member the standard
-/// deviation, then its correlations with the members behind it.
+/// The known correlations of a block, by their place among its standardized rows: for each member the
+/// standard deviation, then its correlations with the members behind it.
 std::map<std::size_t, double> fixed_correlation_rows(const Model& model) {
   std::map<std::size_t, double> out;
   if (!model.is_multi()) return out;
@@ -207,7 +207,8 @@ class outcome_report {
     const auto hidden = std::count_if(models_.begin(), models_.end(),
                                       [](const Model& m) { return m.block == block::predef::hidden; });
     if (hidden == 0) return;
-    std::fprintf(stream_, "  WARNING: %i models were suppressed from printing.\n\n", static_cast<int>(hidden));
+    std::fprintf(stream_, "  WARNING: %i models were suppressed from printing.\n\n",
+                 static_cast<int>(hidden));
   }
 
   void print_summaries(const char* end) const {

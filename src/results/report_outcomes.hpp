@@ -15,8 +15,8 @@ class SimpleList;
 /// then correlations that phantoms carry (at each change of block), parameters with priors of their own and
 /// computed parameters in tables of their own.
 ///
-/// `estimates` has the rows of all equations, also of those that are not printed; `simple` those of `effects`.
-/// An empty table prints frames without rows. Returns true if something was printed.
+/// `estimates` has the rows of all equations, also of those that are not printed; `simple` those of
+/// `effects`. An empty table prints frames without rows. Returns true if something was printed.
 bool print_outcomes(std::FILE* stream, const VariableList& variables, const ModelList& models,
                     const Summary& estimates, const Summary& simple, const sem::SimpleList& effects);
 

@@ -13,9 +13,9 @@ enum class row_class { variance, fixed, threshold, transform };
 
 struct parameter_row {
   row_class kind;
-  std::string label;     ///< without the tag
-  bool is_fixed;         ///< held at a value by the model
-  double value = 0;      ///< that value
+  std::string label;  ///< without the tag
+  bool is_fixed;      ///< held at a value by the model
+  double value = 0;   ///< that value
 };
 
 /// The rows of one model in the order of its estimates.

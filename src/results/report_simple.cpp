@@ -141,7 +141,8 @@ unsigned print_simple_slopes(std::FILE* stream, SimpleList const& list, std::uin
   bool deviations = false;
   for (SimpleSlopes const& effect : found->effects) {
     arma::uword const end = std::min<arma::uword>(at + 2, table.n_rows);
-    effect.print(stream, at < end ? arma::Mat<double>(table.rows(at, end - 1)) : arma::Mat<double>(), columns);
+    effect.print(stream, at < end ? arma::Mat<double>(table.rows(at, end - 1)) : arma::Mat<double>(),
+                 columns);
     deviations = deviations || effect.isSD();
     at += 2;
   }

@@ -31,8 +31,8 @@ tuning_label label_of(const Model& model) {
 void print_tuning_table(std::FILE* stream, const std::vector<sem::estimator::tune_results>& results,
                         const std::vector<tuning_label>& labels, bool all) {
   if (results.size() != labels.size()) throw error_debug("Incorrect names to tuning results.");
-  std::fprintf(stream, "    %-25s  %13s  %13s  %13s  %13s \n", "Type", "Variable", "Multiplier", "Target Value",
-               "Probability");
+  std::fprintf(stream, "    %-25s  %13s  %13s  %13s  %13s \n", "Type", "Variable", "Multiplier",
+               "Target Value", "Probability");
   for (std::size_t i = 0; i < results.size(); ++i) {
     for (const sem::estimator::tune_obj& entry : results[i]) {
       if (entry.total == 0 || (!all && !entry.failed())) continue;

@@ -35,13 +35,14 @@ void SimpleSlopes::bind(arma::Mat<double> const& betas, arma::Col<arma::uword> c
                         std::vector<double const*> deviations) {
   if (deviations.size() != moderators_.size() || betas.n_rows != x.n_elem + x_compute.size())
     throw error_debug("Conditional effects do not fit their model.");
+  check_columns(n_columns);
   betas_ = &betas;
   x_ = &x;
   x_compute_ = &x_compute;
   deviations_ = std::move(deviations);
   moving_ = isSD() || std::any_of(x_compute.begin(), x_compute.end(), [](estimator::compute const& column) {
-    return !column.node->parameter_cells().empty();
-  });
+              return !column.node->parameter_cells().empty();
+            });
   check_computed();
   row_.zeros(1, n_columns);
   row_(0, constant_) = 1.0;
@@ -52,17 +53,26 @@ void SimpleSlopes::bind(arma::Mat<double> const& betas, arma::Col<arma::uword> c
   check_weights();
 }
 
+/// Columns that are appended for what equations use must be there.
+void SimpleSlopes::check_columns(arma::uword n_columns) const {
+  const auto outside = [&](arma::uword column) { return column >= n_columns; };
+  bool wrong = outside(constant_) || std::any_of(focal_columns_.begin(), focal_columns_.end(), outside);
+  for (moderator const& m : moderators_) {
+    for (auto const& [column, at] : m.columns) wrong = wrong || outside(column);
+  }
+  if (wrong) throw error_debug("Conditional effects do not fit their data.");
+}
+
 /// A mean or a standard deviation has no value at one point.
 void SimpleSlopes::check_computed() const {
   for (estimator::compute const& column : *x_compute_) {
     if (!column.couples_rows()) continue;
     auto const& reads = column.columns();
     if (std::none_of(reads.begin(), reads.end(), [&](unsigned k) { return involves(k); })) continue;
-    throw error(
-        "ERROR: A conditional effect of \"" + focal_ +
-        "\" cannot be computed\n"
-        "       from a model term that depends on a column statistic\n"
-        "       of the focal or moderator variable.");
+    throw error("ERROR: A conditional effect of \"" + focal_ +
+                "\" cannot be computed\n"
+                "       from a model term that depends on a column statistic\n"
+                "       of the focal or moderator variable.");
   }
 }
 
@@ -147,8 +157,7 @@ arma::Col<double> SimpleList::estimates() const {
 }
 
 ModelSlopes const* SimpleList::find(std::uint32_t model) const {
-  auto const at =
-      std::find_if(begin(), end(), [&](ModelSlopes const& list) { return list.model == model; });
+  auto const at = std::find_if(begin(), end(), [&](ModelSlopes const& list) { return list.model == model; });
   return at == end() ? nullptr : &*at;
 }
 

@@ -14,18 +14,18 @@ namespace tovik::sem {
 
 /// Where the standard deviation of a moderator is read from. Levels count as in the catalogue.
 struct deviation_source {
-  unsigned column = 0;                              ///< of the prepared data
-  unsigned level = 0;                               ///< whose units are counted
-  data::center centering = data::center::grand;     ///< the means from which deviations are taken
-  unsigned mean_column = data::variable::no_column; ///< of latent cluster means; none: means of the cells
+  unsigned column = 0;                               ///< of the prepared data
+  unsigned level = 0;                                ///< whose units are counted
+  data::center centering = data::center::grand;      ///< the means from which deviations are taken
+  unsigned mean_column = data::variable::no_column;  ///< of latent cluster means; none: means of the cells
 };
 
 /// One moderator of a conditional effect, at one value.
 struct moderator {
   std::string name;
-  std::string text;      ///< the value as written
-  double value = 0;      ///< of a nominal moderator its category
-  bool in_sd = false;    ///< the value counts standard deviations
+  std::string text;    ///< the value as written
+  double value = 0;    ///< of a nominal moderator its category
+  bool in_sd = false;  ///< the value counts standard deviations
   /// The columns of the prepared data that stand for the moderator, and what they hold: the value, or for the
   /// dummy codes of a nominal moderator 1 and 0.
   std::vector<std::pair<unsigned, double>> columns;
@@ -38,17 +38,17 @@ struct moderator {
 ///   intercept = wI'b,   slope = wS'b,
 ///   wI_j = f_j(0),      wS_j = (f_j(1) - f_j(-1)) / 2,
 ///
-/// where f_j(x) is the j-th column of the design with the focal predictor at x, the moderators at their values
-/// and all other predictors at 0. A product with the focal predictor gives the value of the other factors, its
-/// square nothing. Values in standard deviations, and terms that read parameters, move the weights with the
-/// draws.
+/// where f_j(x) is the j-th column of the design with the focal predictor at x, the moderators at their
+/// values and all other predictors at 0. A product with the focal predictor gives the value of the other
+/// factors, its square nothing. Values in standard deviations, and terms that read parameters, move the
+/// weights with the draws.
 ///
 /// Built from the command file without a chain; each chain copies it and binds its copy.
 class SimpleSlopes {
  public:
   /// `model` is the place of the equation in the list; `columns` are those of the focal predictor, `constant`
-  /// is the column of ones. Throws error_debug "Nominal Simple Slopes not allowed." unless the focal predictor
-  /// has one column at each level.
+  /// is the column of ones. Throws error_debug "Nominal Simple Slopes not allowed." unless the focal
+  /// predictor has one column at each level.
   SimpleSlopes(std::uint32_t model, std::string focal, std::vector<unsigned> columns, unsigned constant,
                std::vector<moderator> moderators);
 
@@ -58,11 +58,11 @@ class SimpleSlopes {
   /// Some moderator stands at a value in standard deviations.
   bool isSD() const;
 
-  /// Ties the effect to one chain: `betas` is the column of coefficients, `x` and `x_compute` are the plain and
-  /// the computed columns of its design, `n_columns` is the width of the data; `deviations` has for each
+  /// Ties the effect to one chain: `betas` is the column of coefficients, `x` and `x_compute` are the plain
+  /// and the computed columns of its design, `n_columns` is the width of the data; `deviations` has for each
   /// moderator the address of its current standard deviation, null for a plain value. All must outlive the
-  /// object. Throws tovik::error when a weight is not finite or when a computed column holds a statistic of the
-  /// focal predictor or of a moderator.
+  /// object. Throws tovik::error when a weight is not finite or when a computed column holds a statistic of
+  /// the focal predictor or of a moderator.
   void bind(arma::Mat<double> const& betas, arma::Col<arma::uword> const& x,
             std::vector<estimator::compute> const& x_compute, arma::uword n_columns,
             std::vector<double const*> deviations);
@@ -77,13 +77,15 @@ class SimpleSlopes {
   /// "x |", then " m @ 1.00 SD" for each moderator.
   std::vector<std::string> label() const;
   /// The label, then the rows of the intercept and the slope: `table` has one row for each of them.
-  void print(std::FILE* stream, arma::Mat<double> const& table, std::vector<std::string> const& columns) const;
+  void print(std::FILE* stream, arma::Mat<double> const& table,
+             std::vector<std::string> const& columns) const;
 
  private:
   void updateSlopeConvert();
   void set_moderators();
   void design_at(double focal, arma::Col<double>& out);
   bool involves(unsigned column) const;
+  void check_columns(arma::uword n_columns) const;
   void check_computed() const;
   void check_weights() const;
 
@@ -98,11 +100,11 @@ class SimpleSlopes {
   arma::Col<arma::uword> const* x_ = nullptr;
   std::vector<estimator::compute> const* x_compute_ = nullptr;
   std::vector<double const*> deviations_;
-  bool moving_ = false;       ///< the weights change from draw to draw
-  arma::Mat<double> row_;     ///< one row of data: the point at which the design is taken
+  bool moving_ = false;    ///< the weights change from draw to draw
+  arma::Mat<double> row_;  ///< one row of data: the point at which the design is taken
   arma::Col<double> intercept_weights_;
   arma::Col<double> slope_weights_;
-  arma::Col<double> below_;   ///< the design at -1
+  arma::Col<double> below_;  ///< the design at -1
 };
 
 /// The conditional effects of one equation.
@@ -124,8 +126,9 @@ class SimpleList : public std::vector<ModelSlopes> {
   ModelSlopes const* find(std::uint32_t model) const;
 };
 
-/// Prints the block "Conditional Effects" of an equation from the first rows of `table` and returns the number
-/// of rows that it took. A null stream only counts. Throws tovik::error for an equation without effects.
+/// Prints the block "Conditional Effects" of an equation from the first rows of `table` and returns the
+/// number of rows that it took. A null stream only counts. Throws tovik::error for an equation without
+/// effects.
 unsigned print_simple_slopes(std::FILE* stream, SimpleList const& list, std::uint32_t model,
                              arma::Mat<double> const& table, std::vector<std::string> const& columns);
 

@@ -120,7 +120,9 @@ class Tuning : public testing::Test {
   void TearDown() override { tovik::warning::buffer.clear(); }
 };
 
-TEST_F(Tuning, IsSilentWithoutProposals) { EXPECT_EQ(print(false, false, true), ""); }
+TEST_F(Tuning, IsSilentWithoutProposals) {
+  EXPECT_EQ(print(false, false, true), "");
+}
 
 TEST_F(Tuning, ShowsEveryChainInFull) {
   EXPECT_EQ(print(true, false, true),

@@ -24,8 +24,9 @@ class Simple : public CommandFile {
 
   sem::SimpleList run(const std::string& simple, const std::string& model = "y ~ x m x*m",
                       const std::string& more = "FIXED: x m z g n;") {
-    const auto input = read("DATA: s.csv; CLUSTERID: c; ORDINAL: g; NOMINAL: n; SEED: 1; BURN: 10; ITER: 20; " +
-                            more + " MODEL: " + model + "; SIMPLE: " + simple + ";");
+    const auto input =
+        read("DATA: s.csv; CLUSTERID: c; ORDINAL: g; NOMINAL: n; SEED: 1; BURN: 10; ITER: 20; " + more +
+             " MODEL: " + model + "; SIMPLE: " + simple + ";");
     arma::Mat<double> data = input->data();
     VariableList vars = input->variableList(data);
     vars.truncateNames();
@@ -43,7 +44,8 @@ class Simple : public CommandFile {
   static Names labels(const sem::SimpleList& list) {
     Names out;
     for (const auto& model : list) {
-      for (const auto& effect : model.effects) out.push_back(std::to_string(model.model) + " " + join(effect.label(), ""));
+      for (const auto& effect : model.effects)
+        out.push_back(std::to_string(model.model) + " " + join(effect.label(), ""));
     }
     return out;
   }
@@ -72,7 +74,8 @@ TEST_F(Simple, StatementsFollowEachOther) {
 }
 
 TEST_F(Simple, EveryEquationWithBothVariablesHasTheEffect) {
-  EXPECT_EQ(labels(run("x | m @ 1", "y ~ x m x*m; z ~ x m", "FIXED: x m;")), (Names{"0 x | m @ 1", "1 x | m @ 1"}));
+  EXPECT_EQ(labels(run("x | m @ 1", "y ~ x m x*m; z ~ x m", "FIXED: x m;")),
+            (Names{"0 x | m @ 1", "1 x | m @ 1"}));
 }
 
 TEST_F(Simple, SeveralModerators) {
@@ -123,8 +126,8 @@ TEST_F(Simple, RefusesANominalFocalVariable) {
 TEST_F(Simple, TheFocalVariableIsAPredictor) {
   for (const std::string name : {"z", "nothing", "y"}) {
     EXPECT_EQ(fault_of(name + " | m @ 1"), term(name + " | m @ 1", "         The focal variable \"" + name +
-                                                                        "\" must be a predictor\n"
-                                                                        "         in the MODEL statement."));
+                                                                       "\" must be a predictor\n"
+                                                                       "         in the MODEL statement."));
   }
 }
 
@@ -141,10 +144,9 @@ TEST_F(Simple, FocalVariableAndModeratorStandInOneEquation) {
 }
 
 TEST_F(Simple, TheModeratorHasItsMainEffect) {
-  EXPECT_EQ(fault_of("x | m @ 1", "y ~ x x*m"),
-            term("x | m @ 1",
-                 "         The moderator variable \"m\" must have\n"
-                 "         its main effect in the model."));
+  EXPECT_EQ(fault_of("x | m @ 1", "y ~ x x*m"), term("x | m @ 1",
+                                                     "         The moderator variable \"m\" must have\n"
+                                                     "         its main effect in the model."));
 }
 
 TEST_F(Simple, TheInterceptPlaysNoRole) {
@@ -165,8 +167,8 @@ TEST_F(Simple, StandardDeviationsAreThoseOfCenteredContinuousModerators) {
 }
 
 TEST_F(Simple, ReadsStandardDeviationsWithAndWithoutABlank) {
-  const sem::SimpleList list = run("x | m @ -1 Sd, x | m @ 1.5SD, x | m @ - 2 sd", "y ~ x m x*m",
-                                   "FIXED: x; CENTER: groupmean = m;");
+  const sem::SimpleList list =
+      run("x | m @ -1 Sd, x | m @ 1.5SD, x | m @ - 2 sd", "y ~ x m x*m", "FIXED: x; CENTER: groupmean = m;");
   EXPECT_EQ(labels(list), (Names{"0 x | m @ -1.00 SD", "0 x | m @ 1.50 SD", "0 x | m @ -2.00 SD"}));
   EXPECT_TRUE(list[0].effects[0].isSD());
   const sem::deviation_source& source = list[0].effects[0].moderators()[0].source;

@@ -37,9 +37,15 @@ std::string row(const std::string& label, const std::string& number, const std::
 std::string full(const std::string& label, int k) {
   return row(label, format("%.3f", k + 0.5), format("%.3f", 10.0 * k), format("%.3f", 0.01 * k));
 }
-std::string untested(const std::string& label, int k) { return row(label, format("%.3f", k + 0.5)); }
-std::string by(const std::string& label, int k) { return untested("by " + label, k); }
-std::string title(const std::string& text) { return format("%-32s\n", text.c_str()); }
+std::string untested(const std::string& label, int k) {
+  return row(label, format("%.3f", k + 0.5));
+}
+std::string by(const std::string& label, int k) {
+  return untested("by " + label, k);
+}
+std::string title(const std::string& text) {
+  return format("%-32s\n", text.c_str());
+}
 
 class ReportOutcomes : public testing::Test {
  protected:
@@ -63,12 +69,12 @@ class ReportOutcomes : public testing::Test {
 
 TEST_F(ReportOutcomes, ANormalEquation) {
   run_models run(0, {"y ~ x z@2"});
-  EXPECT_EQ(print(run.all),
-            summaries + "\nOutcome Variable:  y          \n\n" + heading + title("Variances:") +
-                untested("Residual Var.", 1) + "\n" + title("Coefficients:") + full("Intercept", 2) +
-                full("x", 3) + row("z", "2.000") + "\n" + title("Standardized Coefficients:") + full("x", 5) +
-                full("z", 6) + "\n" + title("Proportion Variance Explained") + by("Coefficients", 7) +
-                by("Residual Variation", 8) + closing + "\n\n\n");
+  EXPECT_EQ(print(run.all), summaries + "\nOutcome Variable:  y          \n\n" + heading +
+                                title("Variances:") + untested("Residual Var.", 1) + "\n" +
+                                title("Coefficients:") + full("Intercept", 2) + full("x", 3) +
+                                row("z", "2.000") + "\n" + title("Standardized Coefficients:") +
+                                full("x", 5) + full("z", 6) + "\n" + title("Proportion Variance Explained") +
+                                by("Coefficients", 7) + by("Residual Variation", 8) + closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, FixedValuesAreNumbersOnRequestAndBehindOtherFirstColumns) {
@@ -94,31 +100,31 @@ TEST_F(ReportOutcomes, AFixedResidualVarianceShowsItsValue) {
 
 TEST_F(ReportOutcomes, AProbitHasAVarianceOfOneAndThresholds) {
   run_models run(0, {"grade ~ x"});
-  EXPECT_EQ(print(run.all),
-            summaries + "\nOutcome Variable:  grade      \n\n" + heading + title("Variances:") +
-                row("Residual Var.", "1.000") + "\n" + title("Coefficients:") + full("Intercept", 2) +
-                full("x", 3) + "\n" + title("Thresholds:") + untested("Tau 1", 4) + "\n" +
-                title("Standardized Coefficients:") + full("x", 5) + "\n" +
-                title("Proportion Variance Explained") + by("Coefficients", 6) + by("Residual Variation", 7) +
-                closing + "\n\n\n");
+  EXPECT_EQ(print(run.all), summaries + "\nOutcome Variable:  grade      \n\n" + heading +
+                                title("Variances:") + row("Residual Var.", "1.000") + "\n" +
+                                title("Coefficients:") + full("Intercept", 2) + full("x", 3) + "\n" +
+                                title("Thresholds:") + untested("Tau 1", 4) + "\n" +
+                                title("Standardized Coefficients:") + full("x", 5) + "\n" +
+                                title("Proportion Variance Explained") + by("Coefficients", 6) +
+                                by("Residual Variation", 7) + closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, ALogitHasOddsRatios) {
   run_models run(0, {"logit(bin) ~ x"});
-  EXPECT_EQ(print(run.all),
-            summaries + "\nOutcome Variable:  bin        \n\n" + heading + "\n" + title("Coefficients:") +
-                full("Intercept", 1) + full("x", 2) + "\n" + title("Odds Ratio:") + untested("Intercept", 3) +
-                untested("x", 4) + "\n" + title("Proportion Variance Explained") + by("Coefficients", 5) +
-                by("Residual Variation", 6) + closing + "\n\n\n");
+  EXPECT_EQ(print(run.all), summaries + "\nOutcome Variable:  bin        \n\n" + heading + "\n" +
+                                title("Coefficients:") + full("Intercept", 1) + full("x", 2) + "\n" +
+                                title("Odds Ratio:") + untested("Intercept", 3) + untested("x", 4) + "\n" +
+                                title("Proportion Variance Explained") + by("Coefficients", 5) +
+                                by("Residual Variation", 6) + closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, ACountHasADispersionAndExponentiatedCoefficients) {
   run_models run(0, {"visits ~ x"});
-  EXPECT_EQ(print(run.all),
-            summaries + "\nOutcome Variable:  visits     \n\n" + heading + title("Variances:") +
-                untested("Dispersion Parameter", 1) + "\n" + title("Coefficients:") + full("Intercept", 2) +
-                full("x", 3) + "\n" + title("Exponentiated Coefficients:") + untested("Intercept", 4) +
-                untested("x", 5) + closing + "\n\n\n");
+  EXPECT_EQ(print(run.all), summaries + "\nOutcome Variable:  visits     \n\n" + heading +
+                                title("Variances:") + untested("Dispersion Parameter", 1) + "\n" +
+                                title("Coefficients:") + full("Intercept", 2) + full("x", 3) + "\n" +
+                                title("Exponentiated Coefficients:") + untested("Intercept", 4) +
+                                untested("x", 5) + closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, ANominalOutcomeRepeatsForEachCode) {
@@ -127,8 +133,8 @@ TEST_F(ReportOutcomes, ANominalOutcomeRepeatsForEachCode) {
     return "\n" + title("Coefficients:") + full("Intercept", first) + full("x", first + 1) + "\n" +
            title("Odds Ratio:") + untested("Intercept", first + 2) + untested("x", first + 3);
   };
-  EXPECT_EQ(print(run.all), summaries + "\nOutcome Variable:  g          \n\n" + heading + title("g.2") + rows(1) +
-                                title("g.3") + rows(5) + closing + "\n\n\n");
+  EXPECT_EQ(print(run.all), summaries + "\nOutcome Variable:  g          \n\n" + heading + title("g.2") +
+                                rows(1) + title("g.3") + rows(5) + closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, ALatentVariableAndItsTitle) {
@@ -151,12 +157,12 @@ TEST_F(ReportOutcomes, ABlockHasCovariancesAndCorrelations) {
   const unsigned block = run.all.subset_multi().at(0);
   const int k = static_cast<int>(run.all.row_starts()[block]);
   EXPECT_EQ(text.substr(at),
-            "\nCovariance Matrix: y y2 y10   \n\n" + heading + title("Covariances:") + untested("Var(y)", k + 1) +
-                untested("Cov(y,y2)", k + 2) + untested("Cov(y,y10)", k + 3) + untested("Var(y2)", k + 4) +
-                untested("Cov(y2,y10)", k + 5) + untested("Var(y10)", k + 6) + "\n" + title("Correlations:") +
-                full(" SD(y)", k + 7) + row("Cor(y,y2)", "@ 0.300") + full("Cor(y,y10)", k + 9) +
-                full(" SD(y2)", k + 10) + full("Cor(y2,y10)", k + 11) + full(" SD(y10)", k + 12) + closing +
-                "\n\n\n");
+            "\nCovariance Matrix: y y2 y10   \n\n" + heading + title("Covariances:") +
+                untested("Var(y)", k + 1) + untested("Cov(y,y2)", k + 2) + untested("Cov(y,y10)", k + 3) +
+                untested("Var(y2)", k + 4) + untested("Cov(y2,y10)", k + 5) + untested("Var(y10)", k + 6) +
+                "\n" + title("Correlations:") + full(" SD(y)", k + 7) + row("Cor(y,y2)", "@ 0.300") +
+                full("Cor(y,y10)", k + 9) + full(" SD(y2)", k + 10) + full("Cor(y2,y10)", k + 11) +
+                full(" SD(y10)", k + 12) + closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, PhantomsFollowTheirBlock) {
@@ -166,10 +172,10 @@ TEST_F(ReportOutcomes, PhantomsFollowTheirBlock) {
   ASSERT_NE(at, std::string::npos) << text;
   unsigned place = 0;
   while (run.all[place].kind() != 8) ++place;
-  EXPECT_EQ(text.substr(at), "\nPhantom Variable Correlations:\n\n" + heading +
-                                 full("y2[school] <-> y[school]",
-                                      static_cast<int>(run.all.row_starts()[place]) + 1) +
-                                 closing + "\n\n\n");
+  EXPECT_EQ(text.substr(at),
+            "\nPhantom Variable Correlations:\n\n" + heading +
+                full("y2[school] <-> y[school]", static_cast<int>(run.all.row_starts()[place]) + 1) +
+                closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, ParametersAndComputationsStandAtTheEnd) {
@@ -207,8 +213,9 @@ TEST_F(ReportOutcomes, LongLabelsContinueBelowTheNumbers) {
   run_models run(0, {"y ~ (x * z * x * z * x * z * x * z * x * z)"});
   EXPECT_NE(print(run.all).find(full("x*z*x*z*x*z*x*z*x*z", 3)), std::string::npos);
   run_models longer(0, {"y ~ (x * z * x * z * x * z * x * z * x * z * x * z * x * z * x * z * x)"});
-  EXPECT_NE(print(longer.all).find(full("x*z*x*z*x*z*x*z*x*z*x*z*x*z*x", 3) + "    *z*x                        \n"),
-            std::string::npos)
+  EXPECT_NE(
+      print(longer.all).find(full("x*z*x*z*x*z*x*z*x*z*x*z*x*z*x", 3) + "    *z*x                        \n"),
+      std::string::npos)
       << print(longer.all);
 }
 

@@ -37,23 +37,26 @@ const std::vector<tune_results> imputations = {tune_results{entry(5, 10)},
 const labels x_and_y = {{"", "x"}, {"", "y"}};
 
 TEST(TuningTable, LeavesOutProposalsThatWereNeverMade) {
-  EXPECT_EQ(table(imputations, x_and_y, true),
-            head +
-                "    imputation                             x          3.000          0.500          0.500 \n"
-                "    imputation                             y          3.000          0.500          0.900 \n");
+  EXPECT_EQ(
+      table(imputations, x_and_y, true),
+      head +
+          "    imputation                             x          3.000          0.500          0.500 \n"
+          "    imputation                             y          3.000          0.500          0.900 \n");
 }
 
 TEST(TuningTable, ShowsOnRequestOnlyWhatIsOutOfBounds) {
-  EXPECT_EQ(table(imputations, x_and_y, false),
-            head + "    imputation                             y          3.000          0.500          0.900 \n");
+  EXPECT_EQ(
+      table(imputations, x_and_y, false),
+      head + "    imputation                             y          3.000          0.500          0.900 \n");
 }
 
 TEST(TuningTable, NamesParametersAndBlocksByTheirType) {
-  EXPECT_EQ(table({tune_results{entry(5, 10)}, tune_results{entry(5, 10)}},
-                  {{"Parameter: slope", ""}, {"CovMat(reading writing spelling arithmetic)", ""}}, true),
-            head +
-                "    Parameter: slope                                  3.000          0.500          0.500 \n"
-                "    CovMat(reading writing sp                         3.000          0.500          0.500 \n");
+  EXPECT_EQ(
+      table({tune_results{entry(5, 10)}, tune_results{entry(5, 10)}},
+            {{"Parameter: slope", ""}, {"CovMat(reading writing spelling arithmetic)", ""}}, true),
+      head +
+          "    Parameter: slope                                  3.000          0.500          0.500 \n"
+          "    CovMat(reading writing sp                         3.000          0.500          0.500 \n");
 }
 
 TEST(TuningTable, CallsBothKindsOfLatentScoresTheSame) {
@@ -61,10 +64,11 @@ TEST(TuningTable, CallsBothKindsOfLatentScoresTheSame) {
   factor.kind = tune_obj::kind_type::latent;
   tune_obj phantom = entry(3, 4);
   phantom.kind = tune_obj::kind_type::latent_2;
-  EXPECT_EQ(table({tune_results{factor, phantom}}, {{"", "a_name_that_is_long"}}, true),
-            head +
-                "    latent imp                 a_name_that_i          3.000          0.500          0.250 \n"
-                "    latent imp                 a_name_that_i          3.000          0.500          0.750 \n");
+  EXPECT_EQ(
+      table({tune_results{factor, phantom}}, {{"", "a_name_that_is_long"}}, true),
+      head +
+          "    latent imp                 a_name_that_i          3.000          0.500          0.250 \n"
+          "    latent imp                 a_name_that_i          3.000          0.500          0.750 \n");
 }
 
 TEST(TuningTable, AProposalWithoutTargetIsNeverOutOfBounds) {
@@ -72,8 +76,9 @@ TEST(TuningTable, AProposalWithoutTargetIsNeverOutOfBounds) {
   logistic.accepted = logistic.total = 10;
   logistic.target = std::numeric_limits<double>::quiet_NaN();
   EXPECT_EQ(table({tune_results{logistic}}, {{"", "y"}}, false), head);
-  EXPECT_EQ(table({tune_results{logistic}}, {{"", "y"}}, true),
-            head + "    logistic imp                           y          1.000            nan          1.000 \n");
+  EXPECT_EQ(
+      table({tune_results{logistic}}, {{"", "y"}}, true),
+      head + "    logistic imp                           y          1.000            nan          1.000 \n");
 }
 
 TEST(TuningTable, WantsALabelForEachEntry) {

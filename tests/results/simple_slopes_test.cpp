@@ -78,8 +78,8 @@ TEST(SimpleSlopes, FollowTheCoefficients) {
 
 TEST(SimpleSlopes, TakeSquaresAndProductsOfModerators) {
   // 1 + 2x + 3m + 4w + 5mm + 6xx + 7xm + 8xw + 9xmw
-  const equation y({constant, x, m, w}, {"#DATA(2)*#DATA(2)", "#DATA(1)^2", xm, xw,
-                                         "#DATA(1)*#DATA(2)*#DATA(3)"});
+  const equation y({constant, x, m, w},
+                   {"#DATA(2)*#DATA(2)", "#DATA(1)^2", xm, xw, "#DATA(1)*#DATA(2)*#DATA(3)"});
   const SimpleSlopes effect = y.effect({at(m, 2), at(w, -3)});
   EXPECT_DOUBLE_EQ(effect.intercept, 1 + 3 * 2 + 4 * -3 + 5 * 4);
   EXPECT_DOUBLE_EQ(effect.slope, 2 + 7 * 2 + 8 * -3 + 9 * 2 * -3);
@@ -168,6 +168,7 @@ TEST(SimpleSlopes, HaveAFocalPredictorAndFitTheirEquation) {
   EXPECT_THROW(effect.compute(), error_debug);
   const equation y({constant, x, m}, {xm});
   EXPECT_THROW(effect.bind(y.betas, y.plain, y.terms, n_columns, {}), error_debug);
+  EXPECT_THROW(effect.bind(y.betas, y.plain, y.terms, m, {nullptr}), error_debug);
 }
 
 SimpleSlopes named(std::uint32_t model, double intercept, double slope) {
@@ -198,9 +199,11 @@ const std::string rule = "\n                                --------------------
 TEST(PrintSimpleSlopes, PrintsTheBlockToTheCharacter) {
   moderator second = at(w, -1.5, true);
   SimpleList list;
-  list.push_back({2, {SimpleSlopes(2, "x", {x}, constant, {at(m, 1)}),
-                      SimpleSlopes(2, "a_focal_name", {x}, constant, {at(m, 1), second})}});
-  const arma::mat table = {{1.25, 4, 0.5}, {-2, 30, 0.000125}, {0, 0, 1}, {arma::datum::nan, 5, 0.001}, {9, 9, 9}};
+  list.push_back({2,
+                  {SimpleSlopes(2, "x", {x}, constant, {at(m, 1)}),
+                   SimpleSlopes(2, "a_focal_name", {x}, constant, {at(m, 1), second})}});
+  const arma::mat table = {
+      {1.25, 4, 0.5}, {-2, 30, 0.000125}, {0, 0, 1}, {arma::datum::nan, 5, 0.001}, {9, 9, 9}};
   tests::Capture out;
   EXPECT_EQ(print_simple_slopes(out.stream(), list, 2, table, {"Median", "ChiSq", "PValue"}), 4u);
   EXPECT_EQ(out.text(),
@@ -296,7 +299,8 @@ TEST(ModeratorDeviation, FollowsTheDataAndIsNaNForASingleUnit) {
   sd.update();
   EXPECT_NEAR(*sd.value(), std::sqrt(32.0), 1e-12);
   working_data one(arma::mat{{1, 2}}, {});
-  EXPECT_TRUE(std::isnan(*ModeratorDeviation({1, 0, data::center::grand, data::variable::no_column}, one).value()));
+  EXPECT_TRUE(
+      std::isnan(*ModeratorDeviation({1, 0, data::center::grand, data::variable::no_column}, one).value()));
 }
 
 }  // namespace

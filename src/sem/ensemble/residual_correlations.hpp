@@ -17,8 +17,8 @@ namespace tovik::sem {
 ///
 /// At the lowest level these are the residuals of its outcomes, at a higher level the random effects of lower
 /// outcomes there and the residuals of the level's own outcomes; a residual holds what phantoms carry. The
-/// value is Pearson's correlation over the units of the level, NaN where a column is constant. Pairs are those
-/// of two different equations with normal residuals, in the order of ModelList::rcorr_names.
+/// value is Pearson's correlation over the units of the level, NaN where a column is constant. Pairs are
+/// those of two different equations with normal residuals, in the order of ModelList::rcorr_names.
 class residual_correlations {
  public:
   using outcomes = std::vector<std::shared_ptr<estimator::Outcome>>;
