@@ -7,9 +7,7 @@ void InputFile::refuse_unavailable() const {
   const std::pair<bool, const char*> requests[] = {
       {!byGroup.empty(), "The BYGROUP command"},       {!fcs.empty(), "The FCS command"},
       {!weights.empty(), "The WEIGHTS command"},       {!latents.empty(), "The LATENT command"},
-      {!phantoms.empty(), "The PHANTOM command"},      {!randomEffects.empty(), "The RANDOMEFFECT command"},
-      {!waldtests.empty(), "The WALDTEST command"},
-      {hev, "The option 'heterogeneous'"},
+      {!waldtests.empty(), "The WALDTEST command"},    {hev, "The option 'heterogeneous'"},
       {covariatemodel, "The option 'covariatemodel'"},
   };
   for (const auto& [asked, what] : requests) {

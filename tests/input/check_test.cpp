@@ -202,11 +202,7 @@ TEST_F(Check, RequestsBeyondThisVersionAreNamed) {
   EXPECT_EQ(refused("CENTER: x;"), "");  // of a variable that is not fixed: when its equation is met
   EXPECT_EQ(refused("WEIGHTS: x;"), text("The WEIGHTS command"));
   EXPECT_EQ(refused("LATENT: f;"), text("The LATENT command"));
-  EXPECT_EQ(refused("PHANTOM: f;"), text("The PHANTOM command"));
-  EXPECT_EQ(refused("RANDOMEFFECT: r = y | x;"), text("The RANDOMEFFECT command"));
-  EXPECT_EQ(refused("PARAMETERS: a ~ normal(0, 1);"), text("The PARAMETERS command"));
   EXPECT_EQ(refused("WALDTEST: a = 0;"), text("The WALDTEST command"));
-  EXPECT_EQ(refused("SIMPLE: y | x;"), text("The SIMPLE command"));
   EXPECT_EQ(refused("CLUSTERID: z; OPTIONS: hev;"), text("The option 'heterogeneous'"));
   EXPECT_EQ(refused("OPTIONS: covmdl;"), text("The option 'covariatemodel'"));
   EXPECT_EQ(refused("SAVE: waldtest = b.csv;"), text("The keyword 'waldtest' of the SAVE command"));
