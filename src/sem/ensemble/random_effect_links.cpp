@@ -93,13 +93,11 @@ bool reads_any(estimator::Outcome const& model, arma::Col<arma::uword> const& co
 estimator::likelihood_function above_own(estimator::Outcome const& model, level_units const& units) {
   const auto whole = model.likelihoodFunc(likelihood_type::imputed);
   const int own = static_cast<int>(model.level);
-  return {whole.source(), [whole, own, &model, n = std::vector<arma::uword>([&] {
-                                                 std::vector<arma::uword> out;
-                                                 for (auto const* u : units)
-                                                   out.push_back(u->n_elem == 0 ? 0 : u->max() + 1);
-                                                 return out;
-                                               }())](arma::Mat<double> const& data, int const& at) {
-            if (at < own) return arma::Col<double>(n.at(static_cast<std::size_t>(at)), arma::fill::zeros);
+  std::vector<arma::uword> n_units;
+  for (auto const* of_level : units) n_units.push_back(of_level->n_elem == 0 ? 0 : of_level->max() + 1);
+  return {whole.source(), [whole, own, n_units](arma::Mat<double> const& data, int const& at) {
+            if (at < own)
+              return arma::Col<double>(n_units.at(static_cast<std::size_t>(at)), arma::fill::zeros);
             return whole(data, at);
           }};
 }
