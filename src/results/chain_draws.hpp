@@ -41,6 +41,7 @@ class chain_draws {
   /// The window as a matrix of its own (a copy): for files and for small tables.
   arma::Mat<double> matrix() const {
     arma::Mat<double> out(n_rows_, n_cols_, arma::fill::none);
+    if (n_rows_ == 0) return out;  // no columns to point at
     for (arma::uword t = 0; t < n_cols_; ++t) std::copy_n(draw(t), n_rows_, out.colptr(t));
     return out;
   }
