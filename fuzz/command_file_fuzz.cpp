@@ -10,6 +10,7 @@
 #include "input/input_file.hpp"
 #include "model/model_list.hpp"
 #include "results/summary.hpp"
+#include "scratch_folder.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
 #include "support/warning.hpp"
@@ -18,14 +19,10 @@ namespace {
 
 /// A folder for the command file and everything that it names.
 const std::filesystem::path& folder() {
-  static const std::filesystem::path path = [] {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tovik-fuzz-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    tovik::Output::fp = std::fopen("/dev/null", "w");
-    std::atexit([] { std::filesystem::remove_all(folder()); });
-    return std::filesystem::path(pattern);
-  }();
-  return path;
+  static const tovik::tests::scratch_folder scratch;
+  static std::FILE* const quiet = tovik::Output::fp = std::fopen("/dev/null", "w");
+  if (quiet == nullptr) std::abort();
+  return scratch.path();
 }
 
 /// Paths stay inside the folder, the many files of "*" are not written, and a range has fewer than 1000

@@ -12,6 +12,7 @@
 #include "input/input_file.hpp"
 #include "input/simulate.hpp"
 #include "results/summary.hpp"
+#include "scratch_folder.hpp"
 #include "sem/random.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
@@ -22,14 +23,10 @@ namespace {
 
 /// A folder for the command file and the data set that it may save.
 const std::filesystem::path& folder() {
-  static const std::filesystem::path path = [] {
-    std::string pattern = (std::filesystem::temp_directory_path() / "tovik-fuzz-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) std::abort();
-    tovik::Output::fp = std::fopen("/dev/null", "w");
-    std::atexit([] { std::filesystem::remove_all(folder()); });
-    return std::filesystem::path(pattern);
-  }();
-  return path;
+  static const tovik::tests::scratch_folder scratch;
+  static std::FILE* const quiet = tovik::Output::fp = std::fopen("/dev/null", "w");
+  if (quiet == nullptr) std::abort();
+  return scratch.path();
 }
 
 /// Numbers have at most two digits: larger sizes only take longer. Paths of result files stay inside the

@@ -16,6 +16,7 @@
 #include "model/defaults.hpp"
 #include "model/model.hpp"
 #include "results/summary.hpp"
+#include "scratch_folder.hpp"
 #include "sem/random.hpp"
 #include "sem/settings.hpp"
 #include "support/error.hpp"
@@ -86,9 +87,6 @@ class CommandFile : public ::testing::Test {
  protected:
   void SetUp() override {
     home_ = std::filesystem::current_path();
-    std::string pattern = (std::filesystem::temp_directory_path() / "tovik-XXXXXX").string();
-    ASSERT_NE(::mkdtemp(pattern.data()), nullptr);
-    folder_ = pattern;
     std::filesystem::current_path(folder_);
     warning::buffer.clear();
     Output::fp = report_.stream();
@@ -98,7 +96,6 @@ class CommandFile : public ::testing::Test {
   void TearDown() override {
     warning::buffer.clear();
     std::filesystem::current_path(home_);
-    std::filesystem::remove_all(folder_);
   }
 
   void write(const std::string& name, const std::string& text) const {
@@ -143,7 +140,8 @@ class CommandFile : public ::testing::Test {
   RestoreSettings settings_;
   Capture report_;
   std::filesystem::path home_;
-  std::filesystem::path folder_;
+  scratch_folder scratch_;
+  const std::filesystem::path& folder_ = scratch_.path();
 };
 
 using Names = std::vector<std::string>;

@@ -5,6 +5,8 @@
 #include <string>
 #include <vector>
 
+#include "scratch_folder.hpp"
+
 namespace tovik::tests {
 
 /// A folder tests/language/<area>/<case> with a command file and what the program makes of it.
@@ -46,7 +48,7 @@ class scratch_case {
   const std::filesystem::path& folder() const { return folder_; }
 
  private:
-  std::filesystem::path root_;
+  scratch_folder root_;
   std::filesystem::path folder_;
   std::filesystem::path home_;
 };

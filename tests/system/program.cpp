@@ -1,6 +1,5 @@
 #include "system/program.hpp"
 
-#include <stdlib.h>
 #include <sys/wait.h>
 
 #include <algorithm>
@@ -61,17 +60,6 @@ std::string masked(const std::string& report) {
   }
   flush();
   return out;
-}
-
-scratch_folder::scratch_folder() {
-  std::string name = (std::filesystem::temp_directory_path() / "tovik-XXXXXX").string();
-  if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("cannot make a scratch folder");
-  path_ = name;
-}
-
-scratch_folder::~scratch_folder() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
 }
 
 }  // namespace tovik::tests

@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <string>
 
+#include "scratch_folder.hpp"
+
 namespace tovik::tests {
 
 /// What a run of the program printed to standard output (and error), and how it ended.
@@ -17,21 +19,8 @@ run_result run_program(const std::string& arguments);
 std::string read_file(const std::filesystem::path& path);
 void write_file(const std::filesystem::path& path, const std::string& text);
 
-/// A report in comparable form: the clock's texts become "Jan  1 00:00:00 2026", and the progress lines, which
-/// chains print in any order, are sorted by chain.
+/// A report in comparable form: the clock's texts become "Jan  1 00:00:00 2026", and the progress lines,
+/// which chains print in any order, are sorted by chain.
 std::string masked(const std::string& report);
-
-/// A folder of its own below the system's temporary folder, removed at the end of the test.
-class scratch_folder {
- public:
-  scratch_folder();
-  ~scratch_folder();
-  scratch_folder(const scratch_folder&) = delete;
-  scratch_folder& operator=(const scratch_folder&) = delete;
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 }  // namespace tovik::tests

@@ -12,7 +12,7 @@ namespace tovik::sem {
 /// The families of priors. The two numbers behind each are the arguments of a statement.
 enum class distribution : std::uint32_t {
   normal = 0,            ///< mean, variance
-  truncated_normal = 1,  ///< not implemented
+  truncated_normal = 1,  ///< a name of the language that stands for no prior: refused
   gamma = 2,             ///< shape, scale
   invgamma = 3,          ///< shape, scale
   beta = 4,              ///< alpha, beta
@@ -29,8 +29,7 @@ distribution parse_distribution(std::string const& name);
 /// with the places of the equations that carry its label.
 class Parameter : public value_node {
  public:
-  /// The value starts at default_start(). Throws error_debug for a family without a density, "Truncated
-  /// Normal currently not implemented." among them.
+  /// The value starts at default_start(). Throws error_debug for a family without a density.
   Parameter(Estimator const* estimator, estimator::cluster const& structure, distribution const& dist,
             double const& a, double const& b);
 
