@@ -1,0 +1,39 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+namespace tovik::sem {
+
+class working_data;
+
+/// The levels at which a variable varies, from its own up, and how their units nest: level(0) is the
+/// variable's own level, level(q) the q-th of those above at which it has a deviation. Levels of the data in
+/// between are passed over. Levels count from 0, the rows, upwards.
+class unit_chain {
+ public:
+  /// `own`: the variable's level. `deviates[d]`: whether it has a deviation d levels above its own; entry 0
+  /// is taken as true. The working data must outlive the chain.
+  unit_chain(working_data const& working, unsigned own, std::vector<bool> const& deviates);
+
+  /// m: the number of levels above the own one.
+  unsigned n_above() const { return static_cast<unsigned>(levels_.size() - 1); }
+  unsigned level(unsigned q) const { return levels_[q]; }
+  /// The place in the chain of the level that lies d above the variable's own. Throws error_debug if the
+  /// variable has no deviation there.
+  unsigned place(unsigned d) const;
+  arma::uword n_units(unsigned q) const { return n_units_[q]; }
+  /// For q < n_above(): the unit of level(q + 1) that holds each unit of level(q).
+  arma::Col<arma::uword> const& parent(unsigned q) const { return parents_[q]; }
+  /// For q > 0: how many units of level(q - 1) each unit of level(q) holds.
+  arma::Col<arma::uword> const& n_children(unsigned q) const { return n_children_[q]; }
+
+ private:
+  unsigned own_;
+  std::vector<unsigned> levels_;
+  std::vector<int> place_;  ///< by distance from the own level; -1 without a deviation
+  std::vector<arma::uword> n_units_;
+  std::vector<arma::Col<arma::uword>> parents_, n_children_;
+};
+
+}  // namespace tovik::sem
