@@ -8,6 +8,7 @@
 #include "sem/availability.hpp"
 #include "sem/mcmc_checks.hpp"
 #include "sem/outcomes.hpp"
+#include "sem/predictors/predictor_set.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -50,6 +51,7 @@ Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::C
            Random const& rng, int const& xprior, double const& ICCcutoff)
     : rng_(std::make_shared<Random>(rng)),
       working_(data, as_vector(ids)),
+      predictors_(std::make_unique<predictor_set>()),
       xprior_(xprior),
       icc_cutoff_(ICCcutoff) {
   find_patterns(variables, data);
@@ -165,6 +167,16 @@ arma::Col<double> Mcmc::getCorrelations() const {
 
 arma::uword Mcmc::getNumberCorrelations() const {
   return outcomes_ ? outcomes_->n_correlations() : 0;
+}
+
+std::vector<std::unique_ptr<Variable>> const& Mcmc::predictors() const {
+  return predictors_->models();
+}
+std::vector<std::string> const& Mcmc::predictor_column_names() const {
+  return predictors_->column_names();
+}
+std::vector<excluded_level> const& Mcmc::excluded_predictors() const {
+  return predictors_->excluded();
 }
 
 estimator::cluster Mcmc::clusters(int const& level) const {

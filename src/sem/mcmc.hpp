@@ -23,6 +23,14 @@ namespace sem {
 
 class Outcomes;
 class SimpleList;
+class Variable;
+class predictor_set;
+
+/// A variable that does not vary at a level, and so predicts nothing there.
+struct excluded_level {
+  std::string name;    ///< as reports show it
+  unsigned level = 0;  ///< counted from 1, the rows
+};
 
 /// One chain's estimator: the working matrix, the generator, and every equation that a scan draws.
 ///
@@ -99,8 +107,8 @@ class Mcmc {
 
   // Conditional effects. Defined beside their class.
 
-  /// Takes a copy of the effects and ties it to the models of this chain. Throws error_debug before addOutcomes,
-  /// tovik::error for an effect that is not defined.
+  /// Takes a copy of the effects and ties it to the models of this chain. Throws error_debug before
+  /// addOutcomes, tovik::error for an effect that is not defined.
   void addSimpleSlopes(SimpleList const& list);
   /// Takes every effect from the current state.
   void computeSimpleSlopes();
@@ -111,6 +119,15 @@ class Mcmc {
 
   /// The structure above an outcome at the sampler's level `level`; empty for the top level.
   estimator::cluster clusters(int const& level) const;
+
+  /// The models of the predictors and of the variables to impute, then of the outcomes whose means or centred
+  /// values other equations read (means_only()), each in catalogue order. A variable is incomplete if its
+  /// `missing` is set; its kind is that of its variable().
+  std::vector<std::unique_ptr<Variable>> const& predictors() const;
+  /// The name of each column of the level scores, for Variable::layout.
+  std::vector<std::string> const& predictor_column_names() const;
+  /// Where variables had to be left out of the predictor models, in catalogue order, levels rising.
+  std::vector<excluded_level> const& excluded_predictors() const;
 
   /// 1, 2 or 3.
   unsigned n_levels() const { return working_.n_levels(); }
@@ -163,6 +180,7 @@ class Mcmc {
   patterns patterns_;
   std::vector<std::string> pattern_names_;
   std::vector<double> missing_percents_;
+  std::unique_ptr<predictor_set> predictors_;  ///< never null
   std::unique_ptr<Outcomes> outcomes_;
   struct chain_slopes;
   std::shared_ptr<chain_slopes> simple_;  ///< null without conditional effects

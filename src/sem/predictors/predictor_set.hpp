@@ -1,0 +1,81 @@
+#pragma once
+
+#include <armadillo>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "sem/mcmc.hpp"
+#include "sem/predictors/level_scores.hpp"
+#include "sem/predictors/variable.hpp"
+
+namespace tovik {
+class VariableList;
+}
+
+namespace tovik::sem {
+
+/// The predictor models of a chain, the scores they share, and the order of their scan.
+///
+/// All predictors that have no equation of their own predict each other at every level at which they vary:
+/// those that are modelled, and those that are fixed, whose deviations from the means of their clusters are
+/// taken once and conditioned on. Outcomes of equations predict no predictor: their equations enter the draws
+/// of predictors as likelihoods already. An outcome whose latent means, or centred values, other equations
+/// read has a model without predictors, for its means only.
+///
+/// A scan:  1. latent means, from the lowest level up   2. grand means
+///          3. coefficients and variances, by level     4. missing values
+class predictor_set {
+ public:
+  struct options {
+    int xprior = 1;           ///< the prior of variances: 1, 2 or 3
+    double icc_cutoff = 0.0;  ///< the intraclass correlation below which a variable does not vary at a level
+  };
+
+  /// Builds a model from a setup, the columns that predict at each place of its chain, and the data, whose
+  /// missing cells of the variable it fills.
+  using maker = std::function<std::unique_ptr<Variable>(
+      predictor_setup const&, std::vector<arma::Col<arma::uword>> const&, arma::Mat<double>&)>;
+
+  predictor_set() = default;
+  /// Builds all models and fills the missing cells of the predictors in `working`, whose cells of outcomes
+  /// stay as they are. Throws tovik::error for a group mean that cannot be had, and for models of predictors
+  /// in a run with sampling weights; std::runtime_error when there are too few units.
+  predictor_set(VariableList const& variables, working_data& working, std::shared_ptr<Random> const& rng,
+                options const& settings, maker const& make = make_predictor);
+
+  std::vector<std::unique_ptr<Variable>> const& models() const { return variables_; }
+  std::vector<std::string> const& column_names() const { return column_names_; }
+  std::vector<excluded_level> const& excluded() const { return excluded_; }
+  std::vector<level_scores> const& scores() const { return level_data_; }
+  /// Marks the columns of the working matrix that the models write in scans.
+  void mark_written(std::vector<bool>& columns) const;
+
+  /// One scan, after the outcome models have been drawn.
+  void draw(arma::Mat<double>& data);
+  /// Called after the means of a means-only model have moved and been published.
+  void on_centers(std::function<void(Variable const& moved)> call) { centers_moved_ = std::move(call); }
+  /// Writes the columns that outcome models read.
+  void publish(arma::Mat<double>& data) const;
+
+  arma::Col<double> params() const;
+  arma::uword n_params() const;
+  arma::uword n_params(unsigned level) const;
+  arma::uword n_estimated() const;
+
+ private:
+  void means_step(arma::Mat<double>& data);
+  void grand_mean_step(arma::Mat<double>& data);
+  void parameter_step();
+  void imputation_step(arma::Mat<double>& data);
+  void write_scores(Variable const& v, unsigned d);
+
+  std::vector<std::unique_ptr<Variable>> variables_;
+  std::vector<level_scores> level_data_;  ///< by level, from the rows up
+  std::vector<std::string> column_names_;
+  std::vector<excluded_level> excluded_;
+  std::function<void(Variable const&)> centers_moved_;
+};
+
+}  // namespace tovik::sem
