@@ -1,0 +1,64 @@
+#pragma once
+
+#include <vector>
+
+#include "sem/predictors/component.hpp"
+#include "sem/scan/thresholds.hpp"
+
+namespace tovik::sem {
+
+/// The own level of an ordinal variable with categories 0 .. K: latent normal scores Y* with variance 1
+/// around S_above[cluster] + W gamma, cut by thresholds 0 = tau_0 < ... < tau_{K-1}. Every unit has its
+/// category as a state of its own; that of a unit without an observation was imputed.
+class OrdComponent : public Component {
+ public:
+  /// Prior variance of each coefficient: categorical_priors::predictor_ordinal_gamma, 5 by default.
+  static double& gammaPrior;
+
+  /// `categories`: of every unit, 0 .. n_categories - 1; `missing`: the units whose category is imputed,
+  /// rising. The coefficients' prior is gammaPrior whatever the setup says. Thresholds start at the normal
+  /// quantiles of the observed shares; scores are drawn by startScores().
+  OrdComponent(component_setup const& setup, arma::Col<arma::uword> categories, arma::uword n_categories,
+               arma::Col<arma::uword> const& missing);
+
+  /// Whether outcome models read the categories: imputed ones are then part of the state that thresholds and
+  /// scores heed. Otherwise the imputed units have free scores, which drawLatent() passes over.
+  bool heed_missing = false;
+
+  /// Draws the scores of all units around `mean` (units x 1) within their categories.
+  void startScores(arma::Mat<double> const& mean);
+  /// Minus the normal quantile of the observed share of category 0: the start of the grand mean.
+  double startMean() const;
+  /// Imputed units: scores, and the categories in which they fall.
+  void setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) override;
+  using Component::setScore;
+  /// Replaces all categories by these, as observed ones; scores that left theirs are drawn anew around
+  /// `mean`.
+  void setCategories(arma::Col<arma::uword> const& categories, arma::Mat<double> const& mean);
+  arma::Col<arma::uword> const& categories() const { return categories_; }
+
+  /// Thresholds by a Metropolis step with the scores integrated out, then the scores within the categories if
+  /// the thresholds moved; with one threshold the scores alone. One block: scores have no meaning between.
+  void drawLatent(arma::Mat<double> const& mean) override;
+  /// gamma only.
+  void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own) override;
+  void startVariance(arma::Mat<double> const&, double) override {}
+  arma::Col<arma::uword> categorize(arma::Mat<double> const& scores) const override;
+  arma::Col<double> const& thresholds() const override { return tau_.tau; }
+  estimator::tune_results tuneResults() const override;
+  void tune() override { tau_.adapt(); }
+  double pnorm(double const& x, double const& sd) const override;
+  arma::Col<double> pnorm(arma::Col<double> x, double const& sd) const override;
+  arma::uword n_estimated() const override;
+
+ private:
+  std::vector<arma::Col<arma::uword>> const& members();
+
+  arma::Col<arma::uword> categories_, counts_;
+  std::vector<unsigned char> imputed_;
+  scan::thresholds tau_;
+  std::vector<arma::Col<arma::uword>> observed_members_, all_members_;
+  bool stale_ = true;
+};
+
+}  // namespace tovik::sem

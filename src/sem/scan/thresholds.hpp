@@ -1,0 +1,58 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+#include "sem/random.hpp"
+#include "sem/wiring/tune.hpp"
+
+namespace tovik::sem::scan {
+
+/// The thresholds 0 = tau_0 < ... < tau_{K-1} that cut a latent normal score with variance 1 into K + 1
+/// ordered categories: category 0 up to tau_0, k in (tau_{k-1}, tau_k], K above tau_{K-1}.
+class thresholds {
+ public:
+  arma::Col<double> tau;
+  estimator::tune_obj tuning;  ///< squared proposal scale times the number of units
+
+  thresholds() = default;
+  /// Starts at the normal quantiles of the cumulative shares less the first; `counts`: units per category, at
+  /// least two categories, else error_debug.
+  explicit thresholds(arma::Col<arma::uword> const& counts);
+
+  arma::uword n_categories() const { return tau.n_elem + 1; }
+  /// Throws error_debug for NaN.
+  arma::uword categorize(double score) const;
+
+  /// One Metropolis step given the categories, the scores integrated out (Cowles, 1996, Statistics and
+  /// Computing 6, 101-111). `members`: per category, its units; `mean`: of each unit's score; `n`: units that
+  /// scale the proposal. True if the thresholds moved; nothing happens, and it is false, for K = 1.
+  bool move(std::vector<arma::Col<arma::uword>> const& members, double const* mean, arma::uword n,
+            Random& rng);
+  /// Draws the members' scores around `mean` within their categories: the first category, the last, then
+  /// those between.
+  void draw(std::vector<arma::Col<arma::uword>> const& members, double const* mean, double* scores,
+            Random& rng) const;
+  /// One score of category k.
+  double draw(arma::uword k, double mean, Random& rng) const;
+
+  /// Adapts the proposals of `move`; nothing for K = 1.
+  void adapt();
+
+ private:
+  arma::Col<double> propose(double s, Random& rng) const;
+  double log_proposal_ratio(arma::Col<double> const& t, double s) const;
+  double log_likelihood_ratio(arma::Col<double> const& t, std::vector<arma::Col<arma::uword>> const& members,
+                              double const* mean) const;
+};
+
+/// log(Phi(b) - Phi(a)) for a <= b, accurate in both tails; minus infinity when it is 0.
+double log_interval(double a, double b);
+
+/// Each element of z is the mean on entry and a draw of N(mean, 1) on return: below `bound` if `upper`, else
+/// above it.
+void drawTail(arma::Col<double>& z, double bound, bool upper, Random& rng);
+/// The same between two bounds.
+void drawMid(arma::Col<double>& z, double lower, double upper, Random& rng);
+
+}  // namespace tovik::sem::scan
