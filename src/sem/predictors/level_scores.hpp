@@ -27,6 +27,8 @@ class level_scores {
   arma::Mat<double> products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y);
 
  private:
+  void refresh();
+
   arma::Mat<double> data_;
   arma::Col<arma::uword> used_;
   std::vector<arma::uword> place_;  ///< of a column of the data among the used ones

@@ -25,8 +25,8 @@ class unit_chain {
   arma::uword n_units(unsigned q) const { return n_units_[q]; }
   /// For q < n_above(): the unit of level(q + 1) that holds each unit of level(q).
   arma::Col<arma::uword> const& parent(unsigned q) const { return parents_[q]; }
-  /// For q > 0: how many units of level(q - 1) each unit of level(q) holds.
-  arma::Col<arma::uword> const& n_children(unsigned q) const { return n_children_[q]; }
+  /// For q > 0: how many units of level(q - 1) each unit of level(q) holds. Throws error_debug for q = 0.
+  arma::Col<arma::uword> const& n_children(unsigned q) const;
 
  private:
   unsigned own_;
