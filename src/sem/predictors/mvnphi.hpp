@@ -1,7 +1,6 @@
 #pragma once
 
 #include <armadillo>
-#include <vector>
 
 #include "sem/random.hpp"
 
@@ -22,15 +21,17 @@ class normal_rectangle {
   /// The probability as the mean over 256 points that are always the same, |2 frac(p sqrt(prime_i)) - 1|: a
   /// smooth function of bound and sigma without noise, as ratios of densities need it; exact for one
   /// dimension. `bound` has as many elements as sigma has rows.
-  double operator()(double const* bound) const;
-  double operator()(arma::Col<double> const& bound) const { return (*this)(bound.memptr()); }
+  double operator()(double const* bound);
+  double operator()(arma::Col<double> const& bound) { return (*this)(bound.memptr()); }
 
   arma::uword dim() const { return C_.n_rows; }
-  /// The product of the e_i at one point w, of dim() - 1 elements; `y` has room for as many.
-  double at(double const* bound, double const* w, double* y) const;
+  /// The product of the e_i at one point w, of dim() - 1 elements.
+  double at(double const* bound, double const* w);
 
  private:
-  arma::Mat<double> C_;  ///< C', so that the elements of a row of C stand side by side
+  arma::Mat<double> C_;       ///< C', so that the elements of a row of C stand side by side
+  arma::Mat<double> points_;  ///< one column each
+  arma::Col<double> y_;
 };
 
 /// The same probability by random points. `error`: the standard error to reach, on return that of the result

@@ -1,0 +1,188 @@
+#include "sem/predictors/component.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+
+#include "sem/scan/blas.hpp"
+#include "sem/scan/residual_variance.hpp"
+#include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+[[noreturn]] void unsupported() {
+  throw error_debug("A level regression was asked for what its kind of scores does not have.");
+}
+
+/// Products of n rows have errors of about sqrt(n) units of rounding: pivots below some of these are zeros.
+double singular_share(arma::uword n) {
+  double const epsilon = std::numeric_limits<double>::epsilon();
+  return std::max(100.0 * epsilon, 10.0 * epsilon * std::sqrt(static_cast<double>(n)));
+}
+
+}  // namespace
+
+Component::Component(component_setup const& setup)
+    : rng(setup.rng),
+      gamma(setup.n_predictors, setup.dim, arma::fill::zeros),
+      score(setup.n_units, setup.dim, arma::fill::zeros),
+      prior(setup.prior),
+      gamma_prior(setup.gamma_prior) {
+  if (setup.n_units < setup.n_predictors + 3)
+    throw std::runtime_error("There are too few units for the predictors of a level.");
+}
+
+void Component::setScore(arma::Mat<double> const& scores) {
+  if (scores.n_rows != score.n_rows || scores.n_cols != score.n_cols)
+    throw error_debug("Scores do not have the shape of their level.");
+  score = scores;
+}
+
+void Component::setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) {
+  if (scores.n_rows != units.n_elem || scores.n_cols != score.n_cols)
+    throw error_debug("Scores do not have the shape of their level.");
+  for (arma::uword k = 0; k < score.n_cols; ++k)
+    for (arma::uword i = 0; i < units.n_elem; ++i) score(units[i], k) = scores(i, k);
+}
+
+void Component::startVariance(arma::Mat<double> const& deviations, double least) {
+  sigma2 = std::max(least, arma::as_scalar(arma::var(deviations)));
+}
+
+arma::Mat<double> const& Component::SigmaE() const {
+  unsupported();
+}
+
+arma::Mat<double> Component::covariance() const {
+  return arma::Mat<double>(1, 1, arma::fill::value(sigma2));
+}
+
+void Component::drawLatent(arma::Mat<double> const&) {}
+
+arma::Col<arma::uword> Component::categorize(arma::Mat<double> const&) const {
+  unsupported();
+}
+
+arma::Col<double> const& Component::thresholds() const {
+  unsupported();
+}
+
+estimator::tune_results Component::tuneResults() const {
+  unsupported();
+}
+
+void Component::tune() {
+  unsupported();
+}
+
+double Component::pnorm(double const&, double const&) const {
+  unsupported();
+}
+
+arma::Col<double> Component::pnorm(arma::Col<double>, double const&) const {
+  unsupported();
+}
+
+arma::uword Component::n_estimated() const {
+  return gamma.n_elem + 1;
+}
+
+arma::Col<double> Component::variances() const {
+  return {sigma2};
+}
+
+void Component::addRegression(level_scores const& level, arma::Col<arma::uword> const& x,
+                              arma::Mat<double>& out) const {
+  for (arma::uword k = 0; k < gamma.n_cols; ++k)
+    for (arma::uword j = 0; j < x.n_elem; ++j)
+      scan::add_scaled(out.n_rows, gamma(j, k), level.data().colptr(x[j]), out.colptr(k));
+}
+
+arma::Mat<double> Component::regression(level_scores const& level, arma::Col<arma::uword> const& x) const {
+  arma::Mat<double> out(level.n_units(), gamma.n_cols, arma::fill::zeros);
+  addRegression(level, x, out);
+  return out;
+}
+
+arma::Mat<double> Component::regression(level_scores const& level, arma::Col<arma::uword> const& x,
+                                        arma::Col<arma::uword> const& units) const {
+  arma::Mat<double> out(units.n_elem, gamma.n_cols, arma::fill::zeros);
+  for (arma::uword j = 0; j < x.n_elem; ++j) {
+    double const* const w = level.data().colptr(x[j]);
+    for (arma::uword k = 0; k < gamma.n_cols; ++k)
+      for (arma::uword i = 0; i < units.n_elem; ++i) out(i, k) += gamma(j, k) * w[units[i]];
+  }
+  return out;
+}
+
+arma::Mat<double> const& Component::residuals(level_scores const& level, arma::Col<arma::uword> const& x,
+                                              arma::Col<arma::uword> const& own) {
+  residuals_.set_size(level.n_units(), own.n_elem);
+  for (arma::uword k = 0; k < own.n_elem; ++k) {
+    std::copy(level.data().begin_col(own[k]), level.data().end_col(own[k]), residuals_.begin_col(k));
+    for (arma::uword j = 0; j < x.n_elem; ++j)
+      scan::add_scaled(residuals_.n_rows, -gamma(j, k), level.data().colptr(x[j]), residuals_.colptr(k));
+  }
+  return residuals_;
+}
+
+/// With U the eigenvectors of inv(Sigma) and l its eigenvalues, the columns of e U are independent given W,
+/// with variances 1 / l, and those of gamma U have the prior of gamma. So gamma U has independent columns
+///
+///   N(inv(P_k) l_k W'e u_k, inv(P_k)),   P_k = l_k W'W + I / gamma_prior,
+///
+/// and under a flat prior one factor of W'W serves all of them.
+void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> const& x,
+                                 arma::Col<arma::uword> const& own, arma::Mat<double> const& Sigma) {
+  arma::uword const p = x.n_elem, dim = own.n_elem;
+  if (p != gamma.n_rows || dim != gamma.n_cols)
+    throw error_debug("A level regression has other predictors than it was built for.");
+  if (p == 0) return;
+  arma::Mat<double> const G = level.products(x, x);
+  H_ = level.products(x, own);
+  arma::Col<double> variance = Sigma.diag();
+  arma::Mat<double> U(dim, dim, arma::fill::eye);
+  if (dim > 1) {
+    arma::eig_sym(variance, U, Sigma);
+    H_ = H_ * U;
+  }
+  bool const ridge = std::isfinite(gamma_prior);
+  z_ = rng->randn(static_cast<int>(p), static_cast<int>(dim));
+  for (arma::uword k = 0; k < dim; ++k) {
+    double const h = 1.0 / variance[k];
+    if (ridge || k == 0) {
+      T_ = ridge ? arma::Mat<double>(G * h) : G;
+      if (ridge) T_.diag() += 1.0 / gamma_prior;
+      double const tolerance = ridge ? 0.0 : singular_share(level.n_units());
+      if (!scan::reverse_cholesky(T_.memptr(), p, tolerance))
+        throw std::runtime_error("inv(): matrix is singular");
+    }
+    double const mean_scale = ridge ? h : 1.0, draw_scale = ridge ? 1.0 : std::sqrt(variance[k]);
+    double* const g = gamma.colptr(k);
+    for (arma::uword j = 0; j < p; ++j) g[j] = H_(j, k) * mean_scale;
+    scan::solve_upper(T_.memptr(), p, g);
+    scan::add_scaled(p, draw_scale, z_.colptr(k), g);
+    scan::solve_upper_transposed(T_.memptr(), p, g);
+  }
+  if (dim > 1) gamma = gamma * U.t();
+}
+
+void Component::draw(level_scores& level, arma::Col<arma::uword> const& x,
+                     arma::Col<arma::uword> const& own) {
+  drawCoefficients(level, x, own, covariance());
+  arma::Mat<double> const& r = residuals(level, x, own);
+  double const n = static_cast<double>(r.n_rows);
+  double const ss = scan::dot(r.n_rows, r.memptr(), r.memptr());
+  // Deviations that all vanish leave no scale for the priors without a sum of squares of their own.
+  if (!(ss > 0.0) && prior != 1) {
+    sigma2 = floor;
+    if (!(sigma2 > 0.0)) throw std::runtime_error("The scores of a level do not vary.");
+    return;
+  }
+  sigma2 = std::max(floor, 1.0 / scan::draw_precision(prior, n, ss, *rng));
+}
+
+}  // namespace tovik::sem

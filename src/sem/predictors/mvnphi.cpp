@@ -1,0 +1,95 @@
+#include "sem/predictors/mvnphi.hpp"
+
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+#include <vector>
+
+#include "sem/densities.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+constexpr arma::uword n_points = 256;
+
+std::vector<double> roots_of_primes(arma::uword n) {
+  std::vector<unsigned> primes;
+  std::vector<double> roots;
+  for (unsigned candidate = 2; roots.size() < n; ++candidate) {
+    bool prime = true;
+    for (unsigned p : primes)
+      if (candidate % p == 0) prime = false;
+    if (!prime) continue;
+    primes.push_back(candidate);
+    roots.push_back(std::sqrt(static_cast<double>(candidate)));
+  }
+  return roots;
+}
+
+/// A lattice rule folded into a tent, which makes the integrand periodic: one point after the other.
+arma::Mat<double> frozen_points(arma::uword dim) {
+  std::vector<double> const root = roots_of_primes(dim);
+  arma::Mat<double> w(dim, n_points);
+  for (arma::uword p = 0; p < n_points; ++p)
+    for (arma::uword i = 0; i < dim; ++i) {
+      double const at = static_cast<double>(p + 1) * root[i];
+      w(i, p) = std::fabs(2.0 * (at - std::floor(at)) - 1.0);
+    }
+  return w;
+}
+
+}  // namespace
+
+normal_rectangle::normal_rectangle(arma::Mat<double> const& sigma) {
+  if (sigma.is_empty() || !arma::chol(C_, sigma)) throw std::runtime_error("chol(): decomposition failed");
+  if (dim() > 1) points_ = frozen_points(dim() - 1);
+  y_.set_size(dim());
+}
+
+double normal_rectangle::at(double const* bound, double const* w) {
+  double product = 1.0;
+  for (arma::uword i = 0; i < dim(); ++i) {
+    double const* const c = C_.colptr(i);
+    double sum = 0.0;
+    for (arma::uword j = 0; j < i; ++j) sum += c[j] * y_[j];
+    double const e = phi((bound[i] - sum) / c[i]);
+    product *= e;
+    if (product == 0.0) return 0.0;
+    if (i + 1 < dim()) y_[i] = iPhi(e * w[i], false);
+  }
+  return product;
+}
+
+double normal_rectangle::operator()(double const* bound) {
+  if (dim() == 1) return at(bound, nullptr);
+  double sum = 0.0;
+  for (arma::uword p = 0; p < n_points; ++p) sum += at(bound, points_.colptr(p));
+  return sum / static_cast<double>(n_points);
+}
+
+double mvnphi(arma::Col<double> const& bound, arma::Mat<double> const& sigma, double* error, int* count,
+              Random& rng) {
+  normal_rectangle rectangle(sigma);
+  arma::uword const d = rectangle.dim();
+  if (bound.n_elem != d || *count < 1) throw error_debug("A rectangle probability was asked for in vain.");
+  double mean = 0.0, squares = 0.0;
+  int n = 0;
+  double reached = 0.0;
+  do {
+    arma::Col<double> const w = rng.runif(static_cast<int>(d) - 1);
+    double const value = rectangle.at(bound.memptr(), w.memptr());
+    ++n;
+    double const step = value - mean;
+    mean += step / n;
+    squares += step * (value - mean);
+    // A handful of points tells nothing about their spread.
+    reached = n < 10 ? std::numeric_limits<double>::infinity() : std::sqrt(squares / (n - 1.0) / n);
+  } while (d > 1 && reached > *error && n < *count);
+  *error = d == 1 ? 0.0 : reached;
+  *count = n;
+  return mean;
+}
+
+}  // namespace tovik::sem

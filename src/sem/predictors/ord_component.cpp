@@ -1,0 +1,146 @@
+#include "sem/predictors/ord_component.hpp"
+
+#include <utility>
+
+#include "sem/densities.hpp"
+#include "sem/settings.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+double& OrdComponent::gammaPrior = categorical_priors::predictor_ordinal_gamma;
+
+namespace {
+
+component_setup with_prior(component_setup setup, double gamma_prior) {
+  setup.gamma_prior = gamma_prior;
+  return setup;
+}
+
+std::vector<unsigned char> flags(arma::uword n, arma::Col<arma::uword> const& set) {
+  std::vector<unsigned char> out(n, 0);
+  for (arma::uword i : set) out.at(i) = 1;
+  return out;
+}
+
+void check_categories(arma::Col<arma::uword> const& categories, arma::uword n, arma::uword n_categories) {
+  if (categories.n_elem != n || (n > 0 && categories.max() >= n_categories))
+    throw error_debug("Categories of an ordinal variable do not fit.");
+}
+
+arma::Col<arma::uword> count(arma::Col<arma::uword> const& categories, arma::uword n_categories,
+                             std::vector<unsigned char> const& left_out) {
+  arma::Col<arma::uword> out(n_categories, arma::fill::zeros);
+  for (arma::uword i = 0; i < categories.n_elem; ++i)
+    if (!left_out[i]) ++out[categories[i]];
+  return out;
+}
+
+/// Per category its units in rising order, those with a flag left out.
+std::vector<arma::Col<arma::uword>> sort_units(arma::Col<arma::uword> const& categories,
+                                               arma::uword n_categories,
+                                               std::vector<unsigned char> const& left_out) {
+  arma::Col<arma::uword> const counts = count(categories, n_categories, left_out);
+  std::vector<arma::Col<arma::uword>> out;
+  for (arma::uword k = 0; k < n_categories; ++k) out.emplace_back(counts[k]);
+  arma::Col<arma::uword> at(n_categories, arma::fill::zeros);
+  for (arma::uword i = 0; i < categories.n_elem; ++i)
+    if (!left_out[i]) out[categories[i]][at[categories[i]]++] = i;
+  return out;
+}
+
+}  // namespace
+
+OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> categories,
+                           arma::uword n_categories, arma::Col<arma::uword> const& missing)
+    : Component(with_prior(setup, gammaPrior)),
+      categories_(std::move(categories)),
+      imputed_(flags(setup.n_units, missing)) {
+  if (dim() != 1) throw error_debug("An ordinal variable has one column of scores.");
+  check_categories(categories_, n_units(), n_categories);
+  counts_ = count(categories_, n_categories, imputed_);
+  tau_ = scan::thresholds(counts_);
+  observed_members_ = sort_units(categories_, n_categories, imputed_);
+}
+
+double OrdComponent::startMean() const {
+  double const n = static_cast<double>(arma::accu(counts_)), first = static_cast<double>(counts_[0]);
+  return -iPhi((first + 0.5) / (n + 1.0), false);
+}
+
+void OrdComponent::startScores(arma::Mat<double> const& mean) {
+  if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
+  std::vector<unsigned char> const none(n_units(), 0);
+  tau_.draw(sort_units(categories_, tau_.n_categories(), none), mean.memptr(), score.memptr(), *rng);
+}
+
+void OrdComponent::setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) {
+  Component::setScore(scores, units);
+  for (arma::uword i = 0; i < units.n_elem; ++i) {
+    if (!imputed_.at(units[i])) throw error_debug("An observed category cannot be imputed.");
+    categories_[units[i]] = tau_.categorize(scores(i, 0));
+  }
+  stale_ = true;
+}
+
+void OrdComponent::setCategories(arma::Col<arma::uword> const& categories, arma::Mat<double> const& mean) {
+  check_categories(categories, n_units(), tau_.n_categories());
+  if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
+  categories_ = categories;
+  imputed_.assign(n_units(), 0);
+  observed_members_ = sort_units(categories_, tau_.n_categories(), imputed_);
+  stale_ = true;
+  for (arma::uword i = 0; i < n_units(); ++i)
+    if (tau_.categorize(score[i]) != categories_[i]) score[i] = tau_.draw(categories_[i], mean[i], *rng);
+}
+
+std::vector<arma::Col<arma::uword>> const& OrdComponent::members() {
+  if (!heed_missing) return observed_members_;
+  if (stale_) {
+    std::vector<unsigned char> const none(n_units(), 0);
+    all_members_ = sort_units(categories_, tau_.n_categories(), none);
+    stale_ = false;
+  }
+  return all_members_;
+}
+
+/// The units whose categories the thresholds heed are those whose scores move with them: the scores of other
+/// units are free, and the thresholds' conditional distribution does not involve them.
+void OrdComponent::drawLatent(arma::Mat<double> const& mean) {
+  if (mean.n_rows != n_units() || mean.n_cols != 1)
+    throw error_debug("Means do not have the shape of their level.");
+  auto const& sets = members();
+  bool const moved = tau_.move(sets, mean.memptr(), n_units(), *rng);
+  if (moved || tau_.tau.n_elem < 2) tau_.draw(sets, mean.memptr(), score.memptr(), *rng);
+}
+
+void OrdComponent::draw(level_scores& level, arma::Col<arma::uword> const& x,
+                        arma::Col<arma::uword> const& own) {
+  drawCoefficients(level, x, own, arma::Mat<double>(1, 1, arma::fill::ones));
+}
+
+arma::Col<arma::uword> OrdComponent::categorize(arma::Mat<double> const& scores) const {
+  arma::Col<arma::uword> out(scores.n_rows);
+  for (arma::uword i = 0; i < scores.n_rows; ++i) out[i] = tau_.categorize(scores(i, 0));
+  return out;
+}
+
+estimator::tune_results OrdComponent::tuneResults() const {
+  if (tau_.tau.n_elem < 2) return {};
+  return {tau_.tuning};
+}
+
+double OrdComponent::pnorm(double const& x, double const& sd) const {
+  return phi(x / sd);
+}
+
+arma::Col<double> OrdComponent::pnorm(arma::Col<double> x, double const& sd) const {
+  for (double& value : x) value = phi(value / sd);
+  return x;
+}
+
+arma::uword OrdComponent::n_estimated() const {
+  return gamma.n_elem + tau_.tau.n_elem - 1;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,150 @@
+#include "sem/scan/thresholds.hpp"
+
+#include <cmath>
+#include <limits>
+
+#include "sem/densities.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem::scan {
+
+namespace {
+
+/// Phi(b) - Phi(a) from the tails that keep their digits.
+double interval(double a, double b) {
+  constexpr double root = 0.70710678118654752440;
+  return a > 0.0 ? 0.5 * (std::erfc(a * root) - std::erfc(b * root))
+                 : 0.5 * (std::erfc(-b * root) - std::erfc(-a * root));
+}
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+}  // namespace
+
+double log_interval(double a, double b) {
+  return std::log(interval(a, b));
+}
+
+void drawTail(arma::Col<double>& z, double bound, bool upper, Random& rng) {
+  for (double& value : z) value = rng.trNorm(value, bound, 1.0, upper);
+}
+
+void drawMid(arma::Col<double>& z, double lower, double upper, Random& rng) {
+  for (double& value : z) value = rng.trNorm(value, lower, upper, 1.0);
+}
+
+thresholds::thresholds(arma::Col<arma::uword> const& counts)
+    : tau(counts.n_elem > 0 ? counts.n_elem - 1 : 0, arma::fill::zeros),
+      tuning(5.8, estimator::tune_obj::kind_type::threshold) {
+  if (counts.n_elem < 2) throw error_debug("An ordinal variable needs two categories.");
+  tuning.upper = 0.4;
+  tuning.lower = 0.3;
+  tuning.target = 0.35;
+  if (tau.n_elem == 1) return;
+  // An empty category would put two thresholds in one place.
+  arma::Col<double> n = arma::conv_to<arma::Col<double>>::from(counts);
+  if (n.min() == 0.0) n += 0.5;
+  double const total = arma::accu(n);
+  double sum = 0.0;
+  for (arma::uword k = 0; k < tau.n_elem; ++k) {
+    sum += n[k];
+    tau[k] = iPhi(sum / total, false);
+  }
+  tau -= tau[0];
+}
+
+arma::uword thresholds::categorize(double score) const {
+  if (std::isnan(score)) throw error_debug("ERROR: Unable to categorize latent value.");
+  arma::uword k = 0;
+  while (k < tau.n_elem && score > tau[k]) ++k;
+  return k;
+}
+
+/// From below: each within its lower neighbour as proposed and its upper one as it is.
+arma::Col<double> thresholds::propose(double s, Random& rng) const {
+  arma::uword const K = tau.n_elem;
+  arma::Col<double> t(K, arma::fill::zeros);
+  for (arma::uword k = 1; k + 1 < K; ++k) t[k] = rng.trNorm(tau[k], t[k - 1], tau[k + 1], s);
+  t[K - 1] = rng.trNorm(tau[K - 1], t[K - 2], s, false);
+  return t;
+}
+
+/// log q(tau | t) - log q(t | tau): the normal kernels cancel and the masses of the truncations stay. A
+/// threshold that t has left behind, t_{k+1} <= tau_k, could not be proposed from t.
+double thresholds::log_proposal_ratio(arma::Col<double> const& t, double s) const {
+  arma::uword const K = tau.n_elem;
+  double sum = 0.0;
+  for (arma::uword k = 1; k + 1 < K; ++k) {
+    if (t[k + 1] <= tau[k]) return -infinity;
+    sum += log_interval((t[k - 1] - tau[k]) / s, (tau[k + 1] - tau[k]) / s) -
+           log_interval((tau[k - 1] - t[k]) / s, (t[k + 1] - t[k]) / s);
+  }
+  return sum + log_interval((t[K - 2] - tau[K - 1]) / s, infinity) -
+         log_interval((tau[K - 2] - t[K - 1]) / s, infinity);
+}
+
+/// The first category's bounds do not move.
+double thresholds::log_likelihood_ratio(arma::Col<double> const& t,
+                                        std::vector<arma::Col<arma::uword>> const& members,
+                                        double const* mean) const {
+  arma::uword const K = tau.n_elem;
+  double sum = 0.0;
+  for (arma::uword k = 1; k <= K; ++k) {
+    double const t_lower = t[k - 1], tau_lower = tau[k - 1];
+    double const t_upper = k < K ? t[k] : infinity, tau_upper = k < K ? tau[k] : infinity;
+    for (arma::uword i : members[k])
+      sum += std::log(interval(t_lower - mean[i], t_upper - mean[i]) /
+                      interval(tau_lower - mean[i], tau_upper - mean[i]));
+  }
+  return sum;
+}
+
+bool thresholds::move(std::vector<arma::Col<arma::uword>> const& members, double const* mean, arma::uword n,
+                      Random& rng) {
+  if (tau.n_elem < 2) return false;
+  if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
+  double const s = std::sqrt(tuning.value / static_cast<double>(n));
+  arma::Col<double> const t = propose(s, rng);
+  double ratio = log_proposal_ratio(t, s);
+  if (ratio > -infinity) ratio += log_likelihood_ratio(t, members, mean);
+  ++tuning.total;
+  // A ratio of two vanishing probabilities tells nothing: it counts as 1.
+  double const u = rng.runif();
+  bool const accepted = std::isnan(ratio) || u <= std::exp(std::min(0.0, ratio));
+  if (!accepted || ratio == -infinity) return false;
+  tau = t;
+  ++tuning.accepted;
+  return true;
+}
+
+double thresholds::draw(arma::uword k, double mean, Random& rng) const {
+  if (k == 0) return rng.trNorm(mean, tau[0], 1.0, true);
+  if (k == tau.n_elem) return rng.trNorm(mean, tau[k - 1], 1.0, false);
+  return rng.trNorm(mean, tau[k - 1], tau[k], 1.0);
+}
+
+void thresholds::draw(std::vector<arma::Col<arma::uword>> const& members, double const* mean, double* scores,
+                      Random& rng) const {
+  arma::uword const K = tau.n_elem;
+  auto const category = [&](arma::uword k) {
+    arma::Col<arma::uword> const& units = members[k];
+    arma::Col<double> z(units.n_elem);
+    for (arma::uword i = 0; i < units.n_elem; ++i) z[i] = mean[units[i]];
+    if (k == 0)
+      drawTail(z, tau[0], true, rng);
+    else if (k == K)
+      drawTail(z, tau[K - 1], false, rng);
+    else
+      drawMid(z, tau[k - 1], tau[k], rng);
+    for (arma::uword i = 0; i < units.n_elem; ++i) scores[units[i]] = z[i];
+  };
+  category(0);
+  category(K);
+  for (arma::uword k = 1; k < K; ++k) category(k);
+}
+
+void thresholds::adapt() {
+  if (tau.n_elem > 1) tuning.tune();
+}
+
+}  // namespace tovik::sem::scan
