@@ -1,0 +1,83 @@
+#include "sem/predictors/level_scores.hpp"
+
+#include <gtest/gtest.h>
+
+#include "sem/random.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+namespace {
+
+using columns = arma::Col<arma::uword>;
+
+void expect_products(level_scores& level, columns const& x, columns const& y) {
+  arma::mat const expected = level.data().cols(x).t() * level.data().cols(y);
+  EXPECT_LT(arma::abs(level.products(x, y) - expected).max(), 1e-10);
+}
+
+/// Seven columns of which five take part, all written.
+struct Filled {
+  Random rng{7, 0U};
+  columns used = {0, 2, 3, 5, 6};
+  level_scores level{20, 7, used};
+  Filled() { level.write({0, 1, 2, 3, 4, 5, 6}, rng.randn(20, 7)); }
+};
+
+TEST(LevelScores, StartAtZero) {
+  level_scores level(4, 3, columns{0, 2});
+  EXPECT_EQ(level.n_units(), 4u);
+  EXPECT_EQ(arma::accu(arma::abs(level.data())), 0.0);
+  EXPECT_EQ(arma::accu(arma::abs(level.products({0, 2}, {0, 2}))), 0.0);
+}
+
+TEST(LevelScores, ProductsAreThoseOfTheColumnsInTheOrderAskedFor) {
+  Filled f;
+  expect_products(f.level, f.used, f.used);
+  expect_products(f.level, {6, 0}, {3});
+  expect_products(f.level, {5, 2, 3}, {3, 6});
+}
+
+TEST(LevelScores, ProductsFollowEveryWrite) {
+  Filled f;
+  expect_products(f.level, f.used, f.used);
+  for (columns const& moved : {columns{3}, columns{6, 0}, columns{0, 2, 3, 5}, columns{5}}) {
+    f.level.write(moved, f.rng.randn(20, static_cast<int>(moved.n_elem)));
+    expect_products(f.level, {0, 6}, {2, 3});
+    expect_products(f.level, f.used, f.used);
+  }
+}
+
+TEST(LevelScores, TwoWritesBeforeOneProductBothCount) {
+  Filled f;
+  f.level.products(f.used, f.used);
+  f.level.write({2}, f.rng.randn(20, 1));
+  f.level.write({5}, f.rng.randn(20, 1));
+  expect_products(f.level, f.used, f.used);
+}
+
+TEST(LevelScores, AColumnThatPredictsNothingIsKeptWithoutProducts) {
+  Filled f;
+  arma::mat const values = f.rng.randn(20, 1);
+  f.level.write({4}, values);
+  EXPECT_EQ(arma::abs(f.level.data().col(4) - values).max(), 0.0);
+  EXPECT_THROW(f.level.products({0, 4}, {0}), error_debug);
+  EXPECT_THROW(f.level.products({0}, {9}), error_debug);
+}
+
+TEST(LevelScores, NoColumnsGiveEmptyProducts) {
+  Filled f;
+  EXPECT_EQ(f.level.products({}, {0}).n_rows, 0u);
+  level_scores none(3, 2, columns{});
+  EXPECT_EQ(none.products({}, {}).n_elem, 0u);
+}
+
+TEST(LevelScores, RejectsDeviationsOfAnotherShapeAndColumnsThatDoNotExist) {
+  Filled f;
+  EXPECT_THROW(f.level.write({0}, arma::mat(19, 1)), error_debug);
+  EXPECT_THROW(f.level.write({0, 1}, arma::mat(20, 1)), error_debug);
+  EXPECT_THROW(f.level.write({7}, arma::mat(20, 1)), error_debug);
+  EXPECT_THROW(level_scores(3, 2, columns{2}), error_debug);
+}
+
+}  // namespace
+}  // namespace tovik::sem
