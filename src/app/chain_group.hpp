@@ -114,19 +114,21 @@ class chain_group {
         "         See METROPOLIS-HASTINGS ACCEPTANCE RATES section for more information.");
   }
 
-  /// The results: fit, correlations among residuals, estimates of the outcome models.
+  /// The results: fit, correlations among residuals, estimates of the outcome models and of the predictor
+  /// models, each where there is something to print.
   void print(const VariableList& vars, const ModelList& models) const {
     std::FILE* fp = Output::fp;
     const Summary draws = iterations();
-    print_fit(fp);
-    if (chain_info::compute_corrs) {
-      std::fputs("\nCORRELATIONS AMONG RESIDUALS:\n\n", fp);
-      front().estimator().printCorrelations(fp, models, resid_cor());
+    const T& estimator = front().estimator();
+    const arma::uword n_covariate_rows = estimator.getCovariateModelNumParams();
+    const arma::uword n_outcome_rows = draws.n_rows() - n_covariate_rows;
+    if (n_outcome_rows > 0) print_outcomes(fp, vars, models, rows_of(draws, 0, n_outcome_rows));
+    if (n_covariate_rows > 0) {
+      std::fputs("\nPREDICTOR MODEL ESTIMATES:\n\n", fp);
+      estimator.printCovariates(fp, vars, rows_of(draws, n_outcome_rows, n_covariate_rows));
+      std::fputs("\n", fp);
       std::fflush(fp);
     }
-    std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
-    if (front().estimator().printOutcomes(fp, vars, models, draws, simple())) std::fputs("\n", fp);
-    std::fflush(fp);
     if (!Output::traceplotPath.empty()) saveTraces(Output::traceplotPath, vars, models);
   }
 
@@ -204,6 +206,23 @@ class chain_group {
                  "        Use keyword 'tuneinfo' in options to override.\n",
                  tolerance);
     std::fputs("\n", stream);
+  }
+
+  static Summary rows_of(const Summary& draws, arma::uword first, arma::uword count) {
+    return draws.rows(arma::span(first, first + count - 1));
+  }
+
+  void print_outcomes(std::FILE* fp, const VariableList& vars, const ModelList& models,
+                      const Summary& draws) const {
+    print_fit(fp);
+    if (chain_info::compute_corrs) {
+      std::fputs("\nCORRELATIONS AMONG RESIDUALS:\n\n", fp);
+      front().estimator().printCorrelations(fp, models, resid_cor());
+      std::fflush(fp);
+    }
+    std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
+    if (front().estimator().printOutcomes(fp, vars, models, draws, simple())) std::fputs("\n", fp);
+    std::fflush(fp);
   }
 
   void print_fit(std::FILE* fp) const {

@@ -252,7 +252,6 @@ class simple_reader {
     out.column = columns.at(0);
     out.level = mean ? term.top_level() : v.level;
     out.centering = centering(term);
-    if (!mean && !v.means.empty()) out.mean_column = v.means.front();
     return out;
   }
 

@@ -1,5 +1,6 @@
 // Conditional effects of one chain.
 
+#include <algorithm>
 #include <deque>
 #include <memory>
 
@@ -8,6 +9,7 @@
 #include "results/simple_slopes.hpp"
 #include "sem/mcmc.hpp"
 #include "sem/outcomes.hpp"
+#include "sem/predictors/variable.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -18,7 +20,25 @@ struct Mcmc::chain_slopes {
   std::deque<ModeratorDeviation> deviations;  // effects hold addresses into them
 };
 
+namespace {
+
+bool holds(arma::Col<arma::uword> const& columns, arma::uword column) {
+  return std::find(columns.begin(), columns.end(), column) != columns.end();
+}
+
+/// True for a column of values or of means that a model of the variable writes.
+bool writes(Variable const& model, arma::uword column) {
+  if (holds(model.value_columns(), column)) return true;
+  for (unsigned d = 1; d < model.n_levels - model.level; ++d) {
+    if (model.isDeviation(d) && holds(model.mean_columns(d), column)) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 void Mcmc::addSimpleSlopes(SimpleList const& list) {
+  if (list.empty()) return;
   if (!outcomes_) throw error_debug("NO OUTCOME HAS BEEN SPECIFIED!");
   simple_ = std::make_shared<chain_slopes>();
   simple_->list = list;
@@ -27,7 +47,13 @@ void Mcmc::addSimpleSlopes(SimpleList const& list) {
     for (SimpleSlopes& effect : model.effects) {
       std::vector<double const*> units;
       for (moderator const& m : effect.moderators()) {
-        if (m.in_sd) simple_->deviations.emplace_back(m.source, working_);
+        if (m.in_sd) {
+          deviation_source source = m.source;
+          source.latent = std::any_of(predictors().begin(), predictors().end(), [&](auto const& predictor) {
+            return writes(*predictor, source.column);
+          });
+          simple_->deviations.emplace_back(source, working_);
+        }
         units.push_back(m.in_sd ? simple_->deviations.back().value() : nullptr);
       }
       effect.bind(outcomes_->betas(model.model), outcome.x, outcome.x_compute, working_.data.n_cols,

@@ -28,8 +28,8 @@ double ModeratorDeviation::at(arma::uword column, arma::uword unit) const {
 void ModeratorDeviation::update() {
   if (source_.centering != data::center::cluster) {
     value_ = total();
-  } else if (source_.mean_column != data::variable::no_column) {
-    value_ = around_latent_means();
+  } else if (source_.latent) {
+    value_ = around_zero();
   } else {
     value_ = within_clusters();
   }
@@ -48,13 +48,10 @@ double ModeratorDeviation::total() {
   return deviation(squares, static_cast<double>(n) - 1.0);
 }
 
-double ModeratorDeviation::around_latent_means() {
+double ModeratorDeviation::around_zero() {
   arma::uword const n = working_->n_units(level_);
   double squares = 0.0;
-  for (arma::uword i = 0; i < n; ++i) {
-    double const d = at(source_.column, i) - at(source_.mean_column, i);
-    squares += d * d;
-  }
+  for (arma::uword i = 0; i < n; ++i) squares += at(source_.column, i) * at(source_.column, i);
   return deviation(squares, static_cast<double>(n) - 1.0);
 }
 

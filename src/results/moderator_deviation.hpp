@@ -15,7 +15,8 @@ class working_data;
 ///   centred at cluster means m:      sqrt(sum (x - m)^2 / (n - J)) with the means of J clusters' units,
 ///                                    sqrt(sum (x - m)^2 / (n - 1)) with latent means.
 ///
-/// The clusters are those of the level directly above. NaN without a degree of freedom.
+/// A column that a model centres at latent means holds x - m itself, so that its squares are summed as they
+/// are. The clusters are those of the level directly above. NaN without a degree of freedom.
 class ModeratorDeviation {
  public:
   /// `working` must outlive the object.
@@ -28,7 +29,7 @@ class ModeratorDeviation {
  private:
   double total();
   double within_clusters();
-  double around_latent_means();
+  double around_zero();
   double at(arma::uword column, arma::uword unit) const;
 
   working_data const* working_;

@@ -13,6 +13,8 @@
 #include "results/report_models.hpp"
 #include "sem/mcmc.hpp"
 #include "sem/outcomes.hpp"
+#include "sem/predictors/variable.hpp"
+#include "support/warning.hpp"
 #include "support/wrapped.hpp"
 
 namespace tovik {
@@ -56,6 +58,19 @@ void print_parameter_counts(std::FILE* stream, const sem::Mcmc& mcmc) {
                static_cast<int>(mcmc.getCovariateEstimatedNParams()));
 }
 
+/// The percentages of missing units by the names of the patterns: those of predictors as their models count
+/// them.
+std::vector<double> missing_percents_of(const sem::Mcmc& mcmc) {
+  std::vector<double> percents = mcmc.missing_percents();
+  for (const auto& model : mcmc.predictors()) {
+    const auto& names = mcmc.pattern_names();
+    const auto at = std::find(names.begin(), names.end(), model->variable().name);
+    if (!model->means_only() && at != names.end())
+      percents[static_cast<std::size_t>(at - names.begin())] = model->getMissingPercent();
+  }
+  return percents;
+}
+
 /// A variable is incomplete when cells of its own level are missing.
 is_incomplete incomplete_in(const sem::Mcmc& mcmc) {
   std::vector<std::string> names;
@@ -67,6 +82,41 @@ is_incomplete incomplete_in(const sem::Mcmc& mcmc) {
   };
 }
 
+/// Of variables with a model of their own. One that is fixed has no latent means to do without; where it does
+/// not vary it is no predictor, as a variable of a higher level is none below.
+void warn_of_exclusions(const sem::Mcmc& mcmc) {
+  std::string lines;
+  for (const sem::excluded_level& one : mcmc.excluded_predictors()) {
+    const bool modelled = std::any_of(mcmc.predictors().begin(), mcmc.predictors().end(),
+                                      [&](const auto& model) { return model->variable().name == one.name; });
+    if (!modelled) continue;
+    lines +=
+        "           Variable \"" + one.name + "\" excluded from level-" + std::to_string(one.level) + "\n";
+  }
+  if (lines.empty()) return;
+  warning::buffer.push("WARNING: Excluding the following variables as predictors at the listed level.\n" +
+                       lines +
+                       "\n         Their latent cluster means will not be estimated at the listed level.\n\n"
+                       "         These variables are orthogonal to all variables at that level\n"
+                       "         (e.g., because they lack variation at that level).");
+}
+
+/// An imputation without outcome models has variables and no equations.
+void print_imputation_model(std::FILE* stream, const VariableList& variables, const sem::Mcmc& mcmc) {
+  std::fputs("\n\nVARIABLES IN IMPUTATION MODEL:\n\n", stream);
+  print_imputation_variables(stream, variables, incomplete_in(mcmc));
+  std::fprintf(stream, "\n  NUMBER OF PARAMETERS\n    Imputation Models:      %i\n",
+               static_cast<int>(mcmc.getCovariateEstimatedNParams()));
+}
+
+void print_outcome_models(std::FILE* stream, const VariableList& variables, const ModelList& models,
+                          const sem::Mcmc& mcmc) {
+  std::fputs("\n\nMODEL INFORMATION:\n\n", stream);
+  print_parameter_counts(stream, mcmc);
+  print_roles(stream, variables, incomplete_in(mcmc));
+  print_statements(stream, models);
+}
+
 }  // namespace
 
 void sem::Mcmc::printInfo(std::FILE* stream, const VariableList& variables, const ModelList& models) const {
@@ -74,11 +124,13 @@ void sem::Mcmc::printInfo(std::FILE* stream, const VariableList& variables, cons
   print_clusters(stream, variables, *this);
   print_dummy_codes(stream, variables);
   std::fputs("\n  Missing Data Info:\n", stream);
-  missing_patterns().print(stream, pattern_names(), missing_percents());
-  std::fputs("\n\nMODEL INFORMATION:\n\n", stream);
-  print_parameter_counts(stream, *this);
-  print_roles(stream, variables, incomplete_in(*this));
-  print_statements(stream, models);
+  missing_patterns().print(stream, pattern_names(), missing_percents_of(*this));
+  if (outcomes() == nullptr) {
+    print_imputation_model(stream, variables, *this);
+  } else {
+    print_outcome_models(stream, variables, models, *this);
+  }
+  warn_of_exclusions(*this);
 }
 
 }  // namespace tovik

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "model/model_list.hpp"
+#include "results/report_predictors.hpp"
 #include "results/report_rows.hpp"
 #include "results/summary.hpp"
 #include "results/table.hpp"
@@ -38,8 +39,15 @@ class numbered_rows {
     std::fprintf(stream_, "%s%*s  %-30.30s \n", break_line, width_, "", title.c_str());
   }
 
-  void row(const std::string& label, arma::uword number) const {
-    std::fprintf(stream_, "%*i  %-30.30s ", width_, static_cast<int>(number + 1), label.c_str());
+  void row(const std::string& label, arma::uword number) const { write("  ", label, " ", number); }
+
+  /// Of a predictor's variances and thresholds, one place further to the right.
+  void inner_row(const std::string& label, arma::uword number) const { write("   ", label, "", number); }
+
+ private:
+  void write(const char* before, const std::string& label, const char* behind, arma::uword number) const {
+    std::fprintf(stream_, "%*i%s%-30.30s%s", width_, static_cast<int>(number + 1), before, label.c_str(),
+                 behind);
     for (arma::uword k = 0; k < psr_.n_rows; ++k) {
       const bool there = number < psr_.n_cols;
       std::fprintf(stream_, " %5.2f ", printable(there ? psr_(k, number) : arma::datum::nan));
@@ -47,7 +55,6 @@ class numbered_rows {
     std::fputs("\n", stream_);
   }
 
- private:
   std::FILE* stream_;
   arma::Mat<double> psr_;  ///< one row per comparison, one column per parameter
   int width_;
@@ -127,6 +134,27 @@ class label_report {
   numbered computations_;
 };
 
+/// The predictor models as their tables of estimates have them. `number` is the row of the first.
+void print_predictor_labels(std::FILE* stream, const sem::Mcmc& mcmc, const numbered_rows& rows,
+                            arma::uword number) {
+  for (const auto& model : mcmc.predictors()) {
+    std::fprintf(stream, "\n%s\n\n", predictor_title(*model, mcmc.outcomes() != nullptr).c_str());
+    std::string section;
+    for (const reported_row& one : reported_rows(*model, mcmc.predictor_column_names())) {
+      if (one.section() != section) rows.section("\n", section = one.section());
+      const sem::predictor_row::kind what = one.row.what;
+      const bool inner =
+          what != sem::predictor_row::kind::grand_mean && what != sem::predictor_row::kind::coefficient;
+      if (inner) {
+        rows.inner_row(one.label(), number + one.place);
+      } else {
+        rows.row(one.label(), number + one.place);
+      }
+    }
+    number += model->numParams();
+  }
+}
+
 }  // namespace
 
 void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, const ModelList& models,
@@ -141,6 +169,7 @@ void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, con
                            width);
   rows.heading();
   label_report(stream, models, rows).print();
+  print_predictor_labels(stream, *this, rows, models.row_starts().back());
   std::fputs("\n", stream);
   std::fflush(stream);
 }

@@ -2,9 +2,11 @@
 
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "data/variable.hpp"
 #include "model/model_list.hpp"
+#include "results/report_predictors.hpp"
 #include "results/report_rows.hpp"
 #include "sem/mcmc.hpp"
 
@@ -56,6 +58,25 @@ std::string shorten_intercepts(const std::string& label) {
   return out;
 }
 
+/// What the row of a predictor model belongs to.
+std::string kind_name(const reported_row& one) {
+  if (one.row.what == sem::predictor_row::kind::threshold) return "Threshold";
+  if (one.row.what != sem::predictor_row::kind::grand_mean) return "Level-" + std::to_string(one.row.level);
+  return one.row.name.empty() ? "Grand Mean" : "Grand Mean#" + one.row.name;
+}
+
+/// As in the table, but variables inside "Var(" and "Cov(" are marked.
+std::string marked_label(const reported_row& one) {
+  switch (one.row.what) {
+    case sem::predictor_row::kind::variance:
+      return "Var(#" + one.row.name + ")";
+    case sem::predictor_row::kind::covariance:
+      return "Cov(#" + one.row.name + "," + one.row.other + ")";
+    default:
+      return one.label();
+  }
+}
+
 /// Writes lines under running numbers, which count rows of the draws.
 class label_lines {
  public:
@@ -66,6 +87,13 @@ class label_lines {
   void write(const std::string& model, const std::string& kind, const std::string& label, unsigned number) {
     std::fprintf(stream_, "\"%s\" \"%s\" \"%s\" %i\n", model.c_str(), kind.c_str(), label.c_str(),
                  static_cast<int>(number));
+  }
+
+  void write(const sem::Variable& model, const std::vector<std::string>& names, arma::uword first) {
+    for (const reported_row& one : reported_rows(model, names)) {
+      write(model.variable().name, kind_name(one), marked_label(one),
+            static_cast<unsigned>(first + one.place));
+    }
   }
 
   /// The rows of one equation; a nominal outcome has them once for each dummy code.
@@ -102,6 +130,11 @@ void sem::Mcmc::printParameterLabelsFile(std::FILE* stream, const VariableList&,
     for (const parameter_row& row : parameter_rows(model)) {
       lines.write(row.label, row.label, row.label, first);
     }
+  }
+  arma::uword first_row = starts.back() + 1;
+  for (const auto& model : predictors()) {
+    lines.write(*model, predictor_column_names(), first_row);
+    first_row += model->numParams();
   }
   place = 0;
   for (const Model& model : models) {

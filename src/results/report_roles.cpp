@@ -67,22 +67,36 @@ void print_weights(std::FILE* stream, const VariableList& variables) {
   }
 }
 
+struct name_list {
+  std::string label;
+  std::vector<std::string> names;
+};
+
+/// The predictors by what is known of them. The label of complete continuous ones is the caller's.
+std::vector<name_list> predictor_lists(const VariableList& variables, const is_incomplete& incomplete,
+                                       const char* complete_continuous) {
+  const auto is_predictor = [](const data::variable& v) { return v.usage() == data::usage::covariate; };
+  const auto modelled = [&](bool missing, data::type kind) {
+    return names_of(variables, [&](const data::variable& v) {
+      return is_predictor(v) && !v.fixed() && v.type == kind && incomplete(v) == missing;
+    });
+  };
+  return {
+      {"Fixed variables:",
+       names_of(variables, [&](const data::variable& v) { return is_predictor(v) && v.fixed(); })},
+      {complete_continuous, modelled(false, data::type::continuous)},
+      {"Complete ordinal:", modelled(false, data::type::ordinal)},
+      {"Complete nominal:", modelled(false, data::type::nominal)},
+      {"Incomplete continuous:", modelled(true, data::type::continuous)},
+      {"Incomplete ordinal:", modelled(true, data::type::ordinal)},
+      {"Incomplete nominal:", modelled(true, data::type::nominal)},
+  };
+}
+
 void print_predictors(std::FILE* stream, const VariableList& variables, const is_incomplete& incomplete) {
   name_section section(stream, "PREDICTORS");
-  const auto is_predictor = [](const data::variable& v) { return v.usage() == data::usage::covariate; };
-  section.line("Fixed variables:",
-               names_of(variables, [&](const data::variable& v) { return is_predictor(v) && v.fixed(); }));
-  const auto line = [&](const char* label, bool missing, data::type kind) {
-    section.line(label, names_of(variables, [&](const data::variable& v) {
-                   return is_predictor(v) && !v.fixed() && v.type == kind && incomplete(v) == missing;
-                 }));
-  };
-  line("Complete continous:", false, data::type::continuous);
-  line("Complete ordinal:", false, data::type::ordinal);
-  line("Complete nominal:", false, data::type::nominal);
-  line("Incomplete continuous:", true, data::type::continuous);
-  line("Incomplete ordinal:", true, data::type::ordinal);
-  line("Incomplete nominal:", true, data::type::nominal);
+  for (const name_list& list : predictor_lists(variables, incomplete, "Complete continous:"))
+    section.line(list.label, list.names);
 }
 
 void print_factors(std::FILE* stream, const VariableList& variables) {
@@ -126,6 +140,14 @@ void print_random_effects(std::FILE* stream, const VariableList& variables) {
 }
 
 }  // namespace
+
+void print_imputation_variables(std::FILE* stream, const VariableList& variables,
+                                const is_incomplete& incomplete) {
+  for (const name_list& list : predictor_lists(variables, incomplete, "Complete continuous:")) {
+    if (list.names.empty()) continue;
+    std::fprintf(stream, "  %-23s%s\n", list.label.c_str(), wrapped(list.names, 25, list_width).c_str());
+  }
+}
 
 void print_roles(std::FILE* stream, const VariableList& variables, const is_incomplete& incomplete) {
   print_weights(stream, variables);

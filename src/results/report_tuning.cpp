@@ -1,9 +1,11 @@
 #include "results/report_tuning.hpp"
 
+#include "data/variable.hpp"
 #include "model/model_list.hpp"
 #include "results/report_rows.hpp"
 #include "sem/mcmc.hpp"
 #include "sem/outcomes.hpp"
+#include "sem/predictors/variable.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -45,11 +47,16 @@ void print_tuning_table(std::FILE* stream, const std::vector<sem::estimator::tun
 
 void sem::Mcmc::printTuningInfo(std::FILE* stream, const VariableList&, const ModelList& models,
                                 bool all) const {
-  const std::vector<estimator::tune_results> results = outcomes()->acceptance();
+  std::vector<estimator::tune_results> results;
+  if (outcomes() != nullptr) results = outcomes()->acceptance();
   std::vector<tuning_label> labels;
   for (std::size_t i = 0; i < results.size(); ++i) {
     labels.push_back(i < models.size() ? label_of(models[i])
                                        : tuning_label{"Parameter: " + results[i].label, ""});
+  }
+  for (const auto& model : predictors()) {
+    results.push_back(model->tuneResults());
+    labels.push_back({"", model->variable().name});
   }
   print_tuning_table(stream, results, labels, all);
 }

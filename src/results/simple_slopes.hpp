@@ -14,10 +14,10 @@ namespace tovik::sem {
 
 /// Where the standard deviation of a moderator is read from. Levels count as in the catalogue.
 struct deviation_source {
-  unsigned column = 0;                               ///< of the prepared data
-  unsigned level = 0;                                ///< whose units are counted
-  data::center centering = data::center::grand;      ///< the means from which deviations are taken
-  unsigned mean_column = data::variable::no_column;  ///< of latent cluster means; none: means of the cells
+  unsigned column = 0;                           ///< of the prepared data
+  unsigned level = 0;                            ///< whose units are counted
+  data::center centering = data::center::grand;  ///< the means from which deviations are taken
+  bool latent = false;  ///< the cluster means are those of the variable's model, which writes deviations
 };
 
 /// One moderator of a conditional effect, at one value.

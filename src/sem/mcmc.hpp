@@ -153,6 +153,8 @@ class Mcmc {
   /// True if some model was printed.
   bool printOutcomes(std::FILE* stream, VariableList const& variables, ModelList const& models,
                      Summary const& iterations, Summary const& simple) const;
+  /// The models of predictors; `iterations` has their rows and no others.
+  void printCovariates(std::FILE* stream, VariableList const& variables, Summary const& iterations) const;
   /// The conditional effects of an equation from the first rows of `table`; returns how many rows it took. A
   /// null stream only counts. Throws tovik::error for an equation without effects.
   unsigned printSimpleSlopes(std::FILE* stream, unsigned const& model, Model const& equation,

@@ -34,7 +34,7 @@ sem::SimpleList effects(unsigned model) {
     out.value = value;
     out.in_sd = in_sd;
     out.columns = {{m, value}};
-    out.source = {m, 1, centering, data::variable::no_column};
+    out.source = {m, 1, centering, false};
     return sem::SimpleSlopes(model, "x", {x}, constant, {out});
   };
   sem::SimpleList list;

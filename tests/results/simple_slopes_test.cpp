@@ -259,21 +259,21 @@ TEST(PrintSimpleSlopes, CountsWithoutAStream) {
 // Rows of three schools in two districts; v varies within schools, s between them.
 working_data schools() {
   const arma::mat data = {
-      // school, district, v, s, latent mean of v
-      {1, 1, 1.0, 4.0, 1.5}, {1, 1, 2.0, 4.0, 1.5}, {1, 1, 6.0, 4.0, 1.5},
-      {2, 1, 3.0, 7.0, 2.0}, {2, 1, 5.0, 7.0, 2.0}, {3, 2, 8.0, 5.0, 7.0},
+      // school, district, v, s, v less its latent mean
+      {1, 1, 1.0, 4.0, -0.5}, {1, 1, 2.0, 4.0, 0.5}, {1, 1, 6.0, 4.0, 4.5},
+      {2, 1, 3.0, 7.0, 1.0},  {2, 1, 5.0, 7.0, 3.0}, {3, 2, 8.0, 5.0, 1.0},
   };
   return working_data(data, {0, 1});
 }
 
-double deviation(unsigned column, unsigned level, data::center centering,
-                 unsigned mean_column = data::variable::no_column) {
+double deviation(unsigned column, unsigned level, data::center centering, bool latent = false) {
   const working_data working = schools();
-  return *ModeratorDeviation({column, level, centering, mean_column}, working).value();
+  return *ModeratorDeviation({column, level, centering, latent}, working).value();
 }
 
 TEST(ModeratorDeviation, IsThatOfAllUnitsAroundTheGrandMean) {
   EXPECT_NEAR(deviation(2, 2, data::center::grand), arma::stddev(arma::vec{1, 2, 6, 3, 5, 8}), 1e-12);
+  EXPECT_NEAR(deviation(2, 2, data::center::grand, true), arma::stddev(arma::vec{1, 2, 6, 3, 5, 8}), 1e-12);
 }
 
 TEST(ModeratorDeviation, CountsUnitsOfItsOwnLevelOnce) {
@@ -288,19 +288,18 @@ TEST(ModeratorDeviation, IsThatWithinClustersAroundTheirMeans) {
 
 TEST(ModeratorDeviation, IsThatAroundLatentMeans) {
   const double squares = 0.25 + 0.25 + 4.5 * 4.5 + 1 + 9 + 1;
-  EXPECT_NEAR(deviation(2, 2, data::center::cluster, 4), std::sqrt(squares / 5), 1e-12);
+  EXPECT_NEAR(deviation(4, 2, data::center::cluster, true), std::sqrt(squares / 5), 1e-12);
 }
 
 TEST(ModeratorDeviation, FollowsTheDataAndIsNaNForASingleUnit) {
   working_data working(arma::mat{{1, 2}, {2, 4}}, {});
-  ModeratorDeviation sd({1, 0, data::center::grand, data::variable::no_column}, working);
+  ModeratorDeviation sd({1, 0, data::center::grand, false}, working);
   EXPECT_NEAR(*sd.value(), std::sqrt(2.0), 1e-12);
   working.data(1, 1) = 10;
   sd.update();
   EXPECT_NEAR(*sd.value(), std::sqrt(32.0), 1e-12);
   working_data one(arma::mat{{1, 2}}, {});
-  EXPECT_TRUE(
-      std::isnan(*ModeratorDeviation({1, 0, data::center::grand, data::variable::no_column}, one).value()));
+  EXPECT_TRUE(std::isnan(*ModeratorDeviation({1, 0, data::center::grand, false}, one).value()));
 }
 
 }  // namespace
