@@ -75,23 +75,6 @@ void check_one_writer(ModelList const& list, working_data const& working, arma::
   }
 }
 
-/// The acceptance adapts a proposal that is about right. One that is far off, because the starting state told
-/// little of the scale, is replaced by that of the density at the current state.
-void adapt(estimator::constraint& parameter, arma::Mat<double> const& data) {
-  estimator::tune_obj& tune = parameter.tune;
-  if (tune.total == 0) return;
-  const double found = proposal_variance(parameter, data, parameter.variance);
-  const double ratio = found / (tune.value * tune.value * parameter.variance);
-  if (ratio > 1.0 / 16.0 && ratio < 16.0) {
-    tune.tune();
-    return;
-  }
-  parameter.variance = found;
-  tune.value = 1.0;
-  tune.accepted = 0;
-  tune.total = 0;
-}
-
 }  // namespace
 
 Outcomes::Outcomes(Mcmc const* mcmc, ModelList const& list, arma::Mat<double>& data,
@@ -202,7 +185,7 @@ void Outcomes::tune() {
   for (auto const& constraint : constraints) {
     if (constraint->links.empty()) continue;
     const double rate = constraint->tune.rate();
-    adapt(*constraint, mcmc_->working().data);
+    adapt_proposal(*constraint, mcmc_->working().data);
     if (estimator::constraint::print_debug)
       std::printf("multiplier=%7.4f; stddev=%7.4f; probs=%6.3f;\n", constraint->tune.value,
                   constraint->tune.value * std::sqrt(constraint->variance), rate);

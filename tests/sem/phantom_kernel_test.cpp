@@ -76,7 +76,7 @@ struct CorrelatedWorld {
     models.clear();
     phantoms.clear();
     for (normal_setup const& setup : setups) models.push_back(std::make_unique<Normal>(&estimator, setup));
-    auto const pass = std::make_shared<sem::phantom_pass>();
+    auto const group = std::make_shared<sem::phantom_group>();
     for (tie const& t : ties) {
       sem::phantom_setup setup;
       setup.column = t.column;
@@ -85,8 +85,9 @@ struct CorrelatedWorld {
       setup.n_levels = static_cast<unsigned>(world.units.size()) - t.level - 1;
       phantoms.push_back(std::make_unique<Phantom>(&estimator, setup));
       for (auto const& end : t.ends) phantoms.back()->attach(models[end.model]->correlated(t.column));
-      phantoms.back()->set_pass(pass, phantoms.size() == 1);
+      phantoms.back()->join(group);
     }
+    group->connect();
   }
 
   std::vector<double> rhos_of(std::size_t model, unsigned place, std::vector<double> const& all) const {
@@ -222,13 +223,6 @@ void two_residuals(CorrelatedWorld& w) {
 
 TEST(PhantomKernels, ResidualsOfTwoOutcomes) {
   CorrelatedWorld w(1, {{8}}, 301);
-  two_residuals(w);
-  w.scans_leave_joint();
-}
-
-TEST(PhantomKernels, ScoresByEllipticalSlices) {
-  Setting<bool> const slice(sem::estimator::Outcome::ess_sampler, true);
-  CorrelatedWorld w(1, {{8}}, 302);
   two_residuals(w);
   w.scans_leave_joint();
 }

@@ -168,23 +168,19 @@ TEST(PhantomLikelihood, OfCorrelations) {
   EXPECT_EQ(model.compute_LL_correlation_L(0.95, m.world.data, 0), -INFINITY);
 }
 
-/// What a unit gains by a move of its score is the difference of its log densities.
-TEST(PhantomLikelihood, GainsOfScores) {
-  PhantomModel m(0, {{0, 2}, {}}, {{}, {{10, 1, true}, {11, 0, false}}, {}}, {{}, {-0.5, 0.2}, {}});
+TEST(PhantomLikelihood, ASideShowsWhatThePhantomsEnter) {
+  PhantomModel m(0, {{0, 2}, {}}, {{{9, 0, true}}, {{10, 1, true}, {11, 0, false}}, {}},
+                 {{-0.2}, {-0.5, 0.2}, {}});
   Normal& model = *m.model;
-  arma::Col<double> const before = model.compute_Us_LL(m.world.data, 0);
-  auto const side = model.correlated(10);
-  side->begin(m.world.data, nullptr);
-  side->begin_scores();
-  arma::Col<arma::uword> const units = {0, 2, 4};
-  arma::Col<double> const delta = {0.7, -1.1, 0.2};
-  arma::Col<double> gain(3, arma::fill::zeros);
-  side->add_gain(units, delta.memptr(), gain.memptr());
-  for (arma::uword i = 0; i < m.world.data.n_rows; ++i)
-    for (arma::uword k = 0; k < 3; ++k)
-      if (m.world.units[1](i) == units(k)) m.world.data(i, 10) += delta(k);
-  arma::Col<double> const after = model.compute_Us_LL(m.world.data, 0);
-  for (arma::uword k = 0; k < 3; ++k) EXPECT_NEAR(gain(k), after(units(k)) - before(units(k)), 1e-10);
+  auto const effect = model.correlated(10), residual = model.correlated(9);
+  effect->read(m.world.data);
+  residual->read(m.world.data);
+  EXPECT_EQ(arma::abs(effect->part().values() - model.u[0]).max(), 0.0);
+  arma::mat const e = model.compute_residual(m.world.data) + m.means(0);
+  EXPECT_LT(arma::abs(residual->part().values() - e).max(), 1e-12);
+  EXPECT_EQ(effect->term(), 0U);
+  EXPECT_EQ(*effect->rho(), -0.5);
+  EXPECT_NE(effect->source(), residual->source());
   EXPECT_THROW(model.correlated(12), error_debug);
 }
 

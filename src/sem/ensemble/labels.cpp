@@ -152,6 +152,8 @@ class wiring {
         phantom.follow(*leader);
     }
     if (leader == nullptr) return;
+    const bool moves_equations =
+        !others.likelihoods.empty() || !others.links.empty() || !label.followers.empty();
     double start = leader->params()(0);
     if (label.prior >= 0) {
       const auto prior = model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
@@ -160,7 +162,7 @@ class wiring {
     }
     for (unsigned follower : label.followers) follow(computation(follower), others);
     if (!others.likelihoods.empty() || !others.links.empty() || !others.refresh.empty())
-      leader->addRho(others, label.prior >= 0);
+      leader->addRho(others, label.prior >= 0, moves_equations);
     leader->addStarts({start});
     bind(label.key, leader->constraint(parameter_type::phantom_correlation, 0, 0)->ptr());
   }
@@ -298,6 +300,9 @@ class wiring {
     // With every label in place, what follows from them.
     for (Computation* node : computations_of(world_.models)) node->update();
     for (std::size_t k = 0; k < drawn_.size(); ++k) drawn_[k].constraint->write(starts[k]);
+    for (auto const& model : world_.models) {
+      if (auto* phantom = dynamic_cast<Phantom*>(model.get())) phantom->find_proposals(world_.data);
+    }
     for (drawn_label& label : drawn_) {
       if (!label.searched) continue;
       label.constraint->variance =

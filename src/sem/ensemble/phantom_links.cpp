@@ -4,7 +4,6 @@
 
 #include "model/correlation.hpp"
 #include "model/model_list.hpp"
-#include "sem/estimator.hpp"
 #include "sem/outcomes/phantom.hpp"
 #include "support/error.hpp"
 
@@ -29,25 +28,6 @@ bool holds(Model const& model, model::anyVariable const& phantom) {
                      [&](model::anyVariable const& term) { return term.variable == phantom.variable; });
 }
 
-/// Phantoms that are drawn one right after another share what they know of the equations.
-void share_passes(std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
-  std::vector<estimator::Outcome*> order;
-  const bool latent_first = Estimator::optimize_draws;
-  for (bool first : {true, false}) {
-    for (auto const& model : models) {
-      const bool drawn_first = latent_first && data::isLatent(model->type);
-      if (drawn_first == first) order.push_back(model.get());
-    }
-  }
-  const auto pass = std::make_shared<phantom_pass>();
-  bool continues = false;
-  for (estimator::Outcome* model : order) {
-    auto* phantom = dynamic_cast<Phantom*>(model);
-    if (phantom != nullptr) phantom->set_pass(pass, !continues);
-    continues = phantom != nullptr;
-  }
-}
-
 }  // namespace
 
 std::vector<std::vector<phantom_term>> phantoms_of(Model const& model) {
@@ -70,10 +50,9 @@ bool is_phantom(Model const& model) {
 
 void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models,
                    arma::Mat<double>& data) {
-  bool any = false;
+  const auto group = std::make_shared<phantom_group>();
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_phantom(list[i])) continue;
-    any = true;
     auto* phantom = dynamic_cast<Phantom*>(models[i].get());
     if (phantom == nullptr) throw error_debug("A correlation has no model.");
     model::anyVariable const& term = list[i].outcomes.front();
@@ -84,9 +63,10 @@ void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator:
       ++sides;
     }
     if (sides != 2) throw error_debug("Phantom variable not in two models.");
+    phantom->join(group);
     phantom->draw_start(data);
   }
-  if (any) share_passes(models);
+  group->connect();
 }
 
 void check_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models) {

@@ -26,7 +26,7 @@ std::vector<std::vector<phantom_term>> phantoms_of(Model const& model);
 bool is_phantom(Model const& model);
 
 /// Gives every phantom among the models (in the order of the list) its two equations, and scores from its
-/// prior. Before the models have their starting states.
+/// prior, and joins them to one group. Before the models have their starting states.
 void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models,
                    arma::Mat<double>& data);
 

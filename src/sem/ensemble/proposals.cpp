@@ -74,4 +74,19 @@ double proposal_variance(estimator::constraint& parameter, arma::Mat<double> con
   return std::isfinite(variance) && variance > 0.0 ? variance : guess;
 }
 
+void adapt_proposal(estimator::constraint& parameter, arma::Mat<double> const& data) {
+  estimator::tune_obj& tune = parameter.tune;
+  if (tune.total == 0) return;
+  const double found = proposal_variance(parameter, data, parameter.variance);
+  const double ratio = found / (tune.value * tune.value * parameter.variance);
+  if (ratio > 1.0 / 16.0 && ratio < 16.0) {
+    tune.tune();
+    return;
+  }
+  parameter.variance = found;
+  tune.value = 1.0;
+  tune.accepted = 0;
+  tune.total = 0;
+}
+
 }  // namespace tovik::sem

@@ -13,4 +13,9 @@ namespace tovik::sem {
 /// density does not fall, as on a saddle, or cannot be computed. Leaves the parameter as it was.
 double proposal_variance(estimator::constraint& parameter, arma::Mat<double> const& data, double guess);
 
+/// Adapts a proposal by its acceptance, which takes it to be about right. One that is far off, because the
+/// starting state told little of the scale, is replaced by that of the density at the current state. Nothing
+/// without acceptances.
+void adapt_proposal(estimator::constraint& parameter, arma::Mat<double> const& data);
+
 }  // namespace tovik::sem

@@ -130,7 +130,8 @@ class Normal : public virtual estimator::Outcome {
   double compute_LL_correlation_L(double const& value, arma::Mat<double> const& data, int const& L);
   /// Log likelihood of all units when the whole residual variance has been written.
   double residVarAR(double const& value, arma::Mat<double> const& data);
-  /// Takes the values that the phantoms of a place enter, at the data.
+  /// Takes the values that the phantoms of a place enter, at the data; read_part also takes the phantoms.
+  void read_values(unsigned place, arma::Mat<double> const& data);
   void read_part(unsigned place, arma::Mat<double> const& data);
   /// The row of the data for each unit that the phantoms of a place have; null for every row.
   arma::Col<arma::uword> const* phantom_rows(unsigned place) const;
@@ -207,6 +208,8 @@ class Normal : public virtual estimator::Outcome {
   void update_shares();
   arma::Col<arma::uword> const* unit_rows() const;
   arma::Col<double> outcome_values(arma::Mat<double> const& data) const;
+  /// y - Xb - Zu, in the scale of the equation; kept until the next call.
+  arma::Col<double> const& values_without_phantoms(arma::Mat<double> const& data);
   void subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const;
   void subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const;
   arma::Col<double> cluster_log_likelihood() const;
@@ -226,6 +229,7 @@ class Normal : public virtual estimator::Outcome {
   bool reads_own_effects_ = false;     ///< a column of its own design is one of its random effects
   bool varies_by_own_effects_ = false;  ///< among them one that a random effect multiplies
   struct phantom_scratch {
+    arma::Col<double> e;
     arma::Mat<double> residual, values, Sigma, iSigma;
     std::vector<arma::Mat<double>> effects;  ///< per level
   };

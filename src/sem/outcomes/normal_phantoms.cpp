@@ -25,26 +25,15 @@ class normal_side : public correlated_side {
  public:
   normal_side(Normal& model, unsigned place, arma::uword k) : model_(model), place_(place), k_(k) {}
 
-  void begin(arma::Mat<double> const& data, phantom_pass const* pass) override {
-    phantom_part& part = model_.part(place_);
-    if (pass != nullptr && part.pass == pass->number) return;
-    model_.read_part(place_, data);
-    part.pass = pass == nullptr ? 0 : pass->number;
-  }
+  void read(arma::Mat<double> const& data) override { model_.read_values(place_, data); }
+  phantom_part const& part() const override { return model_.part(place_); }
+  arma::uword term() const override { return k_; }
   double* rho() override { return &model_.part(place_).loadings.rho(k_); }
   // The density of the residuals is the likelihood of the units; that of random effects is another term.
   void const* source() const override {
     return place_ == 0 ? static_cast<void const*>(&model_) : &model_.part(place_);
   }
   bool refresh() override { return model_.refresh_phantoms(place_); }
-  double log_density() const override { return model_.part(place_).log_density(); }
-  void begin_scores() override { model_.part(place_).begin_scores(k_); }
-  void add_gain(arma::Col<arma::uword> const& units, double const* delta, double* out) const override {
-    model_.part(place_).add_gain(k_, units, delta, out);
-  }
-  void scores_changed(arma::Mat<double> const& data) override {
-    model_.part(place_).read_scores(k_, data, model_.phantom_rows(place_));
-  }
 
  private:
   Normal& model_;
@@ -75,15 +64,27 @@ arma::Col<arma::uword> const* Normal::phantom_rows(unsigned place) const {
   return place == 0 ? unit_rows() : cluster.own_rows[place];
 }
 
+void Normal::read_values(unsigned place, arma::Mat<double> const& data) {
+  if (place > 0)
+    parts_[place].read_values(u[place - 1]);
+  else
+    parts_[0].read_values(values_without_phantoms(data));
+}
+
 void Normal::read_part(unsigned place, arma::Mat<double> const& data) {
-  if (place > 0) {
+  if (place > 0)
     parts_[place].read(u[place - 1], data, phantom_rows(place));
-    return;
-  }
-  arma::Col<double> e = outcome_values(data);
+  else
+    parts_[0].read(values_without_phantoms(data), data, phantom_rows(0));
+}
+
+arma::Col<double> const& Normal::values_without_phantoms(arma::Mat<double> const& data) {
+  arma::Col<double>& e = means_.e;
+  e.set_size(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem);
+  for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = scale_.at(data, i);
   subtract_fixed(data, e);
   subtract_random(data, e);
-  parts_[0].read(e, data, phantom_rows(0));
+  return e;
 }
 
 void Normal::subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>& r) const {
@@ -95,7 +96,6 @@ void Normal::subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>&
 double Normal::compute_LL_correlation(double const&, arma::Mat<double> const& data) {
   if (!refresh_phantoms(0)) return impossible;
   read_part(0, data);
-  parts_[0].pass = 0;
   return parts_[0].log_density();
 }
 
@@ -104,7 +104,6 @@ double Normal::compute_LL_correlation_L(double const&, arma::Mat<double> const& 
   if (place >= parts_.size()) throw error_debug("The outcome has no random effects at this level.");
   if (!refresh_phantoms(place)) return impossible;
   read_part(place, data);
-  parts_[place].pass = 0;
   return parts_[place].log_density();
 }
 
@@ -128,7 +127,6 @@ void Normal::draw_variance(arma::Mat<double> const& data) {
   part.loadings.means(data, unit_rows(), means_.residual);
   for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = scan_->r()(i) + means_.residual(i);
   part.read(e, data, phantom_rows(0));
-  part.pass = 0;
   double const old = sigma2;
   auto excess = [&] {
     arma::Mat<double> const v(&sigma2, 1, 1, false, true);
@@ -158,7 +156,6 @@ void Normal::draw_covariance(arma::Mat<double> const& data, unsigned L) {
     return;
   }
   part.read(u[L], data, phantom_rows(L + 1));
-  part.pass = 0;
   means_.Sigma = Sigma[L];
   means_.iSigma = iSigma[L];
   auto excess = [&] { return part.log_density() - part.products().log_density(Sigma[L]); };

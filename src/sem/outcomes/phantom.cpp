@@ -1,10 +1,9 @@
 #include "sem/outcomes/phantom.hpp"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
-#include "sem/densities.hpp"
+#include "sem/ensemble/proposals.hpp"
 #include "sem/estimator.hpp"
 #include "sem/random.hpp"
 #include "support/error.hpp"
@@ -14,38 +13,6 @@ namespace tovik::sem {
 namespace {
 constexpr double half_log_2_pi = 0.9189385332046728;
 }
-
-/// The scores as the steps on values see them: a change of a score from where the step began adds what both
-/// sides gain.
-class Phantom::score_target : public scan::value_target {
- public:
-  score_target(Phantom const& model, std::vector<double> start) : model_(model), start_(std::move(start)) {}
-
-  void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
-             unsigned char*) override {
-    for (arma::uword j = 0; j < which.n_elem; ++j) model_.write(data, which(j), values[j]);
-  }
-  void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
-                      double* out) override {
-    double const* P = data.colptr(model_.y(0));
-    delta_.resize(start_.size());
-    for (arma::uword j = 0; j < units.n_elem; ++j) delta_[j] = P[model_.row(units(j))] - start_[units(j)];
-    std::fill_n(out, units.n_elem, 0.0);
-    for (auto const& side : model_.sides_) side->add_gain(units, delta_.data(), out);
-  }
-  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& units, double* out) override {
-    log_likelihood(data, units, out);
-    double const* P = data.colptr(model_.y(0));
-    for (arma::uword j = 0; j < units.n_elem; ++j) {
-      double const x = P[model_.row(units(j))];
-      out[j] -= 0.5 * x * x;
-    }
-  }
-
- private:
-  Phantom const& model_;
-  std::vector<double> start_, delta_;
-};
 
 Phantom::Phantom(Estimator const* estimator_, phantom_setup const& setup)
     : Outcome(estimator_, data::type::phantom, arma::Col<arma::uword>{setup.column}, {}, {}, {}, {}, {},
@@ -60,9 +27,7 @@ Phantom::Phantom(Estimator const* estimator_, phantom_setup const& setup)
   rho.value = setup.fixed ? setup.value : 0.0;
   rho.level = setup.level;
   if (fixed_) rho.hold();
-  arma::uword const n = cluster.own_rows[0]->n_elem;
-  groups_ = scan::value_groups(arma::regspace<arma::Col<arma::uword>>(0, n - 1), setup.level, {});
-  mean_.assign(n, 0.0);
+  n_units_ = cluster.own_rows[0]->n_elem;
 }
 
 void Phantom::attach(std::unique_ptr<correlated_side> side) {
@@ -71,78 +36,66 @@ void Phantom::attach(std::unique_ptr<correlated_side> side) {
   rho.links.push_back(end->rho());
   rho.n_links = static_cast<unsigned>(rho.links.size());
   rho.refresh.emplace_back([end] { end->refresh(); });
-  rho.add_once({end->source(), [this, end](double const&, arma::Mat<double> const& data) {
-                  if (entangled_) end->begin(data, nullptr);
-                  return end->log_density();
+}
+
+void Phantom::join(std::shared_ptr<phantom_group> group) {
+  group_ = std::move(group);
+  group_->add(*this);
+}
+
+// The density of the block is that of the values of several sources: it stands for all of them.
+void Phantom::enter(phantom_block& block) {
+  rho.add_once({&block, [this, &block](double const&, arma::Mat<double> const& data) {
+                  if (group_->values_move()) block.read(data);
+                  return block.log_density();
                 }});
+  for (void const* source : block.sources())
+    rho.add_once({source, [](double const&, arma::Mat<double> const&) { return 0.0; }});
 }
 
 void Phantom::follow(Phantom& leader) {
   rho.hold();
   estimator::constraint here = rho;
   here.links.push_back(&rho.value);
-  entangled_ = true;
-  leader.addRho(here);
+  leader.addRho(here, false, false);
 }
 
-void Phantom::addRho(estimator::constraint const& label, bool has_prior) {
+void Phantom::addRho(estimator::constraint const& label, bool has_prior, bool moves_equations) {
   rho += label;
   if (has_prior) rho.drop_prior();
-  entangled_ = entangled_ || !label.likelihoods.empty();
+  if (moves_equations) group_->set_values_move();
 }
 
-void Phantom::set_pass(std::shared_ptr<phantom_pass> pass, bool begins) {
-  pass_ = std::move(pass);
-  begins_pass_ = begins;
-}
-
-void Phantom::write(arma::Mat<double>& data, arma::uword unit, double value) const {
+void Phantom::write_scores(arma::Mat<double>& data, double const* values) const {
   double* column = data.colptr(y(0));
-  if (level == 0)
-    column[unit] = value;
-  else
-    std::fill_n(column + cluster.rows->start[unit], cluster.rows->count[unit], value);
+  if (level == 0) {
+    std::copy_n(values, n_units_, column);
+    return;
+  }
+  for (arma::uword i = 0; i < n_units_; ++i)
+    std::fill_n(column + cluster.rows->start[i], cluster.rows->count[i], values[i]);
 }
 
 void Phantom::draw_start(arma::Mat<double>& data) {
-  scores_.resize(mean_.size());
-  rng->fill_randn(scores_.data(), scores_.size());
-  for (arma::uword i = 0; i < scores_.size(); ++i) write(data, i, scores_[i]);
+  std::vector<double> scores(n_units_);
+  rng->fill_randn(scores.data(), scores.size());
+  write_scores(data, scores.data());
 }
 
-void Phantom::begin(arma::Mat<double> const& data) {
-  if (pass_ != nullptr && begins_pass_) ++pass_->number;
-  for (auto const& side : sides_) side->begin(data, pass_.get());
+void Phantom::find_proposals(arma::Mat<double> const& data) {
+  if (group_ != nullptr && group_->leads(*this)) group_->find_proposals(data);
 }
 
 void Phantom::draw(arma::Mat<double>& data) {
-  begin(data);
-  rho.draw(data);
-  // The last evaluation may have been of a candidate that was rejected.
-  if (entangled_)
-    for (auto const& side : sides_) side->begin(data, nullptr);
-  draw_scores(data);
-}
-
-void Phantom::draw_scores(arma::Mat<double>& data) {
-  arma::uword const n = mean_.size();
-  scores_.resize(n);
-  for (arma::uword i = 0; i < n; ++i) scores_[i] = data(row(i), y(0));
-  for (auto const& side : sides_) side->begin_scores();
-  score_target target(*this, scores_);
-  scan::row_scale const unit;
-  if (ess_sampler)
-    slice_.draw(groups_, target, mean_.data(), unit, *rng, ess_max_niter, data, scores_.data());
-  else
-    metropolis_.draw(groups_, target, unit, *rng, imp_tune, data, scores_.data());
-  for (auto const& side : sides_) side->scores_changed(data);
+  if (group_ == nullptr) throw error_debug("The phantom is in no group.");
+  if (group_->leads(*this)) group_->draw(*rng, data);
 }
 
 arma::Col<double> Phantom::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
   int const above = at_level - static_cast<int>(level);
   if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
     throw error_debug("The phantom has no likelihood at this level.");
-  arma::uword const n = mean_.size();
+  arma::uword const n = n_units_;
   arma::Col<double> out(above == 0 ? n : cluster.n_clusters(above - 1), arma::fill::zeros);
   for (arma::uword i = 0; i < n; ++i) {
     double const x = data(row(i), y(0));
@@ -175,8 +128,7 @@ bool Phantom::feasible() const {
 }
 
 void Phantom::tune() {
-  imp_tune.tune();
-  rho.tune.tune();
+  if (!rho.held() && rho.tune.total > 0) adapt_proposal(rho, group_->data());
 }
 
 std::shared_ptr<estimator::constraint> Phantom::constraint(parameter_type const& kind, unsigned const&,

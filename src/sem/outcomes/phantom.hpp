@@ -5,10 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "sem/outcomes/phantom_group.hpp"
 #include "sem/outcomes/phantom_part.hpp"
 #include "sem/outcomes/value_node.hpp"
-#include "sem/scan/metropolis_values.hpp"
-#include "sem/scan/slice_values.hpp"
 
 namespace tovik::sem {
 
@@ -28,9 +27,10 @@ struct phantom_setup {
 ///
 ///   P_i ~ N(0, 1),   (rho + 1) / 2 ~ Beta(c / 2, c / 2).
 ///
-/// A scan draws rho by Metropolis-Hastings from a normal around its value, truncated to (-1, 1), then the
-/// scores by random-walk Metropolis or elliptical slice steps. The two equations are seen through their
-/// correlated_side only.
+/// A scan draws rho by Metropolis-Hastings from a normal around its value, truncated to (-1, 1), with the
+/// scores integrated out (Liu, 1994, JASA 89, 958-966, on such a collapse), then the scores from their full
+/// conditional; all phantoms of a chain together (see phantom_group). The two equations are seen through
+/// their correlated_side only.
 class Phantom : public virtual estimator::Outcome, public value_node {
  public:
   /// The correlation, whose links are its two places in the equations.
@@ -64,18 +64,28 @@ class Phantom : public virtual estimator::Outcome, public value_node {
 
   /// Adds an equation that holds the phantom; before starts are given.
   void attach(std::unique_ptr<correlated_side> side);
-  /// Other places of the same label: they are drawn here. With terms that depend on more than the two sides
-  /// these are taken anew for every evaluation. `has_prior`: the terms hold the prior of the label, which
-  /// takes the place of the own one.
-  void addRho(estimator::constraint const& label, bool has_prior = false);
+  std::vector<std::unique_ptr<correlated_side>> const& sides() const { return sides_; }
+  /// Makes it the next of a group; once, with both sides attached.
+  void join(std::shared_ptr<phantom_group> group);
+  /// The values of both sides are in the block, whose density the correlation moves.
+  void enter(phantom_block& block);
+  /// Other places of the same label: they are drawn here. `moves_equations`: what follows the label moves
+  /// more than the correlation, so that the terms are computed anew from the data in every evaluation.
+  /// `has_prior`: the terms hold the prior of the label, which takes the place of the own one.
+  void addRho(estimator::constraint const& label, bool has_prior = false, bool moves_equations = true);
   /// The correlation has one label with that of `leader`, which draws both.
   void follow(Phantom& leader);
-  /// Models that are drawn one after another share the count; the first one begins a new pass.
-  void set_pass(std::shared_ptr<phantom_pass> pass, bool begins);
+  /// At the first phantom of the group: the first proposals of all correlations from the shape of their log
+  /// densities at the data.
+  void find_proposals(arma::Mat<double> const& data);
   /// Scores from N(0, 1), into the rows of their units.
   void draw_start(arma::Mat<double>& data);
 
+  /// All correlations and scores of the group at the turn of its first phantom, nothing at the others'.
   void draw(arma::Mat<double>& data) override;
+  /// One number for each unit, into the rows of the units.
+  void write_scores(arma::Mat<double>& data, double const* values) const;
+  arma::uword n_units() const { return n_units_; }
   arma::Col<double> params() const override { return {rho.value}; }
   arma::Col<double> params(arma::Mat<double> const&) const override { return {rho.value}; }
   /// log N(P; 0, 1) of each unit of the level.
@@ -88,33 +98,22 @@ class Phantom : public virtual estimator::Outcome, public value_node {
   /// Both sides are left with positive definite matrices.
   bool feasible() const;
   void tune() override;
-  estimator::tune_results tuneResults() const override { return {imp_tune, rho.tune}; }
+  estimator::tune_results tuneResults() const override { return {rho.tune}; }
   arma::uword n_estimated() const override { return rho.held() ? 0 : 1; }
   /// A handle on the correlation.
   std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
                                                     unsigned const& level) override;
 
   estimator::cluster cluster;
-  estimator::tune_obj imp_tune{2.23606797749979, estimator::tune_obj::kind_type::latent_2};
   correlation rho;
 
  private:
-  class score_target;
-
-  void draw_scores(arma::Mat<double>& data);
-  void begin(arma::Mat<double> const& data);
   arma::uword row(arma::uword unit) const { return level == 0 ? unit : cluster.rows->start[unit]; }
-  void write(arma::Mat<double>& data, arma::uword unit, double value) const;
 
   std::vector<std::unique_ptr<correlated_side>> sides_;
-  std::shared_ptr<phantom_pass> pass_;
-  bool begins_pass_ = true;
+  std::shared_ptr<phantom_group> group_;
   bool fixed_ = false;
-  bool entangled_ = false;  ///< the label stands in more than the two sides
-  scan::value_groups groups_;
-  scan::metropolis_values metropolis_;
-  scan::slice_values slice_;
-  std::vector<double> scores_, mean_;
+  arma::uword n_units_ = 0;
 };
 
 }  // namespace tovik::sem

@@ -22,13 +22,11 @@ void phantom_products::assign(arma::Mat<double> const& E, arma::Mat<double> cons
   for (arma::uword j = 0; j < q; ++j)
     for (arma::uword i = 0; i <= j; ++i)
       EE_(i, j) = EE_(j, i) = scan::dot(E.n_rows, E.colptr(i), E.colptr(j));
-  for (arma::uword k = 0; k < p; ++k) assign(E, P, k);
-}
-
-void phantom_products::assign(arma::Mat<double> const& E, arma::Mat<double> const& P, arma::uword k) {
-  for (arma::uword j = 0; j < E.n_cols; ++j) EP_(j, k) = scan::dot(E.n_rows, E.colptr(j), P.colptr(k));
-  for (arma::uword l = 0; l < P.n_cols; ++l)
-    PP_(l, k) = PP_(k, l) = scan::dot(P.n_rows, P.colptr(l), P.colptr(k));
+  for (arma::uword k = 0; k < p; ++k) {
+    for (arma::uword j = 0; j < q; ++j) EP_(j, k) = scan::dot(E.n_rows, E.colptr(j), P.colptr(k));
+    for (arma::uword l = 0; l <= k; ++l)
+      PP_(l, k) = PP_(k, l) = scan::dot(P.n_rows, P.colptr(l), P.colptr(k));
+  }
 }
 
 // -n/2 log|2 pi C| - 1/2 tr(inv(C) (E'E - Lambda P'E - E'P Lambda' + Lambda P'P Lambda')).
@@ -72,10 +70,14 @@ double phantom_products::log_density(arma::Mat<double> const& S) const {
   return -0.5 * (n_ * (static_cast<double>(q) * log_2_pi + scan::log_determinant(T_.memptr(), q)) + trace);
 }
 
-void phantom_part::read(arma::Mat<double> const& E, arma::Mat<double> const& data,
-                        arma::Col<arma::uword> const* rows) {
+void phantom_part::read_values(arma::Mat<double> const& E) {
   E_.set_size(E.n_rows, E.n_cols);
   std::copy_n(E.memptr(), E.n_elem, E_.memptr());
+}
+
+void phantom_part::read(arma::Mat<double> const& E, arma::Mat<double> const& data,
+                        arma::Col<arma::uword> const* rows) {
+  read_values(E);
   P_.set_size(E.n_rows, loadings.size());
   for (arma::uword k = 0; k < loadings.size(); ++k) {
     double const* from = data.colptr(loadings.terms()[k].column);
@@ -85,40 +87,8 @@ void phantom_part::read(arma::Mat<double> const& E, arma::Mat<double> const& dat
   products_.assign(E_, P_);
 }
 
-void phantom_part::read_scores(arma::uword k, arma::Mat<double> const& data,
-                               arma::Col<arma::uword> const* rows) {
-  double const* from = data.colptr(loadings.terms()[k].column);
-  double* to = P_.colptr(k);
-  for (arma::uword i = 0; i < P_.n_rows; ++i) to[i] = from[rows == nullptr ? i : (*rows)(i)];
-  products_.assign(E_, P_, k);
-}
-
 double phantom_part::log_density() const {
   return loadings.valid() ? products_.log_density(loadings) : -std::numeric_limits<double>::infinity();
-}
-
-// With d_i = E_i - Lambda P_i and l the one loading of phantom k, on element t: a score that grows by s
-// changes d_it by -l s, and -1/2 d_i'inv(C)d_i by l s (inv(C) d_i)_t - 1/2 (l s)^2 inv(C)_tt.
-void phantom_part::begin_scores(arma::uword k) {
-  arma::uword const q = E_.n_cols, n = E_.n_rows, t = loadings.terms()[k].effect;
-  auto const& Lambda = loadings.loadings();
-  double const* precision = loadings.precision().colptr(t);
-  rest_.set_size(n);
-  rest_.zeros();
-  for (arma::uword j = 0; j < q; ++j) scan::add_scaled(n, precision[j], E_.colptr(j), rest_.memptr());
-  for (arma::uword m = 0; m < loadings.size(); ++m) {
-    arma::uword const s = loadings.terms()[m].effect;
-    scan::add_scaled(n, -precision[s] * Lambda(s, m), P_.colptr(m), rest_.memptr());
-  }
-}
-
-void phantom_part::add_gain(arma::uword k, arma::Col<arma::uword> const& units, double const* delta,
-                            double* out) const {
-  arma::uword const t = loadings.terms()[k].effect;
-  double const l = loadings.loadings()(t, k);
-  double const curvature = 0.5 * l * l * loadings.precision()(t, t);
-  for (arma::uword j = 0; j < units.n_elem; ++j)
-    out[j] += delta[j] * (l * rest_(units(j)) - curvature * delta[j]);
 }
 
 }  // namespace tovik::sem

@@ -1,7 +1,8 @@
 #pragma once
 
 #include <armadillo>
-#include <cstdint>
+#include <utility>
+#include <vector>
 
 #include "sem/outcomes/phantom_loadings.hpp"
 
@@ -12,9 +13,8 @@ namespace tovik::sem {
 /// covariance matrix. A log density then costs O(q k^2), whatever the number of units.
 class phantom_products {
  public:
+  /// Without phantoms P has no columns.
   void assign(arma::Mat<double> const& E, arma::Mat<double> const& P);
-  /// Again after the scores of phantom k have changed.
-  void assign(arma::Mat<double> const& E, arma::Mat<double> const& P, arma::uword k);
 
   /// log density of E given the phantoms.
   double log_density(phantom_loadings const& loadings) const;
@@ -27,13 +27,8 @@ class phantom_products {
   mutable arma::Mat<double> rest_, T_;
 };
 
-/// Models whose phantoms are drawn one after another: nothing but phantoms changes while the number stays.
-struct phantom_pass {
-  std::uint64_t number = 0;
-};
-
 /// The part of an equation that phantoms enter, with its values at the data: what the draws of correlations
-/// and scores ask for.
+/// and of variances ask for.
 class phantom_part {
  public:
   phantom_part() = default;
@@ -43,49 +38,40 @@ class phantom_part {
 
   phantom_loadings loadings;
 
-  /// Takes the values E (units x q) and the phantoms at the units. `rows`: the row of the data for each unit;
-  /// null for every row.
+  /// Takes the values E (units x q), without the phantoms.
+  void read_values(arma::Mat<double> const& E);
+  /// Takes the values and the phantoms at the units. `rows`: the row of the data for each unit; null for
+  /// every row.
   void read(arma::Mat<double> const& E, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows);
-  /// Takes the scores of phantom k again.
-  void read_scores(arma::uword k, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows);
 
+  /// E as it was read last.
+  arma::Mat<double> const& values() const { return E_; }
+  /// Since read().
   phantom_products const& products() const { return products_; }
-  /// log density of the values given the phantoms; -inf while the loadings are not valid.
+  /// log density of the values given the phantoms; -inf while the loadings are not valid. Since read().
   double log_density() const;
-  /// Before the scores of phantom k are moved.
-  void begin_scores(arma::uword k);
-  /// Adds to out[j] what the log density of unit units(j) gains when `delta[j]` is added to its score of
-  /// phantom k. After begin_scores.
-  void add_gain(arma::uword k, arma::Col<arma::uword> const& units, double const* delta, double* out) const;
-
-  std::uint64_t pass = 0;  ///< the pass at which the values were taken
 
  private:
   arma::Mat<double> E_, P_;
   phantom_products products_;
-  arma::Col<double> rest_;
 };
 
 /// One side of a correlation, as its phantom sees it. The equation keeps the state.
 class correlated_side {
  public:
   virtual ~correlated_side() = default;
-  /// Takes the state of the equation at the data, unless it was taken in this pass (null: always).
-  virtual void begin(arma::Mat<double> const& data, phantom_pass const* pass) = 0;
+  /// Takes the values of the equation at the data into part().
+  virtual void read(arma::Mat<double> const& data) = 0;
+  /// What the phantoms enter: normal values with one covariance matrix at all units.
+  virtual phantom_part const& part() const = 0;
+  /// The number of the phantom among those of part().
+  virtual arma::uword term() const = 0;
   /// Where the equation keeps the correlation.
   virtual double* rho() = 0;
-  /// What log_density stands for: one address for all phantoms that enter the same values.
+  /// What the density of the values stands for: one address for all phantoms that enter the same values.
   virtual void const* source() const = 0;
   /// After the correlation was written. False: it leaves no positive definite matrix.
   virtual bool refresh() = 0;
-  /// log density of the values given the phantoms, since begin(); -inf after a refresh that failed.
-  virtual double log_density() const = 0;
-  /// Before scores are moved.
-  virtual void begin_scores() = 0;
-  /// Adds to out[j] what the log density of unit units(j) gains when `delta[j]` is added to its score.
-  virtual void add_gain(arma::Col<arma::uword> const& units, double const* delta, double* out) const = 0;
-  /// The scores in the data have changed.
-  virtual void scores_changed(arma::Mat<double> const& data) = 0;
 };
 
 }  // namespace tovik::sem
