@@ -1,0 +1,137 @@
+// Thresholds of ordered categories, the scores integrated out, against posteriors found by integration.
+
+#include "sem/scan/thresholds.hpp"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <vector>
+
+#include "sample_tests.hpp"
+#include "sem/densities.hpp"
+#include "support/error.hpp"
+#include "threshold_posterior.hpp"
+
+namespace tovik::tests {
+namespace {
+
+using sem::scan::thresholds;
+
+TEST(Thresholds, StartAtNormalQuantilesOfCumulativeShares) {
+  thresholds const t(units{30, 20, 40, 10});
+  ASSERT_EQ(t.tau.n_elem, 3u);
+  EXPECT_EQ(t.tau[0], 0.0);
+  EXPECT_NEAR(t.tau[1], iPhi(0.5, false) - iPhi(0.3, false), 1e-12);
+  EXPECT_NEAR(t.tau[2], iPhi(0.9, false) - iPhi(0.3, false), 1e-12);
+  EXPECT_EQ(thresholds(units{4, 5}).tau[0], 0.0);
+  thresholds const gap(units{0, 5, 0, 5, 0});
+  for (arma::uword k = 1; k < 4; ++k) EXPECT_GT(gap.tau[k], gap.tau[k - 1]);
+  EXPECT_THROW(thresholds(units{4}), error_debug);
+}
+
+TEST(Thresholds, CutScoresIntoCategories) {
+  thresholds t(units{1, 1, 1});
+  t.tau = {0.0, 1.0};
+  EXPECT_EQ(t.categorize(-0.1), 0u);
+  EXPECT_EQ(t.categorize(0.0), 0u);
+  EXPECT_EQ(t.categorize(0.5), 1u);
+  EXPECT_EQ(t.categorize(1.0), 1u);
+  EXPECT_EQ(t.categorize(1.5), 2u);
+  EXPECT_THROW(t.categorize(NAN), error_debug);
+}
+
+TEST(Thresholds, IntervalsKeepTheirDigitsInTheTails) {
+  EXPECT_NEAR(sem::scan::log_interval(-1.0, 1.0), std::log(phi(1.0) - phi(-1.0)), 1e-14);
+  // Phi(-10) = 7.619853024160526e-24, by its continued fraction.
+  EXPECT_NEAR(sem::scan::log_interval(10.0, INFINITY), std::log(7.619853024160526e-24), 1e-10);
+  EXPECT_DOUBLE_EQ(sem::scan::log_interval(9.0, 10.0), sem::scan::log_interval(-10.0, -9.0));
+  EXPECT_EQ(sem::scan::log_interval(1.0, 1.0), -INFINITY);
+}
+
+TEST(Thresholds, TruncatedDrawsStayInsideAndFollowTheirNormal) {
+  Random rng(5, 1U);
+  arma::vec z(20000, arma::fill::value(0.4));
+  sem::scan::drawMid(z, -0.3, 0.9, rng);
+  double const a = phi(-0.7), b = phi(0.5);
+  EXPECT_LT(kolmogorov({z.begin(), z.end()}, [&](double v) { return (phi(v - 0.4) - a) / (b - a); }), 2.5);
+  z.fill(0.4);
+  sem::scan::drawTail(z, 0.0, true, rng);
+  EXPECT_LT(kolmogorov({z.begin(), z.end()}, [&](double v) { return phi(v - 0.4) / phi(-0.4); }), 2.5);
+  z.fill(0.4);
+  sem::scan::drawTail(z, 1.0, false, rng);
+  EXPECT_LT(kolmogorov({z.begin(), z.end()},
+                       [&](double v) { return (phi(v - 0.4) - phi(0.6)) / (1.0 - phi(0.6)); }),
+            2.5);
+}
+
+std::vector<units> members_of(units const& categories, arma::uword n_categories) {
+  std::vector<units> out;
+  for (arma::uword k = 0; k < n_categories; ++k) out.push_back(arma::find(categories == k));
+  return out;
+}
+
+TEST(Thresholds, TwoThresholdsHaveTheirPosterior) {
+  Random rng(6, 1U);
+  arma::vec const mean = 0.5 + 0.6 * arma::vec(rng.randn(14, 1));
+  thresholds t(units{4, 6, 4});
+  auto const sets = members_of(categories_of_14, 3);
+  auto const sample = chain(
+      20000, 25, [&] { t.move(sets, mean.memptr(), 14, rng); }, [&] { return t.tau[1]; });
+  EXPECT_LT(kolmogorov(sample, threshold_posterior(categories_of_14, mean, {}, unweighted)), 2.5);
+}
+
+TEST(Thresholds, ThreeThresholdsHaveTheirJointPosterior) {
+  // Few units and a small category: proposals are wide against the gaps, and thresholds pass each other.
+  Random rng(7, 1U);
+  units const categories = {0, 3, 1, 2, 0, 1, 3, 3, 1, 0};
+  arma::vec const mean = 0.3 + 0.5 * arma::vec(rng.randn(10, 1));
+  double const step = 0.02;
+  arma::uword const n = 350;
+  arma::mat density(n, n, arma::fill::zeros);
+  for (arma::uword a = 0; a < n; ++a)
+    for (arma::uword b = a; b < n; ++b) {
+      double const first = (static_cast<double>(a) + 0.5) * step;
+      // The diagonal cells hold half of their mass, on average at a third of the distance.
+      double const second = a == b ? first + step / 3.0 : (static_cast<double>(b) + 0.5) * step;
+      density(a, b) = std::exp(log_likelihood({0.0, first, second}, categories, mean)) * (a == b ? 0.5 : 1.0);
+    }
+  thresholds t(units{3, 3, 1, 3});
+  t.tuning.value = 12.0;
+  auto const sets = members_of(categories, 4);
+  std::vector<double> second, gap;
+  auto const first = chain(
+      8000, 80, [&] { t.move(sets, mean.memptr(), 10, rng); },
+      [&] {
+        EXPECT_TRUE(0.0 < t.tau[1] && t.tau[1] < t.tau[2]);
+        second.push_back(t.tau[2]);
+        return t.tau[1];
+      });
+  EXPECT_LT(kolmogorov(first, GridCdf(0.0, step, arma::sum(density, 1))), 2.5);
+  EXPECT_LT(kolmogorov(second, GridCdf(0.0, step, arma::sum(density, 0).t())), 2.5);
+}
+
+TEST(Thresholds, OneThresholdDoesNotMove) {
+  Random rng(8, 1U);
+  thresholds t(units{3, 3});
+  double const mean[] = {0, 0, 0, 0, 0, 0};
+  EXPECT_FALSE(t.move({{0, 1, 2}, {3, 4, 5}}, mean, 6, rng));
+  EXPECT_EQ(t.tuning.total, 0u);
+  t.tuning.total = 10;
+  t.adapt();
+  EXPECT_EQ(t.tuning.value, 5.8);
+}
+
+TEST(Thresholds, ProposalsAdaptToTheirTarget) {
+  thresholds t(units{3, 3, 3});
+  EXPECT_EQ(t.tuning.upper, 0.4);
+  EXPECT_EQ(t.tuning.lower, 0.3);
+  EXPECT_EQ(t.tuning.target, 0.35);
+  t.tuning.total = 100;
+  t.tuning.accepted = 61;
+  t.adapt();
+  EXPECT_NEAR(t.tuning.value, 5.8 * (2.0 - 0.39 / 0.65), 1e-12);
+  EXPECT_EQ(t.tuning.total, 0u);
+}
+
+}  // namespace
+}  // namespace tovik::tests
