@@ -21,13 +21,20 @@ class metropolis_values {
   /// Counts groups in `tune`. Random numbers: a normal for each value, then a uniform for each group.
   void draw(value_groups const& groups, value_target& target, row_scale const& scale, Random& rng,
             estimator::tune_obj& tune, arma::Mat<double>& data, double* values);
+  /// The same for vectors of `dim` elements that the caller has proposed by a symmetric walk: `candidates`
+  /// and the current `values`, replaced by the new ones, have a row for each value and `dim` columns.
+  /// Random numbers: a uniform for each group.
+  void accept(value_groups const& groups, value_target& target, unsigned dim, double const* candidates,
+              Random& rng, estimator::tune_obj& tune, arma::Mat<double>& data, double* values);
 
  private:
-  void reserve(value_groups const& groups);
-  void take_back(value_groups const& groups, value_target& target, arma::Mat<double>& data, double* values);
+  void reserve(value_groups const& groups, unsigned dim);
+  void decide(Random& rng, arma::uword n);
+  void take_back(value_groups const& groups, value_target& target, unsigned dim, double const* candidates,
+                 arma::Mat<double>& data, double* values);
 
-  std::vector<double> candidate_, old_density_, new_density_, back_;
-  std::vector<arma::uword> which_;
+  std::vector<double> candidate_, old_density_, new_density_, back_, uniform_;
+  std::vector<arma::uword> which_, undecided_;
   std::vector<unsigned char> usable_, accepted_;
 };
 

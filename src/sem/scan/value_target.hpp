@@ -12,7 +12,8 @@ class value_target {
 
   /// Makes values[j] the value of unknown which(j): writes it, on the scale of the data, into every row of
   /// its unit, and refreshes what follows from the column. usable[j] := 0 for a value that has no place on
-  /// the scale of the data; that unknown stays as it is. Touches no other unit.
+  /// the scale of the data; that unknown stays as it is. Touches no other unit. Values that are vectors come
+  /// as a matrix with one row for each, column by column.
   virtual void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
                      unsigned char* usable) = 0;
   /// out[j] := the log density, up to a constant, of the values of groups(j) at the data, given everything

@@ -1,0 +1,92 @@
+#include "sem/predictors/imputation_step.hpp"
+
+#include <cmath>
+#include <utility>
+
+#include "sem/predictors/normal_rows.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+imputation_step::imputation_step(predictor_state& state, published_columns& published,
+                                 arma::Col<arma::uword> missing)
+    : tune(1.5 / std::sqrt(static_cast<double>(state.dim)), estimator::tune_obj::kind_type::imputation),
+      state_(state),
+      published_(published),
+      missing_(std::move(missing)) {}
+
+void imputation_step::set_readers(std::unique_ptr<estimator::likelihood> readers) {
+  readers_ = std::move(readers);
+  if (readers_ != nullptr) groups_ = scan::value_groups(missing_, state_.level, readers_->together);
+}
+
+void imputation_step::condition(level_scores const& own) {
+  arma::Mat<double> const& above = state_.scores(1);
+  arma::uword const* up = state_.parent(0).memptr();
+  mean_.set_size(missing_.n_elem, state_.dim);
+  arma::Col<arma::uword> const& W = state_.predictors[0];
+  arma::Mat<double> const& gamma = state_.components[0]->gamma;
+  for (arma::uword k = 0; k < state_.dim; ++k) {
+    double* m = mean_.colptr(k);
+    for (arma::uword i = 0; i < missing_.n_elem; ++i) m[i] = above(up[missing_[i]], k);
+    for (arma::uword p = 0; p < W.n_elem; ++p) {
+      double const* w = own.data().colptr(W(p));
+      double const g = gamma(p, k);
+      for (arma::uword i = 0; i < missing_.n_elem; ++i) m[i] += g * w[missing_[i]];
+    }
+  }
+  arma::Mat<double> const Sigma = state_.components[0]->covariance();
+  root_ = arma::chol(Sigma);
+  precision_ = arma::inv_sympd(Sigma);
+}
+
+void imputation_step::walk_from(arma::Mat<double> const& from, double scale) {
+  walk_rows(
+      from, scale, [this](arma::uword) { return root_.memptr(); }, *state_.rng, next_);
+}
+
+void imputation_step::draw(level_scores const& own) {
+  condition(own);
+  walk_from(mean_, 1.0);
+  state_.set_own(next_, missing_);
+}
+
+void imputation_step::draw(arma::Mat<double>& data, level_scores const& own) {
+  if (readers_ == nullptr) throw error_debug("No likelihood was given for the values.");
+  condition(own);
+  arma::Mat<double> const& scores = state_.scores(0);
+  current_.set_size(missing_.n_elem, state_.dim);
+  for (arma::uword k = 0; k < state_.dim; ++k)
+    for (arma::uword i = 0; i < missing_.n_elem; ++i) current_(i, k) = scores(missing_(i), k);
+  walk_from(current_, tune.value);
+  metropolis_.accept(groups_, *this, static_cast<unsigned>(state_.dim), next_.memptr(), *state_.rng, tune,
+                     data, current_.memptr());
+}
+
+void imputation_step::write(arma::Mat<double>& data, arma::Col<arma::uword> const& which,
+                            double const* values, unsigned char*) {
+  which_units_.set_size(which.n_elem);
+  for (arma::uword j = 0; j < which.n_elem; ++j) which_units_(j) = missing_(which(j));
+  arma::Mat<double> const rows(const_cast<double*>(values), which.n_elem, state_.dim, false, true);
+  state_.set_own(rows, which_units_);
+  published_.write(data, 0, which_units_);
+}
+
+void imputation_step::log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                                  double* out) {
+  log_likelihood(data, groups, out);
+  arma::Mat<double> const& scores = state_.scores(0);
+  for (arma::uword g = 0; g < groups.n_elem; ++g) {
+    for (arma::uword at = groups_.begin(groups(g)); at < groups_.begin(groups(g) + 1); ++at) {
+      arma::uword const v = groups_.value_at(at);
+      out[g] -= 0.5 * squared_distance(scores, missing_(v), mean_, v, precision_.memptr());
+    }
+  }
+}
+
+void imputation_step::log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                                     double* out) {
+  groups_.density(*readers_, nullptr, data, groups, out);
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,142 @@
+#include "sem/predictors/mean_step.hpp"
+
+#include <cmath>
+#include <map>
+#include <utility>
+
+#include "sem/predictors/normal_rows.hpp"
+#include "sem/working_data.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+mean_step::mean_step(predictor_state& state, published_columns& published, unsigned q)
+    : tune(1.5 / std::sqrt(static_cast<double>(state.dim)), estimator::tune_obj::kind_type::latent),
+      state_(state),
+      published_(published),
+      q_(q),
+      kind_(state.n_units(q)) {
+  std::map<arma::uword, arma::uword> known;
+  for (arma::uword j = 0; j < kind_.n_elem; ++j) {
+    arma::uword const n = q == state.top() ? state.n_units(q - 1) : state.chain.n_children(q)(j);
+    kind_(j) = known.emplace(n, known.size()).first->second;
+  }
+  n_children_.set_size(known.size());
+  for (auto const& [n, kind] : known) n_children_(kind) = static_cast<double>(n);
+  precision_.set_size(state.dim, state.dim, known.size());
+  variance_ = precision_;
+  root_ = precision_;
+  sums_.set_size(kind_.n_elem, state.dim);
+}
+
+void mean_step::set_readers(std::unique_ptr<estimator::likelihood> readers) {
+  readers_ = std::move(readers);
+  if (readers_ == nullptr) return;
+  if (q_ == state_.top()) {
+    unsigned const highest = state_.working->n_levels() - 1;
+    arma::Col<arma::uword> const all(state_.working->n_units(highest), arma::fill::zeros);
+    groups_ = scan::value_groups({0}, highest, estimator::acceptance(highest, {0}, all));
+    return;
+  }
+  arma::uword const n = state_.n_units(q_);
+  if (!readers_->together.each_alone() && readers_->together.group_of_value().n_elem != n)
+    throw error_debug("Groups of latent means are groups of their clusters.");
+  arma::Col<arma::uword> units(n);
+  for (arma::uword j = 0; j < n; ++j) units(j) = j;
+  groups_ = scan::value_groups(std::move(units), state_.chain.level(q_), readers_->together);
+}
+
+// The variances, by number of children.
+void mean_step::factor() {
+  arma::Mat<double> const h = arma::inv_sympd(state_.components[q_ - 1]->covariance());
+  arma::Mat<double> own = state_.mean_precision * arma::eye(state_.dim, state_.dim);
+  if (q_ < state_.top()) own = arma::inv_sympd(state_.components[q_]->covariance());
+  for (arma::uword k = 0; k < n_children_.n_elem; ++k) {
+    precision_.slice(k) = n_children_(k) * h + own;
+    variance_.slice(k) = arma::inv_sympd(precision_.slice(k));
+    root_.slice(k) = arma::chol(variance_.slice(k));
+  }
+}
+
+void mean_step::condition(level_scores const* at, level_scores const& below) {
+  factor();
+  arma::uword const dim = state_.dim;
+  Component const& lower = *state_.components[q_ - 1];
+  arma::uword const* up = state_.parent(q_ - 1).memptr();
+  below_.zeros(state_.n_units(q_ - 1), dim);
+  if (!state_.predictors[q_ - 1].is_empty()) lower.addRegression(below, state_.predictors[q_ - 1], below_);
+  sums_.zeros();
+  for (arma::uword k = 0; k < dim; ++k) {
+    double const* s = lower.score.colptr(k);
+    double const* fitted = below_.colptr(k);
+    double* sum = sums_.colptr(k);
+    for (arma::uword i = 0; i < below_.n_rows; ++i) sum[up[i]] += s[i] - fitted[i];
+  }
+  next_ = sums_ * arma::inv_sympd(lower.covariance());
+  if (q_ < state_.top()) {
+    state_.expected(q_, *at, mean_);
+    next_ += mean_ * arma::inv_sympd(state_.components[q_]->covariance());
+  }
+  mean_.zeros(next_.n_rows, dim);
+  for (arma::uword j = 0; j < next_.n_rows; ++j) {
+    double const* V = variance_.slice_memptr(kind_(j));
+    for (arma::uword c = 0; c < dim; ++c)
+      for (arma::uword k = 0; k < dim; ++k) mean_(j, c) += next_(j, k) * V[k + c * dim];
+  }
+}
+
+void mean_step::walk_from(arma::Mat<double> const& from, double scale) {
+  walk_rows(
+      from, scale, [this](arma::uword j) { return root_.slice_memptr(kind_(j)); }, *state_.rng, next_);
+}
+
+void mean_step::draw(level_scores const* at, level_scores const& below) {
+  condition(at, below);
+  walk_from(mean_, 1.0);
+  state_.scores(q_) = next_;
+  published_.refresh(q_);
+}
+
+void mean_step::draw(arma::Mat<double>& data, level_scores const* at, level_scores const& below) {
+  if (readers_ == nullptr) throw error_debug("No likelihood was given for the means.");
+  condition(at, below);
+  current_ = state_.scores(q_);
+  walk_from(current_, tune.value);
+  published_.keep(q_);
+  proposing_ = true;
+  metropolis_.accept(groups_, *this, static_cast<unsigned>(state_.dim), next_.memptr(), *state_.rng, tune,
+                     data, current_.memptr());
+}
+
+// Candidates of all units come first, then what is taken back.
+void mean_step::write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+                      unsigned char*) {
+  arma::Mat<double>& means = state_.scores(q_);
+  for (arma::uword k = 0; k < state_.dim; ++k)
+    for (arma::uword j = 0; j < which.n_elem; ++j) means(which(j), k) = values[k * which.n_elem + j];
+  if (proposing_)
+    published_.refresh(q_);
+  else
+    published_.take_back(q_, which);
+  proposing_ = false;
+  published_.write(data, q_, which);
+}
+
+void mean_step::log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                            double* out) {
+  log_likelihood(data, groups, out);
+  arma::Mat<double> const& means = state_.scores(q_);
+  for (arma::uword g = 0; g < groups.n_elem; ++g) {
+    for (arma::uword at = groups_.begin(groups(g)); at < groups_.begin(groups(g) + 1); ++at) {
+      arma::uword const j = groups_.value_at(at);
+      out[g] -= 0.5 * squared_distance(means, j, mean_, j, precision_.slice_memptr(kind_(j)));
+    }
+  }
+}
+
+void mean_step::log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                               double* out) {
+  groups_.density(*readers_, nullptr, data, groups, out);
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+
+#include "sem/predictors/predictor_state.hpp"
+#include "sem/predictors/published_columns.hpp"
+#include "sem/scan/metropolis_values.hpp"
+#include "sem/scan/value_groups.hpp"
+#include "sem/scan/value_target.hpp"
+#include "sem/wiring/likelihood.hpp"
+#include "sem/wiring/tune.hpp"
+
+namespace tovik::sem {
+
+/// The draw of the means at one place q >= 1 of a predictor model: latent means, or at the last place the
+/// grand mean, which is the mean of one unit that holds all others. With h = Sigma^{-1}, unit j with n_j
+/// children i and parent p,
+///
+///   precision = n_j h_{q-1} + h_q
+///   mean = precision^{-1} [h_{q-1} sum_i (S_{q-1,i} - W_{q-1,i} gamma_{q-1}) + h_q (S_{q+1,p} + W_{q,j}
+///   gamma_q)]
+///
+/// where the grand mean has its prior's precision and mean 0 in the place of h_q and of what stands above. If
+/// outcome models read what follows from the means, the step is a random walk in units of the square root of
+/// the variance, each unit accepted by itself or, where equations tie units, with its group.
+class mean_step : private scan::value_target {
+ public:
+  mean_step(predictor_state& state, published_columns& published, unsigned q);
+  mean_step(mean_step const&) = delete;
+  mean_step& operator=(mean_step const&) = delete;
+
+  /// `readers->together` is by units of the level of the means. Throws error_debug when it is by others.
+  void set_readers(std::unique_ptr<estimator::likelihood> readers);
+  bool has_readers() const { return readers_ != nullptr; }
+
+  /// From the full conditional. `at` has the scores of the level of the means, null for the grand mean;
+  /// `below` those of the next lower place.
+  void draw(level_scores const* at, level_scores const& below);
+  /// By Metropolis; throws error_debug without readers.
+  void draw(arma::Mat<double>& data, level_scores const* at, level_scores const& below);
+
+  estimator::tune_obj tune;
+
+ private:
+  void condition(level_scores const* at, level_scores const& below);
+  void factor();
+  void walk_from(arma::Mat<double> const& from, double scale);
+  void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+             unsigned char* usable) override;
+  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups, double* out) override;
+  void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+                      double* out) override;
+
+  predictor_state& state_;
+  published_columns& published_;
+  unsigned q_;
+  std::unique_ptr<estimator::likelihood> readers_;
+  scan::value_groups groups_;
+  scan::metropolis_values metropolis_;
+
+  bool proposing_ = false;
+
+  // Units with the same number of children share their variance.
+  arma::Col<arma::uword> kind_;                     ///< of each unit
+  arma::Col<double> n_children_;                    ///< of each kind
+  arma::Cube<double> precision_, variance_, root_;  ///< of each kind; root'root = variance
+  arma::Mat<double> below_, sums_, mean_, next_, current_;
+};
+
+}  // namespace tovik::sem

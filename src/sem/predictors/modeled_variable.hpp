@@ -1,0 +1,112 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "sem/predictors/imputation_step.hpp"
+#include "sem/predictors/mean_step.hpp"
+#include "sem/predictors/predictor_state.hpp"
+#include "sem/predictors/published_columns.hpp"
+#include "sem/predictors/variable.hpp"
+
+namespace tovik::sem {
+
+/// What all kinds of modelled variables share: the steps of a scan on their scores, the columns that they
+/// publish, parameters and output. A kind adds the component of its own level and its starts.
+///
+/// Categories turn means into expected codes by way of the variances and thresholds of the levels below. A
+/// draw of these parameters moves centred codes and published proportions too, without asking the models that
+/// read them: a cut that keeps the parameter step conjugate. What lies between two parameter steps is exact.
+class modeled_variable : public Variable {
+ public:
+  void read(arma::Mat<double> const& data) override;
+  void drawComponent(unsigned d, level_scores const& upper, level_scores const& lower) override;
+  void drawComponent(arma::Mat<double>& data, unsigned d, level_scores const& upper,
+                     level_scores const& lower) override;
+  void drawGrandMean(level_scores const& top) override;
+  void drawGrandMean(arma::Mat<double>& data, level_scores const& top) override;
+  void drawParam(unsigned d, level_scores& scores) override;
+  void drawImputation(level_scores const& own) override;
+  void drawImputation(arma::Mat<double>& data, level_scores const& own) override;
+  /// Refreshes sd() and sdLatentMeans(), as the imputation does.
+  void publish(arma::Mat<double>& data) const override;
+
+  /// The groups of a list of latent means are by units of their level. Throws error_debug for the imputation
+  /// of a variable without missing values and for a level at which the variable does not vary.
+  void setLikelihood(predictor_step step, unsigned d,
+                     std::unique_ptr<estimator::likelihood> readers) override;
+  bool needsLikelihood(predictor_step step, unsigned d) const override;
+  arma::Col<arma::uword> value_columns() const override { return published_.value_columns(); }
+  arma::Col<arma::uword> mean_columns(unsigned d) const override { return published_.mean_columns(d); }
+
+  arma::Col<arma::uword> columns() const override { return columns_; }
+  data::variable const& variable() const override { return variable_; }
+  unit_chain const& chain() const override { return state_.chain; }
+  bool means_only() const override { return means_only_; }
+  unsigned grandMeanLevel() const override { return state_.chain.level(state_.top() - 1); }
+  double const& sd() const override { return sd_; }
+  double const& sdLatentMeans() const override { return sd_means_; }
+  arma::Mat<double> deviation(unsigned d) const override;
+  arma::Mat<double> data() const override;
+  arma::Mat<double> uncenteredData() const override;
+  arma::Col<double> params() const override;
+  arma::uword numParams() const override;
+  arma::uword n_estimated() const override;
+  std::vector<predictor_row> layout(std::vector<std::string> const& names) const override;
+  void tune(bool has_outcomes) override;
+  estimator::tune_results tuneResults() const override;
+  std::vector<arma::Mat<double>> latentMeans() const override;
+  arma::Mat<double> latentScores() const override;
+  arma::Mat<double> getLatent() const override;
+  double getMissingPercent() const override;
+  void print_debug(std::ostream& out) const override;
+
+ protected:
+  /// Finds the missing units in `data`. `dim`: score columns.
+  modeled_variable(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& predictors,
+                   arma::uword dim, arma::Mat<double> const& data);
+  component_setup setup_of(unsigned q) const;
+  /// Builds the components above the own level; `gamma_prior`: prior variance of their coefficients.
+  template <typename Upper>
+  void add_upper(double gamma_prior = component_setup::flat) {
+    for (unsigned q = 1; q < state_.top(); ++q) {
+      component_setup setup = setup_of(q);
+      setup.gamma_prior = gamma_prior;
+      state_.components.push_back(std::make_unique<Upper>(setup));
+    }
+  }
+  /// After components, scores and grand mean have started: the steps.
+  void finish();
+
+  /// The values of the own units, NaN where they are missing; of a nominal variable the categories' codes.
+  arma::Col<double> coded_values(arma::Mat<double> const& data) const;
+
+  /// Takes the values of the own units, all observed.
+  virtual void take_values(arma::Col<double> const& values) = 0;
+  /// Whether outcome models read imputed values.
+  virtual void heed_missing(bool) {}
+  /// The thresholds that are parameters.
+  virtual arma::Col<double> free_thresholds() const { return {}; }
+  unsigned numThresh() const override { return static_cast<unsigned>(free_thresholds().n_elem); }
+
+  predictor_state state_;
+  published_columns published_;
+
+ private:
+  mean_step& step_above(unsigned d);
+  void in_step(arma::Mat<double>& data);
+  void set_links();
+  void refresh_sd() const;
+
+  data::variable const& variable_;
+  bool means_only_;
+  arma::Col<arma::uword> columns_;
+  std::vector<std::unique_ptr<mean_step>> means_;  ///< places 1 .. m + 1
+  std::unique_ptr<imputation_step> imputation_;
+  std::vector<arma::Mat<double>> spread_;  ///< variances of the regressions, by place
+  bool links_moved_ = false;               ///< published columns do not follow the parameters yet
+  arma::Mat<double> scratch_;
+  mutable double sd_ = 0, sd_means_ = 0;
+};
+
+}  // namespace tovik::sem

@@ -1,0 +1,84 @@
+#include "sem/predictors/predictor_state.hpp"
+
+#include "sem/working_data.hpp"
+
+namespace tovik::sem {
+
+predictor_state::predictor_state(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
+                                 arma::uword n_dim)
+    : rng(setup.rng),
+      working(setup.working),
+      level(setup.level),
+      chain(*setup.working, setup.level, setup.deviates),
+      dim(n_dim),
+      predictors(W),
+      grand_mean(1, n_dim, arma::fill::zeros),
+      in_all_(chain.n_units(chain.n_above()), arma::fill::zeros) {
+  predictors.resize(chain.n_above() + 1);
+}
+
+void predictor_state::set_own(arma::Mat<double> const& own, arma::Col<arma::uword> const& units) {
+  components[0]->setScore(own, units);
+  if (categorical()) follow_categories(units);
+}
+
+void predictor_state::follow_categories(arma::Col<arma::uword> const& units) {
+  for (arma::uword k = 0; k < dim; ++k) {
+    double const* code = coding.colptr(k);
+    double* to = coded.colptr(k);
+    for (arma::uword i : units) to[i] = code[(*categories)(i)];
+  }
+}
+
+void predictor_state::follow_categories() {
+  coded.set_size(categories->n_elem, dim);
+  for (arma::uword k = 0; k < dim; ++k) {
+    double const* code = coding.colptr(k);
+    double* to = coded.colptr(k);
+    for (arma::uword i = 0; i < categories->n_elem; ++i) to[i] = code[(*categories)(i)];
+  }
+}
+
+arma::Mat<double> predictor_state::deviation(unsigned q) const {
+  arma::Mat<double> out;
+  deviation(q, out);
+  return out;
+}
+
+void predictor_state::deviation(unsigned q, arma::Mat<double>& out) const {
+  arma::Mat<double> const& own = scores(q);
+  arma::Mat<double> const& above = scores(q + 1);
+  arma::uword const* up = parent(q).memptr();
+  out.set_size(own.n_rows, dim);
+  for (arma::uword k = 0; k < dim; ++k) {
+    double const* s = own.colptr(k);
+    double const* t = above.colptr(k);
+    double* e = out.colptr(k);
+    for (arma::uword i = 0; i < own.n_rows; ++i) e[i] = s[i] - t[up[i]];
+  }
+}
+
+void predictor_state::expected(unsigned q, level_scores const& at, arma::Mat<double>& out) const {
+  arma::Mat<double> const& above = scores(q + 1);
+  arma::uword const* up = parent(q).memptr();
+  arma::uword const n = n_units(q);
+  out.set_size(n, dim);
+  for (arma::uword k = 0; k < dim; ++k) {
+    double const* t = above.colptr(k);
+    double* to = out.colptr(k);
+    for (arma::uword i = 0; i < n; ++i) to[i] = t[up[i]];
+  }
+  if (!predictors[q].is_empty()) components[q]->addRegression(at, predictors[q], out);
+}
+
+arma::uword const* predictor_state::unit_of_row(unsigned q) const {
+  return q == top() ? nullptr : working->units(chain.level(q)).memptr();
+}
+
+arma::uword predictor_state::first_row(unsigned q, arma::uword unit) const {
+  if (q == top()) return unit == 0 ? 0 : working->data.n_rows;
+  auto const& first = working->first_rows(chain.level(q));
+  return unit < first.n_elem ? first(unit) : working->data.n_rows;
+}
+
+}  // namespace tovik::sem

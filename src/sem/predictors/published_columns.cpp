@@ -1,0 +1,190 @@
+#include "sem/predictors/published_columns.hpp"
+
+#include "data/variable.hpp"
+#include "sem/working_data.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+int mode_of(data::center c) {
+  if (c == data::center::grand) return 0;
+  return c == data::center::cluster ? 1 : 2;
+}
+
+}  // namespace
+
+published_columns::published_columns(predictor_setup const& setup, predictor_state const& state)
+    : state_(state), nominal_(setup.variable->type == data::type::nominal) {
+  data::variable const& v = *setup.variable;
+  mode_ = mode_of(v.centered());
+  if (mode_ == 1 && state.top() < 2) {
+    if (!setup.means_only || !setup.centred_columns.is_empty())
+      throw error_debug("A group mean needs a level above.");
+    mode_ = 2;  // nothing is centred
+  }
+  mean_mode_ = mode_ == 1 ? 3 : mode_ == 0 ? 2 : v.means.empty() ? 0 : 1;
+  add_values(setup);
+  add_means(v);
+  add_links(v);
+}
+
+void published_columns::add_values(predictor_setup const& setup) {
+  data::variable const& v = *setup.variable;
+  if (setup.means_only) {
+    value_columns_ = setup.centred_columns;
+  } else if (nominal_) {
+    value_columns_.set_size(v.dummies.size());
+    for (arma::uword k = 0; k < value_columns_.n_elem; ++k) value_columns_(k) = v.dummies[k]->column;
+    has_code_ = v.column != data::variable::no_column;
+    code_column_ = v.column;
+    codes_ = v.values;
+  } else {
+    value_columns_ = arma::Col<arma::uword>{v.column};
+  }
+  if (value_columns_.is_empty()) return;
+  block b;
+  b.columns = value_columns_;
+  b.values = true;
+  b.centre = mode_ == 0 ? state_.top() : mode_ == 1 ? 1 : 0;
+  blocks_.push_back(b);
+}
+
+void published_columns::add_means(data::variable const& v) {
+  if (v.means.empty()) return;
+  arma::uword const levels_above = state_.working->n_levels() - 1 - state_.level;
+  if (v.means.size() != levels_above * state_.dim)
+    throw error_debug("Latent means need a column for each level above.");
+  mean_columns_.assign(levels_above + 1, {});
+  for (std::size_t k = 0; k < v.means.size(); ++k) mean_columns_[1 + k / state_.dim].push_back(v.means[k]);
+  for (unsigned q = 1; q < state_.top(); ++q) {
+    block b;
+    b.columns = mean_columns(state_.chain.level(q) - state_.level);
+    b.place = q;
+    if (v.centeredMeans() == data::center::grand) b.centre = state_.top();
+    if (v.centeredMeans() == data::center::cluster && q + 1 < state_.top()) b.centre = q + 1;
+    blocks_.push_back(b);
+  }
+}
+
+void published_columns::add_links(data::variable const& v) {
+  if (!nominal_ && v.type != data::type::ordinal) return;
+  for (unsigned q = 1; q <= state_.top(); ++q) {
+    bool needed = false;
+    for (block const& b : blocks_)
+      needed = needed || (nominal_ && b.place == q) || ((nominal_ || b.values) && b.centre == q);
+    if (!needed) continue;
+    links_.resize(state_.top() + 1);
+    if (nominal_)
+      links_[q] = std::make_unique<category_proportions>();
+    else
+      links_[q] = std::make_unique<expected_code>(v.values);
+  }
+  linked_.resize(links_.size());
+}
+
+arma::Col<arma::uword> published_columns::mean_columns(unsigned d) const {
+  if (d == 0 || d >= mean_columns_.size()) return {};
+  arma::Col<arma::uword> out(mean_columns_[d].size());
+  for (arma::uword k = 0; k < out.n_elem; ++k) out(k) = mean_columns_[d][k];
+  return out;
+}
+
+void published_columns::set_links(std::vector<arma::Mat<double>> const& omega) {
+  for (unsigned q = 1; q < links_.size(); ++q) {
+    if (links_[q] == nullptr) continue;
+    links_[q]->set(omega[q], nominal_ ? arma::Col<double>() : state_.components[0]->thresholds());
+    refresh(q);
+  }
+}
+
+void published_columns::refresh(unsigned q) {
+  if (q < links_.size() && links_[q] != nullptr) links_[q]->map(state_.scores(q), linked_[q]);
+}
+
+void published_columns::refresh(unsigned q, arma::Col<arma::uword> const& units) {
+  if (q < links_.size() && links_[q] != nullptr) links_[q]->map(state_.scores(q), units, linked_[q]);
+}
+
+void published_columns::keep(unsigned q) {
+  if (q < links_.size() && links_[q] != nullptr) kept_ = linked_[q];
+}
+
+void published_columns::take_back(unsigned q, arma::Col<arma::uword> const& units) {
+  if (q >= links_.size() || links_[q] == nullptr) return;
+  for (arma::uword k = 0; k < kept_.n_cols; ++k)
+    for (arma::uword u : units) linked_[q](u, k) = kept_(u, k);
+}
+
+arma::Mat<double> const& published_columns::expected(unsigned q) const {
+  return state_.categorical() ? linked_[q] : state_.scores(q);
+}
+
+arma::Mat<double> const& published_columns::shown_means(unsigned q) const {
+  return nominal_ ? linked_[q] : state_.scores(q);
+}
+
+bool published_columns::depends(block const& b, unsigned q) const {
+  return b.place == q || (b.centre == q && q > 0);
+}
+
+// A row has the values of its unit, wherever the variable's own level is.
+void published_columns::write(arma::Mat<double>& data, block const& b, arma::uword first,
+                              arma::uword end) const {
+  arma::Mat<double> const& from = b.values ? state_.values() : shown_means(b.place);
+  arma::uword const* unit = state_.unit_of_row(b.place);
+  for (arma::uword k = 0; k < b.columns.n_elem; ++k) {
+    double const* value = from.colptr(k);
+    double* to = data.colptr(b.columns(k));
+    for (arma::uword i = first; i < end; ++i) to[i] = value[unit[i]];
+    if (b.centre == 0) continue;
+    double const* centre = (b.values ? expected(b.centre) : shown_means(b.centre)).colptr(k);
+    arma::uword const* group = state_.unit_of_row(b.centre);
+    if (group == nullptr) {
+      for (arma::uword i = first; i < end; ++i) to[i] -= centre[0];
+    } else {
+      for (arma::uword i = first; i < end; ++i) to[i] -= centre[group[i]];
+    }
+  }
+}
+
+void published_columns::write_code(arma::Mat<double>& data, arma::uword first, arma::uword end) const {
+  arma::uword const* unit = state_.unit_of_row(0);
+  double* to = data.colptr(code_column_);
+  for (arma::uword i = first; i < end; ++i) to[i] = codes_[(*state_.categories)(unit[i])];
+}
+
+void published_columns::write(arma::Mat<double>& data) const {
+  for (block const& b : blocks_) write(data, b, 0, data.n_rows);
+  if (has_code_) write_code(data, 0, data.n_rows);
+}
+
+void published_columns::write(arma::Mat<double>& data, unsigned q,
+                              arma::Col<arma::uword> const& units) const {
+  bool const code = q == 0 && has_code_;
+  for (block const& b : blocks_) {
+    if (!depends(b, q)) continue;
+    if (units.n_elem == state_.n_units(q)) {
+      write(data, b, 0, data.n_rows);
+      continue;
+    }
+    for (arma::uword u : units) write(data, b, state_.first_row(q, u), state_.first_row(q, u + 1));
+  }
+  if (code)
+    for (arma::uword u : units) write_code(data, state_.first_row(q, u), state_.first_row(q, u + 1));
+}
+
+arma::Mat<double> published_columns::centre() const {
+  arma::Mat<double> out(state_.n_units(0), state_.dim, arma::fill::zeros);
+  for (block const& b : blocks_) {
+    if (!b.values || b.centre == 0) continue;
+    arma::Mat<double> const& from = expected(b.centre);
+    arma::uword const* group = state_.unit_of_row(b.centre);
+    for (arma::uword i = 0; i < out.n_rows; ++i)
+      out.row(i) = from.row(group == nullptr ? 0 : group[state_.first_row(0, i)]);
+  }
+  return out;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <vector>
+
+#include "sem/predictors/category_link.hpp"
+#include "sem/predictors/predictor_state.hpp"
+
+namespace tovik::data {
+class variable;
+}
+
+namespace tovik::sem {
+
+/// The columns of the working matrix by which outcome models read a predictor.
+///
+/// Values stand less their centre: nothing, the grand mean, or the latent mean of the unit's group. So do the
+/// latent means: nothing, the grand mean, or the mean of the level above (at the highest level nothing). For
+/// categorical variables a centre is on the scale of the codes, by category_link; the latent means of a
+/// nominal variable are published as proportions, those of an ordinal one on the scale of its scores.
+class published_columns {
+ public:
+  /// Throws error_debug when group centring is asked for and the variable varies at its own level only, or
+  /// when the columns of its means are not one set for each level above.
+  published_columns(predictor_setup const& setup, predictor_state const& state);
+
+  int mode() const { return mode_; }
+  int mean_mode() const { return mean_mode_; }
+  arma::Col<arma::uword> const& value_columns() const { return value_columns_; }
+  arma::Col<arma::uword> mean_columns(unsigned d) const;
+
+  /// Whether a column follows from the scores at place q >= 1 by way of a category_link: the link then
+  /// depends on all parameters below, which must be known.
+  bool has_links() const { return !links_.empty(); }
+  /// Takes the links anew: `omega[q]` is the covariance of the scores around the mean at place q >= 1.
+  void set_links(std::vector<arma::Mat<double>> const& omega);
+  /// Refreshes what the links give at place q after its scores moved.
+  void refresh(unsigned q);
+  void refresh(unsigned q, arma::Col<arma::uword> const& units);
+  /// Remembers what the links give at place q; gives it back to units whose scores are what they were then.
+  void keep(unsigned q);
+  void take_back(unsigned q, arma::Col<arma::uword> const& units);
+
+  /// Writes the columns over all rows.
+  void write(arma::Mat<double>& data) const;
+  /// Writes what depends on the scores at place q, over the rows of these units of the place.
+  void write(arma::Mat<double>& data, unsigned q, arma::Col<arma::uword> const& units) const;
+
+  /// What the values of own units are less of, own units x dim; zeros without centring.
+  arma::Mat<double> centre() const;
+  /// The means at a place as they are published, before centring.
+  arma::Mat<double> const& shown_means(unsigned q) const;
+
+ private:
+  struct block {
+    arma::Col<arma::uword> columns;
+    bool values = false;  ///< values; else means
+    unsigned place = 0;   ///< of what stands in the columns
+    unsigned centre = 0;  ///< the place whose scores are the centre; 0 for none
+  };
+
+  void add_values(predictor_setup const& setup);
+  void add_means(data::variable const& v);
+  void add_links(data::variable const& v);
+  bool depends(block const& b, unsigned q) const;
+  arma::Mat<double> const& expected(unsigned q) const;
+  void write(arma::Mat<double>& data, block const& b, arma::uword first, arma::uword end) const;
+  void write_code(arma::Mat<double>& data, arma::uword first, arma::uword end) const;
+
+  predictor_state const& state_;
+  bool nominal_ = false;
+  int mode_ = 2, mean_mode_ = 0;
+  arma::Col<arma::uword> value_columns_;
+  std::vector<std::vector<unsigned>> mean_columns_;  ///< by distance above the own level, from 1
+  std::vector<block> blocks_;
+  bool has_code_ = false;  ///< a nominal variable's own column, beside its dummy codes
+  arma::uword code_column_ = 0;
+  std::vector<double> codes_;
+  std::vector<std::unique_ptr<category_link>> links_;  ///< by place, null where none is needed
+  std::vector<arma::Mat<double>> linked_;              ///< what they give at the current scores
+  arma::Mat<double> kept_;
+};
+
+}  // namespace tovik::sem
