@@ -158,5 +158,66 @@ TEST_F(PhantomRun, EffectsOfTwoOutcomes) {
   EXPECT_LT(arma::mean(out.row(out.n_rows - 1)), -0.3);
 }
 
+/// The burn-in of 1000 scans that a run has unless it says otherwise: proposals are adapted in its first
+/// half.
+void burn_in(sem::Mcmc& chain) {
+  for (int i = 1; i <= 1000; ++i) {
+    chain.oneRep();
+    if (i % 100 == 0 && i < 500) chain.tune();
+  }
+}
+
+/// 0.2 of the draws of a random walk are worth an independent one at best. Estimated from 20000 draws.
+double effective_share(arma::rowvec const& series) {
+  const double error = mean_error(series);
+  return arma::var(series) / (error * error * static_cast<double>(series.n_elem));
+}
+
+TEST_F(PhantomRun, StrongCorrelationsAreTunedInTheBurnIn) {
+  for (double rho : {-0.5, 0.9}) {
+    small_run run({"y", "x"}, correlated_pair(500, rho), {}, {"y ~ 1", "x ~ 1", "x <-> y"});
+    prepare(run);
+    auto chain = run.chain(Random(5, 1));
+    burn_in(*chain);
+    EXPECT_NO_THROW(chain->tune_check()) << rho;
+  }
+}
+
+TEST_F(PhantomRun, SmallSamplesOfClustersAreTunedInTheBurnIn) {
+  for (std::uint32_t seed = 1; seed <= 8; ++seed) {
+    Random rng(100 + seed, 1);
+    arma::mat data(120, 3);
+    const arma::mat u = rng.randn(30, 2);
+    for (arma::uword i = 0; i < 120; ++i) {
+      data(i, 0) = static_cast<double>(i / 4);
+      data(i, 1) = u(i / 4, 0) + rng.rnorm();
+      data(i, 2) = 0.3 * u(i / 4, 0) + 0.95 * u(i / 4, 1) + rng.rnorm();
+    }
+    small_run run({"g", "y", "x"}, data, {"g"}, {"y ~ 1 | 1", "x ~ 1 | 1", "y[g] <-> x[g]", "y <-> x"});
+    prepare(run);
+    auto chain = run.chain(Random(seed, 1));
+    burn_in(*chain);
+    EXPECT_NO_THROW(chain->tune_check()) << seed;
+  }
+}
+
+/// Draws that hold the scores are worth 0.01 and less here.
+TEST_F(PhantomRun, SeveralCorrelationsOfAnOutcomeMix) {
+  Random rng(78, 1);
+  const arma::mat z = rng.randn(300, 4);
+  arma::mat data = z;
+  data.col(1) = 0.4 * z.col(0) + z.col(1);
+  data.col(2) = 0.3 * z.col(0) - 0.3 * z.col(1) + z.col(2);
+  data.col(3) = 0.2 * z.col(0) + z.col(3);
+  small_run run({"a", "b", "c", "d"}, data, {},
+                {"a ~ 1", "b ~ 1", "c ~ 1", "d ~ 1", "a <-> b", "a <-> c", "b <-> c", "a <-> d"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1));
+  burn_in(*chain);
+  EXPECT_NO_THROW(chain->tune_check());
+  const arma::mat out = draws(*chain, 0, 20000);
+  for (arma::uword k = 1; k <= 4; ++k) EXPECT_GT(effective_share(out.row(out.n_rows - k)), 0.03) << k;
+}
+
 }  // namespace
 }  // namespace tovik::tests

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "sem/ensemble/proposals.hpp"
 #include "sem/estimator.hpp"
 #include "sem/random.hpp"
 #include "support/error.hpp"
@@ -128,7 +127,7 @@ bool Phantom::feasible() const {
 }
 
 void Phantom::tune() {
-  if (!rho.held() && rho.tune.total > 0) adapt_proposal(rho, group_->data());
+  if (rho.tune.total > 0) rho.adapt(group_->data());
 }
 
 std::shared_ptr<estimator::constraint> Phantom::constraint(parameter_type const& kind, unsigned const&,

@@ -27,10 +27,10 @@ struct phantom_setup {
 ///
 ///   P_i ~ N(0, 1),   (rho + 1) / 2 ~ Beta(c / 2, c / 2).
 ///
-/// A scan draws rho by Metropolis-Hastings from a normal around its value, truncated to (-1, 1), with the
-/// scores integrated out (Liu, 1994, JASA 89, 958-966, on such a collapse), then the scores from their full
-/// conditional; all phantoms of a chain together (see phantom_group). The two equations are seen through
-/// their correlated_side only.
+/// A scan draws rho by a random walk of its artanh, a scale without bounds on which some step has any
+/// acceptance that is wanted, however little the data tell of rho; with the scores integrated out (Liu, 1994,
+/// JASA 89, 958-966, on such a collapse), then the scores from their full conditional; all phantoms of a
+/// chain together (see phantom_group). The two equations are seen through their correlated_side only.
 class Phantom : public virtual estimator::Outcome, public value_node {
  public:
   /// The correlation, whose links are its two places in the equations.
@@ -38,7 +38,8 @@ class Phantom : public virtual estimator::Outcome, public value_node {
    public:
     correlation(Random* rng, double c);
 
-    /// Metropolis-Hastings on (-1, 1); nothing without links, or after hold().
+    /// Metropolis-Hastings: artanh(rho) moves by a normal step with the variance tune.value^2 * variance.
+    /// Nothing without links, or after hold().
     void draw(arma::Mat<double> const& data) override;
     /// The same parameter as a plain constraint, for who reads it.
     estimator::constraint make_constraint() const;
@@ -49,11 +50,17 @@ class Phantom : public virtual estimator::Outcome, public value_node {
     bool held() const { return held_; }
 
     double log_prior(double x) const;
-    /// log density of a proposal: a normal with mean `from` truncated to (-1, 1).
-    static double log_proposal(double x, double from, double sd);
+    /// log of d rho / d artanh(rho).
+    static double log_jacobian(double x);
+    /// The first variance of the steps, from the shape of the log density at the data.
+    void find_proposal(arma::Mat<double> const& data);
+    /// Adapts the steps (see adapt_proposal).
+    void adapt(arma::Mat<double> const& data);
 
    private:
-    double propose(double sd);
+    /// Calls f with the steps as those of an unbounded parameter, and takes them over.
+    template <class F>
+    void in_steps(arma::Mat<double> const& data, F f);
 
     double c_;
     bool has_prior_ = true;

@@ -1,10 +1,10 @@
 // The Metropolis-Hastings step of a correlation that a phantom carries.
 
 #include <boost/math/special_functions/beta.hpp>
-#include <boost/math/special_functions/erf.hpp>
 #include <cmath>
 #include <limits>
 
+#include "sem/ensemble/proposals.hpp"
 #include "sem/outcomes/phantom.hpp"
 #include "sem/random.hpp"
 
@@ -29,37 +29,53 @@ double Phantom::correlation::log_prior(double x) const {
   return std::log(boost::math::ibeta_derivative(0.5 * c_, 0.5 * c_, p));
 }
 
-double Phantom::correlation::log_proposal(double x, double from, double sd) {
-  double const z = (x - from) / sd;
-  double const root = std::sqrt(0.5) / sd;
-  // Phi(b) - Phi(a) for a < 0 < b.
-  double const mass = 0.5 * (boost::math::erf((1.0 - from) * root) + boost::math::erf((1.0 + from) * root));
-  return -(0.5 * z * z + 0.9189385332046728) - std::log(mass * sd);
+double Phantom::correlation::log_jacobian(double x) {
+  return std::log1p(-x * x);
 }
 
-double Phantom::correlation::propose(double sd) {
-  for (std::uint32_t k = 0; k < Random::trunc_norm_max_niter; ++k) {
-    double const candidate = value + sd * rng->rnorm();
-    if (candidate >= -1.0 && candidate < 1.0) return candidate;
-  }
-  return rng->trNorm(value, -1.0, 1.0, sd);
-}
-
+// With z = artanh(rho) and drho = (1 - rho^2) dz.
 void Phantom::correlation::draw(arma::Mat<double> const& data) {
   if (held_ || n_links == 0) return;
-  double const sd = tune.value * std::sqrt(variance);
   double const old = value;
-  double const candidate = propose(sd);
-  double change = log_prior(candidate) - log_prior(old) + log_proposal(old, candidate, sd) -
-                  log_proposal(candidate, old, sd);
+  double const candidate = std::tanh(std::atanh(old) + tune.value * std::sqrt(variance) * rng->rnorm());
+  double change = log_prior(candidate) - log_prior(old) + log_jacobian(candidate) - log_jacobian(old);
   change -= log_density(data);
-  write(candidate);
-  change += log_density(data);
+  change += move_to(candidate, data);
   ++tune.total;
   if (std::log(rng->runif()) <= change)
     ++tune.accepted;
   else
     write(old);
+}
+
+template <class F>
+void Phantom::correlation::in_steps(arma::Mat<double> const& data, F f) {
+  double const before = value;
+  constraint walk;
+  walk.value = std::atanh(before);
+  walk.tune = tune;
+  walk.variance = variance;
+  walk.add_once({nullptr, [this](double const& z, arma::Mat<double> const& at) {
+                   double const x = std::tanh(z);
+                   double const own = log_prior(x) + log_jacobian(x);
+                   return std::isfinite(own) ? own + move_to(x, at) : own;
+                 }});
+  f(walk, data);
+  tune = walk.tune;
+  variance = walk.variance;
+  write(before);
+}
+
+void Phantom::correlation::find_proposal(arma::Mat<double> const& data) {
+  if (held_) return;
+  in_steps(data, [](constraint& walk, arma::Mat<double> const& at) {
+    walk.variance = proposal_variance(walk, at, walk.variance);
+  });
+}
+
+void Phantom::correlation::adapt(arma::Mat<double> const& data) {
+  if (held_ || tune.total == 0) return;
+  in_steps(data, adapt_proposal);
 }
 
 }  // namespace tovik::sem

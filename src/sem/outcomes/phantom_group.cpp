@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <limits>
 
-#include "sem/ensemble/proposals.hpp"
 #include "sem/outcomes/phantom.hpp"
 #include "sem/random.hpp"
 #include "sem/scan/blas.hpp"
@@ -166,10 +165,7 @@ void phantom_group::read(arma::Mat<double> const& data) {
 
 void phantom_group::find_proposals(arma::Mat<double> const& data) {
   read(data);
-  for (Phantom* phantom : phantoms_) {
-    if (phantom->rho.held()) continue;
-    phantom->rho.variance = proposal_variance(phantom->rho, data, phantom->rho.variance);
-  }
+  for (Phantom* phantom : phantoms_) phantom->rho.find_proposal(data);
 }
 
 void phantom_group::draw(Random& rng, arma::Mat<double>& data) {
