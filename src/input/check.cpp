@@ -82,6 +82,12 @@ void InputFile::checkLength() {
         "ERROR: Cannot specify ITERATIONS command, THIN command, and NIMPS command.\n"
         "       Please specify only two of these commands.");
   }
+  // A chain that saves n imputations needs n iterations at least; shares of both are dealt in the same way.
+  if (nimps != not_set && iterations < nimps) {
+    warning::buffer.push("WARNING: Setting number of iterations to " + std::to_string(nimps) +
+                         ".\n         to match number of imputations requested.");
+    iterations = nimps;
+  }
   if (chains > iterations) {
     warning::buffer.push("WARNING: Setting number of iterations to " + std::to_string(chains) +
                          ".\n         to match number of chains requested.");

@@ -36,7 +36,7 @@ void check_no_models(const InputFile& input, const VariableList& vars) {
     ++n;
     n_fixed += v->fixed() || in(input.fixed, v->fullName) ? 1 : 0;
   }
-  if (n > 0 && n == n_fixed) throw error("ERROR: All variables in FCS command are fixed.");
+  if (n == n_fixed) throw error("ERROR: All variables in FCS command are fixed.");
 }
 
 }  // namespace

@@ -30,7 +30,7 @@ void set_roles(const run& r);
 /// missing cells is always observed and does not count. In catalogue order.
 std::vector<variable_ptr> counted_columns(const run& r);
 
-/// Deletes rows: listwise on demand, rows without any observed cell, clusters without counts. Records the
+/// Deletes rows: listwise on demand, rows without any observed cell, clusters of rows without counts. Records the
 /// deleted rows and brings the missing flags up to date.
 void drop_rows(const run& r);
 
@@ -45,9 +45,9 @@ void set_categories(const run& r);
 /// CENTER: marks variables and latent means; nothing is subtracted yet.
 void set_centering(const run& r);
 
-/// Fixes complete predictors that nobody has named.
+/// Fixes complete predictors that nobody has named and whose latent means or scores are not used.
 void fix_complete(const run& r);
-/// Variables whose latent mean is used cannot stay fixed.
+/// Variables named in FIXED whose latent mean is used cannot stay fixed.
 void release_for_means(const run& r);
 /// A propensity as a predictor needs a probit equation of its variable.
 void check_propensities(const run& r);

@@ -72,7 +72,12 @@ void fix_complete(const run& r) {
   // Without equations every variable is to be imputed from all others, level by level.
   if (r.input.fixed_specified || r.models.empty()) return;
   const name_index named = named_variables(r.input);
-  const auto modelled = outcomes(r.models);
+  std::unordered_set<const data::variable*> modelled = outcomes(r.models);
+  for (const auto type : {model::type::mean, model::type::latent}) {
+    for (const model::anyVariable& term : r.models.variables(type, true)) {
+      modelled.insert(data_variable(term.variable).get());
+    }
+  }
   for (const variable_ptr& v : r.vars.variables) {
     if (!is_data_column(*v) || r.input.missing_flags[v->column] != 0) continue;
     if (modelled.count(v.get()) > 0 || named.has(v->fullName) || named.has(v->name)) continue;

@@ -105,10 +105,11 @@ observed_bits observed_clusters(const run& r, const data::variable& v, const dat
   return observed_bits(row.data(), row.size());
 }
 
-/// A count needs an observed cell in each cluster directly above it.
+/// A count of the rows needs an observed cell in each of the lowest clusters.
 void drop_empty_clusters(const run& r, const std::vector<variable_ptr>& list, row_filter& filter) {
   for (const variable_ptr& v : list) {
     if (v->type != data::type::count || v->level == 0 || complete(r, *v)) continue;
+    if (v->level != r.vars.clusters.size()) continue;
     const auto id = std::find_if(r.vars.clusters.begin(), r.vars.clusters.end(),
                                  [&](const variable_ptr& c) { return c->level + 1 == v->level; });
     if (id == r.vars.clusters.end()) continue;

@@ -128,7 +128,7 @@ TEST_F(BadInput, ZeroCountsAreReadAndChainsGetTheirIteration) {
   const auto product =
       read("DATA: d.csv; SEED: 0; BURN: 0; NIMPS: 20; THIN: 0; OUTFILE: o.csv; MODEL: y ~ x;");
   EXPECT_EQ(product->seed, 0u);
-  EXPECT_EQ(product->iterations, 2u);
+  EXPECT_EQ(product->iterations, 20u);
   ASSERT_NE(product->rng, nullptr);
 }
 

@@ -66,6 +66,25 @@ TEST_F(Check, EveryChainNeedsAnIteration) {
                                "         to match number of chains requested."}));
 }
 
+TEST_F(Check, EveryImputationNeedsAnIteration) {
+  const auto in = add("NIMPS: 30; SAVE: stacked = s.csv;");
+  EXPECT_EQ(in->iterations, 30u);
+  EXPECT_EQ(warnings(), (Names{"WARNING: Setting number of iterations to 30.\n"
+                               "         to match number of imputations requested."}));
+  for (const chain_info& info : in->chainInfo()) EXPECT_EQ(info.iterations, info.imputations.size());
+  warning::buffer.clear();
+  EXPECT_EQ(add("CHAINS: 40; NIMPS: 30; SAVE: stacked = s.csv;")->iterations, 40u);
+  EXPECT_EQ(warnings(), (Names{"WARNING: Setting number of iterations to 30.\n"
+                               "         to match number of imputations requested.",
+                               "WARNING: Setting number of iterations to 40.\n"
+                               "         to match number of chains requested."}));
+  warning::buffer.clear();
+  EXPECT_EQ(add("NIMPS: 20; SAVE: stacked = s.csv;")->iterations, 20u);
+  EXPECT_TRUE(warnings().empty());
+  EXPECT_EQ(add_fault("NIMPS: 1000001; SAVE: stacked = s.csv;"),
+            "ERROR: Number of imputations requested is too large.");
+}
+
 TEST_F(Check, HeterogeneityNeedsTwoLevels) {
   EXPECT_FALSE(add("OPTIONS: hev;")->hev);
   EXPECT_FALSE(add("CLUSTERID: z x; OPTIONS: hev;")->hev);
@@ -199,6 +218,8 @@ TEST_F(Check, RequestsBeyondThisVersionAreNamed) {
   EXPECT_EQ(refused("BYGROUP: z;"), text("The BYGROUP command"));
   EXPECT_EQ(refused("TRANSFORM: w = x;"), "");
   EXPECT_EQ(refused("", "FCS: y;"), text("The FCS command"));
+  EXPECT_EQ(refused("OPTIONS: manifest;", "FCS: y x;"), text("The option 'manifest'"));
+  EXPECT_EQ(refused("OPTIONS: nomean;", "FCS: y x;"), text("The option 'noclmean'"));
   EXPECT_EQ(refused("CENTER: x;"), "");  // of a variable that is not fixed: when its equation is met
   EXPECT_EQ(refused("WEIGHTS: x;"), text("The WEIGHTS command"));
   EXPECT_EQ(refused("LATENT: f;"), text("The LATENT command"));

@@ -71,6 +71,18 @@ TEST_F(Update, DropsClustersWithoutCounts) {
   EXPECT_EQ(matrix.n_rows, 4u);
 }
 
+TEST_F(Update, OnlyCountsOfTheRowsDropClusters) {
+  const char* text =
+      "top,id,k,y\n1,1,NA,1\n1,1,NA,2\n1,2,NA,4\n1,2,NA,1\n2,3,0,5\n2,3,0,6\n2,4,1,5\n2,4,1,6\n";
+  prepare(text, "CLUSTERID: top id; COUNT: k;", "y ~ k");
+  EXPECT_EQ(vars.find("k")->level, 1u);
+  EXPECT_EQ(matrix.n_rows, 8u);
+  prepare("top,id,k,y\n1,1,NA,1\n1,1,NA,2\n1,2,2,4\n1,2,NA,1\n2,3,0,5\n2,3,2,6\n2,4,1,5\n2,4,1,6\n",
+          "CLUSTERID: top id; COUNT: k;", "y ~ k");
+  EXPECT_EQ(vars.find("k")->level, 2u);
+  EXPECT_EQ(in->dropped_rows, (std::vector<arma::uword>{0, 1}));
+}
+
 TEST_F(Update, RefusesUndefinedCovariances) {
   const char* text = "y,x,w\n1,2,NA\n2,3,NA\n3,NA,4\n4,NA,5\n";
   EXPECT_EQ(update_fault(text, "", "y ~ x w"),
@@ -113,6 +125,48 @@ TEST_F(Update, CompletePredictorsAreFixed) {
   EXPECT_TRUE(vars.find("w")->fixed());
   prepare(text, "CENTER: x;", "y ~ x v");
   EXPECT_FALSE(vars.find("x")->fixed());
+}
+
+TEST_F(Update, VariablesWithLatentMeansAreNotFixed) {
+  const char* text = "id,y,x,w\n1,2,3,4\n1,3,4,2\n2,3,4,5\n2,4,6,3\n3,4,5,1\n3,7,4,2\n";
+  prepare(text, "CLUSTERID: id;", "y ~ x x.mean w");
+  EXPECT_FALSE(vars.find("x")->fixed());
+  EXPECT_TRUE(vars.find("w")->fixed());
+  EXPECT_TRUE(warnings().empty());
+  prepare(text, "CLUSTERID: id;", "y ~ w (x.mean*w)");
+  EXPECT_FALSE(vars.find("x")->fixed());
+  EXPECT_TRUE(warnings().empty());
+  prepare(text, "CLUSTERID: id; FIXED: x w;", "y ~ x x.mean w");
+  EXPECT_FALSE(vars.find("x")->fixed());
+  EXPECT_EQ(warnings(), (Names{"WARNING: Removing the following variables from FIXED \n"
+                               "         in order to estimate their latent means.\n           x\n"}));
+}
+
+TEST_F(Update, ImputationWithoutEquations) {
+  write("d.csv", "id,y,x,w,v\n1,2,NA,4,1\n1,NA,4,2,1\n2,3,4,5,2\n2,4,6,3,2\n3,4,5,1,NA\n3,7,4,2,NA\n");
+  const auto run = [&](const std::string& commands) {
+    in = add(commands, "");
+    matrix = in->data();
+    vars = in->variableList(matrix);
+    models = std::make_unique<ModelList>(in->modelList(vars));
+    warning::buffer.clear();
+    in->update(matrix, vars, *models);
+  };
+  run("CLUSTERID: id; FCS: y x v;");
+  EXPECT_TRUE(models->empty());
+  for (const char* name : {"y", "x", "v"}) {
+    EXPECT_EQ(vars.find(name)->usage(), data::usage::covariate) << name;
+    EXPECT_FALSE(vars.find(name)->fixed()) << name;
+  }
+  EXPECT_EQ(vars.find("w")->usage(), data::usage::unset);
+  EXPECT_FALSE(vars.find("w")->fixed());
+  run("CLUSTERID: id; FCS: y x v w; FIXED: w;");
+  EXPECT_TRUE(vars.find("w")->fixed());
+  EXPECT_EQ(vars.find("w")->usage(), data::usage::covariate);
+  const std::string all_fixed = "ERROR: All variables in FCS command are fixed.";
+  EXPECT_EQ(fault([&] { run("CLUSTERID: id; FCS: w; FIXED: w;"); }), all_fixed);
+  EXPECT_EQ(fault([&] { run("CLUSTERID: id; FCS: id;"); }), all_fixed);
+  EXPECT_EQ(fault([&] { run("FCS: y q;"); }), "ERROR: Variable 'q' in the FCS command is not in the data.");
 }
 
 TEST_F(Update, AuxiliaryVariablesGetARole) {
