@@ -77,20 +77,22 @@ class variable {
   virtual void rename(std::string const& shown);
 
   std::vector<std::shared_ptr<variable>>
-      dummies;                           ///< dummy codes of a nominal variable, in order of `values`
+      dummies;  ///< dummy codes of a nominal variable, in order of `values`
   // Columns of the prepared data that derive from this variable; empty until the data are prepared, and for
   // what no equation uses.
-  std::vector<unsigned> means;   ///< latent means, by level from the nearest; at each level one column, or one
-                                 ///< for each dummy code
-  std::vector<unsigned> latent;  ///< latent propensity: one column, or one for each dummy code
-  std::vector<unsigned> rstar;   ///< missing data indicator (1 missing, 0 observed): one column
-  std::vector<unsigned> randef;  ///< named random effects of this variable's equation
-  std::vector<std::string> randefNames;  ///< what each entry of randef holds
+  std::vector<unsigned> means;  ///< latent means, by level from the nearest; at each level one column, or one
+                                ///< for each dummy code
+  std::vector<unsigned> centered_columns;  ///< of an outcome that is centred: its values as other equations
+                                           ///< read them, one column, or one for each dummy code
+  std::vector<unsigned> latent;            ///< latent propensity: one column, or one for each dummy code
+  std::vector<unsigned> rstar;             ///< missing data indicator (1 missing, 0 observed): one column
+  std::vector<unsigned> randef;            ///< named random effects of this variable's equation
+  std::vector<std::string> randefNames;    ///< what each entry of randef holds
 
-  /// What centring has taken off the column, one value for each row of the prepared data; empty when the
-  /// column is in its raw metric. Column plus `subtracted` gives the values of the data file back. A nominal
-  /// variable is centred by its dummy codes, each of which has its own.
-  std::vector<double> subtracted;
+  /// The column before means were taken off it in the prepared data themselves, one value for each row; empty
+  /// when the prepared data hold it in its raw metric. A nominal variable is centred by its dummy codes, each
+  /// of which has its own.
+  std::vector<double> uncentered;
 
   unsigned column = 0;  ///< column in the data matrix, or no_column
   /// The number of clustering levels above the variable: 0 for a variable of the highest level and for the

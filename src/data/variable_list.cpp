@@ -30,6 +30,10 @@ bool is_data_column(const data::variable& v) {
 bool is_outcome(const data::variable& v) {
   return v.usage() == data::usage::outcome;
 }
+/// True if other equations read latent means of the variable, or its values less some.
+bool has_means(const data::variable& v) {
+  return !v.means.empty() || !v.centered_columns.empty();
+}
 bool is_covariate(const data::variable& v) {
   return v.usage() == data::usage::covariate;
 }
@@ -138,12 +142,12 @@ std::vector<variable_ptr> VariableList::modelvars() const {
 
 std::vector<variable_ptr> VariableList::outcomeWithMeans() const {
   return select(variables,
-                [](auto const& v) { return is_data_column(*v) && is_outcome(*v) && !v->means.empty(); });
+                [](auto const& v) { return is_data_column(*v) && is_outcome(*v) && has_means(*v); });
 }
 
 std::vector<variable_ptr> VariableList::covarAndOutMeans() const {
   return select(variables, [](auto const& v) {
-    return is_data_column(*v) && (is_covariate(*v) || (is_outcome(*v) && !v->means.empty()));
+    return is_data_column(*v) && (is_covariate(*v) || (is_outcome(*v) && has_means(*v)));
   });
 }
 

@@ -39,9 +39,9 @@ class VariableList {
   std::vector<variable_ptr> weights() const;
   /// Data columns (continuous, ordinal, count, nominal) that are outcomes or predictors.
   std::vector<variable_ptr> modelvars() const;
-  /// Data columns that are outcomes and have latent means.
+  /// Data columns that are outcomes and have latent means, or stand centred in other equations.
   std::vector<variable_ptr> outcomeWithMeans() const;
-  /// Data columns that are predictors, or outcomes with latent means.
+  /// Data columns that are predictors, or outcomes of which outcomeWithMeans() speaks.
   std::vector<variable_ptr> covarAndOutMeans() const;
   /// The shown names of all variables.
   std::vector<std::string> variableNames() const;

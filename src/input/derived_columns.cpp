@@ -65,11 +65,28 @@ void share_with_codes(const data::variable& v) {
   for (std::size_t code = 0; code < n; ++code) {
     data::variable& dummy = *v.dummies[code];
     dummy.rstar = v.rstar;
+    if (!v.centered_columns.empty()) dummy.centered_columns = {v.centered_columns[code]};
     for (std::size_t k = code; k < v.means.size(); k += n) dummy.means.push_back(v.means[k]);
   }
 }
 
+/// An outcome keeps its own column in the metric of its equation; where other equations read it, they read a
+/// centred copy. A fixed one has been centred in place.
+bool has_centered_copy(const data::variable& v, const variable_set& predictors) {
+  return is_data_column(v) && v.usage() == data::usage::outcome && v.centered() != data::center::none &&
+         !v.fixed() && predictors.count(&v) > 0;
+}
+
+/// Variables in the equations otherwise than as outcomes, and in definitions.
+variable_set in_terms(const ModelList& models) {
+  variable_set out;
+  for (const model::anyVariable& term : models.variables(model::type::variable, false))
+    out.insert(data_variable(term.variable).get());
+  return out;
+}
+
 void number_terms(const run& r, column_counter& columns) {
+  const variable_set predictors = in_terms(r.models);
   const variable_set missing = in_use(r.models, model::type::missing);
   const variable_set means = in_use(r.models, model::type::mean);
   const variable_set latent = in_use(r.models, model::type::latent);
@@ -78,6 +95,9 @@ void number_terms(const run& r, column_counter& columns) {
     if (missing.count(v.get())) v->setRstar(columns.take());
     if (means.count(v.get())) {
       for (std::size_t k = 0; k < v->level * width(*v); ++k) v->setMean(columns.take());
+    }
+    if (has_centered_copy(*v, predictors)) {
+      for (std::size_t k = 0; k < width(*v); ++k) v->centered_columns.push_back(columns.take());
     }
     if (latent.count(v.get())) {
       for (std::size_t k = 0; k < width(*v); ++k) v->setLatent(columns.take());

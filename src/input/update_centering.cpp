@@ -115,14 +115,11 @@ void subtract_means(const run& r, const data::variable& owner, data::variable& c
   const variable_ptr cluster =
       owner.centered() == data::center::cluster ? identifier_at(r.vars, owner.level - 1) : nullptr;
   double* cell = r.data.colptr(column.column);
-  column.subtracted = unit_means(cell, r.data.n_rows, unit ? r.data.colptr(unit->column) : nullptr,
-                                 cluster ? r.data.colptr(cluster->column) : nullptr);
-  for (arma::uword i = 0; i < r.data.n_rows; ++i) {
-    // The difference that was really made, so that whole numbers come back whole.
-    const double raw = cell[i];
-    cell[i] -= column.subtracted[i];
-    if (!std::isnan(raw)) column.subtracted[i] = raw - cell[i];
-  }
+  const std::vector<double> means =
+      unit_means(cell, r.data.n_rows, unit ? r.data.colptr(unit->column) : nullptr,
+                 cluster ? r.data.colptr(cluster->column) : nullptr);
+  column.uncentered.assign(cell, cell + r.data.n_rows);
+  for (arma::uword i = 0; i < r.data.n_rows; ++i) cell[i] -= means[i];
 }
 
 }  // namespace

@@ -32,6 +32,11 @@ unsigned column_at(const std::vector<unsigned>& columns, std::size_t place) {
   return place < columns.size() ? columns[place] : data::variable::no_column;
 }
 
+/// The values as an equation reads them: a centred outcome has a copy beside its own column.
+unsigned value_column(const data::variable& v) {
+  return v.centered_columns.empty() ? v.column : v.centered_columns.front();
+}
+
 std::vector<term_column> derived_columns(const anyVariable& term, const std::vector<unsigned>& columns) {
   std::vector<term_column> out;
   for (std::string& name : code_names(term))
@@ -110,9 +115,9 @@ std::vector<term_column> anyVariable::columns(
     default:
       break;
   }
-  if (variable->dummies.empty()) return {{name(), variable->column, own}};
+  if (variable->dummies.empty()) return {{name(), value_column(*variable), own}};
   std::vector<term_column> out;
-  for (const auto& code : variable->dummies) out.push_back({code->name, code->column, own});
+  for (const auto& code : variable->dummies) out.push_back({code->name, value_column(*code), own});
   return out;
 }
 

@@ -51,8 +51,8 @@ class anyVariable {
   bool is_derived = false;                ///< made by the program and not written by the user
   std::string transformation;             ///< of an outcome: the inline expression as written, empty for none
   model::parameter lambda;  ///< of a Yeo-Johnson outcome: label, fixed value or start of its lambda
-  /// The level was written as a number, "name$k": only a covariance, or a phantom, selects levels in this way.
-  /// `level` and `modifier` then hold the identifier, and are empty for the residual of the variable.
+  /// The level was written as a number, "name$k": only a covariance, or a phantom, selects levels in this
+  /// way. `level` and `modifier` then hold the identifier, and are empty for the residual of the variable.
   bool is_numbered = false;
   /// Of a phantom: what it correlates (model/correlation.hpp). Null for every other term, and for a phantom
   /// of the user's that does not stand in two equations.
@@ -88,15 +88,15 @@ class anyVariable {
   /// codes. Latent cluster means give a column for each level above the variable, the nearest first, or the
   /// one that the bracket selects; their names end in the identifier, "x.mean[id]", where `clusters` holds it
   /// and the variable has several such levels.
-  std::vector<term_column> columns(
-      const std::vector<std::shared_ptr<data::variable>>& clusters = {}) const;
+  std::vector<term_column> columns(const std::vector<std::shared_ptr<data::variable>>& clusters = {}) const;
   /// The catalogue level of the term: of latent cluster means that of the nearest ones.
   unsigned top_level() const;
   /// One name for each design column.
   std::vector<std::string> names() const;
   /// The design columns in the data matrix, by what is meant of the variable: of a nominal variable those of
-  /// its dummy codes; the columns of its latent group means, propensity or missing indicator; the column of a
-  /// named random effect or a phantom. Derived columns exist once the data are prepared.
+  /// its dummy codes; of an outcome that is centred its centred copy; the columns of its latent group means,
+  /// propensity or missing indicator; the column of a named random effect or a phantom. Derived columns exist
+  /// once the data are prepared.
   std::vector<unsigned> indicator() const;
   const model::parameter& parameter() const { return param; }
 

@@ -85,10 +85,9 @@ bool Model::isRE(const combinationOfAnyVariable& term, unsigned level_value) con
 std::vector<unsigned> Model::yind() const {
   std::vector<unsigned> out;
   for (const anyVariable& outcome : is_multi() ? fixed : outcomes) {
-    const bool nominal = outcome.type == model::type::variable && !outcome.variable->dummies.empty();
     const bool in_data =
         outcome.variable->type != data::type::parameter && outcome.variable->type != data::type::computation;
-    if (nominal) {
+    if (in_data && outcome.type == model::type::variable) {
       out.push_back(outcome.variable->column);
     } else if (in_data) {
       append(out, outcome.columns(clusters));
@@ -100,8 +99,11 @@ std::vector<unsigned> Model::yind() const {
 std::vector<unsigned> Model::rawIndicators() const {
   std::vector<unsigned> out;
   for (const anyVariable& outcome : is_multi() ? fixed : outcomes) {
-    if (outcome.type == model::type::latent) {
+    if (outcome.type == model::type::latent ||
+        (outcome.type == model::type::variable && outcome.variable->dummies.empty())) {
       out.push_back(outcome.variable->column);
+    } else if (outcome.type == model::type::variable) {
+      for (const auto& code : outcome.variable->dummies) out.push_back(code->column);
     } else {
       append(out, outcome.columns(clusters));
     }

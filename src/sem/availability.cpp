@@ -61,7 +61,7 @@ char const* term_name(model::anyVariable const& term) {
     case model::type::variable:
       break;
     case model::type::mean:
-      return "A latent cluster mean as a predictor";
+      return nullptr;
     case model::type::latent:
       return "A latent propensity as a predictor";
     case model::type::missing:

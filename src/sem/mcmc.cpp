@@ -6,8 +6,11 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "sem/availability.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/ensemble/predictor_readers.hpp"
 #include "sem/mcmc_checks.hpp"
 #include "sem/outcomes.hpp"
+#include "sem/predictors/centered_copy.hpp"
 #include "sem/predictors/predictor_set.hpp"
 #include "support/error.hpp"
 
@@ -34,11 +37,16 @@ Random dispersed(int seed, double startsdispersion) {
 }
 
 template <class Test>
-bool any_proposal(Outcomes const& outcomes, Test test) {
-  for (estimator::tune_results const& results : outcomes.acceptance()) {
-    if (std::any_of(results.begin(), results.end(), test)) return true;
+bool any_proposal(Outcomes const* outcomes, predictor_set const& predictors, Test test) {
+  const auto any_of = [&](estimator::tune_results const& results) {
+    return std::any_of(results.begin(), results.end(), test);
+  };
+  if (outcomes != nullptr) {
+    const auto all = outcomes->acceptance();
+    if (std::any_of(all.begin(), all.end(), any_of)) return true;
   }
-  return false;
+  return std::any_of(predictors.models().begin(), predictors.models().end(),
+                     [&](auto const& v) { return any_of(v->tuneResults()); });
 }
 
 std::vector<arma::uword> as_vector(arma::Col<arma::uword> const& columns) {
@@ -56,6 +64,8 @@ Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::C
       icc_cutoff_(ICCcutoff) {
   find_patterns(variables, data);
   keep_output_columns(variables, data);
+  predictors_ =
+      std::make_unique<predictor_set>(variables, working_, rng_, predictor_set::options{xprior, ICCcutoff});
 }
 
 Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
@@ -92,49 +102,62 @@ void Mcmc::find_patterns(VariableList const& variables, arma::Mat<double> const&
   patterns_ = patterns(columns);
 }
 
-/// The columns of the data file end where the constant stands.
-void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> const& data) {
-  const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
-                                     [](variable_ptr const& v) { return v->type == data::type::constant; });
-  if (constant == variables.variables.end()) throw error_debug("No intercept!");
-  for (auto v = variables.variables.begin(); v != constant; ++v) {
-    saved_columns_.push_back((*v)->column);
-    subtracted_.emplace_back((*v)->subtracted);
-  }
-  raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
-  for (arma::uword k = 0; k < raw_.n_cols; ++k) {
-    if (!subtracted_[k].is_empty()) raw_.col(k) += subtracted_[k];
-  }
-}
-
 void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior) {
   check_available(variables, models);
-  check_predictors(models, working_);
-  outcomes_ = std::make_unique<Outcomes>(this, models, working_.data, rng_, prior);
+  if (!models.empty()) {
+    check_cluster_means(models, predictors());
+    outcomes_ = std::make_unique<Outcomes>(this, models, working_.data, rng_, prior);
+    link_centered_copies();
+    wire_predictors(predictors(), *outcomes_, working_.units(), working_.data);
+  }
+  list_output(variables, models);
+}
+
+/// Every outcome whose values move writes the copy that other equations read.
+void Mcmc::link_centered_copies() {
+  for (auto const& v : predictors()) {
+    if (!v->means_only() || v->value_columns().is_empty()) continue;
+    centered_copies_.push_back(std::make_unique<centered_copy>(*v, working_));
+    estimator::covariate_link const link = centered_copies_.back()->link();
+    link.update(working_.data);
+    std::vector<std::pair<unsigned, estimator::covariate_link*>> links;
+    for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
+      estimator::Outcome const& model = outcomes_->outcome(i);
+      if (model.missing && has_likelihood(model) && model.y(0) == centered_copies_.back()->column())
+        links.emplace_back(i, new estimator::covariate_link(link));  // the model owns it
+    }
+    outcomes_->linkVariables(links);
+  }
 }
 
 void Mcmc::oneRep() {
   if (outcomes_) outcomes_->draw(working_.data);
+  predictors_->draw(working_.data);
+  for (auto const& copy : centered_copies_) copy->take();
 }
 
 void Mcmc::tune() const {
   if (outcomes_) outcomes_->tune();
+  for (auto const& v : predictors()) v->tune(outcomes_ != nullptr);
 }
 
 void Mcmc::tune_check() const {
   if (outcomes_) outcomes_->tune_check();
+  for (auto const& v : predictors()) v->tuneResults().check();
 }
 
 bool Mcmc::tune_warning() const {
-  return outcomes_ && any_proposal(*outcomes_, [](auto const& proposal) { return proposal.failed(); });
+  return any_proposal(outcomes_.get(), *predictors_, [](auto const& proposal) { return proposal.failed(); });
 }
 
 bool Mcmc::hasTuningInfo() const {
-  return outcomes_ && any_proposal(*outcomes_, [](auto const& proposal) { return proposal.total > 0; });
+  return any_proposal(outcomes_.get(), *predictors_, [](auto const& proposal) { return proposal.total > 0; });
 }
 
 arma::Col<double> Mcmc::getParams() const {
-  return outcomes_ ? outcomes_->params(working_.data) : arma::Col<double>();
+  if (!outcomes_) return predictors_->params();
+  if (predictors().empty()) return outcomes_->params(working_.data);
+  return arma::join_cols(outcomes_->params(working_.data), predictors_->params());
 }
 
 arma::Col<double> Mcmc::getParams(unsigned const& i) const {
@@ -143,18 +166,17 @@ arma::Col<double> Mcmc::getParams(unsigned const& i) const {
 }
 
 arma::uword Mcmc::getTotalParams() const {
-  return outcomes_ ? outcomes_->n_params(working_.data) : 0;
+  return (outcomes_ ? outcomes_->n_params(working_.data) : 0) + predictors_->n_params();
 }
 
-// Predictors are complete and fixed, so that none has a model of its own.
-arma::uword Mcmc::getTotalParams(unsigned const&) const {
-  return 0;
+arma::uword Mcmc::getTotalParams(unsigned const& level) const {
+  return predictors_->n_params(level);
 }
 arma::uword Mcmc::getCovariateModelNumParams() const {
-  return 0;
+  return predictors_->n_params();
 }
 arma::uword Mcmc::getCovariateEstimatedNParams() const {
-  return 0;
+  return predictors_->n_estimated();
 }
 
 arma::Cube<double> Mcmc::getLikelihoods() const {

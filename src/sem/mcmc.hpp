@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,6 +25,7 @@ namespace sem {
 class Outcomes;
 class SimpleList;
 class Variable;
+class centered_copy;
 class predictor_set;
 
 /// A variable that does not vary at a level, and so predicts nothing there.
@@ -32,7 +34,8 @@ struct excluded_level {
   unsigned level = 0;  ///< counted from 1, the rows
 };
 
-/// One chain's estimator: the working matrix, the generator, and every equation that a scan draws.
+/// One chain's estimator: the working matrix, the generator, the models of the predictors, and every equation
+/// that a scan draws.
 ///
 /// Inside, rows are sorted by cluster and levels count from the bottom; getData gives the rows in the order
 /// of the data that came in. An object belongs to one chain and one thread, and stays where it is, since the
@@ -46,8 +49,10 @@ class Mcmc {
   static inline bool& print_fixed_values = sampler_settings::print_fixed_values;
 
   /// `data`: rows are observations, columns the variables of the catalogue, missing cells NaN.
-  /// `ids`: the columns of the identifiers, the finest first. `xprior` and `ICCcutoff` belong to the models
-  /// of predictors.
+  /// `ids`: the columns of the identifiers, the finest first. Builds the models of the predictors and fills
+  /// their missing cells; `xprior` (1, 2 or 3) is the prior of their variances, `ICCcutoff` the intraclass
+  /// correlation below which a variable does not vary at a level. Throws tovik::error for means of clusters
+  /// that cannot be had, std::runtime_error when there are too few units for a model.
   Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
        Random const& rng, int const& xprior, double const& ICCcutoff);
   Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
@@ -64,11 +69,14 @@ class Mcmc {
   Mcmc(Mcmc const&) = delete;
   Mcmc& operator=(Mcmc const&) = delete;
 
-  /// Builds the ensemble of outcome models, fills missing cells and sets starting values; once, after
-  /// construction. Throws tovik::error for what cannot be estimated.
+  /// Builds the ensemble of outcome models, fills their missing cells, sets starting values and ties the
+  /// models of predictors to the equations that read them; once, after construction. Without equations there
+  /// is no ensemble: the scan then imputes by the models of the predictors alone. Throws tovik::error for
+  /// what cannot be estimated.
   void addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior);
 
-  /// One Gibbs scan.
+  /// One Gibbs scan: the outcome models, which read the predictors of the scan before, then the models of the
+  /// predictors.
   void oneRep();
 
   void tune() const;
@@ -79,7 +87,8 @@ class Mcmc {
   /// True if some proposal was ever made.
   bool hasTuningInfo() const;
 
-  /// The report column of the current state: the rows of every model, in list order.
+  /// The report column of the current state: the rows of every outcome model in list order, then those of the
+  /// models of the predictors.
   arma::Col<double> getParams() const;
   /// The params() rows of model i alone.
   arma::Col<double> getParams(unsigned const& i) const;
@@ -89,12 +98,13 @@ class Mcmc {
   arma::uword getCovariateModelNumParams() const;
   arma::uword getCovariateEstimatedNParams() const;
 
-  /// The completed data in output form, rows in file order: the columns of the data file (up to the
-  /// constant), fixed variables without their centring. Throws tovik::error when latent values, residuals or
-  /// predicted values are asked for.
+  /// The completed data in output form, rows in file order, everything in its own metric without centring:
+  /// the columns of the data file (up to the constant), in which only missing cells are filled, and the
+  /// definitions of MODEL; then on demand the latent values of outcomes and of predictor models, residuals,
+  /// predicted values.
   arma::Mat<double> getData() const;
   arma::Mat<double> getData(bool const& latent, bool const& residual, bool const& predicted) const;
-  /// The names of getData's columns.
+  /// The names of getData's columns, for the catalogue and the equations that the chain was built from.
   std::vector<std::string> dataNames(VariableList const& variables, ModelList const& models,
                                      bool const& latent, bool const& residual, bool const& predicted) const;
 
@@ -172,17 +182,29 @@ class Mcmc {
  private:
   void find_patterns(VariableList const& variables, arma::Mat<double> const& data);
   void keep_output_columns(VariableList const& variables, arma::Mat<double> const& data);
+  void link_centered_copies();
+  void list_output(VariableList const& variables, ModelList const& models);
+  arma::Mat<double> completed() const;
+  void complete(arma::Mat<double>& out, arma::uword column, arma::Col<double> const& values) const;
 
   std::shared_ptr<Random> rng_;
   working_data working_;
   arma::Mat<double> raw_;  ///< the columns that are saved, as they came in, rows in file order
   std::vector<arma::uword> saved_columns_;  ///< the column of the working matrix behind each of them
-  /// What centring has taken off each of them, by rows of the file; empty for most.
-  std::vector<arma::Col<double>> subtracted_;
+  /// What getData hands out, in order.
+  struct output_part {
+    enum class kind { always, latent, residual, predicted };
+    kind what;
+    std::vector<std::string> names;
+    std::function<arma::Mat<double>()> columns;  ///< one per name, rows of the working matrix
+  };
+  std::vector<std::string> saved_names_;
+  std::vector<output_part> output_;  ///< behind the columns of the data file
   patterns patterns_;
   std::vector<std::string> pattern_names_;
   std::vector<double> missing_percents_;
   std::unique_ptr<predictor_set> predictors_;  ///< never null
+  std::vector<std::unique_ptr<centered_copy>> centered_copies_;
   std::unique_ptr<Outcomes> outcomes_;
   struct chain_slopes;
   std::shared_ptr<chain_slopes> simple_;  ///< null without conditional effects

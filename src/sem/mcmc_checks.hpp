@@ -1,16 +1,18 @@
 #pragma once
 
+#include <memory>
+#include <vector>
+
 namespace tovik {
 class ModelList;
 }  // namespace tovik
 
 namespace tovik::sem {
 
-class working_data;
+class Variable;
 
-/// Throws tovik::error when a predictor of some equation, also one inside a computed term, would have to be
-/// drawn by a model of its own, or centred by drawn means: predictors have to be outcomes of equations, or
-/// complete and fixed.
-void check_predictors(ModelList const& models, working_data const& working);
+/// Throws tovik::error when an equation or a definition reads a latent cluster mean of a level at which its
+/// variable does not vary.
+void check_cluster_means(ModelList const& models, std::vector<std::unique_ptr<Variable>> const& predictors);
 
 }  // namespace tovik::sem

@@ -15,6 +15,7 @@
 #include "sem/factory.hpp"
 #include "sem/mcmc.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/predictors/variable.hpp"
 #include "sem/starts.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
@@ -49,9 +50,13 @@ arma::Mat<double> join_columns(std::vector<model_ptr> const& models, arma::uword
   return out;
 }
 
-level_units units_of(working_data const& working) {
-  level_units out;
-  for (unsigned l = 0; l < working.n_levels(); ++l) out.push_back(&working.units(l));
+/// The copies of outcomes that their means-only models centre.
+std::vector<following_columns> centered_copies(Mcmc const& mcmc) {
+  std::vector<following_columns> out;
+  for (auto const& v : mcmc.predictors()) {
+    if (v->means_only() && !v->value_columns().is_empty())
+      out.push_back({v->variable().column, v->value_columns()});
+  }
   return out;
 }
 
@@ -86,8 +91,8 @@ Outcomes::Outcomes(Mcmc const* mcmc, ModelList const& list, arma::Mat<double>& d
   link_phantoms(list, models, data);
   set_starts(list, data);
   check_phantoms(list, models);
-  link_random_effects(list, models, units_of(mcmc_->working()), data);
-  wire_likelihood_lists(models, units_of(mcmc_->working()), data);
+  link_random_effects(list, models, mcmc_->working().units(), data);
+  wire_likelihood_lists(models, mcmc_->working().units(), data, centered_copies(*mcmc_));
   tie_labels(list, data, prior);
   bind_definitions(list);
   check_rows(list, data);
@@ -104,6 +109,7 @@ void Outcomes::build_models(ModelList const& list, arma::Mat<double> const& data
   context.prior = prior;
   context.cells = &cells_;
   context.mutable_columns = written_columns(list, data);
+  mark_written(mcmc_->predictors(), context.mutable_columns);
   for (Model const& model : list) models.push_back(make_outcome(model, context));
 }
 

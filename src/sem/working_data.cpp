@@ -69,6 +69,12 @@ void working_data::add_cluster_level(std::vector<arma::uword> const& identifiers
   first_rows_.emplace_back(first);
 }
 
+std::vector<arma::Col<arma::uword> const*> working_data::units() const {
+  std::vector<arma::Col<arma::uword> const*> out;
+  for (arma::Col<arma::uword> const& level : units_) out.push_back(&level);
+  return out;
+}
+
 arma::Mat<double> working_data::in_file_order(arma::Mat<double> const& working) const {
   if (working.n_rows != file_rows_.n_elem) throw error_debug("Rows do not match the working data.");
   arma::Mat<double> out(working.n_rows, working.n_cols);

@@ -36,6 +36,8 @@ class working_data {
   arma::uword n_units(unsigned level) const { return first_rows_.at(level).n_elem; }
   /// The unit of `level` to which each row belongs; the row itself at level 0.
   arma::Col<arma::uword> const& units(unsigned level) const { return units_.at(level); }
+  /// The same for every level, from the rows up.
+  std::vector<arma::Col<arma::uword> const*> units() const;
   /// The first row of each unit of `level`.
   arma::Col<arma::uword> const& first_rows(unsigned level) const { return first_rows_.at(level); }
   /// The row of the file that stands at each row of the working matrix.

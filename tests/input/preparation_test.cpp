@@ -29,29 +29,53 @@ struct Preparation : CommandFile {
   std::unique_ptr<ModelList> models;
 };
 
-TEST_F(Preparation, SubtractedMeansGiveTheRawColumnBack) {
+TEST_F(Preparation, FixedVariablesAreCenteredAndTheirRawColumnIsKept) {
   prepare("id,y,x,v,n\n1,1,2,5,1\n1,2,4,5,2\n2,3,1,6,3\n2,4,2,6,1\n2,4,3,6,2\n3,2,5,4,3\n",
           "CLUSTERID: id; FIXED: x v n; NOMINAL: n; CENTER: cwc = x, cgm = v n;", "y ~ x v n");
   const auto x = vars.find("x");
-  ASSERT_EQ(x->subtracted.size(), 6u);
-  const double raw[] = {2, 4, 1, 2, 3, 5};
-  for (unsigned i = 0; i < 6; ++i) EXPECT_DOUBLE_EQ(matrix(i, x->column) + x->subtracted[i], raw[i]);
-  EXPECT_EQ(vars.find("v")->subtracted, std::vector<double>(6, 5.0));
-  EXPECT_TRUE(vars.find("n")->subtracted.empty());
+  EXPECT_EQ(x->uncentered, (std::vector<double>{2, 4, 1, 2, 3, 5}));
+  const double means[] = {3, 3, 2, 2, 2, 5};
+  for (unsigned i = 0; i < 6; ++i) EXPECT_DOUBLE_EQ(matrix(i, x->column), x->uncentered[i] - means[i]);
+  EXPECT_EQ(vars.find("v")->uncentered, (std::vector<double>{5, 5, 6, 6, 6, 4}));
+  for (unsigned i = 0; i < 6; ++i)
+    EXPECT_DOUBLE_EQ(matrix(i, vars.find("v")->column), vars.find("v")->uncentered[i] - 5.0);
+  EXPECT_TRUE(vars.find("n")->uncentered.empty());
   for (const auto& code : vars.find("n")->dummies) {
-    ASSERT_EQ(code->subtracted.size(), 6u);
+    ASSERT_EQ(code->uncentered.size(), 6u);
     for (unsigned i = 0; i < 6; ++i) {
-      const double back = matrix(i, code->column) + code->subtracted[i];
-      EXPECT_DOUBLE_EQ(back, std::round(back));
+      EXPECT_TRUE(code->uncentered[i] == 0.0 || code->uncentered[i] == 1.0);
+      EXPECT_DOUBLE_EQ(matrix(i, code->column), code->uncentered[i] - 1.0 / 3.0);
     }
   }
-  EXPECT_TRUE(vars.find("y")->subtracted.empty());
+  EXPECT_TRUE(vars.find("y")->uncentered.empty());
 }
 
 TEST_F(Preparation, ModelledVariablesAreNotCenteredHere) {
   prepare("y,x\n1,2\n2,4\n3,9\n", "CENTER: x;", "y ~ x");
-  EXPECT_TRUE(vars.find("x")->subtracted.empty());
+  EXPECT_TRUE(vars.find("x")->uncentered.empty());
   EXPECT_EQ(matrix(2, 1), 9.0);
+}
+
+TEST_F(Preparation, ACenteredOutcomeHasACopyForItsReadersOnly) {
+  prepare("id,y,m,w\n1,1,2,5\n1,2,4,5\n2,3,1,6\n2,4,2,6\n", "CLUSTERID: id; CENTER: cwc = m, cgm = y;",
+          "y ~ m w (m * w); m ~ w");
+  const auto m = vars.find("m");
+  ASSERT_EQ(m->centered_columns.size(), 1u);
+  const unsigned copy = m->centered_columns.front();
+  EXPECT_GT(copy, vars.find("1")->column);
+  EXPECT_TRUE(std::isnan(matrix(0, copy)));
+  EXPECT_TRUE(vars.find("y")->centered_columns.empty());  // nobody reads it
+  const Model& reader = (*models)[(*models)[0].name() == "y" ? 0 : 1];
+  const Model& owner = (*models)[(*models)[0].name() == "y" ? 1 : 0];
+  const std::vector<unsigned> x = reader.xind();
+  EXPECT_NE(std::find(x.begin(), x.end(), copy), x.end());
+  EXPECT_EQ(std::find(x.begin(), x.end(), m->column), x.end());
+  EXPECT_EQ(owner.yind(), std::vector<unsigned>{m->column});
+  EXPECT_EQ(owner.rawIndicators(), std::vector<unsigned>{m->column});
+  const std::vector<unsigned> in_product = reader.fixed_compute.at(0).indicators().at(0);
+  EXPECT_NE(std::find(in_product.begin(), in_product.end(), copy), in_product.end());
+  ASSERT_EQ(vars.outcomeWithMeans().size(), 1u);
+  EXPECT_EQ(vars.outcomeWithMeans().front(), m);
 }
 
 TEST_F(Preparation, StackedDataKeepWhatWasRead) {

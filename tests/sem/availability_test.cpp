@@ -53,8 +53,7 @@ TEST(Availability, OutcomesByKind) {
 
 TEST(Availability, TermsByKind) {
   using model::type;
-  for (auto const& [kind, text] : {std::pair{type::mean, "A latent cluster mean as a predictor ('y')"},
-                                   {type::latent, "A latent propensity as a predictor ('y')"},
+  for (auto const& [kind, text] : {std::pair{type::latent, "A latent propensity as a predictor ('y')"},
                                    {type::missing, "A missing data indicator as a predictor ('y')"},
                                    {type::phantom, "A phantom variable as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});
@@ -76,8 +75,8 @@ TEST(Availability, VariablesThatAreNoData) {
 
 TEST(Availability, VariablesInsideTermsAndDefinitions) {
   small_run term(names, columns(), {}, {"y ~ x (x*w)"});
-  term.models[0].fixed_compute.front().variables.front().type = model::type::mean;
-  EXPECT_EQ(term.failure(), refused("A latent cluster mean as a predictor ('y')"));
+  term.models[0].fixed_compute.front().variables.front().type = model::type::latent;
+  EXPECT_EQ(term.failure(), refused("A latent propensity as a predictor ('y')"));
   small_run definition(names, columns(), {}, {"d = x * w", "y ~ x"});
   definition.models.definitions.front().second.variables.front().type = model::type::missing;
   EXPECT_EQ(definition.failure(), refused("A missing data indicator as a predictor ('d')"));

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "model/defaults.hpp"
+#include "sem/predictors/variable.hpp"
 #include "sem/sample_tests.hpp"
 #include "sem/small_run.hpp"
 
@@ -155,9 +156,10 @@ TEST(Mcmc, NamesOfSavedColumnsEndBeforeTheConstant) {
   const small_run run(names, three_level(), {"school"}, {"y ~ x"});
   const auto chain = run.chain(Random(4, 1));
   EXPECT_EQ(chain->dataNames(run.vars, run.models, false, false, false), names);
-  EXPECT_THROW(chain->dataNames(run.vars, run.models, true, false, false), tovik::error);
-  EXPECT_THROW(chain->getData(false, true, false), tovik::error);
-  EXPECT_THROW(chain->getData(false, false, true), tovik::error);
+  auto with_residuals = names;
+  with_residuals.insert(with_residuals.end(), {"y$Intercept", "y.residual"});
+  EXPECT_EQ(chain->dataNames(run.vars, run.models, true, true, false), with_residuals);
+  EXPECT_EQ(chain->getData(true, true, false).n_cols, 7u);
 }
 
 TEST(Mcmc, NoProposalWasMadeWithoutMetropolisSteps) {
@@ -182,31 +184,18 @@ TEST(Mcmc, ClustersStandAboveTheLevelOfAnOutcome) {
   EXPECT_EQ(chain->clusters(2).n_levels(), 0u);
 }
 
-TEST(Mcmc, RefusesWhatNeedsAModelOfAPredictor) {
+TEST(Mcmc, APredictorHasAModelUnlessItIsFixedOrAnOutcome) {
   arma::mat file = three_level();
   file(4, 3) = nan;
-  EXPECT_EQ(small_run(names, file, {}, {"y ~ x"}).failure(),
-            "ERROR: A model for the incomplete predictor 'x' is not available in this version.");
-  EXPECT_EQ(small_run(names, file, {"school"}, {"y ~ 1 | x"}).failure(),
-            "ERROR: A model for the incomplete predictor 'x' is not available in this version.");
-  EXPECT_EQ(small_run(names, file, {}, {"y ~ x", "x ~ w"}).failure(), "");
-  EXPECT_EQ(small_run(names, file, {}, {"y ~ (x*w)"}).failure(),
-            "ERROR: A model for the incomplete predictor 'x' is not available in this version.");
-  EXPECT_EQ(small_run(names, three_level(), {}, {"y ~ x", "x ~ w"}).failure(), "");
-}
-
-TEST(Mcmc, RefusesPredictorsThatAreNotFixedOrThatAreCentered) {
+  EXPECT_EQ(small_run(names, file, {}, {"y ~ x w"}).chain(Random(4, 1))->predictors().size(), 1u);
+  EXPECT_TRUE(small_run(names, file, {}, {"y ~ x", "x ~ w"}).chain(Random(4, 1))->predictors().empty());
   small_run run(names, three_level(), {}, {"y ~ x", "x ~ w"});
-  const auto w = run.vars.find("w");
-  w->fixed(false);
-  EXPECT_EQ(
-      run.failure(),
-      "ERROR: A model for the complete predictor 'w' that is not fixed is not available in this version.");
-  w->setCentered(data::center::grand);
-  EXPECT_EQ(run.failure(), "ERROR: A model for the centered predictor 'w' is not available in this version.");
-  w->fixed(true);
-  run.vars.find("x")->setCentered(data::center::grand);
-  EXPECT_EQ(run.failure(), "ERROR: Centering of the outcome 'x' is not available in this version.");
+  EXPECT_TRUE(run.chain(Random(4, 1))->predictors().empty());
+  run.vars.find("w")->fixed(false);
+  const auto chain = run.chain(Random(4, 1));
+  ASSERT_EQ(chain->predictors().size(), 1u);
+  EXPECT_FALSE(chain->predictors().front()->missing);
+  EXPECT_EQ(chain->getCovariateModelNumParams(), 2u);
 }
 
 TEST(Mcmc, RefusesWeights) {

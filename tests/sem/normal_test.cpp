@@ -166,7 +166,8 @@ TEST(Normal, CentringFollowsImputation) {
   Normal model(&estimator, setup);
   auto* link = new sem::estimator::covariate_link;
   link->column = 1;
-  link->fun = [](arma::Col<double> const& x, arma::Mat<double>& data) { data.col(7) = x - 10.0; };
+  link->mean_column = 7;
+  link->fun = [](arma::Col<double> const& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
   model.setCentering(link);
   model.draw(world.data);
   EXPECT_LT(arma::abs(world.data.col(7) + 10.0 - world.data.col(1)).max(), 1e-14);

@@ -5,7 +5,6 @@
 
 #include "scan_world.hpp"
 #include "sem/wiring/constraint.hpp"
-#include "sem/wiring/covariate_link.hpp"
 #include "sem/wiring/transform.hpp"
 #include "sem/wiring/tune.hpp"
 #include "sem/wiring/weights.hpp"
@@ -155,27 +154,6 @@ TEST(Transform, ValuesOutsideTheRangeHaveNoPlace) {
     EXPECT_EQ(g.admits(p.y, kept), p.admitted) << p.text << " " << p.y;
     EXPECT_EQ(kept == 17.0, !p.admitted) << p.text;
   }
-}
-
-TEST(CovariateLink, WritesWhatFollows) {
-  World world(2, {{2, 3}}, 1);
-  covariate_link link;
-  link.column = 1;
-  link.mean_column = 3;
-  link.fun = [](arma::Col<double> const& x, arma::Mat<double>& data) { data.col(2) = 2.0 * x; };
-  link.mean_fun = [](arma::Col<double> const& x) {
-    return arma::Col<double>(x.n_elem, arma::fill::value(arma::mean(x)));
-  };
-  world.data.col(1) = arma::Col<double>{1, 2, 3, 4, 5};
-  link.update(world.data);
-  EXPECT_EQ(world.data(4, 2), 10.0);
-  EXPECT_EQ(world.data(0, 3), 3.0);
-  link.update(world.data, world.clusters(1));  // the first row of a cluster speaks for it
-  EXPECT_EQ(world.data(1, 2), 2.0);
-  EXPECT_EQ(world.data(4, 2), 6.0);
-  EXPECT_NEAR(world.data(0, 3), (1 + 1 + 3 + 3 + 3) / 5.0, 1e-15);
-  link.update(world.data, world.clusters(0));
-  EXPECT_EQ(world.data(4, 2), 10.0);
 }
 
 tune_obj with(std::uint32_t accepted, std::uint32_t total, kind k = kind::imputation) {

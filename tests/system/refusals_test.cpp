@@ -35,17 +35,9 @@ const std::vector<request> requests = {
     {"MODEL: score.missing ~ pretest;", "A missing data indicator as an outcome ('score.missing')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
-    {"MODEL: score ~ (pretest*ses);", "A model for the incomplete predictor 'ses'"},
     {"MODEL: score ~ pretest; hours ~ pretest; score <-> hours;",
      "A block of outcomes with correlated residuals"},
-    {"CLUSTERID: school; MODEL: score ~ hours hours.mean;", "A latent cluster mean as a predictor ('score')"},
     {"MODEL: score ~ ses.missing;", "A missing data indicator as a predictor ('score')"},
-    {"MODEL: d = pretest * ses; score ~ pretest;", "A model for the incomplete predictor 'ses'"},
-    {"MODEL: score ~ ses;", "A model for the incomplete predictor 'ses'"},
-    {"FIXED: (none); MODEL: score ~ pretest;",
-     "A model for the complete predictor 'pretest' that is not fixed"},
-    {"CENTER: pretest; MODEL: score ~ pretest;", "A model for the centered predictor 'pretest'"},
-    {"OPTIONS: savepred; MODEL: score ~ pretest;", "Saving predicted values"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

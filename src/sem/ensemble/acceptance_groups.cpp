@@ -81,14 +81,17 @@ void tie_statistics(node const& tree, arma::uword column, arma::Mat<double> cons
   if (tree.right != nullptr) tie_statistics(*tree.right, column, data, rows);
 }
 
-void tie_readers(arma::uword column, unsigned level, std::vector<estimator::Outcome const*> const& readers,
-                 level_units const& units, arma::Mat<double> const& data, ties& rows) {
+void tie_readers(arma::Col<arma::uword> const& columns, unsigned level,
+                 std::vector<estimator::Outcome const*> const& readers, level_units const& units,
+                 arma::Mat<double> const& data, ties& rows) {
   for (estimator::Outcome const* reader : readers) {
     if (reader->level > level) rows.tie_units(*units[reader->level]);
-    if (!reader->couples(column)) continue;
-    for (estimator::compute const& term : reader->x_compute) tie_statistics(*term.node, column, data, rows);
-    for (auto const& terms : reader->z_compute)
-      for (estimator::compute const& term : terms) tie_statistics(*term.node, column, data, rows);
+    for (arma::uword column : columns) {
+      if (!reader->couples(column)) continue;
+      for (estimator::compute const& term : reader->x_compute) tie_statistics(*term.node, column, data, rows);
+      for (auto const& terms : reader->z_compute)
+        for (estimator::compute const& term : terms) tie_statistics(*term.node, column, data, rows);
+    }
   }
 }
 
@@ -101,11 +104,11 @@ arma::Col<arma::uword> of_units(arma::Col<arma::uword> const& unit, arma::Col<ar
 
 }  // namespace
 
-estimator::acceptance acceptance_groups(arma::uword column, unsigned level,
+estimator::acceptance acceptance_groups(arma::Col<arma::uword> const& columns, unsigned level,
                                         std::vector<estimator::Outcome const*> const& readers,
                                         level_units const& units, arma::Mat<double> const& data) {
   ties rows(data.n_rows);
-  tie_readers(column, level, readers, units, data, rows);
+  tie_readers(columns, level, readers, units, data, rows);
   if (!rows.any()) return {};
   unsigned evaluated = level;
   for (estimator::Outcome const* reader : readers) evaluated = std::max(evaluated, reader->level);

@@ -14,12 +14,18 @@ using level_units = std::vector<arma::Col<arma::uword> const*>;
 
 /// The groups in which the values of a variable are accepted when `readers` are the equations that hold it.
 ///
-/// `column` of `data` holds the variable, whose units are those of `level`. A statistic of the whole column
-/// in an expression ties all units together, a statistic within clusters the units that share a cluster; an
-/// equation of a higher level ties the units below each of its own. What is tied over any chain of such links
-/// is one group. Identifiers are read at `data`.
-estimator::acceptance acceptance_groups(arma::uword column, unsigned level,
+/// `columns` of `data` move with the variable, whose units are those of `level`. A statistic of a whole
+/// column in an expression ties all units together, a statistic within clusters the units that share a
+/// cluster; an equation of a higher level ties the units below each of its own. What is tied over any chain
+/// of such links is one group. Identifiers are read at `data`.
+estimator::acceptance acceptance_groups(arma::Col<arma::uword> const& columns, unsigned level,
                                         std::vector<estimator::Outcome const*> const& readers,
                                         level_units const& units, arma::Mat<double> const& data);
+/// Of a variable that stands in one column.
+inline estimator::acceptance acceptance_groups(arma::uword column, unsigned level,
+                                               std::vector<estimator::Outcome const*> const& readers,
+                                               level_units const& units, arma::Mat<double> const& data) {
+  return acceptance_groups(arma::Col<arma::uword>{column}, level, readers, units, data);
+}
 
 }  // namespace tovik::sem

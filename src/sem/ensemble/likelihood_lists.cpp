@@ -1,5 +1,6 @@
 #include "sem/ensemble/likelihood_lists.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace tovik::sem {
@@ -9,26 +10,47 @@ bool has_likelihood(estimator::Outcome const& model) {
   return type != model_type::parameter && type != model_type::computation && type != model_type::log_scale;
 }
 
-std::vector<estimator::Outcome const*> readers_of(
-    estimator::Outcome const& owner, std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
+namespace {
+
+using model_list = std::vector<std::shared_ptr<estimator::Outcome>>;
+
+std::vector<estimator::Outcome const*> readers_of(arma::Col<arma::uword> const& columns,
+                                                  estimator::Outcome const& owner, model_list const& models) {
   std::vector<estimator::Outcome const*> out;
-  for (auto const& model : models)
-    if (model.get() != &owner && has_likelihood(*model) && model->reads(owner.y(0)))
+  for (auto const& model : models) {
+    if (model.get() == &owner || !has_likelihood(*model)) continue;
+    if (std::any_of(columns.begin(), columns.end(), [&](arma::uword c) { return model->reads(c); }))
       out.push_back(model.get());
+  }
   return out;
 }
 
-void wire_likelihood_lists(std::vector<std::shared_ptr<estimator::Outcome>> const& models,
-                           level_units const& units, arma::Mat<double> const& data) {
+arma::Col<arma::uword> columns_of(estimator::Outcome const& owner,
+                                  std::vector<following_columns> const& following) {
+  arma::Col<arma::uword> out = {owner.y(0)};
+  for (following_columns const& derived : following)
+    if (derived.column == owner.y(0)) out = arma::join_cols(out, derived.followers);
+  return out;
+}
+
+}  // namespace
+
+std::vector<estimator::Outcome const*> readers_of(estimator::Outcome const& owner, model_list const& models) {
+  return readers_of(arma::Col<arma::uword>{owner.y(0)}, owner, models);
+}
+
+void wire_likelihood_lists(model_list const& models, level_units const& units, arma::Mat<double> const& data,
+                           std::vector<following_columns> const& following) {
   for (auto const& owner : models) {
     if (!owner->missing || !has_likelihood(*owner)) continue;
-    auto const readers = readers_of(*owner, models);
+    arma::Col<arma::uword> const columns = columns_of(*owner, following);
+    auto const readers = readers_of(columns, *owner, models);
     if (readers.empty()) continue;
     auto list = std::make_unique<estimator::likelihood>();
     list->add_once(owner->likelihoodFunc(likelihood_type::imputed));
     for (estimator::Outcome const* reader : readers)
       list->add_once(reader->likelihoodFunc(likelihood_type::imputed));
-    list->together = acceptance_groups(owner->y(0), owner->level, readers, units, data);
+    list->together = acceptance_groups(columns, owner->level, readers, units, data);
     owner->addLL(list.release(), likelihood_type::imputed);
   }
 }

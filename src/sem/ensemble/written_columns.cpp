@@ -1,6 +1,7 @@
 #include "sem/ensemble/written_columns.hpp"
 
 #include "model/model_list.hpp"
+#include "sem/predictors/variable.hpp"
 
 namespace tovik::sem {
 
@@ -28,7 +29,24 @@ bool is_drawn(model::anyVariable const& term) {
   }
 }
 
+void mark(arma::Col<arma::uword> const& which, std::vector<bool>& columns) {
+  for (arma::uword column : which) {
+    if (column < columns.size()) columns[column] = true;
+  }
+}
+
 }  // namespace
+
+void mark_written(std::vector<std::unique_ptr<Variable>> const& predictors, std::vector<bool>& columns) {
+  constexpr int not_centered = 2;
+  for (auto const& v : predictors) {
+    if (v->missing || v->mode != not_centered) mark(v->value_columns(), columns);
+    if (v->missing) mark({v->variable().column}, columns);
+    for (unsigned d = 1; d < v->deviates.size(); ++d) {
+      if (v->isDeviation(d)) mark(v->mean_columns(d), columns);
+    }
+  }
+}
 
 std::vector<bool> written_columns(ModelList const& list, arma::Mat<double> const& data) {
   std::vector<bool> out(data.n_cols, false);

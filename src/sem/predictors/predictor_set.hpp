@@ -39,25 +39,21 @@ class predictor_set {
       predictor_setup const&, std::vector<arma::Col<arma::uword>> const&, arma::Mat<double>&)>;
 
   predictor_set() = default;
-  /// Builds all models and fills the missing cells of the predictors in `working`, whose cells of outcomes
-  /// stay as they are. Throws tovik::error for a group mean that cannot be had, and for models of predictors
-  /// in a run with sampling weights; std::runtime_error when there are too few units.
+  /// Builds all models, fills the missing cells of the predictors in `working` and publishes what outcome
+  /// models read; missing cells of outcomes stay. Throws tovik::error for cluster means that cannot be had,
+  /// and for models of predictors in a run with sampling weights; std::runtime_error when there are too few
+  /// units.
   predictor_set(VariableList const& variables, working_data& working, std::shared_ptr<Random> const& rng,
                 options const& settings, maker const& make = make_predictor);
 
   std::vector<std::unique_ptr<Variable>> const& models() const { return variables_; }
   std::vector<std::string> const& column_names() const { return column_names_; }
   std::vector<excluded_level> const& excluded() const { return excluded_; }
+  /// By level, from the rows up.
   std::vector<level_scores> const& scores() const { return level_data_; }
-  /// Marks the columns of the working matrix that the models write in scans.
-  void mark_written(std::vector<bool>& columns) const;
 
   /// One scan, after the outcome models have been drawn.
   void draw(arma::Mat<double>& data);
-  /// Called after the means of a means-only model have moved and been published.
-  void on_centers(std::function<void(Variable const& moved)> call) { centers_moved_ = std::move(call); }
-  /// Writes the columns that outcome models read.
-  void publish(arma::Mat<double>& data) const;
 
   arma::Col<double> params() const;
   arma::uword n_params() const;
@@ -66,16 +62,16 @@ class predictor_set {
 
  private:
   void means_step(arma::Mat<double>& data);
+  void level_mean(Variable& v, unsigned d, arma::Mat<double>& data);
   void grand_mean_step(arma::Mat<double>& data);
   void parameter_step();
   void imputation_step(arma::Mat<double>& data);
   void write_scores(Variable const& v, unsigned d);
 
   std::vector<std::unique_ptr<Variable>> variables_;
-  std::vector<level_scores> level_data_;  ///< by level, from the rows up
+  std::vector<level_scores> level_data_;
   std::vector<std::string> column_names_;
   std::vector<excluded_level> excluded_;
-  std::function<void(Variable const&)> centers_moved_;
 };
 
 }  // namespace tovik::sem

@@ -3,12 +3,13 @@
 namespace tovik::sem::estimator {
 
 void covariate_link::update(arma::Col<double> const& x, arma::Mat<double>& data) const {
-  if (fun) fun(x, data);
-  if (mean_fun) data.col(mean_column) = mean_fun(x);
+  if (!fun) return;
+  arma::Mat<double> out(data.colptr(mean_column), data.n_rows, n_columns, false, true);
+  fun(x, out);
 }
 
 void covariate_link::update(arma::Mat<double>& data) const {
-  arma::Col<double> const x = data.col(column);
+  arma::Col<double> const x(data.colptr(column), data.n_rows, false, true);
   update(x, data);
 }
 

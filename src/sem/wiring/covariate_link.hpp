@@ -8,18 +8,18 @@
 
 namespace tovik::sem::estimator {
 
-/// What follows from an imputed column and has to be written again when it changes: a centred copy, means.
+/// What follows from an imputed column and has to be written again whenever it changes, for a candidate as
+/// for a value that stays: the centred copy that other equations read.
 class covariate_link {
  public:
-  /// Writes the columns that follow from x into the data.
-  using writer = std::function<void(arma::Col<double> const& x, arma::Mat<double>& data)>;
-  /// Computes one derived column from x.
-  using derived = std::function<arma::Col<double>(arma::Col<double> const& x)>;
+  /// Computes the derived columns (rows of the data x n_columns) from the values x, one for each row. A
+  /// function of x alone as long as no mean moves.
+  using derived = std::function<void(arma::Col<double> const& x, arma::Mat<double>& out)>;
 
-  writer fun;
-  derived mean_fun;               ///< may be empty
+  derived fun;
   std::uint32_t column = 0;       ///< the imputed variable
-  std::uint32_t mean_column = 0;  ///< where the result of mean_fun goes
+  std::uint32_t mean_column = 0;  ///< the first derived column
+  std::uint32_t n_columns = 1;    ///< derived columns, side by side
 
   /// From the given values, one per row of the data.
   void update(arma::Col<double> const& x, arma::Mat<double>& data) const;

@@ -1,0 +1,93 @@
+#include "sem/ensemble/predictor_readers.hpp"
+
+#include <algorithm>
+
+#include "data/variable.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using step = predictor_step;
+
+constexpr int grand_centered = 0;
+constexpr int group_centered = 1;
+
+void append(arma::Col<arma::uword>& to, arma::Col<arma::uword> const& more) {
+  to = arma::join_cols(to, more);
+}
+
+/// Distances above the own level at which the variable has a latent mean, rising.
+std::vector<unsigned> mean_distances(Variable const& v) {
+  std::vector<unsigned> out;
+  for (unsigned q = 1; q <= v.chain().n_above(); ++q) out.push_back(v.chain().level(q) - v.level);
+  return out;
+}
+
+arma::Col<arma::uword> moved_by_mean(Variable const& v, unsigned d) {
+  arma::Col<arma::uword> out = v.mean_columns(d);
+  const unsigned q = v.chain().place(d);
+  if (q == 1 && v.mode == group_centered) append(out, v.value_columns());
+  if (q > 1 && v.variable().centeredMeans() == data::center::cluster)
+    append(out, v.mean_columns(v.chain().level(q - 1) - v.level));
+  return out;
+}
+
+arma::Col<arma::uword> moved_by_grand_mean(Variable const& v) {
+  arma::Col<arma::uword> out;
+  if (v.mode == grand_centered) append(out, v.value_columns());
+  if (v.variable().centeredMeans() != data::center::grand) return out;
+  for (unsigned d : mean_distances(v)) append(out, v.mean_columns(d));
+  return out;
+}
+
+void wire_step(Variable& v, step what, unsigned d, unsigned level, Outcomes const& outcomes,
+               level_units const& units, arma::Mat<double> const& data) {
+  const arma::Col<arma::uword> columns = moved_columns(v, what, d);
+  const auto readers = readers_of(columns, outcomes);
+  if (readers.empty()) return;
+  auto list = std::make_unique<estimator::likelihood>();
+  for (estimator::Outcome const* reader : readers)
+    list->add_once(reader->likelihoodFunc(likelihood_type::imputed));
+  // A grand mean is one step whatever its readers tie together.
+  if (what != step::grand_mean) list->together = acceptance_groups(columns, level, readers, units, data);
+  v.setLikelihood(what, d, std::move(list));
+}
+
+}  // namespace
+
+std::vector<estimator::Outcome const*> readers_of(arma::Col<arma::uword> const& columns,
+                                                  Outcomes const& outcomes) {
+  std::vector<estimator::Outcome const*> out;
+  for (unsigned i = 0; i < outcomes.n_outcomes(); ++i) {
+    estimator::Outcome const& model = outcomes.outcome(i);
+    if (!has_likelihood(model)) continue;
+    if (std::any_of(columns.begin(), columns.end(), [&](arma::uword c) { return model.reads(c); }))
+      out.push_back(&model);
+  }
+  return out;
+}
+
+arma::Col<arma::uword> moved_columns(Variable const& v, predictor_step what, unsigned d) {
+  switch (what) {
+    case step::imputation:
+      return v.value_columns();
+    case step::level_mean:
+      return moved_by_mean(v, d);
+    default:
+      return moved_by_grand_mean(v);
+  }
+}
+
+void wire_predictors(std::vector<std::unique_ptr<Variable>> const& predictors, Outcomes const& outcomes,
+                     level_units const& units, arma::Mat<double> const& data) {
+  for (auto const& v : predictors) {
+    if (v->missing) wire_step(*v, step::imputation, 0, v->level, outcomes, units, data);
+    for (unsigned d : mean_distances(*v))
+      wire_step(*v, step::level_mean, d, v->level + d, outcomes, units, data);
+    wire_step(*v, step::grand_mean, 0, v->grandMeanLevel(), outcomes, units, data);
+  }
+}
+
+}  // namespace tovik::sem
