@@ -3,6 +3,7 @@
 #include <sys/wait.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <fstream>
 #include <regex>
@@ -51,7 +52,8 @@ std::string masked(const std::string& report) {
     progress.clear();
   };
   for (std::string line; std::getline(lines, line);) {
-    if (line.rfind("  Chain ", 0) == 0 && line.back() != ':') {
+    const bool of_a_chain = line.rfind("  Chain ", 0) == 0 && std::isdigit(line[8]) != 0;
+    if (of_a_chain && line.back() != ':') {
       progress.push_back(line);
     } else {
       flush();
@@ -59,6 +61,72 @@ std::string masked(const std::string& report) {
     }
   }
   flush();
+  return out;
+}
+
+namespace {
+
+bool is_digit(char c) {
+  return c >= '0' && c <= '9';
+}
+
+/// Where the digits that begin at `from` end.
+std::size_t digits_end(const std::string& line, std::size_t from) {
+  while (from < line.size() && is_digit(line[from])) ++from;
+  return from;
+}
+
+/// The end of a number with decimals that begins at `from`, or `from` itself. A version has two points; a
+/// percentage is part of a title.
+std::size_t number_end(const std::string& line, std::size_t from) {
+  if (from > 0 && (is_digit(line[from - 1]) || line[from - 1] == '.')) return from;
+  const std::size_t start = line[from] == '-' ? from + 1 : from;
+  const std::size_t point = digits_end(line, start);
+  if (point == start || point >= line.size() || line[point] != '.') return from;
+  const std::size_t end = digits_end(line, point + 1);
+  const char behind = end < line.size() ? line[end] : ' ';
+  if (end == point + 1 || behind == '.' || behind == '%') return from;
+  if (end + 1 >= line.size() || line[end] != 'e') return end;
+  return digits_end(line, end + 2);  // an exponent has a sign
+}
+
+/// A number in the exponential notation of small p-values stands in a cell of its own width.
+std::string mask_number(const std::string& number, bool aligned) {
+  constexpr std::size_t cell_width = 9;
+  const bool exponential = number.find('e') != std::string::npos;
+  const std::size_t decimals = exponential ? 3 : number.size() - number.find('.') - 1;
+  const std::string zero = "0." + std::string(decimals, '0');
+  const std::size_t width = exponential ? cell_width : number.size();
+  return aligned && width > zero.size() ? std::string(width - zero.size(), ' ') + zero : zero;
+}
+
+std::string masked_line(const std::string& line) {
+  static const std::regex psr(R"(( +\d+ to \d+ +\S+ +)(\d+)(  ))");
+  std::smatch match;
+  if (std::regex_match(line, match, psr)) {
+    const std::string one = std::string(match[2].str().size() - 1, ' ') + "1";
+    const std::string head = match[1];
+    const std::size_t value = head.find_last_of(' ', head.find_last_not_of(' ')) + 1;
+    const std::size_t end = head.find_last_not_of(' ') + 1;
+    return head.substr(0, value) + mask_number(head.substr(value, end - value), true) + head.substr(end) +
+           one + match[3].str();
+  }
+  const bool aligned = line.rfind("      DIC2 ", 0) != 0 && line.rfind("      WAIC ", 0) != 0;
+  std::string out;
+  for (std::size_t i = 0; i < line.size();) {
+    const std::size_t end = number_end(line, i);
+    out += end > i ? mask_number(line.substr(i, end - i), aligned) : line.substr(i, 1);
+    i = end > i ? end : i + 1;
+  }
+  return out;
+}
+
+}  // namespace
+
+std::string masked_numbers(const std::string& report) {
+  std::istringstream lines(report);
+  std::string out;
+  for (std::string line; std::getline(lines, line);) out += masked_line(line) + "\n";
   return out;
 }
 
