@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -8,8 +9,10 @@
 #include "evaluate/value.hpp"
 #include "scan_world.hpp"
 #include "sem/ensemble/labels.hpp"
+#include "sem/ensemble/phantom_links.hpp"
 #include "sem/factory.hpp"
 #include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/phantom.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::tests {
@@ -30,7 +33,7 @@ class label_bench {
               std::vector<std::string> const& ids, std::vector<std::string> const& statements,
               std::vector<std::string> const& parameters, sem::priors prior, std::uint32_t seed,
               bool changing)
-      : run(names, columns, ids, statements, parameters),
+      : run(with_scores(small_run(names, columns, ids, statements, parameters))),
         estimator(seed),
         working(run.data, id_columns(names, ids)),
         cells(run.models.generate_map()),
@@ -51,6 +54,7 @@ class label_bench {
     labels.clear();
     models.clear();
     for (Model const& model : run.models) models.push_back(sem::make_outcome(model, context));
+    sem::link_phantoms(run.models, models, working.data);
     labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
   }
 
@@ -75,10 +79,29 @@ class label_bench {
     sem::Normal& model = equation(outcome);
     arma::mat const fitted = model.compute_predicted(data());
     for (arma::uword i = 0; i < fitted.n_elem; ++i)
-      data()(i, model.y(0)) = fitted(i) + std::sqrt(model.sigma2) * estimator.random.rnorm();
+      data()(i, model.y(0)) = fitted(i) + std::sqrt(model.residVar()) * estimator.random.rnorm();
+  }
+
+  /// The k-th correlation that a phantom carries, counted from 0 in the order of the list.
+  sem::Phantom& phantom(std::size_t k) const {
+    for (auto const& model : models) {
+      auto* found = dynamic_cast<sem::Phantom*>(model.get());
+      if (found != nullptr && k-- == 0) return *found;
+    }
+    throw std::out_of_range("phantom");
   }
 
  private:
+  /// Columns for the scores of phantoms, as the preparation of the data makes them.
+  static small_run with_scores(small_run run) {
+    for (auto const& v : run.vars.variables) {
+      if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
+      v->column = static_cast<unsigned>(run.data.n_cols);
+      run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::zeros));
+    }
+    return run;
+  }
+
   static std::vector<arma::uword> id_columns(std::vector<std::string> const& names,
                                              std::vector<std::string> const& ids) {
     std::vector<arma::uword> out;

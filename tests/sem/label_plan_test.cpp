@@ -6,6 +6,7 @@
 
 #include <algorithm>
 
+#include "model/defaults.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::sem {
@@ -131,6 +132,18 @@ TEST(LabelPlan, CorrelationsAndVariancesOfBlocksFollowNothing) {
         e.what(),
         "ERORR: Cannot fix a correlation to a computed value.\n       Problem specification: 'r = a / 10'");
   }
+}
+
+TEST(LabelPlan, AComputedParameterMayReadACorrelationThatAPhantomCarries) {
+  const bool blocks = defaults::optimize_models;
+  defaults::optimize_models = false;
+  const small_run run(names, columns(), {}, {"y ~ x@d", "m ~ x", "y <-> m@r"}, {"d = r / 10"});
+  defaults::optimize_models = blocks;
+  bool follows = false;
+  for (planned_label const& label : plan_labels(run.models))
+    follows = follows ||
+              (label.name == "r" && label.role == label_role::correlation && label.followers.size() == 1);
+  EXPECT_TRUE(follows);
 }
 
 }  // namespace

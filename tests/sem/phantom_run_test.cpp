@@ -127,6 +127,27 @@ TEST_F(PhantomRun, OneLabelIsOneCorrelation) {
   EXPECT_EQ(chain->outcomes()->n_estimated(), 9u);
 }
 
+TEST_F(PhantomRun, WhatFollowsALabelledCorrelationFollowsInEveryDraw) {
+  arma::mat data = correlated_pair(40, -0.5);
+  data.insert_cols(2, arma::linspace(-1.0, 1.0, 40));
+  small_run run({"a", "b", "z"}, data, {}, {"a ~ 1", "b ~ 1 z@d", "a <-> b@r"},
+                {"r ~ uniform(-0.9, 0.1)", "d = 1 + r"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1));
+  const arma::mat out = draws(*chain, 50, 400);
+  arma::uword at = 0;
+  arma::rowvec r, slope;
+  for (Model const& model : run.models) {
+    if (model.kind() == 8) r = out.row(at);
+    if (model.name() == "b") slope = out.row(at + 2);  // residual variance, intercept, z
+    at += model.n_rows();
+  }
+  ASSERT_EQ(r.n_elem, 400u);
+  EXPECT_LT(arma::abs(slope - 1.0 - r).max(), 1e-14);
+  EXPECT_GT(arma::stddev(r), 0.01);
+  EXPECT_LT(r.max(), 0.1);
+}
+
 TEST_F(PhantomRun, SignStandsOnTheSecondNameInNaturalOrder) {
   small_run run({"y", "x"}, correlated_pair(40, -0.5), {}, {"y ~ 1", "x ~ 1", "y <-> x"});
   prepare(run);

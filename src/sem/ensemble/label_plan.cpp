@@ -196,7 +196,11 @@ class planner {
   void check_read(planned_label const& label, std::string const& name) const {
     if (computed_.model_of(name) >= 0) return;
     const auto found = position_.find(name);
-    if (found != position_.end() && out_[found->second].role == label_role::drawn) return;
+    if (found != position_.end()) {
+      planned_label const& read = out_[found->second];
+      if (read.role == label_role::drawn) return;
+      if (read.role == label_role::correlation && has_place(read, place::phantom)) return;
+    }
     throw error("ERROR: Could not find parameter name in map.\n       The computed parameter '" + label.name +
                 "' is used in an equation and cannot depend on '" + name +
                 "'.\n       Problem specification: '" +
