@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "results/simple_slopes.hpp"
+#include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::tests {
@@ -74,6 +75,51 @@ TEST(ChainSlopes, FollowCoefficientsAndImputedModeratorsInEveryScan) {
     }
     EXPECT_NE(total, last);
     last = total;
+  }
+}
+
+/// Schools differ in m, which only the equation of y reads, centred in this way.
+small_run predicted_moderator(data::center centering) {
+  arma::mat columns = pupils();
+  for (arma::uword i = 0; i < columns.n_rows; ++i) columns(i, m) += static_cast<double>(i / 6) / 3.0;
+  small_run world(names, columns, {"school"}, {"y ~ x m x*m"});
+  world.vars.find("m")->setCentered(0, centering);
+  return world;
+}
+
+/// Slopes at 2 and at one standard deviation, of which there is one kind only.
+double unit_of(const sem::Mcmc& chain, std::size_t effect) {
+  const arma::vec values = chain.getSimpleSlopes();
+  const arma::mat& b = chain.outcomes()->betas(0);
+  return (values[2 * effect + 1] - b(1, 0)) / b(3, 0);
+}
+
+TEST(ChainSlopes, UnitsOfAGroupCentredPredictorAreItsDeviationsFromLatentMeans) {
+  const small_run world = predicted_moderator(data::center::cluster);
+  const auto chain = world.chain(Random(8, 1));
+  chain->addSimpleSlopes(effects(0));
+  ASSERT_EQ(chain->predictors().size(), 1u);
+  for (int scan = 0; scan < 5; ++scan) {
+    chain->oneRep();
+    chain->computeSimpleSlopes();
+    const sem::Variable& model = *chain->predictors().front();
+    const double within = std::sqrt(arma::accu(arma::square(model.deviation(0))) / 59.0);
+    EXPECT_NEAR(unit_of(*chain, 2), -within, 1e-9);
+    EXPECT_NEAR(model.sd(), within, 1e-9);
+  }
+}
+
+TEST(ChainSlopes, UnitsOfAGrandMeanCentredPredictorAreThoseOfAllItsValues) {
+  const small_run world = predicted_moderator(data::center::grand);
+  const auto chain = world.chain(Random(8, 1));
+  chain->addSimpleSlopes(effects(0));
+  for (int scan = 0; scan < 5; ++scan) {
+    chain->oneRep();
+    chain->computeSimpleSlopes();
+    const sem::Variable& model = *chain->predictors().front();
+    const double total = arma::stddev(model.uncenteredData().col(0));
+    EXPECT_NEAR(unit_of(*chain, 1), total, 1e-9);
+    EXPECT_NEAR(model.sd(), total, 1e-9);
   }
 }
 
