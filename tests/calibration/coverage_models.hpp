@@ -1,0 +1,28 @@
+#pragma once
+
+#include <vector>
+
+#include "calibration/coverage.hpp"
+
+namespace tovik::tests::calibration {
+
+/// Two predictors, one of them incomplete, and their product.
+coverage_study interaction_coverage();
+/// An incomplete binary predictor and an incomplete ordinal one.
+coverage_study categorical_coverage();
+/// An incomplete predictor of level 2.
+coverage_study level_two_coverage();
+/// An incomplete predictor, centred at its latent cluster means, which are predictors themselves.
+coverage_study contextual_coverage();
+/// Incomplete predictors of levels 1 and 2 in three-level data.
+coverage_study three_level_coverage();
+/// Fully conditional specification of continuous, binary and ordinal variables; analyses of the imputed data
+/// are pooled.
+coverage_study fcs_coverage();
+
+inline std::vector<coverage_study> coverage_studies() {
+  return {interaction_coverage(), categorical_coverage(), level_two_coverage(),
+          contextual_coverage(),  three_level_coverage(), fcs_coverage()};
+}
+
+}  // namespace tovik::tests::calibration

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <vector>
+
+#include "calibration/ranks.hpp"
+
+namespace tovik::tests::calibration {
+
+/// y on m and x, m on x; m is missing at random, by x, and y by design.
+rank_study mediation_ranks();
+
+/// Random intercepts and slopes of eight clusters; y is missing by design.
+rank_study random_slope_ranks();
+
+/// Two outcomes with random intercepts at two levels, whose residuals are correlated through a phantom.
+rank_study phantom_ranks();
+
+inline std::vector<rank_study> rank_studies() {
+  return {mediation_ranks(), random_slope_ranks(), phantom_ranks()};
+}
+
+}  // namespace tovik::tests::calibration
