@@ -187,7 +187,10 @@ void Outcomes::draw(arma::Mat<double>& data) {
 }
 
 void Outcomes::tune() {
-  for (model_ptr const& model : models) model->tune();
+  for (model_ptr const& model : models) {
+    model->tune();
+    model->connectDriven(mcmc_->working().data);  // imputed values have moved since
+  }
   for (auto const& constraint : constraints) {
     if (constraint->links.empty()) continue;
     const double rate = constraint->tune.rate();

@@ -14,8 +14,8 @@ namespace tovik::sem {
 /// only by the part of x that the others do not explain. The map (driven, b_F) -> (driven + d, b_F - A d) is
 /// a shear: it preserves volume and -d undoes it, and b_F has a flat prior, so that a random walk of the
 /// driven coefficient is accepted by the likelihood as before (Liu & Sabatti, 2000, Biometrika 87, 353-369,
-/// on moves along a group). A must not depend on what moves, so that only columns that never change
-/// have one.
+/// on moves along a group). Any A serves that is the same before and after a move. Where the columns
+/// change from scan to scan it is that of one state of the data, made anew while proposals are adapted.
 class driven_coefficients {
  public:
   /// Coefficient j is driven.
@@ -26,6 +26,8 @@ class driven_coefficients {
   /// `X`: units x coefficients, of which driven and drawn columns are read; `free`: the drawn ones; `b`:
   /// where they stand. A design of dependent columns has no A: the drawn coefficients then stay.
   void connect(arma::Mat<double> const& X, arma::Col<arma::uword> const& free, arma::Mat<double> const& b);
+  /// Drawn coefficients go along.
+  bool connected() const { return !A_.is_empty(); }
   /// The coefficients were drawn or set: what follows moves from here.
   void anchor(arma::Mat<double> const& b);
   /// Driven coefficients were written in `b`: moves the drawn ones along. The result depends on the driven

@@ -154,8 +154,7 @@ class Normal : public virtual estimator::Outcome {
   /// Recomputes variance shares and standardised coefficients at the current parameters, after some were
   /// written from outside.
   void refreshShares(arma::Mat<double> const& data) override;
-  /// Where the columns of both never change, drawn coefficients go along with driven ones (see
-  /// driven_coefficients).
+  /// Drawn coefficients go along with driven ones (see driven_coefficients). Again while proposals are adapted.
   void connectDriven(arma::Mat<double> const& data) override;
 
   /// Log density of the random effects of the L-th level above, one value per cluster.

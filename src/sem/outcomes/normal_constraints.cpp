@@ -60,14 +60,13 @@ std::shared_ptr<estimator::constraint> Normal::driven_coefficient(unsigned index
 void Normal::connectDriven(arma::Mat<double> const& data) {
   if (driven_.empty() || link != nullptr) return;
   auto const& columns = scan_->terms().terms.x;
-  auto const& changing = columns.dynamic();
+  if (columns.all_static() && driven_.connected()) return;
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
   arma::Mat<double> X(n, columns.size(), arma::fill::zeros);
   arma::Col<double> scratch;
   for (arma::uword j = 0; j < X.n_cols; ++j) {
     bool const known = !driven_.holds(j) && arma::any(fixed == j);
     if (known) continue;
-    if (std::find(changing.begin(), changing.end(), j) != changing.end()) return;
     std::copy_n(columns.at(j, data, unit_rows(), scratch), n, X.colptr(j));
   }
   driven_.connect(X, free, betas_);
