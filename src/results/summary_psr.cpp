@@ -19,17 +19,19 @@ constexpr const char* split_note =
     "        iterations to create twice as many chains.";
 
 /// What a row of the table shows: the highest PSR and its parameter, counted from 1. NaN never wins; without
-/// any number there is no parameter to name.
+/// any number there is no parameter to name. Of parameters that mirror each other, as two shares of variance
+/// that add up to one, the first counts, whichever way the last digits are rounded.
 struct highest {
   std::string value;
   std::string parameter;
 };
 
 highest find_highest(const arma::Col<double>& psr) {
+  constexpr double rounding = 1e-9;
   double best = -std::numeric_limits<double>::infinity();
   arma::uword where = 0;
   for (arma::uword i = 0; i < psr.n_elem; ++i) {
-    if (psr(i) > best) {
+    if (psr(i) > best && (where == 0 || psr(i) - best > rounding * std::abs(best))) {
       best = psr(i);
       where = i + 1;
     }

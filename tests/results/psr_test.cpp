@@ -107,6 +107,20 @@ TEST_F(PsrTest, MatrixHasOneRowPerCheckPoint) {
   EXPECT_EQ(two_chains().psrMatrix().n_rows, 0u);
 }
 
+TEST_F(PsrTest, OfTwoSharesThatAddUpToOneTheFirstIsNamed) {
+  Summary::interval = 40;
+  for (unsigned seed = 1; seed <= 40; ++seed) {
+    arma::arma_rng::set_seed(seed);
+    std::vector<arma::mat> chains;
+    for (int c = 0; c < 2; ++c) {
+      const arma::rowvec share = arma::randu<arma::rowvec>(40);
+      chains.push_back(arma::join_cols(share, 1.0 - share));
+    }
+    const std::string table = printed(Summary(chains, 40));
+    EXPECT_EQ(table.substr(table.size() - 5), "1  \n\n") << table;
+  }
+}
+
 TEST_F(PsrTest, PrintsTheTableOfSeveralChains) {
   Summary::interval = 10;
   EXPECT_EQ(printed(two_chains()),

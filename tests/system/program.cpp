@@ -101,7 +101,7 @@ std::string mask_number(const std::string& number, bool aligned) {
 }
 
 std::string masked_line(const std::string& line) {
-  static const std::regex psr(R"(( +\d+ to \d+ +\S+ +)(\d+)(  ))");
+  static const std::regex psr(R"(( +\d+ to \d+ +(?:with +\d+ to \d+ +)?\S+ +)(\d+)(  ))");
   std::smatch match;
   if (std::regex_match(line, match, psr)) {
     const std::string one = std::string(match[2].str().size() - 1, ' ') + "1";
