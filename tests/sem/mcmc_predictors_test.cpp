@@ -274,6 +274,58 @@ TEST(McmcPredictors, ObservedCellsStayAndMissingOnesVary) {
   }
 }
 
+TEST(McmcPredictors, CategoriesAreCenteredInTheirClustersAndComeBackAsTheyWere) {
+  Random rng(12, 2);
+  arma::mat file(60 * 8, 4);
+  for (arma::uword j = 0; j < 60; ++j) {
+    const double s = 1.2 * rng.rnorm(), t = 1.2 * rng.rnorm();
+    for (arma::uword i = 0; i < 8; ++i) {
+      const double latent = s + rng.rnorm(), z = t + rng.rnorm();
+      const double o = latent < -0.7 ? 1 : latent < 0.7 ? 2 : 4;
+      const double c = z < -0.7 ? 3 : z < 0.7 ? 5 : 9;
+      const double y = 0.5 * o - 0.3 * (c == 5 ? 1 : 0) + rng.rnorm();
+      file.row(8 * j + i) =
+          arma::rowvec{static_cast<double>(j), y, rng.runif() < 0.2 ? nan : o, rng.runif() < 0.2 ? nan : c};
+    }
+  }
+  auto p = clustered();
+  p.ordinal = {"o"};
+  p.nominal = {"c"};
+  p.centered = {{"o", center::cluster}, {"c", center::cluster}};
+  const predictor_run run({"id", "y", "o", "c"}, file, {"y ~ o c o.mean c.mean"}, p);
+  const auto chain = run.chain(Random(7, 1));
+  for (std::string const name : {"o", "c"}) {
+    EXPECT_TRUE(predictor(*chain, name).needsLikelihood(step::imputation, 0)) << name;
+    EXPECT_TRUE(predictor(*chain, name).needsLikelihood(step::level_mean, 1)) << name;
+    EXPECT_FALSE(predictor(*chain, name).needsLikelihood(step::grand_mean, 0)) << name;
+  }
+  tuned_draws(*chain, 200, 50);
+  EXPECT_NO_THROW(chain->tune_check());
+  const arma::mat now = chain->getData(true, false, false);
+  EXPECT_EQ(now.n_cols, 4u + 1u + 2u + 4u);  // data, effect of y, scores and mean of o, of both codes of c
+  for (arma::uword i = 0; i < file.n_rows; ++i) {
+    for (arma::uword k = 0; k < 4; ++k) {
+      if (!std::isnan(file(i, k))) ASSERT_EQ(now(i, k), file(i, k));
+    }
+    ASSERT_EQ(std::set<double>({1, 2, 4}).count(now(i, 2)), 1u);
+    ASSERT_EQ(std::set<double>({3, 5, 9}).count(now(i, 3)), 1u);
+  }
+  // The means of a nominal variable are proportions, the same for all rows of a cluster; what the equation
+  // reads of its codes is 0 or 1 less such a proportion.
+  const arma::mat& data = chain->working().data;
+  auto const c = run.vars.find("c");
+  for (std::size_t k = 0; k < 2; ++k) {
+    const arma::vec share = data.col(c->means[k]);
+    EXPECT_GT(share.min(), 0.0);
+    EXPECT_LT(share.max(), 1.0);
+    for (arma::uword i = 0; i < file.n_rows; ++i) {
+      EXPECT_EQ(share[i], share[i - i % 8]);
+      const double code = now(i, 3) == c->values[k + 1] ? 1.0 : 0.0;
+      EXPECT_NEAR(data(i, c->dummies[k]->column), code - share[i], 1e-12);
+    }
+  }
+}
+
 TEST(McmcPredictors, ColumnsAndNamesOfTheOutputAgree) {
   const two_level world(30, 4, 3, 0.5, 0.5);
   auto p = clustered();
