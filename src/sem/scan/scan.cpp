@@ -178,7 +178,10 @@ void scan::subtract(double const* part) {
 }
 
 void scan::move_effects(unsigned L, arma::Mat<double> const& change) {
-  if (products_.built()) return;  // they hold no residual
+  if (products_.built()) {  // they hold no residual, but the sums that the residual variance is drawn from
+    products_.effect_sums();
+    return;
+  }
   subtract_effects(eq_.terms.z[L].values(), change, *eq_.structure.selectors[L], r_.memptr());
 }
 
