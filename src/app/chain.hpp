@@ -38,6 +38,7 @@ class chain {
     const arma::uword n = estimator_->getParams().n_elem;
     burn_draws_ = draw_store(n, info_.burn);
     iter_draws_ = draw_store(n, info_.iterations);
+    if (!info_.likelihoods) fit_ = sem::DIC::of_totals();
     simple_draws_ = draw_store(estimator_->getSimpleSlopes().n_elem, info_.iterations);
     if (stores_correlations()) {
       corr_draws_ = draw_store(estimator_->getNumberCorrelations(), info_.iterations);

@@ -14,6 +14,7 @@ struct chain_info {
   bool savepred = false;
   bool saveresid = false;
   bool averaging = false;                  ///< keep the running mean and variance of the completed data
+  bool likelihoods = true;                 ///< keep the log likelihood of each model, not their sum alone
   std::uint32_t burn = 0;                  ///< burn-in iterations of this chain
   std::uint32_t iterations = 0;            ///< iterations of this chain after burn-in
   std::uint32_t id = 0;                    ///< chain number, from 1; also the stream of its random numbers

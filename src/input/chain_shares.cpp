@@ -42,6 +42,7 @@ std::vector<chain_info> InputFile::chainInfo() {
     info.savepred = savepred;
     info.saveresid = saveresid;
     info.averaging = isWrite("avgimp") || isWrite("varimp");
+    info.likelihoods = isWrite("likelihood");
     info.burn = burn;
     info.iterations = share(iterations, chains, i);
     info.id = i + 1;

@@ -1,19 +1,64 @@
 #include "results/dic.hpp"
 
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 #include "results/table.hpp"
 
 namespace tovik::sem {
 
+DIC DIC::of_totals() {
+  DIC out;
+  out.totals_ = out.one_column_ = true;
+  return out;
+}
+
 DIC& DIC::operator+=(const arma::Cube<double>& log_likelihood) {
   if (log_likelihood.is_empty()) return *this;
-  stat_ += log_likelihood;
-  log_sum_ += log_likelihood;
+  if (totals_)
+    add_totals(log_likelihood);
+  else
+    add(log_likelihood);
   return *this;
 }
 
+void DIC::add(const arma::Cube<double>& sample) {
+  stat_ += sample;
+  log_sum_ += sample;
+}
+
+void DIC::add_totals(const arma::Cube<double>& log_likelihood) {
+  const arma::uword n = log_likelihood.n_rows;
+  const double* total = log_likelihood.slice_memptr(log_likelihood.n_slices - 1);
+  if (one_column_ && (log_likelihood.n_cols != 2 || std::memcmp(total, total + n, n * sizeof(double)) != 0))
+    split();
+  const arma::uword columns = one_column_ ? 1 : log_likelihood.n_cols;
+  add(arma::Cube<double>(const_cast<double*>(total), n, columns, 1, false, true));
+}
+
+void DIC::split() {
+  if (!one_column_) return;
+  one_column_ = false;
+  if (stat_.count == 0) return;
+  for (arma::Cube<double>* kept : {&stat_.mean, &stat_.M2, &log_sum_.sum, &log_sum_.max}) {
+    if (kept->is_empty()) continue;
+    arma::Cube<double> both(kept->n_rows, 2, 1);
+    both.slice(0).col(0) = kept->slice(0).col(0);
+    both.slice(0).col(1) = kept->slice(0).col(0);
+    *kept = std::move(both);
+  }
+}
+
 DIC& DIC::operator+=(const DIC& other) {
+  if (other.stat_.count == 0) return *this;
+  if (stat_.count == 0) return *this = other;
+  if (one_column_ != other.one_column_) {
+    split();
+    DIC apart = other;
+    apart.split();
+    return *this += apart;
+  }
   stat_ += other.stat_;
   log_sum_ += other.log_sum_;
   return *this;
@@ -30,7 +75,8 @@ double DIC::sum_lppd(arma::uword column, arma::uword slice) const {
 
 DIC::criteria DIC::compute(arma::uword column) const {
   const arma::uword last = stat_.mean.n_slices - 1;
-  double mean = 0.0;
+  if (one_column_) column = 0;
+  double mean = last == 0 ? arma::accu(stat_.mean.slice(0).col(column)) : 0.0;
   for (arma::uword s = 0; s < last; ++s) mean += arma::accu(stat_.mean.slice(s).col(column));
   const double variance = arma::accu(stat_.M2.slice(last).col(column)) / (stat_.count - 1.0);
   const double lppd = sum_lppd(column, last);
@@ -54,7 +100,7 @@ void DIC::print(std::FILE* stream) const {
 }
 
 arma::Mat<double> DIC::likel_mat() const {
-  const bool any = stat_.count > 0 && !stat_.mean.is_empty();
+  const bool any = stat_.count > 0 && !stat_.mean.is_empty() && !totals_;
   arma::Mat<double> out(any ? stat_.mean.n_slices : 0, 7);
   for (arma::uword s = 0; s < out.n_rows; ++s) {
     out(s, 0) = static_cast<double>(s) + 1.0;

@@ -19,6 +19,9 @@ namespace tovik::sem {
 class DIC {
  public:
   DIC() = default;
+  /// For the criteria alone: keeps the sums over models and not each model's part, which likel_mat then has
+  /// not; and one column as long as both are the same.
+  static DIC of_totals();
   /// From the accumulators of one chain, which saw the same cubes.
   DIC(RunStat<arma::Cube<double>> stat, LogSumExp<arma::Cube<double>> log_sum)
       : stat_(std::move(stat)), log_sum_(std::move(log_sum)) {}
@@ -47,12 +50,18 @@ class DIC {
   arma::Mat<double> likel_mat() const;
 
  private:
+  void add(const arma::Cube<double>& sample);
+  void add_totals(const arma::Cube<double>& log_likelihood);
+  /// From one column to two.
+  void split();
   criteria compute(arma::uword column) const;
   /// Sum over units of the log of the mean likelihood.
   double sum_lppd(arma::uword column, arma::uword slice) const;
 
   RunStat<arma::Cube<double>> stat_;
   LogSumExp<arma::Cube<double>> log_sum_;
+  bool totals_ = false;
+  bool one_column_ = false;  ///< the columns of all totals so far were the same
 };
 
 }  // namespace tovik::sem

@@ -30,14 +30,14 @@ struct RunStat {
     require_same_shape(x);
     if (count == 1) M2.zeros(arma::size(mean));
     ++count;
-    const double n = count;
+    const double weight = 1.0 / count;
     const double* sample = x.memptr();
     double* m = mean.memptr();
     double* m2 = M2.memptr();
     for (arma::uword i = 0; i < mean.n_elem; ++i) {
       const double value = sample[i];
       const double before = value - m[i];
-      m[i] += before / n;
+      m[i] += before * weight;
       m2[i] += before * (value - m[i]);
     }
     return *this;

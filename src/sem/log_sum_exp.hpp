@@ -2,12 +2,20 @@
 
 #include <armadillo>
 #include <cmath>
+#include <cstddef>
 #include <cstdint>
-#include <limits>
 
 #include "support/error.hpp"
 
 namespace tovik {
+
+namespace log_sum {
+/// For each of n sums of exponentials, sum = sum exp(x - max), adds the term exp(x[i]); the maximum follows.
+/// A NaN, now or before, makes the maximum NaN. Terms 700 or more below the maximum add nothing that shows.
+void add_terms(std::size_t n, double const* x, double* max, double* sum);
+/// Adds other sums of the same kind.
+void add_sums(std::size_t n, double const* other_max, double const* other_sum, double* max, double* sum);
+}  // namespace log_sum
 
 /// Running log(sum(exp(x))) of a stream of equally shaped T (arma::Mat<double>, arma::Cube<double>, ...),
 /// element by element, scaled by the running maximum so that nothing overflows. Minus infinity is a value
@@ -26,7 +34,7 @@ struct LogSumExp {
       sum.ones();
     } else {
       check_size(x);
-      for (arma::uword i = 0; i < x.n_elem; ++i) add(i, x[i], 1.0);
+      log_sum::add_terms(x.n_elem, x.memptr(), max.memptr(), sum.memptr());
     }
     ++count;
     return *this;
@@ -37,7 +45,7 @@ struct LogSumExp {
     if (other.count == 0) return *this;
     if (count == 0) return *this = other;
     check_size(other.max);
-    for (arma::uword i = 0; i < max.n_elem; ++i) add(i, other.max[i], other.sum[i]);
+    log_sum::add_sums(max.n_elem, other.max.memptr(), other.sum.memptr(), max.memptr(), sum.memptr());
     count += other.count;
     return *this;
   }
@@ -52,23 +60,6 @@ struct LogSumExp {
  private:
   void check_size(T const& x) const {
     if (arma::size(x) != arma::size(max)) throw error_debug("Does not match.");
-  }
-
-  /// Adds weight * exp(x) to element i. The equal case stands apart because exp(m - x) is NaN when both are
-  /// infinite.
-  void add(arma::uword i, double x, double weight) {
-    double& m = max[i];
-    double& s = sum[i];
-    if (x == m) {
-      s += weight;
-    } else if (x < m) {
-      s += weight * std::exp(x - m);
-    } else if (x > m) {
-      s = s * std::exp(m - x) + weight;
-      m = x;
-    } else {
-      m = std::numeric_limits<double>::quiet_NaN();
-    }
   }
 };
 

@@ -211,7 +211,7 @@ class Normal : public virtual estimator::Outcome {
   arma::Col<double> const& values_without_phantoms(arma::Mat<double> const& data);
   void subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const;
   void subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const;
-  arma::Col<double> cluster_log_likelihood() const;
+  double const* static_part(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const;
   void residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
                     double* r) const;
   arma::Mat<double> at_rows(arma::Mat<double> const& units) const;
@@ -243,6 +243,9 @@ class Normal : public virtual estimator::Outcome {
   struct part_scratch {
     std::vector<arma::uword> units;
     std::vector<double> r, column;
+    std::vector<arma::uword> of_units;  ///< what `fixed` belongs to
+    std::vector<double> of_betas, fixed;
+    bool was_filled = false;
   };
   mutable part_scratch part_;  ///< of addLogLiklihood; a chain is one thread
 };

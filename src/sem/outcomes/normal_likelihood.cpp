@@ -12,6 +12,7 @@
 namespace tovik::sem {
 
 arma::Col<double> Normal::outcome_values(arma::Mat<double> const& data) const {
+  if (level == 0 && !scale_.has_transform()) return data.col(y(0));
   arma::Col<double> out(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem);
   for (arma::uword i = 0; i < out.n_elem; ++i) out(i) = scale_.at(data, i);
   return out;
@@ -101,26 +102,21 @@ arma::Mat<double> Normal::latent(arma::Mat<double> const& data) const {
   return at_rows(compute_latent(data));
 }
 
-// From products within clusters, without a pass over the units; empty when they do not serve.
-arma::Col<double> Normal::cluster_log_likelihood() const {
-  arma::Col<double> out;
-  if (n_levels != 1 || !scan_->cluster_squares(betas_, &u[0], residVar(), out)) return {};
-  double const v = residVar();
-  double const each = -0.5 * (1.8378770664093453 + std::log(v));
-  auto const& counts = cluster.selectors[0]->count;
-  for (arma::uword c = 0; c < out.n_elem; ++c)
-    out(c) = static_cast<double>(counts[c]) * each - 0.5 * out(c) / v;
-  return out;
-}
-
 arma::Col<double> Normal::compute_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
-  if (at_level == static_cast<int>(level) + 1) {
-    arma::Col<double> sums = cluster_log_likelihood();
-    if (!sums.is_empty()) return sums;
-  }
-  arma::Col<double> const r = compute_residual(data);
-  arma::Col<double> const values = logNormPDF(r, residVar());
   int const above = at_level - static_cast<int>(level);
+  if (above > 0 && parts_[0].empty()) {
+    scan::cluster_statistics* sums = scan_->statistics(betas_);
+    arma::Col<double> out;
+    if (sums != nullptr &&
+        sums->conditional(betas_.memptr(), u, residVar(), static_cast<unsigned>(above), out))
+      return out;
+  }
+  arma::Col<double> values = outcome_values(data);
+  subtract_fixed(data, values);
+  subtract_random(data, values);
+  subtract_phantoms(data, values);
+  double const v = residVar(), each = -0.5 * (1.8378770664093453 + std::log(v)), w = 0.5 / v;
+  for (double& value : values) value = each - w * value * value;
   if (above == 0) return values;
   if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
     throw error_debug("The outcome has no likelihood at this level.");
@@ -138,32 +134,67 @@ arma::Col<double> Normal::logLiklihood(arma::Mat<double> const& data, int const&
   return compute_logLiklihood(data, at_level);
 }
 
+/// The part of Xb at some units that belongs to columns which never change: one that was just computed for
+/// the same units and coefficients serves again, for Metropolis steps ask twice.
+double const* Normal::static_part(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const {
+  arma::uword const n = units.n_elem, k = betas_.n_elem;
+  auto const& columns = scan_->terms().terms.x;
+  if (part_.was_filled == columns.filled() && part_.of_units.size() == n && part_.of_betas.size() == k &&
+      std::equal(units.begin(), units.end(), part_.of_units.begin()) &&
+      std::equal(betas_.begin(), betas_.end(), part_.of_betas.begin()))
+    return part_.fixed.data();
+  part_.was_filled = columns.filled();
+  part_.of_units.assign(units.begin(), units.end());
+  part_.of_betas.assign(betas_.begin(), betas_.end());
+  part_.fixed.assign(n, 0.0);
+  arma::uword const* unit = units.memptr();
+  for (arma::uword j = 0; j < k; ++j) {
+    if (!columns.is_kept(j)) continue;
+    double const b = betas_(j);
+    double const* column = columns.stored(j, data, unit_rows());
+    for (arma::uword i = 0; i < n; ++i) part_.fixed[i] += b * column[unit[i]];
+  }
+  return part_.fixed.data();
+}
+
 /// y - Xb - Zu at some units of the outcome.
 void Normal::residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
                           double* r) const {
   arma::uword const n = units.n_elem;
-  for (arma::uword i = 0; i < n; ++i) r[i] = scale_.at(data, units(i));
+  arma::uword const* unit = units.memptr();
+  double const* fixed_part = static_part(data, units);
+  for (arma::uword i = 0; i < n; ++i) r[i] = scale_.at(data, unit[i]) - fixed_part[i];
   if (part_.column.size() < n) part_.column.resize(n);
   double* term = part_.column.data();
+  auto const* rows = unit_rows();
   auto const& design = scan_->terms().terms;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) {
-    design.x.at_units(j, data, unit_rows(), units, term);
-    scan::add_scaled(n, -betas_(j), term, r);
+    if (design.x.is_kept(j)) continue;
+    double const b = betas_(j);
+    if (double const* column = design.x.stored(j, data, rows)) {
+      for (arma::uword i = 0; i < n; ++i) r[i] -= b * column[unit[i]];
+      continue;
+    }
+    design.x.at_units(j, data, rows, units, term);
+    scan::add_scaled(n, -b, term, r);
   }
   for (unsigned L = 0; L < n_levels; ++L) {
-    auto const& clusters = *cluster.row_cluster[L];
+    arma::uword const* clusters = cluster.row_cluster[L]->memptr();
     for (arma::uword j = 0; j < u[L].n_cols; ++j) {
-      design.z[L].at_units(j, data, unit_rows(), units, term);
       double const* effect = u[L].colptr(j);
-      for (arma::uword i = 0; i < n; ++i) r[i] -= term[i] * effect[clusters(units(i))];
+      if (double const* column = design.z[L].stored(j, data, rows)) {
+        for (arma::uword i = 0; i < n; ++i) r[i] -= column[unit[i]] * effect[clusters[unit[i]]];
+        continue;
+      }
+      design.z[L].at_units(j, data, rows, units, term);
+      for (arma::uword i = 0; i < n; ++i) r[i] -= term[i] * effect[clusters[unit[i]]];
     }
   }
   auto const& phantoms_of_residual = parts_[0].loadings;
   for (arma::uword k = 0; k < phantoms_of_residual.size(); ++k) {
     double const loading = phantoms_of_residual.loadings()(0, k);
     double const* P = data.colptr(phantoms_of_residual.terms()[k].column);
-    for (arma::uword i = 0; i < n; ++i)
-      r[i] -= loading * P[level == 0 ? units(i) : (*cluster.own_rows[0])(units(i))];
+    for (arma::uword i = 0; i < n; ++i) r[i] -= loading * P[rows == nullptr ? unit[i] : (*rows)(unit[i])];
   }
 }
 
@@ -216,9 +247,8 @@ arma::Col<double> Normal::compute_Us_LL(arma::Mat<double> const& data, int const
 arma::Col<double> Normal::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
   arma::Col<double> r;
   if (has_phantoms()) return marginal_with_phantoms(data);
-  if (n_levels == 1 && scan_->cluster_squares(betas_, nullptr, residVar(), r))
-    return scan::marginal_log_likelihood(r, scan_->effect_sums(), scan_->within(0).values(),
-                                         cluster.selectors[0]->count, Sigma[0], residVar());
+  if (scan::cluster_statistics* sums = n_levels > 0 ? scan_->statistics(betas_) : nullptr)
+    if (sums->marginal(betas_.memptr(), Sigma, residVar(), r)) return r;
   r = outcome_values(data);
   subtract_fixed(data, r);
   if (n_levels == 0) return logNormPDF(r, residVar());

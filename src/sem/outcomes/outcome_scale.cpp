@@ -29,7 +29,7 @@ arma::Col<double> const& outcome_scale::read(arma::Mat<double> const& data) {
   return values_;
 }
 
-bool outcome_scale::write(arma::Mat<double>& data, arma::uword unit, double value) {
+bool outcome_scale::write_all(arma::Mat<double>& data, arma::uword unit, double value) {
   double cell = value;
   if (transform_ != nullptr) {
     if (!transform_->admits(value, cell)) return false;

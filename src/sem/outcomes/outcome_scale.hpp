@@ -34,9 +34,14 @@ class outcome_scale {
   }
   /// Makes y* the value of a unit and writes y into the rows of the unit. False, with nothing done, when y*
   /// is outside the range of the transformation.
-  bool write(arma::Mat<double>& data, arma::uword unit, double value);
+  bool write(arma::Mat<double>& data, arma::uword unit, double value) {
+    if (transform_ != nullptr || rows_ != nullptr) return write_all(data, unit, value);
+    data.colptr(column_)[unit] = value;
+    return true;
+  }
 
  private:
+  bool write_all(arma::Mat<double>& data, arma::uword unit, double value);
   arma::uword row(arma::uword unit) const { return rows_ == nullptr ? unit : rows_->start[unit]; }
 
   arma::uword column_;

@@ -14,9 +14,30 @@ inline double dot(arma::uword n, double const* x, double const* y) {
   return sum;
 }
 
-/// y += a x.
-inline void add_scaled(arma::uword n, double a, double const* x, double* y) {
-  for (arma::uword i = 0; i < n; ++i) y[i] += a * x[i];
+/// Sum of x. Four chains of additions overlap.
+inline double total(arma::uword n, double const* x) {
+  double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
+  arma::uword i = 0;
+  for (; i + 3 < n; i += 4) {
+    a += x[i];
+    b += x[i + 1];
+    c += x[i + 2];
+    d += x[i + 3];
+  }
+  for (; i < n; ++i) a += x[i];
+  return (a + b) + (c + d);
+}
+
+/// y += a x; they do not overlap. Four at a time, which the compiler can put side by side.
+inline void add_scaled(arma::uword n, double a, double const* __restrict x, double* __restrict y) {
+  arma::uword i = 0;
+  for (; i + 3 < n; i += 4) {
+    y[i] += a * x[i];
+    y[i + 1] += a * x[i + 1];
+    y[i + 2] += a * x[i + 2];
+    y[i + 3] += a * x[i + 3];
+  }
+  for (; i < n; ++i) y[i] += a * x[i];
 }
 
 /// y := alpha A x + beta y for a rows x cols matrix A.

@@ -17,6 +17,8 @@ class gram {
   void refresh(columns const& x, row_scale const& scale = row_scale());
 
   arma::Mat<double> const& values() const { return G_; }
+  /// X'X of the current columns; null when precisions stand in it.
+  arma::Mat<double> const* plain() const { return filled_ ? &G_ : nullptr; }
   /// How often anything was recomputed: a factor of G made at another count is stale.
   unsigned version() const { return version_; }
 

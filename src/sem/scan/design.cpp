@@ -73,8 +73,7 @@ void columns::refresh(arma::Mat<double> const& data, arma::Col<arma::uword> cons
 
 double const* columns::at(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
                           arma::Col<double>& scratch) const {
-  if (filled_ && !is_dynamic_[j]) return values_.colptr(j);
-  if (rows == nullptr && j < plain_.n_elem) return data.colptr(plain_(j));
+  if (double const* column = stored(j, data, rows)) return column;
   scratch.set_size(rows == nullptr ? data.n_rows : rows->n_elem);
   read(j, data, rows, scratch.memptr());
   return scratch.memptr();
@@ -82,19 +81,18 @@ double const* columns::at(arma::uword j, arma::Mat<double> const& data, arma::Co
 
 void columns::at_units(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
                        arma::Col<arma::uword> const& units, double* out) const {
-  double const* from = nullptr;
-  if (filled_ && !is_dynamic_[j]) from = values_.colptr(j);
-  if (from == nullptr && j >= plain_.n_elem) {
-    if (rows == nullptr) return computed_[j - plain_.n_elem].eval(data, &units, out);
-    arma::Col<arma::uword> const chosen = rows->elem(units);
-    return computed_[j - plain_.n_elem].eval(data, &chosen, out);
-  }
-  if (from != nullptr || rows == nullptr) {
-    take(from != nullptr ? from : data.colptr(plain_(j)), units.n_elem, &units, out);
+  if (double const* column = stored(j, data, rows)) return take(column, data.n_rows, &units, out);
+  if (j < plain_.n_elem) {
+    double const* column = data.colptr(plain_(j));
+    for (arma::uword i = 0; i < units.n_elem; ++i) out[i] = column[(*rows)(units(i))];
     return;
   }
-  double const* column = data.colptr(plain_(j));
-  for (arma::uword i = 0; i < units.n_elem; ++i) out[i] = column[(*rows)(units(i))];
+  auto const& term = computed_[j - plain_.n_elem];
+  if (rows == nullptr) return term.eval(data, &units, out);
+  if (chosen_.size() < units.n_elem) chosen_.resize(units.n_elem);
+  for (arma::uword i = 0; i < units.n_elem; ++i) chosen_[i] = (*rows)(units(i));
+  arma::Col<arma::uword> const chosen(chosen_.data(), units.n_elem, false, true);
+  term.eval(data, &chosen, out);
 }
 
 }  // namespace tovik::sem::scan

@@ -32,6 +32,18 @@ class columns {
   void at_units(arma::uword j, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
                 arma::Col<arma::uword> const& units, double* out) const;
 
+  /// True if column j never changes and has been read.
+  bool is_kept(arma::uword j) const { return filled_ && !is_dynamic_[j]; }
+  /// False before the columns are first read.
+  bool filled() const { return filled_; }
+  /// Where column j stands, indexed by units, without a copy; null for a column that must be gathered or
+  /// evaluated.
+  double const* stored(arma::uword j, arma::Mat<double> const& data,
+                       arma::Col<arma::uword> const* rows) const {
+    if (is_kept(j)) return values_.colptr(j);
+    return rows == nullptr && j < plain_.n_elem ? data.colptr(plain_(j)) : nullptr;
+  }
+
   /// Units x columns, as last read.
   arma::Mat<double> const& values() const { return values_; }
   arma::uword size() const { return plain_.n_elem + computed_.size(); }
@@ -52,6 +64,7 @@ class columns {
   arma::Mat<double> values_;
   bool filled_ = false;
   bool holds_parameters_ = false;
+  mutable std::vector<arma::uword> chosen_;  ///< rows of the units asked for; a chain is one thread
 };
 
 /// True if the value of the tree can change between scans.

@@ -3,7 +3,6 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
 
 namespace tovik::sem::scan {
@@ -134,32 +133,6 @@ arma::Col<double> marginal_log_likelihood(arma::Col<double> const& r, std::vecto
       sums.log_det += prior.log_det + log_determinant(sums.S.memptr(), q);
     }
     out(c) = -0.5 * (static_cast<double>(end - begin) * log_2_pi + sums.log_det + sums.quad);
-  }
-  return out;
-}
-
-arma::Col<double> marginal_log_likelihood(arma::Col<double> const& squares, arma::Mat<double> const& t,
-                                          arma::Mat<double> const& A, std::vector<unsigned> const& counts,
-                                          arma::Mat<double> const& Sigma, double v) {
-  arma::uword const q = Sigma.n_rows;
-  prior_of_effects const prior(Sigma);
-  arma::Mat<double> H(q, q);
-  arma::Col<double> h(q), out(squares.n_elem);
-  double const log_v = std::log(v);
-  for (arma::uword c = 0; c < out.n_elem; ++c) {
-    double quad = squares(c) / v, log_det = static_cast<double>(counts[c]) * (log_2_pi + log_v);
-    if (q > 0) {
-      for (arma::uword j = 0; j < q; ++j) {
-        h(j) = t(c, j) / v;
-        for (arma::uword i = 0; i <= j; ++i)
-          H(i, j) = prior.precision(i, j) + A(c, cluster_products::packed(i, j)) / v;
-      }
-      factor(H);
-      solve_upper(H.memptr(), q, h.memptr());
-      quad -= range_product(h.memptr(), h.memptr(), 0, q);
-      log_det += prior.log_det + log_determinant(H.memptr(), q);
-    }
-    out(c) = -0.5 * (log_det + quad);
   }
   return out;
 }

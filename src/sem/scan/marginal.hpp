@@ -21,10 +21,4 @@ arma::Col<double> marginal_log_likelihood(arma::Col<double> const& r, std::vecto
                                           std::vector<arma::Mat<double>> const& Sigma, double v,
                                           estimator::cluster const& structure);
 
-/// The same for one level, from what each cluster sums to: `squares` r'r, `t` Z'r (clusters x q), `A` the
-/// packed upper triangle of Z'Z, `counts` its units.
-arma::Col<double> marginal_log_likelihood(arma::Col<double> const& squares, arma::Mat<double> const& t,
-                                          arma::Mat<double> const& A, std::vector<unsigned> const& counts,
-                                          arma::Mat<double> const& Sigma, double v);
-
 }  // namespace tovik::sem::scan

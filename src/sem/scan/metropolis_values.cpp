@@ -26,7 +26,8 @@ void metropolis_values::decide(Random& rng, arma::uword n) {
   }
   for (arma::uword j = 0; j < left; ++j) {
     arma::uword const g = undecided_[j];
-    accepted_[g] = static_cast<unsigned char>(accepts(std::log(uniform_[j]), old_density_[g], new_density_[g]));
+    accepted_[g] =
+        static_cast<unsigned char>(accepts(std::log(uniform_[j]), old_density_[g], new_density_[g]));
   }
 }
 

@@ -31,14 +31,15 @@ void scan::hold(arma::uword j) {
   coefficients_ = coefficient_step(eq_.free, eq_.fixed);
 }
 
+bool scan::is_static() const {
+  return eq_.y_static && eq_.terms.x.all_static() &&
+         std::all_of(eq_.terms.z.begin(), eq_.terms.z.end(), [](columns const& z) { return z.all_static(); });
+}
+
 bool scan::can_use_products() const {
-  if (!use_products_ || !eq_.y_static || !eq_.terms.x.all_static()) return false;
-  unsigned levels = 0;
-  for (columns const& z : eq_.terms.z) {
-    if (!z.all_static()) return false;
-    if (z.size() > 0) ++levels;
-  }
-  return levels <= 1;
+  return use_products_ && is_static() &&
+         std::count_if(eq_.terms.z.begin(), eq_.terms.z.end(),
+                       [](columns const& z) { return z.size() > 0; }) <= 1;
 }
 
 std::size_t scan::effect_level() const {
@@ -56,7 +57,7 @@ void scan::refresh(arma::Mat<double> const& data, row_scale const& scale) {
     coefficients_.factor(gram_.values(), n_);
     factored_version_ = gram_.version();
   }
-  x_moments_.refresh(eq_.terms.x);
+  x_moments_.refresh(eq_.terms.x, gram_.plain());
   for (std::size_t L = 0; L < within_.size(); ++L) {
     within_[L].refresh(eq_.terms.z[L], *eq_.structure.selectors[L], scale);
     z_moments_[L].refresh(eq_.terms.z[L]);
@@ -204,10 +205,20 @@ double scan::squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> 
   return products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
 }
 
-bool scan::cluster_squares(arma::Mat<double> const& b, arma::Mat<double> const* u, double v,
-                           arma::Col<double>& out) {
-  if (!products_.built() || eq_.structure.n_levels() != 1) return false;
-  return products_.cluster_squares(b.memptr(), u, v, out);
+cluster_statistics* scan::statistics(arma::Mat<double> const& b) {
+  if (first_) return nullptr;
+  if (!tried_statistics_) {
+    tried_statistics_ = true;
+    if (use_products_ && is_static() && !eq_.terms.z.empty() && eq_.structure.n_levels() > 0) {
+      std::vector<arma::Mat<double> const*> z;
+      for (columns const& level : eq_.terms.z) z.push_back(&level.values());
+      arma::Col<double> base(b.memptr(), b.n_elem), h(b.n_elem);
+      multiply_transposed(1.0, eq_.terms.x.values(), y_.memptr(), 0.0, h.memptr());
+      coefficients_.mean(gram_.values(), h.memptr(), base.memptr());
+      statistics_.build(eq_.terms.x.values(), y_, base, z, eq_.structure);
+    }
+  }
+  return statistics_.built() ? &statistics_ : nullptr;
 }
 
 void scan::draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng) {

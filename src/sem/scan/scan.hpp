@@ -3,6 +3,7 @@
 #include <armadillo>
 #include <vector>
 
+#include "sem/scan/cluster_statistics.hpp"
 #include "sem/scan/coefficients.hpp"
 #include "sem/scan/covariance.hpp"
 #include "sem/scan/cross_products.hpp"
@@ -100,12 +101,10 @@ class scan {
   void variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
                        arma::uword first, std::vector<int> const& icept, shares& out);
 
-  /// Per cluster of an outcome with one level above it, |y - Xb - Zu|^2 (u null: |y - Xb|^2) from products
-  /// alone, and `t` = Z'(y - Xb). False when that is not possible or not accurate enough for a log
-  /// likelihood.
-  bool cluster_squares(arma::Mat<double> const& b, arma::Mat<double> const* u, double v,
-                       arma::Col<double>& out);
-  arma::Mat<double> const& effect_sums() { return products_.effect_sums(); }
+  /// Sums within clusters that give the log likelihoods; null when something of the equation can change, when
+  /// they would take too much room, or before the first scan. `b`: the coefficients, of which the fixed
+  /// ones are read.
+  cluster_statistics* statistics(arma::Mat<double> const& b);
   cluster_products const& within(unsigned L) const { return within_[L]; }
 
   arma::uword n_units() const { return n_; }
@@ -116,6 +115,7 @@ class scan {
   arma::Col<double> const& r() const { return r_; }
 
  private:
+  bool is_static() const;
   bool can_use_products() const;
   void refresh(arma::Mat<double> const& data, row_scale const& scale);
   void start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u, row_scale const& scale);
@@ -134,6 +134,8 @@ class scan {
   std::vector<cluster_products> within_;  ///< per level
   std::vector<random_effects_step> effects_;
   static_products products_;
+  cluster_statistics statistics_;
+  bool tried_statistics_ = false;
   predictive_step predictive_;
   column_moments x_moments_;
   std::vector<column_moments> z_moments_;

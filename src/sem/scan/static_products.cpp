@@ -39,61 +39,7 @@ void static_products::build(arma::Mat<double> const& X, gram const& G, coefficie
     cluster_sums(*z, e.memptr(), *clusters, one, ze_);
     t_ = ze_;
   }
-  if (clusters != nullptr) build_clusters(X, e, *clusters);
   built_ = true;
-}
-
-void static_products::build_clusters(arma::Mat<double> const& X, arma::Col<double> const& e,
-                                     estimator::selector const& clusters) {
-  arma::uword const k = X.n_cols, C = clusters.size();
-  XX_c_.reset();
-  if (C * (k * (k + 1) / 2 + k + 1) > X.n_elem) return;
-  row_scale const one;
-  XX_c_.set_size(C, k * (k + 1) / 2);
-  pairs_.set_size(XX_c_.n_cols);
-  for (arma::uword j = 0; j < k; ++j) {
-    for (arma::uword i = 0; i <= j; ++i) {
-      arma::uword const at = cluster_products::packed(i, j);
-      cluster_sums(X.colptr(i), X.colptr(j), clusters, one, XX_c_.colptr(at));
-      if (i < j) XX_c_.col(at) *= 2.0;
-    }
-  }
-  cluster_sums(X, e.memptr(), clusters, one, Xe_c_);
-  ee_c_.set_size(C);
-  cluster_sums(e.memptr(), e.memptr(), clusters, one, ee_c_.memptr());
-}
-
-bool static_products::cluster_squares(double const* b, arma::Mat<double> const* u, double v,
-                                      arma::Col<double>& out) {
-  if (XX_c_.is_empty()) return false;
-  condition_on(b);
-  arma::uword const k = shift_.n_elem, C = XX_c_.n_rows;
-  for (arma::uword j = 0; j < k; ++j)
-    for (arma::uword i = 0; i <= j; ++i) pairs_(cluster_products::packed(i, j)) = shift_(i) * shift_(j);
-  out = ee_c_;
-  multiply(1.0, XX_c_, pairs_.memptr(), 1.0, out.memptr());
-  // The largest number of which a difference is taken, so far: e'e + d'X'Xd, at least half the sum of all
-  // terms.
-  double size = out.is_empty() ? 0.0 : arma::max(out);
-  multiply(-2.0, Xe_c_, shift_.memptr(), 1.0, out.memptr());
-  if (u != nullptr && !P_.empty()) {
-    effect_sums();
-    for (std::size_t j = 0; j < P_.size(); ++j) {
-      double const* effect = u->colptr(j);
-      for (arma::uword c = 0; c < C; ++c) out(c) -= 2.0 * effect[c] * t_(c, j);
-      for (std::size_t i = 0; i <= j; ++i) {
-        double const* a = A_->values().colptr(cluster_products::packed(i, j));
-        double const* other = u->colptr(i);
-        double const times = i == j ? 1.0 : 2.0;
-        for (arma::uword c = 0; c < C; ++c) {
-          double const term = times * a[c] * effect[c] * other[c];
-          out(c) += term;
-          size = std::max(size, term);
-        }
-      }
-    }
-  }
-  return size * std::numeric_limits<double>::epsilon() <= 1e-10 * v;
 }
 
 void static_products::draw_coefficients(coefficient_step& step, double v, arma::Mat<double> const* u,

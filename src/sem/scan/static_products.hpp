@@ -37,15 +37,7 @@ class static_products {
   /// |y - Xb - Zu|^2. NaN when more than nine digits cancelled: the caller then passes over the units.
   double sum_of_squares(arma::Mat<double> const* u) const;
 
-  /// Per cluster |y - Xb - Zu|^2, or |y - Xb|^2 when u is null, at the given coefficients. False when the
-  /// products of each cluster are not kept (they would take more room than the design), or when rounding
-  /// could show in a log likelihood with residual variance v: the caller then passes over the units.
-  bool cluster_squares(double const* b, arma::Mat<double> const* u, double v, arma::Col<double>& out);
-
  private:
-  void build_clusters(arma::Mat<double> const& X, arma::Col<double> const& e,
-                      estimator::selector const& clusters);
-
   gram const* G_ = nullptr;
   cluster_products const* A_ = nullptr;
   arma::Col<double> base_, shift_;    ///< b0; d
@@ -54,10 +46,6 @@ class static_products {
   std::vector<arma::Mat<double>> P_;  ///< per effect j, clusters x coefficients: sums of z_j x_l
   arma::Mat<double> ze_, t_;          ///< clusters x q: Z'e; t
   bool built_ = false;
-
-  // Per cluster, when kept: X_c'X_c (upper triangle packed, off-diagonal elements doubled), X_c'e_c, e_c'e_c.
-  arma::Mat<double> XX_c_, Xe_c_;
-  arma::Col<double> ee_c_, pairs_;
 };
 
 }  // namespace tovik::sem::scan

@@ -1,36 +1,74 @@
 #include "sem/scan/variance_shares.hpp"
 
+#include <algorithm>
+#include <cmath>
+
+#include "sem/scan/blas.hpp"
+
 namespace tovik::sem::scan {
 
-void column_moments::update(arma::Mat<double> const& X, arma::uword j) {
+namespace {
+/// Largest part of a product that its mean may make up: eps times this is lost.
+constexpr double most_cancelled = 1e5;
+}  // namespace
+
+double column_moments::about_means(arma::Mat<double> const& X, arma::uword j, arma::uword l) {
   arma::uword const n = X.n_rows;
-  double const divisor = static_cast<double>(n) - 1.0;
   double const* x = X.colptr(j);
+  if (centred_column_ != j + 1) {
+    centred_.set_size(n);
+    for (arma::uword i = 0; i < n; ++i) centred_(i) = x[i] - mean(j);
+    centred_column_ = j + 1;
+  }
+  double const* y = X.colptr(l);
+  double const m = mean(l);
+  double sums[4] = {0.0, 0.0, 0.0, 0.0};  // their additions overlap
+  arma::uword i = 0;
+  for (; i + 3 < n; i += 4)
+    for (arma::uword part = 0; part < 4; ++part) sums[part] += centred_[i + part] * (y[i + part] - m);
+  for (; i < n; ++i) sums[0] += centred_[i] * (y[i] - m);
+  return (sums[0] + sums[1]) + (sums[2] + sums[3]);
+}
+
+void column_moments::update(arma::Mat<double> const& X, arma::uword j, arma::Mat<double> const* products) {
+  double const n = static_cast<double>(X.n_rows);
   for (arma::uword l = 0; l < X.n_cols; ++l) {
-    double const* y = X.colptr(l);
-    double sum = 0.0;
-    for (arma::uword i = 0; i < n; ++i) sum += (x[i] - mean(j)) * (y[i] - mean(l));
-    covariance(j, l) = sum / divisor;
-    covariance(l, j) = sum / divisor;
+    if (l != j && filled_ && covariance(l, l) == 0.0) {  // a constant
+      covariance(j, l) = 0.0;
+      covariance(l, j) = 0.0;
+      continue;
+    }
+    double const of_means = n * mean(j) * mean(l);
+    double sum = products == nullptr ? 0.0 : (*products)(j, l) - of_means;
+    // |sum| is at most the root of the product of both sums of squares, by which its error is to be judged.
+    bool const safe = products != nullptr && std::fabs(of_means) <= most_cancelled * spread_(j) * spread_(l);
+    if (!safe) sum = about_means(X, j, l);
+    covariance(j, l) = sum / (n - 1.0);
+    covariance(l, j) = covariance(j, l);
   }
 }
 
-void column_moments::refresh(columns const& x) {
+void column_moments::refresh(columns const& x, arma::Mat<double> const* products) {
   auto const& X = x.values();
+  double const n = static_cast<double>(X.n_rows);
+  centred_column_ = 0;
+  if (!filled_) {
+    mean.set_size(X.n_cols);
+    spread_.set_size(X.n_cols);
+    covariance.set_size(X.n_cols, X.n_cols);
+  }
   auto average = [&](arma::uword j) {
-    double sum = 0.0;
-    for (arma::uword i = 0; i < X.n_rows; ++i) sum += X(i, j);
-    mean(j) = sum / static_cast<double>(X.n_rows);
+    mean(j) = total(X.n_rows, X.colptr(j)) / n;
+    double const squares = products == nullptr ? 0.0 : (*products)(j, j) - n * mean(j) * mean(j);
+    spread_(j) = std::sqrt(std::max(0.0, squares));
   };
   if (filled_) {
     for (arma::uword j : x.dynamic()) average(j);
-    for (arma::uword j : x.dynamic()) update(X, j);
+    for (arma::uword j : x.dynamic()) update(X, j, products);
     return;
   }
-  mean.set_size(X.n_cols);
-  covariance.set_size(X.n_cols, X.n_cols);
   for (arma::uword j = 0; j < X.n_cols; ++j) average(j);
-  for (arma::uword j = 0; j < X.n_cols; ++j) update(X, j);
+  for (arma::uword j = 0; j < X.n_cols; ++j) update(X, j, nullptr);
   filled_ = true;
 }
 

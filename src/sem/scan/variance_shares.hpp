@@ -7,18 +7,24 @@
 
 namespace tovik::sem::scan {
 
-/// Column means and the covariance matrix (divisor n - 1) of a design, computed about the means. Computed
-/// once; with mutable columns only what belongs to them is computed again.
+/// Column means and the covariance matrix (divisor n - 1) of a design. Computed once; with mutable columns
+/// only what belongs to them is computed again.
 class column_moments {
  public:
-  void refresh(columns const& x);
+  /// `products`: X'X of the same design, or null. Elements are taken from it where the means are not so large
+  /// that digits would cancel, and computed about the means elsewhere.
+  void refresh(columns const& x, arma::Mat<double> const* products = nullptr);
 
   arma::Col<double> mean;
   arma::Mat<double> covariance;
 
  private:
-  void update(arma::Mat<double> const& X, arma::uword j);
+  void update(arma::Mat<double> const& X, arma::uword j, arma::Mat<double> const* products);
+  double about_means(arma::Mat<double> const& X, arma::uword j, arma::uword l);
   bool filled_ = false;
+  arma::Col<double> spread_;  ///< root of each sum of squares about the mean, from the products
+  arma::Col<double> centred_;
+  arma::uword centred_column_ = 0;  ///< the column in centred_, plus 1
 };
 
 /// Variance of the fixed part: b'Cb over the coefficients from `first` on (1 skips an intercept).

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <utility>
 
+#include "evaluate/row_program.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::estimator {
 
-/// The same tree over a matrix that holds only the columns it reads, and such a matrix for a choice of rows.
+/// Ways to evaluate the tree at some rows only: steps over blocks of rows or, where an operation is not among
+/// them, the same tree over a matrix that holds only the columns it reads, at the chosen rows.
 struct compute::compact {
+  std::unique_ptr<evaluate::row_program> program;
   std::unique_ptr<evaluate::node> tree;
   arma::Mat<double> values;
 };
@@ -35,6 +38,8 @@ compute::compute(std::shared_ptr<evaluate::node> tree) : node(tree.get()), owner
   couples_rows_ = node->has_column_statistic();
   if (couples_rows_ || !node->is_vector) return;
   compact_ = std::make_shared<compact>();
+  compact_->program = evaluate::row_program::make(*node);
+  if (compact_->program != nullptr) return;
   compact_->tree.reset(node->copy());
   renumber(*compact_->tree, columns_);
 }
@@ -44,6 +49,10 @@ bool compute::reads(arma::uword column) const {
 }
 
 void compute::eval(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows, double* out) const {
+  if (compact_ != nullptr && compact_->program != nullptr) {
+    arma::uword const n = rows == nullptr ? data.n_rows : rows->n_elem;
+    return compact_->program->eval(data, rows == nullptr ? nullptr : rows->memptr(), n, out);
+  }
   if (rows == nullptr) {
     arma::Col<double> const all = node->eval(data);
     std::copy(all.begin(), all.end(), out);

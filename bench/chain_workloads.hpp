@@ -1,0 +1,84 @@
+#pragma once
+
+#include <armadillo>
+#include <string>
+#include <vector>
+
+#include "../tests/sem/small_run.hpp"
+
+namespace tovik::bench {
+
+/// Equations and simulated data of one chain, with what a scan cannot do without: its random numbers and one
+/// pass over the data.
+struct chain_workload {
+  tests::small_run run;
+  std::size_t normals;   ///< standard normals of a scan
+  std::size_t uniforms;  ///< one for each Metropolis step
+  int gammas;
+};
+
+/// 20,000 rows in 1,000 clusters, four predictors, a random intercept and a random slope.
+inline chain_workload random_slope() {
+  constexpr arma::uword clusters = 1000, size = 20;
+  Random rng(7, 0);
+  arma::mat data(clusters * size, 6);
+  for (arma::uword c = 0; c < clusters; ++c) {
+    const double a = rng.rnorm(), b = 0.3 * rng.rnorm();
+    for (arma::uword i = c * size; i < (c + 1) * size; ++i) {
+      data(i, 0) = static_cast<double>(c + 1);
+      for (arma::uword j = 2; j < 6; ++j) data(i, j) = rng.rnorm();
+      data(i, 1) = a + b * data(i, 2) + 0.2 * arma::accu(data.row(i).cols(2, 5)) + rng.rnorm();
+    }
+  }
+  return {tests::small_run({"id", "y", "x1", "x2", "x3", "x4"}, data, {"id"}, {"y ~ x1 x2 x3 x4 | x1"}),
+          5 + 2 * clusters + 2 * (clusters - 3), 0, 1};
+}
+
+/// Three equations on 10,000 rows. Both mediators are incomplete (30%), outcomes of one equation and
+/// predictors of others; `product` adds their product.
+inline chain_workload mediation(bool product) {
+  constexpr arma::uword n = 10000;
+  Random rng(8, 0);
+  arma::mat data(n, 4);
+  for (arma::uword i = 0; i < n; ++i) {
+    const double x = rng.rnorm();
+    const double m1 = 1.0 + 0.5 * x + rng.rnorm();
+    const double m2 = 0.4 * m1 + 0.2 * x + rng.rnorm();
+    const double y = 0.3 * m1 + 0.5 * m2 - 0.2 * x + (product ? 0.2 * m1 * m2 : 0.0) + rng.rnorm();
+    data.row(i) = arma::rowvec{x, m1, m2, y};
+  }
+  std::size_t missing = 0;
+  for (arma::uword j : {1, 2}) {
+    for (arma::uword i = 0; i < n; ++i) {
+      if (rng.runif() >= 0.3) continue;
+      data(i, j) = arma::datum::nan;
+      ++missing;
+    }
+  }
+  const std::string y = product ? "y ~ m1 m2 x (m1*m2)" : "y ~ m1 m2 x";
+  return {tests::small_run({"x", "m1", "m2", "y"}, data, {}, {"m1 ~ x", "m2 ~ m1 x", y}),
+          (product ? 10U : 9U) + missing, missing, 3};
+}
+
+/// 50,000 rows in 2,500 clusters in 250 clusters, two predictors, a random intercept at both levels.
+inline chain_workload three_levels() {
+  constexpr arma::uword top = 250, middle = 10, size = 20;
+  Random rng(9, 0);
+  arma::mat data(top * middle * size, 5);
+  arma::uword i = 0;
+  for (arma::uword t = 0; t < top; ++t) {
+    const double a = 0.7 * rng.rnorm();
+    for (arma::uword m = 0; m < middle; ++m) {
+      const double b = 0.5 * rng.rnorm();
+      for (arma::uword k = 0; k < size; ++k, ++i) {
+        const double x1 = rng.rnorm(), x2 = 0.4 * x1 + rng.rnorm();
+        data.row(i) = arma::rowvec{static_cast<double>(t + 1), static_cast<double>(t * middle + m + 1),
+                                   1.0 + a + b + 0.5 * x1 - 0.3 * x2 + rng.rnorm(), x1, x2};
+      }
+    }
+  }
+  return {tests::small_run({"school", "class", "y", "x1", "x2"}, data, {"school", "class"}, {"y ~ x1 x2"}),
+          3 + top * middle + top, 0, 3};
+}
+
+}  // namespace tovik::bench
