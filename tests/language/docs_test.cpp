@@ -1,5 +1,5 @@
-// Every example of the language guide is read, checked and prepared; where the guide shows what the program
-// makes of it, the program makes exactly that.
+// Every example of the user's pages is read, checked and prepared; where a page shows what the program makes
+// of it, the program makes exactly that.
 
 #include <gtest/gtest.h>
 
@@ -44,8 +44,9 @@ std::vector<fenced> fenced_blocks(const fs::path& path) {
   return blocks;
 }
 
-/// An example and what the guide says of it.
+/// An example and what its page says of it.
 struct example {
+  std::string page;
   std::string commands;
   std::string report;   ///< the equations as the report lists them; empty where they are not shown
   std::string message;  ///< the error or the warning that it leads to; empty for none
@@ -53,13 +54,13 @@ struct example {
 };
 
 void PrintTo(const example& one, std::ostream* out) {
-  *out << "docs/language.md, line " << one.line;
+  *out << "docs/" << one.page << ", line " << one.line;
 }
 
-std::vector<example> examples() {
+std::vector<example> examples(const std::string& page) {
   std::vector<example> out;
-  for (const fenced& block : fenced_blocks(source / "docs" / "language.md")) {
-    if (block.kind == "tovik") out.push_back({block.text, "", "", block.line});
+  for (const fenced& block : fenced_blocks(source / "docs" / page)) {
+    if (block.kind == "tovik") out.push_back({page, block.text, "", "", block.line});
     if (block.kind == "report" && !out.empty()) out.back().report = block.text;
     if (block.kind == "message" && !out.empty()) out.back().message = block.text;
   }
@@ -130,11 +131,12 @@ std::string at_line(const ::testing::TestParamInfo<example>& info) {
   return "line" + std::to_string(info.param.line);
 }
 
-INSTANTIATE_TEST_SUITE_P(Language, Guide, ::testing::ValuesIn(examples()), at_line);
+INSTANTIATE_TEST_SUITE_P(Language, Guide, ::testing::ValuesIn(examples("language.md")), at_line);
+INSTANTIATE_TEST_SUITE_P(Imputation, Guide, ::testing::ValuesIn(examples("imputation.md")), at_line);
 
 TEST(Guide, ShowsExamplesOfEveryCommand) {
   std::string all;
-  for (const example& one : examples()) all += one.commands;
+  for (const example& one : examples("language.md")) all += one.commands;
   for (const char* word :
        {"DATA:",       "VARIABLES:", "MISSING:",  "BYGROUP:",     "SEED:",      "BURN:",      "THIN:",
         "ITERATIONS:", "NIMPS:",     "LATENT:",   "PHANTOM:",     "CLUSTERID:", "ORDINAL:",   "NOMINAL:",
