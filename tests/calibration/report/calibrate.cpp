@@ -3,12 +3,13 @@
 //
 //   calibrate <replications for ranks> <replications for coverage> <path of the report>
 
-#include <boost/math/distributions/binomial.hpp>
 #include <algorithm>
+#include <boost/math/distributions/binomial.hpp>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 
 #include "calibration/coverage_models.hpp"
@@ -84,20 +85,22 @@ const char* const coverage_introduction =
     "are Monte Carlo\n"
     "standard errors: that of the bias over the data sets, that of the coverage if it is 95%.\n\n";
 
+/// Section by section, so that what is there stays when a later one fails.
 void write_report(std::size_t rank_replications, std::size_t coverage_replications, const char* path) {
-  std::string text = introduction;
+  std::ofstream out(path);
+  const auto write = [&](const std::string& text) {
+    if (!(out << text << std::flush)) throw std::runtime_error(std::string("cannot write ") + path);
+  };
+  write(introduction);
   for (const rank_study& model : rank_studies()) {
     std::fprintf(stderr, "ranks: %s\n", model.title.c_str());
-    text += ranks_section(model, ranks(model, rank_replications));
+    write(ranks_section(model, ranks(model, rank_replications)));
   }
-  text += coverage_introduction;
+  write(coverage_introduction);
   for (const coverage_study& what : coverage_studies()) {
     std::fprintf(stderr, "coverage: %s\n", what.title.c_str());
-    text += coverage_section(what, coverage(what, coverage_replications));
+    write(coverage_section(what, coverage(what, coverage_replications)));
   }
-  std::ofstream out(path);
-  out << text.substr(0, text.size() - 1);
-  if (!out.flush()) throw std::runtime_error(std::string("cannot write ") + path);
 }
 
 }  // namespace
