@@ -162,4 +162,17 @@ TEST_F(Program, RunsNoThreadBesideMainAndChains) {
   EXPECT_LE(most, 3);
 }
 
+TEST(MaskedNumbers, KeepPlacesAndTitles) {
+  EXPECT_EQ(masked_numbers("  x ~ z        -12.345     ---      1.500 \n"),
+            "  x ~ z          0.000     ---      0.000 \n");
+  EXPECT_EQ(masked_numbers("  Median   2.5%  3.2.17  m.2 ~ x2  Tau 1\n"),
+            "  Median   2.5%  3.2.17  m.2 ~ x2  Tau 1\n");
+  EXPECT_EQ(masked_numbers("   1.38548e-132      2.606 \n"), "       0.000      0.000 \n");
+  EXPECT_EQ(masked_numbers("      DIC2                  1454.331\n"), "      DIC2                  0.000\n");
+  EXPECT_EQ(masked_numbers("                           26 to 50              4.902            12  \n"),
+            "                           26 to 50              0.000             1  \n");
+  EXPECT_EQ(masked_numbers("      71 to 105    with    106 to 140            1.064             6  \n"),
+            "      71 to 105    with    106 to 140            0.000             1  \n");
+}
+
 }  // namespace
