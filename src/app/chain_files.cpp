@@ -10,8 +10,9 @@ namespace tovik {
 namespace {
 
 /// The draws that hold parameters, not what follows from them. A nominal outcome has both for each dummy
-/// code.
-std::vector<arma::uword> parameter_draws(const ModelList& models) {
+/// code. Behind the equations stand the models of predictors, `n_rows` draws in all; theirs are parameters
+/// only.
+std::vector<arma::uword> parameter_draws(const ModelList& models, arma::uword n_rows) {
   std::vector<arma::uword> out;
   arma::uword first = 0;
   for (const Model& model : models) {
@@ -22,13 +23,14 @@ std::vector<arma::uword> parameter_draws(const ModelList& models) {
       first += model.n_rows() / codes;
     }
   }
+  for (arma::uword k = first; k < n_rows; ++k) out.push_back(k);
   return out;
 }
 
 }  // namespace
 
 void save_starts(const std::string& path, const Summary& iterations, const ModelList& models) {
-  const std::vector<arma::uword> rows = parameter_draws(models);
+  const std::vector<arma::uword> rows = parameter_draws(models, iterations.n_rows());
   if (rows.empty()) return;
   arma::Mat<double> out(rows.size(), iterations.n_chains());
   out.fill(arma::datum::nan);

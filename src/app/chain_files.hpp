@@ -9,7 +9,8 @@ namespace tovik {
 
 /// The last draw of each chain, to start another run from: one row per drawn quantity (the rows of
 /// Model::parameters(), without those that follow from them), one column per chain, always in full precision.
-/// `iterations`: the rows of every model in list order.
+/// `iterations`: the rows of every model in list order, then those of the models of predictors, which are all
+/// drawn.
 void save_starts(const std::string& path, const Summary& iterations, const ModelList& models);
 
 /// One file for each parameter in `folder`, "burn1.csv", "burn2.csv" and so on: the number of the draw, then

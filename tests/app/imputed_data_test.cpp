@@ -351,13 +351,16 @@ TEST_F(ImputedData, FurtherColumnsStandBehindTheData) {
 TEST_F(ImputedData, DrawFilesOfARunWithoutEquationsHoldTheImputationModels) {
   run("CLUSTERID: id; FCS: y x w; BURN: 30; ITERATIONS: 10; SAVE: iterations = i.csv, burn = b*.csv, "
       "estimates = "
-      "e.csv, simple = si.csv, correlations = c.csv, likelihood = l.csv, labelfile = n.dat;");
+      "e.csv, simple = si.csv, correlations = c.csv, likelihood = l.csv, labelfile = n.dat, starts = "
+      "st.csv;");
   const std::string first = text_of("i.csv").substr(0, text_of("i.csv").find('\n'));
   const auto parameters = group->front().estimator().getTotalParams();
   EXPECT_EQ(static_cast<std::size_t>(std::count(first.begin(), first.end(), ',')), parameters);
   const std::string estimates = text_of("e.csv"), labels = text_of("n.dat");
   EXPECT_EQ(static_cast<std::size_t>(std::count(estimates.begin(), estimates.end(), '\n')), parameters + 1);
   EXPECT_NE(labels.find(" " + std::to_string(parameters) + "\n"), std::string::npos) << labels;
+  const std::string starts = text_of("st.csv");
+  EXPECT_EQ(static_cast<std::size_t>(std::count(starts.begin(), starts.end(), '\n')), parameters);
   for (const char* nothing : {"si.csv", "c.csv", "l.csv"}) {
     EXPECT_FALSE(std::filesystem::exists(nothing)) << nothing;
   }
