@@ -54,7 +54,7 @@ void check_propensities(const run& r);
 /// Each named random effect needs the equation in which it is estimated.
 void connect_random_effects(const run& r);
 
-/// Subtracts the observed means of variables that are fixed and centred, and keeps what was subtracted.
+/// Subtracts the observed means of variables that are fixed and centred, and keeps the columns as they were.
 void center_fixed(const run& r);
 
 /// Appends the columns that derive from variables, for what the equations use, and tells the variables where
