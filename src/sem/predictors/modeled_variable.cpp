@@ -54,7 +54,6 @@ void modeled_variable::finish() {
   if (missing) imputation_ = std::make_unique<imputation_step>(state_, published_, missing_units);
   spread_.assign(state_.top(), arma::Mat<double>(state_.dim, state_.dim, arma::fill::zeros));
   set_links();
-  refresh_sd();
 }
 
 // Of a nominal variable without a column of its own the dummy codes tell the category.
@@ -129,19 +128,19 @@ void modeled_variable::drawParam(unsigned d, level_scores& scores) {
 void modeled_variable::drawImputation(level_scores const& own) {
   if (imputation_ == nullptr) return;
   imputation_->draw(own);
-  refresh_sd();
+  follow_sd();
 }
 
 void modeled_variable::drawImputation(arma::Mat<double>& data, level_scores const& own) {
   if (imputation_ == nullptr) return;
   in_step(data);
   imputation_->draw(data, own);
-  refresh_sd();
+  follow_sd();
 }
 
 void modeled_variable::publish(arma::Mat<double>& data) const {
   published_.write(data);
-  refresh_sd();
+  follow_sd();
 }
 
 // A step by likelihoods starts from columns that follow from the state.

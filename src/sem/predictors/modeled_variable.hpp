@@ -28,7 +28,6 @@ class modeled_variable : public Variable {
   void drawParam(unsigned d, level_scores& scores) override;
   void drawImputation(level_scores const& own) override;
   void drawImputation(arma::Mat<double>& data, level_scores const& own) override;
-  /// Refreshes sd() and sdLatentMeans(), as the imputation does.
   void publish(arma::Mat<double>& data) const override;
 
   /// The groups of a list of latent means are by units of their level. Throws error_debug for the imputation
@@ -44,8 +43,9 @@ class modeled_variable : public Variable {
   unit_chain const& chain() const override { return state_.chain; }
   bool means_only() const override { return means_only_; }
   unsigned grandMeanLevel() const override { return state_.chain.level(state_.top() - 1); }
-  double const& sd() const override { return sd_; }
-  double const& sdLatentMeans() const override { return sd_means_; }
+  /// From the first call on kept up to date by publish() and by the imputation.
+  double const& sd() const override;
+  double const& sdLatentMeans() const override;
   arma::Mat<double> deviation(unsigned d) const override;
   arma::Mat<double> data() const override;
   arma::Mat<double> uncenteredData() const override;
@@ -97,6 +97,7 @@ class modeled_variable : public Variable {
   void in_step(arma::Mat<double>& data);
   void set_links();
   void refresh_sd() const;
+  void follow_sd() const;
 
   data::variable const& variable_;
   bool means_only_;
@@ -106,6 +107,7 @@ class modeled_variable : public Variable {
   std::vector<arma::Mat<double>> spread_;  ///< variances of the regressions, by place
   bool links_moved_ = false;               ///< published columns do not follow the parameters yet
   arma::Mat<double> scratch_;
+  mutable bool sd_is_read_ = false;
   mutable double sd_ = 0, sd_means_ = 0;
 };
 

@@ -39,6 +39,23 @@ void modeled_variable::refresh_sd() const {
     sd_means_ = spread_of(state_.scores(1), true);
 }
 
+// It takes passes over all units that few runs need.
+void modeled_variable::follow_sd() const {
+  if (sd_is_read_) refresh_sd();
+}
+
+double const& modeled_variable::sd() const {
+  sd_is_read_ = true;
+  refresh_sd();
+  return sd_;
+}
+
+double const& modeled_variable::sdLatentMeans() const {
+  sd_is_read_ = true;
+  refresh_sd();
+  return sd_means_;
+}
+
 arma::Mat<double> modeled_variable::deviation(unsigned d) const {
   return state_.deviation(state_.chain.place(d));
 }

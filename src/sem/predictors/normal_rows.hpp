@@ -13,6 +13,12 @@ void walk_rows(arma::Mat<double> const& from, double scale, Root root, Random& r
   arma::uword const dim = from.n_cols;
   next.set_size(from.n_rows, dim);
   rng.fill_randn(next.memptr(), next.n_elem);
+  if (dim == 1) {
+    double const* const start = from.memptr();
+    double* const to = next.memptr();
+    for (arma::uword i = 0; i < next.n_rows; ++i) to[i] = start[i] + scale * *root(i) * to[i];
+    return;
+  }
   // From the last column down each uses elements that still are normals.
   for (arma::uword c = dim; c-- > 0;) {
     double* to = next.colptr(c);
@@ -30,6 +36,7 @@ void walk_rows(arma::Mat<double> const& from, double scale, Root root, Random& r
 inline double squared_distance(arma::Mat<double> const& x, arma::uword i, arma::Mat<double> const& y,
                                arma::uword j, double const* H) {
   arma::uword const dim = x.n_cols;
+  if (dim == 1) return H[0] * (x(i, 0) - y(j, 0)) * (x(i, 0) - y(j, 0));
   double square = 0;
   for (arma::uword c = 0; c < dim; ++c) {
     double const d = x(i, c) - y(j, c);

@@ -129,50 +129,70 @@ bool published_columns::depends(block const& b, unsigned q) const {
   return b.place == q || (b.centre == q && q > 0);
 }
 
-// A row has the values of its unit, wherever the variable's own level is.
-void published_columns::write(arma::Mat<double>& data, block const& b, arma::uword first,
-                              arma::uword end) const {
+// A row has the values of its unit, wherever the variable's own level is. `each_row` calls its argument with
+// every row to be written.
+template <typename Rows>
+void published_columns::write_rows(arma::Mat<double>& data, block const& b, Rows each_row) const {
   arma::Mat<double> const& from = b.values ? state_.values() : shown_means(b.place);
-  arma::uword const* unit = state_.unit_of_row(b.place);
+  arma::uword const* const unit = state_.unit_of_row(b.place);
   for (arma::uword k = 0; k < b.columns.n_elem; ++k) {
-    double const* value = from.colptr(k);
-    double* to = data.colptr(b.columns(k));
-    for (arma::uword i = first; i < end; ++i) to[i] = value[unit[i]];
-    if (b.centre == 0) continue;
-    double const* centre = (b.values ? expected(b.centre) : shown_means(b.centre)).colptr(k);
-    arma::uword const* group = state_.unit_of_row(b.centre);
-    if (group == nullptr) {
-      for (arma::uword i = first; i < end; ++i) to[i] -= centre[0];
-    } else {
-      for (arma::uword i = first; i < end; ++i) to[i] -= centre[group[i]];
+    double const* const value = from.colptr(k);
+    double* const to = data.colptr(b.columns(k));
+    if (b.centre == 0) {
+      each_row([=](arma::uword i) { to[i] = value[unit[i]]; });
+      continue;
     }
+    double const* const centre = (b.values ? expected(b.centre) : shown_means(b.centre)).colptr(k);
+    arma::uword const* const group = state_.unit_of_row(b.centre);
+    if (group == nullptr)
+      each_row([=, c = centre[0]](arma::uword i) { to[i] = value[unit[i]] - c; });
+    else
+      each_row([=](arma::uword i) { to[i] = value[unit[i]] - centre[group[i]]; });
   }
 }
 
-void published_columns::write_code(arma::Mat<double>& data, arma::uword first, arma::uword end) const {
-  arma::uword const* unit = state_.unit_of_row(0);
-  double* to = data.colptr(code_column_);
-  for (arma::uword i = first; i < end; ++i) to[i] = codes_[(*state_.categories)(unit[i])];
+template <typename Rows>
+void published_columns::write_code(arma::Mat<double>& data, Rows each_row) const {
+  arma::uword const* const unit = state_.unit_of_row(0);
+  arma::uword const* const category = state_.categories->memptr();
+  double const* const code = codes_.data();
+  double* const to = data.colptr(code_column_);
+  each_row([=](arma::uword i) { to[i] = code[category[unit[i]]]; });
+}
+
+template <typename Rows>
+void published_columns::write_moved(arma::Mat<double>& data, unsigned q, Rows each_row) const {
+  for (block const& b : blocks_)
+    if (depends(b, q)) write_rows(data, b, each_row);
+  if (q == 0 && has_code_) write_code(data, each_row);
 }
 
 void published_columns::write(arma::Mat<double>& data) const {
-  for (block const& b : blocks_) write(data, b, 0, data.n_rows);
-  if (has_code_) write_code(data, 0, data.n_rows);
+  auto all = [n = data.n_rows](auto&& row) {
+    for (arma::uword i = 0; i < n; ++i) row(i);
+  };
+  for (block const& b : blocks_) write_rows(data, b, all);
+  if (has_code_) write_code(data, all);
 }
 
 void published_columns::write(arma::Mat<double>& data, unsigned q,
                               arma::Col<arma::uword> const& units) const {
-  bool const code = q == 0 && has_code_;
-  for (block const& b : blocks_) {
-    if (!depends(b, q)) continue;
-    if (units.n_elem == state_.n_units(q)) {
-      write(data, b, 0, data.n_rows);
-      continue;
-    }
-    for (arma::uword u : units) write(data, b, state_.first_row(q, u), state_.first_row(q, u + 1));
+  if (units.n_elem == state_.n_units(q)) {
+    write_moved(data, q, [n = data.n_rows](auto&& row) {
+      for (arma::uword i = 0; i < n; ++i) row(i);
+    });
+  } else if (state_.chain.level(q) == 0) {
+    write_moved(data, q, [&units](auto&& row) {
+      for (arma::uword i : units) row(i);
+    });
+  } else {
+    write_moved(data, q, [this, &units, q](auto&& row) {
+      for (arma::uword u : units) {
+        arma::uword const end = state_.first_row(q, u + 1);
+        for (arma::uword i = state_.first_row(q, u); i < end; ++i) row(i);
+      }
+    });
   }
-  if (code)
-    for (arma::uword u : units) write_code(data, state_.first_row(q, u), state_.first_row(q, u + 1));
 }
 
 arma::Mat<double> published_columns::centre() const {

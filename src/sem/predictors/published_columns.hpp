@@ -65,8 +65,12 @@ class published_columns {
   void add_links(data::variable const& v);
   bool depends(block const& b, unsigned q) const;
   arma::Mat<double> const& expected(unsigned q) const;
-  void write(arma::Mat<double>& data, block const& b, arma::uword first, arma::uword end) const;
-  void write_code(arma::Mat<double>& data, arma::uword first, arma::uword end) const;
+  template <typename Rows>
+  void write_rows(arma::Mat<double>& data, block const& b, Rows each_row) const;
+  template <typename Rows>
+  void write_code(arma::Mat<double>& data, Rows each_row) const;
+  template <typename Rows>
+  void write_moved(arma::Mat<double>& data, unsigned q, Rows each_row) const;
 
   predictor_state const& state_;
   bool nominal_ = false;
