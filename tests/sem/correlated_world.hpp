@@ -27,6 +27,7 @@ struct CorrelatedWorld {
   World world;
   std::vector<sem::normal_setup> setups;
   std::vector<tie> ties;
+  bool pairs = true;  ///< variances are drawn with their correlations, too
   LoneEstimator estimator;
   Random rng;
   std::vector<std::unique_ptr<sem::Normal>> models;
@@ -74,6 +75,7 @@ struct CorrelatedWorld {
       phantoms.back()->join(group);
     }
     group->connect();
+    group->set_before_models(pairs);
   }
 
   std::vector<double> rhos_of(std::size_t model, unsigned place, std::vector<double> const& all) const {

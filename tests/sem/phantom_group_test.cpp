@@ -32,8 +32,16 @@ class plain_side : public sem::correlated_side {
   double* rho() override { return &values_.part.loadings.rho(k_); }
   void const* source() const override { return &values_; }
   bool refresh() override { return values_.part.loadings.refresh(values_.S); }
+  bool variance_moves() const override { return false; }
+  double variance() const override { return values_.S(effect(), effect()); }
+  void set_variance(double) override {}
+  void keep() override {}
+  void restore() override {}
+  double log_prior() const override { return 0.0; }
 
  private:
+  arma::uword effect() const { return values_.part.loadings.terms()[k_].effect; }
+
   plain_values& values_;
   arma::uword k_;
 };

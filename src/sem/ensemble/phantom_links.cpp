@@ -4,6 +4,7 @@
 
 #include "model/correlation.hpp"
 #include "model/model_list.hpp"
+#include "sem/estimator.hpp"
 #include "sem/outcomes/phantom.hpp"
 #include "support/error.hpp"
 
@@ -67,6 +68,7 @@ void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator:
     phantom->draw_start(data);
   }
   group->connect();
+  group->set_before_models(Estimator::optimize_draws);
 }
 
 void check_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models) {

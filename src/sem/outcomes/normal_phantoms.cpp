@@ -35,10 +35,66 @@ class normal_side : public correlated_side {
   }
   bool refresh() override { return model_.refresh_phantoms(place_); }
 
+  bool variance_moves() const override {
+    return model_.link == nullptr && (place_ > 0 || model_.estimate_resid);
+  }
+  double variance() const override { return place_ == 0 ? model_.sigma2 : Sigma()(effect(), effect()); }
+  void set_variance(double v) override {
+    if (place_ == 0) {
+      model_.sigma2 = v;
+      return;
+    }
+    arma::Mat<double>& S = Sigma();
+    arma::Mat<double>& P = model_.iSigma[place_ - 1];
+    arma::uword const t = effect();
+    double const scale = std::sqrt(v / S(t, t));
+    for (arma::uword j = 0; j < S.n_rows; ++j) {
+      if (j == t) continue;
+      S(t, j) = S(j, t) = scale * S(t, j);
+      P(t, j) = P(j, t) = P(t, j) / scale;
+    }
+    S(t, t) = v;
+    P(t, t) /= scale * scale;
+  }
+  void keep() override {
+    if (place_ == 0) {
+      kept_variance_ = model_.sigma2;
+    } else {
+      kept_ = Sigma();
+      kept_inverse_ = model_.iSigma[place_ - 1];
+    }
+  }
+  void restore() override {
+    if (place_ == 0) {
+      model_.sigma2 = kept_variance_;
+    } else {
+      std::copy_n(kept_.memptr(), kept_.n_elem, Sigma().memptr());
+      std::copy_n(kept_inverse_.memptr(), kept_.n_elem, model_.iSigma[place_ - 1].memptr());
+    }
+  }
+  // An inverse Wishart with df degrees of freedom and the scale I or 0 in q dimensions is, in a variance v at
+  // given correlations, v^-(df / 2 + 1) exp(-tr(inv(Sigma)) / 2) or without the exponential.
+  double log_prior() const override {
+    int const code = place_ == 0 ? model_.resid_prior : model_.raneff_prior;
+    double const q = place_ == 0 ? 1.0 : static_cast<double>(Sigma().n_rows);
+    double const df = code == 1 ? q + 1.0 : code == 2 ? -(q + 1.0) : 0.0;
+    double out = -(0.5 * df + 1.0) * std::log(variance());
+    if (code != 1) return out;
+    if (place_ == 0) return out - 0.5 / model_.sigma2;
+    arma::Mat<double> const& P = model_.iSigma[place_ - 1];
+    for (arma::uword j = 0; j < P.n_rows; ++j) out -= 0.5 * P(j, j);
+    return out;
+  }
+
  private:
+  arma::Mat<double>& Sigma() const { return model_.Sigma[place_ - 1]; }
+  arma::uword effect() const { return model_.part(place_).loadings.terms()[k_].effect; }
+
   Normal& model_;
   unsigned place_;
   arma::uword k_;
+  double kept_variance_ = 0.0;
+  arma::Mat<double> kept_, kept_inverse_;
 };
 
 }  // namespace

@@ -44,6 +44,7 @@ void Phantom::join(std::shared_ptr<phantom_group> group) {
 
 // The density of the block is that of the values of several sources: it stands for all of them.
 void Phantom::enter(phantom_block& block) {
+  block_ = &block;
   rho.add_once({&block, [this, &block](double const&, arma::Mat<double> const& data) {
                   if (group_->values_move()) block.read(data);
                   return block.log_density();
@@ -61,6 +62,7 @@ void Phantom::follow(Phantom& leader) {
 
 void Phantom::addRho(estimator::constraint const& label, bool has_prior, bool moves_equations) {
   rho += label;
+  labelled_ = true;
   if (has_prior) rho.drop_prior();
   if (moves_equations) group_->set_values_move();
 }

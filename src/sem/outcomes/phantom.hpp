@@ -76,6 +76,9 @@ class Phantom : public virtual estimator::Outcome, public value_node {
   void join(std::shared_ptr<phantom_group> group);
   /// The values of both sides are in the block, whose density the correlation moves.
   void enter(phantom_block& block);
+  phantom_block* block() const { return block_; }
+  /// Nothing but the two variances and the own prior depends on the correlation.
+  bool stands_alone() const { return !rho.held() && !labelled_; }
   /// Other places of the same label: they are drawn here. `moves_equations`: what follows the label moves
   /// more than the correlation, so that the terms are computed anew from the data in every evaluation.
   /// `has_prior`: the terms hold the prior of the label, which takes the place of the own one.
@@ -119,7 +122,9 @@ class Phantom : public virtual estimator::Outcome, public value_node {
 
   std::vector<std::unique_ptr<correlated_side>> sides_;
   std::shared_ptr<phantom_group> group_;
+  phantom_block* block_ = nullptr;
   bool fixed_ = false;
+  bool labelled_ = false;
   arma::uword n_units_ = 0;
 };
 

@@ -171,7 +171,10 @@ void phantom_group::find_proposals(arma::Mat<double> const& data) {
 void phantom_group::draw(Random& rng, arma::Mat<double>& data) {
   data_ = &data;
   read(data);
-  for (Phantom* phantom : phantoms_) phantom->rho.draw(data);
+  for (Phantom* phantom : phantoms_) {
+    phantom->rho.draw(data);
+    if (before_models_ && !values_move_) phantom->block()->draw_pair(rng, *phantom);
+  }
   // The last evaluation may have been of a candidate that was rejected.
   if (values_move_) read(data);
   for (auto const& block : blocks_) block->draw_scores(rng, data);

@@ -37,6 +37,11 @@ class phantom_block {
   void read(arma::Mat<double> const& data);
   /// log density of the values read last, scores integrated out; -inf where a correlation leaves no variance.
   double log_density();
+  /// Two variances and their correlation together, all else in the block and the other correlations of their
+  /// equations given: an independent proposal from the inverse Wishart distribution of the covariance matrix
+  /// of the two sets of values, accepted by Metropolis-Hastings. It takes one normal, two gamma and one
+  /// uniform number; none for a phantom whose variances or correlation are not free.
+  void draw_pair(Random& rng, Phantom& phantom);
   /// The scores of all phantoms from their joint full conditional, one phantom after the other: units x
   /// phantoms normal numbers.
   void draw_scores(Random& rng, arma::Mat<double>& data);
@@ -57,6 +62,7 @@ class phantom_block {
   };
 
   std::size_t member_of(correlated_side& side);
+  arma::uword value_of(correlated_side const& side) const;
   bool stack_loadings();
   bool prepare_scores();
 
@@ -83,8 +89,11 @@ class phantom_group {
   /// A correlation moves the values themselves too: they are taken anew for every evaluation.
   void set_values_move() { values_move_ = true; }
   bool values_move() const { return values_move_; }
+  /// The models take what they report from the variances after the draw: it may move these too.
+  void set_before_models(bool yes) { before_models_ = yes; }
 
-  /// Random numbers: those of each correlation in turn, then those of the scores, block by block.
+  /// Random numbers: those of each correlation and of its variances in turn, then those of the scores, block
+  /// by block.
   void draw(Random& rng, arma::Mat<double>& data);
   /// Gives every correlation a first proposal from the shape of its log density at the data.
   void find_proposals(arma::Mat<double> const& data);
@@ -98,6 +107,7 @@ class phantom_group {
   std::vector<Phantom*> phantoms_;
   std::vector<std::unique_ptr<phantom_block>> blocks_;
   bool values_move_ = false;
+  bool before_models_ = false;
   arma::Mat<double> const* data_ = nullptr;
 };
 

@@ -16,6 +16,7 @@ class phantom_products {
   /// Without phantoms P has no columns.
   void assign(arma::Mat<double> const& E, arma::Mat<double> const& P);
 
+  arma::Mat<double> const& squares() const { return EE_; }  ///< E'E
   /// log density of E given the phantoms.
   double log_density(phantom_loadings const& loadings) const;
   /// log density of E as rows of N(0, S), phantoms left out of account; -inf when S is not positive definite.
@@ -70,7 +71,19 @@ class correlated_side {
   virtual double* rho() = 0;
   /// What the density of the values stands for: one address for all phantoms that enter the same values.
   virtual void const* source() const = 0;
-  /// After the correlation was written. False: it leaves no positive definite matrix.
+  /// The equation draws the variance of the element that the phantom enters, which may then be moved here
+  /// too.
+  virtual bool variance_moves() const = 0;
+  virtual double variance() const = 0;
+  /// Writes the variance, with the correlations of the element within the equation kept; before refresh().
+  virtual void set_variance(double v) = 0;
+  /// Keeps the covariance matrix, and puts back what was kept.
+  virtual void keep() = 0;
+  virtual void restore() = 0;
+  /// log prior density of the covariance matrix as one of the variance and the correlations, as far as it
+  /// depends on the variance.
+  virtual double log_prior() const = 0;
+  /// After the correlation or the variance was written. False: it leaves no positive definite matrix.
   virtual bool refresh() = 0;
 };
 
