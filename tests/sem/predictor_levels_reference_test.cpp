@@ -21,7 +21,7 @@ namespace {
 constexpr arma::uword p = 2;
 
 /// Columns: two values; then the identifiers, the finest first. Uneven clusters; a quarter of the values is
-/// missing, and all of both variables in the last cluster.
+/// missing and, of two levels, all of the last cluster.
 arma::mat incomplete_data(unsigned levels, std::uint32_t seed) {
   Random rng(seed, 0U);
   arma::mat const R[] = {{{1.0, 0.6}, {0.0, 0.8}}, {{0.7, -0.2}, {0.0, 0.6}}, {{0.6, 0.3}, {0.0, 0.7}}};

@@ -6,7 +6,7 @@
 namespace tovik::sem {
 
 unit_chain::unit_chain(working_data const& working, unsigned own, std::vector<bool> const& deviates)
-    : own_(own), place_(working.n_levels(), -1) {
+    : place_(working.n_levels(), -1) {
   if (own >= working.n_levels()) throw error_debug("A variable stands above all levels of the data.");
   for (unsigned d = 0; own + d < working.n_levels(); ++d) {
     if (d > 0 && (d >= deviates.size() || !deviates[d])) continue;

@@ -29,7 +29,6 @@ class unit_chain {
   arma::Col<arma::uword> const& n_children(unsigned q) const;
 
  private:
-  unsigned own_;
   std::vector<unsigned> levels_;
   std::vector<int> place_;  ///< by distance from the own level; -1 without a deviation
   std::vector<arma::uword> n_units_;
