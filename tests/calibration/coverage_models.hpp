@@ -16,8 +16,8 @@ coverage_study level_two_coverage();
 coverage_study contextual_coverage();
 /// Incomplete predictors of levels 1 and 2 in three-level data.
 coverage_study three_level_coverage();
-/// Fully conditional specification of continuous, binary and ordinal variables; analyses of the imputed data
-/// are pooled.
+/// Fully conditional specification of continuous, binary, ordinal and nominal variables; analyses of the
+/// imputed data are pooled.
 coverage_study fcs_coverage();
 
 inline std::vector<coverage_study> coverage_studies() {

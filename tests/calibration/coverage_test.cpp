@@ -45,6 +45,10 @@ TEST(Coverage, ThreeLevels) {
   expect_coverage(three_level_coverage());
 }
 
+TEST(Coverage, FullyConditionalSpecification) {
+  expect_coverage(fcs_coverage());
+}
+
 /// Within-variance 1, between-variance 2: total 1 + 1.5 * 2 = 4, of which 3/4 is due to missing data; 1 /
 /// (3/4)^2 degrees of freedom of two imputations, and 11/13 * 10 / 4 of the rows.
 TEST(Pooling, OfTwoImputations) {

@@ -1,5 +1,6 @@
 #include "calibration/coverage_models.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -96,38 +97,46 @@ study simulate_three_levels(engine_type& engine) {
 }
 
 study simulate_fcs(engine_type& engine) {
-  study one{arma::Mat<double>(250, 4), {}};
+  study one{arma::Mat<double>(250, 5), {}};
   for (arma::uword i = 0; i < 250; ++i) {
     const double z = normal(engine), x = 0.5 * z + normal(engine, 0.75);
     const double latent = 0.6 * x + normal(engine, 0.64);
     const double b = latent > 0.2 ? 1 : 0;
     const double o = category(0.4 * x + 0.3 * latent + normal(engine, 0.7), {-0.8, 0.1, 0.9});
+    // The largest of three scores; z moves those of categories 2 and 3 apart.
+    const double s1 = normal(engine), s2 = 0.6 * z + normal(engine), s3 = -0.6 * z + normal(engine);
+    const double g = s1 > std::max(s2, s3) ? 1 : s2 > s3 ? 2 : 3;
     one.data.row(i) = arma::Row<double>{chance_of_odds(engine, 0.6 * z - 1.2) ? missing : x,
                                         chance_of_odds(engine, -0.6 * z - 1.2) ? missing : b,
-                                        chance_of_odds(engine, 0.6 * z - 1.2) ? missing : o, z};
+                                        chance_of_odds(engine, 0.6 * z - 1.2) ? missing : o,
+                                        chance_of_odds(engine, z - 1.2) ? missing : g, z};
   }
   return one;
 }
 
-/// Pooled mean of x, share of b = 1, mean of o, and the regression of x on z.
+/// Pooled mean of x, share of b = 1, mean of o, difference of the shares of g = 2 and g = 3, and slopes of x
+/// on z and of x on b.
 std::vector<estimate> analyse_fcs(const sampled_run& run) {
   const std::vector<arma::Mat<double>>& sets = run.input->imputations;
   const arma::uword m = sets.size() - 1;  // the first is the incomplete data
-  arma::Mat<double> values(m, 5), variances(m, 5);
+  arma::Mat<double> values(m, 6), variances(m, 6);
   for (arma::uword k = 0; k < m; ++k) {
     const arma::Mat<double>& data = sets[k + 1];
     const arma::Mat<double> ones(data.n_rows, 1, arma::fill::ones);
     arma::Mat<double> found;
     for (arma::uword j = 0; j < 3; ++j) found = arma::join_cols(found, least_squares(ones, data.col(j)));
-    found = arma::join_cols(found, least_squares(arma::join_rows(ones, data.col(3)), data.col(0)).row(1));
+    const arma::Col<double> contrast = arma::conv_to<arma::Col<double>>::from(data.col(3) == 2) -
+                                       arma::conv_to<arma::Col<double>>::from(data.col(3) == 3);
+    found = arma::join_cols(found, least_squares(ones, contrast));
+    found = arma::join_cols(found, least_squares(arma::join_rows(ones, data.col(4)), data.col(0)).row(1));
     found = arma::join_cols(found, least_squares(arma::join_rows(ones, data.col(1)), data.col(0)).row(1));
     values.row(k) = found.col(0).t();
     variances.row(k) = found.col(1).t();
   }
   std::vector<estimate> out;
-  for (arma::uword j = 0; j < 5; ++j) {
+  for (arma::uword j = 0; j < 6; ++j) {
     out.push_back(
-        pool(values.col(j), variances.col(j), static_cast<double>(sets[1].n_rows) - (j < 3 ? 1 : 2)));
+        pool(values.col(j), variances.col(j), static_cast<double>(sets[1].n_rows) - (j < 4 ? 1 : 2)));
   }
   return out;
 }
@@ -208,14 +217,16 @@ coverage_study three_level_coverage() {
 
 coverage_study fcs_coverage() {
   coverage_study what;
-  what.title = "FCS with continuous, binary and ordinal variables";
+  what.title = "FCS with continuous, binary, ordinal and nominal variables";
   what.design =
       "250 rows; x, b and o (four categories) are missing given z, which is complete. Twenty imputed data "
       "sets, "
       "analysed one by one and pooled.";
-  what.runs.names = {"x", "b", "o", "z"};
+  what.runs.names = {"x", "b", "o", "g", "z"};
   what.runs.commands =
-      "ORDINAL: b o; FCS: x b o z; CHAINS: 1; BURN: 1000; NIMPS: 20; THIN: 100; SAVE: stacked = imps.csv;\n"
+      "ORDINAL: b o; NOMINAL: g(1); FCS: x b o g z; CHAINS: 1; BURN: 1000; NIMPS: 20; THIN: 100; SAVE: "
+      "stacked "
+      "= imps.csv;\n"
       "DEBUG: allow_tune_fail;\n";
   what.runs.simulate = simulate_fcs;
   what.runs.seed = 206;
@@ -227,6 +238,7 @@ coverage_study fcs_coverage() {
   what.targets = {{"mean of x", 0.0},
                   {"share of b", p},
                   {"mean of o", 1 + tail(-0.8 / sd) + tail(0.1 / sd) + tail(0.9 / sd)},
+                  {"share of g = 2 less that of g = 3", 0.0},
                   {"x on z", 0.5},
                   {"x on b", 0.6 * phi * (1 / p + 1 / (1 - p))}};
   what.analyse = analyse_fcs;
