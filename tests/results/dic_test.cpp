@@ -145,6 +145,41 @@ TEST(Dic, SmallLikelihoodsStayFinite) {
   expect_near(dic.conditional().waic, -2.0 * lppd + 2.0);
 }
 
+TEST(Dic, TotalsGiveTheSameCriteriaAndNoTable) {
+  DIC dic = DIC::of_totals();
+  for (int t = 0; t < 3; ++t) dic += likelihood(t);
+  DIC other = DIC::of_totals();
+  for (int t = 3; t < 5; ++t) other += likelihood(t);
+  dic += other;
+  expect_criteria(dic);
+  EXPECT_EQ(printed(dic), expected_text);
+  EXPECT_EQ(dic.likel_mat().n_rows, 0u);
+}
+
+TEST(Dic, TotalsWithEqualColumnsSplitWhenTheyDiffer) {
+  const auto equal = [](int t) {
+    arma::Cube<double> x = likelihood(t);
+    x.slice(2).col(0) = x.slice(2).col(1);
+    return x;
+  };
+  for (int cut = 0; cut <= 5; ++cut) {  // iterations from here on have two columns
+    DIC kept, dic = DIC::of_totals(), first = DIC::of_totals(), second = DIC::of_totals();
+    for (int t = 0; t < 5; ++t) {
+      const arma::Cube<double> x = t < cut ? equal(t) : likelihood(t);
+      kept += x.slices(2, 2);
+      dic += x;
+      (t < 2 ? first : second) += x;
+    }
+    first += second;
+    for (const DIC* totals : {&dic, &first}) {
+      expect_near(totals->marginal().dic2, kept.marginal().dic2);
+      expect_near(totals->marginal().waic, kept.marginal().waic);
+      expect_near(totals->conditional().waic, kept.conditional().waic);
+      EXPECT_EQ(printed(*totals).find("Marginal") != std::string::npos, cut < 5);
+    }
+  }
+}
+
 TEST(Dic, RejectsAnotherShape) {
   DIC dic = iterations(0, 1);
   EXPECT_THROW(dic += arma::Cube<double>(2, 2, 3, arma::fill::zeros), error_debug);

@@ -81,8 +81,13 @@ void missing_outcomes::draw_slice(scan::scan& equation, scan::row_scale const& s
 
 void missing_outcomes::write(arma::Mat<double>& data, arma::Col<arma::uword> const& which,
                              double const* values, unsigned char* usable) {
-  for (arma::uword j = 0; j < which.n_elem; ++j)
-    if (!scale_.write(data, units_(which(j)), values[j])) usable[j] = 0;
+  if (double* cells = scale_.cells(data)) {
+    arma::uword const *unit = units_.memptr(), *chosen = which.memptr();
+    for (arma::uword j = 0; j < which.n_elem; ++j) cells[unit[chosen[j]]] = values[j];
+  } else {
+    for (arma::uword j = 0; j < which.n_elem; ++j)
+      if (!scale_.write(data, units_(which(j)), values[j])) usable[j] = 0;
+  }
   if (refresh_) refresh_(data);
 }
 

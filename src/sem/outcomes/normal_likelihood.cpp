@@ -163,7 +163,11 @@ void Normal::residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> 
   arma::uword const n = units.n_elem;
   arma::uword const* unit = units.memptr();
   double const* fixed_part = static_part(data, units);
-  for (arma::uword i = 0; i < n; ++i) r[i] = scale_.at(data, unit[i]) - fixed_part[i];
+  if (double const* cells = scale_.cells(data)) {
+    for (arma::uword i = 0; i < n; ++i) r[i] = cells[unit[i]] - fixed_part[i];
+  } else {
+    for (arma::uword i = 0; i < n; ++i) r[i] = scale_.at(data, unit[i]) - fixed_part[i];
+  }
   if (part_.column.size() < n) part_.column.resize(n);
   double* term = part_.column.data();
   auto const* rows = unit_rows();

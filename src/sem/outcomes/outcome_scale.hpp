@@ -32,6 +32,13 @@ class outcome_scale {
     if (transform_ == nullptr) return cell;
     return unit < cells_.size() && cells_[unit] == cell ? values_(unit) : transform_->forward(cell);
   }
+  /// The values of all units where they stand, when y* is the cell of a row; else null.
+  double const* cells(arma::Mat<double> const& data) const {
+    return transform_ == nullptr && rows_ == nullptr ? data.colptr(column_) : nullptr;
+  }
+  double* cells(arma::Mat<double>& data) {
+    return transform_ == nullptr && rows_ == nullptr ? data.colptr(column_) : nullptr;
+  }
   /// Makes y* the value of a unit and writes y into the rows of the unit. False, with nothing done, when y*
   /// is outside the range of the transformation.
   bool write(arma::Mat<double>& data, arma::uword unit, double value) {
