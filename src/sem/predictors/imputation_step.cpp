@@ -76,6 +76,16 @@ void imputation_step::log_density(arma::Mat<double> const& data, arma::Col<arma:
                                   double* out) {
   log_likelihood(data, groups, out);
   arma::Mat<double> const& scores = state_.scores(0);
+  if (state_.dim == 1 && groups_.n_groups() == groups_.n_values()) {  // every value is a group of its own
+    double const* const s = scores.memptr();
+    double const half = 0.5 * precision_(0, 0);
+    for (arma::uword g = 0; g < groups.n_elem; ++g) {
+      arma::uword const v = groups(g);
+      double const d = s[missing_(v)] - mean_(v);
+      out[g] -= half * d * d;
+    }
+    return;
+  }
   for (arma::uword g = 0; g < groups.n_elem; ++g) {
     for (arma::uword at = groups_.begin(groups(g)); at < groups_.begin(groups(g) + 1); ++at) {
       arma::uword const v = groups_.value_at(at);
