@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "sem/two_level_predictors.hpp"
 
 namespace tovik::sem {
@@ -22,8 +24,9 @@ const std::vector<std::string> names = two_level::names();
 /// others the posterior mean is farther off than four of its standard deviations in one of 15,000 runs. Draws
 /// of the latent means without the likelihood of their readers shift slopes by more.
 void expect_near_truth(arma::mat const& draws, arma::uword row, double truth) {
-  const double mean = arma::mean(draws.row(row));
-  const double sd = arma::stddev(draws.row(row));
+  const arma::vec values = draws.row(row).t();
+  const double mean = arma::mean(values);
+  const double sd = arma::norm(values - mean) / std::sqrt(static_cast<double>(values.n_elem - 1));
   EXPECT_NEAR(mean, truth, 4.0 * sd) << "row " << row << ", sd " << sd;
   EXPECT_LT(sd, 0.15);
 }
