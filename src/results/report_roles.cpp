@@ -72,13 +72,15 @@ struct name_list {
   std::vector<std::string> names;
 };
 
-/// The predictors by what is known of them. The label of complete continuous ones is the caller's.
+/// The predictors by what is known of them. The label of complete continuous ones is the caller's. Counts are
+/// among the continuous ones: as predictors they have the same model.
 std::vector<name_list> predictor_lists(const VariableList& variables, const is_incomplete& incomplete,
                                        const char* complete_continuous) {
   const auto is_predictor = [](const data::variable& v) { return v.usage() == data::usage::covariate; };
   const auto modelled = [&](bool missing, data::type kind) {
     return names_of(variables, [&](const data::variable& v) {
-      return is_predictor(v) && !v.fixed() && v.type == kind && incomplete(v) == missing;
+      const data::type of = v.type == data::type::count ? data::type::continuous : v.type;
+      return is_predictor(v) && !v.fixed() && of == kind && incomplete(v) == missing;
     });
   };
   return {
