@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -94,6 +95,16 @@ struct one_model {
       : list(catalogue(identifiers)), all(equations(list, {statement})), model(all.at(0)) {}
   const Model* operator->() const { return &model; }
 };
+
+/// The text of the error that an action raises; "" for none.
+inline std::string message(const std::function<void()>& act) {
+  try {
+    act();
+  } catch (const std::exception& fault) {
+    return fault.what();
+  }
+  return "";
+}
 
 /// The text of the error that the statements of a run raise; "" for none.
 inline std::string failure(unsigned identifiers, const std::vector<std::string>& texts) {

@@ -1,7 +1,5 @@
 // Two equations of one outcome become one; variance models; members of blocks.
 
-#include <functional>
-
 #include "run_models.hpp"
 
 namespace tovik::tests {
@@ -11,15 +9,6 @@ texts commands(const ModelList& list) {
   texts out;
   for (const Model& model : list) out.push_back(model.command());
   return out;
-}
-
-std::string message(const std::function<void()>& act) {
-  try {
-    act();
-  } catch (const std::exception& fault) {
-    return fault.what();
-  }
-  return "";
 }
 
 struct reduce_off {
@@ -132,6 +121,12 @@ TEST(VarianceModel, PairsFollowTheSortedList) {
     EXPECT_EQ(run.all[owner].outcomes[0].variable, run.all[scale].outcomes[0].variable);
   }
   EXPECT_EQ(run.all.scale_pairs().size(), 2u);
+}
+
+TEST(VarianceModel, HasAnOwner) {
+  VariableList list = catalogue(0);
+  const ModelList alone = equations(list, {"var(y) ~ z"});
+  EXPECT_EQ(message([&] { (void)alone.scale_pairs(); }), "Cannot form variance link.");
 }
 
 TEST(VarianceModel, WithoutMergingTheFirstEquationOwnsIt) {

@@ -130,6 +130,11 @@ TEST(Blocks, TakeWholeConnectedSets) {
   texts found;
   for (unsigned i : run.all.find_multi(large)) found.push_back(run.all[i].name());
   EXPECT_EQ(found, members(large));
+  // A member without an equation.
+  Model stray = large;
+  stray.fixed.push_back(stray.fixed.front());
+  stray.fixed.back().variable = run.list.find("v");
+  EXPECT_EQ(message([&] { (void)run.all.find_multi(stray); }), "Could not find models for multi");
 }
 
 TEST(Blocks, EveryPairOfMembersHasOneTerm) {

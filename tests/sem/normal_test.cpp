@@ -265,6 +265,15 @@ TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
     EXPECT_STREQ(e.what(),
                  "ERROR: A block of outcomes with correlated residuals is not available in this version.");
   }
+  // The block draws the residual variance of its members.
+  int block = 0;
+  model.link = std::shared_ptr<sem::Multi>(std::shared_ptr<int>(), reinterpret_cast<sem::Multi*>(&block));
+  try {
+    model.constraint(parameter_type::residual_variance, 0, 0);
+    FAIL();
+  } catch (error_debug const& e) {
+    EXPECT_STREQ(e.what(), "Cannot constrain residual variance has multivariate link.");
+  }
 }
 
 TEST(Normal, RefusesAnInconsistentSetup) {

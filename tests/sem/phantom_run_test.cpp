@@ -114,6 +114,27 @@ TEST_F(PhantomRun, FixedCorrelationsThatLeaveNothingAreRefused) {
   EXPECT_NE(run.failure().find("ERROR: The correlation 'a <-> "), std::string::npos) << run.failure();
 }
 
+/// The middles of the priors leave the first outcome no variance of its own.
+TEST_F(PhantomRun, PriorsOfSeveralCorrelationsFindAStart) {
+  Random rng(8, 1);
+  const arma::mat data = rng.randn(40, 3);
+  const std::vector<std::string> two = {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@r", "a <-> c@s"};
+  for (auto const& priors : {std::vector<std::string>{"r ~ normal(0.7, 1)", "s ~ normal(0.8, 1)"},
+                             {"r ~ uniform(0.5, 0.95)", "s ~ uniform(0.3, 0.6)"}}) {
+    small_run run({"a", "b", "c"}, data, {}, two, priors);
+    prepare(run);
+    auto chain = run.chain(Random(5, 1));
+    const arma::mat out = draws(*chain, 0, 50);
+    EXPECT_TRUE(out.is_finite());
+  }
+  for (auto const& priors : {std::vector<std::string>{"r ~ uniform(0.6, 0.9)", "s ~ uniform(0.5, 0.8)"},
+                             {"r ~ uniform(-0.9, -0.6)", "s ~ uniform(0.5, 0.8)"}}) {
+    small_run run({"a", "b", "c"}, data, {}, two, priors);
+    prepare(run);
+    EXPECT_NE(run.failure().find("ERROR: The correlation 'a <-> "), std::string::npos) << run.failure();
+  }
+}
+
 TEST_F(PhantomRun, OneLabelIsOneCorrelation) {
   const arma::mat data = arma::join_rows(correlated_pair(40, -0.5), correlated_pair(41, -0.2).head_rows(40));
   small_run run({"a", "b", "c", "d"}, data, {},

@@ -9,6 +9,7 @@
 #include "data/variable.hpp"
 #include "kernel_samples.hpp"
 #include "phantom_world.hpp"
+#include "sample_tests.hpp"
 
 namespace tovik::tests {
 namespace {
@@ -33,6 +34,7 @@ struct PublishedWorld {
   std::vector<normal_setup> readers;
   std::vector<std::unique_ptr<Normal>> models;  ///< the owner first
   bool together = false;
+  Setting<bool> check{Normal::check_residuals, true};
 
   PublishedWorld(unsigned levels, std::uint32_t seed)
       : world(levels, small, seed), estimator(seed), rng(seed, 2U) {

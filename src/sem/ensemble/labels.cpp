@@ -10,6 +10,7 @@
 #include "model/model_list.hpp"
 #include "sem/densities.hpp"
 #include "sem/ensemble/label_plan.hpp"
+#include "sem/ensemble/phantom_links.hpp"
 #include "sem/ensemble/proposals.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
@@ -137,7 +138,7 @@ class wiring {
   }
 
   /// The first phantom with the label draws it, for all others and for what else carries the label.
-  void join_correlations(planned_label const& label) const {
+  void join_correlations(planned_label const& label) {
     Phantom* leader = nullptr;
     constraint others(label.name);
     for (constraint_info const& info : label.places) {
@@ -164,7 +165,22 @@ class wiring {
     if (!others.likelihoods.empty() || !others.links.empty() || !others.refresh.empty())
       leader->addRho(others, label.prior >= 0, moves_equations);
     leader->addStarts({start});
+    correlations_.push_back({leader, &label, start});
     bind(label.key, leader->constraint(parameter_type::phantom_correlation, 0, 0)->ptr());
+  }
+
+  /// The middles of several priors may leave an outcome nothing beside its correlations: all starts then go
+  /// towards 0, each as far as its prior lets it. Throws tovik::error where that does not do.
+  void settle_correlations() const {
+    constexpr int steps = 20;
+    for (int step = 1; step <= steps; ++step) {
+      if (phantoms_feasible(world_.models)) return;
+      for (labelled_correlation const& c : correlations_) {
+        const double x = c.start * (1.0 - static_cast<double>(step) / steps);
+        if (admits(*c.label, x)) c.leader->addStarts({x});
+      }
+    }
+    check_phantoms(world_.list, world_.models);
   }
 
   /// The likelihood of a model that reads the parameter inside a term.
@@ -297,6 +313,7 @@ class wiring {
       drawn_[k].constraint->value = starts[k];
       for (double* link : drawn_[k].constraint->links) *link = starts[k];
     }
+    settle_correlations();
     // With every label in place, what follows from them.
     for (Computation* node : computations_of(world_.models)) node->update();
     for (std::size_t k = 0; k < drawn_.size(); ++k) drawn_[k].constraint->write(starts[k]);
@@ -314,6 +331,12 @@ class wiring {
   std::vector<planned_label> plan_;
   std::vector<drawn_label> drawn_;
   std::vector<planned_label const*> planned_;  ///< of each drawn label
+  struct labelled_correlation {
+    Phantom* leader;
+    planned_label const* label;
+    double start;
+  };
+  std::vector<labelled_correlation> correlations_;
 };
 
 }  // namespace

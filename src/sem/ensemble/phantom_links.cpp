@@ -71,6 +71,13 @@ void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator:
   group->set_before_models(Estimator::optimize_draws);
 }
 
+bool phantoms_feasible(std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
+  return std::all_of(models.begin(), models.end(), [](auto const& model) {
+    auto const* phantom = dynamic_cast<Phantom const*>(model.get());
+    return phantom == nullptr || phantom->feasible();
+  });
+}
+
 void check_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
   for (std::size_t i = 0; i < list.size(); ++i) {
     auto const* phantom = dynamic_cast<Phantom const*>(models[i].get());

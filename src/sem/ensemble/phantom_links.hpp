@@ -30,6 +30,9 @@ bool is_phantom(Model const& model);
 void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models,
                    arma::Mat<double>& data);
 
+/// The state leaves every outcome some variance beside its correlations.
+bool phantoms_feasible(std::vector<std::shared_ptr<estimator::Outcome>> const& models);
+
 /// Throws tovik::error when the starting state leaves an outcome no variance beside its correlations.
 void check_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models);
 

@@ -122,13 +122,24 @@ void Normal::begin_scan(arma::Mat<double> const& data) {
   scan_->subtract(means_.residual.memptr());
 }
 
+void Normal::check_residual(arma::Mat<double> const& data) const {
+  if (!check_residuals || residual_error(data) < 1e-8) return;
+  throw error_debug("The residual of an equation is not that of the data.");
+}
+
 void Normal::draw(arma::Mat<double>& data) {
   begin_scan(data);
   scan_->draw_coefficients(scan::row_scale(residVar()), u, *rng, betas_);
-  for (unsigned L = 0; L < n_levels; ++L) draw_effects(data, L);
+  check_residual(data);
+  for (unsigned L = 0; L < n_levels; ++L) {
+    draw_effects(data, L);
+    check_residual(data);
+  }
   if (estimate_resid) draw_variance(data);
+  check_residual(data);
   for (unsigned L = 0; L < n_levels; ++L) draw_covariance(data, L);
   if (missing) impute(data);
+  check_residual(data);
   driven_.anchor(betas_);
   update_shares();
 }

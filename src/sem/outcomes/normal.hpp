@@ -147,6 +147,15 @@ class Normal : public virtual estimator::Outcome {
   /// Keeps the residual of every unit in each scan, also where cross-products would do: for comparison,
   /// before the first draw.
   void keep_rows();
+  /// By how much the residual that the steps of a scan keep differs from that at the data, relative to the
+  /// outcome; 0 where cross-products take its place.
+  double residual_error(arma::Mat<double> const& data) const;
+  /// Every step of a scan then looks at it, and throws error_debug where it shows: in debug builds.
+#ifdef NDEBUG
+  static inline bool check_residuals = false;
+#else
+  static inline bool check_residuals = true;
+#endif
 
   /// Sum of logLiklihood(data, level) at the own level, from cross-products where they serve. `value` is the
   /// parameter that was written, for its place in a list of terms only.
@@ -185,6 +194,7 @@ class Normal : public virtual estimator::Outcome {
  private:
   void make_parts(normal_setup const& setup);
   void begin_scan(arma::Mat<double> const& data);
+  void check_residual(arma::Mat<double> const& data) const;
   void draw_effects(arma::Mat<double>& data, unsigned L);
   void draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<double> const* mu);
   arma::Mat<double> const* effect_means(arma::Mat<double> const& data, unsigned L) const;

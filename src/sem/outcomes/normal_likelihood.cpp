@@ -49,6 +49,17 @@ arma::Mat<double> Normal::compute_residual(arma::Mat<double> const& data) const 
   return r;
 }
 
+double Normal::residual_error(arma::Mat<double> const& data) const {
+  if (scan_->uses_products() || scan_->r().n_elem != n_units) return 0.0;
+  arma::Mat<double> const r = compute_residual(data);
+  double worst = 0.0, size = 1.0;
+  for (arma::uword i = 0; i < n_units; ++i) {
+    worst = std::max(worst, std::fabs(r(i) - scan_->r()(i)));
+    size = std::max(size, std::fabs(scan_->y()(i)));
+  }
+  return worst / size;
+}
+
 arma::Mat<double> Normal::compute_predicted(arma::Mat<double> const& data) const {
   arma::Col<double> r(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem, arma::fill::zeros);
   subtract_fixed(data, r);
