@@ -152,14 +152,15 @@ TEST(Outcomes, ColumnsForOutputJoinTheModels) {
   EXPECT_EQ(all.betas(0).n_rows, y_first ? 2u : 1u);
 }
 
-TEST(Outcomes, AListWithoutModelsHasNoLikelihood) {
+TEST(Outcomes, AListWithoutModelsMakesNone) {
   small_run run(names, two_level(), {"school"}, {"y ~ x"});
   run.models.clear();
   const auto chain = run.chain(Random(2, 1));
   chain->oneRep();
-  EXPECT_EQ(chain->outcomes()->logLiklihood(chain->working().data), 0.0);
+  EXPECT_EQ(chain->outcomes(), nullptr);
   EXPECT_TRUE(chain->getParams().is_empty());
-  EXPECT_EQ(chain->getLikelihoods().n_slices, 1u);
+  EXPECT_TRUE(chain->getLikelihoods().is_empty());
+  EXPECT_TRUE(chain->getCorrelations().is_empty());
 }
 
 TEST(Outcomes, ALevelTwoOutcomeOfThreeLevelDataHasTheTopLevelAboveIt) {

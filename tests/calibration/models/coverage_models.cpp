@@ -12,8 +12,13 @@ namespace {
 
 using engine_type = std::mt19937_64;
 
-const char* const options = "OPTIONS: disable_dic disable_corrs; DEBUG: allow_tune_fail;\n";
-const char* const length = "CHAINS: 1; BURN: 1500; ITERATIONS: 3000;\n";
+/// A run of one chain with this model.
+std::string one_chain(const char* model) {
+  std::string commands(model);
+  commands.append("OPTIONS: disable_dic disable_corrs; DEBUG: allow_tune_fail;\n");
+  commands.append("CHAINS: 1; BURN: 1500; ITERATIONS: 3000;\n");
+  return commands;
+}
 
 study simulate_interaction(engine_type& engine) {
   study one{arma::Mat<double>(200, 3), {}};
@@ -152,7 +157,7 @@ coverage_study interaction_coverage() {
   what.title = "Incomplete predictor with an interaction";
   what.design = "200 rows; x is missing given w and y in about 30% of them. y ~ x w (x*w).";
   what.runs.names = {"x", "w", "y"};
-  what.runs.commands = std::string("MODEL: y ~ x w (x*w);\n") + options + length;
+  what.runs.commands = one_chain("MODEL: y ~ x w (x*w);\n");
   what.runs.simulate = simulate_interaction;
   what.runs.seed = 201;
   what.targets = {{"intercept", 0.5, 1}, {"x", 0.4, 2}, {"w", 0.3, 3}, {"x*w", 0.3, 4}};
@@ -164,7 +169,7 @@ coverage_study categorical_coverage() {
   what.title = "Incomplete binary and ordinal predictors";
   what.design = "250 rows; b is missing given z and y, o (four categories) given z. y ~ b o z.";
   what.runs.names = {"b", "o", "z", "y"};
-  what.runs.commands = std::string("ORDINAL: b o; MODEL: y ~ b o z;\n") + options + length;
+  what.runs.commands = one_chain("ORDINAL: b o; MODEL: y ~ b o z;\n");
   what.runs.simulate = simulate_categorical;
   what.runs.seed = 202;
   what.targets = {{"intercept", 0.3, 1}, {"b", 0.6, 2}, {"o", 0.3, 3}, {"z", 0.4, 4}};
@@ -177,7 +182,7 @@ coverage_study level_two_coverage() {
   what.design =
       "70 clusters of 5 rows; w, of level 2, is missing given z in about 30% of the clusters. y ~ x w z.";
   what.runs.names = {"id", "x", "w", "z", "y"};
-  what.runs.commands = std::string("CLUSTERID: id; MODEL: y ~ x w z;\n") + options + length;
+  what.runs.commands = one_chain("CLUSTERID: id; MODEL: y ~ x w z;\n");
   what.runs.simulate = simulate_level_two;
   what.runs.seed = 203;
   what.targets = {{"intercept", 0.2, 2}, {"x", 0.5, 3}, {"w", 0.4, 4}, {"z", 0.3, 5}};
@@ -192,8 +197,7 @@ coverage_study contextual_coverage() {
       "cluster. "
       "y ~ x x.mean, x centred at it.";
   what.runs.names = {"id", "x", "y"};
-  what.runs.commands =
-      std::string("CLUSTERID: id; CENTER: groupmean = x; MODEL: y ~ x x.mean;\n") + options + length;
+  what.runs.commands = one_chain("CLUSTERID: id; CENTER: groupmean = x; MODEL: y ~ x x.mean;\n");
   what.runs.simulate = simulate_contextual;
   what.runs.seed = 204;
   what.targets = {{"intercept", 0.2, 2}, {"x", 0.4, 3}, {"x.mean", 0.9, 4}};
@@ -208,7 +212,7 @@ coverage_study three_level_coverage() {
       "level 2) "
       "given z (of level 3). y ~ x w z.";
   what.runs.names = {"top", "mid", "x", "w", "z", "y"};
-  what.runs.commands = std::string("CLUSTERID: mid top; MODEL: y ~ x w z;\n") + options + length;
+  what.runs.commands = one_chain("CLUSTERID: mid top; MODEL: y ~ x w z;\n");
   what.runs.simulate = simulate_three_levels;
   what.runs.seed = 205;
   what.targets = {{"intercept", 0.3, 3}, {"x", 0.5, 4}, {"w", 0.4, 5}, {"z", 0.3, 6}};
