@@ -90,6 +90,9 @@ class Outcome {
   /// A handle on one parameter of this model; a driven one is no longer drawn here.
   virtual std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
                                                             unsigned const& level) = 0;
+  /// The intercept, for a step that moves it along with other parameters: null unless it is drawn here from a
+  /// flat prior. It is drawn here all the same.
+  virtual std::shared_ptr<estimator::constraint> moved_intercept() { return nullptr; }
   /// The function that enters the likelihood lists of other variables; holds a pointer to this model.
   virtual likelihood_function likelihoodFunc(likelihood_type const& kind) const = 0;
 

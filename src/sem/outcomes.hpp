@@ -55,6 +55,7 @@ class Outcomes : public virtual Estimator {
 
   arma::uword n_outcomes() const { return models.size(); }
   estimator::Outcome const& outcome(unsigned model) const { return *models.at(model); }
+  estimator::Outcome& outcome(unsigned model) { return *models.at(model); }
   arma::uword n_params() const override;
   /// Parameters that are drawn, shared ones counted once.
   arma::uword n_estimated() const override;

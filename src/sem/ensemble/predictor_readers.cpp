@@ -1,6 +1,7 @@
 #include "sem/ensemble/predictor_readers.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "data/variable.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
@@ -42,7 +43,22 @@ arma::Col<arma::uword> moved_by_grand_mean(Variable const& v) {
   return out;
 }
 
-void wire_step(Variable& v, step what, unsigned d, unsigned level, Outcomes const& outcomes,
+/// The intercepts of equations that read some of the columns as plain predictors.
+std::vector<estimator::moving_intercept> intercepts_over(arma::Col<arma::uword> const& columns,
+                                                         Outcomes& outcomes) {
+  std::vector<estimator::moving_intercept> out;
+  for (unsigned i = 0; i < outcomes.n_outcomes(); ++i) {
+    estimator::Outcome& model = outcomes.outcome(i);
+    std::vector<estimator::moving_intercept::term> terms;
+    for (arma::uword j = 0; j < model.x.n_elem; ++j)
+      if (arma::any(columns == model.x(j))) terms.push_back({model.betas().memptr() + j, model.x(j)});
+    if (terms.empty()) continue;
+    if (auto intercept = model.moved_intercept()) out.emplace_back(std::move(intercept), std::move(terms));
+  }
+  return out;
+}
+
+void wire_step(Variable& v, step what, unsigned d, unsigned level, Outcomes& outcomes,
                level_units const& units, arma::Mat<double> const& data) {
   const arma::Col<arma::uword> columns = moved_columns(v, what, d);
   const auto readers = readers_of(columns, outcomes);
@@ -51,7 +67,10 @@ void wire_step(Variable& v, step what, unsigned d, unsigned level, Outcomes cons
   for (estimator::Outcome const* reader : readers)
     list->add_once(reader->likelihoodFunc(likelihood_type::imputed));
   // A grand mean is one step whatever its readers tie together.
-  if (what != step::grand_mean) list->together = acceptance_groups(columns, level, readers, units, data);
+  if (what == step::grand_mean)
+    list->intercepts = intercepts_over(columns, outcomes);
+  else
+    list->together = acceptance_groups(columns, level, readers, units, data);
   v.setLikelihood(what, d, std::move(list));
 }
 
@@ -80,7 +99,7 @@ arma::Col<arma::uword> moved_columns(Variable const& v, predictor_step what, uns
   }
 }
 
-void wire_predictors(std::vector<std::unique_ptr<Variable>> const& predictors, Outcomes const& outcomes,
+void wire_predictors(std::vector<std::unique_ptr<Variable>> const& predictors, Outcomes& outcomes,
                      level_units const& units, arma::Mat<double> const& data) {
   for (auto const& v : predictors) {
     if (v->missing) wire_step(*v, step::imputation, 0, v->level, outcomes, units, data);

@@ -26,8 +26,9 @@ arma::Col<arma::uword> moved_columns(Variable const& v, predictor_step step, uns
 
 /// Gives every step of every predictor model whose columns some outcome model reads the likelihood of these
 /// models, each once, with the groups in which units are accepted. Steps that nobody reads stay draws from
-/// their full conditional. Trees in the models are bound, cells of identifiers are in `data`.
-void wire_predictors(std::vector<std::unique_ptr<Variable>> const& predictors, Outcomes const& outcomes,
+/// their full conditional. The grand mean takes the intercepts of its readers along: labels must be known.
+/// Trees in the models are bound, cells of identifiers are in `data`.
+void wire_predictors(std::vector<std::unique_ptr<Variable>> const& predictors, Outcomes& outcomes,
                      level_units const& units, arma::Mat<double> const& data);
 
 }  // namespace tovik::sem

@@ -82,6 +82,7 @@ class Normal : public virtual estimator::Outcome {
   /// 2 s2^2 / (n - 2), of all others 1.
   std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
                                                     unsigned const& level) override;
+  std::shared_ptr<estimator::constraint> moved_intercept() override;
   estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
   autosolver::contribution<autosolver::normal> distributionFunc(distribution_type const& kind,
                                                                 autosolver::solution const& solution,

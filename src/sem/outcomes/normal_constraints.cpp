@@ -57,6 +57,13 @@ std::shared_ptr<estimator::constraint> Normal::driven_coefficient(unsigned index
   return out;
 }
 
+std::shared_ptr<estimator::constraint> Normal::moved_intercept() {
+  if (!has_intercept || !arma::any(free == 0)) return nullptr;
+  auto out = std::make_shared<estimator::constraint>(rng, at(betas_.memptr(), level));
+  out->refresh.emplace_back([this] { driven_.anchor(betas_); });
+  return out;
+}
+
 void Normal::connectDriven(arma::Mat<double> const& data) {
   if (driven_.empty() || link != nullptr) return;
   auto const& columns = scan_->terms().terms.x;

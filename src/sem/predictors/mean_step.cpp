@@ -36,6 +36,7 @@ void mean_step::set_readers(std::unique_ptr<estimator::likelihood> readers) {
     unsigned const highest = state_.working->n_levels() - 1;
     arma::Col<arma::uword> const all(state_.working->n_units(highest), arma::fill::zeros);
     groups_ = scan::value_groups({0}, highest, estimator::acceptance(highest, {0}, all));
+    centred_ = published_.grand_centred_columns();
     return;
   }
   arma::uword const n = state_.n_units(q_);
@@ -103,9 +104,17 @@ void mean_step::draw(arma::Mat<double>& data, level_scores const* at, level_scor
   current_ = state_.scores(q_);
   walk_from(current_, tune.value);
   published_.keep(q_);
+  if (!readers_->intercepts.empty()) published_.grand_centres(centre_);
   proposing_ = true;
   metropolis_.accept(groups_, *this, static_cast<unsigned>(state_.dim), next_.memptr(), *state_.rng, tune,
                      data, current_.memptr());
+}
+
+void mean_step::move_intercepts() {
+  if (readers_->intercepts.empty()) return;
+  published_.grand_centres(change_);
+  change_ -= centre_;
+  for (estimator::moving_intercept& intercept : readers_->intercepts) intercept.follow(centred_, change_);
 }
 
 // Candidates of all units come first, then what is taken back.
@@ -114,10 +123,13 @@ void mean_step::write(arma::Mat<double>& data, arma::Col<arma::uword> const& whi
   arma::Mat<double>& means = state_.scores(q_);
   for (arma::uword k = 0; k < state_.dim; ++k)
     for (arma::uword j = 0; j < which.n_elem; ++j) means(which(j), k) = values[k * which.n_elem + j];
-  if (proposing_)
+  if (proposing_) {
     published_.refresh(q_);
-  else
+    move_intercepts();
+  } else {
     published_.take_back(q_, which);
+    for (estimator::moving_intercept& intercept : readers_->intercepts) intercept.take_back();
+  }
   proposing_ = false;
   published_.write(data, q_, which);
 }

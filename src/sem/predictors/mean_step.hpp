@@ -23,7 +23,8 @@ namespace tovik::sem {
 ///
 /// where the grand mean has its prior's precision and mean 0 in the place of h_q and of what stands above. If
 /// outcome models read what follows from the means, the step is a random walk in units of the square root of
-/// the variance, each unit accepted by itself or, where equations tie units, with its group.
+/// the variance, each unit accepted by itself or, where equations tie units, with its group. With the grand
+/// mean go the intercepts of the list (see moving_intercept).
 class mean_step : private scan::value_target {
  public:
   mean_step(predictor_state& state, published_columns& published, unsigned q);
@@ -45,6 +46,7 @@ class mean_step : private scan::value_target {
  private:
   void condition(level_scores const* at, level_scores const& below);
   void factor();
+  void move_intercepts();
   void walk_from(arma::Mat<double> const& from, double scale);
   void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
              unsigned char* usable) override;
@@ -66,6 +68,9 @@ class mean_step : private scan::value_target {
   arma::Col<double> n_children_;                    ///< of each kind
   arma::Cube<double> precision_, variance_, root_;  ///< of each kind; root'root = variance
   arma::Mat<double> below_, sums_, mean_, next_, current_;
+
+  arma::Col<arma::uword> centred_;     ///< columns that stand less the grand mean
+  arma::Col<double> centre_, change_;  ///< of these columns, before the step; and what a candidate adds
 };
 
 }  // namespace tovik::sem

@@ -129,6 +129,30 @@ bool published_columns::depends(block const& b, unsigned q) const {
   return b.place == q || (b.centre == q && q > 0);
 }
 
+bool published_columns::at_grand_mean(block const& b) const {
+  return b.centre > 0 && b.centre == state_.top();
+}
+
+arma::Mat<double> const& published_columns::centres_of(block const& b) const {
+  return b.values ? expected(b.centre) : shown_means(b.centre);
+}
+
+arma::Col<arma::uword> published_columns::grand_centred_columns() const {
+  arma::Col<arma::uword> out;
+  for (block const& b : blocks_)
+    if (at_grand_mean(b)) out = arma::join_cols(out, b.columns);
+  return out;
+}
+
+void published_columns::grand_centres(arma::Col<double>& out) const {
+  arma::uword n = 0;
+  for (block const& b : blocks_) n += at_grand_mean(b) ? b.columns.n_elem : 0;
+  out.set_size(n);
+  n = 0;
+  for (block const& b : blocks_)
+    for (arma::uword k = 0; at_grand_mean(b) && k < b.columns.n_elem; ++k) out(n++) = centres_of(b)(0, k);
+}
+
 // A row has the values of its unit, wherever the variable's own level is. `each_row` calls its argument with
 // every row to be written.
 template <typename Rows>
@@ -142,7 +166,7 @@ void published_columns::write_rows(arma::Mat<double>& data, block const& b, Rows
       each_row([=](arma::uword i) { to[i] = value[unit[i]]; });
       continue;
     }
-    double const* const centre = (b.values ? expected(b.centre) : shown_means(b.centre)).colptr(k);
+    double const* const centre = centres_of(b).colptr(k);
     arma::uword const* const group = state_.unit_of_row(b.centre);
     if (group == nullptr)
       each_row([=, c = centre[0]](arma::uword i) { to[i] = value[unit[i]] - c; });

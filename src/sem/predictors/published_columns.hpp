@@ -47,6 +47,10 @@ class published_columns {
   /// Writes what depends on the scores at place q, over the rows of these units of the place.
   void write(arma::Mat<double>& data, unsigned q, arma::Col<arma::uword> const& units) const;
 
+  /// The columns that stand less the grand mean, or less what a link makes of it, and these centres.
+  arma::Col<arma::uword> grand_centred_columns() const;
+  void grand_centres(arma::Col<double>& out) const;
+
   /// What the values of own units are less of, own units x dim; zeros without centring.
   arma::Mat<double> centre() const;
   /// The means at a place as they are published, before centring.
@@ -64,6 +68,8 @@ class published_columns {
   void add_means(data::variable const& v);
   void add_links(data::variable const& v);
   bool depends(block const& b, unsigned q) const;
+  bool at_grand_mean(block const& b) const;
+  arma::Mat<double> const& centres_of(block const& b) const;
   arma::Mat<double> const& expected(unsigned q) const;
   template <typename Rows>
   void write_rows(arma::Mat<double>& data, block const& b, Rows each_row) const;

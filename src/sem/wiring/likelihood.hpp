@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "sem/wiring/acceptance.hpp"
+#include "sem/wiring/moving_intercept.hpp"
 
 namespace tovik::sem::estimator {
 
@@ -56,6 +57,8 @@ class likelihood : public std::vector<likelihood_function> {
 
   /// Which of the variable's values are accepted together.
   acceptance together;
+  /// Of a grand mean: the intercepts that go along with what is centred at it.
+  std::vector<moving_intercept> intercepts;
 };
 
 }  // namespace tovik::sem::estimator
