@@ -135,6 +135,15 @@ TEST_F(PhantomRun, PriorsOfSeveralCorrelationsFindAStart) {
   }
 }
 
+/// What follows from a correlation and another label has no value before both stand at their starts.
+TEST_F(PhantomRun, WhatFollowsSeveralLabelsIsComputedFromTheirStarts) {
+  small_run run({"a", "b", "x"}, Random(8, 1).randn(40, 3), {}, {"a ~ 1 x@c", "b ~ 1", "a <-> b@r"},
+                {"r ~ normal(0.1, 1)", "z ~ uniform(0.2, 0.8)", "c = log(z) * r"});
+  prepare(run);
+  auto chain = run.chain(Random(5, 1));
+  EXPECT_TRUE(draws(*chain, 0, 50).is_finite());
+}
+
 TEST_F(PhantomRun, OneLabelIsOneCorrelation) {
   const arma::mat data = arma::join_rows(correlated_pair(40, -0.5), correlated_pair(41, -0.2).head_rows(40));
   small_run run({"a", "b", "c", "d"}, data, {},

@@ -164,7 +164,6 @@ class wiring {
     for (unsigned follower : label.followers) follow(computation(follower), others);
     if (!others.likelihoods.empty() || !others.links.empty() || !others.refresh.empty())
       leader->addRho(others, label.prior >= 0, moves_equations);
-    leader->addStarts({start});
     correlations_.push_back({leader, &label, start});
     bind(label.key, leader->constraint(parameter_type::phantom_correlation, 0, 0)->ptr());
   }
@@ -172,6 +171,12 @@ class wiring {
   /// The middles of several priors may leave an outcome nothing beside its correlations: all starts then go
   /// towards 0, each as far as its prior lets it. Throws tovik::error where that does not do.
   void settle_correlations() const {
+    // All values stand there before what follows from one of them is computed.
+    for (labelled_correlation const& c : correlations_) {
+      c.leader->rho.value = c.start;
+      for (double* link : c.leader->rho.links) *link = c.start;
+    }
+    for (labelled_correlation const& c : correlations_) c.leader->addStarts({c.start});
     constexpr int steps = 20;
     for (int step = 1; step <= steps; ++step) {
       if (phantoms_feasible(world_.models)) return;
