@@ -275,7 +275,7 @@ arma::mat draws_of(std::vector<std::string> const& equations, predictor_run::pla
 
 // The rows of an equation come as intercept variance, residual variance, intercept, slopes; those of x start
 // with its grand mean. With an intercept that stays, 36 and 16 draws of the mean are worth something, and 19
-// of the intercept over the latent means; with one that goes along some 180 and 150.
+// of the intercept over the latent means; with one that goes along hundreds.
 TEST(MovingIntercept, LetsGrandMeanAndInterceptMix) {
   for (bool mean : {false, true}) {
     auto p = clustered();
@@ -290,13 +290,35 @@ TEST(MovingIntercept, LetsGrandMeanAndInterceptMix) {
   }
 }
 
-// 10 draws of the intercept of a are worth something when it stays, and some 230 when it goes along.
+// 10 draws of the intercept of a are worth something when it stays, and hundreds when it goes along.
 TEST(MovingIntercept, MixesWhereACentredOutcomeIsRead) {
   auto p = clustered();
   p.centered = {{"y", center::grand}};
   arma::uword grand_mean = 0;
   arma::mat const draws = draws_of({"a ~ y", "y ~ x"}, p, grand_mean);
   EXPECT_GT(effective_draws(draws.row(2)), 60);
+}
+
+// An intercept that is given leaves the likelihood to tell where the mean is: the steps become small. With
+// one that goes along nearly all are accepted, at their longest.
+TEST(MovingIntercept, StepsAreAsLongAsReadersLetThem) {
+  for (bool given : {false, true}) {
+    auto p = clustered();
+    p.centered = {{"x", center::grand}};
+    predictor_run const run(two_level::names(), much_data(), {given ? "y ~ 1@3.8 x" : "y ~ x"}, p);
+    auto const chain = run.chain(Random(8, 1));
+    tuned_draws(*chain, 2000, 1000);
+    EXPECT_NO_THROW(chain->tune_check());
+    auto const found = predictor(*chain, "x").tuneResults();
+    sem::estimator::tune_obj const& step = found.back();
+    if (given) {
+      EXPECT_LT(step.value, 0.8);
+      EXPECT_NEAR(step.rate(), 0.5, 0.15);
+    } else {
+      EXPECT_EQ(step.value, 1.0);
+      EXPECT_GT(step.rate(), 0.95);
+    }
+  }
 }
 
 }  // namespace

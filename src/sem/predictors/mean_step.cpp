@@ -1,6 +1,8 @@
 #include "sem/predictors/mean_step.hpp"
 
+#include <algorithm>
 #include <cmath>
+#include <limits>
 #include <map>
 #include <utility>
 
@@ -27,6 +29,8 @@ mean_step::mean_step(predictor_state& state, published_columns& published, unsig
   variance_ = precision_;
   root_ = precision_;
   sums_.set_size(kind_.n_elem, state.dim);
+  // No step of the grand mean is accepted too often: there is a longest one.
+  if (q == state.top()) tune.upper = std::numeric_limits<double>::infinity();
 }
 
 void mean_step::set_readers(std::unique_ptr<estimator::likelihood> readers) {
@@ -102,7 +106,12 @@ void mean_step::draw(arma::Mat<double>& data, level_scores const* at, level_scor
   if (readers_ == nullptr) throw error_debug("No likelihood was given for the means.");
   condition(at, below);
   current_ = state_.scores(q_);
-  walk_from(current_, tune.value);
+  if (q_ == state_.top()) {
+    tune.value = std::min(tune.value, 1.0);
+    walk_from(mean_ + std::sqrt(1.0 - tune.value * tune.value) * (current_ - mean_), tune.value);
+  } else {
+    walk_from(current_, tune.value);
+  }
   published_.keep(q_);
   if (!readers_->intercepts.empty()) published_.grand_centres(centre_);
   proposing_ = true;
@@ -137,6 +146,7 @@ void mean_step::write(arma::Mat<double>& data, arma::Col<arma::uword> const& whi
 void mean_step::log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
                             double* out) {
   log_likelihood(data, groups, out);
+  if (q_ == state_.top()) return;  // candidates come from the normal density
   arma::Mat<double> const& means = state_.scores(q_);
   for (arma::uword g = 0; g < groups.n_elem; ++g) {
     for (arma::uword at = groups_.begin(groups(g)); at < groups_.begin(groups(g) + 1); ++at) {

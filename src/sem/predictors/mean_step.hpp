@@ -23,8 +23,16 @@ namespace tovik::sem {
 ///
 /// where the grand mean has its prior's precision and mean 0 in the place of h_q and of what stands above. If
 /// outcome models read what follows from the means, the step is a random walk in units of the square root of
-/// the variance, each unit accepted by itself or, where equations tie units, with its group. With the grand
-/// mean go the intercepts of the list (see moving_intercept).
+/// the variance, each unit accepted by itself or, where equations tie units, with its group.
+///
+/// With the grand mean go the intercepts of the list (see moving_intercept), after which readers hardly mind
+/// where it is. A candidate is then
+///
+///   mean + sqrt(1 - s^2) (mu - mean) + s N(0, precision^{-1}),   s = min(tune.value, 1),
+///
+/// which leaves the normal conditional as it is, so that the likelihood alone accepts (Cotter, Roberts,
+/// Stuart & White, 2013, Statistical Science 28, 424-446). At s = 1 readers that do not mind make it a draw
+/// from the conditional; where they do s is tuned, and small steps are those of a random walk.
 class mean_step : private scan::value_target {
  public:
   mean_step(predictor_state& state, published_columns& published, unsigned q);

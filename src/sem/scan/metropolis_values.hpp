@@ -21,9 +21,10 @@ class metropolis_values {
   /// Counts groups in `tune`. Random numbers: a normal for each value, then a uniform for each group.
   void draw(value_groups const& groups, value_target& target, row_scale const& scale, Random& rng,
             estimator::tune_obj& tune, arma::Mat<double>& data, double* values);
-  /// The same for vectors of `dim` elements that the caller has proposed by a symmetric walk: `candidates`
-  /// and the current `values`, replaced by the new ones, have a row for each value and `dim` columns.
-  /// Random numbers: a uniform for each group.
+  /// The same for vectors of `dim` elements that the caller has proposed by a symmetric walk, or by steps
+  /// that are reversible under a factor of the density which log_density() then leaves out: `candidates` and
+  /// the current `values`, replaced by the new ones, have a row for each value and `dim` columns. Random
+  /// numbers: a uniform for each group.
   void accept(value_groups const& groups, value_target& target, unsigned dim, double const* candidates,
               Random& rng, estimator::tune_obj& tune, arma::Mat<double>& data, double* values);
 
