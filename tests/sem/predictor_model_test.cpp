@@ -285,8 +285,8 @@ TEST(PredictorModels, RefuseWhatTheyAreNotBuiltFor) {
 
   sem::predictor_setup setup = setup_of(world);
   arma::Mat<double> data = world.data();
-  data.col(1).fill(2.0);
-  EXPECT_THROW(sem::make_predictor(setup, {{}, {}}, data), std::runtime_error);
+  data.col(1).fill(0.1);  // whose mean is not 0.1 for every number of them
+  EXPECT_THROW(sem::make_predictor(setup, {{}, {}}, data), tovik::error);
   data.col(1).fill(missing_value);
   EXPECT_THROW(sem::make_predictor(setup, {{}, {}}, data), error_debug);
   data = world.data();

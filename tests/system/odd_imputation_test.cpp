@@ -40,8 +40,8 @@ int some_alone(int j) {
 using rows = std::vector<std::vector<std::string>>;
 
 /// id top y x m o n k w v flat: x is missing in all rows of the third cluster; o is 1 or 5, never between,
-/// and n is 3 or 4; k is a
-/// count; w is of the cluster, v of five clusters together, both missing in parts; z is complete.
+/// and n is 3 or 4; k is a count; w is of the cluster, v of five clusters together, both missing in parts; z
+/// is complete.
 rows make_rows(sizes n) {
   std::mt19937 engine(11);
   const auto uniform = [&] { return static_cast<double>(engine()) / 4294967296.0; };
@@ -172,8 +172,7 @@ const odd_case cases[] = {
      "ERROR: Cannot group mean center the variable \"x\"."},
     {"MeansOfTwoClusters", two, two_levels, "MODEL: y ~ x x.mean;",
      "ERROR: A matrix is numerically not positive definite."},
-    {"AConstant", unequal, two_levels, "FCS: x m flat;",
-     "ERROR: A matrix is numerically not positive definite."},
+    {"AConstant", unequal, two_levels, "FCS: x m flat;", "ERROR: Variable 'flat' does not vary."},
     {"NothingObserved", unequal, two_levels, "MODEL: y ~ x empty;",
      "ERROR: Variable 'empty' has no observed values."},
     {"OrdinalCodesWithAGap", unequal, two_levels,

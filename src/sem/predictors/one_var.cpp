@@ -1,9 +1,8 @@
 #include "sem/predictors/one_var.hpp"
 
-#include <stdexcept>
-
 #include "data/variable.hpp"
 #include "sem/predictors/predictor_starts.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
@@ -16,7 +15,8 @@ OneVar::OneVar(predictor_setup const& setup, std::vector<arma::Col<arma::uword>>
   state_.components[0]->setScore(values);
   add_upper<Component>();
   double const total = arma::var(values);
-  if (!(total > 0)) throw std::runtime_error("The predictor '" + setup.variable->name + "' does not vary.");
+  if (values.min() == values.max() || !(total > 0))
+    throw error("ERROR: Variable '" + setup.variable->name + "' does not vary.\n       Remove it and rerun.");
   start_means(state_, true, total);
   finish();
 }
