@@ -141,21 +141,25 @@ void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> con
   if (p != gamma.n_rows || dim != gamma.n_cols)
     throw error_debug("A level regression has other predictors than it was built for.");
   if (p == 0) return;
-  arma::Mat<double> const G = level.products(x, x);
-  H_ = level.products(x, own);
-  arma::Col<double> variance = Sigma.diag();
-  arma::Mat<double> U(dim, dim, arma::fill::eye);
+  level.products(x, x, G_);
+  level.products(x, own, H_);
   if (dim > 1) {
-    arma::eig_sym(variance, U, Sigma);
-    H_ = H_ * U;
+    eigen_.take(Sigma);
+    rotated_ = H_ * eigen_.vectors;
+    H_ = rotated_;
   }
+  double const* const variance = dim > 1 ? eigen_.values.memptr() : Sigma.memptr();
   bool const ridge = std::isfinite(gamma_prior);
-  z_ = rng->randn(static_cast<int>(p), static_cast<int>(dim));
+  z_.set_size(p, dim);
+  rng->fill_randn(z_.memptr(), z_.n_elem);
   for (arma::uword k = 0; k < dim; ++k) {
     double const h = 1.0 / variance[k];
     if (ridge || k == 0) {
-      T_ = ridge ? arma::Mat<double>(G * h) : G;
-      if (ridge) T_.diag() += 1.0 / gamma_prior;
+      T_ = G_;
+      if (ridge) {
+        T_ *= h;
+        T_.diag() += 1.0 / gamma_prior;
+      }
       double const tolerance = ridge ? 0.0 : singular_share(level.n_units());
       if (!scan::reverse_cholesky(T_.memptr(), p, tolerance))
         throw std::runtime_error("inv(): matrix is singular");
@@ -167,15 +171,31 @@ void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> con
     scan::add_scaled(p, draw_scale, z_.colptr(k), g);
     scan::solve_upper_transposed(T_.memptr(), p, g);
   }
-  if (dim > 1) gamma = gamma * U.t();
+  if (dim == 1) return;
+  rotated_ = gamma * eigen_.vectors.t();
+  gamma = rotated_;
+}
+
+/// e'e - 2 g'W'e + g'W'W g by products that are known. Where the regression leaves next to nothing their
+/// difference has few digits, and the residuals are taken.
+double Component::sumOfSquares(level_scores& level, arma::Col<arma::uword> const& x,
+                               arma::Col<arma::uword> const& own) {
+  constexpr double cancelled = 1e-4;
+  level.products(own, own, own_square_);
+  double const all = own_square_(0, 0);
+  double ss = all;
+  for (arma::uword j = 0; j < x.n_elem; ++j)
+    ss += gamma[j] * (scan::dot(x.n_elem, G_.colptr(j), gamma.memptr()) - 2.0 * H_[j]);
+  if (ss > cancelled * all) return ss;
+  arma::Mat<double> const& r = residuals(level, x, own);
+  return scan::dot(r.n_rows, r.memptr(), r.memptr());
 }
 
 void Component::draw(level_scores& level, arma::Col<arma::uword> const& x,
                      arma::Col<arma::uword> const& own) {
   drawCoefficients(level, x, own, covariance());
-  arma::Mat<double> const& r = residuals(level, x, own);
-  double const n = static_cast<double>(r.n_rows);
-  double const ss = scan::dot(r.n_rows, r.memptr(), r.memptr());
+  double const n = static_cast<double>(level.n_units());
+  double const ss = sumOfSquares(level, x, own);
   // Deviations that all vanish leave no scale for the priors without a sum of squares of their own.
   if (!(ss > 0.0) && prior != 1) {
     sigma2 = floor;

@@ -6,6 +6,7 @@
 
 #include "sem/predictors/level_scores.hpp"
 #include "sem/random.hpp"
+#include "sem/scan/symmetric_eigen.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik::sem {
@@ -95,7 +96,11 @@ class Component {
                                      arma::Col<arma::uword> const& own);
 
  private:
-  arma::Mat<double> residuals_, T_, H_, z_;
+  double sumOfSquares(level_scores& level, arma::Col<arma::uword> const& x,
+                      arma::Col<arma::uword> const& own);
+
+  arma::Mat<double> residuals_, G_, T_, H_, z_, own_square_, rotated_;
+  scan::symmetric_eigen eigen_;
 };
 
 }  // namespace tovik::sem

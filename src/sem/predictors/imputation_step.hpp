@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <memory>
+#include <vector>
 
 #include "sem/predictors/predictor_state.hpp"
 #include "sem/predictors/published_columns.hpp"
@@ -47,7 +48,8 @@ class imputation_step : private scan::value_target {
 
   predictor_state& state_;
   published_columns& published_;
-  arma::Col<arma::uword> missing_, which_units_;
+  arma::Col<arma::uword> missing_;
+  std::vector<arma::uword> which_units_;
   std::unique_ptr<estimator::likelihood> readers_;
   scan::value_groups groups_;
   scan::metropolis_values metropolis_;

@@ -4,6 +4,7 @@
 #include <limits>
 #include <utility>
 
+#include "sem/scan/blas.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -24,51 +25,124 @@ level_scores::level_scores(arma::uword n_units, arma::uword n_columns, arma::Col
   }
 }
 
+void unit_groups::sum(arma::uword n_units, double const* x, double* out) const {
+  if (level == whole) {
+    *out = scan::total(n_units, x);
+    return;
+  }
+  std::fill_n(out, n, 0.0);
+  if (n_units == 0) return;
+  // Units of a group mostly stand together: their sum stays in a register.
+  arma::uword group = of_unit[0];
+  double sum = 0.0;
+  for (arma::uword i = 0; i < n_units; ++i) {
+    if (of_unit[i] != group) {
+      out[group] += sum;
+      sum = 0.0;
+      group = of_unit[i];
+    }
+    sum += x[i];
+  }
+  out[group] += sum;
+}
+
+double* level_scores::rewrite(arma::uword column) {
+  if (column >= data_.n_cols) throw error_debug("A column of the scores of a level does not exist.");
+  arma::uword const at = place_[column];
+  if (at != nowhere) {
+    stale_[at] = 1;
+    for (column_sums& kept : sums_) kept.stale[at] = 1;
+  }
+  return data_.colptr(column);
+}
+
 void level_scores::write(arma::Col<arma::uword> const& columns, arma::Mat<double> const& deviations) {
   if (deviations.n_rows != data_.n_rows || deviations.n_cols != columns.n_elem)
     throw error_debug("Deviations do not have the shape of their level.");
-  for (arma::uword k = 0; k < columns.n_elem; ++k) {
-    if (columns[k] >= data_.n_cols) throw error_debug("A column of the scores of a level does not exist.");
-    std::copy(deviations.begin_col(k), deviations.end_col(k), data_.begin_col(columns[k]));
-    if (place_[columns[k]] != nowhere) stale_[place_[columns[k]]] = 1;
+  for (arma::uword k = 0; k < columns.n_elem; ++k)
+    std::copy(deviations.begin_col(k), deviations.end_col(k), rewrite(columns[k]));
+}
+
+arma::uword level_scores::place(arma::uword column) const {
+  if (column >= place_.size() || place_[column] == nowhere)
+    throw error_debug("A column without products was asked for.");
+  return place_[column];
+}
+
+double const* level_scores::sums(unit_groups const& by, arma::uword column) const {
+  arma::uword const at = place(column);
+  auto kept = std::find_if(sums_.begin(), sums_.end(),
+                           [&](column_sums const& known) { return known.level == by.level; });
+  if (kept == sums_.end()) {
+    sums_.push_back({by.level, arma::Mat<double>(by.n, used_.n_elem, arma::fill::zeros),
+                     std::vector<unsigned char>(used_.n_elem, 1)});
+    kept = sums_.end() - 1;
+  }
+  if (kept->by_group.n_rows != by.n) throw error_debug("The groups of a level are not what they were.");
+  double* const out = kept->by_group.colptr(at);
+  if (kept->stale[at]) by.sum(data_.n_rows, data_.colptr(column), out);
+  kept->stale[at] = 0;
+  return out;
+}
+
+/// The used columns side by side.
+double const* level_scores::used_columns() {
+  arma::uword const p = used_.n_elem;
+  if (used_[p - 1] - used_[0] + 1 == p) return data_.colptr(used_[0]);
+  if (copy_.is_empty()) copy_ = data_.cols(used_);
+  for (arma::uword k : moved_)
+    std::copy(data_.begin_col(used_[k]), data_.end_col(used_[k]), copy_.begin_col(k));
+  return copy_.memptr();
+}
+
+/// One symmetric product.
+void level_scores::refresh_all(double const* Z) {
+  char const upper = 'U', transposed = 'T';
+  double const one = 1.0, zero = 0.0;
+  auto const n = static_cast<arma::blas_int>(data_.n_rows), p = static_cast<arma::blas_int>(used_.n_elem);
+  arma::blas::syrk<double>(&upper, &transposed, &p, &n, &one, Z, &n, &zero, products_.memptr(), &p);
+  for (arma::uword j = 0; j < used_.n_elem; ++j)
+    for (arma::uword i = 0; i < j; ++i) products_(j, i) = products_(i, j);
+}
+
+void level_scores::refresh_some(double const* Z) {
+  arma::uword const n = data_.n_rows, p = used_.n_elem;
+  arma::Mat<double> const all(const_cast<double*>(Z), n, p, false, true);
+  for (arma::uword k : moved_) {
+    double* const cross = products_.colptr(k);
+    scan::multiply_transposed(1.0, all, Z + k * n, 0.0, cross);
+    for (arma::uword i = 0; i < p; ++i) products_(k, i) = cross[i];
   }
 }
 
 /// One symmetric product when most columns moved; otherwise the rows and columns of those that did.
 void level_scores::refresh() {
-  std::vector<arma::uword> moved;
+  moved_.clear();
   for (arma::uword k = 0; k < used_.n_elem; ++k)
-    if (stale_[k]) moved.push_back(k);
-  if (moved.empty()) return;
-  arma::Mat<double> const Z = data_.cols(used_);
-  if (2 * moved.size() > used_.n_elem) {
-    products_ = Z.t() * Z;
-  } else {
-    arma::Col<arma::uword> const at(moved);
-    arma::Mat<double> const cross = Z.t() * data_.cols(arma::Col<arma::uword>(used_.elem(at)));
-    for (arma::uword k = 0; k < at.n_elem; ++k) {
-      for (arma::uword i = 0; i < used_.n_elem; ++i) {
-        products_(i, at[k]) = cross(i, k);
-        products_(at[k], i) = cross(i, k);
-      }
-    }
-  }
+    if (stale_[k]) moved_.push_back(k);
+  if (moved_.empty()) return;
+  double const* const Z = used_columns();
+  if (2 * moved_.size() > used_.n_elem)
+    refresh_all(Z);
+  else
+    refresh_some(Z);
   std::fill(stale_.begin(), stale_.end(), static_cast<unsigned char>(0));
 }
 
 arma::Mat<double> level_scores::products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y) {
-  auto const place = [this](arma::uword column) {
-    if (column >= place_.size() || place_[column] == nowhere)
-      throw error_debug("A column without products was asked for.");
-    return place_[column];
-  };
+  arma::Mat<double> out;
+  products(x, y, out);
+  return out;
+}
+
+void level_scores::products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y,
+                            arma::Mat<double>& out) {
   refresh();
-  arma::Mat<double> out(x.n_elem, y.n_elem);
+  out.set_size(x.n_elem, y.n_elem);
   for (arma::uword j = 0; j < y.n_elem; ++j) {
     double const* const from = products_.colptr(place(y[j]));
     for (arma::uword i = 0; i < x.n_elem; ++i) out(i, j) = from[place(x[i])];
   }
-  return out;
 }
 
 }  // namespace tovik::sem

@@ -5,6 +5,17 @@
 
 namespace tovik::sem {
 
+/// The units of a level by what holds them: a unit of a level above, or the whole.
+struct unit_groups {
+  static constexpr unsigned whole = static_cast<unsigned>(-1);
+  unsigned level = whole;                ///< of the data: where the groups are units; or `whole`
+  arma::uword n = 1;                     ///< number of groups
+  arma::uword const* of_unit = nullptr;  ///< not read for the whole
+
+  /// out[g] := the sum of x over the units of group g.
+  void sum(arma::uword n_units, double const* x, double* out) const;
+};
+
 /// The deviations of all variables at one level of the data, and their cross-products.
 ///
 /// One row per unit of the level, the columns of the working matrix; a variable without a deviation at the
@@ -23,17 +34,38 @@ class level_scores {
   /// Replaces columns; their products are formed anew when they are asked for.
   void write(arma::Col<arma::uword> const& columns, arma::Mat<double> const& deviations);
 
+  /// The storage of a column for a caller that writes some or all of its cells; otherwise the same.
+  double* rewrite(arma::uword column);
+
+  /// Sums of a used column by group, kept until the column is written. Groups of one level are the same in
+  /// every call.
+  double const* sums(unit_groups const& by, arma::uword column) const;
+
   /// x'x of these columns, and x'y of columns `x` and `y`; every column among `used`.
   arma::Mat<double> products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y);
+  void products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y, arma::Mat<double>& out);
 
  private:
+  struct column_sums {
+    unsigned level;
+    arma::Mat<double> by_group;  ///< groups x used columns
+    std::vector<unsigned char> stale;
+  };
+
+  arma::uword place(arma::uword column) const;
   void refresh();
+  void refresh_all(double const* Z);
+  void refresh_some(double const* Z);
+  double const* used_columns();
 
   arma::Mat<double> data_;
   arma::Col<arma::uword> used_;
   std::vector<arma::uword> place_;  ///< of a column of the data among the used ones
   arma::Mat<double> products_;
   std::vector<unsigned char> stale_;
+  std::vector<arma::uword> moved_;         ///< scratch: places that are stale
+  arma::Mat<double> copy_;                 ///< of the used columns, where others stand between them
+  mutable std::vector<column_sums> sums_;  ///< by level of the groups; a chain is one thread
 };
 
 }  // namespace tovik::sem

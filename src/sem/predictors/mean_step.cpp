@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "sem/predictors/normal_rows.hpp"
+#include "sem/scan/blas.hpp"
 #include "sem/working_data.hpp"
 #include "support/error.hpp"
 
@@ -63,24 +64,35 @@ void mean_step::factor() {
   }
 }
 
+namespace {
+
+/// out += x H.
+void add_product(arma::Mat<double> const& x, arma::Mat<double> const& H, arma::Mat<double>& out) {
+  for (arma::uword c = 0; c < out.n_cols; ++c)
+    for (arma::uword k = 0; k < x.n_cols; ++k)
+      scan::add_scaled(out.n_rows, H(k, c), x.colptr(k), out.colptr(c));
+}
+
+}  // namespace
+
 void mean_step::condition(level_scores const* at, level_scores const& below) {
   factor();
   arma::uword const dim = state_.dim;
   Component const& lower = *state_.components[q_ - 1];
-  arma::uword const* up = state_.parent(q_ - 1).memptr();
-  below_.zeros(state_.n_units(q_ - 1), dim);
-  if (!state_.predictors[q_ - 1].is_empty()) lower.addRegression(below, state_.predictors[q_ - 1], below_);
-  sums_.zeros();
-  for (arma::uword k = 0; k < dim; ++k) {
-    double const* s = lower.score.colptr(k);
-    double const* fitted = below_.colptr(k);
-    double* sum = sums_.colptr(k);
-    for (arma::uword i = 0; i < below_.n_rows; ++i) sum[up[i]] += s[i] - fitted[i];
+  unit_groups by;
+  if (q_ < state_.top()) by = {state_.chain.level(q_), state_.n_units(q_), state_.parent(q_ - 1).memptr()};
+  for (arma::uword k = 0; k < dim; ++k) by.sum(lower.score.n_rows, lower.score.colptr(k), sums_.colptr(k));
+  arma::Col<arma::uword> const& W = state_.predictors[q_ - 1];
+  for (arma::uword p = 0; p < W.n_elem; ++p) {
+    double const* const w = below.sums(by, W(p));
+    for (arma::uword k = 0; k < dim; ++k)
+      scan::add_scaled(sums_.n_rows, -lower.gamma(p, k), w, sums_.colptr(k));
   }
-  next_ = sums_ * arma::inv_sympd(lower.covariance());
+  next_.zeros(sums_.n_rows, dim);
+  add_product(sums_, arma::inv_sympd(lower.covariance()), next_);
   if (q_ < state_.top()) {
     state_.expected(q_, *at, mean_);
-    next_ += mean_ * arma::inv_sympd(state_.components[q_]->covariance());
+    add_product(mean_, arma::inv_sympd(state_.components[q_]->covariance()), next_);
   }
   mean_.zeros(next_.n_rows, dim);
   for (arma::uword j = 0; j < next_.n_rows; ++j) {

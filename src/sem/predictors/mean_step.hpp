@@ -75,7 +75,7 @@ class mean_step : private scan::value_target {
   arma::Col<arma::uword> kind_;                     ///< of each unit
   arma::Col<double> n_children_;                    ///< of each kind
   arma::Cube<double> precision_, variance_, root_;  ///< of each kind; root'root = variance
-  arma::Mat<double> below_, sums_, mean_, next_, current_;
+  arma::Mat<double> sums_, mean_, next_, current_;
 
   arma::Col<arma::uword> centred_;     ///< columns that stand less the grand mean
   arma::Col<double> centre_, change_;  ///< of these columns, before the step; and what a candidate adds

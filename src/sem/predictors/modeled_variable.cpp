@@ -111,8 +111,7 @@ void modeled_variable::drawParam(unsigned d, level_scores& scores) {
     component.drawLatent(scratch_);
   }
   if (means_only_ || (q == 0 && state_.categorical())) {
-    state_.deviation(q, scratch_);
-    scores.write(columns_, scratch_);
+    writeDeviation(d, scores);
   }
   arma::Col<arma::uword> const& W = state_.predictors[q];
   component.draw(scores, W, columns_);
@@ -141,6 +140,19 @@ void modeled_variable::drawImputation(arma::Mat<double>& data, level_scores cons
 void modeled_variable::publish(arma::Mat<double>& data) const {
   published_.write(data);
   follow_sd();
+}
+
+void modeled_variable::publishImputed(arma::Mat<double>& data) const {
+  published_.write(data, 0, missing_units);
+}
+
+void modeled_variable::writeDeviation(unsigned d, level_scores& to) const {
+  unsigned const q = state_.chain.place(d);
+  for (arma::uword k = 0; k < state_.dim; ++k) state_.deviation(q, k, to.rewrite(columns_(k)));
+}
+
+void modeled_variable::writeImputed(level_scores& own) const {
+  for (arma::uword k = 0; k < state_.dim; ++k) state_.deviation(k, missing_units, own.rewrite(columns_(k)));
 }
 
 // A step by likelihoods starts from columns that follow from the state.

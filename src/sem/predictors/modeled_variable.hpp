@@ -29,6 +29,7 @@ class modeled_variable : public Variable {
   void drawImputation(level_scores const& own) override;
   void drawImputation(arma::Mat<double>& data, level_scores const& own) override;
   void publish(arma::Mat<double>& data) const override;
+  void publishImputed(arma::Mat<double>& data) const override;
 
   /// The groups of a list of latent means are by units of their level. Throws error_debug for the imputation
   /// of a variable without missing values and for a level at which the variable does not vary.
@@ -47,6 +48,8 @@ class modeled_variable : public Variable {
   double const& sd() const override;
   double const& sdLatentMeans() const override;
   arma::Mat<double> deviation(unsigned d) const override;
+  void writeDeviation(unsigned d, level_scores& to) const override;
+  void writeImputed(level_scores& own) const override;
   arma::Mat<double> data() const override;
   arma::Mat<double> uncenteredData() const override;
   arma::Col<double> params() const override;

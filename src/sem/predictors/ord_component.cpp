@@ -36,31 +36,19 @@ arma::Col<arma::uword> count(arma::Col<arma::uword> const& categories, arma::uwo
   return out;
 }
 
-/// Per category its units in rising order, those with a flag left out.
-std::vector<arma::Col<arma::uword>> sort_units(arma::Col<arma::uword> const& categories,
-                                               arma::uword n_categories,
-                                               std::vector<unsigned char> const& left_out) {
-  arma::Col<arma::uword> const counts = count(categories, n_categories, left_out);
-  std::vector<arma::Col<arma::uword>> out;
-  for (arma::uword k = 0; k < n_categories; ++k) out.emplace_back(counts[k]);
-  arma::Col<arma::uword> at(n_categories, arma::fill::zeros);
-  for (arma::uword i = 0; i < categories.n_elem; ++i)
-    if (!left_out[i]) out[categories[i]][at[categories[i]]++] = i;
-  return out;
-}
-
 }  // namespace
 
 OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> categories,
                            arma::uword n_categories, arma::Col<arma::uword> const& missing)
     : Component(with_prior(setup, gammaPrior)),
       categories_(std::move(categories)),
-      imputed_(flags(setup.n_units, missing)) {
+      imputed_(flags(setup.n_units, missing)),
+      none_(setup.n_units, 0) {
   if (dim() != 1) throw error_debug("An ordinal variable has one column of scores.");
   check_categories(categories_, n_units(), n_categories);
   counts_ = count(categories_, n_categories, imputed_);
   tau_ = scan::thresholds(counts_);
-  observed_members_ = sort_units(categories_, n_categories, imputed_);
+  sort_units(imputed_, observed_members_);
 }
 
 double OrdComponent::startMean() const {
@@ -70,8 +58,9 @@ double OrdComponent::startMean() const {
 
 void OrdComponent::startScores(arma::Mat<double> const& mean) {
   if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
-  std::vector<unsigned char> const none(n_units(), 0);
-  tau_.draw(sort_units(categories_, tau_.n_categories(), none), mean.memptr(), score.memptr(), *rng);
+  unit_sets all;
+  sort_units(none_, all);
+  tau_.draw(all.by_category, mean.memptr(), score.memptr(), *rng);
 }
 
 void OrdComponent::setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) {
@@ -88,20 +77,33 @@ void OrdComponent::setCategories(arma::Col<arma::uword> const& categories, arma:
   if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
   categories_ = categories;
   imputed_.assign(n_units(), 0);
-  observed_members_ = sort_units(categories_, tau_.n_categories(), imputed_);
+  sort_units(imputed_, observed_members_);
   stale_ = true;
   for (arma::uword i = 0; i < n_units(); ++i)
     if (tau_.categorize(score[i]) != categories_[i]) score[i] = tau_.draw(categories_[i], mean[i], *rng);
 }
 
-std::vector<arma::Col<arma::uword>> const& OrdComponent::members() {
-  if (!heed_missing) return observed_members_;
-  if (stale_) {
-    std::vector<unsigned char> const none(n_units(), 0);
-    all_members_ = sort_units(categories_, tau_.n_categories(), none);
-    stale_ = false;
+/// In rising order, those with a flag left out.
+void OrdComponent::sort_units(std::vector<unsigned char> const& left_out, unit_sets& out) const {
+  arma::uword const K = tau_.n_categories();
+  arma::Col<arma::uword> const counts = count(categories_, K, left_out);
+  out.units.resize(categories_.n_elem);
+  out.by_category.clear();
+  out.by_category.reserve(K);
+  arma::Col<arma::uword> at(K);
+  for (arma::uword k = 0, begin = 0; k < K; begin += counts[k++]) {
+    at[k] = begin;
+    out.by_category.emplace_back(out.units.data() + begin, counts[k], false, true);
   }
-  return all_members_;
+  for (arma::uword i = 0; i < categories_.n_elem; ++i)
+    if (!left_out[i]) out.units[at[categories_[i]]++] = i;
+}
+
+std::vector<arma::Col<arma::uword>> const& OrdComponent::members() {
+  if (!heed_missing) return observed_members_.by_category;
+  if (stale_) sort_units(none_, all_members_);
+  stale_ = false;
+  return all_members_.by_category;
 }
 
 /// The units whose categories the thresholds heed are those whose scores move with them: the scores of other

@@ -52,12 +52,19 @@ class OrdComponent : public Component {
   arma::uword n_estimated() const override;
 
  private:
+  /// Per category its units, in memory that is kept.
+  struct unit_sets {
+    std::vector<arma::uword> units;
+    std::vector<arma::Col<arma::uword>> by_category;  ///< views of `units`
+  };
+
   std::vector<arma::Col<arma::uword>> const& members();
+  void sort_units(std::vector<unsigned char> const& left_out, unit_sets& out) const;
 
   arma::Col<arma::uword> categories_, counts_;
-  std::vector<unsigned char> imputed_;
+  std::vector<unsigned char> imputed_, none_;  ///< flags of units
   scan::thresholds tau_;
-  std::vector<arma::Col<arma::uword>> observed_members_, all_members_;
+  unit_sets observed_members_, all_members_;
   bool stale_ = true;
 };
 

@@ -31,7 +31,7 @@ void predictor_set::draw(arma::Mat<double>& data) {
 }
 
 void predictor_set::write_scores(Variable const& v, unsigned d) {
-  level_data_[v.level + d].write(v.columns(), v.deviation(d));
+  v.writeDeviation(d, level_data_[v.level + d]);
 }
 
 /// Deviations of own values follow means and values where these move; only the values of a means-only model
@@ -89,8 +89,11 @@ void predictor_set::imputation_step(arma::Mat<double>& data) {
       v->drawImputation(data, level_data_[v->level]);
     else if (v->missing)
       v->drawImputation(level_data_[v->level]);
-    if (v->missing) write_scores(*v, 0);
-    if (has_derived_columns(*v) || (v->missing && !reads_likelihood)) v->publish(data);
+    if (v->missing) v->writeImputed(level_data_[v->level]);
+    if (has_derived_columns(*v))
+      v->publish(data);
+    else if (v->missing && !reads_likelihood)
+      v->publishImputed(data);
   }
 }
 

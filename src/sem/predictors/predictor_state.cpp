@@ -40,22 +40,29 @@ void predictor_state::follow_categories() {
 }
 
 arma::Mat<double> predictor_state::deviation(unsigned q) const {
-  arma::Mat<double> out;
-  deviation(q, out);
+  arma::Mat<double> out(scores(q).n_rows, dim);
+  for (arma::uword k = 0; k < dim; ++k) deviation(q, k, out.colptr(k));
   return out;
 }
 
-void predictor_state::deviation(unsigned q, arma::Mat<double>& out) const {
-  arma::Mat<double> const& own = scores(q);
-  arma::Mat<double> const& above = scores(q + 1);
-  arma::uword const* up = parent(q).memptr();
-  out.set_size(own.n_rows, dim);
-  for (arma::uword k = 0; k < dim; ++k) {
-    double const* s = own.colptr(k);
-    double const* t = above.colptr(k);
-    double* e = out.colptr(k);
-    for (arma::uword i = 0; i < own.n_rows; ++i) e[i] = s[i] - t[up[i]];
+void predictor_state::deviation(unsigned q, arma::uword k, double* __restrict out) const {
+  arma::uword const n = scores(q).n_rows;
+  double const* const s = scores(q).colptr(k);
+  double const* const above = scores(q + 1).colptr(k);
+  if (q + 1 == top()) {
+    double const mean = *above;
+    for (arma::uword i = 0; i < n; ++i) out[i] = s[i] - mean;
+    return;
   }
+  arma::uword const* const up = parent(q).memptr();
+  for (arma::uword i = 0; i < n; ++i) out[i] = s[i] - above[up[i]];
+}
+
+void predictor_state::deviation(arma::uword k, arma::Col<arma::uword> const& own_units, double* out) const {
+  double const* const s = scores(0).colptr(k);
+  double const* const above = scores(1).colptr(k);
+  arma::uword const* const up = parent(0).memptr();
+  for (arma::uword i : own_units) out[i] = s[i] - above[up[i]];
 }
 
 void predictor_state::expected(unsigned q, level_scores const& at, arma::Mat<double>& out) const {

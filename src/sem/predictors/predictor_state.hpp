@@ -53,7 +53,9 @@ struct predictor_state {
 
   /// e_q, units x dim.
   arma::Mat<double> deviation(unsigned q) const;
-  void deviation(unsigned q, arma::Mat<double>& out) const;
+  /// Column k of e_q, and of e_0 at these units only.
+  void deviation(unsigned q, arma::uword k, double* out) const;
+  void deviation(arma::uword k, arma::Col<arma::uword> const& own_units, double* out) const;
   /// S_{q+1}[parent] + W_q gamma_q, into `out`.
   void expected(unsigned q, level_scores const& at, arma::Mat<double>& out) const;
 

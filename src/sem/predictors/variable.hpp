@@ -100,6 +100,8 @@ class Variable {
   virtual void drawImputation(arma::Mat<double>& data, level_scores const& own) = 0;
   /// Writes every column that outcome models read, over all rows.
   virtual void publish(arma::Mat<double>& data) const = 0;
+  /// The same after an imputation, where nothing moved but the missing values.
+  virtual void publishImputed(arma::Mat<double>& data) const { publish(data); }
 
   // --- links to outcome models
   // -------------------------------------------------------------------------------
@@ -129,6 +131,10 @@ class Variable {
   virtual double const& sdLatentMeans() const = 0;
   /// e = S_q - S_{q+1}, units x columns(). Throws error_debug if there is none d levels above the own one.
   virtual arma::Mat<double> deviation(unsigned d) const = 0;
+  /// Writes it into the scores of its level.
+  virtual void writeDeviation(unsigned d, level_scores& to) const { to.write(columns(), deviation(d)); }
+  /// After an imputation: the same at the own level, where only the missing units moved.
+  virtual void writeImputed(level_scores& own) const { writeDeviation(0, own); }
   bool isDeviation(unsigned d) const { return d < deviates.size() && deviates[d]; }
   /// What outcome models read: units of the own level x value_columns().
   virtual arma::Mat<double> data() const = 0;

@@ -127,16 +127,7 @@ void thresholds::draw(std::vector<arma::Col<arma::uword>> const& members, double
                       Random& rng) const {
   arma::uword const K = tau.n_elem;
   auto const category = [&](arma::uword k) {
-    arma::Col<arma::uword> const& units = members[k];
-    arma::Col<double> z(units.n_elem);
-    for (arma::uword i = 0; i < units.n_elem; ++i) z[i] = mean[units[i]];
-    if (k == 0)
-      drawTail(z, tau[0], true, rng);
-    else if (k == K)
-      drawTail(z, tau[K - 1], false, rng);
-    else
-      drawMid(z, tau[k - 1], tau[k], rng);
-    for (arma::uword i = 0; i < units.n_elem; ++i) scores[units[i]] = z[i];
+    for (arma::uword i : members[k]) scores[i] = draw(k, mean[i], rng);
   };
   category(0);
   category(K);

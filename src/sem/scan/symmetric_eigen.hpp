@@ -1,0 +1,34 @@
+#pragma once
+
+#include <armadillo>
+#include <stdexcept>
+#include <vector>
+
+namespace tovik::sem::scan {
+
+/// Eigenvalues, rising, and eigenvectors of small symmetric matrices, in work space that is kept.
+class symmetric_eigen {
+ public:
+  arma::Col<double> values;
+  arma::Mat<double> vectors;
+
+  /// Throws std::runtime_error where the decomposition fails.
+  void take(arma::Mat<double> const& S) {
+    char job = 'V', upper = 'U';
+    arma::blas_int n = static_cast<arma::blas_int>(S.n_rows), info = 0;
+    arma::blas_int size = 1 + 6 * n + 2 * n * n, integers = 3 + 5 * n;
+    values.set_size(S.n_rows);
+    vectors = S;
+    work_.resize(static_cast<std::size_t>(size));
+    integer_work_.resize(static_cast<std::size_t>(integers));
+    arma::lapack::syevd<double>(&job, &upper, &n, vectors.memptr(), &n, values.memptr(), work_.data(), &size,
+                                integer_work_.data(), &integers, &info);
+    if (info != 0) throw std::runtime_error("eig_sym(): decomposition failed");
+  }
+
+ private:
+  std::vector<double> work_;
+  std::vector<arma::blas_int> integer_work_;
+};
+
+}  // namespace tovik::sem::scan
