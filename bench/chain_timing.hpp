@@ -1,0 +1,86 @@
+#pragma once
+
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cmath>
+#include <ctime>
+#include <functional>
+#include <limits>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "../tests/sem/small_run.hpp"
+#include "results/summary_ess.hpp"
+
+namespace tovik::bench {
+
+/// Processor time of this thread.
+inline double seconds() {
+  timespec now{};
+  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+  return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
+}
+
+/// The shortest time of one call among turns that take about a twentieth of a second each.
+class fastest {
+ public:
+  explicit fastest(std::function<void()> step) : step_(std::move(step)) {
+    const double begin = seconds();
+    step_();
+    calls_ = 1 + static_cast<int>(0.05 / std::max(1e-7, seconds() - begin));
+  }
+  void turn() {
+    const double begin = seconds();
+    for (int i = 0; i < calls_; ++i) step_();
+    best_ = std::min(best_, (seconds() - begin) / calls_);
+  }
+  double per_call() const { return best_; }
+
+ private:
+  std::function<void()> step_;
+  int calls_ = 1;
+  double best_ = std::numeric_limits<double>::infinity();
+};
+
+/// How many random numbers a scan draws.
+struct numbers_of_scan {
+  std::size_t normals = 0;
+  std::size_t uniforms = 0;
+  int gammas = 0;
+  std::size_t truncated = 0;  ///< normals with a bound
+};
+
+/// The floor of a scan: its random numbers, and a sum over every cell of the working matrix.
+inline std::function<void()> floor_of(numbers_of_scan const& numbers, sem::Mcmc const& chain) {
+  auto rng = std::make_shared<Random>(3, 1);
+  auto out = std::make_shared<std::vector<double>>(numbers.normals);
+  return [numbers, &chain, rng, out] {
+    rng->fill_randn(out->data(), numbers.normals);
+    double sum = 0.0;
+    for (std::size_t k = 0; k < numbers.uniforms; ++k) sum += rng->runif();
+    for (int g = 0; g < numbers.gammas; ++g) sum += rng->rgamma(1000.0, 0.001);
+    for (std::size_t k = 0; k < numbers.truncated; ++k) sum += rng->trNorm(0.3, 0.0, 1.0, k % 2 == 0);
+    benchmark::DoNotOptimize(out->data());
+    sum += arma::accu(chain.working().data);
+    benchmark::DoNotOptimize(sum);
+  };
+}
+
+/// Effective draws per scan of the slowest parameter, and its position. Parameters that are held fixed do not
+/// count.
+inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
+  const arma::mat rows = arma::mat(tests::draws(chain, 0, n)).t();
+  EffectiveSize size(1, n);
+  std::pair<double, arma::uword> out{std::numeric_limits<double>::infinity(), 0};
+  for (arma::uword j = 0; j < rows.n_cols; ++j) {
+    if (rows.col(j).max() == rows.col(j).min()) continue;
+    const double ess = size({rows.colptr(j)});
+    if (ess < out.first) out = {ess, j};
+  }
+  out.first /= static_cast<double>(n);
+  return out;
+}
+
+}  // namespace tovik::bench

@@ -1,0 +1,105 @@
+// Chains with models of incomplete predictors: the time of a scan with the report column, as a multiple of
+// its floor (its random numbers and one pass over its data) and of that floor with the cross-products of the
+// predictors, which the regressions among them cannot do without; effective draws of the slowest parameter.
+//
+// Scans and floors are timed by turns, in processor time, and the fastest turn of each counts.
+
+#include <benchmark/benchmark.h>
+
+#include "chain_timing.hpp"
+#include "model/model.hpp"
+#include "predictor_workloads.hpp"
+#include "support/blas_threads.hpp"
+
+namespace {
+
+using tovik::Random;
+using tovik::bench::fastest;
+using tovik::bench::predictor_workload;
+using tovik::sem::Mcmc;
+
+/// The products of the columns that predict, one for each score, at every level of the data.
+std::function<void()> products_of(Mcmc const& chain) {
+  arma::uword columns = 0;
+  for (auto const& v : chain.predictors()) columns += v->columns().n_elem;
+  auto scores = std::make_shared<std::vector<arma::mat>>();
+  for (unsigned level = 0; level < chain.working().n_levels(); ++level) {
+    const arma::uword n = chain.working().n_units(level);
+    if (n > 1) scores->push_back(arma::mat(n, columns, arma::fill::value(0.5)));
+  }
+  auto out = std::make_shared<arma::mat>(columns, columns);
+  return [scores, out] {
+    for (arma::mat const& Z : *scores) *out = Z.t() * Z;
+    benchmark::DoNotOptimize(out->memptr());
+  };
+}
+
+std::string name_of(tovik::sem::predictor_row const& row) {
+  const std::string level = row.level > 0 ? " at level " + std::to_string(row.level) : "";
+  if (row.number > 0) return row.name + ": threshold " + std::to_string(row.number);
+  if (row.what == tovik::sem::predictor_row::kind::grand_mean) return row.name + ": mean";
+  return row.name + (row.other.empty() ? ": variance" : " with " + row.other) + level;
+}
+
+std::vector<std::string> row_names(predictor_workload const& work, Mcmc const& chain) {
+  std::vector<std::string> out;
+  for (tovik::Model const& model : work.run.models) {
+    for (auto const& names : {model.parameters(), model.standardized(), model.rsquare()})
+      for (std::string const& name : names)
+        out.push_back(model.name() + ": " + name.substr(name.find(':') + 1));
+  }
+  for (auto const& v : chain.predictors())
+    for (auto const& row : v->layout(chain.predictor_column_names())) out.push_back(name_of(row));
+  return out;
+}
+
+void run(benchmark::State& state, predictor_workload const& work) {
+  tovik::use_one_blas_thread();
+  const std::shared_ptr<Mcmc> chain = work.run.chain(Random(11, 1));
+  for (int t = 1; t <= 400; ++t) {
+    chain->oneRep();
+    if (t % 100 == 0) chain->tune();
+  }
+  fastest scan([&] {
+    chain->oneRep();
+    benchmark::DoNotOptimize(chain->getParams().memptr());
+  });
+  fastest floor(tovik::bench::floor_of(work.numbers, *chain));
+  fastest products(products_of(*chain));
+  constexpr int turns = 12;
+  for (int t = 0; t < turns; ++t)
+    for (fastest* timed : {&floor, &scan, &products}) timed->turn();
+  const auto [ess, parameter] = tovik::bench::slowest(*chain, 2000);
+  for (auto _ : state) state.SetIterationTime(scan.per_call());
+  state.counters["scans/s"] = 1.0 / scan.per_call();
+  state.counters["x_floor"] = scan.per_call() / floor.per_call();
+  state.counters["x_floor_products"] = scan.per_call() / (floor.per_call() + products.per_call());
+  state.counters["slowest_ess/s"] = ess / scan.per_call();
+  state.counters["slowest_ess/scan"] = ess;
+  state.SetLabel(row_names(work, *chain).at(parameter));
+}
+
+void Incomplete_random_slope(benchmark::State& state) {
+  run(state, tovik::bench::incomplete_random_slope(false));
+}
+void Incomplete_random_slope_with_latent_means(benchmark::State& state) {
+  run(state, tovik::bench::incomplete_random_slope(true));
+}
+void Continuous_fcs(benchmark::State& state) {
+  run(state, tovik::bench::continuous_fcs());
+}
+void Mixed_fcs(benchmark::State& state) {
+  run(state, tovik::bench::mixed_fcs());
+}
+
+BENCHMARK(Incomplete_random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Incomplete_random_slope_with_latent_means)
+    ->UseManualTime()
+    ->Iterations(1)
+    ->Unit(benchmark::kMicrosecond);
+BENCHMARK(Continuous_fcs)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Mixed_fcs)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
