@@ -89,6 +89,22 @@ TEST(Component, NewDeviationsEnterTheNextDraw) {
   EXPECT_NEAR(c.gamma(1, 0), 0.0, 2.0);
 }
 
+TEST(Component, TheVarianceOfNextToNothingKeepsItsDigits) {
+  // Products leave no digit of residuals that are 1e-8 of what they are the residuals of.
+  ComponentWorld w(18, 3, 1, 32);
+  arma::mat const nothing = 1e-8 * Random(33, 1U).randn(18, 1);
+  w.level.write(w.own, w.W() * arma::vec{1.0, -0.5, 0.7} + nothing);
+  Component c(w.setup(2));
+  c.startVariance(nothing, 0.0);
+  std::vector<double> u;
+  for (int i = 0; i < draws; ++i) {
+    c.draw(w.level, w.x, w.own);
+    double const ss = arma::accu(arma::square(w.Y() - w.W() * c.gamma));
+    u.push_back(inverse_gamma_cdf(c.sigma2, (18.0 + pseudo_df[1]) / 2.0, ss / 2.0));
+  }
+  EXPECT_LT(kolmogorov(u, uniform), 2.5);
+}
+
 TEST(Component, RegressionIsThatOfTheCoefficients) {
   ComponentWorld w(9, 3, 2, 23);
   MultivarComponent c(w.setup(1));

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <vector>
+
 #include "sem/random.hpp"
 #include "support/error.hpp"
 
@@ -62,6 +64,44 @@ TEST(LevelScores, AColumnThatPredictsNothingIsKeptWithoutProducts) {
   EXPECT_EQ(arma::abs(f.level.data().col(4) - values).max(), 0.0);
   EXPECT_THROW(f.level.products({0, 4}, {0}), error_debug);
   EXPECT_THROW(f.level.products({0}, {9}), error_debug);
+}
+
+void expect_sums(level_scores const& level, unit_groups const& by, arma::uword column) {
+  std::vector<double> expected(by.n, 0.0);
+  for (arma::uword i = 0; i < level.n_units(); ++i)
+    expected[by.of_unit == nullptr ? 0 : by.of_unit[i]] += level.data()(i, column);
+  double const* const sums = level.sums(by, column);
+  for (arma::uword g = 0; g < by.n; ++g) EXPECT_NEAR(sums[g], expected[g], 1e-12);
+}
+
+TEST(LevelScores, SumsByGroupFollowEveryWrite) {
+  Filled f;
+  // Groups in any order, one of them without a unit, and the whole.
+  columns const group = {2, 2, 0, 0, 0, 3, 3, 2, 0, 3, 3, 3, 5, 5, 4, 4, 2, 0, 5, 3};
+  unit_groups const some{1, 6, group.memptr()}, all;
+  for (columns const& moved : {columns{3}, columns{6, 0}, columns{5}}) {
+    f.level.write(moved, f.rng.randn(20, static_cast<int>(moved.n_elem)));
+    for (arma::uword column : f.used) {
+      expect_sums(f.level, some, column);
+      expect_sums(f.level, all, column);
+    }
+  }
+  f.level.rewrite(5)[7] += 2.5;
+  expect_sums(f.level, some, 5);
+  expect_sums(f.level, all, 5);
+  expect_products(f.level, {5, 2}, {5, 6});
+  EXPECT_THROW(f.level.sums(all, 4), error_debug);
+  EXPECT_THROW(f.level.sums({1, 7, group.memptr()}, 5), error_debug);
+  EXPECT_THROW(f.level.rewrite(7), error_debug);
+}
+
+TEST(LevelScores, ProductsOfColumnsSideBySideAreTakenWhereTheyStand) {
+  Random rng(8, 0U);
+  level_scores level(30, 5, columns{1, 2, 3});
+  level.write({0, 1, 2, 3, 4}, rng.randn(30, 5));
+  expect_products(level, {1, 2, 3}, {1, 2, 3});
+  level.write({2}, rng.randn(30, 1));
+  expect_products(level, {1, 2, 3}, {1, 2, 3});
 }
 
 TEST(LevelScores, NoColumnsGiveEmptyProducts) {
