@@ -8,8 +8,8 @@
 #include <memory>
 #include <vector>
 
-#include "chain_posterior.hpp"
 #include "data/variable.hpp"
+#include "sem/chain_posterior.hpp"
 #include "sem/predictors/variable.hpp"
 #include "sem/random.hpp"
 #include "sem/working_data.hpp"

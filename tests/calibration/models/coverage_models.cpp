@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <sstream>
+#include <string>
 
 #include "calibration/pooling.hpp"
 #include "calibration/random_draws.hpp"
@@ -14,10 +16,10 @@ using engine_type = std::mt19937_64;
 
 /// A run of one chain with this model.
 std::string one_chain(const char* model) {
-  std::string commands(model);
-  commands.append("OPTIONS: disable_dic disable_corrs; DEBUG: allow_tune_fail;\n");
-  commands.append("CHAINS: 1; BURN: 1500; ITERATIONS: 3000;\n");
-  return commands;
+  std::ostringstream commands;
+  commands << model << "OPTIONS: disable_dic disable_corrs; DEBUG: allow_tune_fail;\n"
+           << "CHAINS: 1; BURN: 1500; ITERATIONS: 3000;\n";
+  return commands.str();
 }
 
 study simulate_interaction(engine_type& engine) {
