@@ -83,7 +83,7 @@ study simulate_contextual(engine_type& engine) {
 }
 
 study simulate_three_levels(engine_type& engine) {
-  constexpr arma::uword tops = 30, middles = 4, each = 4;
+  constexpr arma::uword tops = 50, middles = 4, each = 4;
   study one{arma::Mat<double>(tops * middles * each, 6), {}};
   arma::uword row = 0;
   for (arma::uword t = 0; t < tops; ++t) {
@@ -210,7 +210,7 @@ coverage_study three_level_coverage() {
   coverage_study what;
   what.title = "Incomplete predictors in three levels";
   what.design =
-      "30 units of level 3 with 4 units of level 2 each and 4 rows in each; x is missing given y, w (of "
+      "50 units of level 3 with 4 units of level 2 each and 4 rows in each; x is missing given y, w (of "
       "level 2) "
       "given z (of level 3). y ~ x w z.";
   what.runs.names = {"top", "mid", "x", "w", "z", "y"};
