@@ -33,11 +33,34 @@ TwoEquations mediation() {
   return pair;
 }
 
+enum class step { metropolis, slice, solved };
+
+/// What both equations of the mediation say of m, as factors of a normal distribution of each row.
+std::shared_ptr<sem::autosolver::solver<sem::autosolver::normal>> solution(TwoEquations& pair) {
+  using sem::autosolver::normal;
+  auto out = std::make_shared<sem::autosolver::solver<normal>>();
+  out->rng = &pair.rng();
+  out->functions.push_back([&pair](arma::Mat<double> const& data, normal const&) {
+    auto const& a = pair.m.fixed_values;
+    return normal(a(0) + a(1) * data.col(2), pair.m.resid_value);
+  });
+  out->functions.push_back([&pair](arma::Mat<double> const& data, normal const& before) {
+    auto const& b = pair.y.fixed_values;
+    arma::Col<double> const slope = b(1) + b(3) * data.col(3);
+    arma::Col<double> const rest = data.col(1) - b(0) - b(2) * data.col(2);
+    arma::Col<double> const variance =
+        1.0 / (1.0 / before.variance + arma::square(slope) / pair.y.resid_value);
+    return normal(variance % (before.mean / before.variance + slope % rest / pair.y.resid_value), variance);
+  });
+  return out;
+}
+
 // m_i | y_i is normal: precision 1 / v_m + s_i^2 / v_y with s_i the slope of y on m in row i.
-void expect_normal_conditional(bool slice) {
-  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+void expect_normal_conditional(step kind) {
+  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, kind == step::slice);
   TwoEquations pair = mediation();
   pair.build();
+  if (kind == step::solved) pair.of_m().addDist(solution(pair), sem::distribution_type::fixed);
   pair.draw_joint();
   arma::Mat<double>& data = pair.world.data;
   auto const &a = pair.m.fixed_values, &b = pair.y.fixed_values;
@@ -61,11 +84,49 @@ void expect_normal_conditional(bool slice) {
 }
 
 TEST(Imputation, MetropolisDrawsFromTheNormalConditionalOfAMediator) {
-  expect_normal_conditional(false);
+  expect_normal_conditional(step::metropolis);
 }
 
 TEST(Imputation, SliceDrawsFromTheNormalConditionalOfAMediator) {
-  expect_normal_conditional(true);
+  expect_normal_conditional(step::slice);
+}
+
+TEST(Imputation, ASolvedDistributionReplacesTheStep) {
+  expect_normal_conditional(step::solved);
+  TwoEquations pair = mediation();
+  pair.build();
+  pair.draw_joint();
+  pair.of_m().addDist(solution(pair), sem::distribution_type::fixed);
+  for (int t = 0; t < 20; ++t) pair.scan();
+  EXPECT_EQ(pair.of_m().tuneResults().front().total, 0u);
+}
+
+// y* = sqrt(m) >= 0: the solved normal is cut off there.
+TEST(Imputation, ASolvedValueStaysInTheRangeOfTheTransformation) {
+  using sem::autosolver::normal;
+  TwoEquations pair = mediation();
+  pair.transformation = "sqrt(#DATA(0))";
+  pair.build(false);
+  pair.draw_joint([](double value) { return value > 0.0; });
+  auto solver = std::make_shared<sem::autosolver::solver<normal>>();
+  solver->rng = &pair.rng();
+  solver->functions.push_back([](arma::Mat<double> const& data, normal const&) {
+    return normal(arma::Col<double>(data.n_rows, arma::fill::zeros), 1.0);
+  });
+  pair.of_m().addDist(solver, sem::distribution_type::fixed);
+  constexpr arma::uword draws = 20000;
+  arma::Col<double> seen(draws);
+  for (double& value : seen) {
+    pair.of_m().draw(pair.world.data);
+    value = std::sqrt(pair.world.data(pair.m.missing_units(1), 9));
+  }
+  // Half normal: mean sqrt(2 / pi), variance 1 - 2 / pi.
+  EXPECT_NEAR(arma::mean(seen), std::sqrt(2 / arma::datum::pi),
+              4.5 * std::sqrt((1 - 2 / arma::datum::pi) / static_cast<double>(draws)));
+}
+
+TEST(Imputation, ADistributionNeedsAVarianceForEachMean) {
+  EXPECT_THROW(sem::autosolver::normal({1.0, 2.0}, arma::Col<double>{1.0}), error_debug);
 }
 
 TEST(Imputation, OnlyCellsOfMissingValuesAreWritten) {

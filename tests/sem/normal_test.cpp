@@ -256,7 +256,6 @@ TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
   EXPECT_THROW(model.constraint(parameter_type::value, 0, 0), error_debug);
   EXPECT_THROW(model.addMulti(nullptr), error);
   EXPECT_THROW(model.addIndicator({1}, sem::indicator_type::latent_residual), error_debug);
-  EXPECT_THROW(model.addDist(nullptr, sem::distribution_type::fixed), error);
   EXPECT_THROW(model.addDist(nullptr, sem::distribution_type::param), error_debug);
   try {
     model.addMulti(nullptr);

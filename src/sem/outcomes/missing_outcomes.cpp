@@ -18,6 +18,7 @@ missing_outcomes::missing_outcomes(arma::Col<arma::uword> units, unsigned level,
       source_(source),
       values_(units_.n_elem),
       mean_(units_.n_elem),
+      sd_(units_.n_elem),
       z_(units_.n_elem) {
   outside_.reserve(units_.n_elem);
 }
@@ -38,7 +39,8 @@ void missing_outcomes::draw_predictive(scan::scan& equation, scan::row_scale con
                                        arma::Mat<double>& data) {
   if (scale_.has_transform()) {
     read_state(equation);
-    redraw(scale, rng, data);
+    for (arma::uword k = 0; k < units_.n_elem; ++k) sd_[k] = std::sqrt(scale.variance(units_(k)));
+    redraw(rng, data);
     equation.replace_values(units_, values_.data());
   } else {
     equation.draw_missing(units_, scale, rng);
@@ -47,7 +49,21 @@ void missing_outcomes::draw_predictive(scan::scan& equation, scan::row_scale con
   if (refresh_) refresh_(data);
 }
 
-void missing_outcomes::redraw(scan::row_scale const& scale, Random& rng, arma::Mat<double>& data) {
+void missing_outcomes::draw_solved(scan::scan& equation, autosolver::solver<autosolver::normal> const& solver,
+                                   arma::Mat<double>& data) {
+  read_state(equation);
+  autosolver::normal const given_all = solver.distribution(data);
+  for (arma::uword k = 0; k < units_.n_elem; ++k) {
+    mean_[k] = given_all.mean(units_(k));
+    sd_[k] = std::sqrt(given_all.variance(units_(k)));
+  }
+  redraw(*solver.rng, data);
+  equation.replace_values(units_, values_.data());
+  if (refresh_) refresh_(data);
+}
+
+// One standard normal for each value in order; those that leave the range of the outcome's scale once more.
+void missing_outcomes::redraw(Random& rng, arma::Mat<double>& data) {
   outside_.resize(units_.n_elem);
   for (arma::uword k = 0; k < units_.n_elem; ++k) outside_[k] = k;
   for (int attempt = 0; attempt < most_draws && !outside_.empty(); ++attempt) {
@@ -55,7 +71,7 @@ void missing_outcomes::redraw(scan::row_scale const& scale, Random& rng, arma::M
     std::size_t left = 0;
     for (std::size_t j = 0; j < outside_.size(); ++j) {
       arma::uword const k = outside_[j];
-      double const candidate = mean_[k] + std::sqrt(scale.variance(units_(k))) * z_[j];
+      double const candidate = mean_[k] + sd_[k] * z_[j];
       if (scale_.write(data, units_(k), candidate))
         values_[k] = candidate;
       else

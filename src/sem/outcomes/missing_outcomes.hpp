@@ -5,6 +5,7 @@
 #include <memory>
 #include <vector>
 
+#include "sem/autosolver/solver.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
 #include "sem/random.hpp"
 #include "sem/scan/metropolis_values.hpp"
@@ -22,6 +23,7 @@ namespace tovik::sem {
 /// steps that draw them. No Jacobian enters: all densities of the outcome are those of y*.
 ///
 ///   no other equation reads y:   y*_i = p_i + sqrt(v_i) z_i, within the range of g
+///   a solved distribution:       y*_i from it, within the range of g
 ///   other equations read y:      random-walk Metropolis or an elliptical slice on the product of the
 ///   densities
 ///                                of all equations that hold y
@@ -41,6 +43,8 @@ class missing_outcomes final : public scan::value_target {
   /// take the new values.
   void draw_predictive(scan::scan& equation, scan::row_scale const& scale, Random& rng,
                        arma::Mat<double>& data);
+  void draw_solved(scan::scan& equation, autosolver::solver<autosolver::normal> const& solver,
+                   arma::Mat<double>& data);
   void draw_metropolis(scan::scan& equation, scan::row_scale const& scale, Random& rng,
                        estimator::tune_obj& tune, arma::Mat<double>& data);
   void draw_slice(scan::scan& equation, scan::row_scale const& scale, Random& rng, unsigned max_passes,
@@ -54,7 +58,7 @@ class missing_outcomes final : public scan::value_target {
 
  private:
   void read_state(scan::scan const& equation);
-  void redraw(scan::row_scale const& scale, Random& rng, arma::Mat<double>& data);
+  void redraw(Random& rng, arma::Mat<double>& data);
 
   arma::Col<arma::uword> units_;
   unsigned level_;
@@ -65,8 +69,8 @@ class missing_outcomes final : public scan::value_target {
   scan::value_groups groups_;
   scan::metropolis_values metropolis_;
   scan::slice_values slice_;
-  std::vector<double> values_, mean_, z_;  ///< per value
-  std::vector<arma::uword> outside_;       ///< values whose draw left the range
+  std::vector<double> values_, mean_, sd_, z_;  ///< per value
+  std::vector<arma::uword> outside_;            ///< values whose draw left the range
 };
 
 }  // namespace tovik::sem

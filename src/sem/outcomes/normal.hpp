@@ -5,9 +5,9 @@
 #include <vector>
 
 #include "sem/outcome.hpp"
+#include "sem/outcomes/driven_coefficients.hpp"
 #include "sem/outcomes/missing_outcomes.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
-#include "sem/outcomes/driven_coefficients.hpp"
 #include "sem/outcomes/phantom_part.hpp"
 #include "sem/outcomes/priors.hpp"
 #include "sem/scan/effects_walk.hpp"
@@ -76,10 +76,10 @@ class Normal : public virtual estimator::Outcome {
   /// 1 x 1: s2 / x_i'x_i for the column x_i of the coefficient.
   arma::Mat<double> betaCovB(arma::Mat<double> const& data, unsigned const& index) const override;
   arma::Mat<double> const& betas() const override { return betas_; }
-  /// A coefficient (`index`) or the residual variance, which is from then on not drawn here; a correlation with
-  /// phantoms; or a handle to read: an element of Sigma of the level above with number `level` (`index` counts by
-  /// columns), the residual variance, variance shares. The proposal variance of a residual variance is
-  /// 2 s2^2 / (n - 2), of all others 1.
+  /// A coefficient (`index`) or the residual variance, which is from then on not drawn here; a correlation
+  /// with phantoms; or a handle to read: an element of Sigma of the level above with number `level` (`index`
+  /// counts by columns), the residual variance, variance shares. The proposal variance of a residual variance
+  /// is 2 s2^2 / (n - 2), of all others 1.
   std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
                                                     unsigned const& level) override;
   std::shared_ptr<estimator::constraint> moved_intercept() override;
@@ -164,7 +164,8 @@ class Normal : public virtual estimator::Outcome {
   /// Recomputes variance shares and standardised coefficients at the current parameters, after some were
   /// written from outside.
   void refreshShares(arma::Mat<double> const& data) override;
-  /// Drawn coefficients go along with driven ones (see driven_coefficients). Again while proposals are adapted.
+  /// Drawn coefficients go along with driven ones (see driven_coefficients). Again while proposals are
+  /// adapted.
   void connectDriven(arma::Mat<double> const& data) override;
 
   /// Log density of the random effects of the L-th level above, one value per cluster.
@@ -223,20 +224,20 @@ class Normal : public virtual estimator::Outcome {
   void subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const;
   void subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const;
   double const* static_part(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const;
-  void residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
-                    double* r) const;
+  void residuals_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units, double* r) const;
   arma::Mat<double> at_rows(arma::Mat<double> const& units) const;
 
   std::unique_ptr<estimator::likelihood> us_ll;
-  outcome_scale scale_;       ///< of the transformation, if there is one
-  missing_outcomes imputed_;  ///< reads and writes scale_
+  outcome_scale scale_;                                            ///< of the transformation, if there is one
+  missing_outcomes imputed_;                                       ///< reads and writes scale_
+  std::shared_ptr<autosolver::solver<autosolver::normal>> solver;  ///< of missing values; null for none
   std::unique_ptr<estimator::covariate_link> centering;
   std::unique_ptr<scan::scan> scan_;
   std::vector<scan::covariance_step> covariance_;  ///< per level
   std::vector<phantom_part> parts_;                ///< residual, then per level
   std::vector<bool> together_;                     ///< per level
   scan::effects_walk walk_;
-  bool reads_own_effects_ = false;     ///< a column of its own design is one of its random effects
+  bool reads_own_effects_ = false;      ///< a column of its own design is one of its random effects
   bool varies_by_own_effects_ = false;  ///< among them one that a random effect multiplies
   struct phantom_scratch {
     arma::Col<double> e;

@@ -19,7 +19,9 @@ void Normal::start_scan(arma::Mat<double> const& data) {
 
 void Normal::impute(arma::Mat<double>& data) {
   scan::row_scale const scale(residVar());
-  if (!imputed_.has_list())
+  if (solver != nullptr)
+    imputed_.draw_solved(*scan_, *solver, data);
+  else if (!imputed_.has_list())
     imputed_.draw_predictive(*scan_, scale, *rng, data);
   else if (link == nullptr && ess_sampler)
     imputed_.draw_slice(*scan_, scale, *rng, ess_max_niter, data);
@@ -58,7 +60,7 @@ std::vector<double> Normal::getMissingPercents() const {
 }
 
 void Normal::tune() {
-  if (missing && imputed_.has_list()) imp_tune.tune();
+  if (missing && imputed_.has_list() && solver == nullptr) imp_tune.tune();
 }
 
 }  // namespace tovik::sem

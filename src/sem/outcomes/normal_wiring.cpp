@@ -7,10 +7,10 @@
 
 namespace tovik::sem {
 
-void Normal::addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const&,
+void Normal::addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solved,
                      distribution_type const& kind) {
   if (kind != distribution_type::fixed) throw error_debug("Unable to set autosolver for Normal.");
-  not_available::refuse("A solved distribution for missing values");
+  solver = solved;
 }
 
 void Normal::addMulti(std::shared_ptr<Multi> const&) {
