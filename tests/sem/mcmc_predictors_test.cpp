@@ -70,7 +70,8 @@ TEST(McmcPredictors, AVariableThatDoesNotVaryBetweenClustersIsLeftOutThere) {
   auto p = clustered();
   p.auxiliary = {"a"};
   p.fixed = {"a"};
-  const auto chain = predictor_run(names, file, {"y ~ x"}, p).chain(Random(7, 1));
+  const predictor_run run(names, file, {"y ~ x"}, p);
+  const auto chain = run.chain(Random(7, 1));
   ASSERT_EQ(chain->excluded_predictors().size(), 1u);
   EXPECT_EQ(chain->excluded_predictors()[0].name, "a");
   EXPECT_EQ(chain->excluded_predictors()[0].level, 2u);

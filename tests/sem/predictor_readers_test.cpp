@@ -63,7 +63,8 @@ std::string needs_of_x(std::vector<std::string> const& equations, center values,
   p.centered = {{"x", values}};
   p.centered_means = {{"x", means}};
   p.auxiliary = {"x"};
-  const auto chain = predictor_run(names, three_levels(), equations, p).chain(Random(2, 1));
+  const predictor_run run(names, three_levels(), equations, p);
+  const auto chain = run.chain(Random(2, 1));
   return needs(predictor(*chain, "x"));
 }
 
@@ -143,8 +144,9 @@ TEST(PredictorReaders, ValuesThatMeetInAStatisticAreAcceptedTogether) {
     const double x = rng.rnorm();
     file.row(i) = arma::rowvec{x + rng.rnorm(), i % 10 == 0 ? arma::datum::nan : x, rng.rnorm()};
   }
-  const auto together = predictor_run({"y", "x", "w"}, file, {"y ~ (center(x))"}, p).chain(Random(2, 1));
-  const auto alone = predictor_run({"y", "x", "w"}, file, {"y ~ x"}, p).chain(Random(2, 1));
+  const predictor_run coupled({"y", "x", "w"}, file, {"y ~ (center(x))"}, p);
+  const predictor_run plain({"y", "x", "w"}, file, {"y ~ x"}, p);
+  const auto together = coupled.chain(Random(2, 1)), alone = plain.chain(Random(2, 1));
   for (int t = 0; t < 20; ++t) {
     together->oneRep();
     alone->oneRep();

@@ -232,6 +232,7 @@ void cluster_statistics::marginal_of_two(std::vector<arma::Mat<double>> const& S
   arma::uword const q = q_[0], p = q_[1], C = squares_.n_elem;
   precision_of const prior(Sigma[0]), prior_top(Sigma[1]);
   double const w = 1.0 / v, each = log_2_pi + std::log(v);
+  // Without lower effects (q = 0) a matrix has no columns to point at: pointers are taken from its start.
   arma::Mat<double> H(q, q), cross(q, p + 1), S(p, p);
   arma::Col<double> b(p);
   double total = 0.0;
@@ -250,13 +251,13 @@ void cluster_statistics::marginal_of_two(std::vector<arma::Mat<double>> const& S
     }
     if (!reverse_cholesky(H.memptr(), q)) not_positive_definite();
     total += log_determinant(H.memptr(), q);
-    for (arma::uword l = 0; l <= p; ++l) solve_upper(H.memptr(), q, cross.colptr(l));
-    double const* last = cross.colptr(p);
+    for (arma::uword l = 0; l <= p; ++l) solve_upper(H.memptr(), q, cross.memptr() + l * q);
+    double const* last = cross.memptr() + p * q;
     total -= dot(q, last, last);
     for (arma::uword j = 0; j < p; ++j) {
-      b(j) += w * t_(c, q + j) - dot(q, cross.colptr(j), last);
+      b(j) += w * t_(c, q + j) - dot(q, cross.memptr() + j * q, last);
       for (arma::uword i = 0; i <= j; ++i)
-        S(i, j) += w * A_(c, packed(q + i, q + j)) - dot(q, cross.colptr(i), cross.colptr(j));
+        S(i, j) += w * A_(c, packed(q + i, q + j)) - dot(q, cross.memptr() + i * q, cross.memptr() + j * q);
     }
     if (c + 1 < C && top_[c + 1] == top_[c]) continue;
     if (!reverse_cholesky(S.memptr(), p)) not_positive_definite();
