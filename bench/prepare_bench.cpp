@@ -13,7 +13,7 @@
 #include "input/input_file.hpp"
 #include "input/transform.hpp"
 #include "model/model_list.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/output.hpp"
 #include "support/warning.hpp"
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "sem/random.hpp"
+#include "random/random.hpp"
 
 namespace {
 

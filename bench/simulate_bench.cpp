@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "input/simulate.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "evaluate/pair.hpp"
 #include "evaluate/parser.hpp"
 #include "evaluate/value.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 /// The text is read as a definition (its first line) and an expression (the rest), then parsed, simplified,

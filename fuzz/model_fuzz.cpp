@@ -5,7 +5,7 @@
 #include <string>
 
 #include "data/dummy.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "data/variable_list.hpp"
 #include "model/defaults.hpp"
 #include "model/parse.hpp"

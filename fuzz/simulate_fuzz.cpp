@@ -13,7 +13,7 @@
 #include "input/simulate.hpp"
 #include "results/summary.hpp"
 #include "scratch_folder.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
 #include "support/text.hpp"

@@ -9,7 +9,7 @@
 #include "evaluate/error.hpp"
 #include "input/name_index.hpp"
 #include "input/transform.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

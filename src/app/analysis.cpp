@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "input/input_file.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
 

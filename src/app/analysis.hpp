@@ -6,7 +6,7 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "results/simple_slopes.hpp"
-#include "sem/mcmc.hpp"
+#include "sem/chain/mcmc.hpp"
 
 namespace tovik {
 

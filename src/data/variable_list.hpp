@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "data/dummy.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "data/variable.hpp"
 
 namespace tovik {

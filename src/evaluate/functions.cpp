@@ -2,7 +2,7 @@
 
 #include "evaluate/logic.hpp"
 #include "evaluate/rows.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 
 namespace tovik::evaluate {
 

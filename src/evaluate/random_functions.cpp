@@ -4,7 +4,7 @@
 
 #include "evaluate/error.hpp"
 #include "evaluate/rows.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 
 namespace tovik::evaluate {
 

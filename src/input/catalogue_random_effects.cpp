@@ -1,6 +1,6 @@
 // Named random effects.
 
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "input/catalogue_adder.hpp"
 #include "input/name_checks.hpp"
 #include "model/random_effect.hpp"

@@ -1,5 +1,5 @@
 #include "input/input_file.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik {

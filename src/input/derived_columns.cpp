@@ -3,7 +3,7 @@
 #include <cmath>
 #include <unordered_set>
 
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "input/preparation.hpp"
 
 namespace tovik::preparation {

@@ -4,7 +4,7 @@
 #include <fstream>
 
 #include "input/commands.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

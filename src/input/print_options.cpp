@@ -2,7 +2,7 @@
 #include <cstdio>
 
 #include "input/input_file.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/output.hpp"
 #include "support/text.hpp"
 

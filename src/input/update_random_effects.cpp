@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "input/preparation.hpp"
 #include "support/error.hpp"
 

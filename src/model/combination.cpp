@@ -12,7 +12,7 @@
 #include "evaluate/operations.hpp"
 #include "evaluate/parser.hpp"
 #include "model/compute.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "model/term_check.hpp"
 #include "model/term_key.hpp"
 #include "support/error.hpp"

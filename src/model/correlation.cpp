@@ -8,7 +8,7 @@
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
 #include "model/model_list.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

@@ -9,7 +9,7 @@
 #include "evaluate/operations.hpp"
 #include "model/compute.hpp"
 #include "model/model_list.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "model/term_check.hpp"
 #include "model/trial.hpp"
 #include "support/error.hpp"

@@ -6,7 +6,7 @@
 
 #include "evaluate/error.hpp"
 #include "evaluate/parser.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 
 namespace tovik::evaluate {
 class defines;

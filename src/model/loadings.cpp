@@ -5,7 +5,7 @@
 #include "model/compute.hpp"
 #include "model/defaults.hpp"
 #include "model/model_list.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

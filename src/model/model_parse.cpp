@@ -8,7 +8,7 @@
 #include "model/intercept_parse.hpp"
 #include "model/model.hpp"
 #include "model/outcome_parse.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "model/term_check.hpp"
 #include "model/term_suffix.hpp"
 #include "support/error.hpp"

@@ -3,7 +3,7 @@
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
 #include "model/compute.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "model/transformation.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"

@@ -11,7 +11,7 @@
 #include "model/compute.hpp"
 #include "model/distribution.hpp"
 #include "model/model_list.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

@@ -8,7 +8,7 @@
 #include "evaluate/defines.hpp"
 #include "model/compute.hpp"
 #include "model/defaults.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

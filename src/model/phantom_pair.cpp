@@ -5,7 +5,7 @@
 #include <unordered_map>
 
 #include "data/dummy.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
 #include "model/correlation.hpp"

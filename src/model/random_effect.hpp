@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 
 namespace tovik {
 class VariableList;

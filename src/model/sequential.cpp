@@ -7,7 +7,7 @@
 #include "model/compute.hpp"
 #include "model/model_list.hpp"
 #include "model/outcome_parse.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

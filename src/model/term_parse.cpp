@@ -6,7 +6,7 @@
 #include "evaluate/defines.hpp"
 #include "model/any_variable.hpp"
 #include "model/compute.hpp"
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 #include "model/term_suffix.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"

@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "results/run_stat.hpp"
-#include "sem/log_sum_exp.hpp"
+#include "random/log_sum_exp.hpp"
 
 namespace tovik::sem {
 

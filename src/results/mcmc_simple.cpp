@@ -7,8 +7,8 @@
 #include "model/model.hpp"
 #include "results/moderator_deviation.hpp"
 #include "results/simple_slopes.hpp"
-#include "sem/mcmc.hpp"
-#include "sem/outcomes.hpp"
+#include "sem/chain/mcmc.hpp"
+#include "sem/ensemble/outcomes.hpp"
 #include "sem/predictors/variable.hpp"
 #include "support/error.hpp"
 

@@ -4,7 +4,7 @@
 #include <cmath>
 
 #include "data/levels.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::sem {
 

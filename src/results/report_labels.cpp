@@ -12,7 +12,7 @@
 #include "results/report_rows.hpp"
 #include "results/summary.hpp"
 #include "results/table.hpp"
-#include "sem/mcmc.hpp"
+#include "sem/chain/mcmc.hpp"
 #include "support/text.hpp"
 
 namespace tovik {

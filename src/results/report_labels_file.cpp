@@ -8,7 +8,7 @@
 #include "model/model_list.hpp"
 #include "results/report_predictors.hpp"
 #include "results/report_rows.hpp"
-#include "sem/mcmc.hpp"
+#include "sem/chain/mcmc.hpp"
 
 namespace tovik {
 

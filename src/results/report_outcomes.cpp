@@ -12,7 +12,7 @@
 #include "results/simple_slopes.hpp"
 #include "results/summary.hpp"
 #include "results/table.hpp"
-#include "sem/mcmc.hpp"
+#include "sem/chain/mcmc.hpp"
 #include "support/block.hpp"
 #include "support/text.hpp"
 #include "support/wrapped.hpp"

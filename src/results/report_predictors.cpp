@@ -6,7 +6,7 @@
 #include "data/variable.hpp"
 #include "results/summary.hpp"
 #include "results/table.hpp"
-#include "sem/mcmc.hpp"
+#include "sem/chain/mcmc.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "data/variable_list.hpp"
 #include "results/report_lists.hpp"
 #include "results/report_models.hpp"

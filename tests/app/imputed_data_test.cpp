@@ -10,7 +10,7 @@
 
 #include "app/result_files.hpp"
 #include "input/command_file.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/blas_threads.hpp"
 
 namespace tovik::tests {

@@ -8,7 +8,7 @@
 #include <sstream>
 
 #include "input/command_file.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/blas_threads.hpp"
 
 namespace tovik::tests {

@@ -4,7 +4,7 @@
 
 #include "data/dummy.hpp"
 #include "data/modifier.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "support/error.hpp"
 
 namespace tovik::data {

@@ -5,7 +5,7 @@
 
 #include "evaluate/error.hpp"
 #include "evaluate/functions.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "trees.hpp"
 
 namespace tovik::tests {

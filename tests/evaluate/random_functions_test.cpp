@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "trees.hpp"
 
 namespace tovik::tests {

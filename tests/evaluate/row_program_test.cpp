@@ -1,7 +1,7 @@
 #include "evaluate/row_program.hpp"
 
 #include "evaluate/value.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "trees.hpp"
 
 namespace tovik::tests {

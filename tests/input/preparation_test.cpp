@@ -4,7 +4,7 @@
 #include <sstream>
 
 #include "command_file.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "input/catalogue_adder.hpp"
 #include "input/observed_bits.hpp"
 #include "model/model_list.hpp"

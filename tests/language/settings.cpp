@@ -10,8 +10,8 @@
 #include "model/defaults.hpp"
 #include "model/model.hpp"
 #include "results/summary.hpp"
-#include "sem/random.hpp"
-#include "sem/settings.hpp"
+#include "random/random.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/output.hpp"
 #include "support/warning.hpp"
 

@@ -3,7 +3,7 @@
 #include <random>
 
 #include "catalogue.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "evaluate/defines.hpp"
 
 namespace tovik::tests {

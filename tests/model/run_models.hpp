@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "catalogue.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "support/text.hpp"
 
 namespace tovik::tests {

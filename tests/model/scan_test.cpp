@@ -1,4 +1,4 @@
-#include "model/scan.hpp"
+#include "model/statement_text.hpp"
 
 #include <gtest/gtest.h>
 

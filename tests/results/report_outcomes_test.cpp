@@ -9,7 +9,7 @@
 #include "results/settings.hpp"
 #include "results/simple_slopes.hpp"
 #include "results/summary.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 
 namespace tovik::tests {
 namespace {

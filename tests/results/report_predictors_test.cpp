@@ -8,7 +8,7 @@
 #include "results/fake_predictor.hpp"
 #include "results/settings.hpp"
 #include "results/summary.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

@@ -11,7 +11,7 @@
 #include "evaluate/parser.hpp"
 #include "evaluate/value.hpp"
 #include "results/moderator_deviation.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -1,7 +1,7 @@
 // The language says more than the sampler draws: what is not drawn is refused by name when chains are built,
 // and not while the equations are read.
 
-#include "sem/availability.hpp"
+#include "sem/ensemble/availability.hpp"
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,8 @@
 
 #include <cmath>
 
-#include "sem/densities.hpp"
-#include "sem/random.hpp"
+#include "random/densities.hpp"
+#include "random/random.hpp"
 
 namespace tovik::tests {
 namespace {

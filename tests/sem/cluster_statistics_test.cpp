@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "scan_world.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "sem/scan/marginal.hpp"
 
 namespace tovik::tests {

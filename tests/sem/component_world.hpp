@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "sample_tests.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "sem/predictors/component.hpp"
 #include "sem/predictors/level_scores.hpp"
 

@@ -7,7 +7,7 @@
 
 #include "kernel_samples.hpp"
 #include "sample_tests.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "two_equations.hpp"
 
 namespace tovik::tests {

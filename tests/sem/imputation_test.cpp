@@ -6,7 +6,7 @@
 
 #include "allocation_count.hpp"
 #include "sample_tests.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "small_run.hpp"
 #include "two_equations.hpp"
 

@@ -55,7 +55,7 @@ struct MixedModel {
     }
   }
 
-  std::unique_ptr<sem::scan::scan> scan(bool y_static) const {
+  std::unique_ptr<sem::scan::equation_scan> scan(bool y_static) const {
     sem::scan::equation eq;
     eq.y = 1;
     eq.y_static = y_static;
@@ -63,7 +63,7 @@ struct MixedModel {
     eq.terms.z.emplace_back(z, std::vector<sem::estimator::compute>{}, std::vector<bool>{});
     eq.structure = world.clusters(0);
     eq.free = {0, 1, 2};
-    return std::make_unique<sem::scan::scan>(std::move(eq));
+    return std::make_unique<sem::scan::equation_scan>(std::move(eq));
   }
 
   /// Functions of effects and data: single effects, also of the clusters of one row, squares, and what ties

@@ -9,10 +9,10 @@
 #include "evaluate/value.hpp"
 #include "scan_world.hpp"
 #include "sem/ensemble/labels.hpp"
-#include "sem/ensemble/phantom_links.hpp"
-#include "sem/factory.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+#include "sem/ensemble/factory.hpp"
 #include "sem/outcomes/normal.hpp"
-#include "sem/outcomes/phantom.hpp"
+#include "sem/phantoms/phantom.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::tests {

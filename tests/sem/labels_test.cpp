@@ -10,8 +10,8 @@
 #include "label_bench.hpp"
 #include "label_data.hpp"
 #include "model/defaults.hpp"
-#include "sem/densities.hpp"
-#include "sem/sample_tests.hpp"
+#include "random/densities.hpp"
+#include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::tests {

@@ -8,7 +8,7 @@
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
 
-#include "sem/sample_tests.hpp"
+#include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::sem {

@@ -4,6 +4,7 @@
 
 #include <set>
 
+#include "sem/predictors/excluded_level.hpp"
 #include "sem/two_level_predictors.hpp"
 
 namespace tovik::sem {

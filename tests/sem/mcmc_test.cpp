@@ -1,10 +1,10 @@
-#include "sem/mcmc.hpp"
+#include "sem/chain/mcmc.hpp"
 
 #include <gtest/gtest.h>
 
 #include "model/defaults.hpp"
 #include "sem/predictors/variable.hpp"
-#include "sem/sample_tests.hpp"
+#include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::sem {

@@ -5,7 +5,7 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

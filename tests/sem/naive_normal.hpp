@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "sem/outcomes/normal.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 
 namespace tovik::tests {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 
 #include "scan_world.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 
 namespace tovik::tests {
 namespace {

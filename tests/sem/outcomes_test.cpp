@@ -1,10 +1,10 @@
-#include "sem/outcomes.hpp"
+#include "sem/ensemble/outcomes.hpp"
 
 #include <gtest/gtest.h>
 
 #include "model/defaults.hpp"
-#include "sem/densities.hpp"
-#include "sem/sample_tests.hpp"
+#include "random/densities.hpp"
+#include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::sem {

@@ -10,7 +10,7 @@
 #include "correlated_world.hpp"
 #include "kernel_samples.hpp"
 #include "sample_tests.hpp"
-#include "sem/estimator.hpp"
+#include "sem/wiring/estimator.hpp"
 
 namespace tovik::tests {
 namespace {

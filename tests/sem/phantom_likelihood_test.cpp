@@ -5,7 +5,7 @@
 #include <cmath>
 
 #include "phantom_world.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 
 namespace tovik::tests {
 namespace {

@@ -5,9 +5,9 @@
 #include <cmath>
 #include <numeric>
 
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "model/defaults.hpp"
-#include "sem/ensemble/phantom_links.hpp"
+#include "sem/phantoms/phantom_links.hpp"
 #include "small_run.hpp"
 
 namespace tovik::tests {

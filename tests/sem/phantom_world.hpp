@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "scan_world.hpp"
-#include "sem/outcomes/phantom.hpp"
+#include "sem/phantoms/phantom.hpp"
 
 namespace tovik::tests {
 

@@ -12,8 +12,8 @@
 #include "data/variable.hpp"
 #include "sem/predictors/unit_chain.hpp"
 #include "sem/predictors/variable.hpp"
-#include "sem/random.hpp"
-#include "sem/working_data.hpp"
+#include "random/random.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests {
 namespace {

@@ -7,7 +7,7 @@
 #include <stdexcept>
 
 #include "predictor_world.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "sem/predictors/variable.hpp"
 #include "support/error.hpp"
 

@@ -6,7 +6,7 @@
 
 #include "sem/predictor_run.hpp"
 #include "sem/predictors/manifest_scores.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::sem {
 namespace {

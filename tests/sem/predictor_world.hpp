@@ -15,7 +15,7 @@
 #include "sem/predictors/one_var.hpp"
 #include "sem/predictors/one_var_nominal.hpp"
 #include "sem/predictors/one_var_ordinal.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests {
 

@@ -1,6 +1,6 @@
 // The pieces of the scan, each alone.
 
-#include "sem/scan/scan.hpp"
+#include "sem/scan/equation_scan.hpp"
 
 #include <gtest/gtest.h>
 

@@ -7,9 +7,9 @@
 
 #include "evaluate/defines.hpp"
 #include "evaluate/parser.hpp"
-#include "sem/estimator.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "sem/outcomes/normal.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {

@@ -10,9 +10,9 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "model/parse.hpp"
-#include "sem/mcmc.hpp"
-#include "sem/outcomes.hpp"
-#include "sem/random.hpp"
+#include "sem/chain/mcmc.hpp"
+#include "sem/ensemble/outcomes.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {

@@ -1,4 +1,4 @@
-#include "sem/starts.hpp"
+#include "sem/ensemble/starts.hpp"
 
 #include <gtest/gtest.h>
 

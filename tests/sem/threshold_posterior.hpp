@@ -5,7 +5,7 @@
 #include <functional>
 #include <vector>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 
 /// Posteriors of thresholds by integration over grids, for comparison with chains.
 namespace tovik::tests {

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

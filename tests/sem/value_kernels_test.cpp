@@ -9,9 +9,9 @@
 
 #include "evaluate/error.hpp"
 #include "sample_tests.hpp"
-#include "sem/random.hpp"
-#include "sem/scan/metropolis_values.hpp"
-#include "sem/scan/slice_values.hpp"
+#include "random/random.hpp"
+#include "sem/scan/values/metropolis_values.hpp"
+#include "sem/scan/values/slice_values.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {

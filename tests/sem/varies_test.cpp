@@ -8,8 +8,8 @@
 #include <stdexcept>
 
 #include "data/variable.hpp"
-#include "sem/random.hpp"
-#include "sem/working_data.hpp"
+#include "random/random.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -1,4 +1,4 @@
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 
 #include <gtest/gtest.h>
 

@@ -13,7 +13,7 @@
 #include "calibration/replicate.hpp"
 #include "golden/sampled_run.hpp"
 #include "results/summary.hpp"
-#include "sem/outcomes.hpp"
+#include "sem/ensemble/outcomes.hpp"
 
 using namespace tovik;
 using namespace tovik::tests;

@@ -11,8 +11,8 @@
 #include "data/variable.hpp"
 #include "sem/chain_posterior.hpp"
 #include "sem/predictors/variable.hpp"
-#include "sem/random.hpp"
-#include "sem/working_data.hpp"
+#include "random/random.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests {
 namespace {

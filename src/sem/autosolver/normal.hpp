@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::autosolver {

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "sem/autosolver/normal.hpp"
-#include "sem/autosolver_fwd.hpp"
+#include "sem/wiring/autosolver_fwd.hpp"
 
 namespace tovik::sem::autosolver {
 

@@ -3,7 +3,7 @@
 #include <armadillo>
 #include <vector>
 
-#include "sem/outcome.hpp"
+#include "sem/wiring/outcome.hpp"
 #include "sem/wiring/acceptance.hpp"
 
 namespace tovik::sem {

@@ -8,13 +8,13 @@
 
 #include "evaluate/value.hpp"
 #include "model/model_list.hpp"
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "sem/ensemble/label_plan.hpp"
-#include "sem/ensemble/phantom_links.hpp"
-#include "sem/ensemble/proposals.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+#include "sem/wiring/proposals.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
-#include "sem/outcomes/phantom.hpp"
+#include "sem/phantoms/phantom.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "model/parameter_info.hpp"
-#include "sem/outcome.hpp"
+#include "sem/wiring/outcome.hpp"
 #include "sem/outcomes/priors.hpp"
 
 namespace tovik {

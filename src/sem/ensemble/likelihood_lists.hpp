@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "sem/ensemble/acceptance_groups.hpp"
-#include "sem/outcome.hpp"
+#include "sem/wiring/outcome.hpp"
 
 namespace tovik::sem {
 

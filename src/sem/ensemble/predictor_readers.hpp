@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "sem/ensemble/acceptance_groups.hpp"
-#include "sem/outcomes.hpp"
+#include "sem/ensemble/outcomes.hpp"
 #include "sem/predictors/variable.hpp"
 
 namespace tovik::sem {

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "data/dummy.hpp"
-#include "data/random.hpp"
+#include "data/named_effect.hpp"
 #include "model/model_list.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/outcomes/normal.hpp"

@@ -4,8 +4,8 @@
 #include <memory>
 #include <vector>
 
-#include "sem/outcome.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/outcome.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik {
 class ModelList;

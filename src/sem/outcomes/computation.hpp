@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "evaluate/node.hpp"
-#include "sem/outcomes/value_node.hpp"
+#include "sem/wiring/value_node.hpp"
 
 namespace tovik::sem {
 

@@ -28,14 +28,14 @@ void missing_outcomes::set_list(std::unique_ptr<estimator::likelihood> list) {
   if (list_ != nullptr) groups_ = scan::value_groups(units_, level_, list_->together);
 }
 
-void missing_outcomes::read_state(scan::scan const& equation) {
+void missing_outcomes::read_state(scan::equation_scan const& equation) {
   for (arma::uword k = 0; k < units_.n_elem; ++k) {
     values_[k] = equation.y()(units_(k));
     mean_[k] = values_[k] - equation.r()(units_(k));
   }
 }
 
-void missing_outcomes::draw_predictive(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+void missing_outcomes::draw_predictive(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
                                        arma::Mat<double>& data) {
   if (scale_.has_transform()) {
     read_state(equation);
@@ -49,7 +49,7 @@ void missing_outcomes::draw_predictive(scan::scan& equation, scan::row_scale con
   if (refresh_) refresh_(data);
 }
 
-void missing_outcomes::draw_solved(scan::scan& equation, autosolver::solver<autosolver::normal> const& solver,
+void missing_outcomes::draw_solved(scan::equation_scan& equation, autosolver::solver<autosolver::normal> const& solver,
                                    arma::Mat<double>& data) {
   read_state(equation);
   autosolver::normal const given_all = solver.distribution(data);
@@ -81,14 +81,14 @@ void missing_outcomes::redraw(Random& rng, arma::Mat<double>& data) {
   }
 }
 
-void missing_outcomes::draw_metropolis(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+void missing_outcomes::draw_metropolis(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
                                        estimator::tune_obj& tune, arma::Mat<double>& data) {
   read_state(equation);
   metropolis_.draw(groups_, *this, scale, rng, tune, data, values_.data());
   equation.replace_values(units_, values_.data());
 }
 
-void missing_outcomes::draw_slice(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+void missing_outcomes::draw_slice(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
                                   unsigned max_passes, arma::Mat<double>& data) {
   read_state(equation);
   slice_.draw(groups_, *this, mean_.data(), scale, rng, max_passes, data, values_.data());

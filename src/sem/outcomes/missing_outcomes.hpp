@@ -7,13 +7,13 @@
 
 #include "sem/autosolver/solver.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
-#include "sem/random.hpp"
-#include "sem/scan/metropolis_values.hpp"
+#include "random/random.hpp"
+#include "sem/scan/values/metropolis_values.hpp"
 #include "sem/scan/row_scale.hpp"
-#include "sem/scan/scan.hpp"
-#include "sem/scan/slice_values.hpp"
-#include "sem/scan/value_groups.hpp"
-#include "sem/scan/value_target.hpp"
+#include "sem/scan/equation_scan.hpp"
+#include "sem/scan/values/slice_values.hpp"
+#include "sem/scan/values/value_groups.hpp"
+#include "sem/scan/values/value_target.hpp"
 #include "sem/wiring/likelihood.hpp"
 #include "sem/wiring/tune.hpp"
 
@@ -41,13 +41,13 @@ class missing_outcomes final : public scan::value_target {
 
   /// The steps. `equation` is in a scan with rows kept: its y() and r() give the predictions p = y - r and
   /// take the new values.
-  void draw_predictive(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+  void draw_predictive(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
                        arma::Mat<double>& data);
-  void draw_solved(scan::scan& equation, autosolver::solver<autosolver::normal> const& solver,
+  void draw_solved(scan::equation_scan& equation, autosolver::solver<autosolver::normal> const& solver,
                    arma::Mat<double>& data);
-  void draw_metropolis(scan::scan& equation, scan::row_scale const& scale, Random& rng,
+  void draw_metropolis(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
                        estimator::tune_obj& tune, arma::Mat<double>& data);
-  void draw_slice(scan::scan& equation, scan::row_scale const& scale, Random& rng, unsigned max_passes,
+  void draw_slice(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng, unsigned max_passes,
                   arma::Mat<double>& data);
 
   void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
@@ -57,7 +57,7 @@ class missing_outcomes final : public scan::value_target {
                       double* out) override;
 
  private:
-  void read_state(scan::scan const& equation);
+  void read_state(scan::equation_scan const& equation);
   void redraw(Random& rng, arma::Mat<double>& data);
 
   arma::Col<arma::uword> units_;

@@ -4,8 +4,8 @@
 #include <cmath>
 #include <utility>
 
-#include "sem/estimator.hpp"
-#include "sem/random.hpp"
+#include "sem/wiring/estimator.hpp"
+#include "random/random.hpp"
 #include "sem/scan/residual_variance.hpp"
 #include "sem/scan/small_cholesky.hpp"
 #include "support/error.hpp"
@@ -103,7 +103,7 @@ void Normal::make_scan(std::vector<bool> const& mutable_columns) {
   terms.rows = unit_rows();
   terms.free = free;
   terms.fixed = fixed;
-  scan_ = std::make_unique<scan::scan>(std::move(terms));
+  scan_ = std::make_unique<scan::equation_scan>(std::move(terms));
   if (!parts_[0].empty()) scan_->keep_rows();
 }
 

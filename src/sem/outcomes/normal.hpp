@@ -4,14 +4,15 @@
 #include <memory>
 #include <vector>
 
-#include "sem/outcome.hpp"
+#include "sem/wiring/correlated_side.hpp"
+#include "sem/wiring/outcome.hpp"
 #include "sem/outcomes/driven_coefficients.hpp"
 #include "sem/outcomes/missing_outcomes.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
-#include "sem/outcomes/phantom_part.hpp"
+#include "sem/phantoms/phantom_part.hpp"
 #include "sem/outcomes/priors.hpp"
 #include "sem/scan/effects_walk.hpp"
-#include "sem/scan/scan.hpp"
+#include "sem/scan/equation_scan.hpp"
 
 namespace tovik::sem {
 
@@ -232,7 +233,7 @@ class Normal : public virtual estimator::Outcome {
   missing_outcomes imputed_;                                       ///< reads and writes scale_
   std::shared_ptr<autosolver::solver<autosolver::normal>> solver;  ///< of missing values; null for none
   std::unique_ptr<estimator::covariate_link> centering;
-  std::unique_ptr<scan::scan> scan_;
+  std::unique_ptr<scan::equation_scan> scan_;
   std::vector<scan::covariance_step> covariance_;  ///< per level
   std::vector<phantom_part> parts_;                ///< residual, then per level
   std::vector<bool> together_;                     ///< per level

@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "data/variable.hpp"
-#include "sem/estimator.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "sem/outcomes/normal.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "sem/outcomes/normal.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/marginal.hpp"

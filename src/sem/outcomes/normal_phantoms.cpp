@@ -5,9 +5,9 @@
 #include <cmath>
 #include <limits>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "sem/outcomes/normal.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/marginal.hpp"

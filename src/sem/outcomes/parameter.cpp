@@ -4,7 +4,7 @@
 #include <limits>
 #include <unordered_map>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "sem/outcomes/value_node.hpp"
+#include "sem/wiring/value_node.hpp"
 
 namespace tovik::sem {
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 
 namespace tovik::sem {
 

@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "sem/predictors/level_scores.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "sem/scan/symmetric_eigen.hpp"
 #include "sem/wiring/tune.hpp"
 

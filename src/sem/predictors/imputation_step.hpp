@@ -6,9 +6,9 @@
 
 #include "sem/predictors/predictor_state.hpp"
 #include "sem/predictors/published_columns.hpp"
-#include "sem/scan/metropolis_values.hpp"
-#include "sem/scan/value_groups.hpp"
-#include "sem/scan/value_target.hpp"
+#include "sem/scan/values/metropolis_values.hpp"
+#include "sem/scan/values/value_groups.hpp"
+#include "sem/scan/values/value_target.hpp"
 #include "sem/wiring/likelihood.hpp"
 #include "sem/wiring/tune.hpp"
 

@@ -8,7 +8,7 @@
 
 #include "sem/predictors/normal_rows.hpp"
 #include "sem/scan/blas.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -5,7 +5,7 @@
 
 #include "data/variable.hpp"
 #include "sem/predictors/predictor_starts.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -4,7 +4,7 @@
 
 #include "data/variable.hpp"
 #include "sem/predictors/modeled_variable.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::sem {
 

@@ -5,7 +5,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

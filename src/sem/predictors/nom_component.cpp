@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "sem/predictors/multivar_component.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

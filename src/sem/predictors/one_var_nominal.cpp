@@ -4,7 +4,7 @@
 #include "sem/predictors/multivar_component.hpp"
 #include "sem/predictors/nom_component.hpp"
 #include "sem/predictors/predictor_starts.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

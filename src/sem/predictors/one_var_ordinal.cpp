@@ -3,7 +3,7 @@
 #include "data/variable.hpp"
 #include "sem/predictors/ord_component.hpp"
 #include "sem/predictors/predictor_starts.hpp"
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 
 namespace tovik::sem {
 

@@ -2,8 +2,8 @@
 
 #include <utility>
 
-#include "sem/densities.hpp"
-#include "sem/settings.hpp"
+#include "random/densities.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

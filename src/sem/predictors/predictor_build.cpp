@@ -9,7 +9,7 @@
 #include "sem/predictors/manifest_scores.hpp"
 #include "sem/predictors/predictor_set.hpp"
 #include "sem/predictors/varies.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "sem/mcmc.hpp"
+#include "sem/predictors/excluded_level.hpp"
 #include "sem/predictors/level_scores.hpp"
 #include "sem/predictors/variable.hpp"
 

@@ -1,6 +1,6 @@
 #include "sem/predictors/predictor_state.hpp"
 
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::sem {
 

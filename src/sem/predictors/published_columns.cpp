@@ -1,7 +1,7 @@
 #include "sem/predictors/published_columns.hpp"
 
 #include "data/variable.hpp"
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -1,6 +1,6 @@
 #include "sem/predictors/unit_chain.hpp"
 
-#include "sem/working_data.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {

@@ -9,7 +9,7 @@
 
 #include "sem/predictors/level_scores.hpp"
 #include "sem/predictors/unit_chain.hpp"
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "sem/wiring/likelihood.hpp"
 #include "sem/wiring/tune.hpp"
 

@@ -2,7 +2,7 @@
 
 #include <armadillo>
 
-#include "sem/random.hpp"
+#include "random/random.hpp"
 
 namespace tovik::sem::scan {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "sem/random.hpp"
+#include "random/random.hpp"
 
 namespace tovik::sem::scan {
 

@@ -3,7 +3,7 @@
 #include <cmath>
 #include <limits>
 
-#include "sem/densities.hpp"
+#include "random/densities.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {

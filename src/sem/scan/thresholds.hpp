@@ -3,7 +3,7 @@
 #include <armadillo>
 #include <vector>
 
-#include "sem/random.hpp"
+#include "random/random.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik::sem::scan {

@@ -5,8 +5,8 @@
 #include <limits>
 
 #include "evaluate/error.hpp"
-#include "sem/estimator.hpp"
-#include "sem/random.hpp"
+#include "sem/wiring/estimator.hpp"
+#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::estimator {

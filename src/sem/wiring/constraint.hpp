@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "sem/wiring/parameterT.hpp"
 #include "sem/wiring/tune.hpp"
 

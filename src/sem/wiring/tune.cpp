@@ -4,7 +4,7 @@
 #include <cstdio>
 #include <limits>
 
-#include "sem/settings.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::estimator {

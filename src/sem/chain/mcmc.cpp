@@ -1,0 +1,208 @@
+#include "sem/chain/mcmc.hpp"
+
+#include <algorithm>
+
+#include "data/levels.hpp"
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "sem/ensemble/availability.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/ensemble/predictor_readers.hpp"
+#include "sem/chain/mcmc_checks.hpp"
+#include "sem/ensemble/outcomes.hpp"
+#include "sem/predictors/centered_copy.hpp"
+#include "sem/predictors/predictor_set.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using variable_ptr = VariableList::variable_ptr;
+
+/// The columns of the identifiers, the finest first: it has the most levels above it.
+arma::Col<arma::uword> identifier_columns(VariableList const& variables) {
+  std::vector<variable_ptr> ids = variables.subset(data::type::id);
+  std::stable_sort(ids.begin(), ids.end(),
+                   [](variable_ptr const& a, variable_ptr const& b) { return a->level > b->level; });
+  arma::Col<arma::uword> columns(ids.size());
+  for (std::size_t k = 0; k < ids.size(); ++k) columns[k] = ids[k]->column;
+  return columns;
+}
+
+Random dispersed(int seed, double startsdispersion) {
+  Random rng(seed);
+  rng.disperse(startsdispersion);
+  return rng;
+}
+
+template <class Test>
+bool any_proposal(Outcomes const* outcomes, predictor_set const& predictors, Test test) {
+  const auto any_of = [&](estimator::tune_results const& results) {
+    return std::any_of(results.begin(), results.end(), test);
+  };
+  if (outcomes != nullptr) {
+    const auto all = outcomes->acceptance();
+    if (std::any_of(all.begin(), all.end(), any_of)) return true;
+  }
+  return std::any_of(predictors.models().begin(), predictors.models().end(),
+                     [&](auto const& v) { return any_of(v->tuneResults()); });
+}
+
+std::vector<arma::uword> as_vector(arma::Col<arma::uword> const& columns) {
+  return {columns.begin(), columns.end()};
+}
+
+}  // namespace
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+           Random const& rng, int const& xprior, double const& ICCcutoff)
+    : rng_(std::make_shared<Random>(rng)),
+      working_(data, as_vector(ids)),
+      predictors_(std::make_unique<predictor_set>()),
+      xprior_(xprior),
+      icc_cutoff_(ICCcutoff) {
+  find_patterns(variables, data);
+  keep_output_columns(variables, data);
+  predictors_ =
+      std::make_unique<predictor_set>(variables, working_, rng_, predictor_set::options{xprior, ICCcutoff});
+}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+           int const& seed, int const& xprior, double const& ICCcutoff)
+    : Mcmc(variables, data, ids, Random(seed), xprior, ICCcutoff) {}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
+           double const& ICCcutoff)
+    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff) {}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+           double const& ICCcutoff)
+    : Mcmc(variables, data, Random(seed), xprior, ICCcutoff) {}
+
+Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+           double const& ICCcutoff, double const& startsdispersion)
+    : Mcmc(variables, data, dispersed(seed, startsdispersion), xprior, ICCcutoff) {}
+
+Mcmc::~Mcmc() = default;
+
+void Mcmc::find_patterns(VariableList const& variables, arma::Mat<double> const& data) {
+  const std::vector<variable_ptr> model_variables = variables.modelvars();
+  arma::Mat<double> columns(data.n_rows, model_variables.size());
+  for (std::size_t j = 0; j < model_variables.size(); ++j) {
+    data::variable const& v = *model_variables[j];
+    columns.col(j) = data.col(v.column);
+    pattern_names_.push_back(v.name);
+    const unsigned level = sampler_level(n_levels() - 1, v.level);
+    const double n_missing =
+        static_cast<double>(working_.missing_units(working_.data, v.column, level).n_elem);
+    const double n = static_cast<double>(working_.n_units(level));
+    missing_percents_.push_back(n > 0 ? 100.0 * n_missing / n : 0.0);
+  }
+  patterns_ = patterns(columns);
+}
+
+void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior) {
+  check_available(variables, models);
+  if (!models.empty()) {
+    check_cluster_means(models, predictors());
+    outcomes_ = std::make_unique<Outcomes>(working_, predictors(), models, working_.data, rng_, prior);
+    link_centered_copies();
+    wire_predictors(predictors(), *outcomes_, working_.units(), working_.data);
+  }
+  list_output(variables, models);
+}
+
+/// Every outcome whose values move writes the copy that other equations read.
+void Mcmc::link_centered_copies() {
+  for (auto const& v : predictors()) {
+    if (!v->means_only() || v->value_columns().is_empty()) continue;
+    centered_copies_.push_back(std::make_unique<centered_copy>(*v, working_));
+    estimator::covariate_link const link = centered_copies_.back()->link();
+    link.update(working_.data);
+    std::vector<std::pair<unsigned, estimator::covariate_link*>> links;
+    for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
+      estimator::Outcome const& model = outcomes_->outcome(i);
+      if (model.missing && has_likelihood(model) && model.y(0) == centered_copies_.back()->column())
+        links.emplace_back(i, new estimator::covariate_link(link));  // the model owns it
+    }
+    outcomes_->linkVariables(links);
+  }
+}
+
+void Mcmc::oneRep() {
+  if (outcomes_) outcomes_->draw(working_.data);
+  predictors_->draw(working_.data);
+  for (auto const& copy : centered_copies_) copy->take();
+}
+
+void Mcmc::tune() const {
+  if (outcomes_) outcomes_->tune();
+  for (auto const& v : predictors()) v->tune(outcomes_ != nullptr);
+}
+
+void Mcmc::tune_check() const {
+  if (outcomes_) outcomes_->tune_check();
+  for (auto const& v : predictors()) v->tuneResults().check();
+}
+
+bool Mcmc::tune_warning() const {
+  return any_proposal(outcomes_.get(), *predictors_, [](auto const& proposal) { return proposal.failed(); });
+}
+
+bool Mcmc::hasTuningInfo() const {
+  return any_proposal(outcomes_.get(), *predictors_, [](auto const& proposal) { return proposal.total > 0; });
+}
+
+arma::Col<double> Mcmc::getParams() const {
+  if (!outcomes_) return predictors_->params();
+  if (predictors().empty()) return outcomes_->params(working_.data);
+  return arma::join_cols(outcomes_->params(working_.data), predictors_->params());
+}
+
+arma::Col<double> Mcmc::getParams(unsigned const& i) const {
+  if (!outcomes_) throw error_debug("There are no outcome models.");
+  return outcomes_->params(i);
+}
+
+arma::uword Mcmc::getTotalParams() const {
+  return (outcomes_ ? outcomes_->n_params(working_.data) : 0) + predictors_->n_params();
+}
+
+arma::uword Mcmc::getTotalParams(unsigned const& level) const {
+  return predictors_->n_params(level);
+}
+arma::uword Mcmc::getCovariateModelNumParams() const {
+  return predictors_->n_params();
+}
+arma::uword Mcmc::getCovariateEstimatedNParams() const {
+  return predictors_->n_estimated();
+}
+
+arma::Cube<double> Mcmc::getLikelihoods() const {
+  return outcomes_ ? outcomes_->likelihood(working_.data) : arma::Cube<double>();
+}
+
+arma::Col<double> Mcmc::getCorrelations() const {
+  return outcomes_ ? outcomes_->correlations(working_.data) : arma::Col<double>();
+}
+
+arma::uword Mcmc::getNumberCorrelations() const {
+  return outcomes_ ? outcomes_->n_correlations() : 0;
+}
+
+std::vector<std::unique_ptr<Variable>> const& Mcmc::predictors() const {
+  return predictors_->models();
+}
+std::vector<std::string> const& Mcmc::predictor_column_names() const {
+  return predictors_->column_names();
+}
+std::vector<excluded_level> const& Mcmc::excluded_predictors() const {
+  return predictors_->excluded();
+}
+
+estimator::cluster Mcmc::clusters(int const& level) const {
+  return working_.clusters(static_cast<unsigned>(level));
+}
+
+}  // namespace tovik::sem

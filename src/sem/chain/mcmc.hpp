@@ -1,0 +1,211 @@
+#pragma once
+
+#include <armadillo>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "data/patterns.hpp"
+#include "sem/outcomes/priors.hpp"
+#include "random/random.hpp"
+#include "sem/wiring/settings.hpp"
+#include "sem/wiring/working_data.hpp"
+
+namespace tovik {
+
+class VariableList;
+class ModelList;
+class Summary;
+class Model;
+
+namespace sem {
+
+class Outcomes;
+class SimpleList;
+class Variable;
+class centered_copy;
+struct excluded_level;
+class predictor_set;
+
+/// One chain's estimator: the working matrix, the generator, the models of the predictors, and every equation
+/// that a scan draws.
+///
+/// Inside, rows are sorted by cluster and levels count from the bottom; getData gives the rows in the order
+/// of the data that came in. An object belongs to one chain and one thread, and stays where it is, since the
+/// models hold addresses into it.
+class Mcmc {
+ public:
+  /// Report correlations among residuals by size; also those that the model fixes.
+  static inline bool& sort_rcorrs = sampler_settings::sort_rcorrs;
+  static inline bool& print_all_rcorrs = sampler_settings::print_all_rcorrs;
+  /// Show the statistics of fixed parameters as numbers.
+  static inline bool& print_fixed_values = sampler_settings::print_fixed_values;
+
+  /// `data`: rows are observations, columns the variables of the catalogue, missing cells NaN.
+  /// `ids`: the columns of the identifiers, the finest first. Builds the models of the predictors and fills
+  /// their missing cells; `xprior` (1, 2 or 3) is the prior of their variances, `ICCcutoff` the intraclass
+  /// correlation below which a variable does not vary at a level. Throws tovik::error for means of clusters
+  /// that cannot be had, std::runtime_error when there are too few units for a model.
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+       Random const& rng, int const& xprior, double const& ICCcutoff);
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
+       int const& seed, int const& xprior, double const& ICCcutoff);
+  /// Take the identifiers from the catalogue.
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
+       double const& ICCcutoff);
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+       double const& ICCcutoff);
+  /// With the offset of this chain's starting values.
+  Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
+       double const& ICCcutoff, double const& startsdispersion);
+  ~Mcmc();
+  Mcmc(Mcmc const&) = delete;
+  Mcmc& operator=(Mcmc const&) = delete;
+
+  /// Builds the ensemble of outcome models, fills their missing cells, sets starting values and ties the
+  /// models of predictors to the equations that read them; once, after construction. Without equations there
+  /// is no ensemble: the scan then imputes by the models of the predictors alone. Throws tovik::error for
+  /// what cannot be estimated.
+  void addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior);
+
+  /// One Gibbs scan: the outcome models, which read the predictors of the scan before, then the models of the
+  /// predictors.
+  void oneRep();
+
+  void tune() const;
+  /// Throws sem::error_tuning when a proposal ended far from its target rate.
+  void tune_check() const;
+  /// True if some proposal's acceptance rate lies outside the band that tune_check allows.
+  bool tune_warning() const;
+  /// True if some proposal was ever made.
+  bool hasTuningInfo() const;
+
+  /// The report column of the current state: the rows of every outcome model in list order, then those of the
+  /// models of the predictors.
+  arma::Col<double> getParams() const;
+  /// The params() rows of model i alone.
+  arma::Col<double> getParams(unsigned const& i) const;
+  arma::uword getTotalParams() const;
+  /// Rows of the predictor models, at one level and in all; how many of them are estimated.
+  arma::uword getTotalParams(unsigned const& level) const;
+  arma::uword getCovariateModelNumParams() const;
+  arma::uword getCovariateEstimatedNParams() const;
+
+  /// The completed data in output form, rows in file order, everything in its own metric without centring:
+  /// the columns of the data file (up to the constant), in which only missing cells are filled, and the
+  /// definitions of MODEL; then on demand the latent values of outcomes and of predictor models, residuals,
+  /// predicted values.
+  arma::Mat<double> getData() const;
+  arma::Mat<double> getData(bool const& latent, bool const& residual, bool const& predicted) const;
+  /// The names of getData's columns, for the catalogue and the equations that the chain was built from.
+  std::vector<std::string> dataNames(VariableList const& variables, ModelList const& models,
+                                     bool const& latent, bool const& residual, bool const& predicted) const;
+
+  /// Units of the highest level x 2 (marginal, conditional) x (models that have a likelihood, then their
+  /// sum); empty without outcome models.
+  arma::Cube<double> getLikelihoods() const;
+
+  arma::Col<double> getCorrelations() const;
+  arma::uword getNumberCorrelations() const;
+
+  // Conditional effects. Defined beside their class.
+
+  /// Takes a copy of the effects and ties it to the models of this chain. Throws error_debug before
+  /// addOutcomes, tovik::error for an effect that is not defined.
+  void addSimpleSlopes(SimpleList const& list);
+  /// Takes every effect from the current state.
+  void computeSimpleSlopes();
+  /// By equation and effect the intercept, then the slope; empty without effects.
+  arma::Col<double> getSimpleSlopes() const;
+  /// Null without effects.
+  SimpleList const* simpleSlopes() const;
+
+  /// The structure above an outcome at the sampler's level `level`; empty for the top level.
+  estimator::cluster clusters(int const& level) const;
+
+  /// The models of the predictors and of the variables to impute, then of the outcomes whose means or centred
+  /// values other equations read (means_only()), each in catalogue order. A variable is incomplete if its
+  /// `missing` is set; its kind is that of its variable().
+  std::vector<std::unique_ptr<Variable>> const& predictors() const;
+  /// The name of each column of the level scores, for Variable::layout.
+  std::vector<std::string> const& predictor_column_names() const;
+  /// Where variables had to be left out of the predictor models, in catalogue order, levels rising.
+  std::vector<excluded_level> const& excluded_predictors() const;
+
+  /// 1, 2 or 3.
+  unsigned n_levels() const { return working_.n_levels(); }
+  /// Rows for level 0, clusters for the levels above.
+  arma::uword n_units(unsigned level) const { return working_.n_units(level); }
+
+  /// The missing-data patterns of the model variables, their names (shown form), and the percentage of each
+  /// variable's units, at its own level, that are missing.
+  patterns const& missing_patterns() const { return patterns_; }
+  std::vector<std::string> const& pattern_names() const { return pattern_names_; }
+  std::vector<double> const& missing_percents() const { return missing_percents_; }
+
+  int xprior() const { return xprior_; }
+  double ICCcutoff() const { return icc_cutoff_; }
+  std::shared_ptr<Random> const& rng() const { return rng_; }
+  working_data& working() { return working_; }
+  working_data const& working() const { return working_; }
+  /// Null before addOutcomes.
+  Outcomes const* outcomes() const { return outcomes_.get(); }
+
+  // The report. Defined beside its tables.
+  void printInfo(std::FILE* stream, VariableList const& variables, ModelList const& models) const;
+  /// True if some model was printed.
+  bool printOutcomes(std::FILE* stream, VariableList const& variables, ModelList const& models,
+                     Summary const& iterations, Summary const& simple) const;
+  /// The models of predictors; `iterations` has their rows and no others.
+  void printCovariates(std::FILE* stream, VariableList const& variables, Summary const& iterations) const;
+  /// The conditional effects of an equation from the first rows of `table`; returns how many rows it took. A
+  /// null stream only counts. Throws tovik::error for an equation without effects.
+  unsigned printSimpleSlopes(std::FILE* stream, unsigned const& model, Model const& equation,
+                             arma::Mat<double> const& table, std::vector<std::string> const& labels) const;
+  void printCorrelations(std::FILE* stream, ModelList const& models, Summary const& correlations) const;
+  void printParameterLabels(std::FILE* stream, VariableList const& variables, ModelList const& models,
+                            Summary const& burn) const;
+  /// The names of all parameters for other programs: quoted model, kind and label, then the number of the row
+  /// in the draws, from 1. Predictors and phantoms come before the models.
+  void printParameterLabelsFile(std::FILE* stream, VariableList const& variables,
+                                ModelList const& models) const;
+  void printTuningInfo(std::FILE* stream, VariableList const& variables, ModelList const& models,
+                       bool all) const;
+
+ private:
+  void find_patterns(VariableList const& variables, arma::Mat<double> const& data);
+  void keep_output_columns(VariableList const& variables, arma::Mat<double> const& data);
+  void link_centered_copies();
+  void list_output(VariableList const& variables, ModelList const& models);
+  arma::Mat<double> completed() const;
+  void complete(arma::Mat<double>& out, arma::uword column, arma::Col<double> const& values) const;
+
+  std::shared_ptr<Random> rng_;
+  working_data working_;
+  arma::Mat<double> raw_;  ///< the columns that are saved, as they came in, rows in file order
+  std::vector<arma::uword> saved_columns_;  ///< the column of the working matrix behind each of them
+  /// What getData hands out, in order.
+  struct output_part {
+    enum class kind { always, latent, residual, predicted };
+    kind what;
+    std::vector<std::string> names;
+    std::function<arma::Mat<double>()> columns;  ///< one per name, rows of the working matrix
+  };
+  std::vector<std::string> saved_names_;
+  std::vector<output_part> output_;  ///< behind the columns of the data file
+  patterns patterns_;
+  std::vector<std::string> pattern_names_;
+  std::vector<double> missing_percents_;
+  std::unique_ptr<predictor_set> predictors_;  ///< never null
+  std::vector<std::unique_ptr<centered_copy>> centered_copies_;
+  std::unique_ptr<Outcomes> outcomes_;
+  struct chain_slopes;
+  std::shared_ptr<chain_slopes> simple_;  ///< null without conditional effects
+  int xprior_;
+  double icc_cutoff_;
+};
+
+}  // namespace sem
+}  // namespace tovik

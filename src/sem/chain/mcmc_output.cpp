@@ -1,0 +1,158 @@
+// What a chain hands out of its data.
+
+#include <algorithm>
+#include <cmath>
+
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "sem/chain/mcmc.hpp"
+#include "sem/ensemble/outcomes.hpp"
+#include "sem/predictors/predictor_set.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using variable_ptr = VariableList::variable_ptr;
+
+/// "y$Intercept", "y$x"; with several levels of clusters also the identifier, "y$Intercept$school". In the
+/// order of the outcome's latent columns: the nearest level first.
+std::vector<std::string> effect_names(Model const& model) {
+  std::vector<std::string> out;
+  for (int level = model.levels - 1; level >= 0; --level) {
+    std::string id;
+    for (variable_ptr const& cluster : model.clusters) {
+      if (model.levels > 1 && cluster->level == static_cast<unsigned>(level)) id = "$" + cluster->name;
+    }
+    for (std::string const& effect : model.reName(level)) out.push_back(model.name() + "$" + effect + id);
+  }
+  return out;
+}
+
+/// The variables behind the score columns of a predictor model.
+std::vector<data::variable const*> score_variables(Variable const& v) {
+  std::vector<data::variable const*> out;
+  for (variable_ptr const& code : v.variable().dummies) out.push_back(code.get());
+  if (out.empty()) out.push_back(&v.variable());
+  return out;
+}
+
+/// Latent scores of a categorical variable, then latent means from the nearest level up.
+std::vector<std::string> latent_names(Variable const& v, std::vector<variable_ptr> const& clusters) {
+  std::vector<std::string> out;
+  const auto scores = score_variables(v);
+  const auto type = v.variable().type;
+  if (type == data::type::ordinal || type == data::type::nominal) {
+    for (data::variable const* score : scores) out.push_back(score->name + ".latent");
+  }
+  for (unsigned q = 1; q <= v.chain().n_above(); ++q) {
+    const std::string id = clusters.at(v.chain().level(q) - 1)->name;
+    for (data::variable const* score : scores) out.push_back(score->name + ".mean[" + id + "]");
+  }
+  return out;
+}
+
+arma::uword width(arma::Mat<double> const& columns) {
+  return columns.n_cols;
+}
+
+}  // namespace
+
+/// The columns of the data file end where the constant stands.
+void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> const& data) {
+  const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
+                                     [](variable_ptr const& v) { return v->type == data::type::constant; });
+  if (constant == variables.variables.end()) throw error_debug("No intercept!");
+  for (auto v = variables.variables.begin(); v != constant; ++v) {
+    saved_columns_.push_back((*v)->column);
+    saved_names_.push_back((*v)->name);
+  }
+  raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
+  for (auto v = variables.variables.begin(); v != constant; ++v) {
+    if ((*v)->uncentered.empty()) continue;
+    raw_.col(static_cast<arma::uword>(v - variables.variables.begin())) = arma::Col<double>((*v)->uncentered);
+  }
+}
+
+/// Names and columns are listed side by side, so that they cannot part.
+void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
+  using kind = output_part::kind;
+  output_.clear();
+  arma::Mat<double> const& data = working_.data;
+  if (outcomes_) {
+    std::vector<std::string> definitions, latent, residual, predicted;
+    for (auto const& definition : models.definitions) definitions.push_back(definition.first);
+    for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
+      estimator::Outcome const& model = outcomes_->outcome(i);
+      if (width(model.latent(data)) > 0)
+        for (std::string& name : effect_names(models[i])) latent.push_back(std::move(name));
+      if (width(model.residual(data)) > 0) residual.push_back(models[i].name() + ".residual");
+      if (width(model.predicted(data)) > 0) predicted.push_back(models[i].name() + ".predicted");
+    }
+    output_.push_back({kind::always, definitions, [this] { return outcomes_->defines(working_.data); }});
+    output_.push_back({kind::latent, latent, [this] { return outcomes_->latent(working_.data); }});
+    output_.push_back({kind::residual, residual, [this] { return outcomes_->residual(working_.data); }});
+    output_.push_back({kind::predicted, predicted, [this] { return outcomes_->predicted(working_.data); }});
+  }
+  const auto behind = std::find_if(output_.begin(), output_.end(),
+                                   [](output_part const& part) { return part.what == kind::residual; });
+  std::vector<output_part> means;
+  for (auto const& v : predictors())
+    means.push_back({kind::latent, latent_names(*v, variables.clusters), [&v] { return v->getLatent(); }});
+  output_.insert(behind, means.begin(), means.end());
+  for (output_part const& part : output_) {
+    if (width(part.columns()) != part.names.size())
+      throw error_debug("Saved columns and their names differ in number.");
+  }
+}
+
+/// Fills the missing cells of a saved column; `values` are in the order of the working matrix.
+void Mcmc::complete(arma::Mat<double>& out, arma::uword column, arma::Col<double> const& values) const {
+  const auto saved = std::find(saved_columns_.begin(), saved_columns_.end(), column);
+  if (saved == saved_columns_.end()) return;
+  double* to = out.colptr(static_cast<arma::uword>(saved - saved_columns_.begin()));
+  for (arma::uword i = 0; i < values.n_elem; ++i) {
+    double& cell = to[working_.file_rows()[i]];
+    if (std::isnan(cell)) cell = values[i];
+  }
+}
+
+arma::Mat<double> Mcmc::completed() const {
+  arma::Mat<double> out = raw_;
+  if (outcomes_) {
+    for (arma::uword column : outcomes_->imputed_columns()) complete(out, column, working_.data.col(column));
+  }
+  for (auto const& v : predictors()) {
+    if (!v->missing) continue;
+    const arma::Col<double> units = v->uncenteredData().col(0);
+    complete(out, v->variable().column, units.elem(working_.units(v->level)));
+  }
+  return out;
+}
+
+arma::Mat<double> Mcmc::getData() const {
+  return getData(false, false, false);
+}
+
+arma::Mat<double> Mcmc::getData(bool const& latent, bool const& residual, bool const& predicted) const {
+  const bool wanted[] = {true, latent, residual, predicted};
+  arma::Mat<double> out = completed();
+  for (output_part const& part : output_) {
+    if (!wanted[static_cast<int>(part.what)] || part.names.empty()) continue;
+    out.insert_cols(out.n_cols, working_.in_file_order(part.columns()));
+  }
+  return out;
+}
+
+std::vector<std::string> Mcmc::dataNames(VariableList const&, ModelList const&, bool const& latent,
+                                         bool const& residual, bool const& predicted) const {
+  const bool wanted[] = {true, latent, residual, predicted};
+  std::vector<std::string> out = saved_names_;
+  for (output_part const& part : output_) {
+    if (wanted[static_cast<int>(part.what)]) out.insert(out.end(), part.names.begin(), part.names.end());
+  }
+  return out;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,129 @@
+#include "sem/ensemble/availability.hpp"
+
+#include <string>
+
+#include "data/variable_list.hpp"
+#include "model/model_list.hpp"
+#include "sem/wiring/kinds.hpp"
+#include "support/error.hpp"
+#include "support/not_available.hpp"
+#include "support/text.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+/// "... ('y')", where y is the outcome of the equation.
+[[noreturn]] void refuse(std::string const& what, Model const& model) {
+  not_available::refuse(what + " ('" + model.name() + "')");
+}
+
+/// What an equation is by its outcome; null for the kinds that are drawn.
+char const* kind_name(Model const& model) {
+  switch (model.kind()) {
+    case 0:
+      return model.outcomes.size() == 1 ? nullptr : "An equation with several outcomes";
+    case 1:
+      return "An ordinal outcome";
+    case 3:
+      return "A count outcome";
+    case 4:
+      return "A nominal outcome";
+    case 6:
+      return "A missing data indicator as an outcome";
+    case 7:
+      return "A latent outcome";
+    case 8:
+      return nullptr;
+    case 9:
+      return "A block of outcomes with correlated residuals";
+    case 12:
+      return "A variance model";
+    default:
+      return "An outcome of this kind";
+  }
+}
+
+void check_outcome(Model const& model) {
+  if (char const* name = kind_name(model)) refuse(name, model);
+  if (model.kind() == static_cast<int>(data::type::phantom)) return;
+  model::anyVariable const& outcome = model.outcomes.front();
+  if (model.link == model::link::probit || model.link == model::link::logit) {
+    throw error_debug("Invalid Link for normal model!");
+  }
+  if (model.link != model::link::identity) refuse("The link '" + model::link_str(model.link) + "'", model);
+  if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
+}
+
+/// What a term is that cannot be drawn; null for an observed variable and for what can.
+char const* term_name(model::anyVariable const& term) {
+  switch (term.type) {
+    case model::type::variable:
+      break;
+    case model::type::mean:
+      return nullptr;
+    case model::type::latent:
+      return "A latent propensity as a predictor";
+    case model::type::missing:
+      return "A missing data indicator as a predictor";
+    case model::type::random:
+      return nullptr;
+    default:
+      return "A phantom variable as a predictor";
+  }
+  switch (term.variable->type) {
+    case data::type::latent:
+      return "A latent variable as a predictor";
+    case data::type::phantom:
+      return "A phantom variable as a predictor";
+    case data::type::random_effect:
+      return "A named random effect as a predictor";
+    default:
+      return nullptr;
+  }
+}
+
+void check_terms(Model const& model) {
+  for (auto const* terms : {&model.fixed, &model.random}) {
+    for (model::anyVariable const& term : *terms) {
+      if (char const* name = term_name(term)) refuse(name, model);
+    }
+  }
+  for (auto const* terms : {&model.fixed_compute, &model.random_compute}) {
+    for (model::combinationOfAnyVariable const& computed : *terms) {
+      for (model::anyVariable const& term : computed.all_variables()) {
+        if (char const* name = term_name(term)) refuse(name, model);
+      }
+    }
+  }
+}
+
+/// A variance that is known is no element of the inverse Wishart draw of its matrix.
+void check_random_variances(Model const& model) {
+  for (std::int32_t c = 0; c < model.levels; ++c) {
+    for (model::parameter const& p : model.randomParameters(static_cast<unsigned>(c))) {
+      if (p.is_fixed()) refuse("A fixed variance of a random effect", model);
+    }
+  }
+}
+
+}  // namespace
+
+void check_available(VariableList const& variables, ModelList const& models) {
+  if (!variables.weights().empty()) {
+    not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
+  }
+  for (Model const& model : models) {
+    if (model.kind() == model_type::parameter || model.kind() == model_type::computation) continue;
+    check_outcome(model);
+    check_terms(model);
+    check_random_variances(model);
+  }
+  for (auto const& [definition, expression] : models.definitions) {
+    for (model::anyVariable const& term : expression.all_variables()) {
+      if (char const* name = term_name(term)) not_available::refuse(name + (" ('" + definition + "')"));
+    }
+  }
+}
+
+}  // namespace tovik::sem

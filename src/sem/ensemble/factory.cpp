@@ -1,0 +1,138 @@
+#include "sem/ensemble/factory.hpp"
+
+#include <vector>
+
+#include "data/levels.hpp"
+#include "evaluate/defines.hpp"
+#include "evaluate/parser.hpp"
+#include "evaluate/value.hpp"
+#include "model/compute.hpp"
+#include "model/model.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+#include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/parameter.hpp"
+#include "sem/phantoms/phantom.hpp"
+#include "support/error.hpp"
+#include "support/text.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+arma::Col<arma::uword> columns_of(std::vector<unsigned> const& positions) {
+  arma::Col<arma::uword> out(positions.size());
+  for (std::size_t k = 0; k < positions.size(); ++k) out[k] = positions[k];
+  return out;
+}
+
+std::vector<estimator::compute> computed_columns(Model::trees terms) {
+  std::vector<estimator::compute> out;
+  for (auto& term : terms) {
+    for (auto& tree : term) out.push_back(bound_column(std::move(tree)));
+  }
+  return out;
+}
+
+void set_computed(normal_setup& setup, Model const& model, outcome_context const& context) {
+  if (model.fixed_compute.empty() && model.random_compute.empty()) return;
+  if (context.cells == nullptr) throw error_debug("Could not find parameter name in map.");
+  setup.x_compute = computed_columns(model.xindCompute(*context.cells));
+  for (Model::trees& level : model.zindCompute(*context.cells))
+    setup.z_compute.push_back(computed_columns(std::move(level)));
+}
+
+void set_fixed(normal_setup& setup, Model const& model) {
+  const std::vector<model::parameter> coefficients = model.fixedParameters();
+  std::vector<unsigned> positions;
+  std::vector<double> values;
+  for (std::size_t j = 0; j < coefficients.size(); ++j) {
+    if (!coefficients[j].is_fixed()) continue;
+    positions.push_back(static_cast<unsigned>(j));
+    values.push_back(coefficients[j].value());
+  }
+  setup.fixed = columns_of(positions);
+  setup.fixed_values = arma::Col<double>(values);
+  setup.estimate_resid = !model.variance.is_fixed();
+  if (model.variance.is_fixed()) setup.resid_value = model.variance.value();
+}
+
+std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_context const& context) {
+  normal_setup setup;
+  setup.y = model.yind().at(0);
+  setup.x = columns_of(model.xind());
+  for (std::vector<unsigned> const& level : model.zind()) setup.z.push_back(columns_of(level));
+  for (bool intercept : model.hasRandomIntercept()) setup.icept.push_back(intercept ? 1 : 0);
+  setup.mutable_columns = context.mutable_columns;
+  setup.level = outcome_level(model, *context.working);
+  setup.cluster = context.working->clusters(setup.level);
+  setup.n_levels = static_cast<unsigned>(model.levels);
+  setup.missing_units = context.working->missing_units(*context.data, setup.y, setup.level);
+  setup.has_intercept = !model.fixed.empty() && model.fixed.front().is_intercept();
+  setup.prior = context.prior;
+  setup.phantoms = phantoms_of(model);
+  set_fixed(setup, model);
+  set_computed(setup, model, context);
+  auto out = std::make_shared<Normal>(context.estimator, setup);
+  if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
+  return out;
+}
+
+std::shared_ptr<estimator::Outcome> make_phantom(Model const& model, outcome_context const& context) {
+  phantom_setup setup;
+  setup.column = model.yind().at(0);
+  setup.level = outcome_level(model, *context.working);
+  setup.cluster = context.working->clusters(setup.level);
+  setup.n_levels = static_cast<unsigned>(model.levels);
+  setup.fixed = model.variance.is_fixed();
+  if (setup.fixed) setup.value = model.variance.value();
+  return std::make_shared<Phantom>(context.estimator, setup);
+}
+
+std::shared_ptr<estimator::Outcome> make_parameter(Model const& model, outcome_context const& context) {
+  return std::make_shared<Parameter>(context.estimator, estimator::cluster(),
+                                     parse_distribution(model.prior.name), model.prior.first,
+                                     model.prior.second);
+}
+
+std::shared_ptr<estimator::Outcome> make_computation(Model const& model, outcome_context const& context) {
+  constexpr const char* unknown = "Could not find parameter name in map.";
+  if (context.cells == nullptr) throw error_debug(unknown);
+  evaluate::defines names;
+  std::vector<model::parameter_info> read;
+  for (std::string const& token : model::expression_names(model.computation)) {
+    const auto entry = context.cells->find(to_lower(token));
+    if (entry == context.cells->end()) throw error_debug(unknown);
+    names.define_var(entry->first, entry->second.slot);
+    read.push_back(entry->second);
+  }
+  std::unique_ptr<evaluate::node> tree(evaluate::ast(model.computation, names));
+  for (model::parameter_info const& info : read) tree->register_var(info.cell.get(), info.slot);
+  if (tree->has_unbound_var()) throw error_debug(unknown);
+  return std::make_shared<Computation>(context.estimator, tree.release());
+}
+
+}  // namespace
+
+estimator::compute bound_column(std::unique_ptr<evaluate::node> tree) {
+  if (tree->has_unbound_var()) throw error_debug("Could not find parameter name in map.");
+  return estimator::compute(std::shared_ptr<evaluate::node>(std::move(tree)));
+}
+
+unsigned outcome_level(Model const& model, working_data const& working) {
+  return sampler_level(working.n_levels() - 1, static_cast<unsigned>(model.levels));
+}
+
+std::shared_ptr<estimator::Outcome> make_outcome(Model const& model, outcome_context const& context) {
+  if (is_phantom(model)) return make_phantom(model, context);
+  switch (model.kind()) {
+    case model_type::parameter:
+      return make_parameter(model, context);
+    case model_type::computation:
+      return make_computation(model, context);
+    default:
+      return make_normal(model, context);
+  }
+}
+
+}  // namespace tovik::sem

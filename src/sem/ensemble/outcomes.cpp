@@ -1,0 +1,328 @@
+#include "sem/ensemble/outcomes.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+#include "evaluate/value.hpp"
+#include "model/model_list.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+#include "sem/wiring/proposals.hpp"
+#include "sem/ensemble/random_effect_links.hpp"
+#include "sem/ensemble/written_columns.hpp"
+#include "sem/ensemble/factory.hpp"
+#include "sem/outcomes/computation.hpp"
+#include "sem/predictors/variable.hpp"
+#include "sem/ensemble/starts.hpp"
+#include "support/error.hpp"
+#include "support/not_available.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+using model_ptr = std::shared_ptr<estimator::Outcome>;
+using predictor_models = std::vector<std::unique_ptr<Variable>>;
+
+/// The columns that `get` gives for each model, one below the other.
+template <class Get>
+arma::Col<double> join(std::vector<model_ptr> const& models, Get get) {
+  if (models.size() == 1) return get(*models.front());
+  std::vector<arma::Col<double>> parts;
+  arma::uword n = 0;
+  for (model_ptr const& model : models) {
+    parts.push_back(get(*model));
+    n += parts.back().n_elem;
+  }
+  arma::Col<double> out(n);
+  double* to = out.memptr();
+  for (arma::Col<double> const& part : parts) to = std::copy(part.begin(), part.end(), to);
+  return out;
+}
+
+/// The matrices that `get` gives for each model, side by side.
+template <class Get>
+arma::Mat<double> join_columns(std::vector<model_ptr> const& models, arma::uword n_rows, Get get) {
+  arma::Mat<double> out(n_rows, 0);
+  for (model_ptr const& model : models) out.insert_cols(out.n_cols, get(*model));
+  return out;
+}
+
+/// The copies of outcomes that their means-only models centre.
+std::vector<following_columns> centered_copies(predictor_models const& predictors) {
+  std::vector<following_columns> out;
+  for (auto const& v : predictors) {
+    if (v->means_only() && !v->value_columns().is_empty())
+      out.push_back({v->variable().column, v->value_columns()});
+  }
+  return out;
+}
+
+/// An equation for a variable of the data, against the statements of PARAMETERS.
+bool is_equation(Model const& model) {
+  const int kind = model.kind();
+  return kind != model_type::parameter && kind != model_type::computation;
+}
+
+/// Two models of one outcome would both write its missing values.
+void check_one_writer(ModelList const& list, working_data const& working, arma::Mat<double> const& data) {
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (!is_equation(list[i])) continue;
+    for (std::size_t j = i + 1; j < list.size(); ++j) {
+      if (!is_equation(list[j])) continue;
+      const unsigned column = list[i].yind().at(0);
+      if (column != list[j].yind().at(0)) continue;
+      if (working.missing_units(data, column, outcome_level(list[i], working)).n_elem == 0) continue;
+      not_available::refuse("A second equation for the incomplete outcome '" + list[i].name() + "'");
+    }
+  }
+}
+
+}  // namespace
+
+Outcomes::Outcomes(working_data const& working, predictor_models const& predictors, ModelList const& list,
+                   arma::Mat<double>& data, std::shared_ptr<Random> const& rng, priors const& prior)
+    : working_(working), rng_(rng) {
+  check_one_writer(list, working_, data);
+  cells_ = list.generate_map();
+  build_models(list, predictors, data, prior);
+  link_phantoms(list, models, data);
+  set_starts(list, data);
+  check_phantoms(list, models);
+  link_random_effects(list, models, working_.units(), data);
+  wire_likelihood_lists(models, working_.units(), data, centered_copies(predictors));
+  tie_labels(list, data, prior);
+  bind_definitions(list);
+  check_rows(list, data);
+  residual_correlations_ = residual_correlations(list, models, working_);
+}
+
+Outcomes::~Outcomes() = default;
+
+void Outcomes::build_models(ModelList const& list, predictor_models const& predictors,
+                            arma::Mat<double> const& data, priors const& prior) {
+  outcome_context context;
+  context.estimator = this;
+  context.working = &working_;
+  context.data = &data;
+  context.prior = prior;
+  context.cells = &cells_;
+  context.mutable_columns = written_columns(list, data);
+  mark_written(predictors, context.mutable_columns);
+  for (Model const& model : list) models.push_back(make_outcome(model, context));
+}
+
+void Outcomes::tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior) {
+  computations_ = computations_of(models);
+  for (drawn_label& label : wire_labels({list, models, cells_, data, *rng_, prior})) {
+    constraint_map[label.constraint->name] = {label.name, label.appearances, false};
+    constraints.push_back(std::move(label.constraint));
+  }
+}
+
+void Outcomes::bind_definitions(ModelList const& list) {
+  for (auto& [name, tree] : list.get_evaluates()) {
+    for (auto const& [key, info] : cells_) tree->register_var(info.cell.get(), info.slot);
+    if (tree->has_unbound_var()) throw error_debug("Could not find parameter name in map.");
+    definitions_.push_back(std::move(tree));
+  }
+}
+
+/// All starts come from the observed values, so they are computed before any missing cell is filled.
+void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
+  std::vector<arma::Col<double>> starts;
+  std::vector<outcome_moments> moments;
+  for (Model const& model : list) {
+    if (!is_equation(model) || is_phantom(model)) {
+      starts.emplace_back(is_phantom(model) ? 1 : 0, arma::fill::zeros);
+      moments.emplace_back();
+      continue;
+    }
+    const estimator::cluster structure = working_.clusters(outcome_level(model, working_));
+    moments.push_back(observed_moments(model, data, structure));
+    starts.push_back(generateStarts(model, data, structure, rng_->start_scale, rng_->start_shift));
+  }
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (!is_equation(list[i]) || is_phantom(list[i])) continue;
+    const unsigned column = list[i].yind().at(0);
+    const unsigned level = outcome_level(list[i], working_);
+    const arma::Col<arma::uword> missing = working_.missing_units(data, column, level);
+    working_.write(data, column, level, missing, draw_missing(list[i], moments[i], missing.n_elem, *rng_));
+  }
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (is_equation(list[i])) models[i]->addStarts(starts[i]);
+  }
+}
+
+/// Everything downstream finds a value by the position of its name.
+void Outcomes::check_rows(ModelList const& list, arma::Mat<double> const& data) const {
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    Model const& model = list[i];
+    const std::size_t names = model.n_rows();
+    const std::size_t values = models[i]->params(data).n_elem;
+    if (names == values) continue;
+    throw error_debug("Model '" + model.command() + "' has " + std::to_string(names) + " names for " +
+                      std::to_string(values) + " values.");
+  }
+}
+
+void Outcomes::draw(arma::Mat<double>& data) {
+  const auto drawn_first = [](estimator::Outcome const& model) {
+    return optimize_draws && data::isLatent(model.type);
+  };
+  for (model_ptr const& model : models) {
+    if (drawn_first(*model)) model->draw(data);
+  }
+  for (model_ptr const& model : models) {
+    if (!drawn_first(*model)) model->draw(data);
+  }
+  for (auto const& constraint : constraints) constraint->draw(data);
+  // Models took their shares before the shared parameters moved: one report must not mix two states.
+  if (!constraints.empty()) {
+    for (model_ptr const& model : models) model->refreshShares(data);
+  }
+  for (Computation* node : computations_) node->update();
+}
+
+void Outcomes::tune() {
+  for (model_ptr const& model : models) {
+    model->tune();
+    model->connectDriven(working_.data);  // imputed values have moved since
+  }
+  for (auto const& constraint : constraints) {
+    if (constraint->links.empty()) continue;
+    const double rate = constraint->tune.rate();
+    adapt_proposal(*constraint, working_.data);
+    if (estimator::constraint::print_debug)
+      std::printf("multiplier=%7.4f; stddev=%7.4f; probs=%6.3f;\n", constraint->tune.value,
+                  constraint->tune.value * std::sqrt(constraint->variance), rate);
+  }
+}
+
+void Outcomes::tune_check() {
+  for (model_ptr const& model : models) model->tuneResults().check();
+  for (auto const& constraint : constraints) estimator::tune_results{constraint->tune}.check();
+}
+
+std::vector<estimator::tune_results> Outcomes::acceptance() const {
+  std::vector<estimator::tune_results> out;
+  for (model_ptr const& model : models) out.push_back(model->tuneResults());
+  for (auto const& constraint : constraints) {
+    const auto record = constraint_map.find(constraint->name);
+    if (record == constraint_map.end()) throw error_debug("Cannot find Parameter.");
+    if (record->second.derived) continue;
+    out.push_back({constraint->tune});
+    out.back().label = record->second.name;
+  }
+  return out;
+}
+
+arma::Col<double> Outcomes::params() const {
+  return join(models, [](estimator::Outcome const& model) { return model.params(); });
+}
+
+arma::Col<double> Outcomes::params(arma::Mat<double> const& data) const {
+  return join(models, [&](estimator::Outcome const& model) { return model.params(data); });
+}
+
+arma::Col<double> Outcomes::params(unsigned const& model) const {
+  return models.at(model)->params();
+}
+
+arma::Col<double> Outcomes::computations() const {
+  arma::Col<double> out(computations_.size());
+  for (std::size_t k = 0; k < computations_.size(); ++k) out[k] = *computations_[k]->ptr();
+  return out;
+}
+
+arma::uword Outcomes::n_params() const {
+  arma::uword n = 0;
+  for (model_ptr const& model : models) n += model->params().n_elem;
+  return n;
+}
+
+arma::uword Outcomes::n_params(arma::Mat<double> const& data) const {
+  arma::uword n = 0;
+  for (model_ptr const& model : models) n += model->params(data).n_elem;
+  return n;
+}
+
+arma::uword Outcomes::n_params(unsigned const& model) const {
+  return models.at(model)->params().n_elem;
+}
+
+arma::uword Outcomes::n_estimated() const {
+  arma::uword n = constraints.size();
+  for (model_ptr const& model : models) n += model->n_estimated();
+  return n;
+}
+
+arma::uword Outcomes::n_computations() const {
+  return computations_.size();
+}
+arma::uword Outcomes::n_correlations() const {
+  return residual_correlations_.size();
+}
+arma::uword Outcomes::n_defines() const {
+  return definitions_.size();
+}
+
+/// Continuous outcomes hold their values in the data as they are.
+void Outcomes::categorize_nominal(arma::Mat<double>&, arma::Mat<double> const&) const {}
+
+arma::Mat<double> const& Outcomes::betas(unsigned const& model) const {
+  return models.at(model)->betas();
+}
+
+std::vector<double> Outcomes::getMissingPercents() const {
+  std::vector<double> out;
+  for (model_ptr const& model : models) {
+    for (double share : model->getMissingPercents()) out.push_back(100.0 * share);
+  }
+  return out;
+}
+
+arma::Col<arma::uword> Outcomes::indicators() const {
+  return {};
+}
+
+arma::Mat<double> Outcomes::latent(arma::Mat<double> const& data) const {
+  return join_columns(models, data.n_rows,
+                      [&](estimator::Outcome const& model) { return model.latent(data); });
+}
+
+arma::Mat<double> Outcomes::residual(arma::Mat<double> const& data) const {
+  return join_columns(models, data.n_rows,
+                      [&](estimator::Outcome const& model) { return model.residual(data); });
+}
+
+arma::Mat<double> Outcomes::predicted(arma::Mat<double> const& data) const {
+  return join_columns(models, data.n_rows,
+                      [&](estimator::Outcome const& model) { return model.predicted(data); });
+}
+
+arma::Mat<double> Outcomes::defines(arma::Mat<double> const& data) const {
+  arma::Mat<double> out(data.n_rows, definitions_.size());
+  for (std::size_t k = 0; k < definitions_.size(); ++k) out.col(k) = definitions_[k]->eval(data);
+  return out;
+}
+
+arma::Col<double> Outcomes::correlations(arma::Mat<double> const& data) const {
+  return residual_correlations_.values(data);
+}
+
+void Outcomes::linkVariables(std::vector<std::pair<unsigned, estimator::covariate_link*>> const& links) {
+  for (auto const& [model, link] : links) models.at(model)->setCentering(link);
+}
+
+std::vector<arma::uword> Outcomes::imputed_columns() const {
+  std::vector<arma::uword> out;
+  for (model_ptr const& model : models) {
+    if (model->missing) out.insert(out.end(), model->y.begin(), model->y.end());
+  }
+  return out;
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "evaluate/node.hpp"
+#include "model/parameter_info.hpp"
+#include "sem/ensemble/labels.hpp"
+#include "sem/ensemble/residual_correlations.hpp"
+#include "sem/wiring/estimator.hpp"
+#include "sem/wiring/outcome.hpp"
+#include "sem/outcomes/priors.hpp"
+#include "sem/wiring/covariate_link.hpp"
+
+namespace tovik {
+class ModelList;
+class Random;
+}  // namespace tovik
+
+namespace tovik::sem {
+
+class Variable;
+class working_data;
+
+/// All outcome models of one chain: built from the equations, wired, and drawn together.
+///
+/// `data` is the working matrix of the chain everywhere. Models and shared parameters hold addresses into
+/// each other, so the object stays where it is.
+class Outcomes : public virtual Estimator {
+ public:
+  /// Builds a model for every equation and every PARAMETERS statement, draws the missing cells of the
+  /// outcomes from the moments of the observed ones, gives each model its starting state, and ties shared
+  /// parameters together. Throws tovik::error for an equation that cannot be sampled, tovik::error_debug when
+  /// a model's rows and the names of its rows disagree in number. `working`, whose matrix `data` is, and the
+  /// models of the predictors must outlive the object.
+  Outcomes(working_data const& working, std::vector<std::unique_ptr<Variable>> const& predictors,
+           ModelList const& models, arma::Mat<double>& data, std::shared_ptr<Random> const& rng,
+           priors const& prior);
+  ~Outcomes() override;
+  Outcomes(Outcomes const&) = delete;
+  Outcomes& operator=(Outcomes const&) = delete;
+
+  /// Latent variables first (with optimize_draws), the other models in list order, then shared parameters;
+  /// then what follows from all of these: variance shares and computed parameters.
+  void draw(arma::Mat<double>& data) override;
+  /// Adapts the proposals of all models, then those of the shared parameters; one of these that is far from
+  /// the scale of its density at the current state is given that scale.
+  void tune() override;
+  void tune_check() override;
+
+  arma::Col<double> params() const override;
+  arma::Col<double> params(arma::Mat<double> const& data) const override;
+  arma::Col<double> params(unsigned const& model) const override;
+  arma::Col<double> computations() const override;
+
+  arma::uword n_outcomes() const { return models.size(); }
+  estimator::Outcome const& outcome(unsigned model) const { return *models.at(model); }
+  estimator::Outcome& outcome(unsigned model) { return *models.at(model); }
+  arma::uword n_params() const override;
+  /// Parameters that are drawn, shared ones counted once.
+  arma::uword n_estimated() const override;
+  arma::uword n_params(arma::Mat<double> const& data) const override;
+  arma::uword n_params(unsigned const& model) const override;
+  arma::uword n_computations() const override;
+  arma::uword n_correlations() const override;
+  arma::uword n_defines() const override;
+
+  void categorize_nominal(arma::Mat<double>& raw, arma::Mat<double> const& data) const override;
+
+  /// One value per unit of `level`, which counts from 0 for rows: the sum over the models at or below it that
+  /// have a likelihood.
+  arma::Col<double> logLiklihood(arma::Mat<double> const& data, int level) const override;
+  double logLiklihood(arma::Mat<double> const& data) const override;
+  arma::Col<double> computeLL(arma::Mat<double> const& data, int level) const override;
+  double computeLL(arma::Mat<double> const& data) const override;
+
+  Random* rng() const override { return rng_.get(); }
+  std::vector<estimator::tune_results> acceptance() const override;
+  arma::Mat<double> const& betas(unsigned const& model) const override;
+  std::vector<double> getMissingPercents() const override;
+  arma::Col<arma::uword> indicators() const override;
+
+  arma::Mat<double> latent(arma::Mat<double> const& data) const override;
+  arma::Mat<double> residual(arma::Mat<double> const& data) const override;
+  arma::Mat<double> predicted(arma::Mat<double> const& data) const override;
+  arma::Mat<double> defines(arma::Mat<double> const& data) const override;
+  arma::Col<double> correlations(arma::Mat<double> const& data) const override;
+
+  /// A marginal likelihood that cannot be computed is NaN for all units of its model.
+  arma::Cube<double> likelihood(arma::Mat<double> const& data) const override;
+
+  /// Gives model `first` of each pair the link that refreshes what follows from its values.
+  void linkVariables(std::vector<std::pair<unsigned, estimator::covariate_link*>> const& links);
+
+  /// The columns of the working matrix that hold imputed values.
+  std::vector<arma::uword> imputed_columns() const;
+
+ private:
+  /// One shared parameter by its label.
+  struct constraint_record {
+    std::string name;
+    unsigned appearances = 0;
+    bool derived = false;  ///< a computed parameter: it follows others and is not drawn
+  };
+
+  void build_models(ModelList const& list, std::vector<std::unique_ptr<Variable>> const& predictors,
+                    arma::Mat<double> const& data, priors const& prior);
+  void set_starts(ModelList const& list, arma::Mat<double>& data);
+  void tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior);
+  void bind_definitions(ModelList const& list);
+  void check_rows(ModelList const& list, arma::Mat<double> const& data) const;
+  void fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& data, arma::uword slice,
+                     estimator::Outcome const& model) const;
+
+  // First, so that it is destroyed last: trees in the models read the cells of the map.
+  std::unordered_map<std::string, model::parameter_info> cells_;
+  working_data const& working_;
+  std::shared_ptr<Random> rng_;
+  std::vector<std::shared_ptr<estimator::Outcome>> models;
+  residual_correlations residual_correlations_;
+  std::vector<std::shared_ptr<estimator::constraint>> constraints;
+  std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name
+  std::vector<Computation*> computations_;                            ///< among the models, in list order
+  std::vector<std::unique_ptr<evaluate::node>> definitions_;          ///< of MODEL, bound, in statement order
+};
+
+}  // namespace tovik::sem

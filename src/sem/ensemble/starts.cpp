@@ -1,0 +1,121 @@
+#include "sem/ensemble/starts.hpp"
+
+#include <cmath>
+#include <vector>
+
+#include "model/model.hpp"
+#include "random/random.hpp"
+#include "sem/wiring/transform.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+double start_or(model::parameter const& parameter, double otherwise) {
+  return parameter.has_start() ? parameter.start() : otherwise;
+}
+
+/// The value of a variance: a fixed one as it stands, else the user's or the default start, dispersed.
+double variance_start(model::parameter const& parameter, double otherwise, double scale) {
+  return parameter.is_fixed() ? parameter.value() : scale * start_or(parameter, otherwise);
+}
+
+void append_covariances(std::vector<double>& out, Model const& model, double variance, double scale) {
+  for (std::int32_t c = 0; c < model.levels; ++c) {
+    const std::vector<model::parameter> effects = model.randomParameters(static_cast<unsigned>(c));
+    for (std::size_t j = 0; j < effects.size(); ++j) {
+      out.push_back(variance_start(effects[j], 0.5 * variance, scale));
+      out.insert(out.end(), effects.size() - j - 1, 0.0);
+    }
+  }
+}
+
+void append_coefficients(std::vector<double>& out, Model const& model, outcome_moments const& moments,
+                         double shift) {
+  const std::vector<model::parameter> coefficients = model.fixedParameters();
+  const bool has_intercept = !model.fixed.empty() && model.fixed.front().is_intercept();
+  for (std::size_t j = 0; j < coefficients.size(); ++j) {
+    const bool intercept = has_intercept && j == 0;
+    if (coefficients[j].is_fixed()) {
+      out.push_back(coefficients[j].value());
+    } else if (intercept) {
+      out.push_back(start_or(coefficients[j], moments.mean) + shift * std::sqrt(moments.variance));
+    } else {
+      out.push_back(start_or(coefficients[j], 0.0));
+    }
+  }
+}
+
+/// The observed values on the scale of the equation.
+arma::Col<double> transformed(Model const& model, arma::Col<double> const& y) {
+  if (!model.outcomes.front().is_transformed()) return y;
+  const estimator::transform g(model.pair());
+  arma::Col<double> out(y.n_elem);
+  for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g.forward(y[i]);
+  if (!out.is_finite()) {
+    throw error("ERROR: The transformation of variable '" + model.outcomes.front().variable->name +
+                "' gives values that are not finite.");
+  }
+  return out;
+}
+
+/// Draws on the scale of the equation, put on the scale of the data in place; those out of range are redrawn.
+void draw_back(estimator::transform const& g, outcome_moments const& moments, arma::Col<double>& values,
+               Random& rng) {
+  constexpr int most_draws = 100;
+  const double sd = std::sqrt(moments.variance);
+  double center = moments.central;
+  g.admits(moments.mean, center);
+  for (double& value : values) {
+    double data_value = center;
+    for (int attempt = 0; attempt < most_draws && !g.admits(value, data_value); ++attempt)
+      value = moments.mean + sd * rng.rnorm();
+    value = data_value;
+  }
+}
+
+}  // namespace
+
+outcome_moments observed_moments(Model const& model, arma::Mat<double> const& data,
+                                 estimator::cluster const& structure) {
+  const unsigned column = model.yind().at(0);
+  const bool every_row = structure.own_rows.empty();
+  const arma::uword n = every_row ? data.n_rows : structure.own_rows[0]->n_elem;
+  arma::Col<double> y(n);
+  arma::uword n_observed = 0;
+  for (arma::uword k = 0; k < n; ++k) {
+    const double value = data(every_row ? k : (*structure.own_rows[0])[k], column);
+    if (!std::isnan(value)) y[n_observed++] = value;
+  }
+  if (n_observed == 0) throw error("ERROR: Variable '" + model.name() + "' has no observed values.");
+  y.resize(n_observed);
+  const arma::Col<double> g = transformed(model, y);
+  outcome_moments moments{arma::mean(g), n_observed > 1 ? arma::var(g) : 1.0};
+  if (!(moments.variance > 0)) moments.variance = 1.0;
+  moments.central = y[arma::index_min(arma::abs(g - moments.mean))];
+  return moments;
+}
+
+arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
+                                 estimator::cluster const& structure, double const& start_scale,
+                                 double const& start_shift) {
+  const outcome_moments moments = observed_moments(model, data, structure);
+  std::vector<double> out;
+  append_covariances(out, model, moments.variance, start_scale);
+  out.push_back(variance_start(model.variance, moments.variance, start_scale));
+  append_coefficients(out, model, moments, start_shift);
+  return out;
+}
+
+arma::Col<double> draw_missing(Model const& model, outcome_moments const& moments, arma::uword n,
+                               Random& rng) {
+  arma::Col<double> z(n);
+  rng.fill_randn(z.memptr(), n);
+  arma::Col<double> values = moments.mean + std::sqrt(moments.variance) * z;
+  if (model.outcomes.front().is_transformed())
+    draw_back(estimator::transform(model.pair()), moments, values, rng);
+  return values;
+}
+
+}  // namespace tovik::sem

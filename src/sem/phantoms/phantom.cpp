@@ -1,0 +1,142 @@
+#include "sem/phantoms/phantom.hpp"
+
+#include <algorithm>
+#include <utility>
+
+#include "sem/wiring/estimator.hpp"
+#include "random/random.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+constexpr double half_log_2_pi = 0.9189385332046728;
+}
+
+Phantom::Phantom(Estimator const* estimator_, phantom_setup const& setup)
+    : Outcome(estimator_, data::type::phantom, arma::Col<arma::uword>{setup.column}, {}, {}, {}, {}, {},
+              setup.n_levels, setup.level, false),
+      value_node("Phantom"),
+      cluster(setup.cluster),
+      rho(estimator_->rng(), setup.c),
+      fixed_(setup.fixed) {
+  if (cluster.own_rows.empty()) throw error_debug("The phantom has no units.");
+  if (setup.n_levels > cluster.n_levels())
+    throw error_debug("The phantom has more levels than its clusters.");
+  rho.value = setup.fixed ? setup.value : 0.0;
+  rho.level = setup.level;
+  if (fixed_) rho.hold();
+  n_units_ = cluster.own_rows[0]->n_elem;
+}
+
+void Phantom::attach(std::unique_ptr<correlated_side> side) {
+  correlated_side* end = side.get();
+  sides_.push_back(std::move(side));
+  rho.links.push_back(end->rho());
+  rho.n_links = static_cast<unsigned>(rho.links.size());
+  rho.refresh.emplace_back([end] { end->refresh(); });
+}
+
+void Phantom::join(std::shared_ptr<phantom_group> group) {
+  group_ = std::move(group);
+  group_->add(*this);
+}
+
+// The density of the block is that of the values of several sources: it stands for all of them.
+void Phantom::enter(phantom_block& block) {
+  block_ = &block;
+  rho.add_once({&block, [this, &block](double const&, arma::Mat<double> const& data) {
+                  if (group_->values_move()) block.read(data);
+                  return block.log_density();
+                }});
+  for (void const* source : block.sources())
+    rho.add_once({source, [](double const&, arma::Mat<double> const&) { return 0.0; }});
+}
+
+void Phantom::follow(Phantom& leader) {
+  rho.hold();
+  estimator::constraint here = rho;
+  here.links.push_back(&rho.value);
+  leader.addRho(here, false, false);
+}
+
+void Phantom::addRho(estimator::constraint const& label, bool has_prior, bool moves_equations) {
+  rho += label;
+  labelled_ = true;
+  if (has_prior) rho.drop_prior();
+  if (moves_equations) group_->set_values_move();
+}
+
+void Phantom::write_scores(arma::Mat<double>& data, double const* values) const {
+  double* column = data.colptr(y(0));
+  if (level == 0) {
+    std::copy_n(values, n_units_, column);
+    return;
+  }
+  for (arma::uword i = 0; i < n_units_; ++i)
+    std::fill_n(column + cluster.rows->start[i], cluster.rows->count[i], values[i]);
+}
+
+void Phantom::draw_start(arma::Mat<double>& data) {
+  std::vector<double> scores(n_units_);
+  rng->fill_randn(scores.data(), scores.size());
+  write_scores(data, scores.data());
+}
+
+void Phantom::find_proposals(arma::Mat<double> const& data) {
+  if (group_ != nullptr && group_->leads(*this)) group_->find_proposals(data);
+}
+
+void Phantom::draw(arma::Mat<double>& data) {
+  if (group_ == nullptr) throw error_debug("The phantom is in no group.");
+  if (group_->leads(*this)) group_->draw(*rng, data);
+}
+
+arma::Col<double> Phantom::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  int const above = at_level - static_cast<int>(level);
+  if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
+    throw error_debug("The phantom has no likelihood at this level.");
+  arma::uword const n = n_units_;
+  arma::Col<double> out(above == 0 ? n : cluster.n_clusters(above - 1), arma::fill::zeros);
+  for (arma::uword i = 0; i < n; ++i) {
+    double const x = data(row(i), y(0));
+    arma::uword const unit = above == 0 ? i : (*cluster.row_cluster[static_cast<std::size_t>(above) - 1])(i);
+    out(unit) -= half_log_2_pi + 0.5 * x * x;
+  }
+  return out;
+}
+
+arma::Col<double> Phantom::marginal_logLiklihood(arma::Mat<double> const& data) const {
+  return logLiklihood(data, static_cast<int>(level + cluster.n_levels()));
+}
+
+double Phantom::logLiklihood(arma::Mat<double> const& data) const {
+  return arma::accu(logLiklihood(data, static_cast<int>(level)));
+}
+
+estimator::likelihood_function Phantom::likelihoodFunc(likelihood_type const& kind) const {
+  if (kind != likelihood_type::imputed) return value_node::likelihoodFunc(kind);
+  return {this, [this](arma::Mat<double> const& data, int const& at) { return logLiklihood(data, at); }};
+}
+
+void Phantom::addStarts(arma::Col<double> const& v) {
+  if (v.n_elem != 1) throw error_debug("Starting values do not match the parameters.");
+  rho.write(fixed_ ? rho.value : v(0));
+}
+
+bool Phantom::feasible() const {
+  return std::all_of(sides_.begin(), sides_.end(), [](auto const& side) { return side->refresh(); });
+}
+
+void Phantom::tune() {
+  if (rho.tune.total > 0) rho.adapt(group_->data());
+}
+
+std::shared_ptr<estimator::constraint> Phantom::constraint(parameter_type const& kind, unsigned const&,
+                                                           unsigned const&) {
+  if (kind != parameter_type::phantom_correlation)
+    throw error_debug("Unrecognized constraint for Phantom model.");
+  return std::make_shared<estimator::constraint>(rho.make_constraint());
+}
+
+}  // namespace tovik::sem

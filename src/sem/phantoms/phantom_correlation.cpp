@@ -1,0 +1,81 @@
+// The Metropolis-Hastings step of a correlation that a phantom carries.
+
+#include <boost/math/special_functions/beta.hpp>
+#include <cmath>
+#include <limits>
+
+#include "sem/wiring/proposals.hpp"
+#include "sem/phantoms/phantom.hpp"
+#include "random/random.hpp"
+
+namespace tovik::sem {
+
+Phantom::correlation::correlation(Random* generator, double c) : c_(c) {
+  rng = generator;
+}
+
+estimator::constraint Phantom::correlation::make_constraint() const {
+  estimator::parameterT<double> parameter;
+  parameter.value = value;
+  parameter.level = level;
+  parameter.links = {const_cast<double*>(&value)};
+  return {rng, parameter};
+}
+
+double Phantom::correlation::log_prior(double x) const {
+  double const p = 0.5 * (x + 1.0);
+  if (!(p > 0.0 && p < 1.0)) return -std::numeric_limits<double>::infinity();
+  if (!has_prior_) return 0.0;
+  return std::log(boost::math::ibeta_derivative(0.5 * c_, 0.5 * c_, p));
+}
+
+double Phantom::correlation::log_jacobian(double x) {
+  return std::log1p(-x * x);
+}
+
+// With z = artanh(rho) and drho = (1 - rho^2) dz.
+void Phantom::correlation::draw(arma::Mat<double> const& data) {
+  if (held_ || n_links == 0) return;
+  double const old = value;
+  double const candidate = std::tanh(std::atanh(old) + tune.value * std::sqrt(variance) * rng->rnorm());
+  double change = log_prior(candidate) - log_prior(old) + log_jacobian(candidate) - log_jacobian(old);
+  change -= log_density(data);
+  change += move_to(candidate, data);
+  ++tune.total;
+  if (std::log(rng->runif()) <= change)
+    ++tune.accepted;
+  else
+    write(old);
+}
+
+template <class F>
+void Phantom::correlation::in_steps(arma::Mat<double> const& data, F f) {
+  double const before = value;
+  constraint walk;
+  walk.value = std::atanh(before);
+  walk.tune = tune;
+  walk.variance = variance;
+  walk.add_once({nullptr, [this](double const& z, arma::Mat<double> const& at) {
+                   double const x = std::tanh(z);
+                   double const own = log_prior(x) + log_jacobian(x);
+                   return std::isfinite(own) ? own + move_to(x, at) : own;
+                 }});
+  f(walk, data);
+  tune = walk.tune;
+  variance = walk.variance;
+  write(before);
+}
+
+void Phantom::correlation::find_proposal(arma::Mat<double> const& data) {
+  if (held_) return;
+  in_steps(data, [](constraint& walk, arma::Mat<double> const& at) {
+    walk.variance = proposal_variance(walk, at, walk.variance);
+  });
+}
+
+void Phantom::correlation::adapt(arma::Mat<double> const& data) {
+  if (held_ || tune.total == 0) return;
+  in_steps(data, adapt_proposal);
+}
+
+}  // namespace tovik::sem

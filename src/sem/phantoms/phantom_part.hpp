@@ -1,0 +1,60 @@
+#pragma once
+
+#include <armadillo>
+#include <utility>
+#include <vector>
+
+#include "sem/phantoms/phantom_loadings.hpp"
+
+namespace tovik::sem {
+
+/// The values E (n units x q: residuals, or random effects) that phantoms P (n x k) enter with the loadings
+/// Lambda, in products: given P, the rows of E are N(Lambda P_i, C), with C what the phantoms leave of the
+/// covariance matrix. A log density then costs O(q k^2), whatever the number of units.
+class phantom_products {
+ public:
+  /// Without phantoms P has no columns.
+  void assign(arma::Mat<double> const& E, arma::Mat<double> const& P);
+
+  arma::Mat<double> const& squares() const { return EE_; }  ///< E'E
+  /// log density of E given the phantoms.
+  double log_density(phantom_loadings const& loadings) const;
+  /// log density of E as rows of N(0, S), phantoms left out of account; -inf when S is not positive definite.
+  double log_density(arma::Mat<double> const& S) const;
+
+ private:
+  double n_ = 0.0;
+  arma::Mat<double> EE_, EP_, PP_;  ///< E'E, E'P, P'P
+  mutable arma::Mat<double> rest_, T_;
+};
+
+/// The part of an equation that phantoms enter, with its values at the data: what the draws of correlations
+/// and of variances ask for.
+class phantom_part {
+ public:
+  phantom_part() = default;
+  phantom_part(std::vector<phantom_term> terms, arma::uword q) : loadings(std::move(terms), q) {}
+
+  bool empty() const { return loadings.empty(); }
+
+  phantom_loadings loadings;
+
+  /// Takes the values E (units x q), without the phantoms.
+  void read_values(arma::Mat<double> const& E);
+  /// Takes the values and the phantoms at the units. `rows`: the row of the data for each unit; null for
+  /// every row.
+  void read(arma::Mat<double> const& E, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows);
+
+  /// E as it was read last.
+  arma::Mat<double> const& values() const { return E_; }
+  /// Since read().
+  phantom_products const& products() const { return products_; }
+  /// log density of the values given the phantoms; -inf while the loadings are not valid. Since read().
+  double log_density() const;
+
+ private:
+  arma::Mat<double> E_, P_;
+  phantom_products products_;
+};
+
+}  // namespace tovik::sem

@@ -1,0 +1,265 @@
+#include "sem/scan/equation_scan.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+#include "sem/scan/blas.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem::scan {
+
+equation_scan::equation_scan(equation terms)
+    : eq_(std::move(terms)),
+      coefficients_(eq_.free, eq_.fixed),
+      within_(eq_.terms.z.size()),
+      effects_(eq_.terms.z.size()),
+      z_moments_(eq_.terms.z.size()),
+      t_(eq_.terms.z.size()),
+      change_(eq_.terms.z.size()) {
+  if (eq_.terms.z.size() > eq_.structure.n_levels())
+    throw error_debug("More levels of random effects than levels above the outcome.");
+}
+
+void equation_scan::hold(arma::uword j) {
+  arma::uword const k = eq_.free.n_elem + eq_.fixed.n_elem;
+  if (!first_ || j >= k) throw error_debug("The coefficient cannot be held.");
+  if (!arma::any(eq_.free == j)) return;
+  eq_.free = eq_.free.elem(arma::find(eq_.free != j)).eval();
+  eq_.fixed = arma::join_cols(eq_.fixed, arma::Col<arma::uword>{j}).eval();
+  coefficients_ = coefficient_step(eq_.free, eq_.fixed);
+}
+
+bool equation_scan::is_static() const {
+  return eq_.y_static && eq_.terms.x.all_static() &&
+         std::all_of(eq_.terms.z.begin(), eq_.terms.z.end(), [](columns const& z) { return z.all_static(); });
+}
+
+bool equation_scan::can_use_products() const {
+  return use_products_ && is_static() &&
+         std::count_if(eq_.terms.z.begin(), eq_.terms.z.end(),
+                       [](columns const& z) { return z.size() > 0; }) <= 1;
+}
+
+std::size_t equation_scan::effect_level() const {
+  for (std::size_t L = 0; L < eq_.terms.z.size(); ++L)
+    if (eq_.terms.z[L].size() > 0) return L;
+  return eq_.terms.z.size();
+}
+
+// Mutable columns, and the products and the factor that depend on them.
+void equation_scan::refresh(arma::Mat<double> const& data, row_scale const& scale) {
+  eq_.terms.refresh(data, eq_.rows);
+  n_ = eq_.rows == nullptr ? data.n_rows : eq_.rows->n_elem;
+  gram_.refresh(eq_.terms.x, scale);
+  if (first_ || gram_.version() != factored_version_) {
+    coefficients_.factor(gram_.values(), n_);
+    factored_version_ = gram_.version();
+  }
+  x_moments_.refresh(eq_.terms.x, gram_.plain());
+  for (std::size_t L = 0; L < within_.size(); ++L) {
+    within_[L].refresh(eq_.terms.z[L], *eq_.structure.selectors[L], scale);
+    z_moments_[L].refresh(eq_.terms.z[L]);
+  }
+}
+
+void equation_scan::build_products(arma::Mat<double> const& b) {
+  std::size_t const L = effect_level();
+  bool const has_effects = L < eq_.terms.z.size();
+  bool const one_level = eq_.structure.n_levels() == 1;
+  auto const* clusters = has_effects ? eq_.structure.selectors[L]
+                         : one_level ? eq_.structure.selectors[0]
+                                     : nullptr;
+  products_.build(eq_.terms.x.values(), gram_, coefficients_, y_, b.memptr(),
+                  has_effects ? &eq_.terms.z[L].values() : nullptr, clusters,
+                  has_effects ? &within_[L] : nullptr);
+}
+
+void equation_scan::begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
+                 std::vector<arma::Mat<double>> const& u, row_scale const& scale) {
+  if (products_.built()) {
+    if (scale.is_one()) return;
+    throw error_debug("The row scale of an equation changed its form.");
+  }
+  refresh(data, scale);
+  y_.set_size(n_);
+  double const* column = data.colptr(eq_.y);
+  if (eq_.rows == nullptr)
+    std::copy_n(column, n_, y_.memptr());
+  else
+    for (arma::uword i = 0; i < n_; ++i) y_(i) = column[(*eq_.rows)(i)];
+  start(b, u, scale);
+}
+
+void equation_scan::begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const& b,
+                 std::vector<arma::Mat<double>> const& u, row_scale const& scale) {
+  if (products_.built()) {
+    if (scale.is_one()) return;
+    throw error_debug("The row scale of an equation changed its form.");
+  }
+  refresh(data, scale);
+  y_.set_size(n_);
+  std::copy_n(y.memptr(), n_, y_.memptr());
+  start(b, u, scale);
+}
+
+void equation_scan::start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u,
+                 row_scale const& scale) {
+  if (first_ && scale.is_one() && can_use_products())
+    build_products(b);
+  else
+    start_residual(u);
+  first_ = false;
+}
+
+void equation_scan::start_residual(std::vector<arma::Mat<double>> const& u) {
+  r_.set_size(n_);
+  std::copy_n(y_.memptr(), n_, r_.memptr());
+  for (std::size_t L = 0; L < eq_.terms.z.size(); ++L)
+    subtract_effects(eq_.terms.z[L].values(), u[L], *eq_.structure.selectors[L], r_.memptr());
+}
+
+void equation_scan::draw_coefficients(row_scale const& scale, std::vector<arma::Mat<double>> const& u, Random& rng,
+                             arma::Mat<double>& b) {
+  if (products_.built()) {
+    std::size_t const L = effect_level();
+    products_.draw_coefficients(coefficients_, scale.value(), L < u.size() ? &u[L] : nullptr, rng,
+                                b.memptr());
+    return;
+  }
+  auto const& X = eq_.terms.x.values();
+  if (coefficients_.n_free() > 0) {
+    double const* r = r_.memptr();
+    if (!scale.is_one()) {
+      weighted_.set_size(n_);
+      for (arma::uword i = 0; i < n_; ++i) weighted_(i) = r_(i) * scale.precision(i);
+      r = weighted_.memptr();
+    }
+    h_.set_size(X.n_cols);
+    multiply_transposed(1.0, X, r, 0.0, h_.memptr());
+    double const variance = scale.is_one() ? scale.value() : 1.0;
+    coefficients_.draw(gram_.values(), h_.memptr(), variance, rng, b.memptr());
+  }
+  multiply(-1.0, X, b.memptr(), 1.0, r_.memptr());
+}
+
+void equation_scan::keep_coefficients(arma::Mat<double> const& b) {
+  if (products_.built())
+    products_.condition_on(b.memptr());
+  else
+    multiply(-1.0, eq_.terms.x.values(), b.memptr(), 1.0, r_.memptr());
+}
+
+void equation_scan::draw_effects(unsigned L, row_scale const& scale, arma::Mat<double> const& iSigma,
+                        arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u) {
+  if (u.n_cols == 0) return;
+  double const precision = scale.is_one() ? 1.0 / scale.value() : 1.0;
+  auto const& A = within_[L].values();
+  if (products_.built()) {
+    effects_[L].draw(A, products_.effect_sums(), precision, iSigma, mu, rng, u);
+    return;
+  }
+  auto const& Z = eq_.terms.z[L].values();
+  auto const& clusters = *eq_.structure.selectors[L];
+  // Z'(r + Zu) = Z'r + Z'Z u: the level's part need not be added back to r first.
+  cluster_sums(Z, r_.memptr(), clusters, scale, t_[L]);
+  add_products(A, u, t_[L]);
+  auto& change = change_[L];
+  change.set_size(u.n_rows, u.n_cols);
+  std::copy_n(u.memptr(), u.n_elem, change.memptr());
+  effects_[L].draw(A, t_[L], precision, iSigma, mu, rng, u);
+  for (arma::uword i = 0; i < u.n_elem; ++i) change.memptr()[i] = u.memptr()[i] - change.memptr()[i];
+  subtract_effects(Z, change, clusters, r_.memptr());
+}
+
+void equation_scan::subtract(double const* part) {
+  if (products_.built()) throw error_debug("Only a residual that is kept by rows has a part taken out.");
+  add_scaled(n_, -1.0, part, r_.memptr());
+}
+
+void equation_scan::move_effects(unsigned L, arma::Mat<double> const& change) {
+  if (products_.built()) {  // they hold no residual, but the sums that the residual variance is drawn from
+    products_.effect_sums();
+    return;
+  }
+  subtract_effects(eq_.terms.z[L].values(), change, *eq_.structure.selectors[L], r_.memptr());
+}
+
+double equation_scan::sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u) {
+  if (products_.built()) {
+    std::size_t const L = effect_level();
+    double const ss = products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
+    if (!std::isnan(ss)) return ss;
+    start_residual(u);
+    multiply(-1.0, eq_.terms.x.values(), b.memptr(), 1.0, r_.memptr());
+  }
+  return dot(n_, r_.memptr(), r_.memptr());
+}
+
+double equation_scan::squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u) {
+  if (!products_.built()) return std::numeric_limits<double>::quiet_NaN();
+  products_.condition_on(b.memptr());
+  products_.effect_sums();
+  std::size_t const L = effect_level();
+  return products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
+}
+
+cluster_statistics* equation_scan::statistics(arma::Mat<double> const& b) {
+  if (first_) return nullptr;
+  if (!tried_statistics_) {
+    tried_statistics_ = true;
+    if (use_products_ && is_static() && !eq_.terms.z.empty() && eq_.structure.n_levels() > 0) {
+      std::vector<arma::Mat<double> const*> z;
+      for (columns const& level : eq_.terms.z) z.push_back(&level.values());
+      arma::Col<double> base(b.memptr(), b.n_elem), h(b.n_elem);
+      multiply_transposed(1.0, eq_.terms.x.values(), y_.memptr(), 0.0, h.memptr());
+      coefficients_.mean(gram_.values(), h.memptr(), base.memptr());
+      statistics_.build(eq_.terms.x.values(), y_, base, z, eq_.structure);
+    }
+  }
+  return statistics_.built() ? &statistics_ : nullptr;
+}
+
+void equation_scan::draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng) {
+  if (products_.built()) throw error_debug("An outcome without missing values cannot be imputed.");
+  predictive_.draw(units, scale, rng, y_.memptr(), r_.memptr());
+}
+
+void equation_scan::replace_values(arma::Col<arma::uword> const& units, double const* values) {
+  if (products_.built()) throw error_debug("An outcome without missing values cannot be imputed.");
+  for (arma::uword k = 0; k < units.n_elem; ++k) {
+    arma::uword const i = units(k);
+    r_(i) += values[k] - y_(i);
+    y_(i) = values[k];
+  }
+}
+
+void equation_scan::reread_parameters(arma::Mat<double> const& data) {
+  if (eq_.terms.x.holds_parameters()) {
+    eq_.terms.x.refresh(data, eq_.rows);
+    x_moments_.refresh(eq_.terms.x);
+  }
+  for (std::size_t L = 0; L < z_moments_.size(); ++L) {
+    if (!eq_.terms.z[L].holds_parameters()) continue;
+    eq_.terms.z[L].refresh(data, eq_.rows);
+    z_moments_[L].refresh(eq_.terms.z[L]);
+  }
+}
+
+void equation_scan::variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
+                           arma::uword first, std::vector<int> const& icept, shares& out) {
+  out.coef = fixed_variance(x_moments_, b.memptr(), first);
+  out.levels.resize(Sigma.size());
+  for (std::size_t L = 0; L < Sigma.size(); ++L)
+    out.levels[L] = random_variance(z_moments_[L], Sigma[L], L < icept.size() && icept[L] != 0);
+}
+
+shares equation_scan::variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
+                             arma::uword first, std::vector<int> const& icept) {
+  shares out;
+  variance_shares(b, Sigma, first, icept, out);
+  return out;
+}
+
+}  // namespace tovik::sem::scan

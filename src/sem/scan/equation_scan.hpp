@@ -1,0 +1,147 @@
+#pragma once
+
+#include <armadillo>
+#include <vector>
+
+#include "sem/scan/cluster_statistics.hpp"
+#include "sem/scan/coefficients.hpp"
+#include "sem/scan/covariance.hpp"
+#include "sem/scan/cross_products.hpp"
+#include "sem/scan/design.hpp"
+#include "sem/scan/values/predictive_draw.hpp"
+#include "sem/scan/random_effects.hpp"
+#include "sem/scan/row_scale.hpp"
+#include "sem/scan/static_products.hpp"
+#include "sem/scan/variance_shares.hpp"
+#include "sem/wiring/cluster.hpp"
+
+namespace tovik::sem::scan {
+
+/// What never changes about an equation.
+struct equation {
+  arma::uword y = 0;                             ///< column of the working matrix
+  bool y_static = false;                         ///< no cell of it is ever written
+  design terms;                                  ///< predictors and random-effect covariates
+  estimator::cluster structure;                  ///< above the outcome
+  arma::Col<arma::uword> const* rows = nullptr;  ///< the row of each unit; null for every row
+  arma::Col<arma::uword> free, fixed;            ///< coefficients drawn; not drawn
+};
+
+/// The variance shares of one draw.
+struct shares {
+  double coef = 0.0;
+  std::vector<level_variance> levels;
+};
+
+/// The road that every regression of a continuous or underlying-continuous outcome takes in a scan: the
+/// design, the coefficients, the random effects of each level, then sums of squares, missing values and
+/// variance shares. A model calls the steps in its order, and keeps the parameters; this object keeps the
+/// design, what is cached of it, the residual r = y - Xb - sum Z u, and the work space: after the first scans
+/// nothing is allocated.
+///
+/// When nothing of the design or the outcome can change and one level at most has random effects, the steps
+/// work on cross-products (static_products) and r is not formed. Both ways give the same draws up to
+/// rounding.
+class equation_scan {
+ public:
+  explicit equation_scan(equation terms);
+  equation_scan(equation_scan const&) = delete;
+  equation_scan& operator=(equation_scan const&) = delete;
+
+  /// Keeps r in every scan, also where cross-products would do. For comparison; before the first begin().
+  void keep_rows() { use_products_ = false; }
+
+  /// Takes coefficient j out of the draws; before the first begin(). Throws error_debug when there is no such
+  /// coefficient or a scan has begun.
+  void hold(arma::uword j);
+
+  /// Starts a scan at the data: reads what can change, and the outcome. `b` and `u`: the current state.
+  /// `scale` is the row scale of the scan (it enters the products within clusters unless it is one).
+  void begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
+             std::vector<arma::Mat<double>> const& u, row_scale const& scale);
+  /// The same with the outcome given (a latent score, a transformed value): units x 1. If the equation says
+  /// that y is static, it is the same in every scan.
+  void begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const& b,
+             std::vector<arma::Mat<double>> const& u, row_scale const& scale);
+
+  /// Takes a known part of the outcome (one value per unit) out of r. Only with rows kept.
+  void subtract(double const* part);
+
+  /// Draws b given the random effects; r becomes the whole residual.
+  void draw_coefficients(row_scale const& scale, std::vector<arma::Mat<double>> const& u, Random& rng,
+                         arma::Mat<double>& b);
+  /// In place of draw_coefficients: takes b as it is.
+  void keep_coefficients(arma::Mat<double> const& b);
+
+  /// Draws the effects of the L-th level above, in place. `mu`: their means, or null.
+  void draw_effects(unsigned L, row_scale const& scale, arma::Mat<double> const& iSigma,
+                    arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u);
+
+  /// The effects of the L-th level above were drawn elsewhere: `change`, clusters x q, is what they gained.
+  void move_effects(unsigned L, arma::Mat<double> const& change);
+
+  /// r'r at the current state.
+  double sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u);
+
+  /// |y - Xb - Zu|^2 from products alone, at any state; NaN where they do not serve (see static_products).
+  double squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u);
+
+  /// Draws the outcome of `units` from the equation and writes it into y() and r(). Only with rows kept.
+  void draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng);
+  /// The outcome of `units` was drawn elsewhere: values into y() and r(). Only with rows kept.
+  void replace_values(arma::Col<arma::uword> const& units, double const* values);
+
+  /// Reads the columns that hold a parameter again, and the moments that follow from them: the parameter was
+  /// written after begin(). Nothing without such columns.
+  void reread_parameters(arma::Mat<double> const& data);
+  /// Of the last draw. `first`: 1 if coefficient 0 is the intercept, else 0; `icept`: per level.
+  shares variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
+                         arma::uword first, std::vector<int> const& icept);
+  /// The same without a temporary.
+  void variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
+                       arma::uword first, std::vector<int> const& icept, shares& out);
+
+  /// Sums within clusters that give the log likelihoods; null when something of the equation can change, when
+  /// they would take too much room, or before the first scan. `b`: the coefficients, of which the fixed
+  /// ones are read.
+  cluster_statistics* statistics(arma::Mat<double> const& b);
+  cluster_products const& within(unsigned L) const { return within_[L]; }
+
+  arma::uword n_units() const { return n_; }
+  bool uses_products() const { return products_.built(); }
+  equation const& terms() const { return eq_; }
+  column_moments const& moments_of_x() const { return x_moments_; }
+  arma::Col<double> const& y() const { return y_; }
+  arma::Col<double> const& r() const { return r_; }
+
+ private:
+  bool is_static() const;
+  bool can_use_products() const;
+  void refresh(arma::Mat<double> const& data, row_scale const& scale);
+  void start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u, row_scale const& scale);
+  void start_residual(std::vector<arma::Mat<double>> const& u);
+  void build_products(arma::Mat<double> const& b);
+  std::size_t effect_level() const;
+
+  equation eq_;
+  arma::uword n_ = 0;
+  bool use_products_ = true;
+  bool first_ = true;
+  unsigned factored_version_ = 0;
+
+  gram gram_;
+  coefficient_step coefficients_;
+  std::vector<cluster_products> within_;  ///< per level
+  std::vector<random_effects_step> effects_;
+  static_products products_;
+  cluster_statistics statistics_;
+  bool tried_statistics_ = false;
+  predictive_step predictive_;
+  column_moments x_moments_;
+  std::vector<column_moments> z_moments_;
+
+  arma::Col<double> y_, r_, h_, weighted_;
+  std::vector<arma::Mat<double>> t_, change_;  ///< per level: Z'r; minus the change of the effects
+};
+
+}  // namespace tovik::sem::scan

@@ -1,0 +1,22 @@
+#include "sem/scan/values/predictive_draw.hpp"
+
+#include <cmath>
+
+namespace tovik::sem::scan {
+
+void predictive_step::draw(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng,
+                           double* y, double* r) {
+  arma::uword const m = units.n_elem;
+  z_.set_size(m);
+  rng.fill_randn(z_.memptr(), m);
+  double const sd_of_all = scale.is_one() ? std::sqrt(scale.value()) : 0.0;
+  for (arma::uword k = 0; k < m; ++k) {
+    arma::uword const i = units(k);
+    double const sd = scale.is_one() ? sd_of_all : std::sqrt(scale.variance(i));
+    double const predicted = y[i] - r[i];
+    r[i] = sd * z_(k);
+    y[i] = predicted + r[i];
+  }
+}
+
+}  // namespace tovik::sem::scan

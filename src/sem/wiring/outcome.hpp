@@ -1,0 +1,173 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <vector>
+
+#include "data/variable.hpp"
+#include "evaluate/pair.hpp"
+#include "sem/wiring/autosolver_fwd.hpp"
+#include "sem/wiring/settings.hpp"
+#include "sem/wiring/cluster.hpp"
+#include "sem/wiring/compute.hpp"
+#include "sem/wiring/constraint.hpp"
+#include "sem/wiring/covariate_link.hpp"
+#include "sem/wiring/kinds.hpp"
+#include "sem/wiring/likelihood.hpp"
+#include "sem/wiring/tune.hpp"
+
+namespace tovik {
+class Random;
+}
+
+namespace tovik::sem {
+class Estimator;
+class Multi;
+class correlated_side;
+}  // namespace tovik::sem
+
+namespace tovik::sem::estimator {
+
+/// One model that is drawn in a scan. Concrete models derive virtually, because a block and a transformed
+/// outcome inherit a second path to it. Models are neither copied nor moved: constraints and expressions hold
+/// addresses of their fields.
+///
+/// "Units" are the rows of the working matrix for a model at level 0 and the clusters of its level above
+/// that. An operation that a model does not support throws error_debug.
+class Outcome {
+ public:
+  static inline bool& ess_sampler = sampler_settings::ess_sampler;
+  static inline unsigned& ess_max_niter = sampler_settings::ess_max_niter;
+
+  Outcome(Estimator const* estimator, data::type const& type, arma::Col<arma::uword> y,
+          arma::Col<arma::uword> x, std::vector<compute> x_compute, std::vector<arma::Col<arma::uword>> z,
+          std::vector<std::vector<compute>> z_compute, std::vector<arma::Col<arma::uword>> phantoms,
+          unsigned const& n_levels, unsigned const& level, bool const& missing);
+  Outcome(Outcome const&) = delete;
+  Outcome& operator=(Outcome const&) = delete;
+  virtual ~Outcome() = default;
+
+  /// One complete update within a scan: parameters, random effects, variances, imputations. Writes imputed
+  /// values and what follows from them into `data`.
+  virtual void draw(arma::Mat<double>& data) = 0;
+  /// Estimated parameters in the order of the report: covariance elements of the random effects from the top
+  /// level down (lower triangles by columns), residual variance, coefficients.
+  virtual arma::Col<double> params() const = 0;
+  /// What follows from a draw: standardised coefficients, variance shares.
+  virtual arma::Col<double> postDraw(arma::Mat<double> const& data) const = 0;
+  /// The report column: params(), then postDraw(data).
+  virtual arma::Col<double> params(arma::Mat<double> const& data) const = 0;
+
+  /// Log likelihood of each unit of `level`, which is not below the model's own.
+  virtual arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const = 0;
+  /// Adds to out[k] the log likelihood of the k-th of the given units (ascending) of `level`; passes over no
+  /// others where it can.
+  virtual void addLogLiklihood(arma::Mat<double> const& data, int const& level,
+                               arma::Col<arma::uword> const& units, double* out) const;
+  /// Random effects integrated out: one value per cluster of the highest level (per row without levels).
+  virtual arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const = 0;
+  /// Sum of logLiklihood(data, level) at the own level.
+  virtual double logLiklihood(arma::Mat<double> const& data) const = 0;
+
+  /// Registers the columns that publish latent values.
+  virtual void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) = 0;
+  /// Takes ownership of the likelihood list of this variable or of its random effects; replaces one held.
+  virtual void addLL(likelihood* l, likelihood_type const& kind) = 0;
+  /// Sets the solved conditional distribution that replaces a Metropolis step.
+  virtual void addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solver,
+                       distribution_type const& kind) = 0;
+  /// Restores a full state, in the order of params(). Throws error_debug when the length differs.
+  virtual void addStarts(arma::Col<double> const& v) = 0;
+
+  /// Adapts every proposal.
+  virtual void tune() = 0;
+  virtual tune_results tuneResults() const = 0;
+
+  /// Conditional variance of a coefficient given the others: the default proposal of a constraint.
+  virtual arma::Mat<double> betaCovB(arma::Mat<double> const& data, unsigned const& index) const = 0;
+  /// Coefficients, a column. The address of an element stays the same for the model's life.
+  virtual arma::Mat<double> const& betas() const = 0;
+  /// A handle on one parameter of this model; a driven one is no longer drawn here.
+  virtual std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
+                                                            unsigned const& level) = 0;
+  /// The intercept, for a step that moves it along with other parameters: null unless it is drawn here from a
+  /// flat prior. It is drawn here all the same.
+  virtual std::shared_ptr<estimator::constraint> moved_intercept() { return nullptr; }
+  /// The function that enters the likelihood lists of other variables; holds a pointer to this model.
+  virtual likelihood_function likelihoodFunc(likelihood_type const& kind) const = 0;
+
+  /// Contributions to solved distributions: of a predictor, of a parameter, of a variance.
+  virtual autosolver::contribution<autosolver::normal> distributionFunc(distribution_type const& kind,
+                                                                        autosolver::solution const& solution,
+                                                                        int const& level) const = 0;
+  virtual autosolver::contribution<autosolver::normal_1D> distributionFunc(
+      distribution_type const& kind, autosolver::solution const& solution) const = 0;
+  virtual autosolver::contribution<autosolver::inv_gamma> distributionFunc(
+      distribution_type const& kind) const = 0;
+
+  virtual void addTransform(evaluate::pair const& pair) = 0;
+  /// Takes ownership of the link that refreshes centred columns after imputation.
+  virtual void setCentering(covariate_link* link) = 0;
+
+  /// Share of the units that is missing, 0 to 1; one per outcome column.
+  virtual double getMissingPercent() const = 0;
+  virtual std::vector<double> getMissingPercents() const = 0;
+
+  /// Columns for output; one row per row of `data`.
+  virtual arma::Mat<double> latent(arma::Mat<double> const& data) const = 0;
+  virtual arma::Mat<double> residual(arma::Mat<double> const& data) const = 0;
+  virtual arma::Mat<double> predicted(arma::Mat<double> const& data) const = 0;
+  /// One row per unit of the model.
+  virtual arma::Mat<double> compute_residual(arma::Mat<double> const& data) const = 0;
+  virtual arma::Mat<double> compute_predicted(arma::Mat<double> const& data) const = 0;
+
+  /// How many parameters this model draws itself.
+  virtual arma::uword n_estimated() const = 0;
+  /// Recomputes what follows from the parameters (postDraw) after some were written from outside, since the last
+  /// draw(); nothing for a model in which nothing does.
+  virtual void refreshShares(arma::Mat<double> const&) {}
+  /// All constraints on this model are made: prepares what their draws need of it.
+  virtual void connectDriven(arma::Mat<double> const&) {}
+  /// Makes this model part of a block of outcomes with correlated residuals.
+  virtual void addMulti(std::shared_ptr<Multi> const& block) = 0;
+
+  /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug when
+  /// the model does not hold it.
+  virtual std::unique_ptr<correlated_side> correlated(arma::uword column);
+
+  /// Number of values in params().
+  arma::uword n_params() const { return n_params_; }
+  /// Random-effect columns of the L-th level above.
+  arma::uword n_random(unsigned L) const { return z[L].n_elem + z_compute[L].size(); }
+  arma::uword n_coefficients() const { return x.n_elem + x_compute.size(); }
+  /// True if a predictor, random-effect covariate or phantom of this model reads the column of the working
+  /// matrix, directly or inside an expression.
+  bool reads(arma::uword column) const;
+  /// True if such an expression makes the prediction of one unit depend on other units' values of the column.
+  bool couples(arma::uword column) const;
+
+  Random* rng;
+  Estimator const* estimator;
+  std::vector<double> slope_var;  ///< per level above, variance of the random slopes' part; NaN before a draw
+  std::vector<double> icept_var;  ///< per level above, variance at the means of the slopes' covariates
+  double total_var;               ///< model-implied variance of the outcome
+  double coef_var;                ///< variance of the fixed part
+  double slope_total;             ///< sums over levels
+  double icept_total;
+  std::shared_ptr<Multi> link;  ///< the block that this model belongs to, if any
+  data::type type;
+  arma::Col<arma::uword> y;
+  arma::Col<arma::uword> x;
+  std::vector<compute> x_compute;  ///< columns of the design after those of x
+  std::vector<arma::Col<arma::uword>> z;
+  std::vector<std::vector<compute>> z_compute;
+  std::vector<arma::Col<arma::uword>> phantoms;  ///< entry 0: the residual's; L + 1: those of level L
+  unsigned n_levels;
+  unsigned level;
+  bool missing;
+
+ private:
+  arma::uword n_params_;
+};
+
+}  // namespace tovik::sem::estimator
