@@ -1,12 +1,12 @@
-// Correlations of a normal outcome with others, carried by phantoms: its conditional variances, and the draws
-// of the variances that enter them.
+// Correlations of a regression with others, carried by phantoms: its conditional variances, and the draws of the
+// covariance matrices that enter them.
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
 #include "random/densities.hpp"
-#include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/regression.hpp"
 #include "random/random.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/cross_products.hpp"
@@ -20,10 +20,12 @@ namespace {
 
 constexpr double impossible = -std::numeric_limits<double>::infinity();
 
-/// The residual or a random effect of a normal outcome as the end of a correlation.
-class normal_side : public correlated_side {
+}  // namespace
+
+/// The residual or a random effect of a regression as the end of a correlation.
+class regression_side : public correlated_side {
  public:
-  normal_side(Normal& model, unsigned place, arma::uword k) : model_(model), place_(place), k_(k) {}
+  regression_side(Regression& model, unsigned place, arma::uword k) : model_(model), place_(place), k_(k) {}
 
   void read(arma::Mat<double> const& data) override { model_.read_values(place_, data); }
   phantom_part const& part() const override { return model_.part(place_); }
@@ -31,17 +33,17 @@ class normal_side : public correlated_side {
   double* rho() override { return &model_.part(place_).loadings.rho(k_); }
   // The density of the residuals is the likelihood of the units; that of random effects is another term.
   void const* source() const override {
-    return place_ == 0 ? static_cast<void const*>(&model_) : &model_.part(place_);
+    return place_ == 0 ? model_.source() : &model_.part(place_);
   }
   bool refresh() override { return model_.refresh_phantoms(place_); }
 
   bool variance_moves() const override {
-    return model_.link == nullptr && (place_ > 0 || model_.estimate_resid);
+    return model_.link == nullptr && (place_ > 0 || model_.residual_variance_moves());
   }
-  double variance() const override { return place_ == 0 ? model_.sigma2 : Sigma()(effect(), effect()); }
+  double variance() const override { return place_ == 0 ? model_.residual_variance() : Sigma()(effect(), effect()); }
   void set_variance(double v) override {
     if (place_ == 0) {
-      model_.sigma2 = v;
+      model_.set_residual_variance(v);
       return;
     }
     arma::Mat<double>& S = Sigma();
@@ -58,7 +60,7 @@ class normal_side : public correlated_side {
   }
   void keep() override {
     if (place_ == 0) {
-      kept_variance_ = model_.sigma2;
+      kept_variance_ = model_.residual_variance();
     } else {
       kept_ = Sigma();
       kept_inverse_ = model_.iSigma[place_ - 1];
@@ -66,7 +68,7 @@ class normal_side : public correlated_side {
   }
   void restore() override {
     if (place_ == 0) {
-      model_.sigma2 = kept_variance_;
+      model_.set_residual_variance(kept_variance_);
     } else {
       std::copy_n(kept_.memptr(), kept_.n_elem, Sigma().memptr());
       std::copy_n(kept_inverse_.memptr(), kept_.n_elem, model_.iSigma[place_ - 1].memptr());
@@ -80,7 +82,7 @@ class normal_side : public correlated_side {
     double const df = code == 1 ? q + 1.0 : code == 2 ? -(q + 1.0) : 0.0;
     double out = -(0.5 * df + 1.0) * std::log(variance());
     if (code != 1) return out;
-    if (place_ == 0) return out - 0.5 / model_.sigma2;
+    if (place_ == 0) return out - 0.5 / model_.residual_variance();
     arma::Mat<double> const& P = model_.iSigma[place_ - 1];
     for (arma::uword j = 0; j < P.n_rows; ++j) out -= 0.5 * P(j, j);
     return out;
@@ -90,72 +92,78 @@ class normal_side : public correlated_side {
   arma::Mat<double>& Sigma() const { return model_.Sigma[place_ - 1]; }
   arma::uword effect() const { return model_.part(place_).loadings.terms()[k_].effect; }
 
-  Normal& model_;
+  Regression& model_;
   unsigned place_;
   arma::uword k_;
   double kept_variance_ = 0.0;
   arma::Mat<double> kept_, kept_inverse_;
 };
 
-}  // namespace
-
-std::unique_ptr<correlated_side> Normal::correlated(arma::uword column) {
+std::unique_ptr<correlated_side> Regression::correlated(arma::uword column) {
   for (unsigned place = 0; place < parts_.size(); ++place)
     for (arma::uword k = 0; k < parts_[place].loadings.size(); ++k)
       if (parts_[place].loadings.terms()[k].column == column)
-        return std::make_unique<normal_side>(*this, place, k);
+        return std::make_unique<regression_side>(*this, place, k);
   throw error_debug("The equation does not hold the phantom.");
 }
 
-bool Normal::has_phantoms() const {
+bool Regression::has_phantoms() const {
   return std::any_of(parts_.begin(), parts_.end(), [](phantom_part const& part) { return !part.empty(); });
 }
 
-bool Normal::refresh_phantoms(unsigned place) {
+bool Regression::refresh_phantoms(unsigned place) {
   if (parts_[place].empty()) return true;
-  return place == 0 ? parts_[0].loadings.refresh(sigma2) : parts_[place].loadings.refresh(Sigma[place - 1]);
+  return place == 0 ? parts_[0].loadings.refresh(residual_variance()) : parts_[place].loadings.refresh(Sigma[place - 1]);
 }
 
-arma::Col<arma::uword> const* Normal::phantom_rows(unsigned place) const {
+arma::Col<arma::uword> const* Regression::phantom_rows(unsigned place) const {
   return place == 0 ? unit_rows() : cluster.own_rows[place];
 }
 
-void Normal::read_values(unsigned place, arma::Mat<double> const& data) {
+void Regression::read_values(unsigned place, arma::Mat<double> const& data) {
   if (place > 0)
     parts_[place].read_values(u[place - 1]);
   else
     parts_[0].read_values(values_without_phantoms(data));
 }
 
-void Normal::read_part(unsigned place, arma::Mat<double> const& data) {
+void Regression::read_part(unsigned place, arma::Mat<double> const& data) {
   if (place > 0)
     parts_[place].read(u[place - 1], data, phantom_rows(place));
   else
     parts_[0].read(values_without_phantoms(data), data, phantom_rows(0));
 }
 
-arma::Col<double> const& Normal::values_without_phantoms(arma::Mat<double> const& data) {
+arma::Col<double> const& Regression::values_without_phantoms(arma::Mat<double> const& data) {
   arma::Col<double>& e = means_.e;
-  e.set_size(level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem);
-  for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = scale_.at(data, i);
+  e.set_size(n_units);
+  copy_response(data, e.memptr());
   subtract_fixed(data, e);
   subtract_random(data, e);
   return e;
 }
 
-void Normal::subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>& r) const {
-  if (parts_[0].empty()) return;
+arma::Mat<double> const& Regression::phantom_means(arma::Mat<double> const& data) const {
   parts_[0].loadings.means(data, unit_rows(), means_.residual);
-  scan::add_scaled(r.n_elem, -1.0, means_.residual.memptr(), r.memptr());
+  return means_.residual;
 }
 
-double Normal::compute_LL_correlation(double const&, arma::Mat<double> const& data) {
+void Regression::subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  if (parts_[0].empty()) return;
+  scan::add_scaled(r.n_elem, -1.0, phantom_means(data).memptr(), r.memptr());
+}
+
+void Regression::set_residual_variance(double) {
+  throw error_debug("The model has no residual variance of its own.");
+}
+
+double Regression::compute_LL_correlation(double const&, arma::Mat<double> const& data) {
   if (!refresh_phantoms(0)) return impossible;
   read_part(0, data);
   return parts_[0].log_density();
 }
 
-double Normal::compute_LL_correlation_L(double const&, arma::Mat<double> const& data, int const& L) {
+double Regression::compute_LL_correlation_L(double const&, arma::Mat<double> const& data, int const& L) {
   unsigned const place = static_cast<unsigned>(L) + 1;
   if (place >= parts_.size()) throw error_debug("The outcome has no random effects at this level.");
   if (!refresh_phantoms(place)) return impossible;
@@ -163,49 +171,7 @@ double Normal::compute_LL_correlation_L(double const&, arma::Mat<double> const& 
   return parts_[place].log_density();
 }
 
-double Normal::residVarAR(double const&, arma::Mat<double> const& data) {
-  if (!(sigma2 > 0.0) || !refresh_phantoms(0)) return impossible;
-  return logLiklihood(data);
-}
-
-// Without phantoms the full conditional. With them it serves as the proposal: its density of the variance is
-// that of the values without phantoms times the prior, so that only the two densities of the values are left
-// in the ratio.
-void Normal::draw_variance(arma::Mat<double> const& data) {
-  double const n = static_cast<double>(scan_->n_units());
-  if (parts_[0].empty()) {
-    sigma2 = 1.0 / scan::draw_precision(resid_prior, n, scan_->sum_of_squares(betas_, u), *rng);
-    return;
-  }
-  arma::Mat<double>& e = means_.values;
-  e.set_size(scan_->n_units(), 1);
-  phantom_part& part = parts_[0];
-  part.loadings.means(data, unit_rows(), means_.residual);
-  for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = scan_->r()(i) + means_.residual(i);
-  part.read(e, data, phantom_rows(0));
-  double const old = sigma2;
-  auto excess = [&] {
-    arma::Mat<double> const v(&sigma2, 1, 1, false, true);
-    return part.log_density() - part.products().log_density(v);
-  };
-  double const before = excess();
-  sigma2 = 1.0 / scan::draw_precision(resid_prior, n, scan::dot(e.n_elem, e.memptr(), e.memptr()), *rng);
-  part.loadings.refresh(sigma2);
-  double const change = excess() - before;
-  if (!(std::log(rng->runif()) <= change)) {
-    sigma2 = old;
-    part.loadings.refresh(sigma2);
-    return;
-  }
-  // The phantoms' part of the residual grows with the variance.
-  double* values = e.memptr();
-  std::copy_n(means_.residual.memptr(), e.n_elem, values);
-  part.loadings.means(data, unit_rows(), means_.residual);
-  for (arma::uword i = 0; i < e.n_elem; ++i) values[i] = means_.residual(i) - values[i];
-  scan_->subtract(values);
-}
-
-void Normal::draw_covariance(arma::Mat<double> const& data, unsigned L) {
+void Regression::draw_covariance(arma::Mat<double> const& data, unsigned L) {
   phantom_part& part = parts_[L + 1];
   if (part.empty()) {
     covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L]);
@@ -226,8 +192,9 @@ void Normal::draw_covariance(arma::Mat<double> const& data, unsigned L) {
 }
 
 // Given the phantoms, the effects have the mean Lambda P_c and what is left of Sigma.
-arma::Col<double> Normal::marginal_with_phantoms(arma::Mat<double> const& data) const {
-  arma::Col<double> r = outcome_values(data);
+arma::Col<double> Regression::marginal_with_phantoms(arma::Mat<double> const& data) const {
+  arma::Col<double> r(n_units);
+  copy_response(data, r.memptr());
   subtract_fixed(data, r);
   subtract_phantoms(data, r);
   if (n_levels == 0) return logNormPDF(r, residVar());

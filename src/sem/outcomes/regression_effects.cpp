@@ -1,4 +1,4 @@
-// The random effects of a normal outcome: drawn from their conditional distribution, or by a random walk when
+// The random effects of a regression: drawn from their conditional distribution, or by a random walk when
 // they are variables of other equations.
 
 #include <algorithm>
@@ -6,7 +6,7 @@
 
 #include "data/variable.hpp"
 #include "sem/wiring/estimator.hpp"
-#include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/regression.hpp"
 #include "random/random.hpp"
 #include "support/error.hpp"
 
@@ -35,10 +35,10 @@ bool any_named(arma::Col<arma::uword> const& columns) {
 
 }  // namespace
 
-void Normal::addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) {
+void Regression::addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) {
   if (cols.is_empty()) return;
   if (kind != indicator_type::random_effect)
-    throw error_debug("A normal outcome publishes no latent residual.");
+    throw error_debug("A regression publishes no latent residual.");
   arma::uword at = 0;
   for (unsigned L = 0; L < n_levels; ++L) {
     arma::uword const q = n_random(L);
@@ -60,7 +60,7 @@ void Normal::addIndicator(arma::Col<arma::uword> const& cols, indicator_type con
   if (at != cols.n_elem) throw error_debug("Indicators do not match the random effects.");
 }
 
-void Normal::write_effects(arma::Mat<double>& data, unsigned L) const {
+void Regression::write_effects(arma::Mat<double>& data, unsigned L) const {
   auto const& columns = re_indicators[L];
   auto const& clusters = *cluster.selectors[L];
   for (arma::uword j = 0; j < columns.n_elem; ++j) {
@@ -77,23 +77,23 @@ void Normal::write_effects(arma::Mat<double>& data, unsigned L) const {
   }
 }
 
-void Normal::publish_effects(arma::Mat<double>& data) const {
+void Regression::publish_effects(arma::Mat<double>& data) const {
   for (unsigned L = 0; L < n_levels; ++L)
     if (!re_indicators[L].is_empty()) write_effects(data, L);
 }
 
-arma::Mat<double> const* Normal::effect_means(arma::Mat<double> const& data, unsigned L) const {
+arma::Mat<double> const* Regression::effect_means(arma::Mat<double> const& data, unsigned L) const {
   auto const& loadings = parts_[L + 1].loadings;
   if (loadings.empty()) return nullptr;
   loadings.means(data, cluster.own_rows[L + 1], means_.effects[L]);
   return &means_.effects[L];
 }
 
-void Normal::draw_effects(arma::Mat<double>& data, unsigned L) {
+void Regression::draw_effects(arma::Mat<double>& data, unsigned L) {
   if (n_random(L) == 0) return;
   arma::Mat<double> const* mu = effect_means(data, L);
   if (re_indicators[L].is_empty()) {
-    scan_->draw_effects(L, scan::row_scale(residVar()), iSigma_s(static_cast<int>(L)), mu, *rng, u[L]);
+    scan_->draw_effects(L, scale(), iSigma_s(static_cast<int>(L)), mu, *rng, u[L]);
     return;
   }
   draw_published(data, L, mu);
@@ -101,10 +101,10 @@ void Normal::draw_effects(arma::Mat<double>& data, unsigned L) {
 
 // One proposal for all terms of each cluster. What changes is the likelihood of this equation and of every
 // one that reads a column of the level, and once the density of the effects themselves.
-void Normal::draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<double> const* mu) {
+void Regression::draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<double> const* mu) {
   int const at = static_cast<int>(level + 1 + L);
   auto likelihood = [&] {
-    return us_ll != nullptr ? us_ll->logLiklihood(data, at) : estimator->logLiklihood(data, at);
+    return us_ll_ != nullptr ? us_ll_->logLiklihood(data, at) : estimator->logLiklihood(data, at);
   };
   arma::Mat<double> const& K = iSigma_s(static_cast<int>(L));
   arma::Mat<double>& kept = published_.kept;
@@ -114,7 +114,8 @@ void Normal::draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<doubl
   published_.gain = -likelihood();
   // The products of covariates that are effects themselves would make the walk depend on where it stands.
   auto const* A = varies_by_own_effects_ ? nullptr : &scan_->within(L).values();
-  walk_.propose(A, 1.0 / residVar(), K, re_tune[L].value, *rng, u[L]);
+  scan::row_scale const rows = scale();
+  walk_.propose(A, rows.is_one() ? 1.0 / rows.value() : 1.0, K, re_tune[L].value, *rng, u[L]);
   write_effects(data, L);
   published_.gain += likelihood();
   double sum = 0.0;
