@@ -123,7 +123,7 @@ void Mcmc::link_centered_copies() {
     std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links;
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
       estimator::Outcome const& model = outcomes_->outcome(i);
-      if (model.missing && has_likelihood(model) && model.y(0) == centered_copies_.back()->column())
+      if (model.missing && has_likelihood(model) && arma::any(model.y == centered_copies_.back()->column()))
         links.emplace_back(i, std::make_unique<estimator::covariate_link>(link));
     }
     outcomes_->linkVariables(std::move(links));

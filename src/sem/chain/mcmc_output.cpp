@@ -6,6 +6,7 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "sem/chain/mcmc.hpp"
+#include "sem/ensemble/output_names.hpp"
 #include "sem/ensemble/outcomes.hpp"
 #include "sem/predictors/predictor_set.hpp"
 #include "support/error.hpp"
@@ -15,20 +16,6 @@ namespace tovik::sem {
 namespace {
 
 using variable_ptr = VariableList::variable_ptr;
-
-/// "y$Intercept", "y$x"; with several levels of clusters also the identifier, "y$Intercept$school". In the
-/// order of the outcome's latent columns: the nearest level first.
-std::vector<std::string> effect_names(Model const& model) {
-  std::vector<std::string> out;
-  for (int level = model.levels - 1; level >= 0; --level) {
-    std::string id;
-    for (variable_ptr const& cluster : model.clusters) {
-      if (model.levels > 1 && cluster->level == static_cast<unsigned>(level)) id = "$" + cluster->name;
-    }
-    for (std::string const& effect : model.reName(level)) out.push_back(model.name() + "$" + effect + id);
-  }
-  return out;
-}
 
 /// The variables behind the score columns of a predictor model.
 std::vector<data::variable const*> score_variables(Variable const& v) {
@@ -51,6 +38,10 @@ std::vector<std::string> latent_names(Variable const& v, std::vector<variable_pt
     for (data::variable const* score : scores) out.push_back(score->name + ".mean[" + id + "]");
   }
   return out;
+}
+
+void append(std::vector<std::string>& list, std::vector<std::string> const& more) {
+  list.insert(list.end(), more.begin(), more.end());
 }
 
 arma::uword width(arma::Mat<double> const& columns) {
@@ -85,10 +76,9 @@ void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
     for (auto const& definition : models.definitions) definitions.push_back(definition.first);
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
       estimator::Outcome const& model = outcomes_->outcome(i);
-      if (width(model.latent(data)) > 0)
-        for (std::string& name : effect_names(models[i])) latent.push_back(std::move(name));
-      if (width(model.residual(data)) > 0) residual.push_back(models[i].name() + ".residual");
-      if (width(model.predicted(data)) > 0) predicted.push_back(models[i].name() + ".predicted");
+      if (width(model.latent(data)) > 0) append(latent, latent_names(models[i]));
+      if (width(model.residual(data)) > 0) append(residual, residual_names(models[i]));
+      if (width(model.predicted(data)) > 0) append(predicted, predicted_names(models[i]));
     }
     output_.push_back({kind::always, definitions, [this] { return outcomes_->defines(working_.data); }});
     output_.push_back({kind::latent, latent, [this] { return outcomes_->latent(working_.data); }});
