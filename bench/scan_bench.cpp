@@ -13,14 +13,14 @@ namespace {
 
 using tovik::Random;
 using tovik::sem::Normal;
-using tovik::sem::normal_setup;
+using tovik::sem::equation_setup;
 using tovik::tests::LoneEstimator;
 
 /// Rows in equal clusters (one row each: no clusters), an intercept, k predictors, and an outcome.
 struct Workload {
   arma::Mat<double> data;
   std::vector<arma::Col<arma::uword>> units, first_rows;
-  normal_setup setup;
+  equation_setup setup;
 
   Workload(arma::uword rows, arma::uword clusters, arma::uword k) {
     Random random(7U, 0U);

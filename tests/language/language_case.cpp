@@ -177,36 +177,54 @@ scratch_case::~scratch_case() {
 }
 
 std::string language_case::expected() const {
-  return read_file(folder / "expected.txt");
+  const std::vector<case_text> all = read_cases(read_file(file), file.string());
+  const auto at =
+      std::find_if(all.begin(), all.end(), [&](const case_text& c) { return c.name == text.name; });
+  if (at == all.end()) throw std::runtime_error("There is no case " + text.name + " in " + file.string());
+  return at->expected;
 }
 
-void language_case::accept(const std::string& text) const {
-  write_file(folder / "expected.txt", text);
+void language_case::accept(const std::string& outcome) const {
+  write_file(file, with_expected(read_file(file), file.string(), text.name, outcome));
 }
 
 std::string language_case::run() const {
-  const scratch_case scratch(fs::canonical(folder / ".." / ".." / "data"));
-  for (const auto& entry : fs::directory_iterator(folder)) {
-    if (entry.path().filename() == "expected.txt" || entry.path().filename() == "show") continue;
-    fs::copy(entry.path(), scratch.folder() / entry.path().filename());
-  }
-  std::vector<std::string> show = {"models"};
-  if (fs::exists(folder / "show")) show = words(read_file(folder / "show"));
-  return front_half(read_file(folder / "command.tovik"), show, scratch.folder());
+  const scratch_case scratch(fs::canonical(file.parent_path() / ".." / "data"));
+  for (const auto& [name, content] : text.files) write_file(scratch.folder() / name, content);
+  return front_half(text.commands, text.views, scratch.folder());
 }
+
+namespace {
+
+void add_cases(const fs::path& file, const std::string& area, std::vector<language_case>& cases) {
+  for (const case_text& one : read_cases(read_file(file), file.string())) cases.push_back({file, area, one});
+}
+
+bool is_hidden(const fs::path& path) {
+  return path.filename().string().front() == '.';
+}
+
+}  // namespace
 
 std::vector<language_case> find_cases(const fs::path& root) {
   std::vector<language_case> cases;
   for (const auto& area : fs::directory_iterator(root)) {
     if (!area.is_directory() || area.path().filename() == "data") continue;
     for (const auto& one : fs::directory_iterator(area.path())) {
-      if (!one.is_directory()) continue;
-      cases.push_back({one.path(), area.path().filename().string(), one.path().filename().string()});
+      if (is_hidden(one.path())) continue;  // an editor's
+      if (one.path().extension() != ".cases") {
+        throw std::runtime_error(one.path().string() + " is no file of cases");
+      }
+      add_cases(one.path(), area.path().filename().string(), cases);
     }
   }
-  std::sort(cases.begin(), cases.end(), [](const language_case& a, const language_case& b) {
-    return std::tie(a.area, a.name) < std::tie(b.area, b.name);
-  });
+  const auto key = [](const language_case& one) { return std::tie(one.area, one.text.name); };
+  std::sort(cases.begin(), cases.end(), [&](const auto& a, const auto& b) { return key(a) < key(b); });
+  const auto twice = std::adjacent_find(cases.begin(), cases.end(),
+                                        [&](const auto& a, const auto& b) { return key(a) == key(b); });
+  if (twice != cases.end()) {
+    throw std::runtime_error("There are two cases " + twice->area + "/" + twice->text.name);
+  }
   return cases;
 }
 

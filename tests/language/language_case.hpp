@@ -5,31 +5,34 @@
 #include <string>
 #include <vector>
 
+#include "case_file.hpp"
 #include "scratch_folder.hpp"
 
 namespace tovik::tests {
 
-/// A folder tests/language/<area>/<case> with a command file and what the program makes of it.
+/// A case of a file tests/language/<area>/<topic>.cases: a command file and what the program makes of it.
 struct language_case {
-  std::filesystem::path folder;
+  std::filesystem::path file;
   std::string area;
-  std::string name;
+  case_text text;
 
-  /// What expected.txt holds; throws std::runtime_error when there is no such file.
+  /// The expected text as the file holds it now.
   std::string expected() const;
-  /// Writes expected.txt.
-  void accept(const std::string& text) const;
-  /// Carries out the command file up to the moment before sampling, in a copy of the folder, and returns the
-  /// text that is compared. Throws std::runtime_error for an unknown word in the file 'show'.
+  /// Writes `outcome` to the file as the expected text.
+  void accept(const std::string& outcome) const;
+  /// Carries out the command file up to the moment before sampling, in a folder of its own with the files of
+  /// the case, and returns the text that is compared. Throws std::runtime_error for a word that names no
+  /// view.
   std::string run() const;
 };
 
 /// How a failed test names its case.
 inline void PrintTo(const language_case& one, std::ostream* out) {
-  *out << one.area << "/" << one.name;
+  *out << one.area << "/" << one.text.name;
 }
 
-/// Every folder two levels below `root` but the shared data; sorted by area and name.
+/// The cases of every file one level below `root` but the shared data, sorted by area and name. Throws
+/// std::runtime_error for a file that holds no cases and for two cases of one area and name.
 std::vector<language_case> find_cases(const std::filesystem::path& root);
 
 /// The text that `commands` leads to, with the sections of `show`: the error, or the views asked for, then

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
@@ -18,15 +17,12 @@ class Language : public ::testing::TestWithParam<language_case> {};
 TEST_P(Language, MeansWhatIsExpected) {
   const std::string text = GetParam().run();
   if (std::getenv("TOVIK_UPDATE_EXPECTED") != nullptr) GetParam().accept(text);
-  EXPECT_EQ(text, GetParam().expected()) << "in " << GetParam().folder;
+  EXPECT_EQ(text, GetParam().expected())
+      << "in " << GetParam().file.string() << ", line " << GetParam().text.line;
 }
 
 std::string test_name(const ::testing::TestParamInfo<language_case>& info) {
-  std::string name = info.param.area + "_" + info.param.name;
-  for (char& c : name) {
-    if (!std::isalnum(static_cast<unsigned char>(c))) c = '_';
-  }
-  return name;
+  return info.param.area + "_" + info.param.text.name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Cases, Language, ::testing::ValuesIn(find_cases(root)), test_name);

@@ -25,7 +25,7 @@ struct tie {
 /// Outcomes with known coefficients and correlations among them.
 struct CorrelatedWorld {
   World world;
-  std::vector<sem::normal_setup> setups;
+  std::vector<sem::equation_setup> setups;
   std::vector<tie> ties;
   bool pairs = true;  ///< variances are drawn with their correlations, too
   LoneEstimator estimator;
@@ -39,8 +39,8 @@ struct CorrelatedWorld {
     world.data.cols(9, 16).zeros();
   }
 
-  sem::normal_setup& add(unsigned level, arma::uword y, arma::Col<arma::uword> x) {
-    sem::normal_setup setup = world.setup(level, std::move(x));
+  sem::equation_setup& add(unsigned level, arma::uword y, arma::Col<arma::uword> x) {
+    sem::equation_setup setup = world.setup(level, std::move(x));
     setup.y = y;
     setup.prior = {1, 1};
     setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
@@ -61,7 +61,7 @@ struct CorrelatedWorld {
   void build() {
     models.clear();
     phantoms.clear();
-    for (sem::normal_setup const& setup : setups)
+    for (sem::equation_setup const& setup : setups)
       models.push_back(std::make_unique<sem::Normal>(&estimator, setup));
     auto const group = std::make_shared<sem::phantom_group>();
     for (tie const& t : ties) {
@@ -129,7 +129,7 @@ struct CorrelatedWorld {
 
   void draw_outcome(std::size_t m, std::vector<arma::Mat<double>> const& S, std::vector<double> const& rhos) {
     sem::Normal& model = *models[m];
-    sem::normal_setup const& setup = setups[m];
+    sem::equation_setup const& setup = setups[m];
     model.sigma2 = S[0](0, 0);
     arma::Mat<double> y = draw_place(m, 0, S[0], rhos);
     auto const& rows = *setup.cluster.own_rows[0];

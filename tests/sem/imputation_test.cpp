@@ -179,7 +179,7 @@ TEST(Imputation, ATransformedOutcomeIsReadFromTheDataThatItIsGiven) {
 TEST(Imputation, ACompleteTransformedOutcomeIsARegressionOfItsTransform) {
   World world(2, {{5, 1, 7}, {3, 8}}, 72);
   simulate_outcome(world, 0, 1.0, 72);
-  sem::normal_setup setup = world.setup(0, {0, 2});
+  sem::equation_setup setup = world.setup(0, {0, 2});
   setup.z[0] = {0};
   setup.icept = {1};
   LoneEstimator one(5), two(5);

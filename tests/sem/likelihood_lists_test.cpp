@@ -24,7 +24,7 @@ struct Web {
   void add(arma::uword y, unsigned level, arma::Col<arma::uword> x, std::vector<estimator::compute> x_compute,
            std::vector<arma::Col<arma::uword>> z = {},
            std::vector<std::vector<estimator::compute>> z_compute = {}, bool incomplete = true) {
-    normal_setup setup = world.setup(level, std::move(x));
+    equation_setup setup = world.setup(level, std::move(x));
     setup.y = y;
     setup.x_compute = std::move(x_compute);
     if (!z.empty()) setup.z = std::move(z);
@@ -82,7 +82,7 @@ TEST(LikelihoodLists, AnOutcomeThatNobodyReadsIsDrawnFromItsEquationAlone) {
   World world(1, {{12}}, 62);
   tests::simulate_outcome(world, 0, 1.0, 62);
   LoneEstimator estimator(62);
-  normal_setup one = world.setup(0, {0, 2}), two = world.setup(0, {0, 1});
+  equation_setup one = world.setup(0, {0, 2}), two = world.setup(0, {0, 1});
   two.y = 3;
   one.missing_units = two.missing_units = {1, 5};
   one.mutable_columns = two.mutable_columns = {false, true, false, true};
@@ -112,7 +112,7 @@ std::string groups(unsigned level, std::string const& expression, arma::uword co
       world.data(i, 8 + l) = static_cast<double>(world.units[l](i));
   world.data.col(5) = arma::Col<double>{7, 3, 7, 3, arma::datum::nan};
   LoneEstimator estimator(63);
-  normal_setup setup = world.setup(level, {0});
+  equation_setup setup = world.setup(level, {0});
   setup.x_compute = {computed(expression)};
   Normal const reader(&estimator, setup);
   level_units units;

@@ -43,7 +43,7 @@ struct InterceptWorld {
     world.b_x = 1.0;  // some equation reads x; the function below says how
     world.build();
     world.data().col(constant).ones();
-    sem::normal_setup setup;
+    sem::equation_setup setup;
     setup.y = 0;
     std::vector<arma::uword> x = {constant};
     for (arma::uword k = 0; k < world.dim; ++k) x.push_back(value() + k);
@@ -225,7 +225,7 @@ TEST(MovingIntercept, IsTakenBackToTheLastBit) {
 TEST(MovingIntercept, IsOneThatIsDrawnAndNoOther) {
   World const world(2, {{3, 4}, {5}}, 1);
   LoneEstimator estimator(2);
-  sem::normal_setup setup = world.setup(0, {0, 2});
+  sem::equation_setup setup = world.setup(0, {0, 2});
   EXPECT_NE(sem::Normal(&estimator, setup).moved_intercept(), nullptr);
   sem::Normal driven(&estimator, setup);
   driven.constraint(parameter_type::coefficient, 0, 0);
@@ -236,7 +236,7 @@ TEST(MovingIntercept, IsOneThatIsDrawnAndNoOther) {
   setup.fixed = {0};
   setup.fixed_values = {1.0};
   EXPECT_EQ(sem::Normal(&estimator, setup).moved_intercept(), nullptr);
-  sem::normal_setup without = world.setup(0, {2, 3});
+  sem::equation_setup without = world.setup(0, {2, 3});
   without.has_intercept = false;
   EXPECT_EQ(sem::Normal(&estimator, without).moved_intercept(), nullptr);
 }

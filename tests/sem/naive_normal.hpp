@@ -11,7 +11,7 @@ namespace tovik::tests {
 /// The normal outcome once more: the full conditionals as they stand in a textbook, with dense matrices and
 /// no thought of speed. It takes the random numbers in the same order.
 struct NaiveNormal {
-  sem::normal_setup s;
+  sem::equation_setup s;
   arma::Mat<double> b;
   std::vector<arma::Mat<double>> u, Sigma, iSigma;
   double sigma2;
@@ -19,7 +19,7 @@ struct NaiveNormal {
   std::vector<double> icept_var, slope_var;
   arma::Col<double> std_b;
 
-  NaiveNormal(sem::normal_setup const& setup, Random& rng)
+  NaiveNormal(sem::equation_setup const& setup, Random& rng)
       : s(setup), sigma2(setup.estimate_resid ? 1.0 : setup.resid_value) {
     arma::uword const k = s.x.n_elem + s.x_compute.size();
     b.zeros(k, 1);

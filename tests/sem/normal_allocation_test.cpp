@@ -12,10 +12,10 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 
 /// Allocations of 200 scans after the first ten, and the addresses of the state before and after.
-void expect_no_allocation(World world, normal_setup const& setup, bool keep_rows) {
+void expect_no_allocation(World world, equation_setup const& setup, bool keep_rows) {
   // What compares residuals takes room of its own.
   Setting<bool> const unchecked(Normal::check_residuals, false);
   LoneEstimator estimator(12);
@@ -50,7 +50,7 @@ TEST(NormalAllocation, TheCounterSeesEveryWay) {
 TEST(NormalAllocation, NoneInASingleLevelScan) {
   World world(1, {{500}}, 51);
   simulate_outcome(world, 0, 1.0, 51);
-  normal_setup const setup = world.setup(0, {0, 2, 3, 4, 5, 6, 7});
+  equation_setup const setup = world.setup(0, {0, 2, 3, 4, 5, 6, 7});
   expect_no_allocation(world, setup, false);
   expect_no_allocation(world, setup, true);
 }
@@ -59,7 +59,7 @@ TEST(NormalAllocation, NoneInATwoLevelScan) {
   World world(2, many_clusters(), 52);
   simulate_outcome(world, 0, 1.0, 52);
   for (arma::uword q : {1, 2, 3}) {
-    normal_setup setup = world.setup(0, {0, 2, 3, 6});
+    equation_setup setup = world.setup(0, {0, 2, 3, 6});
     setup.z[0] = arma::Col<arma::uword>{0, 2, 3}.head(q);
     setup.icept = {1};
     expect_no_allocation(world, setup, false);
@@ -70,7 +70,7 @@ TEST(NormalAllocation, NoneInATwoLevelScan) {
 TEST(NormalAllocation, NoneInAThreeLevelScan) {
   World world(3, many_clusters(), 53);
   simulate_outcome(world, 0, 1.0, 53);
-  normal_setup setup = world.setup(0, {0, 2, 3, 6, 8});
+  equation_setup setup = world.setup(0, {0, 2, 3, 6, 8});
   setup.z = {{0, 2}, {0}};
   setup.icept = {1, 1};
   expect_no_allocation(world, setup, false);
@@ -79,7 +79,7 @@ TEST(NormalAllocation, NoneInAThreeLevelScan) {
 TEST(NormalAllocation, NoneWithAMissingOutcome) {
   World world(2, many_clusters(), 54);
   simulate_outcome(world, 0, 1.0, 54);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.z[0] = {0};
   setup.icept = {1};
   for (arma::uword i = 0; i < 60; ++i) setup.missing_units.insert_rows(i, arma::Col<arma::uword>{3 * i});

@@ -12,7 +12,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 
 constexpr int replications = 20000;
 constexpr int applications = 10;
@@ -20,7 +20,7 @@ constexpr int applications = 10;
 nesting const small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 
 /// Parameters, effects and outcome from their joint distribution, into the model and the data.
-void draw_joint(World& world, normal_setup const& setup, Normal& model, Random& rng) {
+void draw_joint(World& world, equation_setup const& setup, Normal& model, Random& rng) {
   model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
     arma::uword const q = model.u[L].n_cols;
@@ -48,7 +48,7 @@ void draw_joint(World& world, normal_setup const& setup, Normal& model, Random& 
     world.data(row, 1) = y(world.units[setup.level](row));
 }
 
-std::vector<double> functions(World const& world, normal_setup const& setup, Normal const& model) {
+std::vector<double> functions(World const& world, equation_setup const& setup, Normal const& model) {
   auto const& rows = *setup.cluster.own_rows[0];
   auto const& y = world.data.col(1);
   double const sd = std::sqrt(model.sigma2);
@@ -75,7 +75,7 @@ std::vector<double> functions(World const& world, normal_setup const& setup, Nor
   return out;
 }
 
-void scan_leaves_joint(World world, normal_setup setup, std::uint32_t seed) {
+void scan_leaves_joint(World world, equation_setup setup, std::uint32_t seed) {
   setup.prior = {1, 1};
   setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
   setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
@@ -95,7 +95,7 @@ void scan_leaves_joint(World world, normal_setup setup, std::uint32_t seed) {
 
 TEST(NormalInvariance, SingleLevel) {
   World world(1, {{20}}, 1);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   scan_leaves_joint(world, setup, 200);
   setup.missing_units = {0, 5, 6};
   scan_leaves_joint(world, setup, 201);
@@ -103,7 +103,7 @@ TEST(NormalInvariance, SingleLevel) {
 
 TEST(NormalInvariance, TwoLevelsWithASlope) {
   World world(2, small, 2);
-  normal_setup setup = world.setup(0, {0, 2, 6});
+  equation_setup setup = world.setup(0, {0, 2, 6});
   setup.z[0] = {0, 2};
   setup.icept = {1};
   scan_leaves_joint(world, setup, 210);
@@ -113,7 +113,7 @@ TEST(NormalInvariance, TwoLevelsWithASlope) {
 
 TEST(NormalInvariance, ThreeLevels) {
   World world(3, small, 3);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.z = {{0}, {0}};
   setup.icept = {1, 1};
   setup.missing_units = {5, 9};
@@ -122,7 +122,7 @@ TEST(NormalInvariance, ThreeLevels) {
 
 TEST(NormalInvariance, OutcomeOfLevelTwo) {
   World world(3, small, 4);
-  normal_setup setup = world.setup(1, {0, 6});
+  equation_setup setup = world.setup(1, {0, 6});
   setup.z = {{0}};
   setup.icept = {1};
   setup.missing_units = {0, 5};

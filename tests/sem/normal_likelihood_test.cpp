@@ -9,22 +9,22 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 
 nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
 
 /// The design, spelled out.
-arma::Mat<double> effects_design(World const& world, normal_setup const& setup, unsigned L) {
+arma::Mat<double> effects_design(World const& world, equation_setup const& setup, unsigned L) {
   arma::Mat<double> out = world.data.cols(setup.z[L]);
   return out.rows(*setup.cluster.own_rows[0]);
 }
 
-arma::Col<double> own(World const& world, normal_setup const& setup, arma::Col<double> const& x) {
+arma::Col<double> own(World const& world, equation_setup const& setup, arma::Col<double> const& x) {
   (void)world;
   return x.elem(*setup.cluster.own_rows[0]);
 }
 
-arma::Col<double> random_part(World const& world, normal_setup const& setup, Normal const& model) {
+arma::Col<double> random_part(World const& world, equation_setup const& setup, Normal const& model) {
   arma::Col<double> out(setup.cluster.own_rows[0]->n_elem, arma::fill::zeros);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
     arma::Mat<double> const Z = effects_design(world, setup, L);
@@ -35,7 +35,7 @@ arma::Col<double> random_part(World const& world, normal_setup const& setup, Nor
 }
 
 /// The covariance of all units of the outcome.
-arma::Mat<double> dense_covariance(World const& world, normal_setup const& setup, Normal const& model) {
+arma::Mat<double> dense_covariance(World const& world, equation_setup const& setup, Normal const& model) {
   arma::uword const n = setup.cluster.own_rows[0]->n_elem;
   arma::Mat<double> V = model.sigma2 * arma::eye(n, n);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
@@ -49,7 +49,7 @@ arma::Mat<double> dense_covariance(World const& world, normal_setup const& setup
   return V;
 }
 
-void expect_likelihoods(World world, normal_setup const& setup) {
+void expect_likelihoods(World world, equation_setup const& setup) {
   LoneEstimator estimator(8);
   Normal model(&estimator, setup);
   for (int scan = 0; scan < 3; ++scan) {
@@ -103,7 +103,7 @@ TEST(NormalLikelihood, TwoLevels) {
   World world(2, unbalanced, 42);
   simulate_outcome(world, 0, 1.0, 42);
   for (arma::uword q : {0, 1, 2, 3}) {
-    normal_setup setup = world.setup(0, {0, 2, 6});
+    equation_setup setup = world.setup(0, {0, 2, 6});
     setup.z[0] = arma::Col<arma::uword>{0, 2, 3}.head(q);
     setup.icept = {q > 0 ? 1 : 0};
     expect_likelihoods(world, setup);
@@ -117,7 +117,7 @@ TEST(NormalLikelihood, ThreeLevels) {
   simulate_outcome(world, 0, 1.0, 43);
   for (arma::uword lower : {0, 1, 2})
     for (arma::uword upper : {0, 1, 2}) {
-      normal_setup setup = world.setup(0, {0, 2, 6});
+      equation_setup setup = world.setup(0, {0, 2, 6});
       setup.z[0] = arma::Col<arma::uword>{0, 2}.head(lower);
       setup.z[1] = arma::Col<arma::uword>{0, 3}.head(upper);
       setup.icept = {lower > 0 ? 1 : 0, upper > 0 ? 1 : 0};
@@ -129,7 +129,7 @@ TEST(NormalLikelihood, ThreeLevels) {
 TEST(NormalLikelihood, OutcomeOfLevelTwo) {
   World world(3, unbalanced, 44);
   simulate_outcome(world, 1, 1.0, 44);
-  normal_setup setup = world.setup(1, {0, 6});
+  equation_setup setup = world.setup(1, {0, 6});
   setup.z[0] = {0};
   setup.icept = {1};
   expect_likelihoods(world, setup);
@@ -142,7 +142,7 @@ TEST(NormalLikelihood, LargeMeanAndSmallResidualVariance) {
   World world(2, unbalanced, 46);
   simulate_outcome(world, 0, 1.0, 46);
   world.data.col(1) = 1e5 + 1e-4 * world.data.col(1);
-  normal_setup setup = world.setup(0, {0, 2, 6});
+  equation_setup setup = world.setup(0, {0, 2, 6});
   setup.z[0] = {0};
   setup.icept = {1};
   LoneEstimator estimator(9), other(9);
@@ -160,7 +160,7 @@ TEST(NormalLikelihood, LargeMeanAndSmallResidualVariance) {
 TEST(NormalLikelihood, EffectsHaveTheirDensity) {
   World world(2, unbalanced, 47);
   simulate_outcome(world, 0, 1.0, 47);
-  normal_setup setup = world.setup(0, {0});
+  equation_setup setup = world.setup(0, {0});
   setup.z[0] = {0, 2};
   setup.icept = {1};
   LoneEstimator estimator(10);
@@ -198,7 +198,7 @@ TEST(NormalLikelihood, OfSomeUnitsIsThatOfAllUnits) {
   World world(3, unbalanced, 49);
   for (unsigned level = 0; level < 2; ++level) {
     simulate_outcome(world, level, 1.0, 49);
-    normal_setup setup = world.setup(level, {0, 3});
+    equation_setup setup = world.setup(level, {0, 3});
     setup.z[0] = {0, 5};
     setup.icept[0] = 1;
     setup.x_compute = {computed("#DATA(2)*#DATA(3)"), computed("#DATA(2)-mean(#DATA(2))")};
@@ -217,7 +217,7 @@ TEST(NormalLikelihood, OfSomeUnitsIsThatOfAllUnits) {
 TEST(Outcome, TellsWhichColumnsItReads) {
   World world(2, unbalanced, 50);
   simulate_outcome(world, 0, 1.0, 50);
-  normal_setup setup = world.setup(0, {0});
+  equation_setup setup = world.setup(0, {0});
   setup.z[0] = {0, 2};
   setup.icept = {1};
   setup.x_compute = {computed("#DATA(3)*2"), computed("#DATA(4)-mean(#DATA(4))")};

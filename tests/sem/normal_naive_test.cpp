@@ -11,7 +11,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 
 nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6, 4, 3}, {8}, {4, 5, 3}, {6, 2, 7, 5}};
 nesting const flat = {{60}};
@@ -25,7 +25,7 @@ void expect_close(arma::Mat<double> const& a, arma::Mat<double> const& b, double
 }
 
 /// Runs the model, the model with rows kept, and the plain implementation side by side.
-void compare(World const& world, normal_setup const& setup, int scans = 300) {
+void compare(World const& world, equation_setup const& setup, int scans = 300) {
   LoneEstimator fast_rng(17), rows_rng(17);
   Random naive_rng(17, 1U);
   arma::Mat<double> fast_data = world.data, rows_data = world.data, naive_data = world.data;
@@ -61,7 +61,7 @@ TEST(NormalNaive, SingleLevelRegression) {
   World world(1, flat, 1);
   simulate_outcome(world, 0, 2.0, 1);
   for (int prior : {1, 2, 3}) {
-    normal_setup setup = world.setup(0, {0, 2, 3, 4, 5});
+    equation_setup setup = world.setup(0, {0, 2, 3, 4, 5});
     setup.prior = {prior, prior};
     compare(world, setup);
   }
@@ -70,7 +70,7 @@ TEST(NormalNaive, SingleLevelRegression) {
 TEST(NormalNaive, SingleLevelWithoutIntercept) {
   World world(1, flat, 2);
   simulate_outcome(world, 0, 0.0, 2);
-  normal_setup setup = world.setup(0, {2, 3});
+  equation_setup setup = world.setup(0, {2, 3});
   setup.has_intercept = false;
   compare(world, setup);
 }
@@ -78,14 +78,14 @@ TEST(NormalNaive, SingleLevelWithoutIntercept) {
 TEST(NormalNaive, SingleLevelWithMissingOutcome) {
   World world(1, flat, 3);
   simulate_outcome(world, 0, 2.0, 3);
-  normal_setup setup = world.setup(0, {0, 2, 5});
+  equation_setup setup = world.setup(0, {0, 2, 5});
   setup.missing_units = {0, 7, 8, 30, 59};
   compare(world, setup);
 }
 
 TEST(NormalNaive, ComputedPredictorsAndCovariates) {
   World world = two_levels(4);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.x_compute = {computed("#DATA(2)*#DATA(3)"), computed("exp(#DATA(4)/5)")};
   setup.z[0] = {0};
   setup.z_compute[0] = {computed("#DATA(2)^2")};
@@ -95,7 +95,7 @@ TEST(NormalNaive, ComputedPredictorsAndCovariates) {
 
 TEST(NormalNaive, FixedCoefficients) {
   World world = two_levels(5);
-  normal_setup setup = world.setup(0, {0, 2, 3, 6});
+  equation_setup setup = world.setup(0, {0, 2, 3, 6});
   setup.fixed = {1, 3};
   setup.fixed_values = {0.5, -1.25};
   setup.z[0] = {0};
@@ -105,7 +105,7 @@ TEST(NormalNaive, FixedCoefficients) {
 
 TEST(NormalNaive, AllCoefficientsFixed) {
   World world = two_levels(6);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.fixed = {0, 1};
   setup.fixed_values = {1.0, 0.25};
   setup.z[0] = {0, 2};
@@ -115,7 +115,7 @@ TEST(NormalNaive, AllCoefficientsFixed) {
 
 TEST(NormalNaive, FixedResidualVariance) {
   World world = two_levels(7);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.estimate_resid = false;
   setup.resid_value = 0.75;
   setup.z[0] = {0};
@@ -127,7 +127,7 @@ TEST(NormalNaive, TwoLevelsOneTwoAndThreeTerms) {
   World world = two_levels(8);
   for (int prior : {1, 2, 3}) {
     for (arma::uword q : {1, 2, 3}) {
-      normal_setup setup = world.setup(0, {0, 2, 3, 6});
+      equation_setup setup = world.setup(0, {0, 2, 3, 6});
       setup.z[0] = arma::Col<arma::uword>{0, 2, 3}.head(q);
       setup.icept = {1};
       setup.prior = {prior, prior};
@@ -141,7 +141,7 @@ TEST(NormalNaive, TwoLevelsOneTwoAndThreeTerms) {
 TEST(NormalNaive, RandomSlopesWithoutRandomIntercept) {
   World world = two_levels(9);
   for (arma::uword q : {1, 2, 3}) {
-    normal_setup setup = world.setup(0, {0, 2, 3});
+    equation_setup setup = world.setup(0, {0, 2, 3});
     setup.z[0] = arma::Col<arma::uword>{2, 3, 5}.head(q);
     compare(world, setup);
   }
@@ -155,7 +155,7 @@ TEST(NormalNaive, NoRandomEffectsInClusteredData) {
 TEST(NormalNaive, TwoLevelsWithMissingOutcome) {
   World world = two_levels(11);
   for (arma::uword q : {1, 2, 3}) {
-    normal_setup setup = world.setup(0, {0, 2, 3});
+    equation_setup setup = world.setup(0, {0, 2, 3});
     setup.z[0] = arma::Col<arma::uword>{0, 2, 3}.head(q);
     setup.icept = {1};
     setup.missing_units = {0, 5, 12, 13, 14, 40, 70};
@@ -166,7 +166,7 @@ TEST(NormalNaive, TwoLevelsWithMissingOutcome) {
 TEST(NormalNaive, ThreeLevels) {
   World world = three_levels(12);
   for (bool missing : {false, true}) {
-    normal_setup setup = world.setup(0, {0, 2, 3, 6, 8});
+    equation_setup setup = world.setup(0, {0, 2, 3, 6, 8});
     setup.z = {{0, 2}, {0, 2}};
     setup.icept = {1, 1};
     setup.prior = {1, 1};
@@ -177,7 +177,7 @@ TEST(NormalNaive, ThreeLevels) {
 
 TEST(NormalNaive, ThreeLevelsWithEffectsAtTheTopOnly) {
   World world = three_levels(13);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.z = {{}, {0}};
   setup.icept = {0, 1};
   compare(world, setup);
@@ -185,7 +185,7 @@ TEST(NormalNaive, ThreeLevelsWithEffectsAtTheTopOnly) {
 
 TEST(NormalNaive, ThreeLevelsThreeTermsBelowOneAbove) {
   World world = three_levels(14);
-  normal_setup setup = world.setup(0, {0, 2, 3});
+  equation_setup setup = world.setup(0, {0, 2, 3});
   setup.z = {{0, 2, 3}, {0}};
   setup.icept = {1, 1};
   compare(world, setup);
@@ -194,7 +194,7 @@ TEST(NormalNaive, ThreeLevelsThreeTermsBelowOneAbove) {
 TEST(NormalNaive, LevelTwoOutcomeInTwoLevelData) {
   World world(2, unbalanced, 15);
   simulate_outcome(world, 1, 1.0, 15);
-  normal_setup setup = world.setup(1, {0, 6});
+  equation_setup setup = world.setup(1, {0, 6});
   compare(world, setup);
   setup.missing_units = {0, 3, 18};
   compare(world, setup);
@@ -202,7 +202,7 @@ TEST(NormalNaive, LevelTwoOutcomeInTwoLevelData) {
 
 TEST(NormalNaive, LevelTwoOutcomeInThreeLevelData) {
   World world = three_levels(16, 1);
-  normal_setup setup = world.setup(1, {0, 6, 7});
+  equation_setup setup = world.setup(1, {0, 6, 7});
   setup.z = {{0}};
   setup.icept = {1};
   compare(world, setup);
@@ -214,7 +214,7 @@ TEST(NormalNaive, LargeMeanOfTheOutcomeLosesNoDigits) {
   World world = two_levels(18);
   World shifted = world;
   shifted.data.col(1) += 1e6;
-  normal_setup setup = world.setup(0, {0, 2, 3});
+  equation_setup setup = world.setup(0, {0, 2, 3});
   setup.z[0] = {0, 2};
   setup.icept = {1};
   LoneEstimator first(4), second(4);
@@ -230,7 +230,7 @@ TEST(NormalNaive, LargeMeanOfTheOutcomeLosesNoDigits) {
 
 TEST(NormalNaive, MutableColumnsAreReadInEveryScan) {
   World world = two_levels(19);
-  normal_setup setup = world.setup(0, {0, 2, 3});
+  equation_setup setup = world.setup(0, {0, 2, 3});
   setup.x_compute = {computed("#DATA(3)*#DATA(2)")};
   setup.z[0] = {0, 3};
   setup.icept = {1};

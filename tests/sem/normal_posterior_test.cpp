@@ -13,7 +13,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 
 struct Fit {
   arma::Col<double> b;
@@ -30,7 +30,7 @@ struct Fit {
 void expect_regression_posterior(int prior, double d, double s) {
   World world(1, {{24}}, 31);
   simulate_outcome(world, 0, 1.0, 31);
-  normal_setup setup = world.setup(0, {0, 2, 3});
+  equation_setup setup = world.setup(0, {0, 2, 3});
   setup.prior = {prior, prior};
   Fit const fit(world.data.cols(setup.x), world.data.col(1));
   double const df = 24.0 + d - 3.0;
@@ -61,7 +61,7 @@ TEST(NormalPosterior, FlatPriorRegressionIsStudentT) {
 TEST(NormalPosterior, MissingOutcomesAddNothing) {
   World world(1, {{30}}, 32);
   simulate_outcome(world, 0, 1.0, 32);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.missing_units = {0, 7, 11, 20, 29};
   arma::Mat<double> complete = world.data;
   for (arma::uword i = setup.missing_units.n_elem; i-- > 0;) complete.shed_row(setup.missing_units(i));
@@ -89,7 +89,7 @@ TEST(NormalPosterior, BalancedOneWayLayout) {
   unsigned const C = 12, m = 5;
   World world(2, nesting{std::vector<unsigned>(C, m)}, 33);
   simulate_outcome(world, 0, 1.0, 33);
-  normal_setup setup = world.setup(0, {0});
+  equation_setup setup = world.setup(0, {0});
   setup.z[0] = {0};
   setup.icept = {1};
   auto const& y = world.data.col(1);

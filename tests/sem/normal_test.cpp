@@ -10,7 +10,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 using sem::parameter_type;
 
 nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
@@ -18,7 +18,7 @@ nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
 struct ThreeLevelModel {
   World world{3, unbalanced, 61};
   LoneEstimator estimator{13};
-  normal_setup setup = world.setup(0, {0, 2, 3});
+  equation_setup setup = world.setup(0, {0, 2, 3});
 
   ThreeLevelModel() {
     simulate_outcome(world, 0, 1.0, 61);
@@ -137,7 +137,7 @@ TEST(Normal, FixedParametersStay) {
 TEST(Normal, OnlyMissingCellsAreWritten) {
   World world(3, unbalanced, 62);
   simulate_outcome(world, 1, 1.0, 62);
-  normal_setup setup = world.setup(1, {0, 6});
+  equation_setup setup = world.setup(1, {0, 6});
   setup.missing_units = {1, 4};
   LoneEstimator estimator(14);
   Normal model(&estimator, setup);
@@ -160,15 +160,15 @@ TEST(Normal, OnlyMissingCellsAreWritten) {
 TEST(Normal, CentringFollowsImputation) {
   World world(1, {{12}}, 63);
   simulate_outcome(world, 0, 1.0, 63);
-  normal_setup setup = world.setup(0, {0, 2});
+  equation_setup setup = world.setup(0, {0, 2});
   setup.missing_units = {3};
   LoneEstimator estimator(15);
   Normal model(&estimator, setup);
-  auto* link = new sem::estimator::covariate_link;
+  auto link = std::make_unique<sem::estimator::covariate_link>();
   link->column = 1;
   link->mean_column = 7;
   link->fun = [](arma::Col<double> const& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
-  model.setCentering(link);
+  model.setCentering(std::move(link));
   model.draw(world.data);
   EXPECT_LT(arma::abs(world.data.col(7) + 10.0 - world.data.col(1)).max(), 1e-14);
 }
@@ -278,20 +278,20 @@ TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
 TEST(Normal, RefusesAnInconsistentSetup) {
   ThreeLevelModel m;
   auto const broken = [&](auto change) {
-    normal_setup setup = m.setup;
+    equation_setup setup = m.setup;
     change(setup);
     EXPECT_THROW(Normal(&m.estimator, setup), error_debug);
   };
-  broken([](normal_setup& s) { s.fixed = {1}; });
-  broken([](normal_setup& s) { s.fixed = {3}, s.fixed_values = {1.0}; });
-  broken([](normal_setup& s) { s.z.pop_back(); });
-  broken([](normal_setup& s) { s.n_levels = 3; });
-  broken([](normal_setup& s) { s.missing_units = {1000}; });
-  broken([](normal_setup& s) { s.cluster = {}; });
-  broken([](normal_setup& s) { s.level = 1; });
+  broken([](equation_setup& s) { s.fixed = {1}; });
+  broken([](equation_setup& s) { s.fixed = {3}, s.fixed_values = {1.0}; });
+  broken([](equation_setup& s) { s.z.pop_back(); });
+  broken([](equation_setup& s) { s.n_levels = 3; });
+  broken([](equation_setup& s) { s.missing_units = {1000}; });
+  broken([](equation_setup& s) { s.cluster = {}; });
+  broken([](equation_setup& s) { s.level = 1; });
 }
 
-void expect_message(World& world, normal_setup const& setup, char const* text) {
+void expect_message(World& world, equation_setup const& setup, char const* text) {
   LoneEstimator estimator(16);
   Normal model(&estimator, setup);
   try {
@@ -331,7 +331,7 @@ TEST(Normal, FarFromZeroIsNotCollinear) {
 TEST(Normal, AnExactFitHasNoVarianceToDraw) {
   World world(1, {{20}}, 68);
   world.data.col(1).zeros();
-  normal_setup setup = world.setup(0, {0});
+  equation_setup setup = world.setup(0, {0});
   setup.fixed = {0};
   setup.fixed_values = {0.0};
   LoneEstimator estimator(18);
@@ -347,7 +347,7 @@ TEST(Normal, TooFewUnitsForThePrior) {
   EXPECT_THROW(model.draw(world.data), std::runtime_error);
   World clusters(2, {{4, 5, 6}}, 70);
   simulate_outcome(clusters, 0, 1.0, 70);
-  normal_setup setup = clusters.setup(0, {0});
+  equation_setup setup = clusters.setup(0, {0});
   setup.z[0] = {0, 2};
   setup.icept = {1};
   Normal mixed(&estimator, setup);
@@ -357,7 +357,7 @@ TEST(Normal, TooFewUnitsForThePrior) {
 TEST(Normal, OneRowWithAProperPriorRuns) {
   World world(1, {{1}}, 71);
   world.data.col(1).fill(2.0);
-  normal_setup setup = world.setup(0, {0});
+  equation_setup setup = world.setup(0, {0});
   setup.prior = {1, 1};
   LoneEstimator estimator(20);
   Normal model(&estimator, setup);

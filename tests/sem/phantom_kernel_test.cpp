@@ -16,7 +16,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 using sem::Phantom;
 using sem::phantom_term;
 
@@ -166,7 +166,7 @@ TEST(PhantomKernels, ResidualVarianceUnderThreePriors) {
 TEST(PhantomKernels, CovarianceMatrixUnderThreePriors) {
   for (int prior : {1, 2, 3}) {
     CorrelatedWorld w(2, {{6, 6, 6, 6}, {6, 6, 6, 6}, {6, 6, 6, 6}}, 320);
-    normal_setup& first = w.add(0, 1, {0});
+    equation_setup& first = w.add(0, 1, {0});
     first.z = {{0, 2}};
     first.prior = {1, prior};
     first.estimate_resid = false;

@@ -11,7 +11,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 using sem::phantom_term;
 
 nesting const unbalanced = {{5, 1, 4}, {3, 7}, {2, 6}};
@@ -19,7 +19,7 @@ nesting const unbalanced = {{5, 1, 4}, {3, 7}, {2, 6}};
 /// Correlations with nothing behind the phantoms: their scores are just data.
 struct PhantomModel {
   World world;
-  normal_setup setup;
+  equation_setup setup;
   LoneEstimator estimator{11};
   std::unique_ptr<Normal> model;
   std::vector<std::vector<double>> rhos;

@@ -15,7 +15,7 @@ namespace tovik::tests {
 namespace {
 
 using sem::Normal;
-using sem::normal_setup;
+using sem::equation_setup;
 
 constexpr int replications = 12000;
 constexpr int applications = 10;
@@ -29,9 +29,9 @@ struct PublishedWorld {
   World world;
   LoneEstimator estimator;
   Random rng;
-  normal_setup owner;
+  equation_setup owner;
   arma::Col<arma::uword> columns;  ///< one for each effect
-  std::vector<normal_setup> readers;
+  std::vector<equation_setup> readers;
   std::vector<std::unique_ptr<Normal>> models;  ///< the owner first
   bool together = false;
   Setting<bool> check{Normal::check_residuals, true};
@@ -44,9 +44,9 @@ struct PublishedWorld {
     owner.estimate_resid = true;
   }
 
-  normal_setup equation(unsigned level, arma::uword y, arma::Col<arma::uword> x,
+  equation_setup equation(unsigned level, arma::uword y, arma::Col<arma::uword> x,
                         std::vector<sem::estimator::compute> computed) {
-    normal_setup setup = world.setup(level, std::move(x));
+    equation_setup setup = world.setup(level, std::move(x));
     setup.y = y;
     setup.x_compute = std::move(computed);
     setup.prior = {1, 1};
@@ -68,7 +68,7 @@ struct PublishedWorld {
     model.addIndicator(columns, sem::indicator_type::random_effect);
     auto list = std::make_unique<sem::estimator::likelihood>();
     for (auto const& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
-    model.addLL(list.release(), sem::likelihood_type::random_effect);
+    model.addLL(std::move(list), sem::likelihood_type::random_effect);
     for (unsigned L = 0; together && L < model.n_levels; ++L) {
       model.accept_together(L);
       model.re_tune[L].value = 0.4;

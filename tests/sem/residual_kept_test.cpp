@@ -100,7 +100,7 @@ TEST(ResidualError, ShowsWhatTheScanDidNotSee) {
   const Setting<bool> check(sem::Normal::check_residuals, true);
   World world(1, {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}}, 5);
   LoneEstimator estimator(5);
-  sem::normal_setup setup = world.setup(0, {0, 2});
+  sem::equation_setup setup = world.setup(0, {0, 2});
   setup.missing_units = {1, 4};
   setup.mutable_columns.assign(world.data.n_cols, false);
   setup.mutable_columns[2] = true;
@@ -114,7 +114,7 @@ TEST(ResidualError, ShowsWhatTheScanDidNotSee) {
   link->column = static_cast<std::uint32_t>(setup.y);
   link->mean_column = 2;
   link->fun = [](arma::Col<double> const& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
-  model.setCentering(link.release());
+  model.setCentering(std::move(link));
   EXPECT_THROW(model.draw(world.data), error_debug);
 }
 

@@ -87,8 +87,8 @@ struct World {
   }
 
   /// A regression at `level`: intercept and the given plain columns, no random effects yet.
-  sem::normal_setup setup(unsigned level, arma::Col<arma::uword> x) const {
-    sem::normal_setup out;
+  sem::equation_setup setup(unsigned level, arma::Col<arma::uword> x) const {
+    sem::equation_setup out;
     out.y = 1;
     out.x = std::move(x);
     out.level = level;

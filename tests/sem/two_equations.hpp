@@ -22,7 +22,7 @@ class TwoEquations {
   static constexpr arma::uword m_column = 9;
 
   World world;
-  sem::normal_setup m, y;
+  sem::equation_setup m, y;
   std::string transformation;  ///< of m, in "#DATA(0)"; empty for none
 
   TwoEquations(unsigned levels, nesting const& sizes, std::uint32_t seed)
@@ -41,7 +41,7 @@ class TwoEquations {
 
   /// After the setups are complete. Coefficients of both equations go from -0.5 to the last one.
   void build(bool linked = true) {
-    for (sem::normal_setup* setup : {&m, &y}) {
+    for (sem::equation_setup* setup : {&m, &y}) {
       arma::uword const k = setup->x.n_elem + setup->x_compute.size();
       setup->prior = {1, 1};
       setup->fixed = arma::regspace<arma::Col<arma::uword>>(0, k - 1);
@@ -96,7 +96,7 @@ class TwoEquations {
   }
 
  private:
-  void draw_equation(sem::Normal& model, sem::normal_setup const& setup, std::string const& transform,
+  void draw_equation(sem::Normal& model, sem::equation_setup const& setup, std::string const& transform,
                      std::function<bool(double)> const& admitted) {
     if (setup.estimate_resid) model.sigma2 = 1.0 / rng_.rgamma(1.0, 2.0);
     for (unsigned L = 0; L < setup.n_levels; ++L) draw_effects(model, L);
@@ -133,7 +133,7 @@ class TwoEquations {
         rng_.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
   }
 
-  void add_fixed(sem::normal_setup const& setup, arma::Col<arma::uword> const& rows,
+  void add_fixed(sem::equation_setup const& setup, arma::Col<arma::uword> const& rows,
                  arma::Col<double>& value) const {
     for (arma::uword j = 0; j < setup.fixed_values.n_elem; ++j) {
       arma::Col<double> const column = j < setup.x.n_elem

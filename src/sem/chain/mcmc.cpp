@@ -120,13 +120,13 @@ void Mcmc::link_centered_copies() {
     centered_copies_.push_back(std::make_unique<centered_copy>(*v, working_));
     estimator::covariate_link const link = centered_copies_.back()->link();
     link.update(working_.data);
-    std::vector<std::pair<unsigned, estimator::covariate_link*>> links;
+    std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links;
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
       estimator::Outcome const& model = outcomes_->outcome(i);
       if (model.missing && has_likelihood(model) && model.y(0) == centered_copies_.back()->column())
-        links.emplace_back(i, new estimator::covariate_link(link));  // the model owns it
+        links.emplace_back(i, std::make_unique<estimator::covariate_link>(link));
     }
-    outcomes_->linkVariables(links);
+    outcomes_->linkVariables(std::move(links));
   }
 }
 

@@ -34,7 +34,7 @@ std::vector<estimator::compute> computed_columns(Model::trees terms) {
   return out;
 }
 
-void set_computed(normal_setup& setup, Model const& model, outcome_context const& context) {
+void set_computed(equation_setup& setup, Model const& model, outcome_context const& context) {
   if (model.fixed_compute.empty() && model.random_compute.empty()) return;
   if (context.cells == nullptr) throw error_debug("Could not find parameter name in map.");
   setup.x_compute = computed_columns(model.xindCompute(*context.cells));
@@ -42,7 +42,7 @@ void set_computed(normal_setup& setup, Model const& model, outcome_context const
     setup.z_compute.push_back(computed_columns(std::move(level)));
 }
 
-void set_fixed(normal_setup& setup, Model const& model) {
+void set_fixed(equation_setup& setup, Model const& model) {
   const std::vector<model::parameter> coefficients = model.fixedParameters();
   std::vector<unsigned> positions;
   std::vector<double> values;
@@ -58,7 +58,7 @@ void set_fixed(normal_setup& setup, Model const& model) {
 }
 
 std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_context const& context) {
-  normal_setup setup;
+  equation_setup setup;
   setup.y = model.yind().at(0);
   setup.x = columns_of(model.xind());
   for (std::vector<unsigned> const& level : model.zind()) setup.z.push_back(columns_of(level));

@@ -52,7 +52,7 @@ void wire_likelihood_lists(model_list const& models, level_units const& units, a
     for (estimator::Outcome const* reader : readers)
       list->add_once(reader->likelihoodFunc(likelihood_type::imputed));
     list->together = acceptance_groups(columns, owner->level, readers, units, data);
-    owner->addLL(list.release(), likelihood_type::imputed);
+    owner->addLL(std::move(list), likelihood_type::imputed);
   }
 }
 

@@ -311,8 +311,9 @@ arma::Col<double> Outcomes::correlations(arma::Mat<double> const& data) const {
   return residual_correlations_.values(data);
 }
 
-void Outcomes::linkVariables(std::vector<std::pair<unsigned, estimator::covariate_link*>> const& links) {
-  for (auto const& [model, link] : links) models.at(model)->setCentering(link);
+void Outcomes::linkVariables(
+    std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links) {
+  for (auto& [model, link] : links) models.at(model)->setCentering(std::move(link));
 }
 
 std::vector<arma::uword> Outcomes::imputed_columns() const {

@@ -93,7 +93,7 @@ class Outcomes : public virtual Estimator {
   arma::Cube<double> likelihood(arma::Mat<double> const& data) const override;
 
   /// Gives model `first` of each pair the link that refreshes what follows from its values.
-  void linkVariables(std::vector<std::pair<unsigned, estimator::covariate_link*>> const& links);
+  void linkVariables(std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links);
 
   /// The columns of the working matrix that hold imputed values.
   std::vector<arma::uword> imputed_columns() const;

@@ -6,7 +6,7 @@
 #include "data/named_effect.hpp"
 #include "model/model_list.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
-#include "sem/outcomes/normal.hpp"
+#include "sem/wiring/outcome.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -109,11 +109,11 @@ void give_list(estimator::Outcome& owner, published const& effects, std::vector<
   for (model_ptr const& model : models)
     if (has_likelihood(*model) && reads_any(*model, effects.columns))
       list->add_once(above_own(*model, units));
-  owner.addLL(list.release(), likelihood_type::random_effect);
+  owner.addLL(std::move(list), likelihood_type::random_effect);
 }
 
 /// Where an equation holds a statistic of an effect, a cluster's effect moves other clusters' predictions.
-void tie_clusters(Normal& owner, published const& effects, std::vector<model_ptr> const& models,
+void tie_clusters(estimator::Outcome& owner, published const& effects, std::vector<model_ptr> const& models,
                   level_units const& units, arma::Mat<double> const& data) {
   for (unsigned L = 0; L < owner.n_levels; ++L) {
     for (arma::uword j = 0; j < owner.n_random(L); ++j) {
@@ -143,12 +143,11 @@ void link_random_effects(ModelList const& list, std::vector<model_ptr> const& mo
       any = true;
     }
     if (!any) continue;
-    auto* owner = dynamic_cast<Normal*>(models[i].get());
-    if (owner == nullptr) throw error_debug("The model publishes no random effects.");
-    owner->addIndicator(columns.columns, indicator_type::random_effect);
-    give_list(*owner, columns, models, units);
-    tie_clusters(*owner, columns, models, units, data);
-    owner->publish_effects(data);
+    estimator::Outcome& owner = *models[i];
+    owner.addIndicator(columns.columns, indicator_type::random_effect);
+    give_list(owner, columns, models, units);
+    tie_clusters(owner, columns, models, units, data);
+    owner.publish_effects(data);
   }
 }
 

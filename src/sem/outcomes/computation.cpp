@@ -5,7 +5,7 @@
 namespace tovik::sem {
 
 Computation::Computation(Estimator const* estimator_, evaluate::node* tree)
-    : Outcome(estimator_, data::type::computation, {}, {}, {}, {}, {}, {}, 0, 0, false),
+    : Outcome(shape{.estimator = estimator_, .type = data::type::computation}),
       value_node("Computation"),
       owner_(tree),
       value_(std::numeric_limits<double>::quiet_NaN()) {}

@@ -61,7 +61,7 @@ distribution parse_distribution(std::string const& name) {
 
 Parameter::Parameter(Estimator const* estimator_, estimator::cluster const& structure,
                      distribution const& dist_, double const& a_, double const& b_)
-    : Outcome(estimator_, data::type::parameter, {}, {}, {}, {}, {}, {}, 0, 0, false),
+    : Outcome(shape{.estimator = estimator_, .type = data::type::parameter}),
       value_node("Parameter"),
       cluster(structure),
       value(1, 1),

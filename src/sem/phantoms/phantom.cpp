@@ -14,8 +14,11 @@ constexpr double half_log_2_pi = 0.9189385332046728;
 }
 
 Phantom::Phantom(Estimator const* estimator_, phantom_setup const& setup)
-    : Outcome(estimator_, data::type::phantom, arma::Col<arma::uword>{setup.column}, {}, {}, {}, {}, {},
-              setup.n_levels, setup.level, false),
+    : Outcome(shape{.estimator = estimator_,
+                    .type = data::type::phantom,
+                    .y = {setup.column},
+                    .n_levels = setup.n_levels,
+                    .level = setup.level}),
       value_node("Phantom"),
       cluster(setup.cluster),
       rho(estimator_->rng(), setup.c),

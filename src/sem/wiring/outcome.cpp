@@ -14,36 +14,29 @@ namespace {
 constexpr double not_drawn = std::numeric_limits<double>::quiet_NaN();
 }
 
-Outcome::Outcome(Estimator const* estimator_, data::type const& type_, arma::Col<arma::uword> y_,
-                 arma::Col<arma::uword> x_, std::vector<compute> x_compute_,
-                 std::vector<arma::Col<arma::uword>> z_, std::vector<std::vector<compute>> z_compute_,
-                 std::vector<arma::Col<arma::uword>> phantoms_, unsigned const& n_levels_,
-                 unsigned const& level_, bool const& missing_)
-    : rng(estimator_->rng()),
-      estimator(estimator_),
-      slope_var(n_levels_, not_drawn),
-      icept_var(n_levels_, not_drawn),
+Outcome::Outcome(shape parts)
+    : rng(parts.estimator->rng()),
+      estimator(parts.estimator),
+      slope_var(parts.n_levels, not_drawn),
+      icept_var(parts.n_levels, not_drawn),
       total_var(not_drawn),
       coef_var(not_drawn),
       slope_total(not_drawn),
       icept_total(not_drawn),
-      type(type_),
-      y(std::move(y_)),
-      x(std::move(x_)),
-      x_compute(std::move(x_compute_)),
-      z(std::move(z_)),
-      z_compute(std::move(z_compute_)),
-      phantoms(std::move(phantoms_)),
-      n_levels(n_levels_),
-      level(level_),
-      missing(missing_),
-      n_params_(0) {
+      type(parts.type),
+      y(std::move(parts.y)),
+      x(std::move(parts.x)),
+      x_compute(std::move(parts.x_compute)),
+      z(std::move(parts.z)),
+      z_compute(std::move(parts.z_compute)),
+      phantoms(std::move(parts.phantoms)),
+      n_levels(parts.n_levels),
+      level(parts.level),
+      missing(parts.missing) {
   if (z.empty()) z.resize(n_levels);
   if (z_compute.empty()) z_compute.resize(n_levels);
   if (z.size() != n_levels || z_compute.size() != n_levels)
     throw error_debug("The random effects do not match the levels.");
-  n_params_ = n_coefficients() + 1;
-  for (unsigned L = 0; L < n_levels; ++L) n_params_ += n_random(L) * (n_random(L) + 1) / 2;
 }
 
 void Outcome::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
@@ -54,6 +47,14 @@ void Outcome::addLogLiklihood(arma::Mat<double> const& data, int const& at_level
 
 std::unique_ptr<correlated_side> Outcome::correlated(arma::uword) {
   throw error_debug("The model has no residual that can be correlated.");
+}
+
+void Outcome::publish_effects(arma::Mat<double>&) const {
+  throw error_debug("The model publishes no random effects.");
+}
+
+void Outcome::accept_together(unsigned) {
+  throw error_debug("The model publishes no random effects.");
 }
 
 namespace {

@@ -39,10 +39,20 @@ class Outcome {
   static inline bool& ess_sampler = sampler_settings::ess_sampler;
   static inline unsigned& ess_max_niter = sampler_settings::ess_max_niter;
 
-  Outcome(Estimator const* estimator, data::type const& type, arma::Col<arma::uword> y,
-          arma::Col<arma::uword> x, std::vector<compute> x_compute, std::vector<arma::Col<arma::uword>> z,
-          std::vector<std::vector<compute>> z_compute, std::vector<arma::Col<arma::uword>> phantoms,
-          unsigned const& n_levels, unsigned const& level, bool const& missing);
+  /// What a model is made of, for models that are many classes deep: each names its virtual base.
+  struct shape {
+    Estimator const* estimator = nullptr;
+    data::type type{};
+    arma::Col<arma::uword> y = {};
+    arma::Col<arma::uword> x = {};
+    std::vector<compute> x_compute = {};
+    std::vector<arma::Col<arma::uword>> z = {};
+    std::vector<std::vector<compute>> z_compute = {};
+    std::vector<arma::Col<arma::uword>> phantoms = {};
+    unsigned n_levels = 0, level = 0;
+    bool missing = false;
+  };
+  explicit Outcome(shape parts);
   Outcome(Outcome const&) = delete;
   Outcome& operator=(Outcome const&) = delete;
   virtual ~Outcome() = default;
@@ -72,7 +82,7 @@ class Outcome {
   /// Registers the columns that publish latent values.
   virtual void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) = 0;
   /// Takes ownership of the likelihood list of this variable or of its random effects; replaces one held.
-  virtual void addLL(likelihood* l, likelihood_type const& kind) = 0;
+  virtual void addLL(std::unique_ptr<likelihood> list, likelihood_type const& kind) = 0;
   /// Sets the solved conditional distribution that replaces a Metropolis step.
   virtual void addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solver,
                        distribution_type const& kind) = 0;
@@ -96,18 +106,9 @@ class Outcome {
   /// The function that enters the likelihood lists of other variables; holds a pointer to this model.
   virtual likelihood_function likelihoodFunc(likelihood_type const& kind) const = 0;
 
-  /// Contributions to solved distributions: of a predictor, of a parameter, of a variance.
-  virtual autosolver::contribution<autosolver::normal> distributionFunc(distribution_type const& kind,
-                                                                        autosolver::solution const& solution,
-                                                                        int const& level) const = 0;
-  virtual autosolver::contribution<autosolver::normal_1D> distributionFunc(
-      distribution_type const& kind, autosolver::solution const& solution) const = 0;
-  virtual autosolver::contribution<autosolver::inv_gamma> distributionFunc(
-      distribution_type const& kind) const = 0;
-
   virtual void addTransform(evaluate::pair const& pair) = 0;
   /// Takes ownership of the link that refreshes centred columns after imputation.
-  virtual void setCentering(covariate_link* link) = 0;
+  virtual void setCentering(std::unique_ptr<covariate_link> link) = 0;
 
   /// Share of the units that is missing, 0 to 1; one per outcome column.
   virtual double getMissingPercent() const = 0;
@@ -131,12 +132,18 @@ class Outcome {
   /// Makes this model part of a block of outcomes with correlated residuals.
   virtual void addMulti(std::shared_ptr<Multi> const& block) = 0;
 
+  /// Writes the random effects that are variables into their columns. Throws error_debug for a model without.
+  virtual void publish_effects(arma::Mat<double>& data) const;
+  /// Other equations tie the clusters of the level together: proposals of their effects are accepted or rejected in
+  /// one.
+  virtual void accept_together(unsigned L);
+
   /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug when
   /// the model does not hold it.
   virtual std::unique_ptr<correlated_side> correlated(arma::uword column);
 
   /// Number of values in params().
-  arma::uword n_params() const { return n_params_; }
+  virtual arma::uword n_params() const = 0;
   /// Random-effect columns of the L-th level above.
   arma::uword n_random(unsigned L) const { return z[L].n_elem + z_compute[L].size(); }
   arma::uword n_coefficients() const { return x.n_elem + x_compute.size(); }
@@ -165,9 +172,6 @@ class Outcome {
   unsigned n_levels;
   unsigned level;
   bool missing;
-
- private:
-  arma::uword n_params_;
 };
 
 }  // namespace tovik::sem::estimator

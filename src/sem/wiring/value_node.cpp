@@ -20,9 +20,8 @@ double value_node::logLiklihood(arma::Mat<double> const&) const {
   return 0.0;
 }
 
-void value_node::addLL(estimator::likelihood* l, likelihood_type const&) {
-  delete l;  // ownership came with the call, and nothing here is imputed
-}
+// Nothing here is imputed.
+void value_node::addLL(std::unique_ptr<estimator::likelihood>, likelihood_type const&) {}
 
 void value_node::addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const&,
                          distribution_type const&) {
@@ -46,23 +45,7 @@ estimator::likelihood_function value_node::likelihoodFunc(likelihood_type const&
   unsupported("No likelihood");
 }
 
-autosolver::contribution<autosolver::normal> value_node::distributionFunc(distribution_type const&,
-                                                                          autosolver::solution const&,
-                                                                          int const&) const {
-  unsupported("Unable to get autosolver function");
-}
-
-autosolver::contribution<autosolver::normal_1D> value_node::distributionFunc(
-    distribution_type const&, autosolver::solution const&) const {
-  unsupported("Unable to get autosolver function");
-}
-
-autosolver::contribution<autosolver::inv_gamma> value_node::distributionFunc(distribution_type const&) const {
-  unsupported("Unable to get autosolver function");
-}
-
-void value_node::setCentering(estimator::covariate_link* link_) {
-  delete link_;
+void value_node::setCentering(std::unique_ptr<estimator::covariate_link>) {
   unsupported("Unable to set centering");
 }
 

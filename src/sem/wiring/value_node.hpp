@@ -22,7 +22,7 @@ class value_node : public virtual estimator::Outcome {
   arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
   double logLiklihood(arma::Mat<double> const& data) const override;
   void addIndicator(arma::Col<arma::uword> const&, indicator_type const&) override {}
-  void addLL(estimator::likelihood* l, likelihood_type const& kind) override;
+  void addLL(std::unique_ptr<estimator::likelihood> list, likelihood_type const& kind) override;
   void addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solver,
                distribution_type const& kind) override;
   void addStarts(arma::Col<double> const& v) override;
@@ -33,15 +33,9 @@ class value_node : public virtual estimator::Outcome {
   std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
                                                     unsigned const& level) override;
   estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
-  autosolver::contribution<autosolver::normal> distributionFunc(distribution_type const& kind,
-                                                                autosolver::solution const& solution,
-                                                                int const& level) const override;
-  autosolver::contribution<autosolver::normal_1D> distributionFunc(
-      distribution_type const& kind, autosolver::solution const& solution) const override;
-  autosolver::contribution<autosolver::inv_gamma> distributionFunc(
-      distribution_type const& kind) const override;
   void addTransform(evaluate::pair const&) override {}
-  void setCentering(estimator::covariate_link* link) override;
+  void setCentering(std::unique_ptr<estimator::covariate_link> link) override;
+  arma::uword n_params() const override { return 1; }
   double getMissingPercent() const override { return 0.0; }
   std::vector<double> getMissingPercents() const override { return {}; }
   /// No columns.

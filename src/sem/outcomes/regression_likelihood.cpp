@@ -1,0 +1,286 @@
+// What a regression tells of the data at its current parameters: predictions, residuals, log likelihoods.
+
+#include <algorithm>
+#include <cmath>
+
+#include "random/densities.hpp"
+#include "sem/outcomes/regression.hpp"
+#include "sem/scan/blas.hpp"
+#include "sem/scan/marginal.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+// r -= X b.
+void Regression::subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  auto const& columns = scan_->terms().terms.x;
+  if (columns.all_static() && columns.values().n_rows == r.n_elem) {
+    scan::multiply(-1.0, columns.values(), betas_.memptr(), 1.0, r.memptr());
+    return;
+  }
+  arma::Col<double> scratch;
+  for (arma::uword j = 0; j < betas_.n_elem; ++j)
+    scan::add_scaled(r.n_elem, -betas_(j), columns.at(j, data, unit_rows(), scratch), r.memptr());
+}
+
+// r -= sum over levels of Z u.
+void Regression::subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  arma::Col<double> scratch;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    auto const& columns = scan_->terms().terms.z[L];
+    for (arma::uword j = 0; j < u[L].n_cols; ++j)
+      scan::subtract_effect(columns.at(j, data, unit_rows(), scratch), u[L].colptr(j), *cluster.selectors[L],
+                            r.memptr());
+  }
+}
+
+void Regression::subtract_predictor(arma::Mat<double> const& data, arma::Col<double>& r) const {
+  subtract_fixed(data, r);
+  subtract_random(data, r);
+  subtract_phantoms(data, r);
+}
+
+void Regression::predictor(arma::Mat<double> const& data, arma::Col<double>& mu) const {
+  mu.zeros(n_units);
+  subtract_predictor(data, mu);
+  for (double& value : mu) value = -value;
+}
+
+arma::Mat<double> Regression::compute_residual(arma::Mat<double> const& data) const {
+  arma::Col<double> r(n_units);
+  copy_response(data, r.memptr());
+  subtract_predictor(data, r);
+  return r;
+}
+
+double Regression::residual_error(arma::Mat<double> const& data) const {
+  if (scan_->uses_products() || scan_->r().n_elem != n_units) return 0.0;
+  arma::Mat<double> const r = compute_residual(data);
+  double worst = 0.0, size = 1.0;
+  for (arma::uword i = 0; i < n_units; ++i) {
+    worst = std::max(worst, std::fabs(r(i) - scan_->r()(i)));
+    size = std::max(size, std::fabs(scan_->y()(i)));
+  }
+  return worst / size;
+}
+
+arma::Mat<double> Regression::compute_predicted(arma::Mat<double> const& data) const {
+  arma::Col<double> mu;
+  predictor(data, mu);
+  return mu;
+}
+
+arma::Mat<double> Regression::at_rows(arma::Mat<double> const& units) const {
+  if (level == 0) return units;
+  arma::Mat<double> out(cluster.rows->n_units(), units.n_cols);
+  for (arma::uword j = 0; j < units.n_cols; ++j)
+    for (arma::uword c = 0; c < units.n_rows; ++c)
+      std::fill_n(out.colptr(j) + cluster.rows->start[c], cluster.rows->count[c], units(c, j));
+  return out;
+}
+
+// What phantoms carry is part of the residual that a reader of the output sees.
+arma::Mat<double> Regression::residual(arma::Mat<double> const& data) const {
+  arma::Mat<double> r = compute_residual(data);
+  if (!parts_[0].empty()) r += phantom_means(data);
+  return at_rows(r);
+}
+
+arma::Mat<double> Regression::predicted(arma::Mat<double> const& data) const {
+  arma::Mat<double> p = compute_predicted(data);
+  if (!parts_[0].empty()) p -= phantom_means(data);
+  return at_rows(p);
+}
+
+arma::Mat<double> Regression::compute_latent(arma::Mat<double> const&) const {
+  arma::uword const n = n_units;
+  arma::uword terms = 0;
+  for (auto const& effects : u) terms += effects.n_cols;
+  arma::Mat<double> out(n, terms);
+  arma::uword at = 0;
+  for (unsigned L = 0; L < n_levels; ++L)
+    for (arma::uword j = 0; j < u[L].n_cols; ++j, ++at)
+      for (arma::uword i = 0; i < n; ++i) out(i, at) = u[L]((*cluster.row_cluster[L])(i), j);
+  return out;
+}
+
+arma::Mat<double> Regression::latent(arma::Mat<double> const& data) const {
+  return at_rows(compute_latent(data));
+}
+
+void Regression::validate_level(int above) const {
+  if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
+    throw error_debug("The outcome has no likelihood at this level.");
+}
+
+arma::Col<double> Regression::compute_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  int const above = at_level - static_cast<int>(level);
+  validate_level(above);
+  arma::Col<double> sums;
+  if (above > 0 && log_likelihood_from_sums(static_cast<unsigned>(above), sums)) return sums;
+  arma::Col<double> values;
+  predictor(data, values);
+  unit_log_density(data, nullptr, values.n_elem, values.memptr(), values.memptr());
+  if (above == 0) return values;
+  auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
+  sums.set_size(clusters.size());
+  for (arma::uword c = 0; c < clusters.size(); ++c) {
+    double sum = 0.0;
+    for (arma::uword i = clusters.start[c]; i < clusters.start[c] + clusters.count[c]; ++i) sum += values(i);
+    sums(c) = sum;
+  }
+  return sums;
+}
+
+arma::Col<double> Regression::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  return compute_logLiklihood(data, at_level);
+}
+
+/// The part of Xb at some units that belongs to columns which never change: one that was just computed for
+/// the same units and coefficients serves again, for Metropolis steps ask twice.
+double const* Regression::static_part(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const {
+  arma::uword const n = units.n_elem, k = betas_.n_elem;
+  auto const& columns = scan_->terms().terms.x;
+  if (part_.was_filled == columns.filled() && part_.of_units.size() == n && part_.of_betas.size() == k &&
+      std::equal(units.begin(), units.end(), part_.of_units.begin()) &&
+      std::equal(betas_.begin(), betas_.end(), part_.of_betas.begin()))
+    return part_.fixed.data();
+  part_.was_filled = columns.filled();
+  part_.of_units.assign(units.begin(), units.end());
+  part_.of_betas.assign(betas_.begin(), betas_.end());
+  part_.fixed.assign(n, 0.0);
+  arma::uword const* unit = units.memptr();
+  for (arma::uword j = 0; j < k; ++j) {
+    if (!columns.is_kept(j)) continue;
+    double const b = betas_(j);
+    double const* column = columns.stored(j, data, unit_rows());
+    for (arma::uword i = 0; i < n; ++i) part_.fixed[i] += b * column[unit[i]];
+  }
+  return part_.fixed.data();
+}
+
+void Regression::predictor_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
+                              double* mu) const {
+  arma::uword const n = units.n_elem;
+  arma::uword const* unit = units.memptr();
+  std::copy_n(static_part(data, units), n, mu);
+  if (part_.column.size() < n) part_.column.resize(n);
+  double* term = part_.column.data();
+  auto const* rows = unit_rows();
+  auto const& design = scan_->terms().terms;
+  for (arma::uword j = 0; j < betas_.n_elem; ++j) {
+    if (design.x.is_kept(j)) continue;
+    double const b = betas_(j);
+    if (double const* column = design.x.stored(j, data, rows)) {
+      for (arma::uword i = 0; i < n; ++i) mu[i] += b * column[unit[i]];
+      continue;
+    }
+    design.x.at_units(j, data, rows, units, term);
+    scan::add_scaled(n, b, term, mu);
+  }
+  for (unsigned L = 0; L < n_levels; ++L) {
+    arma::uword const* clusters = cluster.row_cluster[L]->memptr();
+    for (arma::uword j = 0; j < u[L].n_cols; ++j) {
+      double const* effect = u[L].colptr(j);
+      if (double const* column = design.z[L].stored(j, data, rows)) {
+        for (arma::uword i = 0; i < n; ++i) mu[i] += column[unit[i]] * effect[clusters[unit[i]]];
+        continue;
+      }
+      design.z[L].at_units(j, data, rows, units, term);
+      for (arma::uword i = 0; i < n; ++i) mu[i] += term[i] * effect[clusters[unit[i]]];
+    }
+  }
+  auto const& phantoms_of_residual = parts_[0].loadings;
+  for (arma::uword k = 0; k < phantoms_of_residual.size(); ++k) {
+    double const loading = phantoms_of_residual.loadings()(0, k);
+    double const* P = data.colptr(phantoms_of_residual.terms()[k].column);
+    for (arma::uword i = 0; i < n; ++i) mu[i] += loading * P[rows == nullptr ? unit[i] : (*rows)(unit[i])];
+  }
+}
+
+double const* Regression::log_densities_at(arma::Mat<double> const& data,
+                                           arma::Col<arma::uword> const& units) const {
+  arma::uword const n = units.n_elem;
+  if (part_.mu.size() < n) part_.mu.resize(n);
+  predictor_at(data, units, part_.mu.data());
+  unit_log_density(data, units.memptr(), n, part_.mu.data(), part_.mu.data());
+  return part_.mu.data();
+}
+
+void Regression::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
+                                 arma::Col<arma::uword> const& units, double* out) const {
+  int const above = at_level - static_cast<int>(level);
+  validate_level(above);
+  if (above == 0) {
+    double const* each = log_densities_at(data, units);
+    for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += each[k];
+    return;
+  }
+  auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
+  arma::uword n = 0;
+  for (arma::uword c : units) n += clusters.count[c];
+  if (part_.units.size() < n) part_.units.resize(n);
+  arma::uword at = 0;
+  for (arma::uword c : units)
+    for (arma::uword i = 0; i < clusters.count[c]; ++i) part_.units[at++] = clusters.start[c] + i;
+  double const* each = log_densities_at(data, arma::Col<arma::uword>(part_.units.data(), n, false, true));
+  for (arma::uword k = 0; k < units.n_elem; ++k) {
+    double sum = 0.0;
+    for (arma::uword i = clusters.count[units(k)]; i > 0; --i) sum += *each++;
+    out[k] += sum;
+  }
+}
+
+double Regression::logLiklihood(arma::Mat<double> const& data) const {
+  return arma::accu(compute_logLiklihood(data, static_cast<int>(level)));
+}
+
+estimator::likelihood_function Regression::likelihoodFunc(likelihood_type const& kind) const {
+  using units_of = arma::Col<arma::uword>;
+  if (kind == likelihood_type::random_effect) {
+    return {source(), [this](arma::Mat<double> const& data, int const& at) {
+              return compute_Us_LL(data, at - static_cast<int>(level) - 1);
+            }};
+  }
+  return {source(), [this](arma::Mat<double> const& data, int const& at) { return logLiklihood(data, at); },
+          [this](arma::Mat<double> const& data, int const& at, units_of const& units, double* out) {
+            addLogLiklihood(data, at, units, out);
+          }};
+}
+
+arma::Col<double> Regression::compute_Us_LL(arma::Mat<double> const& data, int const& L) const {
+  auto const index = static_cast<std::size_t>(L);
+  if (L < 0 || index >= u.size()) throw error_debug("The outcome has no random effects at this level.");
+  arma::Mat<double> const* mu = effect_means(data, static_cast<unsigned>(L));
+  if (mu == nullptr) return logMvnrmPDF(u[index], Sigma[index]);
+  return logMvnrmPDF(arma::Mat<double>(u[index] - *mu), Sigma_s(L));
+}
+
+arma::Col<double> Regression::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
+  arma::Col<double> r;
+  if (has_phantoms()) return marginal_with_phantoms(data);
+  if (scan::cluster_statistics* sums = n_levels > 0 ? scan_->statistics(betas_) : nullptr)
+    if (sums->marginal(betas_.memptr(), Sigma, residVar(), r)) return r;
+  r.set_size(n_units);
+  copy_response(data, r.memptr());
+  subtract_fixed(data, r);
+  if (n_levels == 0) return logNormPDF(r, residVar());
+  return scan::marginal_log_likelihood(r, effect_designs(data), Sigma, residVar(), cluster);
+}
+
+std::vector<arma::Mat<double>> Regression::effect_designs(arma::Mat<double> const& data) const {
+  std::vector<arma::Mat<double>> designs;
+  arma::Col<double> scratch;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    designs.emplace_back(n_units, n_random(L));
+    for (arma::uword j = 0; j < n_random(L); ++j)
+      std::copy_n(scan_->terms().terms.z[L].at(j, data, unit_rows(), scratch), n_units, designs[L].colptr(j));
+  }
+  return designs;
+}
+
+arma::Col<double> Regression::marginal_logLiklihood(arma::Mat<double> const& data) const {
+  return compute_marginal_logLiklihood(data);
+}
+
+}  // namespace tovik::sem

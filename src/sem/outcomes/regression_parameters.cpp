@@ -1,0 +1,119 @@
+// Parameters of a regression that are driven or read from outside.
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "sem/outcomes/regression.hpp"
+#include "sem/scan/blas.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+std::shared_ptr<estimator::constraint> Regression::handle(double* address, unsigned at_level,
+                                                          double variance) const {
+  estimator::parameterT<double> parameter;
+  parameter.value = *address;
+  parameter.level = at_level;
+  parameter.links = {address};
+  return std::make_shared<estimator::constraint>(rng, parameter, variance);
+}
+
+arma::Mat<double> Regression::betaCovB(arma::Mat<double> const& data, unsigned const& index) const {
+  if (index >= betas_.n_elem) throw error_debug("The outcome has no such coefficient.");
+  arma::Col<double> scratch;
+  arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
+  double const* column = scan_->terms().terms.x.at(index, data, unit_rows(), scratch);
+  arma::Mat<double> out(1, 1);
+  out(0, 0) = residual_variance() / scan::dot(n, column, column);
+  return out;
+}
+
+double Regression::compute_LL_node(double const&, arma::Mat<double> const& data) const {
+  double const sum = log_likelihood_from_products();
+  return std::isnan(sum) ? logLiklihood(data) : sum;
+}
+
+std::shared_ptr<estimator::constraint> Regression::driven_coefficient(unsigned index) {
+  if (index >= betas_.n_elem) throw error_debug("The outcome has no such coefficient.");
+  scan_->hold(index);
+  free = scan_->terms().free;
+  fixed = scan_->terms().fixed;
+  auto out = handle(betas_.memptr() + index, level);
+  driven_.add(index);
+  out->refresh.emplace_back([this] { driven_.follow(betas_); });
+  out->likelihoods.emplace_back(
+      link != nullptr ? static_cast<void const*>(link.get()) : source(),
+      [this](double const& x, arma::Mat<double> const& data) { return compute_LL_node(x, data); });
+  return out;
+}
+
+std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
+  if (!has_intercept || !arma::any(free == 0)) return nullptr;
+  auto out = handle(betas_.memptr(), level);
+  out->refresh.emplace_back([this] { driven_.anchor(betas_); });
+  return out;
+}
+
+void Regression::connectDriven(arma::Mat<double> const& data) {
+  if (driven_.empty() || link != nullptr) return;
+  auto const& columns = scan_->terms().terms.x;
+  if (columns.all_static() && driven_.connected()) return;
+  arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
+  arma::Mat<double> X(n, columns.size(), arma::fill::zeros);
+  arma::Col<double> scratch;
+  for (arma::uword j = 0; j < X.n_cols; ++j) {
+    bool const known = !driven_.holds(j) && arma::any(fixed == j);
+    if (known) continue;
+    std::copy_n(columns.at(j, data, unit_rows(), scratch), n, X.colptr(j));
+  }
+  driven_.connect(X, free, betas_);
+}
+
+double* Regression::covariance_element(unsigned index, unsigned L) {
+  if (L >= Sigma.size() || index >= Sigma[L].n_elem)
+    throw error_debug("The outcome has no such random effect.");
+  return Sigma[L].memptr() + index;
+}
+
+std::shared_ptr<estimator::constraint> Regression::constraint(parameter_type const& kind, unsigned const& index,
+                                                          unsigned const& at_level) {
+  switch (kind) {
+    case parameter_type::coefficient:
+      return driven_coefficient(index);
+    case parameter_type::random_covariance:
+      return handle(covariance_element(index, at_level), at_level);
+    case parameter_type::coef_var:
+      return handle(&coef_var, level);
+    case parameter_type::total_var:
+      return handle(&total_var, level);
+    case parameter_type::slope_total:
+      return handle(&slope_total, level);
+    case parameter_type::icept_total:
+      return handle(&icept_total, level);
+    case parameter_type::phantom_correlation:
+      return driven_correlation(index, at_level);
+    default:
+      return own_constraint(kind, index);
+  }
+}
+
+std::shared_ptr<estimator::constraint> Regression::own_constraint(parameter_type const&, unsigned const&) {
+  throw error_debug("Unrecognized constraint for a regression.");
+}
+
+std::shared_ptr<estimator::constraint> Regression::driven_correlation(unsigned index, unsigned place) {
+  if (place >= parts_.size() || index >= parts_[place].loadings.size())
+    throw error_debug("The outcome has no such phantom.");
+  auto out = handle(&parts_[place].loadings.rho(index), place);
+  out->refresh.emplace_back([this, place] { refresh_phantoms(place); });
+  // The density of random effects is another term than that of the units.
+  void const* term = place == 0 ? source() : &parts_[place];
+  out->likelihoods.emplace_back(term, [this, place](double const& x, arma::Mat<double> const& data) {
+    return place == 0 ? compute_LL_correlation(x, data)
+                      : compute_LL_correlation_L(x, data, static_cast<int>(place) - 1);
+  });
+  return out;
+}
+
+}  // namespace tovik::sem
