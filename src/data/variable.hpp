@@ -16,9 +16,10 @@ enum class type : int {
   constant = 5,  ///< the column of ones, named "1"
   latent = 7,
   phantom = 8,
-  multi = 9,         ///< the block of correlated outcomes; stands in no catalogue
-  parameter = 10,    ///< a parameter with a prior of its own; stands in no catalogue
-  computation = 11,  ///< a computed parameter; stands in no catalogue
+  multi = 9,          ///< the block of correlated outcomes; stands in no catalogue
+  parameter = 10,     ///< a parameter with a prior of its own; stands in no catalogue
+  computation = 11,   ///< a computed parameter; stands in no catalogue
+  log_variance = 12,  ///< of a variance model; stands in no catalogue
   random_effect = 13,
   dummy = 14,
   weight = 15,

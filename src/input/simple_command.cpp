@@ -1,7 +1,5 @@
 // The SIMPLE command: from its text to conditional effects of the equations.
 
-#include "results/simple_slopes.hpp"
-
 #include <algorithm>
 #include <set>
 #include <string>
@@ -13,6 +11,7 @@
 #include "input/input_file.hpp"
 #include "input/simple_text.hpp"
 #include "model/model_list.hpp"
+#include "results/simple_slopes.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
@@ -44,20 +43,13 @@ bool same_term(const anyVariable& a, const anyVariable& b) {
   return a.variable == b.variable && a.type == b.type;
 }
 
-/// A block lists its members, not predictors; statements of PARAMETERS have no terms.
-bool has_predictors(const Model& model) {
-  const int kind = model.kind();
-  return !model.is_multi() && kind != static_cast<int>(data::type::phantom) &&
-         kind != static_cast<int>(data::type::parameter) && kind != static_cast<int>(data::type::computation);
-}
-
 bool has_main_effect(const Model& model, const anyVariable& term) {
   return std::any_of(model.fixed.begin(), model.fixed.end(),
                      [&](const anyVariable& own) { return same_term(own, term); });
 }
 
 bool has_predictor(const Model& model, const anyVariable& term) {
-  if (!term.variable || !has_predictors(model)) return false;
+  if (!term.variable || !model::has_predictors(model.kind())) return false;
   if (has_main_effect(model, term)) return true;
   return std::any_of(model.fixed_compute.begin(), model.fixed_compute.end(), [&](const auto& computed) {
     const std::vector<anyVariable> parts = computed.all_variables();

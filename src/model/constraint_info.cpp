@@ -26,11 +26,11 @@ class places_of {
 
   void collect() {
     switch (model_.kind()) {
-      case 9:
+      case model::kind::block:
         return correlations();
-      case 10:
+      case model::kind::parameter:
         return add(model_.name(), place::parameter, 0);
-      case 11:
+      case model::kind::computation:
         return computation();
       default:
         break;
@@ -38,8 +38,8 @@ class places_of {
     coefficients();
     random_effects();
     if (model_.variance.has_label()) variance();
-    const bool has_lambda = model_.link == model::link::yjt || model_.link == model::link::yjt_scale;
-    if (has_lambda && !model_.outcomes.empty() && model_.outcomes.front().lambda.has_label())
+    if (model::has_lambda(model_.link) && !model_.outcomes.empty() &&
+        model_.outcomes.front().lambda.has_label())
       add(model_.outcomes.front().lambda.label(), place::lambda, 0);
   }
 
@@ -101,7 +101,7 @@ class places_of {
 
   void variance() {
     if (model_.outcomes.size() != 1) throw error_debug("Doesn't work for other than 1 outcome.");
-    const bool phantom = model_.kind() == 8;
+    const bool phantom = model_.kind() == model::kind::phantom;
     add(model_.variance.label(), phantom ? place::phantom : place::variance, 0);
   }
 
@@ -119,7 +119,7 @@ class computations {
  public:
   explicit computations(const ModelList& list) {
     for (const Model& model : list) {
-      if (model.kind() != 11) continue;
+      if (model.kind() != model::kind::computation) continue;
       std::vector<std::string> reads = model::expression_names(model.computation);
       std::transform(reads.begin(), reads.end(), reads.begin(), to_lower);
       index_.emplace(to_lower(model.name()), reads_.size());
@@ -187,15 +187,14 @@ std::vector<model::parameter> Model::constraints() const {
   for (const auto& term : fixed_compute) out.push_back(term.param);
   for (const auto& term : random_compute) out.push_back(term.param);
   if (variance.has_label()) out.push_back(variance);
-  const bool has_lambda = link == model::link::yjt || link == model::link::yjt_scale;
-  if (has_lambda && !outcomes.empty()) out.push_back(outcomes.front().lambda);
+  if (model::has_lambda(link) && !outcomes.empty()) out.push_back(outcomes.front().lambda);
   return out;
 }
 
 std::vector<model::parameter> ModelList::constraints() const {
   std::vector<std::pair<std::string, model::parameter>> labelled;
   for (const Model& model : *this) {
-    if (model.kind() == 11) continue;
+    if (model.kind() == model::kind::computation) continue;
     for (model::parameter& p : model.constraints()) {
       if (p.has_label()) labelled.emplace_back(to_lower(p.label()), std::move(p));
     }
@@ -246,7 +245,7 @@ std::vector<constraint_info> ModelList::constraintInfo(
       if (term.variable->level == variable->level) ++position;
     }
     if (model.is_multi()) continue;
-    if (model.kind() == 8 && same(model.outcomes.front())) add(0, place::phantom, level);
+    if (model.kind() == model::kind::phantom && same(model.outcomes.front())) add(0, place::phantom, level);
     const auto term = std::find_if(model.fixed.begin(), model.fixed.end(), same);
     if (term != model.fixed.end()) {
       for (unsigned column : model.fixedIndicators(*term)) add(column, place::fixed);

@@ -218,13 +218,13 @@ std::vector<bool> Model::hasRandomIntercept() const {
 
 std::vector<model::parameter> Model::fixedParameters() const {
   std::vector<model::parameter> out;
-  const int what = kind();
-  if (what == 9) {
+  const model::kind what = kind();
+  if (what == model::kind::block) {
     out.resize(fixed.size());
     for (const anyVariable& correlation : random) out.push_back(correlation.param);
     return out;
   }
-  if (what == 10 || what == 11) return {model::parameter()};
+  if (!model::is_equation(what)) return {model::parameter()};
   for (const anyVariable& term : fixed) out.insert(out.end(), design(term).size(), term.param);
   for (const auto& term : fixed_compute) out.insert(out.end(), term.names().size(), term.param);
   return out;

@@ -32,12 +32,6 @@ bool is_factor(const Model& model) {
          model.link != model::link::log_variance;
 }
 
-/// An outcome that is data: neither a factor nor a phantom, a block or a parameter.
-bool is_manifest(const Model& model) {
-  const int kind = model.kind();
-  return kind != 7 && kind != 8 && kind != 9 && kind != 10 && kind != 11;
-}
-
 /// How often each label stands in the list, by lower-cased label. A label with one place is a free parameter
 /// with a name.
 std::unordered_map<std::string, unsigned> label_counts(const ModelList& models) {
@@ -148,7 +142,7 @@ class mean_check {
 bool all_compensate(const ModelList& models, const std::vector<std::size_t>& uses, const mean_check& check,
                     const data::variable& factor) {
   return std::all_of(uses.begin(), uses.end(), [&](std::size_t i) {
-    return !is_manifest(models[i]) || check.compensates(models[i], factor);
+    return !model::is_manifest(models[i].kind()) || check.compensates(models[i], factor);
   });
 }
 

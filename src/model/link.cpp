@@ -2,6 +2,14 @@
 
 namespace tovik::model {
 
+bool has_lambda(link value) {
+  return value == link::yjt || value == link::yjt_scale;
+}
+
+bool has_many_variances(link value) {
+  return value == link::hev || value == link::scale || value == link::yjt_scale;
+}
+
 std::string link_str(link value) {
   switch (value) {
     case link::identity:

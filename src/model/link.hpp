@@ -17,6 +17,11 @@ enum class link : int {
   hev = 8,           ///< heterogeneous residual variance
 };
 
+/// A Yeo-Johnson transformation, which has a parameter.
+bool has_lambda(link value);
+/// Residual variances by cluster or by row.
+bool has_many_variances(link value);
+
 /// The printed name of a link; the empty string for anything outside the enumeration.
 std::string link_str(link value);
 

@@ -15,12 +15,6 @@ namespace {
 using model::anyVariable;
 using model::term_key;
 
-/// Blocks repeat what their members say; PARAMETERS models hold no variables.
-bool speaks_of_variables(const Model& model) {
-  const int kind = model.kind();
-  return kind != 9 && kind != 10 && kind != 11;
-}
-
 template <class Visit>
 void visit_terms(const Model& model, bool outcomes, const Visit& visit) {
   for (const auto* list : {&model.outcomes, &model.fixed, &model.random, &model.phantoms}) {
@@ -39,7 +33,7 @@ template <class Test>
 std::vector<unsigned> holders(const ModelList& models, bool outcomes, const Test& test) {
   std::vector<unsigned> out;
   for (unsigned i = 0; i < models.size(); ++i) {
-    if (!speaks_of_variables(models[i])) continue;
+    if (!model::speaks_of_variables(models[i].kind())) continue;
     bool holds = false;
     visit_terms(models[i], outcomes, [&](const anyVariable& term) { holds = holds || test(term); });
     if (holds) out.push_back(i);
@@ -62,7 +56,7 @@ std::vector<anyVariable> ModelList::variables(model::type type, bool outcomes) c
     if (term.type == type && seen.insert(term_key(term)).second) out.push_back(term);
   };
   for (const Model& model : *this) {
-    if (speaks_of_variables(model)) visit_terms(model, outcomes, take);
+    if (model::speaks_of_variables(model.kind())) visit_terms(model, outcomes, take);
   }
   for (const auto& definition : definitions) {
     for (const anyVariable& term : definition.second.all_variables()) take(term);
@@ -78,7 +72,7 @@ std::vector<std::shared_ptr<data::variable>> ModelList::variables() const {
     if (seen.insert(term.variable.get()).second) out.push_back(term.variable);
   };
   for (const Model& model : *this) {
-    if (speaks_of_variables(model)) visit_terms(model, true, take);
+    if (model::speaks_of_variables(model.kind())) visit_terms(model, true, take);
   }
   for (const auto& definition : definitions) {
     for (const anyVariable& term : definition.second.all_variables()) take(term);
@@ -139,7 +133,7 @@ std::vector<unsigned> ModelList::subset_multi() const {
 }
 
 int ModelList::has_multi(const Model& member) const {
-  if (member.outcomes.size() != 1 || !speaks_of_variables(member)) return -1;
+  if (member.outcomes.size() != 1 || !model::speaks_of_variables(member.kind())) return -1;
   for (unsigned i : subset_multi()) {
     const auto& members = at(i).fixed;
     if (std::find(members.begin(), members.end(), member.outcomes.front()) != members.end())
@@ -192,9 +186,7 @@ std::vector<std::string> ModelList::rcorr_names(int level_value) const {
   // A column for each residual at the level and for each random effect of lower outcomes there.
   std::vector<std::pair<const Model*, std::string>> columns;
   for (const Model& model : *this) {
-    const int kind = model.kind();
-    const bool has_residual = kind == 0 || kind == 7 || (kind == 1 && model.link != model::link::logit);
-    if (!has_residual) continue;
+    if (!model::has_normal_residual(model.kind(), model.link)) continue;
     if (model.levels == level_value) {
       for (const std::string& name : model.names()) columns.emplace_back(&model, name);
     } else if (model.levels > level_value) {

@@ -12,13 +12,10 @@ namespace {
 
 using model::anyVariable;
 
-constexpr int kind_missing = 6;
-constexpr int kind_variance = 12;
-
-int kind_of(const anyVariable& outcome) {
-  if (outcome.type == model::type::missing) return kind_missing;
-  if (outcome.type == model::type::variance) return kind_variance;
-  return static_cast<int>(outcome.variable->type);
+model::kind kind_of(const anyVariable& outcome) {
+  if (outcome.type == model::type::missing) return model::kind::missing;
+  if (outcome.type == model::type::variance) return model::kind::log_variance;
+  return model::kind_of(outcome.variable->type);
 }
 
 bool holds(const std::vector<model::combinationOfAnyVariable>& list, const anyVariable& term) {
@@ -38,19 +35,19 @@ std::string Model::name() const {
   return join(names(), " ");
 }
 
-std::vector<int> Model::kinds() const {
-  std::vector<int> out;
+std::vector<model::kind> Model::kinds() const {
+  std::vector<model::kind> out;
   for (const anyVariable& outcome : outcomes) out.push_back(kind_of(outcome));
   return out;
 }
 
-int Model::kind() const {
-  const std::vector<int> all = kinds();
-  for (int kind : all) {
-    if (kind == kind_missing || kind == kind_variance) return kind;
+model::kind Model::kind() const {
+  const std::vector<model::kind> all = kinds();
+  for (model::kind one : all) {
+    if (one == model::kind::missing || one == model::kind::log_variance) return one;
   }
-  const bool normal = std::find(all.begin(), all.end(), 0) != all.end();
-  return normal || all.empty() ? 0 : all.front();
+  const bool normal = std::find(all.begin(), all.end(), model::kind::normal) != all.end();
+  return normal || all.empty() ? model::kind::normal : all.front();
 }
 
 bool Model::has(const anyVariable& term) const {

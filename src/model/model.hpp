@@ -10,14 +10,18 @@
 #include "model/any_variable.hpp"
 #include "model/combination.hpp"
 #include "model/distribution.hpp"
+#include "model/kind.hpp"
 #include "model/link.hpp"
 #include "model/parameter.hpp"
 #include "model/parameter_info.hpp"
+#include "model/row.hpp"
 #include "support/block.hpp"
 
 namespace tovik::model {
+struct row_layout;
 struct term_text;
-}
+enum class standardized_rows;
+}  // namespace tovik::model
 
 namespace tovik {
 
@@ -58,7 +62,7 @@ class Model {
   /// Reads "outcome ~ predictors | random". Throws tovik::error with the text for the user.
   Model(const std::string& statement, const VariableList& variables, evaluate::defines* names);
   /// Reads a statement without variables, "name ~ distribution(a, b)" or "name = expression": a parameter
-  /// with a prior (kind 10) or a computed parameter (kind 11). Throws tovik::error.
+  /// with a prior or a computed parameter. Throws tovik::error.
   explicit Model(const std::string& statement);
   /// A model with this outcome and no terms; levels -1, block none. With multi_outcome() a block of outcomes.
   explicit Model(const model::anyVariable& outcome);
@@ -70,16 +74,16 @@ class Model {
   /// "logit(y) ~ Intercept x@b (x*z) | Intercept x". A block is "y1 <-> y2 ..." with its correlations, a
   /// phantom "a <-> b", a parameter its PARAMETERS statement.
   std::string command() const;
-  /// The number of the outcome's data::type; 0 if any outcome has type 0; 6 for a missing-data indicator, 9
-  /// for a block, 12 for a variance model.
-  int kind() const;
-  std::vector<int> kinds() const;  ///< of each outcome
+  /// What the equation is: by its first outcome, but normal if any outcome is, and a missing data indicator's
+  /// or a variance model if any outcome is one.
+  model::kind kind() const;
+  std::vector<model::kind> kinds() const;  ///< of each outcome
   /// The outcome's transformation and its inverse.
   evaluate::pair pair() const;
   bool has(
       const model::anyVariable& term) const;  ///< among outcomes, fixed, random, phantom and computed terms
   std::string var_param_name() const;         ///< name of the single outcome in the parameter table
-  bool is_multi() const { return kind() == 9; }
+  bool is_multi() const { return kind() == model::kind::block; }
 
   /// Columns of the data matrix, valid once the data are prepared. yind is the outcome (of a block its
   /// members; of a nominal outcome the column of its categories), xind the plain fixed terms. zind has one
@@ -99,8 +103,8 @@ class Model {
   std::vector<unsigned> latentIndicators() const;
   std::vector<unsigned> missingIndicators() const;
   std::vector<unsigned> randomIndicators() const;
-  /// Positions among the coefficients: of the plain columns of a term; of the plain columns and whole computed
-  /// terms that carry a label.
+  /// Positions among the coefficients: of the plain columns of a term; of the plain columns and whole
+  /// computed terms that carry a label.
   std::vector<unsigned> fixedIndicators(const model::anyVariable& term) const;
   std::vector<unsigned> fixedIndicators(const model::parameter& p) const;
   /// Positions, among the columns of the computed fixed terms, of those that read a label inside.
@@ -150,10 +154,14 @@ class Model {
   /// variance, then a labelled lambda.
   std::vector<model::parameter> constraints() const;
 
-  /// Row names. parameters(): variances and covariances from the top level down (lower triangle by columns),
-  /// residual variance or what stands for it, coefficients, thresholds, lambda; an 11-character tag in front.
-  /// standardized(): slopes. rsquare(): shares. Values come from the outcome model in the same order. For a
-  /// nominal outcome they are the rows of one dummy code: the three lists repeat n_codes() times.
+  /// The rows of the model in the estimates: variances and covariances from the top level down (lower
+  /// triangle by columns), residual variance or what stands for it, coefficients, thresholds, lambda; then
+  /// standardized slopes; then shares. Values come from the outcome model in the same order. For a nominal
+  /// outcome they are the rows of one dummy code, and the list repeats n_codes() times.
+  std::vector<model::row> rows() const;
+  /// Which rows those are (model/row_layout.hpp).
+  model::row_layout layout() const;
+  /// The rows as text, model::row::tagged(): the parameters, the standardized slopes, the shares.
   std::vector<std::string> parameters() const;
   std::vector<std::string> standardized() const;
   std::vector<std::string> rsquare() const;
@@ -211,13 +219,9 @@ class Model {
   void mark_variance_model(const Model& variance_model);
   std::vector<model::term_column> design(const model::anyVariable& term) const;
   std::vector<model::term_column> design(const model::anyVariable& term, unsigned level_value) const;
-  std::vector<std::string> coefficient_names(bool with_intercept) const;
-  std::vector<std::string> parameters_multi() const;
-  std::vector<std::string> parameters_multivar() const;
-  std::vector<std::string> covariance_rows() const;
-  std::vector<std::string> variance_rows() const;
-  std::vector<std::string> coefficient_rows() const;
-  std::vector<std::string> threshold_rows() const;
+  std::vector<model::row> parameter_rows(const model::row_layout& layout) const;
+  std::vector<model::row> coefficient_rows(model::row_section section, bool with_intercept) const;
+  std::vector<model::row> standardized_rows(model::standardized_rows which) const;
 };
 
 /// Order in which equations are sampled: block, rank of the kind, natural order of the outcome's name.

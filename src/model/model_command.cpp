@@ -68,12 +68,11 @@ std::string block_text(const std::vector<anyVariable>& correlations) {
 }  // namespace
 
 std::string Model::command() const {
-  const int own = kind();
-  if (own == static_cast<int>(data::type::multi)) return block_text(random);
-  if (own == static_cast<int>(data::type::phantom) && outcomes.front().ends)
-    return correlationParse(*this) + variance.text();
-  if (own == static_cast<int>(data::type::parameter)) return name() + " ~ " + prior.text;
-  if (own == static_cast<int>(data::type::computation)) return name() + " = " + computation;
+  const model::kind own = kind();
+  if (own == model::kind::block) return block_text(random);
+  if (own == model::kind::phantom && outcomes.front().ends) return correlationParse(*this) + variance.text();
+  if (own == model::kind::parameter) return name() + " ~ " + prior.text;
+  if (own == model::kind::computation) return name() + " = " + computation;
 
   std::vector<std::string> left;
   for (const anyVariable& outcome : outcomes) left.push_back(outcome_text(outcome, link, link_given));

@@ -34,8 +34,7 @@ void ModelList::sort() {
 
 void ModelList::set_roles() const {
   for (const Model& model : *this) {
-    const int kind = model.kind();
-    if (kind >= 9 && kind <= 12) continue;
+    if (!model::speaks_of_variables(model.kind())) continue;
     for (const anyVariable& outcome : model.outcomes) {
       // An indicator is modelled beside its variable, which keeps a role of its own.
       const bool own = outcome.type == model::type::variable || outcome.type == model::type::phantom;
@@ -49,8 +48,7 @@ void ModelList::set_roles() const {
 
 void ModelList::warn_duplicates() const {
   for (const Model& model : *this) {
-    const int kind = model.kind();
-    if (kind >= 8 && kind <= 11) continue;
+    if (!model::has_predictors(model.kind())) continue;
     std::vector<std::string> twice = model.duplicateFixed();
     for (const std::string& name : model.duplicateRandom()) {
       if (std::find(twice.begin(), twice.end(), name) == twice.end()) twice.push_back(name);
@@ -71,18 +69,19 @@ void ModelList::set_heterogeneous() {
     for (const anyVariable& member : model.fixed) members.emplace(member);
   }
   for (Model& model : *this) {
-    const bool plain = model.outcomes.size() == 1 && model.kind() == 0 && model.levels >= 1 &&
-                       model.link == model::link::identity && !model.link_given;
+    const bool plain = model.outcomes.size() == 1 && model.kind() == model::kind::normal &&
+                       model.levels >= 1 && model.link == model::link::identity && !model.link_given;
     if (plain && members.count(model::term_key(model.outcomes.front())) == 0) model.link = model::link::hev;
   }
 }
 
 void Model::setWeights() {
-  const int own = kind();
-  if (own == 3 || own == 4)
+  const model::kind own = kind();
+  if (own == model::kind::count || own == model::kind::nominal)
     throw error("ERROR: Sampling weights are not available for count and nominal outcomes.\n" +
                 std::string("       Problem model: ") + command());
-  if ((own == 0 || own == 7) && link == model::link::identity) link = model::link::weighted;
+  const bool own_scale = own == model::kind::normal || own == model::kind::latent;
+  if (own_scale && link == model::link::identity) link = model::link::weighted;
 }
 
 }  // namespace tovik

@@ -19,8 +19,6 @@ namespace {
 using model::anyVariable;
 using parameter_map = std::unordered_map<std::string, model::parameter_info>;
 
-constexpr int kind_parameter = 10;
-constexpr int kind_computation = 11;
 constexpr int data_column = 2;
 constexpr int definition = 4;
 
@@ -42,14 +40,6 @@ constexpr int definition = 4;
 bool names_a_vector(const std::string& name, const evaluate::defines& names) {
   const auto* entry = names.find(name);
   return entry && (entry->kind == data_column || entry->kind == definition || !entry->announced.empty());
-}
-
-/// Every model of one outcome with a residual variance in its own scale shows the parts of its variance by
-/// name.
-bool has_variance_names(const Model& model) {
-  const int kind = model.kind();
-  const bool excluded = kind == 3 || kind == 4 || kind == 6 || (kind >= 8 && kind <= 12);
-  return !excluded && model.link != model::link::log_variance;
 }
 
 const std::array<const char*, 5> parts = {".coefvar", ".iceptvar", ".slopevar", ".residvar", ".totalvar"};
@@ -81,7 +71,7 @@ class builder {
 
   void variances() {
     for (const Model& model : list_) {
-      if (!has_variance_names(model)) continue;
+      if (!model::shows_variances(model.kind(), model.link)) continue;
       for (const anyVariable& outcome : model.outcomes) {
         for (const char* part : parts) enter(outcome.fullname_noModifer() + part);
       }
@@ -92,7 +82,7 @@ class builder {
   /// Shown names that were cut short stand for the same cells, where nothing else has the name.
   void aliases() {
     for (const Model& model : list_) {
-      if (!has_variance_names(model)) continue;
+      if (!model::shows_variances(model.kind(), model.link)) continue;
       for (const anyVariable& outcome : model.outcomes) {
         if (iequals(outcome.name(), outcome.fullname_noModifer())) continue;
         for (const char* part : parts) {
@@ -123,12 +113,11 @@ class builder {
   void priors_and_computations() {
     std::unordered_set<std::string> given;
     for (const Model& model : list_) {
-      const int kind = model.kind();
-      if (kind != kind_parameter && kind != kind_computation) continue;
+      if (model::is_equation(model.kind())) continue;
       const std::string name = model.name();
       check_not_a_variance(name);
       if (!given.insert(to_lower(name)).second || names_a_vector(name, names_)) already_specified(name);
-      if (kind == kind_computation) order_.emplace(to_lower(name), order_.size());
+      if (model.kind() == model::kind::computation) order_.emplace(to_lower(name), order_.size());
       enter(name);
     }
   }
@@ -150,7 +139,7 @@ class builder {
 
   void computations() {
     for (const Model& model : list_) {
-      if (model.kind() == kind_computation) computation(model);
+      if (model.kind() == model::kind::computation) computation(model);
     }
   }
 

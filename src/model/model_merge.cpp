@@ -59,19 +59,19 @@ std::vector<anyVariable> join_random_intercepts(const std::vector<anyVariable>& 
 }
 
 /// Latent outcomes first, so that they are up to date for the equations that follow; bookkeeping models last.
-int rank(int kind) {
+int rank(model::kind kind) {
   switch (kind) {
-    case 7:
+    case model::kind::latent:
       return 1;
-    case 6:
+    case model::kind::missing:
       return 4;
-    case 9:
+    case model::kind::block:
       return 5;
-    case 8:
+    case model::kind::phantom:
       return 6;
-    case 10:
+    case model::kind::parameter:
       return 7;
-    case 11:
+    case model::kind::computation:
       return 8;
     default:
       return 2;
@@ -148,8 +148,7 @@ void Model::mark_variance_model(const Model& variance_model) {
   const std::string subject = "ERROR: The Model \"" + command() + "\" ";
   if (link == model::link::yjt_scale || link == model::link::scale)
     throw error(subject + "already has\n       a variance model specified.");
-  const int own = kind();
-  if (own != 0 && own != 7 && !(own == 1 && link == model::link::probit))
+  if (!model::has_normal_residual(kind(), link))
     throw error(subject +
                 "has a scale model specified \n"
                 "       but is not a continuous variable or ordered probit.");
@@ -169,7 +168,7 @@ void Model::add_member(const Model& other) {
   anyVariable member = other.outcomes.front();
   member.param = parameter();
   if (other.variance.is_fixed()) member.param = other.variance;
-  if (other.kind() == static_cast<int>(data::type::ordinal)) member.param = parameter::fixed_at(1.0);
+  if (other.kind() == model::kind::ordinal) member.param = parameter::fixed_at(1.0);
   fixed.insert(std::upper_bound(fixed.begin(), fixed.end(), member), member);
   // Members are drawn before their block.
   if (block == block::predef::none || block_number < other.block_number) {
@@ -189,11 +188,12 @@ Model& Model::operator+=(const std::vector<anyVariable>& correlations) {
 
 bool operator<(const Model& a, const Model& b) {
   if (a.block_number != b.block_number) return a.block_number < b.block_number;
-  const int kind_a = a.kind();
-  const int kind_b = b.kind();
+  const model::kind kind_a = a.kind();
+  const model::kind kind_b = b.kind();
   if (rank(kind_a) != rank(kind_b)) return rank(kind_a) < rank(kind_b);
-  if (kind_a == 8 && a.levels != b.levels) return a.levels > b.levels;
-  if (kind_a == 9 && !a.fixed.empty() && !b.fixed.empty()) return a.fixed.front() < b.fixed.front();
+  if (kind_a == model::kind::phantom && a.levels != b.levels) return a.levels > b.levels;
+  if (kind_a == model::kind::block && !a.fixed.empty() && !b.fixed.empty())
+    return a.fixed.front() < b.fixed.front();
   if (a.outcomes.empty() || b.outcomes.empty()) return a.outcomes.size() < b.outcomes.size();
   return a.outcomes.front() < b.outcomes.front();
 }

@@ -196,13 +196,13 @@ void Model::parse_intercept(const std::string& suffix, const std::string& term,
 /// level above its outcome: leaving it out by default would understate the standard errors. A phantom has
 /// mean 0.
 void Model::add_default_intercepts(const VariableList& variables) {
-  const bool phantom = kind() == static_cast<int>(data::type::phantom);
+  const bool phantom = kind() == model::kind::phantom;
   if (!fixed_intercept_given && !phantom) {
     has_fixed_intercept = true;
     fixed.insert(fixed.begin(), anyVariable::intercept(variables));
   }
   if (!random_intercept_given && levels > 0 && link != model::link::log_variance &&
-      (kind() < 8 || kind() > 11)) {
+      model::has_predictors(kind())) {
     has_random_intercept = true;
     random.insert(random.begin(), anyVariable::intercept(variables));
   }

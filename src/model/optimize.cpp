@@ -196,9 +196,7 @@ bool Model::can_join_block() const {
   for (const anyVariable& outcome : outcomes) {
     if (outcome.type == model::type::missing || outcome.type == model::type::variance) return false;
   }
-  if (link == model::link::log_variance) return false;
-  const int own = kind();
-  return own == 0 || own == 7 || (own == 1 && link != model::link::logit);
+  return link != model::link::log_variance && model::has_normal_residual(kind(), link);
 }
 
 std::vector<anyVariable> Model::optimize(Model& a, Model& b) {
@@ -231,7 +229,7 @@ void ModelList::optimize() {
                        [&](const Model& model) {
                          const bool out = model.outcomes.size() == 1 &&
                                           absorbed.count(model.outcomes.front().variable.get()) > 0;
-                         if (out && model.kind() != 8)
+                         if (out && model.kind() != model::kind::phantom)
                            throw error_debug("Optimization failed and did not delete all correlations.");
                          return out;
                        }),

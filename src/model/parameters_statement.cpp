@@ -103,7 +103,7 @@ void ModelList::add_named_parameter(const std::string& text, const std::string& 
   Model added(text);
   if (parameter_names_.empty()) {
     for (const Model& model : *this) {
-      if (model.kind() == 10 || model.kind() == 11) parameter_names_.insert(to_lower(model.name()));
+      if (!model::is_equation(model.kind())) parameter_names_.insert(to_lower(model.name()));
     }
   }
   if (!parameter_names_.insert(to_lower(added.name())).second)

@@ -67,16 +67,16 @@ struct kinds_of_statements {
   }
 };
 
-/// Computed parameters may not read data. The table of names has to know the variables that they name, to tell
-/// them from parameters that do not exist.
+/// Computed parameters may not read data. The table of names has to know the variables that they name, to
+/// tell them from parameters that do not exist.
 void enter_variables(const ModelList& models, const VariableList& variables) {
   std::unordered_set<std::string> parameters;
   for (const model::parameter& p : models.constraints()) parameters.insert(to_lower(p.label()));
   for (const Model& model : models) {
-    if (model.kind() == 10 || model.kind() == 11) parameters.insert(to_lower(model.name()));
+    if (!model::is_equation(model.kind())) parameters.insert(to_lower(model.name()));
   }
   for (const Model& model : models) {
-    if (model.kind() != 11) continue;
+    if (model.kind() != model::kind::computation) continue;
     for (const std::string& name : model::expression_names(model.computation)) {
       if (parameters.count(to_lower(name)) > 0 || models.names->find(name)) continue;
       if (const auto variable = variables.find(name)) models.names->define_data(name, variable->column);

@@ -121,12 +121,6 @@ std::shared_ptr<const correlation> phantom_ends(unsigned level, const Model& fir
   return std::make_shared<const correlation>(std::move(ends));
 }
 
-/// An outcome with a residual that can have a correlation.
-bool can_be_correlated(const Model& model) {
-  const int kind = model.kind();
-  return kind == 0 || kind == 1 || kind == 3 || kind == 7;
-}
-
 void add_once(std::vector<anyVariable>& phantoms, const anyVariable& term) {
   if (std::find(phantoms.begin(), phantoms.end(), term) == phantoms.end()) phantoms.push_back(term);
 }
@@ -175,7 +169,7 @@ correlation_side ModelList::correlated_side(const anyVariable& term, const block
   }
   if (!find(side.outcome)) add_model({side.outcome.fullname_noModifer() + " ~ ", statement.block}, variables);
   const Model& own = *find(side.outcome);
-  if (own.kind() == static_cast<int>(data::type::nominal))
+  if (own.kind() == model::kind::nominal)
     throw error("ERROR: Nominal outcomes (" + own.name() + ") cannot contain correlated residuals.");
   return side;
 }
@@ -254,7 +248,7 @@ void ModelList::complete_phantoms() {
       const anyVariable& phantom = at(i).phantoms[k];
       const std::vector<std::size_t>& list = holders.at(phantom.variable.get());
       const bool correlates =
-          list.size() == 2 && can_be_correlated(at(list[0])) && can_be_correlated(at(list[1]));
+          list.size() == 2 && can_be_correlated(at(list[0]).kind()) && can_be_correlated(at(list[1]).kind());
       if (!correlates)
         throw error("ERROR: Phantom variable not in two models.\n       Problem variable: '" +
                     phantom.name() + "'");

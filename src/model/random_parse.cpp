@@ -180,7 +180,7 @@ void Model::check_levels() const {
       throw error("ERROR: The phantom variable for \"" + phantom.name() +
                   "\" predicts a level\n       that doesn't exist for the outcome (" + name() + ").");
   }
-  if (!phantoms.empty() && kind() == static_cast<int>(data::type::nominal))
+  if (!phantoms.empty() && kind() == model::kind::nominal)
     throw error("ERROR: Nominal outcomes (" + name() + ") cannot contain correlated residuals.");
 }
 

@@ -11,7 +11,6 @@
 #include "model/correlation.hpp"
 #include "model/model_list.hpp"
 #include "results/report_outcomes.hpp"
-#include "results/report_rows.hpp"
 #include "results/summary.hpp"
 #include "results/table.hpp"
 #include "sem/chain/mcmc.hpp"
@@ -35,7 +34,7 @@ class own_parameters {
  public:
   explicit own_parameters(const ModelList& models) {
     for (const Model& model : models) {
-      if (is_phantom(model)) add(model.outcomes.front());
+      if (model.kind() == model::kind::phantom) add(model.outcomes.front());
       if (!model.is_multi()) continue;
       for (const model::anyVariable& correlation : model.random) {
         const bool zero = correlation.param.is_fixed() && correlation.param.value() == 0.0;

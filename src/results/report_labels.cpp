@@ -73,11 +73,11 @@ class label_report {
       const Model& model = models_[i];
       if (model.block != block) flush(phantoms_, "Phantom Variable Correlations:");
       block = model.block;
-      if (is_phantom(model)) {
+      if (model.kind() == model::kind::phantom) {
         phantoms_.emplace_back(Model::correlationParse(model), starts[i]);
-      } else if (is_parameter(model)) {
+      } else if (model.kind() == model::kind::parameter) {
         parameters_.emplace_back(model.name(), starts[i]);
-      } else if (is_computation(model)) {
+      } else if (model.kind() == model::kind::computation) {
         computations_.emplace_back(model.name(), starts[i]);
       } else {
         print_model(model, starts[i]);
@@ -100,7 +100,7 @@ class label_report {
 
   void print_model(const Model& model, arma::uword number) const {
     std::fprintf(stream_, "\n%s\n\n", model_title(model).c_str());
-    const bool nominal = model.kind() == static_cast<int>(data::type::nominal);
+    const bool nominal = model.kind() == model::kind::nominal;
     for (unsigned code = 0; code < model.n_codes(); ++code) {
       if (nominal) rows_.section("", model.outcomes.front().variable->dummies.at(code)->name);
       print_rows(model, number);
@@ -108,22 +108,15 @@ class label_report {
   }
 
   void print_rows(const Model& model, arma::uword& number) const {
-    bool first = true;
-    row_class current = row_class::variance;
-    for (const parameter_row& row : parameter_rows(model)) {
-      const bool variance = row.kind == row_class::variance;
-      if (first || row.kind != current)
-        rows_.section(first ? "" : "\n", variance ? variance_title(model, models_) : section_title(row.kind));
-      first = false;
-      current = row.kind;
-      rows_.row(row.label, number++);
+    const model::row* last = nullptr;
+    const std::vector<model::row> all = model.rows();
+    for (const model::row& row : all) {
+      if (last == nullptr || last->section != row.section)
+        rows_.section(last == nullptr ? "" : "\n", section_title(row.section, model, models_));
+      const bool share = row.section == model::row_section::share;
+      rows_.row(share ? "by " + row.text() : row.text(), number++);
+      last = &row;
     }
-    const std::vector<std::string> standardized = model.standardized();
-    if (!standardized.empty()) rows_.section("\n", section_title(standardized_kind(model)));
-    for (const std::string& label : standardized) rows_.row(label, number++);
-    const std::vector<std::string> shares = model.rsquare();
-    if (!shares.empty()) rows_.section("\n", "Proportion Variance Explained");
-    for (const std::string& label : shares) rows_.row("by " + label.substr(4), number++);
   }
 
   std::FILE* stream_;

@@ -1,61 +1,66 @@
 // The names of all parameters for programs that read the trace files.
 
+#include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
 
 #include "data/variable.hpp"
 #include "model/model_list.hpp"
+#include "model/row_layout.hpp"
 #include "results/report_predictors.hpp"
-#include "results/report_rows.hpp"
 #include "sem/chain/mcmc.hpp"
 
 namespace tovik {
 
 namespace {
 
-const char* kind_name(row_class kind) {
-  switch (kind) {
-    case row_class::threshold:
-      return "Threshold";
-    case row_class::variance:
-      return "Variance";
-    case row_class::transform:
-      return "Transform";
-    case row_class::fixed:
-      break;
-  }
-  return "Beta";
-}
-
 /// What the standardized rows of a model are called.
-const char* kind_name(standardized_class kind) {
-  switch (kind) {
-    case standardized_class::odds_ratios:
+const char* kind_name(model::standardized_rows standardized) {
+  switch (standardized) {
+    case model::standardized_rows::odds_ratios:
       return "Odds Ratio";
-    case standardized_class::exponentiated:
+    case model::standardized_rows::exponentiated:
       return "Exponentiated Coefficients";
-    case standardized_class::correlations:
+    case model::standardized_rows::correlations:
       return "Correlations";
-    case standardized_class::coefficients:
+    case model::standardized_rows::coefficients:
+    case model::standardized_rows::none:
       break;
   }
   return "Standardized Beta";
 }
 
-/// Inside "Var(" and "Cov(" an intercept is written "(i)", with a blank before it unless a comma follows.
-std::string shorten_intercepts(const std::string& label) {
-  const std::string word = "Intercept";
-  const std::size_t open = std::min(label.find("Var("), label.find("Cov("));
-  if (open == std::string::npos) return label;
-  std::string out = label;
-  for (std::size_t at = out.find(word, open); at != std::string::npos; at = out.find(word, at + 1)) {
-    const char before = out[at - 1];
-    const char after = at + word.size() < out.size() ? out[at + word.size()] : ')';
-    if ((before != '(' && before != ',') || (after != ')' && after != ',')) continue;
-    out.replace(at, word.size(), after == ',' ? "(i)" : " (i)");
+const char* kind_name(model::row_section section, model::standardized_rows standardized) {
+  switch (section) {
+    case model::row_section::threshold:
+      return "Threshold";
+    case model::row_section::variance:
+      return "Variance";
+    case model::row_section::transform:
+      return "Transform";
+    case model::row_section::standardized:
+      return kind_name(standardized);
+    case model::row_section::share:
+      return "R2";
+    case model::row_section::fixed:
+      break;
   }
-  return out;
+  return "Beta";
+}
+
+/// As the report prints it, but in variances and covariances an intercept is written "(i)", with a blank
+/// before it unless a comma follows.
+std::string short_text(model::row row) {
+  const auto is_intercept = [](const std::string& name) { return name == "Intercept"; };
+  if (std::none_of(row.of.begin(), row.of.end(), is_intercept)) return row.text();
+  const std::string last = is_intercept(row.of.back()) ? " (i)" : row.of.back();
+  if (row.of.size() == 1) {
+    row.label = "Var(" + last + ")";
+  } else {
+    row.label = "Cov(" + (is_intercept(row.of.front()) ? "(i)" : row.of.front()) + "," + last + ")";
+  }
+  return row.text();
 }
 
 /// What the row of a predictor model belongs to.
@@ -99,17 +104,13 @@ class label_lines {
   /// The rows of one equation; a nominal outcome has them once for each dummy code.
   void write(const Model& model, unsigned number) {
     const unsigned codes = model.n_codes();
+    const model::standardized_rows standardized = model.layout().standardized;
+    const std::vector<model::row> rows = model.rows();
     for (unsigned code = 0; code < codes; ++code) {
       const std::string name =
           codes > 1 ? model.outcomes.front().variable->dummies.at(code)->name : model.name();
-      for (const parameter_row& row : parameter_rows(model)) {
-        const bool variance = row.kind == row_class::variance;
-        write(name, kind_name(row.kind), variance ? shorten_intercepts(row.label) : row.label, number++);
-      }
-      for (const std::string& label : model.standardized()) {
-        write(name, kind_name(standardized_kind(model)), label, number++);
-      }
-      for (const std::string& label : model.rsquare()) write(name, "R2", label.substr(4), number++);
+      for (const model::row& row : rows)
+        write(name, kind_name(row.section, standardized), short_text(row), number++);
     }
   }
 
@@ -126,10 +127,9 @@ void sem::Mcmc::printParameterLabelsFile(std::FILE* stream, const VariableList&,
   std::size_t place = 0;
   for (const Model& model : models) {
     const unsigned first = starts[place++] + 1;
-    if (!is_phantom(model)) continue;
-    for (const parameter_row& row : parameter_rows(model)) {
-      lines.write(row.label, row.label, row.label, first);
-    }
+    if (model.kind() != model::kind::phantom) continue;
+    const std::string label = Model::correlationParse(model);
+    lines.write(label, label, label, first);
   }
   arma::uword first_row = starts.back() + 1;
   for (const auto& model : predictors()) {
@@ -139,7 +139,7 @@ void sem::Mcmc::printParameterLabelsFile(std::FILE* stream, const VariableList&,
   place = 0;
   for (const Model& model : models) {
     const unsigned first = starts[place++] + 1;
-    if (!is_phantom(model)) lines.write(model, first);
+    if (model.kind() != model::kind::phantom) lines.write(model, first);
   }
 }
 

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "data/variable.hpp"
 #include "model/model_list.hpp"
 #include "results/report_lists.hpp"
 #include "results/report_rows.hpp"
@@ -15,19 +14,15 @@ namespace tovik {
 
 namespace {
 
-bool is_kind(const Model& model, data::type kind) {
-  return model.kind() == static_cast<int>(kind);
-}
-
 /// Parameters with a prior of their own and computed ones stand in lists of their own.
 bool is_equation(const Model& model) {
-  return !is_kind(model, data::type::parameter) && !is_kind(model, data::type::computation);
+  return model::is_equation(model.kind());
 }
 
-std::vector<std::string> commands_of(const ModelList& models, data::type kind) {
+std::vector<std::string> commands_of(const ModelList& models, model::kind kind) {
   std::vector<std::string> out;
   for (const Model& model : models) {
-    if (is_kind(model, kind)) out.push_back(model.command());
+    if (model.kind() == kind) out.push_back(model.command());
   }
   return out;
 }
@@ -58,8 +53,8 @@ void print_equations(std::FILE* stream, const ModelList& models) {
 void print_statements(std::FILE* stream, const ModelList& models) {
   print_definitions(stream, models);
   print_equations(stream, models);
-  const std::vector<std::string> priors = commands_of(models, data::type::parameter);
-  const std::vector<std::string> computed = commands_of(models, data::type::computation);
+  const std::vector<std::string> priors = commands_of(models, model::kind::parameter);
+  const std::vector<std::string> computed = commands_of(models, model::kind::computation);
   if (!priors.empty() || !computed.empty()) std::fputs("\n", stream);
   print_numbered_section(stream, "PRIORS SPECIFIED", priors);
   print_numbered_section(stream, "GENERATED PARAMETERS", computed);

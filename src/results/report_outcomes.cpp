@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <cstdio>
-#include <map>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "model/model_list.hpp"
+#include "model/row_layout.hpp"
 #include "results/report_rows.hpp"
 #include "results/simple_slopes.hpp"
 #include "results/summary.hpp"
@@ -39,67 +39,39 @@ class estimates {
   arma::uword row_ = 0;
 };
 
-void print_parameters(const Table& table, const Model& model, const ModelList& models, estimates& values) {
-  bool first = true;
-  row_class current = row_class::variance;
-  for (const parameter_row& row : parameter_rows(model)) {
-    if (first || row.kind != current) {
-      const bool variance = row.kind == row_class::variance;
-      table.section(variance ? variance_title(model, models) : std::string("\n") + section_title(row.kind));
-      current = row.kind;
-      first = false;
-    }
-    const auto show = row.kind == row_class::fixed ? Table::tests::shown : Table::tests::blank;
-    if (row.is_fixed && !sem::Mcmc::print_fixed_values) {
-      table.fixed_row(row.label, values.next(), fixed_text(row.value), show);
-    } else {
-      table.row(row.label, values.next(), show);
-    }
+/// Tests against 0 say something of coefficients and correlations only.
+Table::tests shown_tests(model::row_section section, model::standardized_rows standardized) {
+  const bool tested = section == model::row_section::standardized
+                          ? standardized == model::standardized_rows::coefficients ||
+                                standardized == model::standardized_rows::correlations
+                          : section == model::row_section::fixed;
+  return tested ? Table::tests::shown : Table::tests::blank;
+}
+
+void print_row(const Table& table, const model::row& row, const arma::Row<double>& values,
+               Table::tests show) {
+  if (row.section == model::row_section::share) {
+    table.by_row(row.text(), values, show);
+  } else if (row.fixed && !sem::Mcmc::print_fixed_values) {
+    const char* mark = model::is_parameter(row.section) ? "" : "@ ";
+    table.fixed_row(row.text(), values, mark + fixed_text(row.value), show);
+  } else {
+    table.row(row.text(), values, show);
   }
 }
 
-/// The known correlations of a block, by their place among its standardized rows: for each member the
-/// standard deviation, then its correlations with the members behind it.
-std::map<std::size_t, double> fixed_correlation_rows(const Model& model) {
-  std::map<std::size_t, double> out;
-  if (!model.is_multi()) return out;
-  const std::size_t p = model.fixed.size();
-  std::map<std::size_t, double> by_place;
-  for (const auto& [place, value] : model.fixed_correlations()) by_place[place] = value;
-  std::size_t row = 0;
-  for (std::size_t j = 0; j < p; ++j) {
-    ++row;
-    for (std::size_t i = j + 1; i < p; ++i, ++row) {
-      const auto fixed = by_place.find(j + i * p);
-      if (fixed != by_place.end()) out[row] = fixed->second;
+void print_rows(const Table& table, const Model& model, const ModelList& models, estimates& values) {
+  const model::standardized_rows standardized = model.layout().standardized;
+  const model::row* last = nullptr;
+  const std::vector<model::row> rows = model.rows();
+  for (const model::row& row : rows) {
+    if (last == nullptr || last->section != row.section) {
+      const std::string title = section_title(row.section, model, models);
+      table.section(row.section == model::row_section::variance ? title : "\n" + title);
     }
+    print_row(table, row, values.next(), shown_tests(row.section, standardized));
+    last = &row;
   }
-  return out;
-}
-
-void print_standardized(const Table& table, const Model& model, estimates& values) {
-  const std::vector<std::string> labels = model.standardized();
-  if (labels.empty()) return;
-  const standardized_class kind = standardized_kind(model);
-  const bool tested = kind == standardized_class::coefficients || kind == standardized_class::correlations;
-  const auto show = tested ? Table::tests::shown : Table::tests::blank;
-  const std::map<std::size_t, double> fixed = fixed_correlation_rows(model);
-  table.section(std::string("\n") + section_title(kind));
-  for (std::size_t k = 0; k < labels.size(); ++k) {
-    const auto value = fixed.find(k);
-    if (value != fixed.end() && !sem::Mcmc::print_fixed_values) {
-      table.fixed_row(labels[k], values.next(), "@ " + fixed_text(value->second), show);
-    } else {
-      table.row(labels[k], values.next(), show);
-    }
-  }
-}
-
-void print_rsquare(const Table& table, const Model& model, estimates& values) {
-  const std::vector<std::string> labels = model.rsquare();
-  if (labels.empty()) return;
-  table.section("\nProportion Variance Explained");
-  for (const std::string& label : labels) table.by_row(label.substr(4), values.next(), Table::tests::blank);
 }
 
 /// All terms of the right side, those inside computed terms too.
@@ -185,11 +157,11 @@ class outcome_report {
       }
       if (hidden) {
         skip(i);
-      } else if (is_phantom(model)) {
+      } else if (model.kind() == model::kind::phantom) {
         collect(phantoms_, Model::correlationParse(model));
-      } else if (is_parameter(model)) {
+      } else if (model.kind() == model::kind::parameter) {
         collect(parameters_, model.name());
-      } else if (is_computation(model)) {
+      } else if (model.kind() == model::kind::computation) {
         collect(computations_, model.name());
       } else {
         print_model(i);
@@ -229,12 +201,6 @@ class outcome_report {
     printed_ = true;
   }
 
-  void print_rows(const Table& table, const Model& model) {
-    print_parameters(table, model, models_, values_);
-    print_standardized(table, model, values_);
-    print_rsquare(table, model, values_);
-  }
-
   void print_model(unsigned i) {
     const Model& model = models_[i];
     std::fprintf(stream_, "\n%s\n\n", model_title(model).c_str());
@@ -242,10 +208,10 @@ class outcome_report {
     const Table table(stream_, columns_);
     table.heading();
     const unsigned codes = model.n_codes();
-    const bool nominal = model.kind() == static_cast<int>(data::type::nominal);
+    const bool nominal = model.kind() == model::kind::nominal;
     for (unsigned code = 0; code < codes; ++code) {
       if (nominal) table.section(model.outcomes.front().variable->dummies.at(code)->name);
-      if (!values_.empty()) print_rows(table, model);
+      if (!values_.empty()) print_rows(table, model, models_, values_);
     }
     table.close("\n");
     if (effects_.find(i) != nullptr) simple_.skip(print_effects(stream_, i));

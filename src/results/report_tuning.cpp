@@ -2,7 +2,6 @@
 
 #include "data/variable.hpp"
 #include "model/model_list.hpp"
-#include "results/report_rows.hpp"
 #include "sem/chain/mcmc.hpp"
 #include "sem/ensemble/outcomes.hpp"
 #include "sem/predictors/variable.hpp"
@@ -21,7 +20,7 @@ std::string kind_label(const sem::estimator::tune_obj& entry) {
 
 /// A block moves the values of all its members together.
 tuning_label label_of(const Model& model) {
-  if (is_phantom(model)) return {"", Model::correlationParse(model)};
+  if (model.kind() == model::kind::phantom) return {"", Model::correlationParse(model)};
   if (!model.is_multi()) return {"", model.name()};
   std::vector<std::string> members;
   for (const model::anyVariable& member : model.fixed) members.push_back(member.name());

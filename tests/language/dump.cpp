@@ -106,7 +106,8 @@ std::string models(const ModelList& list) {
   std::string out;
   for (const Model& m : list) {
     out += (m.block.empty() ? "(no block)" : m.block) +
-           format(" | kind %d | link %d | levels %d | ", m.kind(), static_cast<int>(m.link), m.levels) +
+           format(" | kind %d | link %d | levels %d | ", static_cast<int>(m.kind()), static_cast<int>(m.link),
+                  m.levels) +
            m.command() + "\n";
     if (!m.phantoms.empty()) out += "      phantoms:" + terms(m.phantoms) + "\n";
     if (!m.variance.is_free() || m.variance.has_start()) out += "      variance: " + m.variance.text() + "\n";

@@ -160,7 +160,7 @@ TEST(ConstraintInfo, ACorrelationOfAPhantom) {
   const auto found = run.all.constraintInfo(label("r"));
   ASSERT_EQ(found.size(), 1u);
   EXPECT_EQ(found[0].kind, place::phantom);
-  EXPECT_EQ(run.all.at(found[0].model).kind(), 8);
+  EXPECT_EQ(run.all.at(found[0].model).kind(), model::kind::phantom);
 }
 
 TEST(ConstraintInfo, FactorsInComputedTerms) {
@@ -217,9 +217,10 @@ TEST(Appearances, TheTableAgreesWithTheQuestions) {
 
 TEST(ConstraintInfo, OfAPhantomAreItsOwnModelAndTheTwoItJoins) {
   run_models run(1, {"y ~ x", "z ~ x", "y[school] <-> z[school]"});
-  const auto phantom = run.of_kind(8).outcomes.front().variable;
+  const auto phantom = run.of_kind(model::kind::phantom).outcomes.front().variable;
   EXPECT_EQ(shown(run, run.all.constraintInfo(phantom)),
-            (texts{"y phantom 0 @0", "z phantom 0 @0", run.of_kind(8).name() + " phantom 0 @0"}));
+            (texts{"y phantom 0 @0", "z phantom 0 @0",
+                   run.of_kind(model::kind::phantom).name() + " phantom 0 @0"}));
 }
 
 TEST(ConstraintInfo, OfANamedRandomEffectAreTheModelsThatReadIt) {

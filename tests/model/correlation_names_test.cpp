@@ -16,7 +16,7 @@ TEST(CorrelationNames, CodedNamesAreReadBack) {
 
 TEST(CorrelationNames, APhantomModelIsNamedByItsEnds) {
   run_models run(1, {"y ~ x", "z ~ x", "z[school] <-> y[school]"});
-  EXPECT_EQ(Model::correlationParse(run.of_kind(8)), "y[school] <-> z[school]");
+  EXPECT_EQ(Model::correlationParse(run.of_kind(model::kind::phantom)), "y[school] <-> z[school]");
 }
 
 TEST(CorrelationNames, APhantomModelWithoutEndsIsReadFromItsName) {
@@ -29,7 +29,7 @@ TEST(CorrelationNames, APhantomModelWithoutEndsIsReadFromItsName) {
 
 TEST(CorrelationNames, PlaceOfALabelInTheMatrix) {
   run_models run(0, {"y ~ x", "z ~ x", "y2 ~ x", "y <-> y2@a", "z <-> y2@b", "y <-> z@c"});
-  const Model& block = run.of_kind(9);
+  const Model& block = run.of_kind(model::kind::block);
   ASSERT_EQ(block.fixed.size(), 3u);  // y, y2, z
   EXPECT_EQ(block.find_correlation(model::parameter::labelled("a")), 0 + 1 * 3);
   EXPECT_EQ(block.find_correlation(model::parameter::labelled("B")), 1 + 2 * 3);
@@ -40,7 +40,7 @@ TEST(CorrelationNames, PlaceOfALabelInTheMatrix) {
 
 TEST(CorrelationNames, StatementOrderDoesNotMatter) {
   run_models run(0, {"z <-> y2@a", "y2 <-> y@b"});
-  const Model& block = run.of_kind(9);
+  const Model& block = run.of_kind(model::kind::block);
   EXPECT_EQ(block.find_correlation(model::parameter::labelled("a")), 1 + 2 * 3);
   EXPECT_EQ(block.find_correlation(model::parameter::labelled("b")), 0 + 1 * 3);
   EXPECT_EQ(block.fixed_correlations(), (places{{0 + 2 * 3, 0.0}}));
@@ -48,7 +48,7 @@ TEST(CorrelationNames, StatementOrderDoesNotMatter) {
 
 TEST(CorrelationNames, EqualFixedValuesKeepTheirPlaces) {
   run_models run(0, {"y <-> y2", "y2 <-> y10", "y10 <-> z"});
-  const Model& block = run.of_kind(9);  // y, y2, y10, z
+  const Model& block = run.of_kind(model::kind::block);  // y, y2, y10, z
   places found = block.fixed_correlations();
   std::sort(found.begin(), found.end());
   EXPECT_EQ(found, (places{{0 + 2 * 4, 0.0}, {0 + 3 * 4, 0.0}, {1 + 3 * 4, 0.0}}));
@@ -56,14 +56,14 @@ TEST(CorrelationNames, EqualFixedValuesKeepTheirPlaces) {
 
 TEST(CorrelationNames, FixedValuesStandAtTheirPlaces) {
   run_models run(0, {"y <-> z@0.3", "y <-> y2", "y2 <-> z@(-1/4)"});
-  places found = run.of_kind(9).fixed_correlations();
+  places found = run.of_kind(model::kind::block).fixed_correlations();
   std::sort(found.begin(), found.end());
   EXPECT_EQ(found, (places{{0 + 2 * 3, 0.3}, {1 + 2 * 3, -0.25}}));
 }
 
 TEST(CorrelationNames, ZerosAreLeftOutOfTheNames) {
   run_models run(0, {"y <-> y2", "y2 <-> z@0.3"});
-  texts names = run.of_kind(9).nonzero_correlations();
+  texts names = run.of_kind(model::kind::block).nonzero_correlations();
   std::sort(names.begin(), names.end());
   EXPECT_EQ(names, (texts{"y <-> y2", "y2 <-> z"}));
   EXPECT_TRUE(run["y"].nonzero_correlations().empty());
@@ -85,7 +85,7 @@ TEST(CorrelationNames, OnlyBlocksHaveThem) {
 TEST(CorrelationNames, ALabelOfABlockStandsOnce) {
   run_models run(0, {"y <-> y2@r", "y2 <-> z@R"});
   try {
-    run.of_kind(9).find_correlation(model::parameter::labelled("r"));
+    run.of_kind(model::kind::block).find_correlation(model::parameter::labelled("r"));
     FAIL();
   } catch (const error& fault) {
     EXPECT_STREQ(fault.what(),
@@ -96,7 +96,7 @@ TEST(CorrelationNames, ALabelOfABlockStandsOnce) {
 
 TEST(CorrelationNames, ACorrelationOfStrangersHasNoPlace) {
   run_models run(0, {"y <-> y2@r"});
-  Model& block = run.of_kind(9);
+  Model& block = run.of_kind(model::kind::block);
   block.fixed.pop_back();
   EXPECT_THROW(block.find_correlation(model::parameter::labelled("r")), error_debug);
   block.random[0].param = model::parameter::fixed_at(0.5);

@@ -40,8 +40,8 @@ TEST(Indices, APropensityAsOutcomeIsTheLatentColumn) {
 
 TEST(Indices, ABlockHasTheColumnsOfItsMembers) {
   prepared run(0, {"y2 <-> y"});
-  EXPECT_EQ(run.of_kind(9).yind(), (columns{run("y").column, run("y2").column}));
-  EXPECT_TRUE(run.of_kind(9).zind().empty());
+  EXPECT_EQ(run.of_kind(model::kind::block).yind(), (columns{run("y").column, run("y2").column}));
+  EXPECT_TRUE(run.of_kind(model::kind::block).zind().empty());
 }
 
 TEST(Indices, PredictorColumnsByWhatIsMeant) {
@@ -218,7 +218,7 @@ TEST(Indices, FixedParametersFollowTheColumns) {
 
 TEST(Indices, ABlockHasAFreeParameterForEachMemberAndThenItsCorrelations) {
   prepared run(0, {"y <-> y2@r", "y2 <-> z@0.3"});
-  const auto all = run.of_kind(9).fixedParameters();
+  const auto all = run.of_kind(model::kind::block).fixedParameters();
   ASSERT_EQ(all.size(), 6u);
   for (std::size_t i = 0; i < 3; ++i) EXPECT_TRUE(all[i].is_free());
 }
@@ -251,7 +251,7 @@ TEST(LoadingPosition, OfARandomEffectPhantomIsThatEffect) {
 TEST(LoadingPosition, FailsForABlock) {
   prepared run(0, {"y <-> y2"});
   try {
-    run.of_kind(9).lambdaInd(variable(run, "y"));
+    run.of_kind(model::kind::block).lambdaInd(variable(run, "y"));
     FAIL();
   } catch (const error& fault) {
     EXPECT_STREQ(fault.what(), "ERROR: Does not support multivairate models.");

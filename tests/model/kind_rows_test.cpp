@@ -94,7 +94,8 @@ TEST(KindRows, HeterogeneousVariances) {
 TEST(KindRows, VarianceModel) {
   run_models run(0, {"y ~ x", "var(y) ~ z (x*z)"});
   expect_rows(run["y"], join_rows({five, {"   Fixed : Intercept", "   Fixed : x"}}), {"x"}, single_level);
-  expect_rows(run.of_kind(12), {"   Fixed : Intercept", "   Fixed : z", "   Fixed : x*z"}, {}, {});
+  expect_rows(run.of_kind(model::kind::log_variance),
+              {"   Fixed : Intercept", "   Fixed : z", "   Fixed : x*z"}, {}, {});
 }
 
 TEST(KindRows, VarianceModelOfAFactorAndOfAnOrdinalOutcome) {
@@ -192,7 +193,7 @@ TEST(KindRows, NominalRowsRepeatForEachCode) {
 
 TEST(KindRows, Block) {
   run_models run(0, {"y ~ x", "y2 ~ x", "z ~ x", "y2 <-> y", "y <-> z"});
-  expect_rows(run.of_kind(9),
+  expect_rows(run.of_kind(model::kind::block),
               {"Variance : Var(y)", "Variance : Cov(y,y2)", "Variance : Cov(y,z)", "Variance : Var(y2)",
                "Variance : Cov(y2,z)", "Variance : Var(z)"},
               {" SD(y)", "Cor(y,y2)", "Cor(y,z)", " SD(y2)", "Cor(y2,z)", " SD(z)"}, {});
@@ -202,7 +203,7 @@ TEST(KindRows, Block) {
 
 TEST(KindRows, BlockMembersStandInNaturalOrder) {
   run_models run(0, {"y10 <-> y2"});
-  EXPECT_EQ(run.of_kind(9).parameters(),
+  EXPECT_EQ(run.of_kind(model::kind::block).parameters(),
             (texts{"Variance : Var(y2)", "Variance : Cov(y2,y10)", "Variance : Var(y10)"}));
 }
 
@@ -210,13 +211,13 @@ TEST(KindRows, PhantomHasOneRow) {
   sem::defaults::optimize_models = false;
   run_models run(1, {"y ~ x", "z ~ x", "y <-> z"});
   sem::defaults::optimize_models = true;
-  expect_rows(run.of_kind(8), {"Variance : y <-> z"}, {}, {});
-  EXPECT_EQ(run.of_kind(8).n_rows(), 1u);
+  expect_rows(run.of_kind(model::kind::phantom), {"Variance : y <-> z"}, {}, {});
+  EXPECT_EQ(run.of_kind(model::kind::phantom).n_rows(), 1u);
 }
 
 TEST(KindRows, RandomEffectCorrelationKeepsItsBrackets) {
   run_models run(1, {"y ~ x", "z ~ x", "y[school] <-> z[school]"});
-  EXPECT_EQ(run.of_kind(8).parameters(), texts{"Variance : y[school] <-> z[school]"});
+  EXPECT_EQ(run.of_kind(model::kind::phantom).parameters(), texts{"Variance : y[school] <-> z[school]"});
 }
 
 TEST(KindRows, ParametersAndComputationsHaveOneRow) {

@@ -107,7 +107,7 @@ TEST(VarianceModel, KeepsItsTermsAndMarksItsOwner) {
   const Model& scale = run.all[1];
   EXPECT_EQ(owner.link, model::link::scale);
   EXPECT_EQ(scale.link, model::link::log_variance);
-  EXPECT_EQ(scale.kind(), 12);
+  EXPECT_EQ(scale.kind(), model::kind::log_variance);
   EXPECT_EQ(scale.outcomes[0].type, model::type::variance);
   EXPECT_EQ(scale.command(), "var(y) ~ Intercept z y10");
   EXPECT_EQ(run.all.scale_pairs(), (std::vector<std::pair<unsigned, unsigned>>{{0, 1}}));
@@ -143,7 +143,7 @@ TEST(Members, JoinABlockSortedWithTheirFixedVariances) {
   all[2].variance = model::parameter::labelled("v");
   Model multi(model::multi_outcome());
   EXPECT_EQ(multi.levels, -1);
-  EXPECT_EQ(multi.kind(), 9);
+  EXPECT_EQ(multi.kind(), model::kind::block);
   for (const Model& member : all) multi += member;
   ASSERT_EQ(multi.fixed.size(), 3u);
   EXPECT_EQ(multi.fixed[0].name(), "bin");
@@ -207,7 +207,7 @@ TEST(Order, CorrelationsOfLowerLevelsComeFirst) {
   run_models run(2, {"y[district] <-> z[district]", "y[school] <-> z[school]"});
   texts names;
   for (const Model& model : run.all) {
-    if (model.kind() == 8) names.push_back(model.command());
+    if (model.kind() == model::kind::phantom) names.push_back(model.command());
   }
   EXPECT_EQ(names, (texts{"y[school] <-> z[school]", "y[district] <-> z[district]"}));
 }

@@ -13,7 +13,7 @@ struct optimize_off {
 };
 
 /// The number of models of a kind.
-unsigned count(const ModelList& list, int kind) {
+unsigned count(const ModelList& list, model::kind kind) {
   return static_cast<unsigned>(
       std::count_if(list.begin(), list.end(), [&](const Model& m) { return m.kind() == kind; }));
 }
@@ -48,7 +48,7 @@ TEST(Correlation, EntersThePhantomIntoBothEquationsOnce) {
     EXPECT_EQ(term.ends->second.name, "z");
     EXPECT_FALSE(term.ends->first.effect);
   }
-  const Model& own = run.of_kind(8);
+  const Model& own = run.of_kind(model::kind::phantom);
   EXPECT_EQ(own.levels, 0);
   EXPECT_TRUE(own.fixed.empty());
   EXPECT_TRUE(own.random.empty());
@@ -72,7 +72,7 @@ TEST(Correlation, OfOutcomesAtTwoLevelsIsThatOfTheRandomIntercept) {
   EXPECT_TRUE(run.list.find("v#cor#w###district####"));
   EXPECT_TRUE(run.list.find("v#cor#y###district####"));
   EXPECT_EQ(run.list.find("w#cor#y###school####")->level, 1u);
-  EXPECT_EQ(count(run.all, 9), 0u);
+  EXPECT_EQ(count(run.all, model::kind::block), 0u);
 }
 
 TEST(Correlation, OfNamedEffectsReachesTheirEquations) {
@@ -82,7 +82,7 @@ TEST(Correlation, OfNamedEffectsReachesTheirEquations) {
   EXPECT_EQ(term.ends->first.name, "rs");
   EXPECT_EQ(term.ends->first.outcome.variable->name, "y");
   EXPECT_EQ(term.ends->first.effect->name, "x");
-  EXPECT_EQ(run.of_kind(8).variance.label(), "r");
+  EXPECT_EQ(run.of_kind(model::kind::phantom).variance.label(), "r");
 }
 
 TEST(Correlation, SecondLabelsOfVariancesAndCorrelationsFail) {
@@ -111,8 +111,8 @@ TEST(Correlation, WrongStatementsSayWhy) {
 
 TEST(Blocks, TakeWholeConnectedSets) {
   run_models run(0, {"y <-> y2@r", "y2 <-> y10@0.3", "x <-> z", "w ~ 1"});
-  ASSERT_EQ(count(run.all, 9), 2u);
-  EXPECT_EQ(count(run.all, 8), 0u);
+  ASSERT_EQ(count(run.all, model::kind::block), 2u);
+  EXPECT_EQ(count(run.all, model::kind::phantom), 0u);
   const auto places = run.all.subset_multi();
   const Model& small = run.all[places[0]];
   const Model& large = run.all[places[1]];
@@ -142,8 +142,8 @@ TEST(Blocks, EveryPairOfMembersHasOneTerm) {
   texts statements;
   for (std::size_t i = 1; i < names.size(); ++i) statements.push_back(names[i / 2] + " <-> " + names[i]);
   run_models run(0, statements);
-  ASSERT_EQ(count(run.all, 9), 1u);
-  const Model& block = run.of_kind(9);
+  ASSERT_EQ(count(run.all, model::kind::block), 1u);
+  const Model& block = run.of_kind(model::kind::block);
   EXPECT_EQ(block.random.size(), 15u);
   std::set<std::pair<std::string, std::string>> pairs;
   for (const auto& term : block.random) {
@@ -160,18 +160,18 @@ TEST(Blocks, OneIneligibleOutcomeKeepsPhantomsForItsWholeSet) {
     const std::string name = outlier[0] == 'l' ? "bin" : "visits";
     // The order of statements decides nothing.
     run_models run(0, {outlier, "x <-> z", "y2 <-> x", "y <-> y2", name + " <-> y", "w <-> y10"});
-    EXPECT_EQ(count(run.all, 8), 4u) << outlier;
-    ASSERT_EQ(count(run.all, 9), 1u) << outlier;
-    EXPECT_EQ(members(run.of_kind(9)), (texts{"w", "y10"}));
+    EXPECT_EQ(count(run.all, model::kind::phantom), 4u) << outlier;
+    ASSERT_EQ(count(run.all, model::kind::block), 1u) << outlier;
+    EXPECT_EQ(members(run.of_kind(model::kind::block)), (texts{"w", "y10"}));
     for (const char* kept : {"x", "z", "y", "y2"}) EXPECT_FALSE(run[kept].phantoms.empty()) << kept;
   }
 }
 
 TEST(Blocks, RandomEffectPhantomsNeitherPreventNorEnterThem) {
   run_models run(1, {"y ~ x", "z ~ x", "v ~ 1", "y <-> z", "y <-> v", "y[school] <-> z[school]"});
-  ASSERT_EQ(count(run.all, 9), 1u);
-  EXPECT_EQ(members(run.of_kind(9)), (texts{"y", "z"}));
-  EXPECT_EQ(count(run.all, 8), 2u);
+  ASSERT_EQ(count(run.all, model::kind::block), 1u);
+  EXPECT_EQ(members(run.of_kind(model::kind::block)), (texts{"y", "z"}));
+  EXPECT_EQ(count(run.all, model::kind::phantom), 2u);
   EXPECT_EQ(run["y"].phantoms.size(), 2u);
   EXPECT_EQ(run["v"].phantoms.size(), 1u);
 }
@@ -179,14 +179,14 @@ TEST(Blocks, RandomEffectPhantomsNeitherPreventNorEnterThem) {
 TEST(Blocks, AnOutcomeWhoseResidualHasAPhantomStaysOut) {
   // v stands at the top: its residual meets the random intercept of y.
   run_models run(1, {"v ~ 1", "zeta ~ 1", "y ~ x", "v <-> zeta", "v <-> y"});
-  EXPECT_EQ(count(run.all, 9), 0u);
-  EXPECT_EQ(count(run.all, 8), 2u);
+  EXPECT_EQ(count(run.all, model::kind::block), 0u);
+  EXPECT_EQ(count(run.all, model::kind::phantom), 2u);
 }
 
 TEST(Blocks, FactorsAndPropensitiesMayJoin) {
   run_models run(0, {"eta -> y2 y10", "eta <-> y", "bin <-> y"});
-  ASSERT_EQ(count(run.all, 9), 1u);
-  const Model& block = run.of_kind(9);
+  ASSERT_EQ(count(run.all, model::kind::block), 1u);
+  const Model& block = run.of_kind(model::kind::block);
   EXPECT_EQ(members(block), (texts{"bin", "eta", "y"}));
   EXPECT_EQ(block.fixed[0].param.value(), 1.0);
   EXPECT_TRUE(block.fixed[1].param.is_free());
@@ -195,8 +195,8 @@ TEST(Blocks, FactorsAndPropensitiesMayJoin) {
 TEST(Blocks, CanBeSwitchedOff) {
   const optimize_off off;
   run_models run(0, {"y <-> z", "z <-> x"});
-  EXPECT_EQ(count(run.all, 9), 0u);
-  EXPECT_EQ(count(run.all, 8), 2u);
+  EXPECT_EQ(count(run.all, model::kind::block), 0u);
+  EXPECT_EQ(count(run.all, model::kind::phantom), 2u);
 }
 
 TEST(Blocks, MovingPhantomsNeedsTwoEligibleModelsOfOneLevel) {
@@ -219,8 +219,8 @@ TEST(Blocks, MovedPhantomsLeaveBothModels) {
 
 TEST(Phantoms, OfTheUserCorrelateTheTwoEquationsThatHoldThem) {
   run_models run(0, {"y ~ x ghost", "z ~ x ghost@r"});
-  ASSERT_EQ(count(run.all, 9), 1u);
-  const Model& block = run.of_kind(9);
+  ASSERT_EQ(count(run.all, model::kind::block), 1u);
+  const Model& block = run.of_kind(model::kind::block);
   ASSERT_EQ(block.random.size(), 1u);
   EXPECT_EQ(block.random[0].param.label(), "r");
   EXPECT_EQ(block.random[0].ends->first.name, "y");
@@ -241,7 +241,7 @@ TEST(Phantoms, AreRepeatedForAnotherListOfTheSameCatalogue) {
   const std::size_t before = list.variables.size();
   for (int i = 0; i < 2; ++i) {
     const ModelList all = sem::_parse(statements({"y <-> z"}), list, block::map());
-    EXPECT_EQ(count(all, 9), 1u);
+    EXPECT_EQ(count(all, model::kind::block), 1u);
     EXPECT_EQ(list.variables.size(), before + 1);
   }
 }

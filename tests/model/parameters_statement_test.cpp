@@ -52,7 +52,7 @@ TEST(ParametersStatement, PriorsHaveACanonicalNameAndTwoValues) {
     EXPECT_EQ(model.prior.first, r.first) << r.text;
     EXPECT_EQ(model.prior.second, r.second) << r.text;
     EXPECT_EQ(model.prior.text, trim(r.text));
-    EXPECT_EQ(model.kind(), 10);
+    EXPECT_EQ(model.kind(), model::kind::parameter);
     EXPECT_EQ(model.block, block::predef::parameter);
     EXPECT_EQ(model.name(), "b");
     EXPECT_TRUE(model.computation.empty());
@@ -68,7 +68,7 @@ TEST(ParametersStatement, EveryNameOfTheListIsADistribution) {
 
 TEST(ParametersStatement, ComputationsKeepTheirText) {
   const Model model(" d.2 =  (a - b) * 2 ");
-  EXPECT_EQ(model.kind(), 11);
+  EXPECT_EQ(model.kind(), model::kind::computation);
   EXPECT_EQ(model.name(), "d.2");
   EXPECT_EQ(model.computation, "(a - b) * 2");
   EXPECT_EQ(model.block, block::predef::computation);

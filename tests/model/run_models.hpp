@@ -75,11 +75,11 @@ struct run_models {
   }
 
   /// The only model of this kind.
-  Model& of_kind(int kind) {
+  Model& of_kind(model::kind kind) {
     for (Model& model : all) {
       if (model.kind() == kind) return model;
     }
-    throw std::out_of_range("no model of kind " + std::to_string(kind));
+    throw std::out_of_range("no model of kind " + std::to_string(static_cast<int>(kind)));
   }
 };
 

@@ -20,7 +20,7 @@ TEST(Statement, HasAnInterceptByDefault) {
   EXPECT_FALSE(m->link_given);
   EXPECT_EQ(m->block, "model");
   EXPECT_EQ(m->block_number, 0);
-  EXPECT_EQ(m->kind(), 0);
+  EXPECT_EQ(m->kind(), model::kind::normal);
   EXPECT_EQ(m->names(), texts{"y"});
 }
 
@@ -105,10 +105,10 @@ TEST(Statement, DefaultLinksFollowTheOutcome) {
   EXPECT_EQ(one_model(0, "grade ~ x")->link, model::link::probit);
   EXPECT_EQ(one_model(0, "g ~ x")->link, model::link::logit);
   EXPECT_EQ(one_model(0, "visits ~ x")->link, model::link::identity);
-  EXPECT_EQ(one_model(0, "grade ~ x")->kind(), 1);
-  EXPECT_EQ(one_model(0, "visits ~ x")->kind(), 3);
-  EXPECT_EQ(one_model(0, "g ~ x")->kind(), 4);
-  EXPECT_EQ(one_model(0, "eta ~ x")->kind(), 7);
+  EXPECT_EQ(one_model(0, "grade ~ x")->kind(), model::kind::ordinal);
+  EXPECT_EQ(one_model(0, "visits ~ x")->kind(), model::kind::count);
+  EXPECT_EQ(one_model(0, "g ~ x")->kind(), model::kind::nominal);
+  EXPECT_EQ(one_model(0, "eta ~ x")->kind(), model::kind::latent);
   const one_model logit(0, "logit(bin) ~ x");
   EXPECT_EQ(logit->link, model::link::logit);
   EXPECT_TRUE(logit->link_given);

@@ -171,7 +171,7 @@ TEST_F(ReportOutcomes, PhantomsFollowTheirBlock) {
   const std::size_t at = text.find("\nPhantom Variable Correlations:");
   ASSERT_NE(at, std::string::npos) << text;
   unsigned place = 0;
-  while (run.all[place].kind() != 8) ++place;
+  while (run.all[place].kind() != model::kind::phantom) ++place;
   EXPECT_EQ(text.substr(at),
             "\nPhantom Variable Correlations:\n\n" + heading +
                 full("y2[school] <-> y[school]", static_cast<int>(run.all.row_starts()[place]) + 1) +

@@ -292,7 +292,7 @@ TEST(Labels, OneLabelOfTwoCorrelationsIsDrawnByTheFirstPhantom) {
   unsigned correlations = 0;
   arma::uword at = 0;
   for (Model const& model : run.models) {
-    if (model.kind() == 8) {
+    if (model.kind() == model::kind::phantom) {
       ++correlations;
       EXPECT_TRUE(arma::all(draw.row(at) == r)) << model.command();
     }

@@ -84,7 +84,7 @@ TEST_F(PhantomRun, NegativeCorrelationHasItsExactPosterior) {
     if (i % 50 == 49 && i < 900) chain->tune();
   }
   const arma::mat out = draws(*chain, 0, 60000);
-  ASSERT_EQ(run.models.back().kind(), 8);
+  ASSERT_EQ(run.models.back().kind(), model::kind::phantom);
   const arma::rowvec rho = out.row(out.n_rows - 1);
   const auto [mean, variance] = exact_correlation(data);
   EXPECT_LT(mean, -0.3);
@@ -168,7 +168,7 @@ TEST_F(PhantomRun, WhatFollowsALabelledCorrelationFollowsInEveryDraw) {
   arma::uword at = 0;
   arma::rowvec r, slope;
   for (Model const& model : run.models) {
-    if (model.kind() == 8) r = out.row(at);
+    if (model.kind() == model::kind::phantom) r = out.row(at);
     if (model.name() == "b") slope = out.row(at + 2);  // residual variance, intercept, z
     at += model.n_rows();
   }
@@ -182,7 +182,7 @@ TEST_F(PhantomRun, SignStandsOnTheSecondNameInNaturalOrder) {
   small_run run({"y", "x"}, correlated_pair(40, -0.5), {}, {"y ~ 1", "x ~ 1", "y <-> x"});
   prepare(run);
   for (Model const& model : run.models) {
-    if (model.kind() == 8) continue;
+    if (model.kind() == model::kind::phantom) continue;
     const auto phantoms = sem::phantoms_of(model);
     ASSERT_EQ(phantoms.size(), 1u);
     EXPECT_EQ(phantoms[0].at(0).signed_side, model.name() == "y");

@@ -4,7 +4,6 @@
 
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
-#include "sem/wiring/kinds.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
 #include "support/text.hpp"
@@ -21,23 +20,23 @@ namespace {
 /// What an equation is by its outcome; null for the kinds that are drawn.
 char const* kind_name(Model const& model) {
   switch (model.kind()) {
-    case 0:
+    case model::kind::normal:
       return model.outcomes.size() == 1 ? nullptr : "An equation with several outcomes";
-    case 1:
+    case model::kind::ordinal:
       return "An ordinal outcome";
-    case 3:
+    case model::kind::count:
       return "A count outcome";
-    case 4:
+    case model::kind::nominal:
       return "A nominal outcome";
-    case 6:
+    case model::kind::missing:
       return "A missing data indicator as an outcome";
-    case 7:
+    case model::kind::latent:
       return "A latent outcome";
-    case 8:
+    case model::kind::phantom:
       return nullptr;
-    case 9:
+    case model::kind::block:
       return "A block of outcomes with correlated residuals";
-    case 12:
+    case model::kind::log_variance:
       return "A variance model";
     default:
       return "An outcome of this kind";
@@ -46,7 +45,7 @@ char const* kind_name(Model const& model) {
 
 void check_outcome(Model const& model) {
   if (char const* name = kind_name(model)) refuse(name, model);
-  if (model.kind() == static_cast<int>(data::type::phantom)) return;
+  if (model.kind() == model::kind::phantom) return;
   model::anyVariable const& outcome = model.outcomes.front();
   if (model.link == model::link::probit || model.link == model::link::logit) {
     throw error_debug("Invalid Link for normal model!");
@@ -114,7 +113,7 @@ void check_available(VariableList const& variables, ModelList const& models) {
     not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
   }
   for (Model const& model : models) {
-    if (model.kind() == model_type::parameter || model.kind() == model_type::computation) continue;
+    if (!model::is_equation(model.kind())) continue;
     check_outcome(model);
     check_terms(model);
     check_random_variances(model);

@@ -131,9 +131,9 @@ unsigned outcome_level(Model const& model, working_data const& working) {
 std::shared_ptr<estimator::Outcome> make_outcome(Model const& model, outcome_context const& context) {
   if (is_phantom(model)) return make_phantom(model, context);
   switch (model.kind()) {
-    case model_type::parameter:
+    case model::kind::parameter:
       return make_parameter(model, context);
-    case model_type::computation:
+    case model::kind::computation:
       return make_computation(model, context);
     default:
       return make_normal(model, context);

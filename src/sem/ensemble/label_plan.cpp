@@ -15,9 +15,6 @@ namespace {
 
 using place = model::constraint_info::place;
 
-constexpr int kind_parameter = 10;
-constexpr int kind_computation = 11;
-
 bool of_parameters_command(model::constraint_info const& info) {
   return info.kind == place::parameter || info.kind == place::computation;
 }
@@ -32,7 +29,7 @@ class computations {
  public:
   explicit computations(ModelList const& list) {
     for (unsigned i = 0; i < list.size(); ++i) {
-      if (list[i].kind() != kind_computation) continue;
+      if (list[i].kind() != model::kind::computation) continue;
       std::unordered_set<std::string> reads;
       for (std::string const& name : model::expression_names(list[i].computation)) {
         const std::string key = to_lower(name);
@@ -112,7 +109,7 @@ class planner {
     const auto table = list_.label_table();
     for (model::parameter const& p : list_.constraints()) add(p.label(), table);
     for (unsigned i = 0; i < list_.size(); ++i) {
-      if (list_[i].kind() == kind_parameter) add_prior(i, table);
+      if (list_[i].kind() == model::kind::parameter) add_prior(i, table);
     }
     for (std::string const& name : computed_.names()) add_unlabelled(name, table);
     for (planned_label& label : out_) assign_role(label);

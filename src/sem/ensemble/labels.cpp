@@ -85,21 +85,16 @@ class wiring {
 
   void bind_variances() const {
     for (unsigned i = 0; i < world_.list.size(); ++i) {
+      // The names may still be another model's.
+      if (!model::shows_variances(world_.list[i].kind(), world_.list[i].link)) continue;
       for (model::anyVariable const& outcome : world_.list[i].outcomes) {
         if (outcome.variable == nullptr) continue;
         for (auto const& [part, kind] : variance_names) {
           const std::string key = to_lower(outcome.fullname_noModifer() + part);
-          if (cell(key) != nullptr && has_variances(world_.list[i]))
-            bind(key, model(i).constraint(kind, 0, 0)->ptr());
+          if (cell(key) != nullptr) bind(key, model(i).constraint(kind, 0, 0)->ptr());
         }
       }
     }
-  }
-
-  /// Parameters, blocks, phantoms and variance models have none; the name may then be another model's.
-  static bool has_variances(Model const& model) {
-    const int kind = model.kind();
-    return (kind < 8 || kind > 12) && model.link != model::link::log_variance;
   }
 
   void bind_computation(unsigned i) const {

@@ -3,11 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "model/kind.hpp"
+
 namespace tovik::sem {
 
 bool has_likelihood(estimator::Outcome const& model) {
-  const int type = static_cast<int>(model.type);
-  return type != model_type::parameter && type != model_type::computation && type != model_type::log_scale;
+  return model::has_likelihood(model::kind_of(model.type));
 }
 
 namespace {

@@ -60,10 +60,8 @@ std::vector<following_columns> centered_copies(predictor_models const& predictor
   return out;
 }
 
-/// An equation for a variable of the data, against the statements of PARAMETERS.
 bool is_equation(Model const& model) {
-  const int kind = model.kind();
-  return kind != model_type::parameter && kind != model_type::computation;
+  return model::is_equation(model.kind());
 }
 
 bool writes(Model const& model, unsigned column) {

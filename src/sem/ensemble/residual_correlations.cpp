@@ -36,11 +36,6 @@ void standardize(double* x, arma::uword n) {
   for (arma::uword i = 0; i < n; ++i) x[i] *= scale;
 }
 
-bool has_normal_residual(Model const& model) {
-  int const kind = model.kind();
-  return kind == 0 || kind == 7 || (kind == 1 && model.link != model::link::logit);
-}
-
 }  // namespace
 
 residual_correlations::residual_correlations(ModelList const& list, outcomes const& models,
@@ -54,7 +49,8 @@ void residual_correlations::add_level(ModelList const& list, unsigned level) {
   auto const catalogue_level = static_cast<std::int32_t>(working_->n_levels() - 1 - level);
   std::vector<std::size_t> owner;
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (!has_normal_residual(list[i]) || list[i].levels < catalogue_level) continue;
+    if (!model::has_normal_residual(list[i].kind(), list[i].link) || list[i].levels < catalogue_level)
+      continue;
     if (list[i].levels == catalogue_level) {
       here.sources.push_back({i, 0, 1, true});
     } else {

@@ -46,7 +46,7 @@ std::vector<std::vector<phantom_term>> phantoms_of(Model const& model) {
 }
 
 bool is_phantom(Model const& model) {
-  return model.kind() == static_cast<int>(data::type::phantom);
+  return model.kind() == model::kind::phantom;
 }
 
 void link_phantoms(ModelList const& list, std::vector<std::shared_ptr<estimator::Outcome>> const& models,

@@ -37,12 +37,4 @@ enum class parameter_type : int {
   value = 11,  ///< the value of a free parameter
 };
 
-/// Numbers that an outcome model carries as its data::type beside the kinds of variables: models that are no
-/// regression of a variable. They have no likelihood of data.
-struct model_type {
-  static constexpr int parameter = 10;
-  static constexpr int computation = 11;
-  static constexpr int log_scale = 12;
-};
-
 }  // namespace tovik::sem
