@@ -21,8 +21,8 @@ TEST(Thresholds, StartAtNormalQuantilesOfCumulativeShares) {
   thresholds const t(units{30, 20, 40, 10});
   ASSERT_EQ(t.tau.n_elem, 3u);
   EXPECT_EQ(t.tau[0], 0.0);
-  EXPECT_NEAR(t.tau[1], iPhi(0.5, false) - iPhi(0.3, false), 1e-12);
-  EXPECT_NEAR(t.tau[2], iPhi(0.9, false) - iPhi(0.3, false), 1e-12);
+  EXPECT_NEAR(t.tau[1], iPhi(0.5) - iPhi(0.3), 1e-12);
+  EXPECT_NEAR(t.tau[2], iPhi(0.9) - iPhi(0.3), 1e-12);
   EXPECT_EQ(thresholds(units{4, 5}).tau[0], 0.0);
   thresholds const gap(units{0, 5, 0, 5, 0});
   for (arma::uword k = 1; k < 4; ++k) EXPECT_GT(gap.tau[k], gap.tau[k - 1]);

@@ -48,7 +48,7 @@ thresholds::thresholds(arma::Col<arma::uword> const& counts)
   double sum = 0.0;
   for (arma::uword k = 0; k < tau.n_elem; ++k) {
     sum += n[k];
-    tau[k] = iPhi(sum / total, false);
+    tau[k] = iPhi(sum / total);
   }
   tau -= tau[0];
 }
