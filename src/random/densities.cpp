@@ -4,10 +4,10 @@
 #include <boost/math/special_functions/beta.hpp>
 #include <boost/math/special_functions/gamma.hpp>
 #include <cmath>
-#include <cstdio>
 #include <limits>
-#include <stdexcept>
 #include <type_traits>
+
+#include "support/error.hpp"
 
 namespace tovik {
 
@@ -192,7 +192,7 @@ arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> con
 /// log diag U.
 arma::Col<double> logMvnrmPDF(arma::Mat<double> const& R, arma::Mat<double> const& Sigma) {
   arma::Mat<double> U;
-  if (!arma::chol(U, Sigma)) throw std::runtime_error("chol(): decomposition failed");
+  if (!arma::chol(U, Sigma)) throw numeric_error::not_positive_definite();
   const arma::Mat<double> W = arma::inv(arma::trimatu(U));
   const arma::Mat<double> Q = R * W;
   const double constant =
@@ -260,19 +260,14 @@ constexpr double far_f[8] = {1.0,
 
 }  // namespace
 
-double iPhi(double const& p, bool strict) {
+double iPhi(double const& p) {
   const double q = p - 0.5;
   if (std::fabs(q) <= 0.425) {
     const double x = 0.180625 - q * q;
     return q * polynomial(centre_a, x) / polynomial(centre_b, x);
   }
   const double r = std::min(p, 1 - p);
-  if (!(r > 0)) {
-    if (!strict) return -10.0;
-    constexpr const char* message = "DEBUG ERROR: NaN or -INF was produced; Contact Tovik support.";
-    std::printf("%s\n", message);
-    throw message;
-  }
+  if (!(r > 0)) return -10.0;
   const double s = std::sqrt(-std::log(r));
   const double x = s <= 5 ? polynomial(near_c, s - 1.6) / polynomial(near_d, s - 1.6)
                           : polynomial(far_e, s - 5) / polynomial(far_f, s - 5);

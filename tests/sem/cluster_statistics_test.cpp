@@ -110,7 +110,7 @@ TEST(ClusterStatistics, RefuseAnIndefiniteCovariance) {
     cluster_statistics sums = equation.sums();
     equation.Sigma[0] = -arma::eye(q, q);
     arma::vec out;
-    EXPECT_THROW(sums.marginal(equation.b.memptr(), equation.Sigma, 1.0, out), std::runtime_error);
+    EXPECT_THROW(sums.marginal(equation.b.memptr(), equation.Sigma, 1.0, out), numeric_error);
   }
 }
 

@@ -8,8 +8,8 @@
 
 #include "component_world.hpp"
 #include "kernel_samples.hpp"
-#include "sem/predictors/mvnphi.hpp"
 #include "sem/predictors/nom_component.hpp"
+#include "sem/predictors/normal_rectangle.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {

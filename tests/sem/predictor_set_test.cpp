@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "sem/predictor_run.hpp"
-#include "sem/predictors/manifest_scores.hpp"
+#include "sem/predictors/unit_chain.hpp"
 #include "sem/wiring/working_data.hpp"
 
 namespace tovik::sem {

@@ -53,7 +53,7 @@ OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> 
 
 double OrdComponent::startMean() const {
   double const n = static_cast<double>(arma::accu(counts_)), first = static_cast<double>(counts_[0]);
-  return -iPhi((first + 0.5) / (n + 1.0), false);
+  return -iPhi((first + 0.5) / (n + 1.0));
 }
 
 void OrdComponent::startScores(arma::Mat<double> const& mean) {
@@ -130,15 +130,6 @@ arma::Col<arma::uword> OrdComponent::categorize(arma::Mat<double> const& scores)
 estimator::tune_results OrdComponent::tuneResults() const {
   if (tau_.tau.n_elem < 2) return {};
   return {tau_.tuning};
-}
-
-double OrdComponent::pnorm(double const& x, double const& sd) const {
-  return phi(x / sd);
-}
-
-arma::Col<double> OrdComponent::pnorm(arma::Col<double> x, double const& sd) const {
-  for (double& value : x) value = phi(value / sd);
-  return x;
 }
 
 arma::uword OrdComponent::n_estimated() const {
