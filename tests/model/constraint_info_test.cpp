@@ -2,7 +2,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::constraint_info_test {
 namespace {
 
 using model::constraint_info;
@@ -229,4 +229,4 @@ TEST(ConstraintInfo, OfANamedRandomEffectAreTheModelsThatReadIt) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::constraint_info_test

@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace tovik {
+namespace tovik::densities_test {
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -246,4 +246,4 @@ TEST(Cov2cor, DividesByTheStandardDeviations) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::densities_test

@@ -11,7 +11,7 @@
 #include "sem/predictors/multivar_component.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::component_test {
 namespace {
 
 using sem::Component;
@@ -276,4 +276,4 @@ TEST(MultivarComponent, NeedsUnitsForItsDegreesOfFreedom) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::component_test

@@ -7,7 +7,7 @@
 #include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mcmc_test {
 namespace {
 
 using tests::small_run;
@@ -211,4 +211,4 @@ TEST(Mcmc, NeedsTheColumnOfTheConstant) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mcmc_test

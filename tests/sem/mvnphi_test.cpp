@@ -8,7 +8,7 @@
 #include "random/densities.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mvnphi_test {
 namespace {
 
 arma::mat scalar(double variance) {
@@ -140,4 +140,4 @@ TEST(Mvnphi, RejectsWhatDoesNotFit) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mvnphi_test

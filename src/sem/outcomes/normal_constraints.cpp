@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "random/constants.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/scan/blas.hpp"
 #include "support/error.hpp"
@@ -12,7 +13,6 @@ namespace tovik::sem {
 
 namespace {
 
-constexpr double log_two_pi = 1.8378770664093453;
 
 estimator::parameterT<double> at(double* address, unsigned level) {
   estimator::parameterT<double> out;
@@ -38,7 +38,7 @@ double Normal::compute_LL_node(double const&, arma::Mat<double> const& data) con
   if (link == nullptr && parts_[0].empty()) {
     double const ss = scan_->squares(betas_, u);
     double const v = residVar();
-    if (!std::isnan(ss)) return -0.5 * (static_cast<double>(n_units) * (log_two_pi + std::log(v)) + ss / v);
+    if (!std::isnan(ss)) return -0.5 * (static_cast<double>(n_units) * (log_2_pi + std::log(v)) + ss / v);
   }
   return logLiklihood(data);
 }

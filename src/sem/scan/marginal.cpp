@@ -3,12 +3,12 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "random/constants.hpp"
 #include "sem/scan/small_cholesky.hpp"
 
 namespace tovik::sem::scan {
 namespace {
 
-constexpr double log_2_pi = 1.8378770664093453;
 
 /// A covariance matrix as the algebra needs it.
 struct prior_of_effects {
