@@ -13,7 +13,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace tovik {
+namespace tovik::densities_test {
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -230,4 +230,4 @@ TEST(Cov2cor, DividesByTheStandardDeviations) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::densities_test

@@ -12,7 +12,7 @@
 #include "random/densities.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::random_test {
 namespace {
 
 using tests::kolmogorov;
@@ -368,4 +368,4 @@ TEST(PolyaGammaTable, HoldsTheDenominators) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::random_test

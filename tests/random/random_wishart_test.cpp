@@ -9,7 +9,7 @@
 #include "random/random.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::random_wishart_test {
 namespace {
 
 using tests::kolmogorov;
@@ -150,4 +150,4 @@ TEST(InverseWishart, HasItsMean) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::random_wishart_test

@@ -8,7 +8,7 @@
 #include "random/densities.hpp"
 #include "sem/scan/marginal.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::cluster_statistics_test {
 namespace {
 
 using sem::scan::cluster_statistics;
@@ -115,4 +115,4 @@ TEST(ClusterStatistics, RefuseAnIndefiniteCovariance) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::cluster_statistics_test

@@ -12,7 +12,7 @@
 #include "sem/predictors/normal_rectangle.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::component_nominal_test {
 namespace {
 
 using sem::NomComponent;
@@ -222,4 +222,4 @@ TEST(NomComponent, CountsAndVariances) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::component_nominal_test

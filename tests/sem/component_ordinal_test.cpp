@@ -12,7 +12,7 @@
 #include "support/error.hpp"
 #include "threshold_posterior.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::component_ordinal_test {
 namespace {
 
 using sem::OrdComponent;
@@ -223,4 +223,4 @@ TEST(OrdComponent, CountsAndNames) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::component_ordinal_test

@@ -10,7 +10,7 @@
 #include "component_world.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::component_test {
 namespace {
 
 using sem::Component;
@@ -292,4 +292,4 @@ TEST(MultivarComponent, NeedsUnitsForItsDegreesOfFreedom) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::component_test

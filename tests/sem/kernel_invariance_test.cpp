@@ -14,7 +14,7 @@
 #include "scan_world.hpp"
 #include "sem/scan/residual_variance.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::kernel_invariance_test {
 namespace {
 
 using sem::scan::coefficient_prior;
@@ -329,4 +329,4 @@ TEST(KernelInvariance, MissingOutcomes) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::kernel_invariance_test

@@ -8,7 +8,7 @@
 #include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mcmc_test {
 namespace {
 
 using tests::small_run;
@@ -225,4 +225,4 @@ TEST(Mcmc, NeedsTheColumnOfTheConstant) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mcmc_test

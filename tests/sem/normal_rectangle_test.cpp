@@ -7,7 +7,7 @@
 #include "random/densities.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mvnphi_test {
 namespace {
 
 arma::mat scalar(double variance) {
@@ -97,4 +97,4 @@ TEST(NormalRectangle, ThrowsUnlessPositiveDefinite) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mvnphi_test

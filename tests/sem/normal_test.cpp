@@ -6,7 +6,7 @@
 
 #include "scan_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_test {
 namespace {
 
 using sem::Normal;
@@ -366,4 +366,4 @@ TEST(Normal, OneRowWithAProperPriorRuns) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_test

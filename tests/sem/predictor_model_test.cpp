@@ -10,7 +10,7 @@
 #include "sem/predictors/variable.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_model_test {
 namespace {
 
 using kind = PredictorWorld::kind;
@@ -344,4 +344,4 @@ TEST(PredictorModels, LatentOutputIsByRows) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_model_test

@@ -8,7 +8,7 @@
 #include "sem/predictors/unit_chain.hpp"
 #include "sem/wiring/working_data.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::predictor_set_test {
 namespace {
 
 using step = predictor_step;
@@ -251,4 +251,4 @@ TEST(ManifestScores, UnweightedMeansPassOverWhatIsMissing) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::predictor_set_test

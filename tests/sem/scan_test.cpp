@@ -10,7 +10,7 @@
 #include "sem/scan/marginal.hpp"
 #include "sem/scan/small_cholesky.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::scan_test {
 namespace {
 
 using namespace sem::scan;
@@ -303,4 +303,4 @@ TEST(Marginal, RefusesAnIndefiniteCovariance) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::scan_test

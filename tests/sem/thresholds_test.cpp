@@ -12,7 +12,7 @@
 #include "support/error.hpp"
 #include "threshold_posterior.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::thresholds_test {
 namespace {
 
 using sem::scan::thresholds;
@@ -194,4 +194,4 @@ TEST(Thresholds, ProposalsAdaptToTheirTarget) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::thresholds_test

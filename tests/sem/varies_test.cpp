@@ -11,7 +11,7 @@
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::varies_test {
 namespace {
 
 constexpr double missing = std::numeric_limits<double>::quiet_NaN();
@@ -190,4 +190,4 @@ TEST(Varies, OfANominalVariableTheDummyCodeWithTheLargestShareCounts) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::varies_test

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "random/constants.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
@@ -12,7 +13,6 @@
 namespace tovik::sem::scan {
 namespace {
 
-constexpr double log_2_pi = 1.8378770664093453;
 
 arma::uword packed(arma::uword i, arma::uword j) {
   return cluster_products::packed(i, j);

@@ -2,13 +2,13 @@
 
 #include <cmath>
 
+#include "random/constants.hpp"
 #include "sem/scan/small_cholesky.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {
 namespace {
 
-constexpr double log_2_pi = 1.8378770664093453;
 
 /// A covariance matrix as the algebra needs it.
 struct prior_of_effects {
