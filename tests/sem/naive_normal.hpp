@@ -19,7 +19,7 @@ struct NaiveNormal {
   std::vector<double> icept_var, slope_var;
   arma::Col<double> std_b;
 
-  NaiveNormal(sem::equation_setup const& setup, Random& rng)
+  explicit NaiveNormal(sem::equation_setup const& setup)
       : s(setup), sigma2(setup.estimate_resid ? 1.0 : setup.resid_value) {
     arma::uword const k = s.x.n_elem + s.x_compute.size();
     b.zeros(k, 1);
@@ -28,8 +28,7 @@ struct NaiveNormal {
       arma::uword const q = s.z[L].n_elem + s.z_compute[L].size();
       Sigma.emplace_back(q, q, arma::fill::eye);
       iSigma.emplace_back(q, q, arma::fill::eye);
-      u.push_back(
-          rng.randn(static_cast<int>(s.cluster.n_clusters(static_cast<int>(L))), static_cast<int>(q)));
+      u.emplace_back(s.cluster.n_clusters(static_cast<int>(L)), q, arma::fill::zeros);
     }
     icept_var.resize(s.n_levels);
     slope_var.resize(s.n_levels);

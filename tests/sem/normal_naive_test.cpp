@@ -31,7 +31,7 @@ void compare(World const& world, equation_setup const& setup, int scans = 300) {
   arma::Mat<double> fast_data = world.data, rows_data = world.data, naive_data = world.data;
   Normal fast(&fast_rng, setup), rows(&rows_rng, setup);
   rows.keep_rows();
-  NaiveNormal naive(setup, naive_rng);
+  NaiveNormal naive(setup);
   for (int t = 0; t < scans; ++t) {
     fast.draw(fast_data);
     rows.draw(rows_data);
@@ -239,7 +239,7 @@ TEST(NormalNaive, MutableColumnsAreReadInEveryScan) {
   LoneEstimator fast_rng(21);
   Random naive_rng(21, 1U), noise(3, 0U);
   Normal fast(&fast_rng, setup);
-  NaiveNormal naive(setup, naive_rng);
+  NaiveNormal naive(setup);
   for (int t = 0; t < 100; ++t) {
     for (arma::uword i = 0; i < world.data.n_rows; i += 3) world.data(i, 3) = noise.rnorm();
     fast.draw(world.data);

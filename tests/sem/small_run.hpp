@@ -38,8 +38,8 @@ struct small_run {
     }
   }
 
-  std::shared_ptr<sem::Mcmc> chain(Random const& rng, sem::priors const& prior = {}) const {
-    auto out = std::make_shared<sem::Mcmc>(vars, data, rng, 1, 0.01);
+  std::shared_ptr<sem::Mcmc> chain(Random const& rng, sem::priors const& prior = {}, int xprior = 1) const {
+    auto out = std::make_shared<sem::Mcmc>(vars, data, rng, xprior, 0.01);
     out->addOutcomes(vars, models, prior);
     return out;
   }

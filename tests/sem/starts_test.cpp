@@ -34,6 +34,15 @@ TEST(Starts, UndispersedStartsAreTheMomentsOfTheObservedValues) {
   expect_values(starts(run("y ~ x | x"), 1.0, 0.0), {v / 2, 0, v / 2, v, 4, 0});
 }
 
+TEST(Starts, VariancesOfSlopesKnowTheUnitsOfTheirCovariates) {
+  const tests::small_run r = run("y ~ x | x");
+  const working_data working(r.data, {0});
+  const double v = 38.0 / 3.0, square = 7.5;
+  expect_values(generateStarts(r.models[0], working.data, working.clusters(0), 1.0, 0.0, {{1.0, square}}),
+                {v / 2, 0, v / 2 / square, v, 4, 0});
+  EXPECT_EQ(generateStarts(r.models[0], working.data, working.clusters(0), 1.0, 0.0, {{1.0, nan}})[2], v / 2);
+}
+
 TEST(Starts, DispersionScalesVariancesAndShiftsTheInterceptByStandardDeviations) {
   const double v = 38.0 / 3.0;
   expect_values(starts(run("y ~ x | x"), 3.0, -2.0), {1.5 * v, 0, 1.5 * v, 3 * v, 4 - 2 * std::sqrt(v), 0});
@@ -63,11 +72,11 @@ TEST(Starts, ALevelTwoOutcomeCountsEachClusterOnce) {
   expect_values(starts(run("w ~ 1"), 1.0, 0.0), {2, 6});
 }
 
-TEST(Starts, AConstantOutcomeGetsUnitVariance) {
+TEST(Starts, AConstantOutcomeIsRefused) {
   arma::mat data = two_level();
   data.col(1).fill(3.0);
   tests::small_run r({"school", "y", "x", "w"}, data, {}, {"y ~ 1"});
-  expect_values(generateStarts(r.models[0], r.data, {}, 2.0, 1.0), {2, 4});
+  EXPECT_EQ(r.failure(), "ERROR: Variable 'y' does not vary.\n       Remove it and rerun.");
 }
 
 TEST(Starts, AnOutcomeWithoutObservedValuesIsRefused) {

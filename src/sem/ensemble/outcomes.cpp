@@ -64,6 +64,16 @@ bool is_equation(Model const& model) {
   return model::is_equation(model.kind());
 }
 
+/// The identifiers of the clusters above the outcome, the nearest level first.
+std::vector<std::string> level_names(Model const& model) {
+  std::vector<std::string> out;
+  for (int level = model.levels - 1; level >= 0; --level) {
+    for (auto const& cluster : model.clusters)
+      if (cluster->level == static_cast<unsigned>(level)) out.push_back(cluster->name);
+  }
+  return out;
+}
+
 bool writes(Model const& model, unsigned column) {
   const std::vector<unsigned> own = model.yind();
   return std::find(own.begin(), own.end(), column) != own.end();
@@ -100,6 +110,7 @@ Outcomes::Outcomes(working_data const& working, predictor_models const& predicto
   tie_labels(list, data, prior);
   bind_definitions(list);
   check_rows(list, data);
+  check_propriety(list, data);
   residual_correlations_ = residual_correlations(list, models, working_);
 }
 
@@ -146,7 +157,8 @@ void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
     }
     const estimator::cluster structure = working_.clusters(outcome_level(model, working_));
     moments.push_back(observed_moments(model, data, structure));
-    starts.push_back(generateStarts(model, data, structure, rng_->start_scale, rng_->start_shift));
+    starts.push_back(generateStarts(model, data, structure, rng_->start_scale, rng_->start_shift,
+                                    models[starts.size()]->covariate_squares(data)));
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i]) || is_phantom(list[i])) continue;
@@ -173,6 +185,11 @@ void Outcomes::check_rows(ModelList const& list, arma::Mat<double> const& data) 
     throw error_debug("Model '" + model.command() + "' has " + std::to_string(names) + " names for " +
                       std::to_string(values) + " values.");
   }
+}
+
+void Outcomes::check_propriety(ModelList const& list, arma::Mat<double> const& data) const {
+  for (std::size_t i = 0; i < list.size(); ++i)
+    models[i]->check_propriety(data, {list[i].name(), level_names(list[i])});
 }
 
 void Outcomes::draw(arma::Mat<double>& data) {

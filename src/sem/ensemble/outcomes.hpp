@@ -112,6 +112,7 @@ class Outcomes : public virtual Estimator {
   void tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior);
   void bind_definitions(ModelList const& list);
   void check_rows(ModelList const& list, arma::Mat<double> const& data) const;
+  void check_propriety(ModelList const& list, arma::Mat<double> const& data) const;
   void fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& data, arma::uword slice,
                      estimator::Outcome const& model) const;
 

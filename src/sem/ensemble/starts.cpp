@@ -21,11 +21,22 @@ double variance_start(model::parameter const& parameter, double otherwise, doubl
   return parameter.is_fixed() ? parameter.value() : scale * start_or(parameter, otherwise);
 }
 
-void append_covariances(std::vector<double>& out, Model const& model, double variance, double scale) {
+/// Of the covariate of effect j at level c, as the model counts levels; 1 where nothing is known of it.
+double mean_square(std::vector<arma::Col<double>> const& squares, std::int32_t levels, std::int32_t c,
+                   std::size_t j) {
+  const auto L = static_cast<std::size_t>(levels - 1 - c);
+  if (L >= squares.size() || j >= squares[L].n_elem) return 1.0;
+  const double square = squares[L][j];
+  return square > 0 && std::isfinite(square) ? square : 1.0;
+}
+
+void append_covariances(std::vector<double>& out, Model const& model, double variance,
+                        std::vector<arma::Col<double>> const& squares, double scale) {
   for (std::int32_t c = 0; c < model.levels; ++c) {
     const std::vector<model::parameter> effects = model.randomParameters(static_cast<unsigned>(c));
     for (std::size_t j = 0; j < effects.size(); ++j) {
-      out.push_back(variance_start(effects[j], 0.5 * variance, scale));
+      const double otherwise = 0.5 * variance / mean_square(squares, model.levels, c, j);
+      out.push_back(variance_start(effects[j], otherwise, scale));
       out.insert(out.end(), effects.size() - j - 1, 0.0);
     }
   }
@@ -94,6 +105,8 @@ outcome_moments observed_moments(Model const& model, unsigned column, arma::Mat<
   const arma::Col<double> g = transformed(model, y);
   outcome_moments moments{arma::mean(g), n_observed > 1 ? arma::var(g) : 1.0};
   if (!(moments.variance > 0)) moments.variance = 1.0;
+  if (n_observed > 1 && y.max() == y.min())
+    throw error("ERROR: Variable '" + model.name() + "' does not vary.\n       Remove it and rerun.");
   moments.central = y[arma::index_min(arma::abs(g - moments.mean))];
   return moments;
 }
@@ -109,10 +122,10 @@ std::vector<outcome_moments> observed_moments(Model const& model, arma::Mat<doub
 
 arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
                                  estimator::cluster const& structure, double const& start_scale,
-                                 double const& start_shift) {
+                                 double const& start_shift, std::vector<arma::Col<double>> const& squares) {
   const outcome_moments moments = observed_moments(model, data, structure).front();
   std::vector<double> out;
-  append_covariances(out, model, moments.variance, start_scale);
+  append_covariances(out, model, moments.variance, squares, start_scale);
   out.push_back(variance_start(model.variance, moments.variance, start_scale));
   append_coefficients(out, model, moments, start_shift);
   return out;

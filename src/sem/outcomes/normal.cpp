@@ -132,6 +132,7 @@ void Normal::addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> con
 }
 
 void Normal::tune() {
+  Regression::tune();
   if (missing && imputed_.has_list() && solver_ == nullptr) imp_tune.tune();
 }
 

@@ -81,8 +81,8 @@ Regression::Regression(Estimator const* estimator_, data::type const& type_, equ
     arma::uword const q = n_random(L);
     Sigma.emplace_back(q, q, arma::fill::eye);
     iSigma.emplace_back(q, q, arma::fill::eye);
-    u.emplace_back(cluster.n_clusters(static_cast<int>(L)), q);
-    rng->fill_randn(u.back().memptr(), u.back().n_elem);
+    // Zero, in whatever units: a start of one unit could outweigh the data by far.
+    u.emplace_back(cluster.n_clusters(static_cast<int>(L)), q, arma::fill::zeros);
     re_tune.emplace_back(1.5, estimator::tune_obj::kind_type::random_effect);
   }
   make_parts(setup);
@@ -241,6 +241,29 @@ arma::uword Regression::n_estimated() const {
   arma::uword count = free.n_elem;
   for (unsigned L = 0; L < n_levels; ++L) count += n_random(L) * (n_random(L) + 1) / 2;
   return count;
+}
+
+std::vector<arma::Col<double>> Regression::covariate_squares(arma::Mat<double> const& data) const {
+  std::vector<arma::Col<double>> out;
+  arma::Col<double> scratch;
+  for (scan::columns const& Z : scan_->terms().terms.z) {
+    out.emplace_back(Z.size());
+    for (arma::uword j = 0; j < Z.size(); ++j) {
+      double const* z = Z.at(j, data, unit_rows(), scratch);
+      double sum = 0.0, n = 0.0;
+      for (arma::uword i = 0; i < n_units; ++i) {
+        if (std::isnan(z[i])) continue;
+        sum += z[i] * z[i];
+        n += 1.0;
+      }
+      out.back()(j) = sum / n;
+    }
+  }
+  return out;
+}
+
+void Regression::tune() {
+  for (estimator::tune_obj& proposal : re_tune) proposal.tune();
 }
 
 estimator::tune_results Regression::tuneResults() const {

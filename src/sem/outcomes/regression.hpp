@@ -30,7 +30,8 @@ namespace tovik::sem {
 /// variables are drawn by a random walk, all terms of a cluster together.
 ///
 /// The sources beside regression.cpp: regression_effects (random effects), regression_likelihood (what the model
-/// says of the data), regression_parameters (parameters seen from outside), regression_phantoms.
+/// says of the data), regression_parameters (parameters seen from outside), regression_phantoms,
+/// regression_propriety.
 class Regression : public virtual estimator::Outcome {
  public:
   /// Throws error_debug for a setup that contradicts itself.
@@ -51,6 +52,10 @@ class Regression : public virtual estimator::Outcome {
   void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) override;
   void addLL(std::unique_ptr<estimator::likelihood> list, likelihood_type const& kind) override;
   void addStarts(arma::Col<double> const& v) override;
+  std::vector<arma::Col<double>> covariate_squares(arma::Mat<double> const& data) const override;
+  void check_propriety(arma::Mat<double> const& data, equation_names const& names) const override;
+  /// Proposals of random effects that other equations read.
+  void tune() override;
   estimator::tune_results tuneResults() const override;
   /// 1 x 1: v / x_i'x_i for the column x_i of the coefficient, v the whole residual variance.
   arma::Mat<double> betaCovB(arma::Mat<double> const& data, unsigned const& index) const override;
@@ -235,6 +240,11 @@ class Regression : public virtual estimator::Outcome {
   void write_effects(arma::Mat<double>& data, unsigned L) const;
   void draw_covariance(arma::Mat<double> const& data, unsigned L);
   arma::Col<double> marginal_with_phantoms(arma::Mat<double> const& data) const;
+  bool is_estimated(arma::uword j) const;
+  /// Estimated coefficients whose predictors do not vary within the clusters of the L-th level above.
+  arma::uword n_between(arma::Mat<double> const& data, unsigned L) const;
+  void check_clusters(arma::Mat<double> const& data, equation_names const& names) const;
+  void check_units(equation_names const& names) const;
   std::vector<arma::Mat<double>> effect_designs(arma::Mat<double> const& data) const;
   bool has_phantoms() const;
   std::shared_ptr<estimator::constraint> driven_coefficient(unsigned index);

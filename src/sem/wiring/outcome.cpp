@@ -49,6 +49,10 @@ std::unique_ptr<correlated_side> Outcome::correlated(arma::uword) {
   throw error_debug("The model has no residual that can be correlated.");
 }
 
+std::vector<arma::Col<double>> Outcome::covariate_squares(arma::Mat<double> const&) const {
+  return {};
+}
+
 void Outcome::publish_effects(arma::Mat<double>&) const {
   throw error_debug("The model publishes no random effects.");
 }

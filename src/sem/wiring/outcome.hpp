@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "data/variable.hpp"
@@ -88,6 +89,19 @@ class Outcome {
                        distribution_type const& kind) = 0;
   /// Restores a full state, in the order of params(). Throws error_debug when the length differs.
   virtual void addStarts(arma::Col<double> const& v) = 0;
+
+  /// Per level above, the nearest first: the mean square of each random-effect covariate over the units where it is
+  /// known, NaN where it is known nowhere.
+  virtual std::vector<arma::Col<double>> covariate_squares(arma::Mat<double> const& data) const;
+
+  /// The words of an equation for messages: its outcome, and the identifiers of its levels, the nearest first.
+  struct equation_names {
+    std::string outcome;
+    std::vector<std::string> levels;
+  };
+  /// Throws tovik::error when priors that are no distributions leave no distribution given the data: too few units for
+  /// the coefficients, too few clusters for the random effects. After all constraints are made, missing cells filled.
+  virtual void check_propriety(arma::Mat<double> const&, equation_names const&) const {}
 
   /// Adapts every proposal.
   virtual void tune() = 0;
