@@ -59,7 +59,7 @@ TEST(Propriety, AProperPriorNeedsNoClusters) {
 }
 
 TEST(Propriety, AnEquationWithoutRandomEffectsNeedsUnitsOnly) {
-  EXPECT_EQ(failure(2, "y ~ x w"), "");
+  EXPECT_EQ(failure(2, "y ~ x w | 0"), "");
 }
 
 /// n rows of y, x and z, of which y has `missing` empty cells.
