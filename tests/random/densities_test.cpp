@@ -1,4 +1,5 @@
 #include "random/densities.hpp"
+#include "support/error.hpp"
 
 #include <gtest/gtest.h>
 
