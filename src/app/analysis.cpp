@@ -56,8 +56,9 @@ chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
   for (const chain_info& info : input.chainInfo()) {
     Random rng(input.seed, info.id);
     rng.disperse(info.dispersion);
-    auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved);
-    mcmc->addOutcomes(run.vars, run.models, sem::priors{input.prior_resvar, input.prior_raneff});
+    auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved,
+                                            input.scaled_priors);
+    mcmc->addOutcomes(run.vars, run.models, sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
     if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
     group.push_back(chain<sem::Mcmc>(std::move(mcmc), info));
   }

@@ -185,6 +185,8 @@ class InputFile {
   bool prior_resvar_set = false;
   bool prior_raneff_set = false;
   std::int32_t xprior = -1;
+  /// The first prior of a variance is in units of each variable: its 1 is the observed variance.
+  bool scaled_priors = false;
 
   /// One flag for each column of the data file: 1 if it holds missing cells. Kept current by update().
   std::vector<char> missing_flags;

@@ -60,6 +60,7 @@ option_table make_option_table() {
       {"noclmean", code(&InputFile::clmean_method, 0)},
       {"manifest", code(&InputFile::clmean_method, 1)},
       {"latent", code(&InputFile::clmean_method, 2)},
+      {"scaled_priors", flag(&InputFile::scaled_priors, true)},
       {"psr", flag(&InputFile::psr, true)},
       {"nopsr", flag(&InputFile::psr, false)},
       {"tuneinfo",

@@ -78,6 +78,11 @@ std::string resvar_prior_name(const InputFile& in) {
   return variance_prior_name(in.prior_resvar, "PRIOR");
 }
 
+/// What `scaled_priors` does to the first prior.
+std::string in_units(const InputFile& in, std::int32_t code, const std::string& text) {
+  return in.scaled_priors && code == 1 ? text + ", in units of each variable" : text;
+}
+
 void print_line(const char* label, const std::string& text) {
   std::fprintf(Output::fp, "  %-35s%s\n", label, text.c_str());
 }
@@ -96,12 +101,12 @@ void InputFile::printOptions() const {
   print_line("MCMC algorithm:", sampler_name(*this));
   print_line("Between-cluster imputation model:", between_name(*this));
   if (!latent_models) {
-    print_line("Prior for random effect variances:", raneff_prior_name(*this));
-    print_line("Prior for residual variances:", resvar_prior_name(*this));
+    print_line("Prior for random effect variances:", in_units(*this, prior_raneff, raneff_prior_name(*this)));
+    print_line("Prior for residual variances:", in_units(*this, prior_resvar, resvar_prior_name(*this)));
   }
   if (clmean_method == 2) {
     print_line(latent_models ? "Prior for predictor variances:" : "Prior for variances:",
-               variance_prior_name(xprior, "XPRIOR"));
+               in_units(*this, xprior, variance_prior_name(xprior, "XPRIOR")));
   }
   if (chains > 1) {
     print_line("Chain Starting Values:", randomstarts ? "Random starting values" : "Same starting values");

@@ -53,7 +53,7 @@ std::vector<arma::uword> as_vector(arma::Col<arma::uword> const& columns) {
 
 Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
            Random const& rng, int const& xprior, double const& ICCcutoff,
-           std::shared_ptr<saved_columns const> saved)
+           std::shared_ptr<saved_columns const> saved, bool scaled)
     : rng_(std::make_shared<Random>(rng)),
       working_(data, as_vector(ids)),
       saved_(saved != nullptr ? std::move(saved) : keep_saved_columns(variables, data)),
@@ -62,13 +62,14 @@ Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::C
       icc_cutoff_(ICCcutoff) {
   if (saved_->values.n_rows != data.n_rows) throw error_debug("The saved columns are those of other data.");
   find_patterns(variables, data);
-  predictors_ =
-      std::make_unique<predictor_set>(variables, working_, rng_, predictor_set::options{xprior, ICCcutoff});
+  if (scaled) working_.observed = std::make_shared<arma::Mat<double> const>(working_.data);
+  predictors_ = std::make_unique<predictor_set>(variables, working_, rng_,
+                                                predictor_set::options{xprior, ICCcutoff, scaled});
 }
 
 Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
-           double const& ICCcutoff, std::shared_ptr<saved_columns const> saved)
-    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff, std::move(saved)) {}
+           double const& ICCcutoff, std::shared_ptr<saved_columns const> saved, bool scaled)
+    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff, std::move(saved), scaled) {}
 
 Mcmc::~Mcmc() = default;
 
@@ -96,6 +97,7 @@ void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, p
     link_centered_copies();
     wire_predictors(predictors(), *outcomes_, working_.units(), working_.data);
   }
+  working_.observed.reset();
   list_output(variables, models);
 }
 

@@ -49,14 +49,15 @@ class Mcmc {
   /// their missing cells; `xprior` (1, 2 or 3) is the prior of their variances, `ICCcutoff` the intraclass
   /// correlation below which a variable does not vary at a level. Throws tovik::error for means of clusters
   /// that cannot be had, and when there are too few units for a model.
+  /// `scaled`: see priors::scaled.
   /// `saved`: what keep_saved_columns takes from these variables and data, shared by all chains of a run;
   /// null to have it taken here.
   Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
        Random const& rng, int const& xprior, double const& ICCcutoff,
-       std::shared_ptr<saved_columns const> saved = nullptr);
+       std::shared_ptr<saved_columns const> saved = nullptr, bool scaled = false);
   /// Takes the identifiers from the catalogue.
   Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
-       double const& ICCcutoff, std::shared_ptr<saved_columns const> saved = nullptr);
+       double const& ICCcutoff, std::shared_ptr<saved_columns const> saved = nullptr, bool scaled = false);
   ~Mcmc();
   Mcmc(Mcmc const&) = delete;
   Mcmc& operator=(Mcmc const&) = delete;

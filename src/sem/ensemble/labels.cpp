@@ -35,12 +35,12 @@ constexpr std::array<std::pair<const char*, parameter_type>, 5> variance_names =
     {".totalvar", parameter_type::total_var},
 }};
 
-/// Log density of the default prior of a residual variance, up to a constant.
-constraint::term variance_prior(int code) {
-  return [code](double const& v, arma::Mat<double> const&) {
+/// Log density of the default prior of a residual variance, up to a constant; `unit`: the 1 of the first prior.
+constraint::term variance_prior(int code, double unit) {
+  return [code, unit](double const& v, arma::Mat<double> const&) {
     switch (code) {
       case 1:
-        return v > 0.0 ? dinvgamma(v, 1.0, 0.5, true) : -INFINITY;
+        return v > 0.0 ? dinvgamma(v, 1.0, 0.5 * unit, true) : -INFINITY;
       case 2:
         return 0.0;
       case 3:
@@ -252,7 +252,7 @@ class wiring {
     if (label.prior >= 0) {
       parameter += *model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
     } else if (!label.places.empty() && label.places.front().kind == place::variance) {
-      parameter.likelihoods.push_back(variance_prior(world_.prior.resvar));
+      parameter.likelihoods.push_back(variance_prior(world_.prior.resvar, model(label.places.front().model).residual_unit()));
     }
   }
 

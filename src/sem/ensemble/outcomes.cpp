@@ -103,7 +103,7 @@ Outcomes::Outcomes(working_data const& working, predictor_models const& predicto
   cells_ = list.generate_map();
   build_models(list, predictors, data, prior);
   link_phantoms(list, models, data);
-  set_starts(list, data);
+  set_starts(list, data, prior);
   check_phantoms(list, models);
   link_random_effects(list, models, working_.units(), data);
   wire_likelihood_lists(models, working_.units(), data, centered_copies(predictors));
@@ -146,7 +146,7 @@ void Outcomes::bind_definitions(ModelList const& list) {
 }
 
 /// All starts come from the observed values, so they are computed before any missing cell is filled.
-void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
+void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data, priors const& prior) {
   std::vector<arma::Col<double>> starts;
   std::vector<std::vector<outcome_moments>> moments;
   for (Model const& model : list) {
@@ -172,6 +172,8 @@ void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (is_equation(list[i])) models[i]->addStarts(starts[i]);
+    if (prior.scaled && working_.observed != nullptr && !moments[i].empty())
+      models[i]->scale_priors(moments[i].front().variance, *working_.observed);
   }
 }
 

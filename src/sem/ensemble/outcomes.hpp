@@ -108,7 +108,7 @@ class Outcomes : public virtual Estimator {
 
   void build_models(ModelList const& list, std::vector<std::unique_ptr<Variable>> const& predictors,
                     arma::Mat<double> const& data, priors const& prior);
-  void set_starts(ModelList const& list, arma::Mat<double>& data);
+  void set_starts(ModelList const& list, arma::Mat<double>& data, priors const& prior);
   void tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior);
   void bind_definitions(ModelList const& list);
   void check_rows(ModelList const& list, arma::Mat<double> const& data) const;

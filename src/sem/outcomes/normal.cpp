@@ -43,7 +43,7 @@ void Normal::draw_own(arma::Mat<double> const& data) {
     return;
   }
   double const n = static_cast<double>(n_units);
-  sigma2 = 1.0 / scan::draw_precision(resid_prior, n, equation().sum_of_squares(betas_, u), *rng);
+  sigma2 = 1.0 / scan::draw_precision(resid_prior, n, equation().sum_of_squares(betas_, u), *rng, residual_unit());
 }
 
 // The full conditional without phantoms is the proposal: its density of the variance is that of the values without
@@ -62,7 +62,7 @@ void Normal::draw_variance_with_phantoms(arma::Mat<double> const& data) {
   };
   double const before = excess();
   double const squares = scan::dot(e.n_elem, e.memptr(), e.memptr());
-  sigma2 = 1.0 / scan::draw_precision(resid_prior, static_cast<double>(n_units), squares, *rng);
+  sigma2 = 1.0 / scan::draw_precision(resid_prior, static_cast<double>(n_units), squares, *rng, residual_unit());
   refresh_phantoms(0);
   double const change = excess() - before;
   if (!(std::log(rng->runif()) <= change)) {

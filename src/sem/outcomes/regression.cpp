@@ -83,6 +83,7 @@ Regression::Regression(Estimator const* estimator_, data::type const& type_, equ
     iSigma.emplace_back(q, q, arma::fill::eye);
     // Zero, in whatever units: a start of one unit could outweigh the data by far.
     u.emplace_back(cluster.n_clusters(static_cast<int>(L)), q, arma::fill::zeros);
+    effect_units_.emplace_back(q, arma::fill::ones);
     re_tune.emplace_back(1.5, estimator::tune_obj::kind_type::random_effect);
   }
   make_parts(setup);
@@ -260,6 +261,24 @@ std::vector<arma::Col<double>> Regression::covariate_squares(arma::Mat<double> c
     }
   }
   return out;
+}
+
+// A variance of effects is in units of the outcome over those of the covariate. A covariate that does not vary (the
+// constant of an intercept), or of which nothing is observed, counts as it stands.
+void Regression::scale_priors(double response_variance, arma::Mat<double> const& observed) {
+  if (!has_units()) return;
+  residual_unit_ = response_variance;
+  arma::Col<double> scratch;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    scan::columns const& Z = scan_->terms().terms.z[L];
+    for (arma::uword j = 0; j < Z.size(); ++j) {
+      double const* z = Z.at(j, observed, unit_rows(), scratch);
+      arma::Col<double> known(z, n_units);
+      known = known.elem(arma::find_finite(known)).eval();
+      double const spread = known.n_elem > 1 ? arma::var(known) : 0.0;
+      effect_units_[L](j) = response_variance / (spread > 0.0 ? spread : 1.0);
+    }
+  }
 }
 
 void Regression::tune() {

@@ -54,6 +54,8 @@ class Regression : public virtual estimator::Outcome {
   void addStarts(arma::Col<double> const& v) override;
   std::vector<arma::Col<double>> covariate_squares(arma::Mat<double> const& data) const override;
   void check_propriety(arma::Mat<double> const& data, equation_names const& names) const override;
+  void scale_priors(double response, arma::Mat<double> const& observed) override;
+  double residual_unit() const override { return residual_unit_; }
   /// Proposals of random effects that other equations read.
   void tune() override;
   estimator::tune_results tuneResults() const override;
@@ -192,6 +194,8 @@ class Regression : public virtual estimator::Outcome {
   virtual bool log_likelihood_from_sums(unsigned /*above*/, arma::Col<double>& /*out*/) const {
     return false;
   }
+  /// False for a response whose scale is fixed by the model: its priors keep their unit.
+  virtual bool has_units() const { return true; }
   /// The part of the outcome's variance that no predictor and no random effect explains.
   virtual double share_variance() const = 0;
   /// False for a kind without shares of explained variance.
@@ -268,6 +272,8 @@ class Regression : public virtual estimator::Outcome {
   std::unique_ptr<estimator::covariate_link> centering_;
   std::unique_ptr<scan::equation_scan> scan_;
   std::vector<scan::covariance_step> covariance_;  ///< per level
+  double residual_unit_ = 1.0;                     ///< of the first prior, as are:
+  std::vector<arma::Col<double>> effect_units_;    ///< per level
   std::vector<phantom_part> parts_;                ///< residual, then per level
   std::vector<bool> together_;                     ///< per level
   scan::effects_walk walk_;

@@ -82,9 +82,9 @@ class regression_side : public correlated_side {
     double const df = code == 1 ? q + 1.0 : code == 2 ? -(q + 1.0) : 0.0;
     double out = -(0.5 * df + 1.0) * std::log(variance());
     if (code != 1) return out;
-    if (place_ == 0) return out - 0.5 / model_.residual_variance();
+    if (place_ == 0) return out - 0.5 * model_.residual_unit_ / model_.residual_variance();
     arma::Mat<double> const& P = model_.iSigma[place_ - 1];
-    for (arma::uword j = 0; j < P.n_rows; ++j) out -= 0.5 * P(j, j);
+    for (arma::uword j = 0; j < P.n_rows; ++j) out -= 0.5 * model_.effect_units_[place_ - 1](j) * P(j, j);
     return out;
   }
 
@@ -174,7 +174,7 @@ double Regression::compute_LL_correlation_L(double const&, arma::Mat<double> con
 void Regression::draw_covariance(arma::Mat<double> const& data, unsigned L) {
   phantom_part& part = parts_[L + 1];
   if (part.empty()) {
-    covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L]);
+    covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L], &effect_units_[L]);
     return;
   }
   part.read(u[L], data, phantom_rows(L + 1));
@@ -182,7 +182,7 @@ void Regression::draw_covariance(arma::Mat<double> const& data, unsigned L) {
   means_.iSigma = iSigma[L];
   auto excess = [&] { return part.log_density() - part.products().log_density(Sigma[L]); };
   double const before = excess();
-  covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L]);
+  covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L], &effect_units_[L]);
   part.loadings.refresh(Sigma[L]);
   double const change = excess() - before;
   if (std::log(rng->runif()) <= change) return;

@@ -41,6 +41,7 @@ Component::Component(component_setup const& setup)
       gamma(setup.n_predictors, setup.dim, arma::fill::zeros),
       score(setup.n_units, setup.dim, arma::fill::zeros),
       prior(setup.prior),
+      unit(setup.unit),
       subject_(subject(setup)),
       coefficients_(all_of(setup.n_predictors), {}, scan::coefficient_prior::ridge(setup.gamma_prior)) {
   require_units(setup, setup.n_predictors + 3);
@@ -187,7 +188,7 @@ void Component::draw(level_scores& level, arma::Col<arma::uword> const& x,
       throw error("ERROR: The values of " + subject_ + " do not vary.\n       Remove it and rerun.");
     return;
   }
-  sigma2 = std::max(floor, 1.0 / scan::draw_precision(prior, n, ss, *rng));
+  sigma2 = std::max(floor, 1.0 / scan::draw_precision(prior, n, ss, *rng, unit));
 }
 
 // --- several columns ---------------------------------------------------------------------------------------

@@ -21,6 +21,7 @@ struct component_setup {
   arma::uword n_predictors = 0;  ///< columns of W
   arma::uword dim = 1;           ///< score columns
   int prior = 1;                 ///< 1, 2, 3: kind of the prior of variances
+  double unit = 1.0;             ///< the 1 of the first
   double gamma_prior = flat;     ///< prior variance of each coefficient
   std::string name = {};         ///< of the variable, for messages
   unsigned level = 0;            ///< counted from 1 (the rows) as reports do; 0 where there is one level only
@@ -33,7 +34,7 @@ struct component_setup {
 ///   e = S - S_above[cluster] = W gamma + r,   r ~ N(0, Sigma),
 ///
 /// with gamma flat or N(0, gamma_prior) for each element. Here Sigma = sigma2 of one column, with pseudo
-/// degrees of freedom and sum of squares 2 and 1, -2 and 0, 0 and 0 for prior 1, 2, 3. There is no intercept:
+/// degrees of freedom and sum of squares 2 and `unit`, -2 and 0, 0 and 0 for prior 1, 2, 3. There is no intercept:
 /// deviations have mean 0 and the grand mean is the variable's. A kind of scores that cannot do an operation
 /// throws error_debug.
 class Component {
@@ -43,6 +44,7 @@ class Component {
   double sigma2 = 1.0;      ///< residual variance
   arma::Mat<double> score;  ///< S, the total scores at this level (value or latent mean), units x columns
   int prior;                ///< kind of the variance's prior
+  double unit;              ///< the 1 of the first
   double floor = 0.0;       ///< drawn variances do not fall below it: 1 / sigma2 stays finite under any prior
 
   /// Scores start at 0. Throws tovik::error when there are fewer than n_predictors + 3 units.

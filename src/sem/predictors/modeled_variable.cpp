@@ -21,6 +21,7 @@ modeled_variable::modeled_variable(predictor_setup const& setup, std::vector<arm
   level = setup.level;
   n_levels = setup.working->n_levels();
   prior = setup.xprior;
+  unit_ = setup.unit;
   mode = published_.mode();
   mean_mode = published_.mean_mode();
   if (variable_.type == data::type::nominal) {
@@ -45,6 +46,7 @@ component_setup modeled_variable::setup_of(unsigned q) const {
   out.n_predictors = state_.predictors[q].n_elem;
   out.dim = state_.dim;
   out.prior = prior;
+  out.unit = unit_;
   out.name = variable_.name;
   if (n_levels > 1) out.level = state_.chain.level(q) + 1;
   return out;

@@ -102,6 +102,7 @@ class modeled_variable : public Variable {
   void refresh_sd() const;
   void follow_sd() const;
 
+  double unit_ = 1.0;  ///< see predictor_setup
   data::variable const& variable_;
   bool means_only_;
   arma::Col<arma::uword> columns_;

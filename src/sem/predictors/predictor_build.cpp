@@ -7,6 +7,7 @@
 #include "data/levels.hpp"
 #include "data/variable_list.hpp"
 #include "sem/predictors/predictor_set.hpp"
+#include "sem/predictors/predictor_starts.hpp"
 #include "sem/predictors/unit_chain.hpp"
 #include "sem/predictors/varies.hpp"
 #include "sem/wiring/working_data.hpp"
@@ -184,9 +185,16 @@ std::vector<std::string> names_of_columns(VariableList const& variables, arma::u
   return out;
 }
 
+/// Of the values that are known; 1 where they do not vary.
+double observed_variance(arma::Col<double> const& values) {
+  const arma::Col<double> known = values.elem(arma::find_finite(values));
+  const double variance = known.n_elem > 1 ? arma::var(known) : 0.0;
+  return variance > 0.0 ? variance : 1.0;
+}
+
 std::unique_ptr<Variable> make_model(member const& m, std::vector<member> const& all, working_data& working,
-                                     std::shared_ptr<Random> const& rng, int xprior,
-                                     predictor_set::maker const& make) {
+                                     std::shared_ptr<Random> const& rng,
+                                     predictor_set::options const& settings, predictor_set::maker const& make) {
   predictor_setup setup;
   setup.rng = rng;
   setup.working = &working;
@@ -194,7 +202,9 @@ std::unique_ptr<Variable> make_model(member const& m, std::vector<member> const&
   setup.level = m.level;
   setup.deviates = m.deviates;
   setup.means_only = m.means_only;
-  setup.xprior = xprior;
+  setup.xprior = settings.xprior;
+  if (settings.scaled && m.variable->dummies.empty() && m.variable->type != data::type::ordinal)
+    setup.unit = observed_variance(unit_values(working, working.data, m.variable->column, m.level));
   setup.centred_columns = as_columns(m.variable->centered_columns);
   std::vector<arma::Col<arma::uword>> W(m.chain->n_above() + 1);
   if (!m.means_only) {
@@ -221,7 +231,7 @@ predictor_set::predictor_set(VariableList const& variables, working_data& workin
   for (member const& m : all) {
     if (any_predicted) add_excluded(m, working.n_levels(), excluded_);
     if (m.modelled) {
-      variables_.push_back(make_model(m, all, working, rng, settings.xprior, make));
+      variables_.push_back(make_model(m, all, working, rng, settings, make));
       continue;
     }
     for (std::size_t k = 0; k < m.manifest.size(); ++k)

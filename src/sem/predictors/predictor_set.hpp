@@ -31,6 +31,7 @@ class predictor_set {
   struct options {
     int xprior = 1;           ///< the prior of variances: 1, 2 or 3
     double icc_cutoff = 0.0;  ///< the intraclass correlation below which a variable does not vary at a level
+    bool scaled = false;      ///< the 1 of the first prior is the observed variance of each variable
   };
 
   /// Builds a model from a setup, the columns that predict at each place of its chain, and the data, whose

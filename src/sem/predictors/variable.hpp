@@ -44,6 +44,7 @@ struct predictor_setup {
   std::vector<bool> deviates;  ///< per distance above the own level: varies there; entry 0 is true
   bool means_only = false;     ///< an outcome with an equation of its own, modelled for its means only
   int xprior = 1;              ///< 1, 2 or 3: the prior of variances
+  double unit = 1.0;           ///< the 1 of the first
   /// Of a means-only model: the columns that take the centred values (one, or one per dummy code), if some
   /// model reads them. The outcome's own columns stay as they are.
   arma::Col<arma::uword> centred_columns = {};

@@ -24,12 +24,13 @@ int degrees_of_freedom(int prior, int n, int q) {
 }  // namespace
 
 void covariance_step::draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
-                           arma::Mat<double>& Sigma) {
+                           arma::Mat<double>& Sigma, arma::Col<double> const* units) {
   arma::uword const q = u.n_cols, n = u.n_rows;
   if (q == 0) return;
   if (q == 1) {
+    double const unit = units == nullptr ? 1.0 : (*units)(0);
     double const precision =
-        draw_precision(prior, static_cast<double>(n), dot(n, u.memptr(), u.memptr()), rng);
+        draw_precision(prior, static_cast<double>(n), dot(n, u.memptr(), u.memptr()), rng, unit);
     iSigma(0, 0) = precision;
     Sigma(0, 0) = 1.0 / precision;
     return;
@@ -39,7 +40,8 @@ void covariance_step::draw(int prior, arma::Mat<double> const& u, Random& rng, a
   work_.set_size(q * (q + 1));
   for (arma::uword j = 0; j < q; ++j) {
     for (arma::uword i = 0; i <= j; ++i) {
-      double const value = dot(n, u.colptr(i), u.colptr(j)) + (prior == 1 && i == j ? 1.0 : 0.0);
+      double const pseudo = prior == 1 && i == j ? (units == nullptr ? 1.0 : (*units)(j)) : 0.0;
+      double const value = dot(n, u.colptr(i), u.colptr(j)) + pseudo;
       S_(i, j) = value;
       S_(j, i) = value;
     }

@@ -14,7 +14,7 @@ class covariance_step {
   /// `u`: clusters x q. Writes Sigma and iSigma (q x q) in place. Throws numeric_error when there are
   /// too few clusters for the degrees of freedom or u'u is singular.
   void draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
-            arma::Mat<double>& Sigma);
+            arma::Mat<double>& Sigma, arma::Col<double> const* units = nullptr);
 
  private:
   arma::Mat<double> S_, S_inverse_;

@@ -4,10 +4,10 @@
 
 namespace tovik::sem::scan {
 
-double draw_precision(int prior, double n, double ss, Random& rng) {
+double draw_precision(int prior, double n, double ss, Random& rng, double unit) {
   switch (prior) {
     case 1:
-      return rng.rgamma((n + 2.0) / 2.0, 2.0 / (ss + 1.0));
+      return rng.rgamma((n + 2.0) / 2.0, 2.0 / (ss + unit));
     case 2:
       return rng.rgamma((n - 2.0) / 2.0, 2.0 / ss);
     case 3:

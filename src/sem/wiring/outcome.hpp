@@ -103,6 +103,13 @@ class Outcome {
   /// the coefficients, too few clusters for the random effects. After all constraints are made, missing cells filled.
   virtual void check_propriety(arma::Mat<double> const&, equation_names const&) const {}
 
+  /// Puts the priors of variances on the scale of the data (see priors::scaled): `response` is the observed variance
+  /// of the outcome on the scale of the equation, `observed` the working matrix with missing cells NaN. Before the first
+  /// draw.
+  virtual void scale_priors(double /*response*/, arma::Mat<double> const& /*observed*/) {}
+  /// The 1 of the residual variance's first prior.
+  virtual double residual_unit() const { return 1.0; }
+
   /// Adapts every proposal.
   virtual void tune() = 0;
   virtual tune_results tuneResults() const = 0;

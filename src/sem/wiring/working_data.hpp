@@ -1,6 +1,7 @@
 #pragma once
 
 #include <armadillo>
+#include <memory>
 #include <vector>
 
 #include "sem/wiring/cluster.hpp"
@@ -29,6 +30,9 @@ class working_data {
   working_data& operator=(working_data const&) = delete;
 
   arma::Mat<double> data;  ///< the working matrix; only its cells change, never its size
+
+  /// The matrix before any missing cell was filled, for what must not depend on the chain; null where nothing asks.
+  std::shared_ptr<arma::Mat<double> const> observed;
 
   /// 1 for data without clusters, 2 or 3.
   unsigned n_levels() const { return static_cast<unsigned>(units_.size()); }
