@@ -1,6 +1,7 @@
-# The front door: make demo, make test, make calibrate, make bench, make format, make check-layers.
-.PHONY: demo test calibrate bench format check-layers deps release
+# The front door. The inner loop of a developer is make check; a newcomer and CI run make test.
+.PHONY: demo check test sanitize calibrate bench tidy format check-layers deps release
 
+JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 10
 # Replications of make calibrate.
 RANKS ?= 1000
@@ -9,6 +10,7 @@ COVERAGE ?= 200
 deps:
 	@scripts/install-deps
 
+# Sources in batches: the whole program in the shortest time.
 release: deps
 	cmake --preset release
 	cmake --build build/release
@@ -20,10 +22,20 @@ demo: deps
 	@echo "Twenty imputed data sets stand in examples/schools/imputed1.csv to imputed20.csv,"
 	@echo "and once more in imputed.csv, all under each other behind the incomplete data."
 
-test: release check-layers
-	scripts/run-sanitizers
-	scripts/run-fuzzers $(FUZZ_SECONDS)
-	ctest --test-dir build/release --output-on-failure -j 2
+# Sources one by one: after a change only what it touches is compiled. Unit, language and golden tests.
+check:
+	@[ -f build/check/build.ninja ] || cmake --preset check
+	cmake --build build/check --target check_programs
+	ctest --test-dir build/check --output-on-failure -j $(JOBS) -L '^(unit|language|golden)$$'
+
+# Everything in the release build, statistical tests included.
+test: check-layers release
+	ctest --test-dir build/release --output-on-failure -j $(JOBS)
+
+# The fuzz drivers, the thread sanitizer, and the address and undefined-behaviour sanitizers.
+sanitize: deps
+	scripts/run-fuzzers $(FUZZ_SECONDS) $(JOBS)
+	scripts/run-sanitizers $(JOBS)
 
 # Rank histograms and coverage tables from many simulated data sets.
 calibrate: deps
@@ -31,8 +43,15 @@ calibrate: deps
 	cmake --build build/release --target calibrate
 	build/release/bin/calibrate $(RANKS) $(COVERAGE) docs/validation.md
 
-bench: release
+bench: deps
+	cmake --preset release
+	cmake --build build/release --target benchmarks
 	scripts/run-bench
+
+# clang-tidy over what differs from BASE, committed or not: make tidy BASE=origin/main.
+BASE ?= HEAD
+tidy:
+	@scripts/run-tidy $(BASE)
 
 format:
 	find src tests bench fuzz -name '*.hpp' -o -name '*.cpp' | xargs clang-format -i

@@ -4,8 +4,10 @@ find_package(Armadillo REQUIRED)
 # The OpenMP build of OpenBLAS, which holds LAPACK too. With one thread set it starts none and may be called from all
 # chains at once. The build on POSIX threads starts an idle pool as it is loaded; the serial build shares its
 # buffers between callers without a lock, so that chains would spoil each other's products.
-find_library(CHAIN_OPENBLAS openblas PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp NO_DEFAULT_PATH REQUIRED)
-set(linear_algebra ${CHAIN_OPENBLAS} gomp)
+# Where it stands elsewhere than in Debian: cmake -DTOVIK_OPENBLAS=<path of libopenblas>.
+find_library(TOVIK_OPENBLAS openblas PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE}/openblas-openmp
+             DOC "The OpenMP build of OpenBLAS, with LAPACK" NO_DEFAULT_PATH REQUIRED)
+set(linear_algebra ${TOVIK_OPENBLAS} gomp)
 find_package(Boost 1.74 REQUIRED)
 find_package(Threads REQUIRED)
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
@@ -20,8 +22,8 @@ endif()
 
 add_library(tovik_flags INTERFACE)
 # -ffp-contract=off: fused multiply-add would round differently from machine to machine, and draws with it.
-target_compile_options(tovik_flags INTERFACE -Wall -Wextra -Wformat=2 -Wno-format-nonliteral -Werror
-                                             -ffp-contract=off)
+target_compile_options(tovik_flags INTERFACE -Wall -Wextra -Wformat=2 -Wno-format-nonliteral
+                                             $<$<BOOL:${TOVIK_WERROR}>:-Werror> -ffp-contract=off)
 # ARMA_DONT_USE_OPENMP: chains are the only parallelism. ARMA_WARN_LEVEL 0: the program owns its words.
 # ARMA_DONT_USE_WRAPPER: link BLAS and LAPACK directly, without the run-time wrapper.
 target_compile_definitions(tovik_flags INTERFACE ARMA_DONT_USE_OPENMP ARMA_WARN_LEVEL=0 ARMA_DONT_USE_WRAPPER)
@@ -34,34 +36,24 @@ if(TOVIK_SANITIZE)
 endif()
 
 # The Armadillo header takes seconds to read; it is compiled once and shared.
+set(common_headers <armadillo> <string> <vector> <functional> <memory> <unordered_map>)
 file(WRITE ${CMAKE_BINARY_DIR}/pch.cpp "")
 add_library(tovik_pch STATIC ${CMAKE_BINARY_DIR}/pch.cpp)
 target_link_libraries(tovik_pch PRIVATE tovik_flags)
-target_precompile_headers(tovik_pch PRIVATE <armadillo> <string> <vector> <functional> <memory> <unordered_map>)
+target_precompile_headers(tovik_pch PRIVATE ${common_headers})
 
-# tovik_library(name [FILES ...] [EXCLUDE ...] DEPENDS ...): the sources below src/<name>, or just FILES.
+# Where CMAKE_UNITY_BUILD is on, sources are compiled in batches of so many: large enough to read and instantiate
+# the headers seldom, small enough to keep two cores busy to the end.
+if(NOT CMAKE_UNITY_BUILD_BATCH_SIZE)
+  set(CMAKE_UNITY_BUILD_BATCH_SIZE 12)
+endif()
+
+# tovik_library(name [EXCLUDE ...] DEPENDS ...): the sources below src/<name>.
 function(tovik_library name)
-  cmake_parse_arguments(ARG "" "" "FILES;EXCLUDE;DEPENDS" ${ARGN})
-  if(ARG_FILES)
-    set(sources ${ARG_FILES})
-  else()
-    file(GLOB_RECURSE sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} src/${name}/*.cpp)
-    if(ARG_EXCLUDE)
-      list(REMOVE_ITEM sources ${ARG_EXCLUDE})
-    endif()
-  endif()
-  set(present "")
-  foreach(source IN LISTS sources)
-    if(EXISTS ${CMAKE_SOURCE_DIR}/${source})
-      list(APPEND present ${source})
-    endif()
-  endforeach()
-  if(present)
-    add_library(tovik_${name} STATIC ${present})
-    target_link_libraries(tovik_${name} PUBLIC tovik_flags ${ARG_DEPENDS})
-    target_precompile_headers(tovik_${name} REUSE_FROM tovik_pch)
-  else()
-    add_library(tovik_${name} INTERFACE)
-    target_link_libraries(tovik_${name} INTERFACE tovik_flags ${ARG_DEPENDS})
-  endif()
+  cmake_parse_arguments(ARG "" "" "EXCLUDE;DEPENDS" ${ARGN})
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS RELATIVE ${CMAKE_SOURCE_DIR} src/${name}/*.cpp)
+  list(REMOVE_ITEM sources ${ARG_EXCLUDE})
+  add_library(tovik_${name} STATIC ${sources})
+  target_link_libraries(tovik_${name} PUBLIC tovik_flags ${ARG_DEPENDS})
+  target_precompile_headers(tovik_${name} REUSE_FROM tovik_pch)
 endfunction()

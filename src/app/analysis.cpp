@@ -7,6 +7,7 @@
 
 #include "input/input_file.hpp"
 #include "random/random.hpp"
+#include "sem/chain/saved_columns.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
 
@@ -38,10 +39,11 @@ analysis prepare(InputFile& input) {
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
   input.refuse_unavailable();
   chain_group<sem::Mcmc> group(input.processors);
+  const auto saved = sem::keep_saved_columns(run.vars, run.data);
   for (const chain_info& info : input.chainInfo()) {
     Random rng(input.seed, info.id);
     rng.disperse(info.dispersion);
-    auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff);
+    auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved);
     mcmc->addOutcomes(run.vars, run.models, sem::priors{input.prior_resvar, input.prior_raneff});
     if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
     group.push_back(chain<sem::Mcmc>(std::move(mcmc), info));

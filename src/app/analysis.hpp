@@ -12,6 +12,8 @@ namespace tovik {
 
 class InputFile;
 
+static_assert(reporting_sampler<sem::Mcmc>);
+
 /// Everything between a command file and its chains. Read-only while chains run.
 struct analysis {
   arma::Mat<double> data;  ///< rows are observations in file order, missing cells NaN

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <armadillo>
+#include <concepts>
 #include <exception>
 #include <memory>
 #include <thread>
@@ -18,19 +19,31 @@
 
 namespace tovik {
 
+/// What a chain asks of its estimator, which owns its random numbers.
+template <class T>
+concept sampler = requires(T& estimator, T const& state, bool flag) {
+  // One scan, and the report column of the state that it leaves.
+  estimator.oneRep();
+  { state.getParams() } -> std::convertible_to<arma::Col<double>>;
+  // Adapts the proposals; throws sem::error_tuning when they failed.
+  estimator.tune();
+  estimator.tune_check();
+  // Units x 2 x (models + 1), or empty.
+  { state.getLikelihoods() } -> std::convertible_to<arma::Cube<double>>;
+  // Correlations among residuals.
+  { state.getNumberCorrelations() } -> std::convertible_to<arma::uword>;
+  { state.getCorrelations() } -> std::convertible_to<arma::Col<double>>;
+  // Conditional effects.
+  estimator.computeSimpleSlopes();
+  { state.getSimpleSlopes() } -> std::convertible_to<arma::Col<double>>;
+  // The completed data, rows in file order, with latent values, residuals and predicted values on demand.
+  { state.getData(flag, flag, flag) } -> std::convertible_to<arma::Mat<double>>;
+};
+
 /// One independent Markov chain: an estimator, its share of the run and the draws that it leaves.
 ///
-/// The estimator T owns its random numbers and offers:
-///   oneRep()                           one scan
-///   getParams()                        the report column of the current state
-///   tune(), tune_check()               adapt the proposals; throw sem::error_tuning when they failed
-///   getLikelihoods()                   units x 2 x (models + 1), or empty
-///   getCorrelations(), getNumberCorrelations()   correlations among residuals
-///   computeSimpleSlopes(), getSimpleSlopes()     conditional effects
-///   getData(latent, residual, predicted)         the completed data, rows in file order
-///
 /// A chain is built on the main thread, runs once on a thread of its own and is only read after that.
-template <class T>
+template <sampler T>
 class chain {
  public:
   chain(std::shared_ptr<T> estimator, chain_info info)

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <armadillo>
+#include <concepts>
 #include <cstdio>
 #include <exception>
 #include <thread>
@@ -21,9 +22,35 @@
 
 namespace tovik {
 
+/// What a group of chains asks of their estimator: a chain's contract, and the acceptance rates of its
+/// proposals.
+template <class T>
+concept grouped_sampler = sampler<T> &&
+    requires(T const& state, std::FILE* stream, const VariableList& vars, const ModelList& models, bool all) {
+  // Whether a proposal was ever made, and whether the rate of one is out of bounds.
+  { state.hasTuningInfo() } -> std::convertible_to<bool>;
+  { state.tune_warning() } -> std::convertible_to<bool>;
+  state.printTuningInfo(stream, vars, models, all);
+};
+
+/// The tables of the report, which the estimator prints from the pooled draws.
+template <class T>
+concept reporting_sampler = grouped_sampler<T> &&
+    requires(T const& state, std::FILE* stream, const VariableList& vars, const ModelList& models,
+             const Summary& draws) {
+  state.printInfo(stream, vars, models);
+  state.printParameterLabels(stream, vars, models, draws);
+  state.printParameterLabelsFile(stream, vars, models);
+  // Of a report column, the last rows are those of the models of predictors.
+  { state.getCovariateModelNumParams() } -> std::convertible_to<arma::uword>;
+  { state.printOutcomes(stream, vars, models, draws, draws) } -> std::convertible_to<bool>;
+  state.printCovariates(stream, vars, draws);
+  state.printCorrelations(stream, models, draws);
+};
+
 /// The chains of a run: runs them in batches of threads and pools what they leave. Filled once, run once; the
 /// getters may be called any number of times after that, and refer to the chains' draws without copying them.
-template <class T>
+template <grouped_sampler T>
 class chain_group {
  public:
   explicit chain_group(std::size_t processors) : processors_(processors) {}
@@ -67,12 +94,12 @@ class chain_group {
     return pooled;
   }
 
-  void printInfo(const VariableList& vars, const ModelList& models) const {
+  void printInfo(const VariableList& vars, const ModelList& models) const requires reporting_sampler<T> {
     front().estimator().printInfo(Output::fp, vars, models);
     std::fflush(Output::fp);
   }
 
-  void printLabels(const VariableList& vars, const ModelList& models) const {
+  void printLabels(const VariableList& vars, const ModelList& models) const requires reporting_sampler<T> {
     require_chains();
     std::fputs("\nPARAMETER LABELS:\n\n", Output::fp);
     front().estimator().printParameterLabels(Output::fp, vars, models, burn());
@@ -116,7 +143,7 @@ class chain_group {
 
   /// The results: fit, correlations among residuals, estimates of the outcome models and of the predictor
   /// models, each where there is something to print.
-  void print(const VariableList& vars, const ModelList& models) const {
+  void print(const VariableList& vars, const ModelList& models) const requires reporting_sampler<T> {
     std::FILE* fp = Output::fp;
     const Summary draws = iterations();
     const T& estimator = front().estimator();
@@ -138,7 +165,8 @@ class chain_group {
   }
 
   /// The names of all parameters. A path that cannot be opened loses the file.
-  void saveLabelFile(const std::string& path, const VariableList& vars, const ModelList& models) const {
+  void saveLabelFile(const std::string& path, const VariableList& vars,
+                     const ModelList& models) const requires reporting_sampler<T> {
     std::FILE* file = std::fopen(path.c_str(), "w+");
     if (file == nullptr) return;
     front().estimator().printParameterLabelsFile(file, vars, models);
@@ -146,7 +174,8 @@ class chain_group {
   }
 
   /// The draws of burn-in by parameter, and the names of all parameters.
-  void saveTraces(const std::string& folder, const VariableList& vars, const ModelList& models) const {
+  void saveTraces(const std::string& folder, const VariableList& vars,
+                  const ModelList& models) const requires reporting_sampler<T> {
     const Summary draws = burn();
     arma::uword rows = 0;
     for (const chain<T>& one : chains_) {
@@ -213,7 +242,7 @@ class chain_group {
   }
 
   void print_outcomes(std::FILE* fp, const VariableList& vars, const ModelList& models,
-                      const Summary& draws) const {
+                      const Summary& draws) const requires reporting_sampler<T> {
     print_fit(fp);
     if (chain_info::compute_corrs) {
       std::fputs("\nCORRELATIONS AMONG RESIDUALS:\n\n", fp);

@@ -5,7 +5,8 @@ namespace tovik::changelog {
 const char* const log =
     "Tovik release notes\n"
     "\n"
-    "3.2.17\n"
+    TOVIK_VERSION
+    "\n"
     "  - Regression of complete and incomplete continuous outcomes on complete predictors\n"
     "    in single-level, two-level and three-level data, with random effects.\n"
     "  - Several chains on threads, with split-chain potential scale reduction,\n"

@@ -33,7 +33,7 @@ std::string tuning_words(const char* what) {
          what + "\n";
 }
 
-/// The linear algebra library throws std::runtime_error when a factorisation fails.
+/// numeric_error, or what the linear algebra library throws when a factorisation of its own fails.
 const char* const matrix_words =
     "ERROR: A matrix is numerically not positive definite.\n"
     "       Either:\n"

@@ -30,7 +30,7 @@ int main(int argc, char** argv) {
   keep_large_blocks();
   tovik::use_one_blas_thread();
   tovik::Application application(argc, argv);
-  application.version = "3.2.17";
+  application.version = TOVIK_VERSION;
 
   std::string path;
   if (argc < 2) {

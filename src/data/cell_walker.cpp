@@ -10,13 +10,13 @@ namespace tovik {
 
 namespace {
 
-bool space(char c) {
+bool is_blank(char c) {
   return c == ' ' || (c >= '\t' && c <= '\r');
 }
 
 std::string_view trimmed(const char* first, const char* last) {
-  while (first != last && space(*first)) ++first;
-  while (first != last && space(last[-1])) --last;
+  while (first != last && is_blank(*first)) ++first;
+  while (first != last && is_blank(last[-1])) --last;
   return {first, static_cast<std::size_t>(last - first)};
 }
 
@@ -86,7 +86,7 @@ line_result cell_walker::read(std::string_view line, double* out, std::size_t co
     if (column == columns) return {kind::wrong_count, 0, {}};
     // White space before a cell: after a comma it belongs to nothing, between blank-separated cells it is the
     // rest of the run.
-    while (p != end && space(*p) && (separator_.blank || *p != separator_.mark)) ++p;
+    while (p != end && is_blank(*p) && (separator_.blank || *p != separator_.mark)) ++p;
     const char* const cell = p;
     if (numeric_code_ || !short_decimal(p, end, out[column]) || (p != end && !separator_.at(*p))) {
       p = cell;

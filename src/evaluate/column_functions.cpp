@@ -14,7 +14,7 @@ namespace {
 
 using column = arma::Col<double>;
 
-constexpr double missing = std::numeric_limits<double>::quiet_NaN();
+constexpr double no_value = std::numeric_limits<double>::quiet_NaN();
 
 void require_same_length(const column& a, arma::uword rows) {
   if (a.n_elem != rows) throw error_debug("Elements do not match.");
@@ -99,7 +99,7 @@ column spread(const column& x, const Clusters& clusters, const Value& value) {
   column out(x.n_elem);
   for (arma::uword i = 0; i < x.n_elem; ++i) {
     const std::uint32_t j = clusters.of(i);
-    out[i] = j == grouping::none ? missing : value(x[i], j);
+    out[i] = j == grouping::none ? no_value : value(x[i], j);
   }
   return out;
 }
@@ -131,7 +131,7 @@ column scaled(const column& x, const Clusters& clusters) {
 /// The known element that comes first by `before`, in every row.
 template <class Before>
 column extreme(const column& x, const Before& before) {
-  double best = missing;
+  double best = no_value;
   for (const double value : x) {
     if (std::isnan(best) || before(value, best)) best = value;
   }
@@ -160,7 +160,7 @@ column lag(const column& x, const column& time, const Clusters& clusters) {
   require_same_length(time, clusters.rows());
   const std::vector<arma::uword> order = time_order(time, clusters);
   column out(x.n_elem);
-  out.fill(missing);
+  out.fill(no_value);
   for (std::size_t at = 1; at < order.size(); ++at) {
     const arma::uword before = order[at - 1], row = order[at];
     if (clusters.of(before) != clusters.of(row)) continue;

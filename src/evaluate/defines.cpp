@@ -13,9 +13,9 @@ namespace tovik::evaluate {
 namespace {
 
 constexpr int undefined = 0;
-constexpr int data_column = 2;
+constexpr int column_kind = 2;
 constexpr int parameter = 3;
-constexpr int definition = 4;
+constexpr int definition_kind = 4;
 
 /// The names in an expression, each once.
 std::vector<std::string> names_of(const std::string& expression) {
@@ -66,7 +66,7 @@ bool defines::define(const std::string& name, const std::string& expression) {
   if (known && known->kind != undefined) return false;
   std::unique_ptr<node>(opt_ast(expression, *this)).reset();
   def& found = entry(name);
-  found.kind = definition;
+  found.kind = definition_kind;
   found.text = expression;
   announce(name, expression);
   return true;
@@ -83,13 +83,13 @@ bool defines::define_var(const std::string& name, const unsigned& k) {
 void defines::define_data(const std::string& name, const unsigned& k) {
   def& found = entry(name);
   if (found.kind > 1) return;
-  found.kind = data_column;
+  found.kind = column_kind;
   found.text = reference(CMD::DATA, k);
 }
 
 void defines::move_data(const std::string& name, const unsigned& k) {
   const auto found = map_.find(to_lower(name));
-  if (found != map_.end() && found->second.kind == data_column) found->second.text = reference(CMD::DATA, k);
+  if (found != map_.end() && found->second.kind == column_kind) found->second.text = reference(CMD::DATA, k);
 }
 
 const defines::def* defines::find(const std::string& name) const {
@@ -99,7 +99,7 @@ const defines::def* defines::find(const std::string& name) const {
 
 bool defines::is_def(const std::string& name) const {
   const def* found = find(name);
-  return found && found->kind != data_column;
+  return found && found->kind != column_kind;
 }
 
 template <class Test>
@@ -114,7 +114,7 @@ void defines::collect(const std::string& expression, const Test& wanted, int& bu
     if (!found) continue;
     if (wanted(found->kind)) {
       out.push_back(token);
-    } else if (found->kind == definition) {
+    } else if (found->kind == definition_kind) {
       found->owner->collect(found->text, wanted, budget, out);
     }
   }

@@ -33,7 +33,7 @@ const double* data_column(const node& reference, const matrix& data) {
 }
 
 /// An operand as a column. A data column is a view of `data`, not a copy; callers read it only.
-const column operand(const node& n, const matrix& data) {
+const column operand_column(const node& n, const matrix& data) {
   if (n.op == operations::data) {
     return column(const_cast<double*>(data_column(n, data)), data.n_rows, false, true);
   }
@@ -45,12 +45,12 @@ const column operand(const node& n, const matrix& data) {
 template <class Use>
 column with_operands(const node& a, const node& b, const matrix& data, const Use& use) {
   if (a.is_vector) {
-    const column first = operand(a, data);
-    if (b.is_vector) return use(first, operand(b, data));
+    const column first = operand_column(a, data);
+    if (b.is_vector) return use(first, operand_column(b, data));
     return use(first, b.eval());
   }
   const double first = a.eval();
-  if (b.is_vector) return use(first, operand(b, data));
+  if (b.is_vector) return use(first, operand_column(b, data));
   return use(first, b.eval());
 }
 
@@ -110,7 +110,7 @@ column eval_missing(const node& function, const matrix& data) {
   const node* list = function.left;
   if (!isLogic(list->left->op)) throw error_missing();
   const column logical = list->left->eval(data);
-  return ifelse(logical, std::numeric_limits<double>::quiet_NaN(), operand(*list->right, data));
+  return ifelse(logical, std::numeric_limits<double>::quiet_NaN(), operand_column(*list->right, data));
 }
 
 column eval_switch(const node& function, const matrix& data) {
@@ -120,7 +120,7 @@ column eval_switch(const node& function, const matrix& data) {
     const node* pair = inputs.pairs.pop();
     const column logical = pair->left->eval(data);
     const node* value = pair->right->left;
-    result = value->is_vector ? ifelse(logical, operand(*value, data), result)
+    result = value->is_vector ? ifelse(logical, operand_column(*value, data), result)
                               : ifelse(logical, value->eval(), result);
   }
   return result;
@@ -142,17 +142,17 @@ column eval_extreme(const node& function, const matrix& data) {
   const node* list = function.left;
   const bool largest = function.op == operations::max;
   if (list->op != operations::comma) {
-    const column x = operand(*list, data);
+    const column x = operand_column(*list, data);
     return largest ? compute_max(x) : compute_min(x);
   }
-  const column a = operand(*list->left, data);
-  const column b = operand(*list->right, data);
+  const column a = operand_column(*list->left, data);
+  const column b = operand_column(*list->right, data);
   return largest ? compute_max(a, b) : compute_min(a, b);
 }
 
 template <class Function>
 column eval_each(const node& argument, const matrix& data, const Function& f) {
-  const column x = operand(argument, data);
+  const column x = operand_column(argument, data);
   column out(data.n_rows);
   for (arma::uword i = 0; i < out.n_elem; ++i) out[i] = f(x[i]);
   return out;
@@ -176,11 +176,11 @@ column eval_column_statistic(operations op, const column& x) {
 column eval_lag(const node& function, const matrix& data) {
   const node* list = function.left;
   if (list->op != operations::comma) throw error_debug_parse();
-  const column x = operand(*list->left, data);
+  const column x = operand_column(*list->left, data);
   const node* rest = list->right;
-  if (rest->op != operations::comma) return compute_lag1(x, operand(*rest, data));
-  const column time = operand(*rest->left, data);
-  return aggregate_lag1(x, time, operand(*rest->right, data));
+  if (rest->op != operations::comma) return compute_lag1(x, operand_column(*rest, data));
+  const column time = operand_column(*rest->left, data);
+  return aggregate_lag1(x, time, operand_column(*rest->right, data));
 }
 
 /// "uniform" and "normal": columns even when both parameters are numbers.
@@ -238,9 +238,9 @@ arma::Col<double> node::eval_function(const arma::Mat<double>& data) const {
       break;
   }
   if (!isColumnFunction(op)) throw error_debug_parse();
-  if (left->op != operations::comma) return eval_column_statistic(op, operand(*left, data));
-  const column x = operand(*left->left, data);
-  return eval_by_cluster(x, operand(*left->right, data));
+  if (left->op != operations::comma) return eval_column_statistic(op, operand_column(*left, data));
+  const column x = operand_column(*left->left, data);
+  return eval_by_cluster(x, operand_column(*left->right, data));
 }
 
 arma::Col<double> node::eval(const arma::Mat<double>& data) const {

@@ -76,7 +76,7 @@ double iphi(double x) {
   if (x == 0.0) return -infinity;
   if (x == 1.0) return infinity;
   if (x < 0.0 || x > 1.0) throw error("ERROR: 'iphi' inputs must be between 0 and 1.");
-  return tovik::iPhi(x, false);
+  return tovik::iPhi(x);
 }
 
 double yjt_helper(double x, double lambda) {

@@ -78,7 +78,7 @@ std::string numbered(const std::string& path, const std::string& number) {
   return replace_all(path, "*", number);
 }
 
-std::string base_name(const std::string& path) {
+std::string last_part(const std::string& path) {
   const std::size_t slash = path.find_last_of("/\\");
   return slash == std::string::npos ? path : path.substr(slash + 1);
 }
@@ -124,7 +124,7 @@ void InputFile::checkSeparate() const {
   for (std::uint32_t i = 1; i <= nimps; ++i) {
     const std::string file = numbered(path, std::to_string(i));
     checkTarget("separate", file);
-    names += (i > 1 ? "\n" : "") + base_name(file);
+    names += (i > 1 ? "\n" : "") + last_part(file);
   }
   const std::string list_path = numbered(path, "list");
   std::ofstream list(list_path, std::ios::trunc);

@@ -14,33 +14,33 @@ namespace tovik {
 
 namespace {
 
-using action = std::function<void(InputFile&)>;
-using table = std::unordered_map<std::string, action>;
+using option_action = std::function<void(InputFile&)>;
+using option_table = std::unordered_map<std::string, option_action>;
 
-action flag(bool InputFile::*field, bool value) {
+option_action flag(bool InputFile::*field, bool value) {
   return [=](InputFile& in) { in.*field = value; };
 }
-action code(std::int32_t InputFile::*field, std::int32_t value) {
+option_action code(std::int32_t InputFile::*field, std::int32_t value) {
   return [=](InputFile& in) { in.*field = value; };
 }
-action global(bool& setting, bool value) {
+option_action global(bool& setting, bool value) {
   return [&setting, value](InputFile&) { setting = value; };
 }
-action prior(std::int32_t InputFile::*field, bool InputFile::*set, std::int32_t value) {
+option_action prior(std::int32_t InputFile::*field, bool InputFile::*set, std::int32_t value) {
   return [=](InputFile& in) {
     in.*field = value;
     in.*set = true;
   };
 }
 /// A prior for all variances gives way to what was said about one kind of them.
-action common_prior(std::int32_t value) {
+option_action common_prior(std::int32_t value) {
   return [=](InputFile& in) {
     if (!in.prior_resvar_set) in.prior_resvar = value;
     if (!in.prior_raneff_set) in.prior_raneff = value;
   };
 }
 
-void add_priors(table& t) {
+void add_priors(option_table& t) {
   for (std::int32_t k = 1; k <= 3; ++k) {
     const std::string name = "prior" + std::to_string(k);
     t[name] = common_prior(k);
@@ -50,8 +50,8 @@ void add_priors(table& t) {
   }
 }
 
-table make_table() {
-  table t = {
+option_table make_option_table() {
+  option_table t = {
       {"hov", flag(&InputFile::hev, false)},
       {"homogeneous", flag(&InputFile::hev, false)},
       {"hev", flag(&InputFile::hev, true)},
@@ -136,7 +136,7 @@ constexpr save_key save_keys[] = {
 }  // namespace
 
 void InputFile::parseOptions(const std::vector<std::string>& words) {
-  static const table options = make_table();
+  static const option_table options = make_option_table();
   for (const std::string& word : words) {
     const auto at = options.find(to_lower(word));
     if (at == options.end()) {

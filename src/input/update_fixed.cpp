@@ -56,7 +56,7 @@ std::vector<variable_ptr> release(const std::vector<model::anyVariable>& terms) 
 }
 
 /// The equation of a variable in its own meaning or as a propensity.
-const Model* find_model(const ModelList& models, const variable_ptr& v) {
+const Model* find_equation(const ModelList& models, const variable_ptr& v) {
   for (const Model& m : models) {
     if (m.link == model::link::log_variance) continue;
     for (const model::anyVariable& y : m.outcomes) {
@@ -98,7 +98,7 @@ void check_propensities(const run& r) {
   const std::vector<model::anyVariable> terms = r.models.variables(model::type::latent, false);
   for (const model::anyVariable& term : terms) {
     const variable_ptr v = data_variable(term.variable);
-    const Model* m = find_model(r.models, v);
+    const Model* m = find_equation(r.models, v);
     if (!m) {
       throw error("ERROR: Cannot use the latent propensity for variable '" + v->name +
                   "'\n       because the variable does not have an outcome model specified.");

@@ -63,7 +63,7 @@ void check_operands(const std::string& statement) {
   }
 }
 
-[[noreturn]] void fail(const std::string& what, const std::string& term) {
+[[noreturn]] void reject(const std::string& what, const std::string& term) {
   throw error(what + "\n       See \"" + term + "\"");
 }
 
@@ -75,9 +75,9 @@ void check_expression(const combinationOfAnyVariable& expression, const std::str
     const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(prepare(expression)));
     try_out(*tree);
   } catch (const evaluate::error_parse& fault) {
-    fail(fault.message(), term);
+    reject(fault.message(), term);
   } catch (const evaluate::error& fault) {
-    fail(fault.what(), term);
+    reject(fault.what(), term);
   }
 }
 

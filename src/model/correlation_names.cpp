@@ -13,20 +13,20 @@ namespace {
 
 using model::anyVariable;
 
-constexpr const char* arrow = " <-> ";
+constexpr const char* double_arrow = " <-> ";
 
 /// The two names of a correlation.
 std::pair<std::string, std::string> ends_of(const anyVariable& correlation) {
   if (correlation.ends) return {correlation.ends->first.name, correlation.ends->second.name};
   const std::string text = data::phantom_text(correlation.variable->fullName);
-  const std::size_t place = text.find(arrow);
+  const std::size_t place = text.find(double_arrow);
   if (place == std::string::npos) return {text, ""};
-  return {text.substr(0, place), text.substr(place + std::string(arrow).size())};
+  return {text.substr(0, place), text.substr(place + std::string(double_arrow).size())};
 }
 
 std::string text_of(const anyVariable& correlation) {
   const auto [first, second] = ends_of(correlation);
-  return second.empty() ? first : first + arrow + second;
+  return second.empty() ? first : first + double_arrow + second;
 }
 
 /// Place j + i p of the correlation in the p x p matrix of the members by columns, j < i; -1 if it is none of

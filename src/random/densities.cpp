@@ -4,19 +4,17 @@
 #include <boost/math/special_functions/beta.hpp>
 #include <boost/math/special_functions/gamma.hpp>
 #include <cmath>
-#include <cstdio>
 #include <limits>
-#include <stdexcept>
 #include <type_traits>
+
+#include "random/constants.hpp"
+#include "support/error.hpp"
 
 namespace tovik {
 
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double half_log_two_pi = 0.9189385332046728;
-constexpr double log_two_pi = 1.8378770664093453;
-constexpr double inverse_sqrt_two_pi = 0.3989422804014327;
 constexpr double log_pi = 1.1447298858494002;
 constexpr double log_two = 0.6931471805599453;
 
@@ -39,7 +37,7 @@ double mass_between(double a, double b) {
 double log_normal(double r, double variance) {
   const double sd = std::sqrt(variance);
   const double z = r / sd;
-  return -half_log_two_pi - std::log(sd) - 0.5 * z * z;
+  return -half_log_2_pi - std::log(sd) - 0.5 * z * z;
 }
 
 /// Element i of an argument that is one for all or one each.
@@ -58,7 +56,7 @@ arma::Col<double> log_truncated(arma::Col<double> const& x, arma::Col<double> co
   for (arma::uword i = 0; i < x.n_elem; ++i) {
     const double sd = std::sqrt(at(variance, i));
     const double z = (x[i] - mean[i]) / sd;
-    out[i] = -half_log_two_pi - 0.5 * z * z - std::log(sd * mass(i, mean[i], sd));
+    out[i] = -half_log_2_pi - 0.5 * z * z - std::log(sd * mass(i, mean[i], sd));
   }
   return out;
 }
@@ -85,8 +83,8 @@ arma::Col<double> log_one_sided(arma::Col<double> const& x, arma::Col<double> co
 double dnorm(double const& x, double const& mean, double const& variance, bool const& give_log) {
   const double sd = std::sqrt(variance);
   const double z = (x - mean) / sd;
-  if (give_log) return -(half_log_two_pi + z * z / 2 + std::log(sd));
-  return inverse_sqrt_two_pi / sd * std::exp(-z * z / 2);
+  if (give_log) return -(half_log_2_pi + z * z / 2 + std::log(sd));
+  return inverse_sqrt_2_pi / sd * std::exp(-z * z / 2);
 }
 
 double dbeta(double const& x, double const& alpha, double const& beta, bool const& give_log) {
@@ -134,7 +132,7 @@ double dlaplace(double const& x, double const& location, double const& scale, bo
 arma::Col<double> logNormPDF(arma::Col<double> const& r, double const& variance) {
   arma::Col<double> out(r.n_elem, arma::fill::none);
   const double sd = std::sqrt(variance);
-  const double constant = -half_log_two_pi - std::log(sd);
+  const double constant = -half_log_2_pi - std::log(sd);
   for (arma::uword i = 0; i < r.n_elem; ++i) out[i] = constant - 0.5 * (r[i] / sd) * (r[i] / sd);
   return out;
 }
@@ -192,11 +190,11 @@ arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> con
 /// log diag U.
 arma::Col<double> logMvnrmPDF(arma::Mat<double> const& R, arma::Mat<double> const& Sigma) {
   arma::Mat<double> U;
-  if (!arma::chol(U, Sigma)) throw std::runtime_error("chol(): decomposition failed");
+  if (!arma::chol(U, Sigma)) throw numeric_error::not_positive_definite();
   const arma::Mat<double> W = arma::inv(arma::trimatu(U));
   const arma::Mat<double> Q = R * W;
   const double constant =
-      -(static_cast<double>(Sigma.n_cols) / 2) * log_two_pi - arma::accu(arma::log(U.diag()));
+      -(static_cast<double>(Sigma.n_cols) / 2) * log_2_pi - arma::accu(arma::log(U.diag()));
   return constant - 0.5 * arma::sum(arma::square(Q), 1);
 }
 
@@ -260,19 +258,14 @@ constexpr double far_f[8] = {1.0,
 
 }  // namespace
 
-double iPhi(double const& p, bool strict) {
+double iPhi(double const& p) {
   const double q = p - 0.5;
   if (std::fabs(q) <= 0.425) {
     const double x = 0.180625 - q * q;
     return q * polynomial(centre_a, x) / polynomial(centre_b, x);
   }
   const double r = std::min(p, 1 - p);
-  if (!(r > 0)) {
-    if (!strict) return -10.0;
-    constexpr const char* message = "DEBUG ERROR: NaN or -INF was produced; Contact Tovik support.";
-    std::printf("%s\n", message);
-    throw message;
-  }
+  if (!(r > 0)) return -10.0;
   const double s = std::sqrt(-std::log(r));
   const double x = s <= 5 ? polynomial(near_c, s - 1.6) / polynomial(near_d, s - 1.6)
                           : polynomial(far_e, s - 5) / polynomial(far_f, s - 5);

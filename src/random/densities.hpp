@@ -51,7 +51,7 @@ arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> con
                                arma::Col<double> const& bound, arma::Col<double> const& variance, bool upper);
 
 /// Log density of N(0, Sigma) at each row of R (rows are observations). A Sigma that is not positive definite
-/// raises std::runtime_error "chol(): decomposition failed".
+/// raises numeric_error "chol(): decomposition failed".
 arma::Col<double> logMvnrmPDF(arma::Mat<double> const& R, arma::Mat<double> const& Sigma);
 /// The same for one row. It is the logarithm, whatever the name says.
 double dmvnorm(arma::Row<double> const& r, arma::Mat<double> const& Sigma);
@@ -61,8 +61,8 @@ double phi(double const& x);
 /// The same for each element.
 arma::Mat<double> phi(arma::Mat<double> const& x);
 /// Inverse of phi by Wichura's algorithm AS 241 (1988, Applied Statistics 37), relative accuracy about 1e-16.
-/// When p is not inside (0, 1): -10 on both sides or, if `strict`, a printed message, thrown as const char*.
-double iPhi(double const& p, bool strict);
+/// -10 on both sides when p is not inside (0, 1).
+double iPhi(double const& p);
 
 /// The correlation matrix of a covariance matrix.
 arma::Mat<double> cov2cor(arma::Mat<double> S);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 #include <vector>
 
 #include "support/error.hpp"
@@ -26,7 +25,7 @@ double exponential(Pcg& engine) {
 
 /// The upper Cholesky factor of S in U, which is not allocated anew while its size stays.
 void cholesky(arma::Mat<double>& U, arma::Mat<double> const& S) {
-  if (!arma::chol(U, S)) throw std::runtime_error("chol(): decomposition failed");
+  if (!arma::chol(U, S)) throw numeric_error::not_positive_definite();
 }
 
 /// The general inverse of S in `out`, by LU factors, in the caller's work space. `out` may be S.
@@ -42,7 +41,7 @@ void invert(arma::Mat<double>& out, arma::Mat<double> const& S, WishartScratch& 
   if (info == 0)
     arma::lapack::getri(&n, out.memptr(), &n, scratch.pivots.memptr(), scratch.work.memptr(), &work_size,
                         &info);
-  if (info != 0) throw std::runtime_error("inv(): matrix is singular");
+  if (info != 0) throw numeric_error::singular();
 }
 
 void copy_upper_to_lower(arma::Mat<double>& A) {
@@ -100,7 +99,7 @@ arma::Mat<double> Random::randn(int const& rows, int const& cols) {
 
 double Random::rgamma(double const& shape, double const& scale) {
   if (!(shape > 0) || !(scale > 0) || !std::isfinite(scale))
-    throw std::runtime_error("rgamma(): shape and scale must be positive");
+    throw numeric_error("rgamma(): shape and scale must be positive");
   return distribution::gamma(shape, scale)(engine);
 }
 
@@ -120,7 +119,7 @@ void Random::rwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>&
   const arma::uword p = S.n_cols;
   if (S.n_rows != p) throw error_debug("rwish(): the scale matrix is not square.");
   if (df < 0 || static_cast<arma::uword>(df) < p)
-    throw std::runtime_error("rwish(): fewer degrees of freedom than dimensions");
+    throw numeric_error("rwish(): fewer degrees of freedom than dimensions");
   scratch.Z.set_size(static_cast<arma::uword>(df), p);
   fill_randn(scratch.Z.memptr(), scratch.Z.n_elem);
   cholesky(scratch.U, S);
@@ -282,7 +281,7 @@ int Random::rmnom(arma::Row<double> p) {
 
 /// A gamma mixture of Poisson counts: all rates first, then all counts.
 arma::Col<double> Random::rnbin(double const& r, arma::Col<double> p) {
-  if (!(r > 0)) throw std::runtime_error("rnbin(): the size must be positive");
+  if (!(r > 0)) throw numeric_error("rnbin(): the size must be positive");
   for (double& value : p) value = (1 - value) / value;
   for (double& value : p) value = distribution::gamma(r, value)(engine);
   for (double& value : p) {

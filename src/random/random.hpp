@@ -46,18 +46,18 @@ class Random {
   void fill_randn(double* out, std::size_t n) { normal.fill(out, n, engine); }
 
   /// Gamma with mean shape * scale. An inverse gamma with shape a and scale b is 1 / rgamma(a, 1 / b).
-  /// Throws std::runtime_error unless shape > 0 and scale is finite and > 0.
+  /// Throws numeric_error unless shape > 0 and scale is finite and > 0.
   double rgamma(double const& shape, double const& scale);
 
   /// Wishart(df, S), mean df * S, p x p and exactly symmetric. Consumes df x p normals in column-major order.
-  /// Throws std::runtime_error when df < p or when S is not positive definite ("chol(): decomposition
+  /// Throws numeric_error when df < p or when S is not positive definite ("chol(): decomposition
   /// failed").
   arma::Mat<double> rwish(int const& df, arma::Mat<double> const& S);
   /// The same draw into `out`, which may not be S.
   void rwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>& out, WishartScratch& scratch);
 
   /// Inverse Wishart with mean S / (df - p - 1): inv(rwish(df, inv(S))).
-  /// Throws as rwish, and std::runtime_error "inv(): matrix is singular".
+  /// Throws as rwish, and numeric_error "inv(): matrix is singular".
   arma::Mat<double> riwish(int const& df, arma::Mat<double> const& S);
   /// The same draw into `out`, which may be S.
   void riwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>& out, WishartScratch& scratch);
@@ -87,7 +87,7 @@ class Random {
   int rmnom(arma::Row<double> p);
 
   /// One negative binomial count per element of p, size r, success probability p(i), mean r (1 - p) / p.
-  /// Throws tovik::error when a rate is not finite or passes 2e9, std::runtime_error unless r > 0.
+  /// Throws tovik::error when a rate is not finite or passes 2e9, numeric_error unless r > 0.
   arma::Col<double> rnbin(double const& r, arma::Col<double> p);
 
   /// Turns the offset x of a chain's starts into (start_scale, start_shift): (1 / (|x| + 1), 3x - 1) for x <

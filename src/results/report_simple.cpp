@@ -60,7 +60,7 @@ class label_filler {
   std::vector<std::string> lines_ = std::vector<std::string>(1);
 };
 
-std::vector<std::string> label_lines(std::vector<std::string> const& pieces) {
+std::vector<std::string> broken_label(std::vector<std::string> const& pieces) {
   label_filler filler;
   for (std::string const& piece : pieces) filler.add(piece);
   return filler.lines();
@@ -112,7 +112,7 @@ std::vector<std::string> SimpleSlopes::label() const {
 
 void SimpleSlopes::print(std::FILE* stream, arma::Mat<double> const& table,
                          std::vector<std::string> const& columns) const {
-  std::vector<std::string> const lines = label_lines(label());
+  std::vector<std::string> const lines = broken_label(label());
   for (std::size_t k = 0; k < lines.size(); ++k) {
     if (k == 0) {
       std::fprintf(stream, "  %-30.30s ", lines[k].c_str());

@@ -12,7 +12,7 @@ namespace tovik {
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
 constexpr const char* split_note =
     "  NOTE: Split chain PSR is being used. This splits each chain's\n"
@@ -36,7 +36,7 @@ highest find_highest(const arma::Col<double>& psr) {
       where = i + 1;
     }
   }
-  if (where == 0) return {format("%11.3f", nan), format("%11s", "nan")};
+  if (where == 0) return {format("%11.3f", not_a_number), format("%11s", "nan")};
   return {format("%11.3f", best), format("%11i", static_cast<int>(where))};
 }
 
@@ -93,7 +93,7 @@ arma::Col<double> Summary::psr_core(const std::vector<psr_chunk>& chunks, arma::
     double grand = 0.0, B = 0.0;
     for (arma::uword j = 0; j < chunks.size(); ++j) grand += means(i, j) / M;
     for (arma::uword j = 0; j < chunks.size(); ++j) B += (means(i, j) - grand) * (means(i, j) - grand);
-    out(i) = V > 0.0 ? std::sqrt((V + B / (M - 1.0)) / V) : nan;
+    out(i) = V > 0.0 ? std::sqrt((V + B / (M - 1.0)) / V) : not_a_number;
   }
   return out;
 }
@@ -102,7 +102,7 @@ arma::Col<double> Summary::psr() const {
   if (chains_.empty()) throw error_debug("No data to compute psr!");
   const bool split = chains_.size() == 1 || splitChain;
   const arma::uword length = split ? n_cols() / 2 : n_cols();
-  if (length < 2) return arma::Col<double>(n_rows()).fill(nan);
+  if (length < 2) return arma::Col<double>(n_rows()).fill(not_a_number);
   std::vector<psr_chunk> chunks;
   for (const chain_draws& chain : chains_) {
     chunks.push_back({&chain, 0});
@@ -115,7 +115,7 @@ arma::Col<double> Summary::psr(const unsigned long long& n) const {
   if (chains_.empty()) throw error_debug("No data to compute psr!");
   const bool split = chains_.size() == 1 || splitChain;
   const arma::uword length = split ? n / 4 : n / 2;
-  if (length < 2 || n > n_cols()) return arma::Col<double>(n_rows()).fill(nan);
+  if (length < 2 || n > n_cols()) return arma::Col<double>(n_rows()).fill(not_a_number);
   std::vector<psr_chunk> chunks;
   for (const chain_draws& chain : chains_) {
     if (split) {
@@ -200,7 +200,7 @@ void Summary::savePSR(const std::string& path, bool scientific) const {
 }
 
 void Summary::savePSR(const std::string& path, const std::string& delimiter, bool scientific) const {
-  save_matrix(psrMatrix(), path, delimiter, "", nan, scientific);
+  save_matrix(psrMatrix(), path, delimiter, "", not_a_number, scientific);
 }
 
 }  // namespace tovik

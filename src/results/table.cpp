@@ -12,8 +12,8 @@ namespace tovik {
 
 namespace {
 
-constexpr std::size_t first_line_width = 29;
-constexpr std::size_t other_line_width = 27;
+constexpr std::size_t label_width = 29;
+constexpr std::size_t continued_label_width = 27;
 
 /// The label in pieces that end where a token of an expression ends; blanks go with the token after them.
 std::vector<std::string> pieces_of(const std::string& label) {
@@ -38,10 +38,10 @@ std::string without_leading_blanks(const std::string& text) {
 }  // namespace
 
 broken_label break_label(const std::string& label) {
-  if (label.size() <= first_line_width) return {label, {}};
+  if (label.size() <= label_width) return {label, {}};
   std::vector<std::string> lines(1);
   for (const std::string& piece : pieces_of(label)) {
-    const std::size_t width = lines.size() == 1 ? first_line_width : other_line_width;
+    const std::size_t width = lines.size() == 1 ? label_width : continued_label_width;
     if (!lines.back().empty() && lines.back().size() + piece.size() > width) lines.emplace_back();
     lines.back() += lines.back().empty() && lines.size() > 1 ? without_leading_blanks(piece) : piece;
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <exception>
+#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -40,6 +41,17 @@ class error_cwc_mean : public error {
 class error_no_mean : public error {
  public:
   using error::error;
+};
+
+/// Arithmetic that broke down on the values of a run: a matrix without a factor, a density without its scale.
+/// The user gets the same advice for all; the linear algebra library throws std::runtime_error itself.
+class numeric_error : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+  /// A covariance matrix or a precision has no Cholesky factor.
+  static numeric_error not_positive_definite() { return numeric_error("chol(): decomposition failed"); }
+  /// A matrix has no inverse to working precision.
+  static numeric_error singular() { return numeric_error("inv(): matrix is singular"); }
 };
 
 namespace sem {

@@ -3,10 +3,10 @@
 #include <armadillo>
 #include <atomic>
 #include <cstdio>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "app/chain_group.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {
@@ -50,7 +50,7 @@ class CountingEstimator {
   }
   arma::uword getNumberCorrelations() const { return n_correlations; }
   arma::Col<double> getCorrelations() const {
-    if (fail_correlations) throw std::runtime_error("singular");
+    if (fail_correlations) throw numeric_error::singular();
     return arma::Col<double>(n_correlations, arma::fill::ones);
   }
   void computeSimpleSlopes() {}
@@ -67,5 +67,7 @@ class CountingEstimator {
     return data;
   }
 };
+
+static_assert(grouped_sampler<CountingEstimator>);
 
 }  // namespace tovik::tests

@@ -48,13 +48,17 @@ TEST(Handlers, ShowAcceptanceRatesWhenTuningFailed) {
 }
 
 TEST(Handlers, AdviseOnSingularMatrices) {
-  EXPECT_EQ(words([] { throw std::runtime_error("chol(): decomposition failed"); }),
-            "ERROR: A matrix is numerically not positive definite.\n"
-            "       Either:\n"
-            "              (1) Try another seed.\n"
-            "              (2) Specify fewer random effects.\n"
-            "              (3) Specify fewer variables in model.\n" +
-                no_warnings);
+  const std::string advice =
+      "ERROR: A matrix is numerically not positive definite.\n"
+      "       Either:\n"
+      "              (1) Try another seed.\n"
+      "              (2) Specify fewer random effects.\n"
+      "              (3) Specify fewer variables in model.\n" +
+      no_warnings;
+  EXPECT_EQ(words([] { throw tovik::numeric_error::not_positive_definite(); }), advice);
+  EXPECT_EQ(words([] { throw tovik::numeric_error::singular(); }), advice);
+  // The linear algebra library's own.
+  EXPECT_EQ(words([] { throw std::runtime_error("chol(): decomposition failed"); }), advice);
 }
 
 TEST(Handlers, TellThreadFailuresFromSingularMatrices) {

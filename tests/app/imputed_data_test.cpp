@@ -13,7 +13,7 @@
 #include "random/random.hpp"
 #include "support/blas_threads.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::imputed_data_test {
 namespace {
 
 /// A table with names, NaN where a cell is missing.
@@ -388,4 +388,4 @@ TEST_F(ImputedData, OneVariableAloneAndRowsWithoutAnyValue) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::imputed_data_test

@@ -11,7 +11,7 @@
 #include "random/random.hpp"
 #include "support/blas_threads.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::result_files_test {
 namespace {
 
 /// Numbers of a csv file, with or without a header.
@@ -254,4 +254,4 @@ TEST_F(ResultFiles, PsrHasARowForEachCheckPoint) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::result_files_test

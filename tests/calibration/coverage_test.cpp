@@ -7,7 +7,7 @@
 #include "calibration/coverage_models.hpp"
 #include "calibration/pooling.hpp"
 
-namespace tovik::tests::calibration {
+namespace tovik::tests::calibration::coverage_test {
 namespace {
 
 constexpr std::size_t replications = 40;
@@ -69,4 +69,4 @@ TEST(Pooling, LeastSquares) {
 }
 
 }  // namespace
-}  // namespace tovik::tests::calibration
+}  // namespace tovik::tests::calibration::coverage_test

@@ -4,7 +4,7 @@
 
 #include "calibration/rank_models.hpp"
 
-namespace tovik::tests::calibration {
+namespace tovik::tests::calibration::ranks_test {
 namespace {
 
 constexpr std::size_t replications = 200;
@@ -55,4 +55,4 @@ TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
 }
 
 }  // namespace
-}  // namespace tovik::tests::calibration
+}  // namespace tovik::tests::calibration::ranks_test

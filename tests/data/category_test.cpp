@@ -6,7 +6,7 @@
 
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::category_test {
 namespace {
 
 const double na = std::nan("");
@@ -50,4 +50,4 @@ TEST(DummyCode, OneValueNeedsNoColumn) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::category_test

@@ -6,7 +6,7 @@
 
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::levels_test {
 namespace {
 
 const double na = std::nan("");
@@ -123,4 +123,4 @@ TEST(SamplerLevel, CountsFromTheLowest) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::levels_test

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-namespace tovik {
+namespace tovik::line_reader_test {
 namespace {
 
 /// All lines, from a source that gives at most `step` bytes a call.
@@ -45,4 +45,4 @@ TEST(LineReader, EndStaysTheEnd) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::line_reader_test

@@ -7,7 +7,7 @@
 
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::numbers_test {
 namespace {
 
 const double inf = std::numeric_limits<double>::infinity();
@@ -93,4 +93,4 @@ TEST(ParseUints, ListsRunsFromTheEnd) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::numbers_test

@@ -8,7 +8,7 @@
 #include "capture.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::patterns_test {
 namespace {
 
 const double na = std::nan("");
@@ -171,4 +171,4 @@ TEST_F(PatternsTest, WrongNumberOfNames) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::patterns_test

@@ -6,7 +6,7 @@
 #include "data/temp_file.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::read_data_messages_test {
 namespace {
 
 using tests::TempFile;
@@ -214,4 +214,4 @@ TEST(ReadDataMessages, LongLineWithoutADelimiter) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::read_data_messages_test

@@ -7,7 +7,7 @@
 #include "data/temp_file.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::read_data_test {
 namespace {
 
 using tests::TempFile;
@@ -257,4 +257,4 @@ TEST(Delimeter, TakesItsWordFromTheExtension) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::read_data_test

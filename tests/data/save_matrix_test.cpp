@@ -10,7 +10,7 @@
 #include "support/error.hpp"
 #include "support/text.hpp"
 
-namespace tovik {
+namespace tovik::save_matrix_test {
 namespace {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -125,4 +125,4 @@ TEST_F(SaveMatrix, PathThatCannotBeOpenedWritesNothing) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::save_matrix_test

@@ -6,7 +6,7 @@
 
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::variable_list_test {
 namespace {
 
 using Ptr = VariableList::variable_ptr;
@@ -235,4 +235,4 @@ TEST_F(VariableListTest, CutsBetweenCharacters) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::variable_list_test

@@ -7,7 +7,7 @@
 #include "data/named_effect.hpp"
 #include "support/error.hpp"
 
-namespace tovik::data {
+namespace tovik::data::variable_test {
 namespace {
 
 using Ptr = std::shared_ptr<variable>;
@@ -217,4 +217,4 @@ TEST(Modifier, ShowsAPhantomAsItsCorrelation) {
 }
 
 }  // namespace
-}  // namespace tovik::data
+}  // namespace tovik::data::variable_test

@@ -7,7 +7,7 @@
 
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::column_functions_test {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -249,4 +249,4 @@ TEST(Node, ListsItsColumnsAndCells) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::column_functions_test

@@ -6,7 +6,7 @@
 #include "evaluate/generate_command.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::defines_test {
 namespace {
 
 using texts = std::vector<std::string>;
@@ -188,4 +188,4 @@ TEST(Errors, SayWhatTheySay) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::defines_test

@@ -6,7 +6,7 @@
 
 #include "evaluate/value.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::enumerate_test {
 namespace {
 
 /// Rows without 0, so that x - x and x / x simplify without a case; z is an identifier with a missing value.
@@ -187,4 +187,4 @@ TEST(AllFormulas, AgreeOnAChoiceOfThreeConditions) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::enumerate_test

@@ -8,7 +8,7 @@
 #include "random/random.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::eval_test {
 namespace {
 
 const std::string not_parsed = "Evaluator failed to properly parse computation.";
@@ -186,4 +186,4 @@ TEST(ColumnValue, NeedsAStreamForDraws) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::eval_test

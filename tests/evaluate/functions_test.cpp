@@ -6,7 +6,7 @@
 
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::functions_test {
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
@@ -136,4 +136,4 @@ TEST(Functions, WorkOnColumnsElementByElement) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::functions_test

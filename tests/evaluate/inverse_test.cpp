@@ -8,7 +8,7 @@
 #include "evaluate/value.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::inverse_test {
 namespace {
 
 const std::string y = "#DATA(0)";
@@ -241,4 +241,4 @@ TEST(Inverse, ReadsLiveParameters) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::inverse_test

@@ -6,7 +6,7 @@
 
 #include "evaluate/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::naive_test {
 namespace {
 
 using tokens = std::vector<std::string>;
@@ -159,4 +159,4 @@ TEST(AgainstANaiveReading, LongRandomTextsAgree) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::naive_test

@@ -8,7 +8,7 @@
 #include "evaluate/value.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::node_test {
 namespace {
 
 using evaluate::node;
@@ -222,4 +222,4 @@ TEST(Stack, GivesBackTheLastFirst) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::node_test

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace tovik::evaluate {
+namespace tovik::evaluate::operations_test {
 namespace {
 
 operations number(int n) {
@@ -76,4 +76,4 @@ TEST(Operations, FillTheTable) {
 }
 
 }  // namespace
-}  // namespace tovik::evaluate
+}  // namespace tovik::evaluate::operations_test

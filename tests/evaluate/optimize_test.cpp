@@ -4,7 +4,7 @@
 #include "evaluate/value.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::optimize_test {
 namespace {
 
 const std::string x = "#DATA(0)", y = "#DATA(1)", p = "#VAR(0)", q = "#VAR(1)";
@@ -94,4 +94,4 @@ TEST(Rewriting, TurnsDifferencesIntoSums) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::optimize_test

@@ -5,7 +5,7 @@
 #include "evaluate/error.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::parser_test {
 namespace {
 
 const std::string x = "#DATA(0)", y = "#DATA(1)", z = "#DATA(2)", p = "#VAR(0)", q = "#VAR(1)";
@@ -278,4 +278,4 @@ TEST(Parser, ReadsBinaryNoise) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::parser_test

@@ -5,7 +5,7 @@
 #include "random/random.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::random_functions_test {
 namespace {
 
 arma::vec drawn(const std::string& text, const arma::mat& data = sample()) {
@@ -99,4 +99,4 @@ TEST(RandomColumns, TakeTwoInputs) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::random_functions_test

@@ -8,7 +8,7 @@
 #include "evaluate/value.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::rewrite_test {
 namespace {
 
 using evaluate::node;
@@ -394,4 +394,4 @@ TEST(LinearForm, OfLargerTreesEqualsTheTree) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::rewrite_test

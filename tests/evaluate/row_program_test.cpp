@@ -4,7 +4,7 @@
 #include "random/random.hpp"
 #include "trees.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::row_program_test {
 namespace {
 
 using evaluate::row_program;
@@ -84,4 +84,4 @@ TEST(RowProgram, RaisesWhatTheTreeRaises) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::row_program_test

@@ -3,7 +3,7 @@
 #include "evaluate/constants.hpp"
 #include "evaluate/parser.hpp"
 
-namespace tovik::evaluate {
+namespace tovik::evaluate::tokens_test {
 namespace {
 
 using texts = std::vector<std::string>;
@@ -89,4 +89,4 @@ TEST(SplitNames, LeavesTheLettersOfOtherAlphabetsWhole) {
 }
 
 }  // namespace
-}  // namespace tovik::evaluate
+}  // namespace tovik::evaluate::tokens_test

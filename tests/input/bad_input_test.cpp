@@ -2,7 +2,7 @@
 
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::bad_input_test {
 namespace {
 
 using BadInput = CommandFile;
@@ -166,4 +166,4 @@ TEST_F(BadInput, RangesInOneStatementShareOneLimit) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::bad_input_test

@@ -4,7 +4,7 @@
 
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::check_paths_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -150,4 +150,4 @@ TEST_F(CheckPaths, TheListStandsBesideItsFiles) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::check_paths_test

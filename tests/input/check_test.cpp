@@ -2,7 +2,7 @@
 
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::check_test {
 namespace {
 
 using Check = CommandFile;
@@ -233,4 +233,4 @@ TEST_F(Check, RequestsBeyondThisVersionAreNamed) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::check_test

@@ -2,7 +2,7 @@
 
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::data_test {
 namespace {
 
 struct Data : CommandFile {
@@ -211,4 +211,4 @@ TEST_F(Catalogue, TypesFollowTheOrderOfTests) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::data_test

@@ -1,6 +1,6 @@
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::debug_options_test {
 namespace {
 
 struct Debug : CommandFile {
@@ -237,4 +237,4 @@ TEST_F(Debug, DefaultsStandWithoutTheCommand) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::debug_options_test

@@ -10,7 +10,7 @@
 #include "support/error.hpp"
 #include "support/text.hpp"
 
-namespace tovik {
+namespace tovik::expand_test {
 namespace {
 
 struct Pair {
@@ -221,4 +221,4 @@ TEST(Tokenize, TellsWhereTheBalanceBreaks) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::expand_test

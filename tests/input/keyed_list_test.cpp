@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace tovik {
+namespace tovik::keyed_list_test {
 namespace {
 
 TEST(KeyedList, KeepsTheOrderOfFirstAppearance) {
@@ -34,4 +34,4 @@ TEST(KeyedList, ManyKeysStayQuick) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::keyed_list_test

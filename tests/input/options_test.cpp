@@ -1,7 +1,7 @@
 #include "command_file.hpp"
 #include "support/text.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::options_test {
 namespace {
 
 using Options = CommandFile;
@@ -243,4 +243,4 @@ TEST_F(Options, OutputKnowsItsWordsInAnyCase) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::options_test

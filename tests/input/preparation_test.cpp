@@ -9,7 +9,7 @@
 #include "input/observed_bits.hpp"
 #include "model/model_list.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::preparation_test {
 namespace {
 
 struct Preparation : CommandFile {
@@ -182,4 +182,4 @@ TEST(ObservedBits, CompareRows) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::preparation_test

@@ -1,6 +1,6 @@
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::print_options_test {
 namespace {
 
 struct Report : CommandFile {
@@ -94,4 +94,4 @@ TEST_F(Report, ShowsSingleLevelFcsAndUnknownPriors) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::print_options_test

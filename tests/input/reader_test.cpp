@@ -3,7 +3,7 @@
 #include "command_file.hpp"
 #include "input/commands.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::reader_test {
 namespace {
 
 using Reader = CommandFile;
@@ -293,4 +293,4 @@ TEST_F(Reader, ChainsTakeProcessorsInAnyOrder) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::reader_test

@@ -1,6 +1,6 @@
 #include "command_file.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::reader_text_test {
 namespace {
 
 using ReaderText = CommandFile;
@@ -160,4 +160,4 @@ TEST_F(ReaderText, LabelsMayHaveOddForms) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::reader_text_test

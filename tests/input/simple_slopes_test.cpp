@@ -6,7 +6,7 @@
 #include "model/model_list.hpp"
 #include "support/text.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::simple_slopes_test {
 namespace {
 
 /// y, x, m vary within c; g is ordinal with 1, 2, 3; n is nominal with 1, 2, 4.
@@ -184,4 +184,4 @@ TEST_F(Simple, WarnsOnceOfEachFocalPredictorThatIsNotCentered) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::simple_slopes_test

@@ -4,7 +4,7 @@
 #include "input/chain_info.hpp"
 #include "simulated.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::simulate_draws_test {
 namespace {
 
 /// Limits of a standard normal statistic that a right program passes in all but one of 30,000 runs.
@@ -97,4 +97,4 @@ TEST_F(SimulateDraws, StartingOffsetsFollowTheDraws) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::simulate_draws_test

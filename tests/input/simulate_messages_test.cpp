@@ -1,6 +1,6 @@
 #include "simulated.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::simulate_messages_test {
 namespace {
 
 struct SimulateMessages : Simulated {
@@ -289,4 +289,4 @@ TEST_F(SimulateMessages, NamesAreCheckedAsInAFile) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::simulate_messages_test

@@ -3,7 +3,7 @@
 
 #include "simulated.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::simulate_report_test {
 namespace {
 
 struct SimulateReport : Simulated {
@@ -126,4 +126,4 @@ TEST_F(SimulateReport, SavedDataComeBack) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::simulate_report_test

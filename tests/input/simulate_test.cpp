@@ -3,7 +3,7 @@
 #include "input/simulate_levels.hpp"
 #include "simulated.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::simulate_test {
 namespace {
 
 using Column = arma::Col<double>;
@@ -210,4 +210,4 @@ TEST(SimData, ReadsAndNests) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::simulate_test

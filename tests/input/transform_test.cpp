@@ -6,7 +6,7 @@
 #include "evaluate/error.hpp"
 #include "input/name_index.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::transform_test {
 namespace {
 
 struct Transform : ::testing::Test {
@@ -119,4 +119,4 @@ TEST(NameIndex, FirstOfEqualNamesCounts) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::transform_test

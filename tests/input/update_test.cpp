@@ -3,7 +3,7 @@
 #include "command_file.hpp"
 #include "model/model_list.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::update_test {
 namespace {
 
 struct Update : CommandFile {
@@ -244,4 +244,4 @@ TEST_F(Shares, ChainsNeedIterations) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::update_test

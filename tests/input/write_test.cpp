@@ -5,7 +5,7 @@
 #include "results/run_stat.hpp"
 #include "results/summary.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::write_test {
 namespace {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -285,4 +285,4 @@ TEST_F(WriteFiles, AFolderThatHasGoneLosesTheFile) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::write_test

@@ -10,7 +10,7 @@
 
 #include "language_case.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::bad_input_test {
 namespace {
 
 const std::filesystem::path shared = std::filesystem::path(TOVIK_SOURCE_DIR) / "tests" / "language" / "data";
@@ -124,4 +124,4 @@ TEST(BadInput, BytesOfEveryValue) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::bad_input_test

@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-namespace tovik::tests {
+namespace tovik::tests::case_file_test {
 namespace {
 
 const std::string two_cases =
@@ -148,4 +148,4 @@ TEST(CaseFile, NamesTheLineOfWhatIsMalformed) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::case_file_test

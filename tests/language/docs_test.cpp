@@ -13,7 +13,7 @@
 #include "language_case.hpp"
 #include "support/text.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::docs_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -148,4 +148,4 @@ TEST(Guide, ShowsExamplesOfEveryCommand) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::docs_test

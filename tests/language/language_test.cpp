@@ -7,7 +7,7 @@
 
 #include "language_case.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::language_test {
 namespace {
 
 const std::filesystem::path root = std::filesystem::path(TOVIK_SOURCE_DIR) / "tests" / "language";
@@ -50,4 +50,4 @@ TEST(LanguageRunner, RefusesAnUnknownView) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::language_test

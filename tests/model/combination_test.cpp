@@ -8,7 +8,7 @@
 #include "evaluate/defines.hpp"
 #include "model/compute.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::combination_test {
 namespace {
 
 using model::combinationOfAnyVariable;
@@ -232,4 +232,4 @@ TEST(Compute, DefinitionsAreTheNamesThatStatementsGive) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::combination_test

@@ -4,7 +4,7 @@
 #include "evaluate/value.hpp"
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::computed_columns_test {
 namespace {
 
 /// A run with its names, its cells and a row of data.
@@ -123,4 +123,4 @@ TEST(CheckFixedCompute, HoldsWithoutSuchATerm) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::computed_columns_test

@@ -2,7 +2,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::constraint_info_test {
 namespace {
 
 using model::constraint_info;
@@ -230,4 +230,4 @@ TEST(ConstraintInfo, OfANamedRandomEffectAreTheModelsThatReadIt) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::constraint_info_test

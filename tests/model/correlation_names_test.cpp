@@ -2,7 +2,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::correlation_names_test {
 namespace {
 
 using places = std::vector<std::pair<unsigned, double>>;
@@ -109,4 +109,4 @@ TEST(CorrelationNames, ACorrelationOfStrangersHasNoPlace) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::correlation_names_test

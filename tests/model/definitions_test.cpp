@@ -5,7 +5,7 @@
 #include "catalogue.hpp"
 #include "evaluate/defines.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::definitions_test {
 namespace {
 
 struct definitions {
@@ -87,4 +87,4 @@ TEST(Definitions, PhantomAndNumberedNames) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::definitions_test

@@ -2,7 +2,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::indices_test {
 namespace {
 
 using column_lists = std::vector<columns>;
@@ -290,4 +290,4 @@ TEST(LoadingPosition, FailsForAVariableThatTheModelDoesNotHold) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::indices_test

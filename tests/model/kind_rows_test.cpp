@@ -2,7 +2,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::kind_rows_test {
 namespace {
 
 /// The rows of one model of a run, cell by cell.
@@ -281,4 +281,4 @@ TEST(KindRows, AModelOutsideTheListHasNoSpan) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::kind_rows_test

@@ -4,7 +4,7 @@
 #include "evaluate/defines.hpp"
 #include "evaluate/value.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::list_test {
 namespace {
 
 using sem::classify;
@@ -290,4 +290,4 @@ TEST(Robustness, LongStatementsParse) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::list_test

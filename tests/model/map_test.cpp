@@ -7,7 +7,7 @@
 #include "evaluate/value.hpp"
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::map_test {
 namespace {
 
 /// The names of the table by slot.
@@ -285,4 +285,4 @@ TEST(ParameterMap, GrowsWithTheListAndNoFaster) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::map_test

@@ -2,7 +2,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::merge_test {
 namespace {
 
 texts commands(const ModelList& list) {
@@ -213,4 +213,4 @@ TEST(Order, CorrelationsOfLowerLevelsComeFirst) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::merge_test

@@ -4,7 +4,7 @@
 
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::optimize_test {
 namespace {
 
 struct optimize_off {
@@ -247,4 +247,4 @@ TEST(Phantoms, AreRepeatedForAnotherListOfTheSameCatalogue) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::optimize_test

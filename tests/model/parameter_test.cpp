@@ -6,7 +6,7 @@
 #include "model/link.hpp"
 #include "support/error.hpp"
 
-namespace tovik::model {
+namespace tovik::model::parameter_test {
 namespace {
 
 TEST(Parameter, IsFreeByDefault) {
@@ -118,4 +118,4 @@ TEST(BlockMap, CopiesShareOneTable) {
 }
 
 }  // namespace
-}  // namespace tovik::model
+}  // namespace tovik::model::parameter_test

@@ -6,7 +6,7 @@
 #include "model/distribution.hpp"
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::parameters_statement_test {
 namespace {
 
 std::string parse_failure(const std::string& statement) {
@@ -153,4 +153,4 @@ TEST(ParametersStatement, ComputedParametersReadNoData) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::parameters_statement_test

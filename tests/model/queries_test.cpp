@@ -5,7 +5,7 @@
 #include "evaluate/defines.hpp"
 #include "run_models.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::queries_test {
 namespace {
 
 using indices = std::vector<unsigned>;
@@ -186,4 +186,4 @@ TEST(Performance, TwoThousandStatementsAssembleInAMoment) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::queries_test

@@ -4,7 +4,7 @@
 
 #include "catalogue.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::random_effect_test {
 namespace {
 
 std::string read(const std::string& statement, unsigned identifiers) {
@@ -62,4 +62,4 @@ TEST(RandomEffect, RefusesOtherForms) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::random_effect_test

@@ -2,7 +2,7 @@
 
 #include "catalogue.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::random_terms_test {
 namespace {
 
 std::string command(unsigned identifiers, const std::string& statement) {
@@ -216,4 +216,4 @@ TEST(RandomTerms, PhantomsAndNamedEffectsAsRandomPredictors) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::random_terms_test

@@ -6,7 +6,7 @@
 #include "data/named_effect.hpp"
 #include "evaluate/defines.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::round_trip_test {
 namespace {
 
 /// Statements by chance, from all forms of outcomes and terms. Many are wrong in their levels.
@@ -211,4 +211,4 @@ TEST_P(RoundTrip, TheTextOfAModelReadsBackToTheSameModel) {
 INSTANTIATE_TEST_SUITE_P(Levels, RoundTrip, testing::Values(0u, 1u, 2u));
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::round_trip_test

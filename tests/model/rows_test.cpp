@@ -2,7 +2,7 @@
 
 #include "catalogue.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::rows_test {
 namespace {
 
 TEST(Rows, SingleLevel) {
@@ -114,4 +114,4 @@ TEST(Rows, LabelsCountAsManyAsTheRandomEffectsAndColumns) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::rows_test

@@ -4,7 +4,7 @@
 
 #include "support/error.hpp"
 
-namespace tovik::model {
+namespace tovik::model::scan_test {
 namespace {
 
 constexpr std::size_t npos = std::string::npos;
@@ -101,4 +101,4 @@ TEST(Scan, MismatchedParenthesesPointAtThePlace) {
 }
 
 }  // namespace
-}  // namespace tovik::model
+}  // namespace tovik::model::scan_test

@@ -4,7 +4,7 @@
 
 #include "catalogue.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::sequential_test {
 namespace {
 
 texts commands(const ModelList& list) {
@@ -82,4 +82,4 @@ TEST(LongStatements, GrowLittleMoreThanTheirLength) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::sequential_test

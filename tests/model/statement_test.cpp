@@ -2,7 +2,7 @@
 
 #include "catalogue.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::statement_test {
 namespace {
 
 std::string command(unsigned identifiers, const std::string& statement) {
@@ -229,4 +229,4 @@ TEST(Statement, SequentialErrorsNameTheGeneratedModel) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::statement_test

@@ -5,7 +5,7 @@
 #include "model/compute.hpp"
 #include "model/term_suffix.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::term_test {
 namespace {
 
 using model::anyVariable;
@@ -251,4 +251,4 @@ TEST(Compute, KnowsExpressionsAndTheirNames) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::term_test

@@ -5,7 +5,7 @@
 #include "catalogue.hpp"
 #include "model/outcome_parse.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::transformation_test {
 namespace {
 
 model::outcome_term outcome(const std::string& text) {
@@ -71,4 +71,4 @@ TEST(Transformation, DefaultLinksDependOnWhatIsMeant) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::transformation_test

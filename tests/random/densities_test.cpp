@@ -1,4 +1,5 @@
 #include "random/densities.hpp"
+#include "support/error.hpp"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +14,7 @@
 #include <stdexcept>
 #include <string>
 
-namespace tovik {
+namespace tovik::densities_test {
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
@@ -186,7 +187,7 @@ TEST(LogMvnrmPDF, NeedsAPositiveDefiniteMatrix) {
       else
         dmvnorm(arma::Row<double>(2, arma::fill::ones), bad);
       ADD_FAILURE();
-    } catch (const std::runtime_error& e) {
+    } catch (const numeric_error& e) {
       EXPECT_STREQ(e.what(), "chol(): decomposition failed");
     }
 }
@@ -209,30 +210,14 @@ TEST(IPhi, InvertsPhi) {
   for (double p : {1e-300, 1e-100, 1e-30, 1e-15, 1e-11, 1.5e-11, 1e-6, 0.01, 0.074, 0.0751, 0.3, 0.4999, 0.6,
                    0.92, 0.926, 0.99, 1 - 1e-9}) {
     const double expected = boost::math::quantile(reference, p);
-    EXPECT_NEAR(iPhi(p, true), expected, 4e-15 * std::fabs(expected)) << p;
+    EXPECT_NEAR(iPhi(p), expected, 4e-15 * std::fabs(expected)) << p;
   }
-  for (double x = -5; x <= 5; x += 0.25) EXPECT_NEAR(iPhi(phi(x), false), x, 1e-10 * std::exp(x * x / 4));
-  EXPECT_EQ(iPhi(0.5, true), 0.0);
-  EXPECT_EQ(iPhi(0.5, false), 0.0);
+  for (double x = -5; x <= 5; x += 0.25) EXPECT_NEAR(iPhi(phi(x)), x, 1e-10 * std::exp(x * x / 4));
+  EXPECT_EQ(iPhi(0.5), 0.0);
 }
 
 TEST(IPhi, GivesMinusTenOutsideOnBothSides) {
-  for (double p : {0.0, 1.0, -0.5, 1.5, inf, -inf, nan}) EXPECT_EQ(iPhi(p, false), -10.0) << p;
-}
-
-TEST(IPhi, ThrowsItsTextWhenStrict) {
-  for (double p : {0.0, 1.0, nan}) {
-    testing::internal::CaptureStdout();
-    std::string thrown;
-    try {
-      iPhi(p, true);
-    } catch (const char* text) {
-      thrown = text;
-    }
-    EXPECT_EQ(testing::internal::GetCapturedStdout(),
-              "DEBUG ERROR: NaN or -INF was produced; Contact Tovik support.\n");
-    EXPECT_EQ(thrown, "DEBUG ERROR: NaN or -INF was produced; Contact Tovik support.");
-  }
+  for (double p : {0.0, 1.0, -0.5, 1.5, inf, -inf, nan}) EXPECT_EQ(iPhi(p), -10.0) << p;
 }
 
 TEST(Cov2cor, DividesByTheStandardDeviations) {
@@ -246,4 +231,4 @@ TEST(Cov2cor, DividesByTheStandardDeviations) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::densities_test

@@ -6,7 +6,7 @@
 #include <limits>
 #include <vector>
 
-namespace tovik {
+namespace tovik::log_sum_exp_test {
 namespace {
 
 using cube = arma::Cube<double>;
@@ -127,4 +127,4 @@ TEST(LogSumExp, ShapesMustMatch) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::log_sum_exp_test

@@ -7,7 +7,7 @@
 #include "random/densities.hpp"
 #include "random/random.hpp"
 
-namespace tovik {
+namespace tovik::random_truncated_test {
 namespace {
 
 using tests::kolmogorov;
@@ -242,4 +242,4 @@ TEST(InverseGaussian, IsNanWhenThePassesRunOut) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::random_truncated_test

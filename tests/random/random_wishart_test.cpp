@@ -9,7 +9,7 @@
 #include "random/random.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::random_wishart_test {
 namespace {
 
 using tests::kolmogorov;
@@ -81,7 +81,7 @@ TEST(Wishart, InPlaceFormDrawsTheSameAndKeepsItsMemory) {
 
 TEST(Wishart, RejectsTooFewDegreesOfFreedomBeforeDrawing) {
   Random random(55), plain(55);
-  for (int df : {2, 0, -1, -2147483647}) EXPECT_THROW(random.rwish(df, scale), std::runtime_error) << df;
+  for (int df : {2, 0, -1, -2147483647}) EXPECT_THROW(random.rwish(df, scale), numeric_error) << df;
   EXPECT_TRUE(random.engine == plain.engine);
   EXPECT_NO_THROW(random.rwish(3, scale));
 }
@@ -90,7 +90,7 @@ template <typename Call>
 std::string message_of(Call call) {
   try {
     call();
-  } catch (const std::runtime_error& e) {
+  } catch (const numeric_error& e) {
     return e.what();
   }
   return "nothing thrown";
@@ -150,4 +150,4 @@ TEST(InverseWishart, HasItsMean) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::random_wishart_test

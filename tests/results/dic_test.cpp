@@ -5,7 +5,7 @@
 #include "capture.hpp"
 #include "series.hpp"
 
-namespace tovik {
+namespace tovik::dic_test {
 namespace {
 
 using sem::DIC;
@@ -186,4 +186,4 @@ TEST(Dic, RejectsAnotherShape) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::dic_test

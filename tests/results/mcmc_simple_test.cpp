@@ -8,7 +8,7 @@
 #include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::mcmc_simple_test {
 namespace {
 
 /// Ten schools of six pupils; y, x and m are pupils', and every fifth m is missing.
@@ -151,4 +151,4 @@ TEST(ChainSlopes, NeedEquations) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::mcmc_simple_test

@@ -10,7 +10,7 @@
 #include "settings.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::psr_test {
 namespace {
 
 using tests::expect_near;
@@ -248,4 +248,4 @@ TEST_F(PsrTest, SavesTheMatrix) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::psr_test

@@ -11,7 +11,7 @@
 #include "results/summary.hpp"
 #include "sem/wiring/settings.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::report_outcomes_test {
 namespace {
 
 const std::vector<std::string> columns = {"Median", "ChiSq", "PValue"};
@@ -306,4 +306,4 @@ TEST_F(ReportCorrelations, LeavesOutThePairOfAPhantomAtItsLevel) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::report_outcomes_test

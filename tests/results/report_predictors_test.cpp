@@ -12,7 +12,7 @@
 #include "support/error.hpp"
 #include "support/text.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::report_predictors_test {
 namespace {
 
 using kind = sem::predictor_row::kind;
@@ -186,4 +186,4 @@ TEST_F(ReportPredictors, RowsMustMatchTheParameters) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::report_predictors_test

@@ -4,7 +4,7 @@
 
 #include "series.hpp"
 
-namespace tovik {
+namespace tovik::run_stat_test {
 namespace {
 
 using tests::expect_near;
@@ -102,4 +102,4 @@ TEST(RunStat, RejectsAnotherShape) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::run_stat_test

@@ -14,7 +14,7 @@
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::simple_slopes_test {
 namespace {
 
 // Columns of the data: 0 the constant, 1 the focal predictor x, 2 and 3 the moderators m and w, 4 another z.
@@ -308,4 +308,4 @@ TEST(ModeratorDeviation, FollowsTheDataAndIsNaNForASingleUnit) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::simple_slopes_test

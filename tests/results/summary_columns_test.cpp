@@ -4,7 +4,7 @@
 #include "settings.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::summary_columns_test {
 namespace {
 
 using column = Summary::column;
@@ -100,4 +100,4 @@ TEST_F(OutputColumns, SupressesTheTwoTestColumns) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::summary_columns_test

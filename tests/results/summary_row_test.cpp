@@ -9,7 +9,7 @@
 
 #include "results/chisq_upper.hpp"
 
-namespace tovik {
+namespace tovik::summary_row_test {
 namespace {
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
@@ -57,4 +57,4 @@ TEST(SummaryRow, QuantilesAgreeWithTheSortedSample) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::summary_row_test

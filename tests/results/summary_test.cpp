@@ -9,7 +9,7 @@
 #include "settings.hpp"
 #include "support/error.hpp"
 
-namespace tovik {
+namespace tovik::summary_test {
 namespace {
 
 using column = Summary::column;
@@ -360,4 +360,4 @@ TEST_F(SummaryTest, RejectsValuesThatAreNoColumn) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::summary_test

@@ -6,7 +6,7 @@
 #include "results/summary.hpp"
 #include "settings.hpp"
 
-namespace tovik {
+namespace tovik::table_test {
 namespace {
 
 const std::vector<std::string> default_columns = {"Median", "StdDev", "2.5%", "97.5%",
@@ -180,4 +180,4 @@ TEST_F(TableTest, SummariesLineCountsChains) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::table_test

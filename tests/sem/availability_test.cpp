@@ -7,7 +7,7 @@
 
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::availability_test {
 namespace {
 
 using tests::small_run;
@@ -83,4 +83,4 @@ TEST(Availability, VariablesInsideTermsAndDefinitions) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::availability_test

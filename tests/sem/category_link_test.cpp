@@ -9,7 +9,7 @@
 #include "random/densities.hpp"
 #include "random/random.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::category_link_test {
 namespace {
 
 TEST(CategoryLink, ExpectedCodesAreThoseOfDraws) {
@@ -71,4 +71,4 @@ TEST(CategoryLink, ProportionsAreThoseOfDrawsAndRiseWithTheirScore) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::category_link_test

@@ -7,7 +7,7 @@
 #include "sem/outcomes/normal.hpp"
 #include "small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::chain_allocation_test {
 namespace {
 
 void expect_none(small_run const& run) {
@@ -61,4 +61,4 @@ TEST(ChainAllocation, NoneForLabelsAndParametersWithPriors) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::chain_allocation_test

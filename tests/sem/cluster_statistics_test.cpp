@@ -8,7 +8,7 @@
 #include "random/densities.hpp"
 #include "sem/scan/marginal.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::cluster_statistics_test {
 namespace {
 
 using sem::scan::cluster_statistics;
@@ -110,9 +110,9 @@ TEST(ClusterStatistics, RefuseAnIndefiniteCovariance) {
     cluster_statistics sums = equation.sums();
     equation.Sigma[0] = -arma::eye(q, q);
     arma::vec out;
-    EXPECT_THROW(sums.marginal(equation.b.memptr(), equation.Sigma, 1.0, out), std::runtime_error);
+    EXPECT_THROW(sums.marginal(equation.b.memptr(), equation.Sigma, 1.0, out), numeric_error);
   }
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::cluster_statistics_test

@@ -8,11 +8,11 @@
 
 #include "component_world.hpp"
 #include "kernel_samples.hpp"
-#include "sem/predictors/mvnphi.hpp"
 #include "sem/predictors/nom_component.hpp"
+#include "sem/predictors/normal_rectangle.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::component_nominal_test {
 namespace {
 
 using sem::NomComponent;
@@ -222,4 +222,4 @@ TEST(NomComponent, CountsAndVariances) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::component_nominal_test

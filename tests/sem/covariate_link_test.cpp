@@ -6,7 +6,7 @@
 #include "sem/predictors/centered_copy.hpp"
 #include "sem/scan_world.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::covariate_link_test {
 namespace {
 
 using estimator::covariate_link;
@@ -104,4 +104,4 @@ TEST(CenteredCopy, FollowsTheMeansOfTheModelOfTheOutcome) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::covariate_link_test

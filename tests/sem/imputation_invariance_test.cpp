@@ -10,7 +10,7 @@
 #include "sem/wiring/settings.hpp"
 #include "two_equations.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::imputation_invariance_test {
 namespace {
 
 constexpr int replications = 10000;
@@ -216,4 +216,4 @@ TEST(PredictiveImputation, ASquareOfLevelTwo) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::imputation_invariance_test

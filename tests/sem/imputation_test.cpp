@@ -10,7 +10,7 @@
 #include "small_run.hpp"
 #include "two_equations.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::imputation_test {
 namespace {
 
 /// Standard error of the mean of a correlated series, from 50 batches.
@@ -246,4 +246,4 @@ TEST(Imputation, NoAllocationWithAMediatorOfLevelTwo) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::imputation_test

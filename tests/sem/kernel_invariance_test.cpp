@@ -14,9 +14,10 @@
 #include "scan_world.hpp"
 #include "sem/scan/residual_variance.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::kernel_invariance_test {
 namespace {
 
+using sem::scan::coefficient_prior;
 using sem::scan::row_scale;
 
 constexpr int replications = 20000;
@@ -55,7 +56,7 @@ struct MixedModel {
     }
   }
 
-  std::unique_ptr<sem::scan::equation_scan> scan(bool y_static) const {
+  std::unique_ptr<sem::scan::equation_scan> scan(bool y_static, coefficient_prior const& prior = {}) const {
     sem::scan::equation eq;
     eq.y = 1;
     eq.y_static = y_static;
@@ -63,6 +64,7 @@ struct MixedModel {
     eq.terms.z.emplace_back(z, std::vector<sem::estimator::compute>{}, std::vector<bool>{});
     eq.structure = world.clusters(0);
     eq.free = {0, 1, 2};
+    eq.prior = prior;
     return std::make_unique<sem::scan::equation_scan>(std::move(eq));
   }
 
@@ -99,9 +101,11 @@ void effects_leave_joint(arma::uword q, bool products, row_scale::form form, std
     for (arma::uword i = 0; i < m.variance.n_elem; ++i)
       m.variance(i) = form == row_scale::form::per_cluster ? by_cluster(m.world.units[1](i))
                                                            : 0.2 + 0.05 * static_cast<double>(i);
-  row_scale const scale = form == row_scale::form::one           ? row_scale(0.7)
-                          : form == row_scale::form::per_cluster ? row_scale(by_cluster, m.world.units[1])
-                                                                 : row_scale(m.variance);
+  arma::Col<double> const of_cluster = 1.0 / by_cluster, of_row = 1.0 / m.variance;
+  row_scale const scale = form == row_scale::form::one ? row_scale(0.7)
+                          : form == row_scale::form::per_cluster
+                              ? row_scale::per_cluster(of_cluster, m.world.units[1])
+                              : row_scale::per_row(of_row);
   arma::Mat<double> const precision = arma::inv_sympd(m.Sigma);
   Samples fresh, after;
   for (int rep = 0; rep < replications; ++rep) {
@@ -161,23 +165,30 @@ TEST(KernelInvariance, RandomEffectsAroundAGivenMean) {
   expect_same_distribution(fresh, after);
 }
 
-/// With a flat prior a draw of b minus the least squares estimate, in units of the Cholesky factor of its
-/// covariance, is standard normal, whatever the data.
-void coefficients_are_normal(bool products, row_scale::form form, std::uint32_t seed) {
+/// A draw of b minus its conditional mean, in units of the Cholesky factor of its covariance, is standard
+/// normal, whatever the data.
+void coefficients_are_normal(bool products, row_scale::form form, std::uint32_t seed,
+                             coefficient_prior const& prior = {}) {
   MixedModel m(2);
   Random rng(seed, 1U);
   if (form == row_scale::form::per_row)
     for (arma::uword i = 0; i < m.variance.n_elem; ++i) m.variance(i) = 0.2 + 0.05 * static_cast<double>(i);
-  row_scale const scale = form == row_scale::form::one ? row_scale(0.7) : row_scale(m.variance);
+  arma::Col<double> const of_row = 1.0 / m.variance;
+  row_scale const scale = form == row_scale::form::one ? row_scale(0.7) : row_scale::per_row(of_row);
   arma::Mat<double> const X = m.world.data.cols(m.x);
   arma::Mat<double> const W = arma::diagmat(1.0 / m.variance);
-  arma::Mat<double> const precision = X.t() * W * X;
+  arma::Mat<double> precision = X.t() * W * X;
+  arma::Col<double> of_prior(3);
+  for (arma::uword j = 0; j < 3; ++j) {
+    precision(j, j) += prior.precision(j);
+    of_prior(j) = prior.precision(j) * prior.mean(j);
+  }
   arma::Mat<double> const root = arma::chol(precision);
   std::vector<std::vector<double>> pivots(3);
   for (int rep = 0; rep < replications; ++rep) {
     std::vector<arma::Mat<double>> u = {m.draw_u(rng)};
     m.draw_y(u[0], rng);
-    auto scan = m.scan(products);
+    auto scan = m.scan(products, prior);
     arma::Mat<double> b = m.b;
     for (int t = 0; t < applications; ++t) {
       scan->begin(m.world.data, b, u, scale);
@@ -187,7 +198,7 @@ void coefficients_are_normal(bool products, row_scale::form form, std::uint32_t 
     for (arma::uword i = 0; i < r.n_elem; ++i)
       for (arma::uword j = 0; j < m.z.n_elem; ++j)
         r(i) -= m.world.data(i, m.z(j)) * u[0](m.world.units[1](i), j);
-    arma::Col<double> const pivot = root * (b - arma::solve(precision, X.t() * W * r));
+    arma::Col<double> const pivot = root * (b - arma::solve(precision, X.t() * W * r + of_prior));
     for (arma::uword j = 0; j < 3; ++j) pivots[j].push_back(pivot(j));
   }
   auto const cdf = [](double x) { return boost::math::cdf(boost::math::normal(), x); };
@@ -198,6 +209,14 @@ TEST(KernelInvariance, CoefficientsUnderAFlatPrior) {
   coefficients_are_normal(false, row_scale::form::one, 140);
   coefficients_are_normal(true, row_scale::form::one, 141);
   coefficients_are_normal(false, row_scale::form::per_row, 142);
+}
+
+TEST(KernelInvariance, CoefficientsUnderANormalPrior) {
+  auto const prior = coefficient_prior::of_each({0.0, 20.0, 5.0}, {0.0, 1.5, -1.0});
+  coefficients_are_normal(false, row_scale::form::one, 143, prior);
+  coefficients_are_normal(true, row_scale::form::one, 144, prior);
+  coefficients_are_normal(false, row_scale::form::per_row, 145, prior);
+  coefficients_are_normal(true, row_scale::form::one, 146, coefficient_prior::ridge(0.02));
 }
 
 TEST(KernelInvariance, VarianceUnderTheProperPrior) {
@@ -310,4 +329,4 @@ TEST(KernelInvariance, MissingOutcomes) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::kernel_invariance_test

@@ -10,7 +10,7 @@
 #include "kernel_samples.hpp"
 #include "label_bench.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::label_invariance_test {
 namespace {
 
 constexpr int replications = 12000;
@@ -221,4 +221,4 @@ TEST(LabelInvariance, BesideRandomEffectsAndAHandleOnTheirVariance) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::label_invariance_test

@@ -9,7 +9,7 @@
 #include "model/defaults.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::label_plan_test {
 namespace {
 
 using tests::small_run;
@@ -147,4 +147,4 @@ TEST(LabelPlan, AComputedParameterMayReadACorrelationThatAPhantomCarries) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::label_plan_test

@@ -11,7 +11,7 @@
 #include "model/defaults.hpp"
 #include "sample_tests.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::labels_correlation_test {
 namespace {
 
 constexpr int replications = 8000;
@@ -171,4 +171,4 @@ TEST(LabelOfACorrelation, InsideATerm) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::labels_correlation_test

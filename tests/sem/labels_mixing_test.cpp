@@ -9,7 +9,7 @@
 #include "label_data.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::labels_mixing_test {
 namespace {
 
 TEST(LabelMixing, PredictorsFarFromZeroMixAsWellAsCentredOnes) {
@@ -84,4 +84,4 @@ TEST(LabelMixing, DrawnCoefficientsGoAlongWithChangingColumnsToo) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::labels_mixing_test

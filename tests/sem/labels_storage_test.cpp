@@ -11,7 +11,7 @@
 #include "sample_tests.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::labels_storage_test {
 namespace {
 
 /// All addresses of parameters of a bench.
@@ -93,4 +93,4 @@ TEST(Storage, FaultsOfConstraintsAreNamed) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::labels_storage_test

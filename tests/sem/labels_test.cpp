@@ -14,7 +14,7 @@
 #include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::labels_test {
 namespace {
 
 TEST(Labels, OneLabelAtTwoPredictorsIsARegressionOnTheirSum) {
@@ -328,4 +328,4 @@ TEST(Labels, ComputedTermsDrawAsTheirColumnsWould) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::labels_test

@@ -7,7 +7,7 @@
 #include "random/random.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::level_scores_test {
 namespace {
 
 using columns = arma::Col<arma::uword>;
@@ -120,4 +120,4 @@ TEST(LevelScores, RejectsDeviationsOfAnotherShapeAndColumnsThatDoNotExist) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::level_scores_test

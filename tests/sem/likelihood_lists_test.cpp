@@ -5,7 +5,7 @@
 #include "scan_world.hpp"
 #include "two_equations.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::likelihood_lists_test {
 namespace {
 
 using tests::computed;
@@ -164,4 +164,4 @@ TEST(AcceptanceGroups, AnEquationOfAHigherLevelTiesTheUnitsBelowEachOfItsOwn) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::likelihood_lists_test

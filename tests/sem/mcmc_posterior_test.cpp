@@ -11,7 +11,7 @@
 #include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mcmc_posterior_test {
 namespace {
 
 using tests::small_run;
@@ -217,4 +217,4 @@ TEST(McmcPosterior, TwoLevelRandomInterceptsAgreeWithQuadrature) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mcmc_posterior_test

@@ -6,7 +6,7 @@
 
 #include "sem/two_level_predictors.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mcmc_predictor_runs_test {
 namespace {
 
 using tests::clustered;
@@ -174,4 +174,4 @@ TEST(McmcPredictorRuns, AnOutcomeThatOthersReadCenteredHasACopyLessItsMean) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mcmc_predictor_runs_test

@@ -7,7 +7,7 @@
 #include "sem/predictors/excluded_level.hpp"
 #include "sem/two_level_predictors.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mcmc_predictors_test {
 namespace {
 
 using tests::clustered;
@@ -300,4 +300,4 @@ TEST(McmcPredictors, SeedAndStreamFixTheDraws) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mcmc_predictors_test

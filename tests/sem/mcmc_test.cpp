@@ -3,11 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "model/defaults.hpp"
-#include "sem/predictors/variable.hpp"
 #include "sample_tests.hpp"
+#include "sem/chain/saved_columns.hpp"
+#include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::mcmc_test {
 namespace {
 
 using tests::small_run;
@@ -113,7 +114,7 @@ TEST(Mcmc, SeedAndStreamFixTheDraws) {
   EXPECT_FALSE(arma::approx_equal(a, tests::draws(*run.chain(Random(9, 2)), 0, 10), "absdiff", 1e-6));
 }
 
-TEST(Mcmc, ConstructorsAgree) {
+TEST(Mcmc, IdentifiersMayBeGivenOrFoundInTheCatalogue) {
   const small_run run(names, three_level(), {"school", "district"}, {"y ~ x | 1"});
   const auto first = [&](Mcmc&& chain) {
     chain.addOutcomes(run.vars, run.models, {});
@@ -121,13 +122,26 @@ TEST(Mcmc, ConstructorsAgree) {
   };
   const arma::Col<arma::uword> ids = {1, 0};
   const arma::mat expected = first(Mcmc(run.vars, run.data, Random(4), 1, 0.01));
-  EXPECT_TRUE(arma::approx_equal(expected, first(Mcmc(run.vars, run.data, 4, 1, 0.01)), "absdiff", 0.0));
-  EXPECT_TRUE(arma::approx_equal(expected, first(Mcmc(run.vars, run.data, ids, 4, 1, 0.01)), "absdiff", 0.0));
-  EXPECT_TRUE(arma::approx_equal(expected, first(Mcmc(run.vars, run.data, 4, 1, 0.01, 0.0)), "absdiff", 0.0));
-  EXPECT_FALSE(
-      arma::approx_equal(expected, first(Mcmc(run.vars, run.data, 4, 1, 0.01, 2.0)), "absdiff", 1e-6));
-  EXPECT_EQ(Mcmc(run.vars, run.data, 4, 1, 0.01, 2.0).rng()->start_scale, 3.0);
-  EXPECT_EQ(Mcmc(run.vars, run.data, 4, 1, 0.01, -2.0).rng()->start_shift, -7.0);
+  EXPECT_TRUE(
+      arma::approx_equal(expected, first(Mcmc(run.vars, run.data, ids, Random(4), 1, 0.01)), "absdiff", 0.0));
+}
+
+TEST(Mcmc, ChainsShareTheColumnsThatAreSaved) {
+  const small_run run(names, with_holes(three_level()), {"school"}, {"y ~ x | 1"});
+  const auto saved = sem::keep_saved_columns(run.vars, run.data);
+  EXPECT_EQ(saved->names, names);
+  Mcmc own(run.vars, run.data, Random(4, 1), 1, 0.01),
+      shared(run.vars, run.data, Random(4, 1), 1, 0.01, saved),
+      other(run.vars, run.data, Random(4, 2), 1, 0.01, saved);
+  EXPECT_EQ(saved.use_count(), 3);
+  for (Mcmc* chain : {&own, &shared, &other}) {
+    chain->addOutcomes(run.vars, run.models, {});
+    for (int t = 0; t < 3; ++t) chain->oneRep();
+  }
+  EXPECT_TRUE(arma::approx_equal(own.getData(), shared.getData(), "absdiff", 0.0));
+  EXPECT_FALSE(arma::approx_equal(own.getData(), other.getData(), "absdiff", 1e-6));
+  EXPECT_TRUE(saved->values.has_nan());  // each chain fills a copy of its own
+  EXPECT_THROW(Mcmc(run.vars, run.data.head_rows(5), Random(4, 1), 1, 0.01, saved), error_debug);
 }
 
 TEST(Mcmc, ReportsTheStartingStateBeforeTheFirstScan) {
@@ -211,4 +225,4 @@ TEST(Mcmc, NeedsTheColumnOfTheConstant) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::mcmc_test

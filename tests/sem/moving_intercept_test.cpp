@@ -10,7 +10,7 @@
 #include "predictor_world.hpp"
 #include "two_level_predictors.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::moving_intercept_test {
 namespace {
 
 using kind = PredictorWorld::kind;
@@ -322,4 +322,4 @@ TEST(MovingIntercept, StepsAreAsLongAsReadersLetThem) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::moving_intercept_test

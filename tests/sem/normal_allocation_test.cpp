@@ -8,7 +8,7 @@
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_allocation_test {
 namespace {
 
 using sem::Normal;
@@ -87,4 +87,4 @@ TEST(NormalAllocation, NoneWithAMissingOutcome) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_allocation_test

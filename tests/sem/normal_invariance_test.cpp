@@ -8,7 +8,7 @@
 #include "kernel_samples.hpp"
 #include "scan_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_invariance_test {
 namespace {
 
 using sem::Normal;
@@ -130,4 +130,4 @@ TEST(NormalInvariance, OutcomeOfLevelTwo) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_invariance_test

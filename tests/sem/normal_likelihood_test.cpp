@@ -5,7 +5,7 @@
 #include "scan_world.hpp"
 #include "random/densities.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_likelihood_test {
 namespace {
 
 using sem::Normal;
@@ -232,4 +232,4 @@ TEST(Outcome, TellsWhichColumnsItReads) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_likelihood_test

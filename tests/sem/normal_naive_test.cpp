@@ -7,7 +7,7 @@
 #include "naive_normal.hpp"
 #include "scan_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_naive_test {
 namespace {
 
 using sem::Normal;
@@ -249,4 +249,4 @@ TEST(NormalNaive, MutableColumnsAreReadInEveryScan) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_naive_test

@@ -9,7 +9,7 @@
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_posterior_test {
 namespace {
 
 using sem::Normal;
@@ -133,4 +133,4 @@ TEST(NormalPosterior, BalancedOneWayLayout) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_posterior_test

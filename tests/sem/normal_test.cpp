@@ -6,7 +6,7 @@
 
 #include "scan_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::normal_test {
 namespace {
 
 using sem::Normal;
@@ -71,7 +71,7 @@ TEST(Normal, SingularStartsAreRefused) {
   Normal model(&m.estimator, m.setup);
   arma::Col<double> v = model.params();
   v(1) = 1.0;
-  EXPECT_THROW(model.addStarts(v), std::runtime_error);
+  EXPECT_THROW(model.addStarts(v), numeric_error);
 }
 
 TEST(Normal, SharesAddUpAndStandInOrder) {
@@ -297,7 +297,7 @@ void expect_message(World& world, equation_setup const& setup, char const* text)
   try {
     for (int t = 0; t < 100; ++t) model.draw(world.data);
     FAIL() << "nothing thrown";
-  } catch (std::runtime_error const& e) {
+  } catch (numeric_error const& e) {
     EXPECT_STREQ(e.what(), text);
   }
 }
@@ -336,7 +336,7 @@ TEST(Normal, AnExactFitHasNoVarianceToDraw) {
   setup.fixed_values = {0.0};
   LoneEstimator estimator(18);
   Normal model(&estimator, setup);
-  EXPECT_THROW(model.draw(world.data), std::runtime_error);
+  EXPECT_THROW(model.draw(world.data), numeric_error);
 }
 
 TEST(Normal, TooFewUnitsForThePrior) {
@@ -344,14 +344,14 @@ TEST(Normal, TooFewUnitsForThePrior) {
   simulate_outcome(world, 0, 1.0, 69);
   LoneEstimator estimator(19);
   Normal model(&estimator, world.setup(0, {0}));
-  EXPECT_THROW(model.draw(world.data), std::runtime_error);
+  EXPECT_THROW(model.draw(world.data), numeric_error);
   World clusters(2, {{4, 5, 6}}, 70);
   simulate_outcome(clusters, 0, 1.0, 70);
   equation_setup setup = clusters.setup(0, {0});
   setup.z[0] = {0, 2};
   setup.icept = {1};
   Normal mixed(&estimator, setup);
-  EXPECT_THROW(mixed.draw(clusters.data), std::runtime_error);  // 3 - 2 - 1 degrees of freedom
+  EXPECT_THROW(mixed.draw(clusters.data), numeric_error);  // 3 - 2 - 1 degrees of freedom
 }
 
 TEST(Normal, OneRowWithAProperPriorRuns) {
@@ -366,4 +366,4 @@ TEST(Normal, OneRowWithAProperPriorRuns) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::normal_test

@@ -7,7 +7,7 @@
 #include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::outcomes_test {
 namespace {
 
 using tests::small_run;
@@ -206,4 +206,4 @@ TEST(Outcomes, RefusesTwoEquationsOfOneIncompleteOutcome) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::outcomes_test

@@ -7,7 +7,7 @@
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::parameter_node_test {
 namespace {
 
 using namespace sem;
@@ -133,4 +133,4 @@ TEST(ComputationNode, WritesItsValueToItsPlaces) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::parameter_node_test

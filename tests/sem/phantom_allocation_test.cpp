@@ -4,7 +4,7 @@
 #include "correlated_world.hpp"
 #include "sample_tests.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::phantom_allocation_test {
 namespace {
 
 /// Allocations of 200 scans after the first ten.
@@ -48,4 +48,4 @@ TEST(PhantomAllocation, NoneWithCorrelatedEffects) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::phantom_allocation_test

@@ -8,7 +8,7 @@
 
 #include "phantom_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::phantom_group_test {
 namespace {
 
 using sem::Phantom;
@@ -230,4 +230,4 @@ TEST(PhantomGroup, APhantomWithoutAGroupIsNotDrawn) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::phantom_group_test

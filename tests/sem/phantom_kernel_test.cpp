@@ -12,7 +12,7 @@
 #include "sample_tests.hpp"
 #include "sem/wiring/estimator.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::phantom_kernel_test {
 namespace {
 
 using sem::Normal;
@@ -222,4 +222,4 @@ TEST(PhantomKernels, CovarianceMatrixUnderThreePriors) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::phantom_kernel_test

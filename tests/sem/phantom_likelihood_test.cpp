@@ -7,7 +7,7 @@
 #include "phantom_world.hpp"
 #include "random/densities.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::phantom_likelihood_test {
 namespace {
 
 using sem::Normal;
@@ -204,4 +204,4 @@ TEST(PhantomCorrelation, PriorIsADensityOnBothScales) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::phantom_likelihood_test

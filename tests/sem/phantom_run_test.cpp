@@ -10,7 +10,7 @@
 #include "sem/phantoms/phantom_links.hpp"
 #include "small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::phantom_run_test {
 namespace {
 
 /// Numbers the columns of phantoms and of named random effects that the equations hold, as the preparation of
@@ -274,4 +274,4 @@ TEST_F(PhantomRun, SeveralCorrelationsOfAnOutcomeMix) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::phantom_run_test

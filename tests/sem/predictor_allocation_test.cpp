@@ -7,7 +7,7 @@
 #include "sem/outcomes/normal.hpp"
 #include "sem/predictor_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_allocation_test {
 namespace {
 
 void expect_none(predictor_run const& run) {
@@ -85,4 +85,4 @@ TEST(PredictorAllocation, NoneForIncompleteCategoriesThatAnEquationReads) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_allocation_test

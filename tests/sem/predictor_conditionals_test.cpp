@@ -7,7 +7,7 @@
 #include "predictor_world.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_conditionals_test {
 namespace {
 
 using kind = PredictorWorld::kind;
@@ -271,4 +271,4 @@ TEST(PredictorPosterior, ThreeLevels) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_conditionals_test

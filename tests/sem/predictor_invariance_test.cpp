@@ -6,7 +6,7 @@
 #include "kernel_samples.hpp"
 #include "predictor_world.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_invariance_test {
 namespace {
 
 using kind = PredictorWorld::kind;
@@ -237,4 +237,4 @@ TEST(PredictorSteps, LatentMeansThatAReaderTies) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_invariance_test

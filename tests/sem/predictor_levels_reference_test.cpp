@@ -15,7 +15,7 @@
 #include "random/random.hpp"
 #include "sem/wiring/working_data.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_levels_reference_test {
 namespace {
 
 constexpr arma::uword p = 2;
@@ -217,4 +217,4 @@ TEST(PredictorLevelsReference, ThreeLevels) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_levels_reference_test

@@ -6,7 +6,7 @@
 
 #include "sem/two_level_predictors.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::predictor_mixed_kinds_test {
 namespace {
 
 using tests::clustered;
@@ -139,4 +139,4 @@ TEST(PredictorMixedKinds, CompleteRowsAloneMislead) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::predictor_mixed_kinds_test

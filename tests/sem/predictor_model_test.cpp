@@ -4,14 +4,13 @@
 
 #include <set>
 #include <sstream>
-#include <stdexcept>
 
 #include "predictor_world.hpp"
 #include "random/densities.hpp"
 #include "sem/predictors/variable.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_model_test {
 namespace {
 
 using kind = PredictorWorld::kind;
@@ -295,7 +294,7 @@ TEST(PredictorModels, RefuseWhatTheyAreNotBuiltFor) {
   EXPECT_THROW(sem::make_predictor(setup, {{}}, data), error_debug);
   world.v.setCentered(center::none);
   setup.deviates = {true, true};
-  EXPECT_THROW(sem::make_predictor(setup, {{}, {2, 3, 4, 5}}, data), std::runtime_error);
+  EXPECT_THROW(sem::make_predictor(setup, {{}, {2, 3, 4, 5}}, data), tovik::error);
   PredictorWorld complete(507);
   complete.missing = {};
   complete.build();
@@ -345,4 +344,4 @@ TEST(PredictorModels, LatentOutputIsByRows) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_model_test

@@ -7,7 +7,7 @@
 #include "sem/ensemble/written_columns.hpp"
 #include "sem/predictor_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::predictor_readers_test {
 namespace {
 
 using step = predictor_step;
@@ -170,4 +170,4 @@ TEST(PredictorReaders, ValuesThatMeetInAStatisticAreAcceptedTogether) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::predictor_readers_test

@@ -5,10 +5,10 @@
 #include <gtest/gtest.h>
 
 #include "sem/predictor_run.hpp"
-#include "sem/predictors/manifest_scores.hpp"
+#include "sem/predictors/unit_chain.hpp"
 #include "sem/wiring/working_data.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::predictor_set_test {
 namespace {
 
 using step = predictor_step;
@@ -251,4 +251,4 @@ TEST(ManifestScores, UnweightedMeansPassOverWhatIsMissing) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::predictor_set_test

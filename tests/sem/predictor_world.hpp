@@ -13,8 +13,6 @@
 #include "data/variable.hpp"
 #include "scan_world.hpp"
 #include "sem/predictors/one_var.hpp"
-#include "sem/predictors/one_var_nominal.hpp"
-#include "sem/predictors/one_var_ordinal.hpp"
 #include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests {

@@ -11,7 +11,7 @@
 #include "phantom_world.hpp"
 #include "sample_tests.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::published_effects_test {
 namespace {
 
 using sem::Normal;
@@ -229,4 +229,4 @@ TEST(PublishedEffects, RejectsIndicatorsOfAnotherNumber) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::published_effects_test

@@ -4,7 +4,7 @@
 
 #include "small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::residual_correlations_test {
 namespace {
 
 /// Six districts of two schools with three to six pupils; y1, y2 and x are pupils', s is the school's.
@@ -101,4 +101,4 @@ TEST(ResidualCorrelations, AConstantColumnHasNone) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::residual_correlations_test

@@ -15,7 +15,7 @@
 #include "sem/outcomes/normal.hpp"
 #include "sem/small_run.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::residual_kept_test {
 namespace {
 
 constexpr int scans = 60;
@@ -119,4 +119,4 @@ TEST(ResidualError, ShowsWhatTheScanDidNotSee) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::residual_kept_test

@@ -10,7 +10,7 @@
 #include "sem/scan/marginal.hpp"
 #include "sem/scan/small_cholesky.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::scan_test {
 namespace {
 
 using namespace sem::scan;
@@ -48,7 +48,7 @@ TEST(SmallCholesky, GivesTheCholeskyFactorOfTheInverse) {
 TEST(SmallCholesky, RefusesWhatIsNotPositiveDefinite) {
   arma::Mat<double> P = {{1.0, 2.0}, {2.0, 1.0}};
   arma::Col<double> work(6);
-  EXPECT_THROW(invert_symmetric(P.memptr(), 2, P.memptr(), work.memptr()), std::runtime_error);
+  EXPECT_THROW(invert_symmetric(P.memptr(), 2, P.memptr(), work.memptr()), numeric_error);
   EXPECT_FALSE(reverse_cholesky(P.memptr(), 2));
   arma::Mat<double> nan(1, 1, arma::fill::value(NAN));
   EXPECT_FALSE(reverse_cholesky(nan.memptr(), 1));
@@ -103,15 +103,19 @@ TEST(Design, ParametersAndRandomNumbersMakeAColumnMutable) {
 TEST(RowScale, ThreeFormsOneAnswer) {
   arma::Col<double> const clusters = {1.0, 4.0};
   arma::Col<arma::uword> const of = {0, 0, 1};
-  row_scale const per_cluster(clusters, of);
-  EXPECT_EQ(per_cluster.variance(2), 4.0);
-  EXPECT_EQ(per_cluster.precision(2), 0.25);
+  row_scale const per_cluster = row_scale::per_cluster(clusters, of);
+  EXPECT_EQ(per_cluster.precision(2), 4.0);
+  EXPECT_EQ(per_cluster.variance(2), 0.25);
+  EXPECT_EQ(per_cluster.sd(2), 0.5);
   EXPECT_FALSE(per_cluster.is_one());
-  row_scale const per_row(clusters);
-  EXPECT_EQ(per_row.variance(1), 4.0);
+  row_scale const per_row = row_scale::per_row(clusters);
+  EXPECT_EQ(per_row.precision(1), 4.0);
+  EXPECT_EQ(per_row.kind(), row_scale::form::per_row);
   row_scale const one(3.0);
   EXPECT_TRUE(one.is_one());
+  EXPECT_EQ(one.value(), 3.0);
   EXPECT_EQ(one.variance(7), 3.0);
+  EXPECT_EQ(one.precision(7), 1.0 / 3.0);
   EXPECT_EQ(one.kind(), row_scale::form::one);
 }
 
@@ -146,8 +150,8 @@ TEST(CrossProducts, FollowMutableColumnsAndWeights) {
   world.data.col(3) += 0.3;
   check(row_scale());
   EXPECT_NE(G.version(), version);
-  arma::Col<double> const variances = arma::linspace(0.5, 2.0, world.data.n_rows);
-  check(row_scale(variances));
+  arma::Col<double> const precisions = arma::linspace(0.5, 2.0, world.data.n_rows);
+  check(row_scale::per_row(precisions));
   check(row_scale());
 }
 
@@ -180,7 +184,7 @@ TEST(StaticProducts, AgreeWithARowPassAndTellOfCancellation) {
   arma::Mat<double> b(3, 1, arma::fill::zeros);
   static_products products;
   EXPECT_FALSE(products.built());
-  products.build(x.values(), G, step, y, b.memptr(), &z.values(), structure.selectors[0], &A);
+  products.build(x.values(), G, step, y, 1.0, b.memptr(), &z.values(), structure.selectors[0], &A);
   EXPECT_TRUE(products.built());
   Random rng(5, 1U);
   arma::Mat<double> const u = rng.randn(static_cast<int>(structure.n_clusters(0)), 2);
@@ -196,7 +200,7 @@ TEST(StaticProducts, AgreeWithARowPassAndTellOfCancellation) {
   // An outcome that the model fits exactly leaves only rounding.
   arma::Col<double> exact = x.values() * b;
   subtract_effects(z.values(), arma::Mat<double>(-u), *structure.selectors[0], exact.memptr());
-  products.build(x.values(), G, step, exact, b.memptr(), &z.values(), structure.selectors[0], &A);
+  products.build(x.values(), G, step, exact, 1.0, b.memptr(), &z.values(), structure.selectors[0], &A);
   products.condition_on(b.memptr());
   products.effect_sums();
   EXPECT_TRUE(std::isnan(products.sum_of_squares(&u)));
@@ -213,7 +217,7 @@ TEST(Coefficients, FixedOnesEnterTheMean) {
   step.factor(G.values(), 40);
   arma::Col<double> const h = x.values().t() * world.data.col(1);
   arma::Col<double> b = {9.0, 0.5, 9.0, -0.7};
-  step.mean(G.values(), h.memptr(), b.memptr());
+  step.mean(G.values(), h.memptr(), 1.0, b.memptr());
   arma::Col<double> const r = world.data.col(1) - 0.5 * world.data.col(2) + 0.7 * world.data.col(4);
   arma::Col<double> const expected = arma::solve(x.values().cols(arma::uvec{0, 2}), r);
   EXPECT_NEAR(b(0), expected(0), 1e-10);
@@ -285,7 +289,7 @@ TEST(Scan, RefusesAnIndefinitePrecision) {
     arma::Mat<double> const A(1, q * (q + 1) / 2, arma::fill::zeros), t(1, q, arma::fill::zeros);
     arma::Mat<double> const S = -arma::eye(q, q);
     arma::Mat<double> u(1, q);
-    EXPECT_THROW(step.draw(A, t, 1.0, S, nullptr, rng, u), std::runtime_error);
+    EXPECT_THROW(step.draw(A, t, 1.0, S, nullptr, rng, u), numeric_error);
   }
 }
 
@@ -295,8 +299,8 @@ TEST(Marginal, RefusesAnIndefiniteCovariance) {
   EXPECT_THROW(
       marginal_log_likelihood(r, {world.data.cols(0, 0)}, {arma::Mat<double>(1, 1, arma::fill::value(-1.0))},
                               1.0, world.clusters(0)),
-      std::runtime_error);
+      numeric_error);
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::scan_test

@@ -4,7 +4,7 @@
 
 #include "sem/small_run.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::starts_test {
 namespace {
 
 const double nan = arma::datum::nan;
@@ -122,4 +122,4 @@ TEST(Starts, ATransformationThatIsNotFiniteIsRefused) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::starts_test

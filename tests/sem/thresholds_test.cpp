@@ -7,12 +7,12 @@
 #include <cmath>
 #include <vector>
 
-#include "sample_tests.hpp"
 #include "random/densities.hpp"
+#include "sample_tests.hpp"
 #include "support/error.hpp"
 #include "threshold_posterior.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::thresholds_test {
 namespace {
 
 using sem::scan::thresholds;
@@ -21,8 +21,8 @@ TEST(Thresholds, StartAtNormalQuantilesOfCumulativeShares) {
   thresholds const t(units{30, 20, 40, 10});
   ASSERT_EQ(t.tau.n_elem, 3u);
   EXPECT_EQ(t.tau[0], 0.0);
-  EXPECT_NEAR(t.tau[1], iPhi(0.5, false) - iPhi(0.3, false), 1e-12);
-  EXPECT_NEAR(t.tau[2], iPhi(0.9, false) - iPhi(0.3, false), 1e-12);
+  EXPECT_NEAR(t.tau[1], iPhi(0.5) - iPhi(0.3), 1e-12);
+  EXPECT_NEAR(t.tau[2], iPhi(0.9) - iPhi(0.3), 1e-12);
   EXPECT_EQ(thresholds(units{4, 5}).tau[0], 0.0);
   thresholds const gap(units{0, 5, 0, 5, 0});
   for (arma::uword k = 1; k < 4; ++k) EXPECT_GT(gap.tau[k], gap.tau[k - 1]);
@@ -80,6 +80,66 @@ TEST(Thresholds, TwoThresholdsHaveTheirPosterior) {
   EXPECT_LT(kolmogorov(sample, threshold_posterior(categories_of_14, mean, {}, unweighted)), 2.5);
 }
 
+TEST(Thresholds, OfScoresWithStandardDeviationsHaveTheirPosterior) {
+  Random rng(9, 1U);
+  arma::vec const mean = 0.5 + 0.6 * arma::vec(rng.randn(14, 1));
+  arma::vec const sd = arma::linspace(0.4, 2.5, 14);
+  thresholds t(units{4, 6, 4});
+  auto const sets = members_of(categories_of_14, 3);
+  auto const sample = chain(
+      20000, 25, [&] { t.move(sets, mean.memptr(), 14, rng, sd.memptr()); }, [&] { return t.tau[1]; });
+  // The likelihood of all units stands in the weight.
+  auto const likelihood = [&](arma::vec const& tau) {
+    double product = 1.0;
+    for (arma::uword i = 0; i < 14; ++i) {
+      arma::uword const k = categories_of_14[i];
+      double const lower = k == 0 ? 0.0 : phi((tau[k - 1] - mean[i]) / sd[i]);
+      product *= (k == 2 ? 1.0 : phi((tau[k] - mean[i]) / sd[i])) - lower;
+    }
+    return product;
+  };
+  EXPECT_LT(
+      kolmogorov(sample, threshold_posterior(categories_of_14, mean, std::vector<char>(14, 1), likelihood)),
+      2.5);
+}
+
+TEST(Thresholds, ScoresFollowNormalsWithTheirStandardDeviationsWithinCategories) {
+  thresholds t(units{1, 1, 1});
+  t.tau = {0.0, 1.0};
+  std::vector<units> const sets = {{0}, {1}, {2}};
+  double const mean[] = {0.3, -0.2, 0.4}, sd[] = {2.0, 0.5, 3.0};
+  Random rng(10, 1U);
+  std::vector<double> sample[3];
+  for (int i = 0; i < 20000; ++i) {
+    double scores[3];
+    t.draw(sets, mean, scores, rng, sd);
+    for (int k = 0; k < 3; ++k) sample[k].push_back(scores[k]);
+  }
+  double const below[] = {0.0, phi(0.4), phi(0.2)}, above[] = {phi(-0.15), phi(2.4), 1.0};
+  for (int k = 0; k < 3; ++k) {
+    auto const cdf = [&](double x) {
+      return (phi((x - mean[k]) / sd[k]) - below[k]) / (above[k] - below[k]);
+    };
+    EXPECT_LT(kolmogorov(sample[k], cdf), 2.5) << k;
+  }
+}
+
+TEST(Thresholds, StandardDeviationsOfOneAreTheDefault) {
+  arma::vec const mean = arma::linspace(-0.5, 1.5, 14), ones(14, arma::fill::ones);
+  auto const sets = members_of(categories_of_14, 3);
+  thresholds given(units{4, 6, 4}), left(units{4, 6, 4});
+  Random rng(11, 1U), same(11, 1U);
+  arma::vec a(14), b(14);
+  for (int i = 0; i < 20; ++i) {
+    EXPECT_EQ(given.move(sets, mean.memptr(), 14, rng, ones.memptr()),
+              left.move(sets, mean.memptr(), 14, same));
+    given.draw(sets, mean.memptr(), a.memptr(), rng, ones.memptr());
+    left.draw(sets, mean.memptr(), b.memptr(), same);
+    EXPECT_EQ(given.tau[1], left.tau[1]);
+    EXPECT_TRUE(arma::all(a == b));
+  }
+}
+
 TEST(Thresholds, ThreeThresholdsHaveTheirJointPosterior) {
   // Few units and a small category: proposals are wide against the gaps, and thresholds pass each other.
   Random rng(7, 1U);
@@ -134,4 +194,4 @@ TEST(Thresholds, ProposalsAdaptToTheirTarget) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::thresholds_test

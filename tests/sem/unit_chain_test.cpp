@@ -5,7 +5,7 @@
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::unit_chain_test {
 namespace {
 
 using arma::uword;
@@ -79,4 +79,4 @@ TEST(UnitChain, RejectsALevelThatTheDataDoNotHave) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::unit_chain_test

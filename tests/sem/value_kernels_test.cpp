@@ -14,7 +14,7 @@
 #include "sem/scan/values/slice_values.hpp"
 #include "support/error.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::value_kernels_test {
 namespace {
 
 using sem::estimator::acceptance;
@@ -311,4 +311,4 @@ TEST(ValueGroups, AGroupWhereAnExpressionHasNoValueStandsAlone) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::value_kernels_test

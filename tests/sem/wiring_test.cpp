@@ -9,7 +9,7 @@
 #include "sem/wiring/tune.hpp"
 #include "sem/wiring/weights.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::wiring_test {
 namespace {
 
 using namespace sem::estimator;
@@ -276,4 +276,4 @@ TEST(Constraint, RejectsWhatIsNotANumber) {
 }
 
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::wiring_test

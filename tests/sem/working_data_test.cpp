@@ -5,7 +5,7 @@
 #include "data/variable_list.hpp"
 #include "support/error.hpp"
 
-namespace tovik::sem {
+namespace tovik::sem::working_data_test {
 namespace {
 
 using arma::uword;
@@ -131,4 +131,4 @@ TEST(WorkingData, TranslatesCatalogueLevels) {
 }
 
 }  // namespace
-}  // namespace tovik::sem
+}  // namespace tovik::sem::working_data_test

@@ -14,7 +14,7 @@
 #include "random/random.hpp"
 #include "sem/wiring/working_data.hpp"
 
-namespace tovik::tests {
+namespace tovik::tests::predictor_reference_test {
 namespace {
 
 constexpr arma::uword n = 40, p = 3;
@@ -157,4 +157,4 @@ TEST(PredictorReference, SoItDoesUnderTheThirdPrior) {
   expect_agreement(3, 0);
 }
 }  // namespace
-}  // namespace tovik::tests
+}  // namespace tovik::tests::predictor_reference_test

@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace tovik {
+namespace tovik::wrapped_test {
 namespace {
 
 TEST(Wrapped, BreaksBeforeAPieceThatPassesTheWidth) {
@@ -13,4 +13,4 @@ TEST(Wrapped, BreaksBeforeAPieceThatPassesTheWidth) {
 }
 
 }  // namespace
-}  // namespace tovik
+}  // namespace tovik::wrapped_test

@@ -1,15 +1,17 @@
 #include "sem/chain/mcmc.hpp"
 
 #include <algorithm>
+#include <utility>
 
 #include "data/levels.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
+#include "sem/chain/mcmc_checks.hpp"
+#include "sem/chain/saved_columns.hpp"
 #include "sem/ensemble/availability.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
-#include "sem/ensemble/predictor_readers.hpp"
-#include "sem/chain/mcmc_checks.hpp"
 #include "sem/ensemble/outcomes.hpp"
+#include "sem/ensemble/predictor_readers.hpp"
 #include "sem/predictors/centered_copy.hpp"
 #include "sem/predictors/predictor_set.hpp"
 #include "support/error.hpp"
@@ -28,12 +30,6 @@ arma::Col<arma::uword> identifier_columns(VariableList const& variables) {
   arma::Col<arma::uword> columns(ids.size());
   for (std::size_t k = 0; k < ids.size(); ++k) columns[k] = ids[k]->column;
   return columns;
-}
-
-Random dispersed(int seed, double startsdispersion) {
-  Random rng(seed);
-  rng.disperse(startsdispersion);
-  return rng;
 }
 
 template <class Test>
@@ -56,33 +52,23 @@ std::vector<arma::uword> as_vector(arma::Col<arma::uword> const& columns) {
 }  // namespace
 
 Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
-           Random const& rng, int const& xprior, double const& ICCcutoff)
+           Random const& rng, int const& xprior, double const& ICCcutoff,
+           std::shared_ptr<saved_columns const> saved)
     : rng_(std::make_shared<Random>(rng)),
       working_(data, as_vector(ids)),
+      saved_(saved != nullptr ? std::move(saved) : keep_saved_columns(variables, data)),
       predictors_(std::make_unique<predictor_set>()),
       xprior_(xprior),
       icc_cutoff_(ICCcutoff) {
+  if (saved_->values.n_rows != data.n_rows) throw error_debug("The saved columns are those of other data.");
   find_patterns(variables, data);
-  keep_output_columns(variables, data);
   predictors_ =
       std::make_unique<predictor_set>(variables, working_, rng_, predictor_set::options{xprior, ICCcutoff});
 }
 
-Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
-           int const& seed, int const& xprior, double const& ICCcutoff)
-    : Mcmc(variables, data, ids, Random(seed), xprior, ICCcutoff) {}
-
 Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
-           double const& ICCcutoff)
-    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff) {}
-
-Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
-           double const& ICCcutoff)
-    : Mcmc(variables, data, Random(seed), xprior, ICCcutoff) {}
-
-Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
-           double const& ICCcutoff, double const& startsdispersion)
-    : Mcmc(variables, data, dispersed(seed, startsdispersion), xprior, ICCcutoff) {}
+           double const& ICCcutoff, std::shared_ptr<saved_columns const> saved)
+    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff, std::move(saved)) {}
 
 Mcmc::~Mcmc() = default;
 
@@ -123,7 +109,7 @@ void Mcmc::link_centered_copies() {
     std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links;
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
       estimator::Outcome const& model = outcomes_->outcome(i);
-      if (model.missing && has_likelihood(model) && model.y(0) == centered_copies_.back()->column())
+      if (model.missing && has_likelihood(model) && arma::any(model.y == centered_copies_.back()->column()))
         links.emplace_back(i, std::make_unique<estimator::covariate_link>(link));
     }
     outcomes_->linkVariables(std::move(links));

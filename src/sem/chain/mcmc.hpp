@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "data/patterns.hpp"
-#include "sem/outcomes/priors.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/priors.hpp"
 #include "sem/wiring/settings.hpp"
 #include "sem/wiring/working_data.hpp"
 
@@ -28,6 +28,7 @@ class Variable;
 class centered_copy;
 struct excluded_level;
 class predictor_set;
+struct saved_columns;
 
 /// One chain's estimator: the working matrix, the generator, the models of the predictors, and every equation
 /// that a scan draws.
@@ -47,19 +48,15 @@ class Mcmc {
   /// `ids`: the columns of the identifiers, the finest first. Builds the models of the predictors and fills
   /// their missing cells; `xprior` (1, 2 or 3) is the prior of their variances, `ICCcutoff` the intraclass
   /// correlation below which a variable does not vary at a level. Throws tovik::error for means of clusters
-  /// that cannot be had, std::runtime_error when there are too few units for a model.
+  /// that cannot be had, and when there are too few units for a model.
+  /// `saved`: what keep_saved_columns takes from these variables and data, shared by all chains of a run;
+  /// null to have it taken here.
   Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
-       Random const& rng, int const& xprior, double const& ICCcutoff);
-  Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
-       int const& seed, int const& xprior, double const& ICCcutoff);
-  /// Take the identifiers from the catalogue.
+       Random const& rng, int const& xprior, double const& ICCcutoff,
+       std::shared_ptr<saved_columns const> saved = nullptr);
+  /// Takes the identifiers from the catalogue.
   Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
-       double const& ICCcutoff);
-  Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
-       double const& ICCcutoff);
-  /// With the offset of this chain's starting values.
-  Mcmc(VariableList const& variables, arma::Mat<double> const& data, int const& seed, int const& xprior,
-       double const& ICCcutoff, double const& startsdispersion);
+       double const& ICCcutoff, std::shared_ptr<saved_columns const> saved = nullptr);
   ~Mcmc();
   Mcmc(Mcmc const&) = delete;
   Mcmc& operator=(Mcmc const&) = delete;
@@ -176,7 +173,6 @@ class Mcmc {
 
  private:
   void find_patterns(VariableList const& variables, arma::Mat<double> const& data);
-  void keep_output_columns(VariableList const& variables, arma::Mat<double> const& data);
   void link_centered_copies();
   void list_output(VariableList const& variables, ModelList const& models);
   arma::Mat<double> completed() const;
@@ -184,8 +180,7 @@ class Mcmc {
 
   std::shared_ptr<Random> rng_;
   working_data working_;
-  arma::Mat<double> raw_;  ///< the columns that are saved, as they came in, rows in file order
-  std::vector<arma::uword> saved_columns_;  ///< the column of the working matrix behind each of them
+  std::shared_ptr<saved_columns const> saved_;
   /// What getData hands out, in order.
   struct output_part {
     enum class kind { always, latent, residual, predicted };
@@ -193,7 +188,6 @@ class Mcmc {
     std::vector<std::string> names;
     std::function<arma::Mat<double>()> columns;  ///< one per name, rows of the working matrix
   };
-  std::vector<std::string> saved_names_;
   std::vector<output_part> output_;  ///< behind the columns of the data file
   patterns patterns_;
   std::vector<std::string> pattern_names_;

@@ -6,7 +6,9 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "sem/chain/mcmc.hpp"
+#include "sem/chain/saved_columns.hpp"
 #include "sem/ensemble/outcomes.hpp"
+#include "sem/ensemble/output_names.hpp"
 #include "sem/predictors/predictor_set.hpp"
 #include "support/error.hpp"
 
@@ -15,20 +17,6 @@ namespace tovik::sem {
 namespace {
 
 using variable_ptr = VariableList::variable_ptr;
-
-/// "y$Intercept", "y$x"; with several levels of clusters also the identifier, "y$Intercept$school". In the
-/// order of the outcome's latent columns: the nearest level first.
-std::vector<std::string> effect_names(Model const& model) {
-  std::vector<std::string> out;
-  for (int level = model.levels - 1; level >= 0; --level) {
-    std::string id;
-    for (variable_ptr const& cluster : model.clusters) {
-      if (model.levels > 1 && cluster->level == static_cast<unsigned>(level)) id = "$" + cluster->name;
-    }
-    for (std::string const& effect : model.reName(level)) out.push_back(model.name() + "$" + effect + id);
-  }
-  return out;
-}
 
 /// The variables behind the score columns of a predictor model.
 std::vector<data::variable const*> score_variables(Variable const& v) {
@@ -53,27 +41,15 @@ std::vector<std::string> latent_names(Variable const& v, std::vector<variable_pt
   return out;
 }
 
+void append(std::vector<std::string>& list, std::vector<std::string> const& more) {
+  list.insert(list.end(), more.begin(), more.end());
+}
+
 arma::uword width(arma::Mat<double> const& columns) {
   return columns.n_cols;
 }
 
 }  // namespace
-
-/// The columns of the data file end where the constant stands.
-void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> const& data) {
-  const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
-                                     [](variable_ptr const& v) { return v->type == data::type::constant; });
-  if (constant == variables.variables.end()) throw error_debug("No intercept!");
-  for (auto v = variables.variables.begin(); v != constant; ++v) {
-    saved_columns_.push_back((*v)->column);
-    saved_names_.push_back((*v)->name);
-  }
-  raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
-  for (auto v = variables.variables.begin(); v != constant; ++v) {
-    if ((*v)->uncentered.empty()) continue;
-    raw_.col(static_cast<arma::uword>(v - variables.variables.begin())) = arma::Col<double>((*v)->uncentered);
-  }
-}
 
 /// Names and columns are listed side by side, so that they cannot part.
 void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
@@ -85,10 +61,9 @@ void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
     for (auto const& definition : models.definitions) definitions.push_back(definition.first);
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
       estimator::Outcome const& model = outcomes_->outcome(i);
-      if (width(model.latent(data)) > 0)
-        for (std::string& name : effect_names(models[i])) latent.push_back(std::move(name));
-      if (width(model.residual(data)) > 0) residual.push_back(models[i].name() + ".residual");
-      if (width(model.predicted(data)) > 0) predicted.push_back(models[i].name() + ".predicted");
+      if (width(model.latent(data)) > 0) append(latent, latent_names(models[i]));
+      if (width(model.residual(data)) > 0) append(residual, residual_names(models[i]));
+      if (width(model.predicted(data)) > 0) append(predicted, predicted_names(models[i]));
     }
     output_.push_back({kind::always, definitions, [this] { return outcomes_->defines(working_.data); }});
     output_.push_back({kind::latent, latent, [this] { return outcomes_->latent(working_.data); }});
@@ -109,9 +84,10 @@ void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
 
 /// Fills the missing cells of a saved column; `values` are in the order of the working matrix.
 void Mcmc::complete(arma::Mat<double>& out, arma::uword column, arma::Col<double> const& values) const {
-  const auto saved = std::find(saved_columns_.begin(), saved_columns_.end(), column);
-  if (saved == saved_columns_.end()) return;
-  double* to = out.colptr(static_cast<arma::uword>(saved - saved_columns_.begin()));
+  std::vector<arma::uword> const& columns = saved_->columns;
+  const auto saved = std::find(columns.begin(), columns.end(), column);
+  if (saved == columns.end()) return;
+  double* to = out.colptr(static_cast<arma::uword>(saved - columns.begin()));
   for (arma::uword i = 0; i < values.n_elem; ++i) {
     double& cell = to[working_.file_rows()[i]];
     if (std::isnan(cell)) cell = values[i];
@@ -119,7 +95,7 @@ void Mcmc::complete(arma::Mat<double>& out, arma::uword column, arma::Col<double
 }
 
 arma::Mat<double> Mcmc::completed() const {
-  arma::Mat<double> out = raw_;
+  arma::Mat<double> out = saved_->values;
   if (outcomes_) {
     for (arma::uword column : outcomes_->imputed_columns()) complete(out, column, working_.data.col(column));
   }
@@ -148,7 +124,7 @@ arma::Mat<double> Mcmc::getData(bool const& latent, bool const& residual, bool c
 std::vector<std::string> Mcmc::dataNames(VariableList const&, ModelList const&, bool const& latent,
                                          bool const& residual, bool const& predicted) const {
   const bool wanted[] = {true, latent, residual, predicted};
-  std::vector<std::string> out = saved_names_;
+  std::vector<std::string> out = saved_->names;
   for (output_part const& part : output_) {
     if (wanted[static_cast<int>(part.what)]) out.insert(out.end(), part.names.begin(), part.names.end());
   }

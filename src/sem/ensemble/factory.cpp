@@ -57,7 +57,8 @@ void set_fixed(equation_setup& setup, Model const& model) {
   if (model.variance.is_fixed()) setup.resid_value = model.variance.value();
 }
 
-std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_context const& context) {
+/// What every kind of regression needs to know of its equation.
+equation_setup equation_of(Model const& model, outcome_context const& context) {
   equation_setup setup;
   setup.y = model.yind().at(0);
   setup.x = columns_of(model.xind());
@@ -73,7 +74,11 @@ std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_cont
   setup.phantoms = phantoms_of(model);
   set_fixed(setup, model);
   set_computed(setup, model, context);
-  auto out = std::make_shared<Normal>(context.estimator, setup);
+  return setup;
+}
+
+std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_context const& context) {
+  auto out = std::make_shared<Normal>(context.estimator, equation_of(model, context));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
 }

@@ -28,16 +28,16 @@ std::vector<estimator::Outcome const*> readers_of(arma::Col<arma::uword> const& 
 
 arma::Col<arma::uword> columns_of(estimator::Outcome const& owner,
                                   std::vector<following_columns> const& following) {
-  arma::Col<arma::uword> out = {owner.y(0)};
+  arma::Col<arma::uword> out = owner.columns();
   for (following_columns const& derived : following)
-    if (derived.column == owner.y(0)) out = arma::join_cols(out, derived.followers);
+    if (arma::any(owner.y == derived.column)) out = arma::join_cols(out, derived.followers);
   return out;
 }
 
 }  // namespace
 
 std::vector<estimator::Outcome const*> readers_of(estimator::Outcome const& owner, model_list const& models) {
-  return readers_of(arma::Col<arma::uword>{owner.y(0)}, owner, models);
+  return readers_of(owner.columns(), owner, models);
 }
 
 void wire_likelihood_lists(model_list const& models, level_units const& units, arma::Mat<double> const& data,

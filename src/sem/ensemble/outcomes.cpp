@@ -64,16 +64,22 @@ bool is_equation(Model const& model) {
   return model::is_equation(model.kind());
 }
 
+bool writes(Model const& model, unsigned column) {
+  const std::vector<unsigned> own = model.yind();
+  return std::find(own.begin(), own.end(), column) != own.end();
+}
+
 /// Two models of one outcome would both write its missing values.
 void check_one_writer(ModelList const& list, working_data const& working, arma::Mat<double> const& data) {
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i])) continue;
     for (std::size_t j = i + 1; j < list.size(); ++j) {
       if (!is_equation(list[j])) continue;
-      const unsigned column = list[i].yind().at(0);
-      if (column != list[j].yind().at(0)) continue;
-      if (working.missing_units(data, column, outcome_level(list[i], working)).n_elem == 0) continue;
-      not_available::refuse("A second equation for the incomplete outcome '" + list[i].name() + "'");
+      for (unsigned column : list[i].yind()) {
+        if (!writes(list[j], column)) continue;
+        if (working.missing_units(data, column, outcome_level(list[i], working)).n_elem == 0) continue;
+        not_available::refuse("A second equation for the incomplete outcome '" + list[i].name() + "'");
+      }
     }
   }
 }
@@ -131,7 +137,7 @@ void Outcomes::bind_definitions(ModelList const& list) {
 /// All starts come from the observed values, so they are computed before any missing cell is filled.
 void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
   std::vector<arma::Col<double>> starts;
-  std::vector<outcome_moments> moments;
+  std::vector<std::vector<outcome_moments>> moments;
   for (Model const& model : list) {
     if (!is_equation(model) || is_phantom(model)) {
       starts.emplace_back(is_phantom(model) ? 1 : 0, arma::fill::zeros);
@@ -144,10 +150,13 @@ void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data) {
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i]) || is_phantom(list[i])) continue;
-    const unsigned column = list[i].yind().at(0);
     const unsigned level = outcome_level(list[i], working_);
-    const arma::Col<arma::uword> missing = working_.missing_units(data, column, level);
-    working_.write(data, column, level, missing, draw_missing(list[i], moments[i], missing.n_elem, *rng_));
+    const std::vector<unsigned> columns = list[i].yind();
+    for (std::size_t k = 0; k < columns.size(); ++k) {
+      const arma::Col<arma::uword> missing = working_.missing_units(data, columns[k], level);
+      working_.write(data, columns[k], level, missing,
+                     draw_missing(list[i], moments[i].at(k), missing.n_elem, *rng_));
+    }
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (is_equation(list[i])) models[i]->addStarts(starts[i]);
@@ -267,8 +276,9 @@ arma::uword Outcomes::n_defines() const {
   return definitions_.size();
 }
 
-/// Continuous outcomes hold their values in the data as they are.
-void Outcomes::categorize_nominal(arma::Mat<double>&, arma::Mat<double> const&) const {}
+void Outcomes::categorize_nominal(arma::Mat<double>& raw, arma::Mat<double> const& data) const {
+  for (model_ptr const& model : models) model->categorize(raw, data);
+}
 
 arma::Mat<double> const& Outcomes::betas(unsigned const& model) const {
   return models.at(model)->betas();
@@ -283,7 +293,9 @@ std::vector<double> Outcomes::getMissingPercents() const {
 }
 
 arma::Col<arma::uword> Outcomes::indicators() const {
-  return {};
+  arma::Col<arma::uword> out;
+  for (model_ptr const& model : models) out = arma::join_cols(out, model->published());
+  return out;
 }
 
 arma::Mat<double> Outcomes::latent(arma::Mat<double> const& data) const {

@@ -1,10 +1,10 @@
 // What the equations together say of the data.
 
 #include <algorithm>
-#include <stdexcept>
 
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/ensemble/outcomes.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
@@ -54,7 +54,7 @@ void Outcomes::fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& d
   }
   try {
     out.slice(slice).col(0) = model.marginal_logLiklihood(data);
-  } catch (std::runtime_error const&) {
+  } catch (numeric_error const&) {
     // A covariance matrix on the edge of positive definiteness: the fit statistics leave the marginal block
     // out, the run goes on.
     out.slice(slice).col(0).fill(arma::datum::nan);

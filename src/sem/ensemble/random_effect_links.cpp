@@ -15,7 +15,7 @@ namespace {
 
 using model_ptr = std::shared_ptr<estimator::Outcome>;
 
-constexpr arma::uword unnamed = data::variable::no_column;
+constexpr arma::uword no_column = data::variable::no_column;
 
 /// Named effects that have a column: some equation reads them.
 std::vector<std::shared_ptr<data::random>> read_effects(ModelList const& list) {
@@ -80,13 +80,13 @@ struct published {
       n += owner.n_random(L);
     }
     columns.set_size(n);
-    columns.fill(unnamed);
+    columns.fill(no_column);
   }
 };
 
 bool reads_any(estimator::Outcome const& model, arma::Col<arma::uword> const& columns) {
   return std::any_of(columns.begin(), columns.end(),
-                     [&](arma::uword c) { return c != unnamed && model.reads(c); });
+                     [&](arma::uword c) { return c != no_column && model.reads(c); });
 }
 
 /// The model's part at levels that it has; below its own level it does not depend on the effects.
@@ -118,7 +118,7 @@ void tie_clusters(estimator::Outcome& owner, published const& effects, std::vect
   for (unsigned L = 0; L < owner.n_levels; ++L) {
     for (arma::uword j = 0; j < owner.n_random(L); ++j) {
       const arma::uword column = effects.columns(effects.first[L] + j);
-      if (column == unnamed) continue;
+      if (column == no_column) continue;
       std::vector<estimator::Outcome const*> readers;
       for (model_ptr const& model : models)
         if (has_likelihood(*model) && model->reads(column)) readers.push_back(model.get());

@@ -77,9 +77,10 @@ void draw_back(estimator::transform const& g, outcome_moments const& moments, ar
 
 }  // namespace
 
-outcome_moments observed_moments(Model const& model, arma::Mat<double> const& data,
+namespace {
+
+outcome_moments observed_moments(Model const& model, unsigned column, arma::Mat<double> const& data,
                                  estimator::cluster const& structure) {
-  const unsigned column = model.yind().at(0);
   const bool every_row = structure.own_rows.empty();
   const arma::uword n = every_row ? data.n_rows : structure.own_rows[0]->n_elem;
   arma::Col<double> y(n);
@@ -97,10 +98,19 @@ outcome_moments observed_moments(Model const& model, arma::Mat<double> const& da
   return moments;
 }
 
+}  // namespace
+
+std::vector<outcome_moments> observed_moments(Model const& model, arma::Mat<double> const& data,
+                                              estimator::cluster const& structure) {
+  std::vector<outcome_moments> out;
+  for (unsigned column : model.yind()) out.push_back(observed_moments(model, column, data, structure));
+  return out;
+}
+
 arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
                                  estimator::cluster const& structure, double const& start_scale,
                                  double const& start_shift) {
-  const outcome_moments moments = observed_moments(model, data, structure);
+  const outcome_moments moments = observed_moments(model, data, structure).front();
   std::vector<double> out;
   append_covariances(out, model, moments.variance, start_scale);
   out.push_back(variance_start(model.variance, moments.variance, start_scale));

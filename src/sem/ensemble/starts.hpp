@@ -1,6 +1,7 @@
 #pragma once
 
 #include <armadillo>
+#include <vector>
 
 #include "sem/wiring/cluster.hpp"
 
@@ -20,10 +21,10 @@ struct outcome_moments {
   double central = 0;  ///< the observed value, on the scale of the data, whose g(y) is closest to the mean
 };
 
-/// `data`: the working matrix with missing cells NaN. Throws tovik::error if no unit is observed, or if the
-/// transformation of an observed value is not finite.
-outcome_moments observed_moments(Model const& model, arma::Mat<double> const& data,
-                                 estimator::cluster const& structure);
+/// One for each outcome column of the model. `data`: the working matrix with missing cells NaN. Throws tovik::error if
+/// no unit is observed, or if the transformation of an observed value is not finite.
+std::vector<outcome_moments> observed_moments(Model const& model, arma::Mat<double> const& data,
+                                              estimator::cluster const& structure);
 
 /// The starting state of a normal outcome in the order of its params(): with m and v the observed moments,
 ///

@@ -5,6 +5,7 @@
 
 #include "sem/outcomes/priors.hpp"
 #include "sem/phantoms/phantom_loadings.hpp"
+#include "sem/scan/coefficient_prior.hpp"
 #include "sem/wiring/cluster.hpp"
 #include "sem/wiring/compute.hpp"
 
@@ -32,6 +33,7 @@ struct equation_setup {
   /// Phantoms of the residual, then those of the random effects of each level; empty: none.
   std::vector<std::vector<phantom_term>> phantoms;
   priors prior;
+  scan::coefficient_prior coefficients;  ///< flat unless said
 };
 
 }  // namespace tovik::sem

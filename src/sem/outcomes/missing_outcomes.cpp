@@ -39,7 +39,7 @@ void missing_outcomes::draw_predictive(scan::equation_scan& equation, scan::row_
                                        arma::Mat<double>& data) {
   if (scale_.has_transform()) {
     read_state(equation);
-    for (arma::uword k = 0; k < units_.n_elem; ++k) sd_[k] = std::sqrt(scale.variance(units_(k)));
+    for (arma::uword k = 0; k < units_.n_elem; ++k) sd_[k] = scale.sd(units_(k));
     redraw(rng, data);
     equation.replace_values(units_, values_.data());
   } else {

@@ -5,16 +5,13 @@
 #include <limits>
 #include <utility>
 
+#include "random/constants.hpp"
 #include "random/random.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/residual_variance.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
-namespace {
-constexpr double log_two_pi = 1.8378770664093453;
-}
-
 Normal::Normal(Estimator const* estimator_, equation_setup const& setup)
     : Outcome(parts_of(estimator_, data::type::continuous, setup)),
       Regression(estimator_, data::type::continuous, setup),
@@ -95,7 +92,7 @@ void Normal::draw_values(arma::Mat<double>& data) {
 void Normal::unit_log_density(arma::Mat<double> const& data, arma::uword const* units, arma::uword n,
                               double const* mu, double* out) const {
   double const v = residVar();
-  double const each = -0.5 * (log_two_pi + std::log(v)), w = 0.5 / v;
+  double const each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
   auto fill = [&](auto const& y) {
     for (arma::uword k = 0; k < n; ++k) {
       double const r = y(units == nullptr ? k : units[k]) - mu[k];
@@ -111,7 +108,7 @@ void Normal::unit_log_density(arma::Mat<double> const& data, arma::uword const* 
 double Normal::log_likelihood_from_products() const {
   if (link != nullptr || phantoms_of_residual()) return arma::datum::nan;
   double const v = residVar();
-  return -0.5 * (static_cast<double>(n_units) * (log_two_pi + std::log(v)) + equation().squares(betas_, u) / v);
+  return -0.5 * (static_cast<double>(n_units) * (log_2_pi + std::log(v)) + equation().squares(betas_, u) / v);
 }
 
 bool Normal::log_likelihood_from_sums(unsigned above, arma::Col<double>& out) const {

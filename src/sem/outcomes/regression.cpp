@@ -86,7 +86,7 @@ Regression::Regression(Estimator const* estimator_, data::type const& type_, equ
     re_tune.emplace_back(1.5, estimator::tune_obj::kind_type::random_effect);
   }
   make_parts(setup);
-  make_scan(setup.mutable_columns);
+  make_scan(setup);
 }
 
 void Regression::make_parts(equation_setup const& setup) {
@@ -99,7 +99,8 @@ void Regression::make_parts(equation_setup const& setup) {
   means_.effects.resize(n_levels);
 }
 
-void Regression::make_scan(std::vector<bool> const& mutable_columns) {
+void Regression::make_scan(equation_setup const& setup) {
+  auto const& mutable_columns = setup.mutable_columns;
   scan::equation terms;
   terms.y = y(0);
   terms.y_static = !missing && !(y(0) < mutable_columns.size() && mutable_columns[y(0)]);
@@ -109,6 +110,7 @@ void Regression::make_scan(std::vector<bool> const& mutable_columns) {
   terms.rows = unit_rows();
   terms.free = free;
   terms.fixed = fixed;
+  terms.prior = setup.coefficients;
   scan_ = std::make_unique<scan::equation_scan>(std::move(terms));
   if (!parts_[0].empty()) scan_->keep_rows();
 }

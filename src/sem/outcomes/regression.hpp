@@ -226,7 +226,7 @@ class Regression : public virtual estimator::Outcome {
   friend class regression_side;
 
   void make_parts(equation_setup const& setup);
-  void make_scan(std::vector<bool> const& mutable_columns);
+  void make_scan(equation_setup const& setup);
   void begin_scan(arma::Mat<double> const& data);
   void check_residual(arma::Mat<double> const& data) const;
   void draw_effects(arma::Mat<double>& data, unsigned L);

@@ -3,15 +3,12 @@
 #include <algorithm>
 #include <utility>
 
+#include "random/constants.hpp"
 #include "sem/wiring/estimator.hpp"
 #include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
-
-namespace {
-constexpr double half_log_2_pi = 0.9189385332046728;
-}
 
 Phantom::Phantom(Estimator const* estimator_, phantom_setup const& setup)
     : Outcome(shape{.estimator = estimator_,

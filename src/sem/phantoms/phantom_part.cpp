@@ -4,14 +4,11 @@
 #include <cmath>
 #include <limits>
 
+#include "random/constants.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/small_cholesky.hpp"
 
 namespace tovik::sem {
-
-namespace {
-constexpr double log_2_pi = 1.8378770664093453;
-}
 
 void phantom_products::assign(arma::Mat<double> const& E, arma::Mat<double> const& P) {
   arma::uword const q = E.n_cols, p = P.n_cols;

@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include "sem/predictors/mvnphi.hpp"
+#include "sem/predictors/normal_rectangle.hpp"
 
 namespace tovik::sem {
 

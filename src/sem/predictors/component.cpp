@@ -1,12 +1,10 @@
 #include "sem/predictors/component.hpp"
 
 #include <algorithm>
-#include <cmath>
-#include <stdexcept>
+#include <string>
 
 #include "sem/scan/blas.hpp"
 #include "sem/scan/residual_variance.hpp"
-#include "sem/scan/small_cholesky.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -17,10 +15,23 @@ namespace {
   throw error_debug("A level regression was asked for what its kind of scores does not have.");
 }
 
-/// Products of n rows have errors of about sqrt(n) units of rounding: pivots below some of these are zeros.
-double singular_share(arma::uword n) {
-  double const epsilon = std::numeric_limits<double>::epsilon();
-  return std::max(100.0 * epsilon, 10.0 * epsilon * std::sqrt(static_cast<double>(n)));
+/// "variable 'x'", "variable 'x' at level 2".
+std::string subject(component_setup const& setup) {
+  std::string const at = setup.level == 0 ? "" : " at level " + std::to_string(setup.level);
+  return "variable '" + setup.name + "'" + at;
+}
+
+void require_units(component_setup const& setup, arma::uword least) {
+  if (setup.n_units >= least) return;
+  throw error("ERROR: There are too few units for the predictor model of " + subject(setup) +
+              ".\n       It has " + std::to_string(setup.n_units) + " units and needs " +
+              std::to_string(least) + ". Specify fewer variables in model.");
+}
+
+arma::Col<arma::uword> all_of(arma::uword n) {
+  arma::Col<arma::uword> out(n);
+  for (arma::uword j = 0; j < n; ++j) out[j] = j;
+  return out;
 }
 
 }  // namespace
@@ -30,9 +41,9 @@ Component::Component(component_setup const& setup)
       gamma(setup.n_predictors, setup.dim, arma::fill::zeros),
       score(setup.n_units, setup.dim, arma::fill::zeros),
       prior(setup.prior),
-      gamma_prior(setup.gamma_prior) {
-  if (setup.n_units < setup.n_predictors + 3)
-    throw std::runtime_error("There are too few units for the predictors of a level.");
+      subject_(subject(setup)),
+      coefficients_(all_of(setup.n_predictors), {}, scan::coefficient_prior::ridge(setup.gamma_prior)) {
+  require_units(setup, setup.n_predictors + 3);
 }
 
 void Component::setScore(arma::Mat<double> const& scores) {
@@ -75,14 +86,6 @@ estimator::tune_results Component::tuneResults() const {
 }
 
 void Component::tune() {
-  unsupported();
-}
-
-double Component::pnorm(double const&, double const&) const {
-  unsupported();
-}
-
-arma::Col<double> Component::pnorm(arma::Col<double>, double const&) const {
   unsupported();
 }
 
@@ -134,7 +137,7 @@ arma::Mat<double> const& Component::residuals(level_scores const& level, arma::C
 ///
 ///   N(inv(P_k) l_k W'e u_k, inv(P_k)),   P_k = l_k W'W + I / gamma_prior,
 ///
-/// and under a flat prior one factor of W'W serves all of them.
+/// which are equations with a residual variance each.
 void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> const& x,
                                  arma::Col<arma::uword> const& own, arma::Mat<double> const& Sigma) {
   arma::uword const p = x.n_elem, dim = own.n_elem;
@@ -149,28 +152,9 @@ void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> con
     H_ = rotated_;
   }
   double const* const variance = dim > 1 ? eigen_.values.memptr() : Sigma.memptr();
-  bool const ridge = std::isfinite(gamma_prior);
-  z_.set_size(p, dim);
-  rng->fill_randn(z_.memptr(), z_.n_elem);
-  for (arma::uword k = 0; k < dim; ++k) {
-    double const h = 1.0 / variance[k];
-    if (ridge || k == 0) {
-      T_ = G_;
-      if (ridge) {
-        T_ *= h;
-        T_.diag() += 1.0 / gamma_prior;
-      }
-      double const tolerance = ridge ? 0.0 : singular_share(level.n_units());
-      if (!scan::reverse_cholesky(T_.memptr(), p, tolerance))
-        throw std::runtime_error("inv(): matrix is singular");
-    }
-    double const mean_scale = ridge ? h : 1.0, draw_scale = ridge ? 1.0 : std::sqrt(variance[k]);
-    double* const g = gamma.colptr(k);
-    for (arma::uword j = 0; j < p; ++j) g[j] = H_(j, k) * mean_scale;
-    scan::solve_upper(T_.memptr(), p, g);
-    scan::add_scaled(p, draw_scale, z_.colptr(k), g);
-    scan::solve_upper_transposed(T_.memptr(), p, g);
-  }
+  coefficients_.factor(G_, level.n_units());
+  for (arma::uword k = 0; k < dim; ++k)
+    coefficients_.draw(G_, H_.colptr(k), variance[k], *rng, gamma.colptr(k));
   if (dim == 1) return;
   rotated_ = gamma * eigen_.vectors.t();
   gamma = rotated_;
@@ -199,10 +183,49 @@ void Component::draw(level_scores& level, arma::Col<arma::uword> const& x,
   // Deviations that all vanish leave no scale for the priors without a sum of squares of their own.
   if (!(ss > 0.0) && prior != 1) {
     sigma2 = floor;
-    if (!(sigma2 > 0.0)) throw std::runtime_error("The scores of a level do not vary.");
+    if (!(sigma2 > 0.0))
+      throw error("ERROR: The values of " + subject_ + " do not vary.\n       Remove it and rerun.");
     return;
   }
   sigma2 = std::max(floor, 1.0 / scan::draw_precision(prior, n, ss, *rng));
+}
+
+// --- several columns ---------------------------------------------------------------------------------------
+
+arma::Col<double> lower_triangle(arma::Mat<double> const& S) {
+  arma::Col<double> out(S.n_rows * (S.n_rows + 1) / 2);
+  arma::uword at = 0;
+  for (arma::uword j = 0; j < S.n_cols; ++j)
+    for (arma::uword i = j; i < S.n_rows; ++i) out[at++] = S(i, j);
+  return out;
+}
+
+MultivarComponent::MultivarComponent(component_setup const& setup)
+    : Component(setup),
+      Sigma_(setup.dim, setup.dim, arma::fill::eye),
+      precision_(setup.dim, setup.dim, arma::fill::eye) {
+  require_units(setup, 2 * setup.dim + setup.n_predictors + 1);
+}
+
+/// A share of the diagonal is added, so that few units or proportional columns do not start it singular.
+void MultivarComponent::startVariance(arma::Mat<double> const& deviations, double least) {
+  Sigma_ = arma::symmatl(arma::cov(deviations));
+  for (arma::uword k = 0; k < Sigma_.n_rows; ++k) Sigma_(k, k) = std::max(least, Sigma_(k, k)) * 1.05;
+}
+
+void MultivarComponent::draw(level_scores& level, arma::Col<arma::uword> const& x,
+                             arma::Col<arma::uword> const& own) {
+  drawCoefficients(level, x, own, Sigma_);
+  step_.draw(prior, residuals(level, x, own), *rng, precision_, Sigma_);
+  for (arma::uword k = 0; k < Sigma_.n_rows; ++k) Sigma_(k, k) = std::max(floor, Sigma_(k, k));
+}
+
+arma::uword MultivarComponent::n_estimated() const {
+  return gamma.n_elem + dim() * (dim() + 1) / 2;
+}
+
+arma::Col<double> MultivarComponent::variances() const {
+  return lower_triangle(Sigma_);
 }
 
 }  // namespace tovik::sem

@@ -3,9 +3,12 @@
 #include <armadillo>
 #include <limits>
 #include <memory>
+#include <string>
 
 #include "sem/predictors/level_scores.hpp"
 #include "random/random.hpp"
+#include "sem/scan/coefficients.hpp"
+#include "sem/scan/covariance.hpp"
 #include "sem/scan/symmetric_eigen.hpp"
 #include "sem/wiring/tune.hpp"
 
@@ -19,6 +22,8 @@ struct component_setup {
   arma::uword dim = 1;           ///< score columns
   int prior = 1;                 ///< 1, 2, 3: kind of the prior of variances
   double gamma_prior = flat;     ///< prior variance of each coefficient
+  std::string name = {};         ///< of the variable, for messages
+  unsigned level = 0;            ///< counted from 1 (the rows) as reports do; 0 where there is one level only
 
   static constexpr double flat = std::numeric_limits<double>::infinity();
 };
@@ -38,10 +43,9 @@ class Component {
   double sigma2 = 1.0;      ///< residual variance
   arma::Mat<double> score;  ///< S, the total scores at this level (value or latent mean), units x columns
   int prior;                ///< kind of the variance's prior
-  double gamma_prior;       ///< prior variance of each coefficient; infinite if flat
   double floor = 0.0;       ///< drawn variances do not fall below it: 1 / sigma2 stays finite under any prior
 
-  /// Scores start at 0. Throws std::runtime_error when there are fewer than n_predictors + 3 units.
+  /// Scores start at 0. Throws tovik::error when there are fewer than n_predictors + 3 units.
   explicit Component(component_setup const& setup);
   virtual ~Component() = default;
 
@@ -56,8 +60,9 @@ class Component {
   /// The same for every kind, 1 x 1 for one column.
   virtual arma::Mat<double> covariance() const;
   /// One Gibbs update of gamma and of the variances that are free, given the deviations that stand in the
-  /// columns `own` of `level`; W are its columns `x`, which may be none. Throws std::runtime_error "inv():
-  /// matrix is singular" when columns of W are collinear under a flat prior.
+  /// columns `own` of `level`; W are its columns `x`, which may be none. Throws numeric_error "inv(): matrix
+  /// is singular" when columns of W are collinear under a flat prior, tovik::error when the deviations all
+  /// vanish and neither the prior nor `floor` leaves a variance.
   virtual void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own);
   arma::Mat<double> const& data() const { return score; }
   /// Updates thresholds and latent scores of a categorical variable; `mean` is S_above[cluster] + W gamma,
@@ -69,9 +74,6 @@ class Component {
   virtual arma::Col<double> const& thresholds() const;
   virtual estimator::tune_results tuneResults() const;
   virtual void tune();
-  /// Standard normal distribution function of x / sd.
-  virtual double pnorm(double const& x, double const& sd) const;
-  virtual arma::Col<double> pnorm(arma::Col<double> x, double const& sd) const;
   /// Coefficients and variances (and thresholds after the first) that are not held fixed.
   virtual arma::uword n_estimated() const;
   /// The variances as parameters: sigma2, or the lower triangle of SigmaE column by column. Never throws.
@@ -99,8 +101,33 @@ class Component {
   double sumOfSquares(level_scores& level, arma::Col<arma::uword> const& x,
                       arma::Col<arma::uword> const& own);
 
-  arma::Mat<double> residuals_, G_, T_, H_, z_, own_square_, rotated_;
+  std::string subject_;  ///< the variable and its level, for messages
+  scan::coefficient_step coefficients_;
+  arma::Mat<double> residuals_, G_, H_, own_square_, rotated_;
   scan::symmetric_eigen eigen_;
 };
+
+/// The regression of several score columns with one residual covariance matrix: a level above a nominal
+/// variable's own. Sigma is inverse Wishart given the residuals R, with scale R'R + I and df n + q + 1, R'R
+/// and n - q - 1, R'R and n for prior 1, 2, 3 and q columns.
+class MultivarComponent : public Component {
+ public:
+  /// Throws tovik::error when there are fewer than 2 dim + n_predictors + 1 or n_predictors + 3 units.
+  explicit MultivarComponent(component_setup const& setup);
+
+  void startVariance(arma::Mat<double> const& deviations, double least) override;
+  arma::Mat<double> const& SigmaE() const override { return Sigma_; }
+  arma::Mat<double> covariance() const override { return Sigma_; }
+  void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own) override;
+  arma::uword n_estimated() const override;
+  arma::Col<double> variances() const override;
+
+ private:
+  arma::Mat<double> Sigma_, precision_;
+  scan::covariance_step step_;
+};
+
+/// The elements of a symmetric matrix with row >= column, column by column.
+arma::Col<double> lower_triangle(arma::Mat<double> const& S);
 
 }  // namespace tovik::sem

@@ -1,7 +1,5 @@
 #include "data/variable.hpp"
 #include "sem/predictors/one_var.hpp"
-#include "sem/predictors/one_var_nominal.hpp"
-#include "sem/predictors/one_var_ordinal.hpp"
 #include "sem/predictors/variable.hpp"
 
 namespace tovik::sem {

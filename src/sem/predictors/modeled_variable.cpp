@@ -45,6 +45,8 @@ component_setup modeled_variable::setup_of(unsigned q) const {
   out.n_predictors = state_.predictors[q].n_elem;
   out.dim = state_.dim;
   out.prior = prior;
+  out.name = variable_.name;
+  if (n_levels > 1) out.level = state_.chain.level(q) + 1;
   return out;
 }
 

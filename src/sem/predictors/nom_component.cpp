@@ -4,7 +4,7 @@
 #include <cmath>
 #include <utility>
 
-#include "sem/predictors/multivar_component.hpp"
+#include "sem/predictors/component.hpp"
 #include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 

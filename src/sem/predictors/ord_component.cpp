@@ -12,7 +12,7 @@ double& OrdComponent::gammaPrior = categorical_priors::predictor_ordinal_gamma;
 
 namespace {
 
-component_setup with_prior(component_setup setup, double gamma_prior) {
+component_setup with_gamma_prior(component_setup setup, double gamma_prior) {
   setup.gamma_prior = gamma_prior;
   return setup;
 }
@@ -23,7 +23,7 @@ std::vector<unsigned char> flags(arma::uword n, arma::Col<arma::uword> const& se
   return out;
 }
 
-void check_categories(arma::Col<arma::uword> const& categories, arma::uword n, arma::uword n_categories) {
+void check_ordered_categories(arma::Col<arma::uword> const& categories, arma::uword n, arma::uword n_categories) {
   if (categories.n_elem != n || (n > 0 && categories.max() >= n_categories))
     throw error_debug("Categories of an ordinal variable do not fit.");
 }
@@ -40,12 +40,12 @@ arma::Col<arma::uword> count(arma::Col<arma::uword> const& categories, arma::uwo
 
 OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> categories,
                            arma::uword n_categories, arma::Col<arma::uword> const& missing)
-    : Component(with_prior(setup, gammaPrior)),
+    : Component(with_gamma_prior(setup, gammaPrior)),
       categories_(std::move(categories)),
       imputed_(flags(setup.n_units, missing)),
       none_(setup.n_units, 0) {
   if (dim() != 1) throw error_debug("An ordinal variable has one column of scores.");
-  check_categories(categories_, n_units(), n_categories);
+  check_ordered_categories(categories_, n_units(), n_categories);
   counts_ = count(categories_, n_categories, imputed_);
   tau_ = scan::thresholds(counts_);
   sort_units(imputed_, observed_members_);
@@ -53,7 +53,7 @@ OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> 
 
 double OrdComponent::startMean() const {
   double const n = static_cast<double>(arma::accu(counts_)), first = static_cast<double>(counts_[0]);
-  return -iPhi((first + 0.5) / (n + 1.0), false);
+  return -iPhi((first + 0.5) / (n + 1.0));
 }
 
 void OrdComponent::startScores(arma::Mat<double> const& mean) {
@@ -73,7 +73,7 @@ void OrdComponent::setScore(arma::Mat<double> const& scores, arma::Col<arma::uwo
 }
 
 void OrdComponent::setCategories(arma::Col<arma::uword> const& categories, arma::Mat<double> const& mean) {
-  check_categories(categories, n_units(), tau_.n_categories());
+  check_ordered_categories(categories, n_units(), tau_.n_categories());
   if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
   categories_ = categories;
   imputed_.assign(n_units(), 0);
@@ -130,15 +130,6 @@ arma::Col<arma::uword> OrdComponent::categorize(arma::Mat<double> const& scores)
 estimator::tune_results OrdComponent::tuneResults() const {
   if (tau_.tau.n_elem < 2) return {};
   return {tau_.tuning};
-}
-
-double OrdComponent::pnorm(double const& x, double const& sd) const {
-  return phi(x / sd);
-}
-
-arma::Col<double> OrdComponent::pnorm(arma::Col<double> x, double const& sd) const {
-  for (double& value : x) value = phi(value / sd);
-  return x;
 }
 
 arma::uword OrdComponent::n_estimated() const {

@@ -47,8 +47,6 @@ class OrdComponent : public Component {
   arma::Col<double> const& thresholds() const override { return tau_.tau; }
   estimator::tune_results tuneResults() const override;
   void tune() override { tau_.adapt(); }
-  double pnorm(double const& x, double const& sd) const override;
-  arma::Col<double> pnorm(arma::Col<double> x, double const& sd) const override;
   arma::uword n_estimated() const override;
 
  private:

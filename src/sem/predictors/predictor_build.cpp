@@ -6,8 +6,8 @@
 
 #include "data/levels.hpp"
 #include "data/variable_list.hpp"
-#include "sem/predictors/manifest_scores.hpp"
 #include "sem/predictors/predictor_set.hpp"
+#include "sem/predictors/unit_chain.hpp"
 #include "sem/predictors/varies.hpp"
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"

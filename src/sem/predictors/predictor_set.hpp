@@ -41,8 +41,7 @@ class predictor_set {
   predictor_set() = default;
   /// Builds all models, fills the missing cells of the predictors in `working` and publishes what outcome
   /// models read; missing cells of outcomes stay. Throws tovik::error for cluster means that cannot be had,
-  /// and for models of predictors in a run with sampling weights; std::runtime_error when there are too few
-  /// units.
+  /// for models of predictors in a run with sampling weights, and when there are too few units.
   predictor_set(VariableList const& variables, working_data& working, std::shared_ptr<Random> const& rng,
                 options const& settings, maker const& make = make_predictor);
 

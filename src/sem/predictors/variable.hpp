@@ -169,7 +169,7 @@ class Variable {
 
 /// Builds the model that fits the variable's kind: continuous (and counts as means-only), ordinal, nominal.
 /// Missing cells of `data` are filled, per unit of the own level, and the latent means start at cluster
-/// means. `predictors`: W_q per place of the chain. Throws std::runtime_error when there are too few units
+/// means. `predictors`: W_q per place of the chain. Throws tovik::error when there are too few units
 /// for a regression.
 std::unique_ptr<Variable> make_predictor(predictor_setup const& setup,
                                          std::vector<arma::Col<arma::uword>> const& predictors,

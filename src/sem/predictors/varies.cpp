@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <stdexcept>
 
 #include "data/variable.hpp"
 #include "sem/wiring/working_data.hpp"
@@ -78,32 +77,37 @@ double within(arma::Col<double> const& x, arma::Col<arma::uword> const& group, g
   return sum;
 }
 
-/// The variance within groups, SSW / (N - groups). Groups without variation have no intraclass correlation.
-double within_variance(double ss, double total, double df) {
-  // What rounding leaves of a zero sum of squares.
-  if (ss <= 1e-24 * total) throw std::runtime_error("A variable does not vary within its clusters.");
-  return ss / df;
+using correlations = std::optional<std::vector<double>>;
+
+/// Groups without variation have no intraclass correlation: what rounding leaves of a zero sum of squares.
+bool vanishes(double ss, double total) {
+  return ss <= 1e-24 * total;
 }
 
-std::vector<double> one_level(arma::Col<double> const& x, arma::Col<arma::uword> const& group,
-                              arma::uword n_groups) {
+correlations one_level(arma::Col<double> const& x, arma::Col<arma::uword> const& group,
+                       arma::uword n_groups) {
   double const N = static_cast<double>(x.n_elem);
   grouping const g(x, group, n_groups);
-  if (g.groups == N) return {0.0};
+  if (g.groups == N) return std::vector<double>{0.0};
   double const ss = within(x, group, g);
   arma::Col<double> const around(n_groups, arma::fill::value(arma::mean(x)));
   double const ss_between = between(g, around);
-  double const s2 = within_variance(ss, ss + ss_between, N - g.groups);
+  if (vanishes(ss, ss + ss_between)) return std::nullopt;
+  double const s2 = ss / (N - g.groups);
   double const s2_between = one_way_between(N, g, ss_between, s2);
-  return {s2_between / (s2_between + s2)};
+  return std::vector<double>{s2_between / (s2_between + s2)};
 }
 
 /// Nested groups, `middle` in `top`; the parent of a middle group is found by its members.
-std::vector<double> two_levels(arma::Col<double> const& x, arma::Col<arma::uword> const& middle,
-                               arma::uword n_middle, arma::Col<arma::uword> const& top, arma::uword n_top) {
+correlations two_levels(arma::Col<double> const& x, arma::Col<arma::uword> const& middle,
+                        arma::uword n_middle, arma::Col<arma::uword> const& top, arma::uword n_top) {
   double const N = static_cast<double>(x.n_elem);
   grouping const b(x, middle, n_middle), a(x, top, n_top);
-  if (b.groups == N) return {0.0, one_level(x, top, n_top)[0]};
+  if (b.groups == N) {
+    correlations const of_tops = one_level(x, top, n_top);
+    if (!of_tops) return std::nullopt;
+    return std::vector<double>{0.0, (*of_tops)[0]};
+  }
   arma::Col<double> of_top(n_middle, arma::fill::zeros);
   arma::Col<arma::uword> parent(n_middle, arma::fill::zeros);
   for (arma::uword i = 0; i < x.n_elem; ++i) {
@@ -117,23 +121,24 @@ std::vector<double> two_levels(arma::Col<double> const& x, arma::Col<arma::uword
   for (arma::uword j = 0; j < n_middle; ++j)
     if (b.n[j] > 0.0) q1 += b.n[j] * b.n[j] / a.n[parent[j]];
   double const q2 = arma::dot(b.n, b.n) / N, q3 = arma::dot(a.n, a.n) / N;
-  double const s2 = within_variance(ss, ss + ss_middle + ss_top, N - b.groups);
+  if (vanishes(ss, ss + ss_middle + ss_top)) return std::nullopt;
+  double const s2 = ss / (N - b.groups);
   double const s2_middle = ratio(ss_middle - (b.groups - a.groups) * s2, N - q1, N);
   double const s2_top = ratio(ss_top - (q1 - q2) * s2_middle - (a.groups - 1.0) * s2, N - q3, N);
   double const sum = s2 + s2_middle + s2_top;
-  return {s2_middle / sum, s2_top / sum};
+  return std::vector<double>{s2_middle / sum, s2_top / sum};
 }
 
 }  // namespace
 
-std::vector<double> intraclass_correlations(working_data const& working, arma::Mat<double> const& data,
-                                            arma::uword column, unsigned level) {
+correlations intraclass_correlations(working_data const& working, arma::Mat<double> const& data,
+                                     arma::uword column, unsigned level) {
   if (level >= working.n_levels() || column >= data.n_cols)
     throw error_debug("There is no such column or level.");
   observed_values const v(working, data, column, level);
   switch (v.group.size()) {
     case 0:
-      return {};
+      return std::vector<double>();
     case 1:
       return one_level(v.x, v.group[0], working.n_units(level + 1));
     case 2:
@@ -150,16 +155,17 @@ std::vector<bool> varies(working_data const& working, arma::Mat<double> const& d
   if (columns.empty()) columns.push_back(v.column);
   unsigned const n_above = working.n_levels() - 1 - level;
   std::vector<double> largest(n_above, 0.0);
-  std::size_t without = 0;
+  bool any = false;
   for (arma::uword column : columns) {
     // A rare category may not vary within clusters, or not at all: the others then tell.
-    try {
-      std::vector<double> const icc = intraclass_correlations(working, data, column, level);
-      for (unsigned d = 0; d < n_above; ++d) largest[d] = std::max(largest[d], icc[d]);
-    } catch (std::runtime_error const&) {
-      if (++without == columns.size())
-        throw std::runtime_error("Variable " + v.name + " does not vary within its clusters.");
-    }
+    correlations const icc = intraclass_correlations(working, data, column, level);
+    if (!icc) continue;
+    any = true;
+    for (unsigned d = 0; d < n_above; ++d) largest[d] = std::max(largest[d], (*icc)[d]);
+  }
+  if (!any) {
+    throw error("ERROR: Variable '" + v.name +
+                "' does not vary within its clusters.\n       Remove it and rerun.");
   }
   std::vector<bool> out(n_above + 1, true);
   for (unsigned d = 0; d < n_above; ++d) out[d + 1] = largest[d] >= cutoff;

@@ -3,23 +3,19 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
 
+#include "random/constants.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::scan {
 namespace {
 
-constexpr double log_2_pi = 1.8378770664093453;
 
 arma::uword packed(arma::uword i, arma::uword j) {
   return cluster_products::packed(i, j);
-}
-
-[[noreturn]] void not_positive_definite() {
-  throw std::runtime_error("chol(): decomposition failed");
 }
 
 /// Rounding does not show in a log likelihood with residual variance v, when squares are differences of
@@ -37,7 +33,7 @@ struct precision_of {
     arma::uword const q = Sigma.n_rows;
     if (q == 0) return;
     arma::Mat<double> T = Sigma;
-    if (!reverse_cholesky(T.memptr(), q)) not_positive_definite();
+    if (!reverse_cholesky(T.memptr(), q)) throw numeric_error::not_positive_definite();
     log_det = log_determinant(T.memptr(), q);
     arma::Col<double> work(q * (q + 1));
     invert_symmetric(Sigma.memptr(), q, inverse.memptr(), work.memptr());
@@ -207,7 +203,7 @@ void cluster_statistics::marginal_of_one(arma::Mat<double> const& Sigma, double 
       double const quad = w * squares_(c) - h1 * h1 / d - h2 * h2 / p22;
       out(c) = -0.5 * (static_cast<double>(counts_[c]) * each + prior.log_det + std::log(d * p22) + quad);
     }
-    if (!valid) not_positive_definite();
+    if (!valid) throw numeric_error::not_positive_definite();
     return;
   }
   arma::Mat<double> H(q, q);
@@ -217,7 +213,7 @@ void cluster_statistics::marginal_of_one(arma::Mat<double> const& Sigma, double 
       h(j) = w * t_(c, j);
       for (arma::uword i = 0; i <= j; ++i) H(i, j) = prior.inverse(i, j) + w * A_(c, packed(i, j));
     }
-    if (!reverse_cholesky(H.memptr(), q)) not_positive_definite();
+    if (!reverse_cholesky(H.memptr(), q)) throw numeric_error::not_positive_definite();
     solve_upper(H.memptr(), q, h.memptr());
     double const quad = w * squares_(c) - dot(q, h.memptr(), h.memptr());
     out(c) = -0.5 *
@@ -249,7 +245,7 @@ void cluster_statistics::marginal_of_two(std::vector<arma::Mat<double>> const& S
       for (arma::uword l = 0; l < p; ++l) cross(j, l) = w * A_(c, packed(j, q + l));
       cross(j, p) = w * t_(c, j);
     }
-    if (!reverse_cholesky(H.memptr(), q)) not_positive_definite();
+    if (!reverse_cholesky(H.memptr(), q)) throw numeric_error::not_positive_definite();
     total += log_determinant(H.memptr(), q);
     for (arma::uword l = 0; l <= p; ++l) solve_upper(H.memptr(), q, cross.memptr() + l * q);
     double const* last = cross.memptr() + p * q;
@@ -260,7 +256,7 @@ void cluster_statistics::marginal_of_two(std::vector<arma::Mat<double>> const& S
         S(i, j) += w * A_(c, packed(q + i, q + j)) - dot(q, cross.memptr() + i * q, cross.memptr() + j * q);
     }
     if (c + 1 < C && top_[c + 1] == top_[c]) continue;
-    if (!reverse_cholesky(S.memptr(), p)) not_positive_definite();
+    if (!reverse_cholesky(S.memptr(), p)) throw numeric_error::not_positive_definite();
     solve_upper(S.memptr(), p, b.memptr());
     total += prior_top.log_det + log_determinant(S.memptr(), p) - dot(p, b.memptr(), b.memptr());
     out(top_[c]) = -0.5 * total;

@@ -28,7 +28,7 @@ class cluster_statistics {
   bool conditional(double const* b, std::vector<arma::Mat<double>> const& u, double v, unsigned above,
                    arma::Col<double>& out);
   /// Per cluster of the highest level with effects, the log density with all effects integrated out (see
-  /// marginal_log_likelihood). False as above. Throws std::runtime_error "chol(): decomposition failed" when
+  /// marginal_log_likelihood). False as above. Throws numeric_error "chol(): decomposition failed" when
   /// a Sigma is not positive definite.
   bool marginal(double const* b, std::vector<arma::Mat<double>> const& Sigma, double v,
                 arma::Col<double>& out);

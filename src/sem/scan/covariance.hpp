@@ -11,7 +11,7 @@ namespace tovik::sem::scan {
 /// drawn by the Wishart. One effect: an inverse gamma draw.
 class covariance_step {
  public:
-  /// `u`: clusters x q. Writes Sigma and iSigma (q x q) in place. Throws std::runtime_error when there are
+  /// `u`: clusters x q. Writes Sigma and iSigma (q x q) in place. Throws numeric_error when there are
   /// too few clusters for the degrees of freedom or u'u is singular.
   void draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
             arma::Mat<double>& Sigma);

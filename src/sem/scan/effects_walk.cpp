@@ -1,9 +1,8 @@
 #include "sem/scan/effects_walk.hpp"
 
-#include <stdexcept>
-
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::scan {
 
@@ -19,7 +18,7 @@ void effects_walk::propose(arma::Mat<double> const* A, double w, arma::Mat<doubl
     for (arma::uword j = 0; j < q; ++j)
       for (arma::uword i = 0; i <= j; ++i)
         P[i + j * q] = (A == nullptr ? 0.0 : w * (*A)(c, cluster_products::packed(i, j))) + iSigma(i, j);
-    if (!reverse_cholesky(P, q)) throw std::runtime_error("chol(): decomposition failed");
+    if (!reverse_cholesky(P, q)) throw numeric_error::not_positive_definite();
     solve_upper_transposed(P, q, z);
     for (arma::uword j = 0; j < q; ++j) u(c, j) += scale * z[j];
   }

@@ -12,7 +12,7 @@ namespace tovik::sem::scan {
 
 equation_scan::equation_scan(equation terms)
     : eq_(std::move(terms)),
-      coefficients_(eq_.free, eq_.fixed),
+      coefficients_(eq_.free, eq_.fixed, eq_.prior),
       within_(eq_.terms.z.size()),
       effects_(eq_.terms.z.size()),
       z_moments_(eq_.terms.z.size()),
@@ -28,7 +28,7 @@ void equation_scan::hold(arma::uword j) {
   if (!arma::any(eq_.free == j)) return;
   eq_.free = eq_.free.elem(arma::find(eq_.free != j)).eval();
   eq_.fixed = arma::join_cols(eq_.fixed, arma::Col<arma::uword>{j}).eval();
-  coefficients_ = coefficient_step(eq_.free, eq_.fixed);
+  coefficients_ = coefficient_step(eq_.free, eq_.fixed, eq_.prior);
 }
 
 bool equation_scan::is_static() const {
@@ -64,14 +64,14 @@ void equation_scan::refresh(arma::Mat<double> const& data, row_scale const& scal
   }
 }
 
-void equation_scan::build_products(arma::Mat<double> const& b) {
+void equation_scan::build_products(arma::Mat<double> const& b, double variance) {
   std::size_t const L = effect_level();
   bool const has_effects = L < eq_.terms.z.size();
   bool const one_level = eq_.structure.n_levels() == 1;
   auto const* clusters = has_effects ? eq_.structure.selectors[L]
                          : one_level ? eq_.structure.selectors[0]
                                      : nullptr;
-  products_.build(eq_.terms.x.values(), gram_, coefficients_, y_, b.memptr(),
+  products_.build(eq_.terms.x.values(), gram_, coefficients_, y_, variance, b.memptr(),
                   has_effects ? &eq_.terms.z[L].values() : nullptr, clusters,
                   has_effects ? &within_[L] : nullptr);
 }
@@ -106,8 +106,9 @@ void equation_scan::begin(arma::Mat<double> const& data, arma::Col<double> const
 
 void equation_scan::start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u,
                  row_scale const& scale) {
+  variance_ = scale.is_one() ? scale.value() : 1.0;
   if (first_ && scale.is_one() && can_use_products())
-    build_products(b);
+    build_products(b, variance_);
   else
     start_residual(u);
   first_ = false;
@@ -214,7 +215,7 @@ cluster_statistics* equation_scan::statistics(arma::Mat<double> const& b) {
       for (columns const& level : eq_.terms.z) z.push_back(&level.values());
       arma::Col<double> base(b.memptr(), b.n_elem), h(b.n_elem);
       multiply_transposed(1.0, eq_.terms.x.values(), y_.memptr(), 0.0, h.memptr());
-      coefficients_.mean(gram_.values(), h.memptr(), base.memptr());
+      coefficients_.mean(gram_.values(), h.memptr(), variance_, base.memptr());
       statistics_.build(eq_.terms.x.values(), y_, base, z, eq_.structure);
     }
   }

@@ -25,6 +25,7 @@ struct equation {
   estimator::cluster structure;                  ///< above the outcome
   arma::Col<arma::uword> const* rows = nullptr;  ///< the row of each unit; null for every row
   arma::Col<arma::uword> free, fixed;            ///< coefficients drawn; not drawn
+  coefficient_prior prior = {};                  ///< of all coefficients; those drawn heed it
 };
 
 /// The variance shares of one draw.
@@ -120,7 +121,7 @@ class equation_scan {
   void refresh(arma::Mat<double> const& data, row_scale const& scale);
   void start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u, row_scale const& scale);
   void start_residual(std::vector<arma::Mat<double>> const& u);
-  void build_products(arma::Mat<double> const& b);
+  void build_products(arma::Mat<double> const& b, double variance);
   std::size_t effect_level() const;
 
   equation eq_;
@@ -128,6 +129,7 @@ class equation_scan {
   bool use_products_ = true;
   bool first_ = true;
   unsigned factored_version_ = 0;
+  double variance_ = 1.0;  ///< of the last begin(), 1 where units differ in variance
 
   gram gram_;
   coefficient_step coefficients_;

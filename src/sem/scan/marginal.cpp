@@ -1,14 +1,14 @@
 #include "sem/scan/marginal.hpp"
 
 #include <cmath>
-#include <stdexcept>
 
+#include "random/constants.hpp"
 #include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::scan {
 namespace {
 
-constexpr double log_2_pi = 1.8378770664093453;
 
 /// A covariance matrix as the algebra needs it.
 struct prior_of_effects {
@@ -18,7 +18,7 @@ struct prior_of_effects {
   explicit prior_of_effects(arma::Mat<double> const& Sigma) : precision(Sigma.n_rows, Sigma.n_rows) {
     arma::uword const q = Sigma.n_rows;
     arma::Mat<double> T = Sigma;
-    if (!reverse_cholesky(T.memptr(), q)) throw std::runtime_error("chol(): decomposition failed");
+    if (!reverse_cholesky(T.memptr(), q)) throw numeric_error::not_positive_definite();
     log_det = log_determinant(T.memptr(), q);
     for (arma::uword j = 0; j < q; ++j) {
       double* column = precision.colptr(j);
@@ -30,7 +30,7 @@ struct prior_of_effects {
 };
 
 void factor(arma::Mat<double>& P) {
-  if (!reverse_cholesky(P.memptr(), P.n_rows)) throw std::runtime_error("chol(): decomposition failed");
+  if (!reverse_cholesky(P.memptr(), P.n_rows)) throw numeric_error::not_positive_definite();
 }
 
 double range_product(double const* a, double const* b, arma::uword begin, arma::uword end) {

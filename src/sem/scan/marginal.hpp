@@ -16,7 +16,7 @@ namespace tovik::sem::scan {
 /// over its clusters.
 ///
 /// `z`: per level, units x q (q may be 0); `Sigma`: per level, q x q. One or two levels. Throws
-/// std::runtime_error "chol(): decomposition failed" when a Sigma is not positive definite.
+/// numeric_error "chol(): decomposition failed" when a Sigma is not positive definite.
 arma::Col<double> marginal_log_likelihood(arma::Col<double> const& r, std::vector<arma::Mat<double>> const& z,
                                           std::vector<arma::Mat<double>> const& Sigma, double v,
                                           estimator::cluster const& structure);

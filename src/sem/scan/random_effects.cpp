@@ -1,19 +1,12 @@
 #include "sem/scan/random_effects.hpp"
 
 #include <cmath>
-#include <stdexcept>
 
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::scan {
-namespace {
-
-[[noreturn]] void not_positive_definite() {
-  throw std::runtime_error("chol(): decomposition failed");
-}
-
-}  // namespace
 
 void random_effects_step::draw(arma::Mat<double> const& A, arma::Mat<double> const& t, double w,
                                arma::Mat<double> const& iSigma, arma::Mat<double> const* mu, Random& rng,
@@ -47,7 +40,7 @@ void random_effects_step::draw_1(arma::Mat<double> const& A, arma::Mat<double> c
     double const mean = v * (w * h[c] + (m == nullptr ? 0.0 : s * m[c]));
     out[c] = mean + z[c] * std::sqrt(v);
   }
-  if (!valid) not_positive_definite();
+  if (!valid) throw numeric_error::not_positive_definite();
 }
 
 // The 2 x 2 case of the reverse factor, written out: P = T T' with T = [t11 t12; 0 t22] has
@@ -78,7 +71,7 @@ void random_effects_step::draw_2(arma::Mat<double> const& A, arma::Mat<double> c
     u1[c] = first;
     u2[c] = h2 * v22 + z[2 * c + 1] * std::sqrt(v22) - slope * first;
   }
-  if (!valid) not_positive_definite();
+  if (!valid) throw numeric_error::not_positive_definite();
 }
 
 void random_effects_step::draw_any(arma::Mat<double> const& A, arma::Mat<double> const& t, double w,
@@ -99,7 +92,7 @@ void random_effects_step::draw_any(arma::Mat<double> const& A, arma::Mat<double>
     if (mu != nullptr)
       for (arma::uword j = 0; j < q; ++j)
         for (arma::uword i = 0; i < q; ++i) h[j] += iSigma(j, i) * (*mu)(c, i);
-    if (!reverse_cholesky(P, q)) not_positive_definite();
+    if (!reverse_cholesky(P, q)) throw numeric_error::not_positive_definite();
     solve_upper(P, q, h);
     for (arma::uword j = 0; j < q; ++j) h[j] += z[j];
     solve_upper_transposed(P, q, h);

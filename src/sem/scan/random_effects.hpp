@@ -16,7 +16,7 @@ class random_effects_step {
  public:
   /// `A`: clusters x q(q + 1)/2, upper triangles packed by columns; `t`: clusters x q; `mu`: clusters x q or
   /// null; `u`: clusters x q, overwritten in place. Consumes q normals per cluster, cluster by cluster.
-  /// Throws std::runtime_error "chol(): decomposition failed" when a precision is not positive definite.
+  /// Throws numeric_error "chol(): decomposition failed" when a precision is not positive definite.
   void draw(arma::Mat<double> const& A, arma::Mat<double> const& t, double w, arma::Mat<double> const& iSigma,
             arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u);
 

@@ -1,45 +1,59 @@
 #pragma once
 
 #include <armadillo>
+#include <cmath>
 
 namespace tovik::sem::scan {
 
-/// The residual variance of each unit of an equation: one for all, one per cluster, or one per unit. The
-/// kernels ask for it in this form only, so that their algebra is written once.
+/// The scale of the residuals of an equation: one variance for all units, or a precision per cluster or per
+/// unit, so that the weights of a working outcome enter as they are. The kernels ask for it in this form
+/// only, so that their algebra is written once.
 class row_scale {
  public:
   enum class form { one, per_cluster, per_row };
 
   /// One variance.
   explicit row_scale(double variance = 1.0) : form_(form::one), variance_(variance) {}
-  /// One per cluster; `cluster_of` gives the cluster of each unit. Both must outlive this object.
-  row_scale(arma::Col<double> const& variances, arma::Col<arma::uword> const& cluster_of)
-      : form_(form::per_cluster), values_(variances.memptr()), cluster_of_(cluster_of.memptr()) {}
-  /// One per unit. Must outlive this object.
-  explicit row_scale(arma::Col<double> const& variances)
-      : form_(form::per_row), values_(variances.memptr()) {}
+  /// One precision per cluster; `cluster_of` gives the cluster of each unit. Both must outlive this object.
+  static row_scale per_cluster(arma::Col<double> const& precisions,
+                               arma::Col<arma::uword> const& cluster_of) {
+    row_scale out;
+    out.form_ = form::per_cluster;
+    out.precisions_ = precisions.memptr();
+    out.cluster_of_ = cluster_of.memptr();
+    return out;
+  }
+  /// One precision per unit. Must outlive this object.
+  static row_scale per_row(arma::Col<double> const& precisions) {
+    row_scale out;
+    out.form_ = form::per_row;
+    out.precisions_ = precisions.memptr();
+    return out;
+  }
 
   form kind() const { return form_; }
   bool is_one() const { return form_ == form::one; }
 
   /// The variance of all units; only for the first form.
   double value() const { return variance_; }
-  double variance(arma::uword i) const {
+  /// Of unit i, in every form.
+  double precision(arma::uword i) const {
     switch (form_) {
       case form::per_cluster:
-        return values_[cluster_of_[i]];
+        return precisions_[cluster_of_[i]];
       case form::per_row:
-        return values_[i];
+        return precisions_[i];
       default:
-        return variance_;
+        return 1.0 / variance_;
     }
   }
-  double precision(arma::uword i) const { return 1.0 / variance(i); }
+  double variance(arma::uword i) const { return is_one() ? variance_ : 1.0 / precision(i); }
+  double sd(arma::uword i) const { return std::sqrt(variance(i)); }
 
  private:
   form form_;
   double variance_ = 1.0;
-  double const* values_ = nullptr;
+  double const* precisions_ = nullptr;
   arma::uword const* cluster_of_ = nullptr;
 };
 

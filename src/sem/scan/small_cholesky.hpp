@@ -1,9 +1,11 @@
 #pragma once
 
+#include <algorithm>
 #include <armadillo>
 #include <cmath>
 #include <limits>
-#include <stdexcept>
+
+#include "support/error.hpp"
 
 /// The factor of small precision matrices that the conditional draws need, in plain loops.
 ///
@@ -14,14 +16,22 @@
 /// triangle is read and written.
 namespace tovik::sem::scan {
 
-/// Overwrites the upper triangle of P by T. False when P is not positive definite: some pivot is not above
-/// `tolerance` times its diagonal element.
-inline bool reverse_cholesky(double* P, arma::uword q, double tolerance = 0.0) {
+/// The share of a diagonal element at which a pivot counts as zero, for sums of products over n rows. A pivot
+/// is what the later columns leave of a column; rounding leaves about sqrt(n) epsilon of a dependent one.
+inline double singular_share(arma::uword n) {
+  double const epsilon = std::numeric_limits<double>::epsilon();
+  return std::max(100.0 * epsilon, 10.0 * epsilon * std::sqrt(static_cast<double>(n)));
+}
+
+/// Overwrites the upper triangle of P by T. False when P is not positive definite: the pivot of some column j
+/// is not above tolerance(j) times its diagonal element.
+template <class Tolerance>
+bool reverse_cholesky(double* P, arma::uword q, Tolerance const& tolerance) {
   for (arma::uword j = q; j-- > 0;) {
     double const diagonal = P[j + j * q];
     double pivot = diagonal;
     for (arma::uword l = j + 1; l < q; ++l) pivot -= P[j + l * q] * P[j + l * q];
-    if (!(pivot > tolerance * diagonal) || !(pivot > 0.0)) return false;
+    if (!(pivot > tolerance(j) * diagonal) || !(pivot > 0.0)) return false;
     double const root = std::sqrt(pivot);
     P[j + j * q] = root;
     for (arma::uword i = 0; i < j; ++i) {
@@ -31,6 +41,11 @@ inline bool reverse_cholesky(double* P, arma::uword q, double tolerance = 0.0) {
     }
   }
   return true;
+}
+
+/// The same with one tolerance for all columns.
+inline bool reverse_cholesky(double* P, arma::uword q, double tolerance = 0.0) {
+  return reverse_cholesky(P, q, [tolerance](arma::uword) { return tolerance; });
 }
 
 /// x := inv(T) x.
@@ -59,12 +74,12 @@ inline double log_determinant(double const* T, arma::uword q) {
 }
 
 /// out := inv(S) for a symmetric positive definite q x q S, written in place and exactly symmetric. `work`
-/// has room for q * (q + 1) numbers. `out` may be S. Throws std::runtime_error "inv(): matrix is singular".
+/// has room for q * (q + 1) numbers. `out` may be S. Throws numeric_error "inv(): matrix is singular".
 inline void invert_symmetric(double const* S, arma::uword q, double* out, double* work) {
   double* T = work;
   double* e = work + q * q;
   for (arma::uword i = 0; i < q * q; ++i) T[i] = S[i];
-  if (!reverse_cholesky(T, q)) throw std::runtime_error("inv(): matrix is singular");
+  if (!reverse_cholesky(T, q)) throw numeric_error::singular();
   for (arma::uword j = 0; j < q; ++j) {
     for (arma::uword i = 0; i < q; ++i) e[i] = i == j ? 1.0 : 0.0;
     solve_upper(T, q, e);

@@ -9,7 +9,7 @@
 namespace tovik::sem::scan {
 
 void static_products::build(arma::Mat<double> const& X, gram const& G, coefficient_step& step,
-                            arma::Col<double> const& y, double const* b, arma::Mat<double> const* z,
+                            arma::Col<double> const& y, double v, double const* b, arma::Mat<double> const* z,
                             estimator::selector const* clusters, cluster_products const* A) {
   arma::uword const k = X.n_cols;
   G_ = &G;
@@ -18,12 +18,12 @@ void static_products::build(arma::Mat<double> const& X, gram const& G, coefficie
   shift_.zeros(k);
   h_.zeros(k);
   xe_ = X.t() * y;
-  step.mean(G.values(), xe_.memptr(), base_.memptr());
+  step.mean(G.values(), xe_.memptr(), v, base_.memptr());
   arma::Col<double> e = y - X * base_;
   // One step of refinement: the base need not be exact, but then it is to rounding.
   arma::Col<double> correction(k, arma::fill::zeros);
   xe_ = X.t() * e;
-  step.mean(G.values(), xe_.memptr(), correction.memptr());
+  step.mean(G.values(), xe_.memptr(), v, correction.memptr(), base_.memptr());
   base_ += correction;
   e = y - X * base_;
   xe_ = X.t() * e;
@@ -49,7 +49,7 @@ void static_products::draw_coefficients(coefficient_step& step, double v, arma::
   if (u != nullptr)
     for (std::size_t j = 0; j < P_.size(); ++j)
       multiply_transposed(-1.0, P_[j], u->colptr(j), 1.0, h_.memptr());
-  step.draw(G_->values(), h_.memptr(), v, rng, shift_.memptr());
+  step.draw(G_->values(), h_.memptr(), v, rng, shift_.memptr(), base_.memptr());
   for (arma::uword j : step.free()) b[j] = base_(j) + shift_(j);
 }
 

@@ -11,7 +11,8 @@ namespace tovik::sem::scan {
 /// The sufficient statistics of an equation whose design and outcome never change, with random effects at one
 /// level at most: a scan then costs as much as there are clusters, whatever the number of units.
 ///
-/// Everything is held relative to a base b0, the least squares fit: with e = y - X b0 and d = b - b0,
+/// Everything is held relative to a base b0, the least squares fit or one that a prior draws to itself: with
+/// e = y - X b0 and d = b - b0,
 ///   X'(y - Xb0 - Zu) = X'e - sum_c X_c'Z_c u_c,
 ///   Z_c'(y - Xb)     = Z_c'e - Z_c'X_c d =: t_c,
 ///   |y - Xb - Zu|^2  = e'e - 2 d'X'e + d'X'X d - 2 sum_c u_c't_c + sum_c u_c'Z_c'Z_c u_c.
@@ -20,9 +21,10 @@ namespace tovik::sem::scan {
 class static_products {
  public:
   /// `clusters`: those of the effects, or null; `z` (units x q) and `A` may be null together. `b`:
-  /// coefficients, of which the fixed ones are part of the base. `step` has its factor.
+  /// coefficients, of which the fixed ones are part of the base. `step` has its factor; `v`: a residual
+  /// variance, by which a prior weighs in the base.
   void build(arma::Mat<double> const& X, gram const& G, coefficient_step& step, arma::Col<double> const& y,
-             double const* b, arma::Mat<double> const* z, estimator::selector const* clusters,
+             double v, double const* b, arma::Mat<double> const* z, estimator::selector const* clusters,
              cluster_products const* A);
 
   bool built() const { return built_; }

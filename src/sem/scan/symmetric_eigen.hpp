@@ -1,8 +1,9 @@
 #pragma once
 
 #include <armadillo>
-#include <stdexcept>
 #include <vector>
+
+#include "support/error.hpp"
 
 namespace tovik::sem::scan {
 
@@ -12,7 +13,7 @@ class symmetric_eigen {
   arma::Col<double> values;
   arma::Mat<double> vectors;
 
-  /// Throws std::runtime_error where the decomposition fails.
+  /// Throws numeric_error where the decomposition fails.
   void take(arma::Mat<double> const& S) {
     char job = 'V', upper = 'U';
     arma::blas_int n = static_cast<arma::blas_int>(S.n_rows), info = 0;
@@ -23,7 +24,7 @@ class symmetric_eigen {
     integer_work_.resize(static_cast<std::size_t>(integers));
     arma::lapack::syevd<double>(&job, &upper, &n, vectors.memptr(), &n, values.memptr(), work_.data(), &size,
                                 integer_work_.data(), &integers, &info);
-    if (info != 0) throw std::runtime_error("eig_sym(): decomposition failed");
+    if (info != 0) throw numeric_error("eig_sym(): decomposition failed");
   }
 
  private:

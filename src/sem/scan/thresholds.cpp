@@ -48,7 +48,7 @@ thresholds::thresholds(arma::Col<arma::uword> const& counts)
   double sum = 0.0;
   for (arma::uword k = 0; k < tau.n_elem; ++k) {
     sum += n[k];
-    tau[k] = iPhi(sum / total, false);
+    tau[k] = iPhi(sum / total);
   }
   tau -= tau[0];
 }
@@ -86,27 +86,29 @@ double thresholds::log_proposal_ratio(arma::Col<double> const& t, double s) cons
 /// The first category's bounds do not move.
 double thresholds::log_likelihood_ratio(arma::Col<double> const& t,
                                         std::vector<arma::Col<arma::uword>> const& members,
-                                        double const* mean) const {
+                                        double const* mean, double const* sd) const {
   arma::uword const K = tau.n_elem;
   double sum = 0.0;
   for (arma::uword k = 1; k <= K; ++k) {
     double const t_lower = t[k - 1], tau_lower = tau[k - 1];
     double const t_upper = k < K ? t[k] : infinity, tau_upper = k < K ? tau[k] : infinity;
-    for (arma::uword i : members[k])
-      sum += std::log(interval(t_lower - mean[i], t_upper - mean[i]) /
-                      interval(tau_lower - mean[i], tau_upper - mean[i]));
+    for (arma::uword i : members[k]) {
+      double const m = mean[i], s = sd == nullptr ? 1.0 : sd[i];
+      sum += std::log(interval((t_lower - m) / s, (t_upper - m) / s) /
+                      interval((tau_lower - m) / s, (tau_upper - m) / s));
+    }
   }
   return sum;
 }
 
 bool thresholds::move(std::vector<arma::Col<arma::uword>> const& members, double const* mean, arma::uword n,
-                      Random& rng) {
+                      Random& rng, double const* sd) {
   if (tau.n_elem < 2) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
   double const s = std::sqrt(tuning.value / static_cast<double>(n));
   arma::Col<double> const t = propose(s, rng);
   double ratio = log_proposal_ratio(t, s);
-  if (ratio > -infinity) ratio += log_likelihood_ratio(t, members, mean);
+  if (ratio > -infinity) ratio += log_likelihood_ratio(t, members, mean, sd);
   ++tuning.total;
   // A ratio of two vanishing probabilities tells nothing: it counts as 1.
   double const u = rng.runif();
@@ -117,17 +119,17 @@ bool thresholds::move(std::vector<arma::Col<arma::uword>> const& members, double
   return true;
 }
 
-double thresholds::draw(arma::uword k, double mean, Random& rng) const {
-  if (k == 0) return rng.trNorm(mean, tau[0], 1.0, true);
-  if (k == tau.n_elem) return rng.trNorm(mean, tau[k - 1], 1.0, false);
-  return rng.trNorm(mean, tau[k - 1], tau[k], 1.0);
+double thresholds::draw(arma::uword k, double mean, Random& rng, double sd) const {
+  if (k == 0) return rng.trNorm(mean, tau[0], sd, true);
+  if (k == tau.n_elem) return rng.trNorm(mean, tau[k - 1], sd, false);
+  return rng.trNorm(mean, tau[k - 1], tau[k], sd);
 }
 
 void thresholds::draw(std::vector<arma::Col<arma::uword>> const& members, double const* mean, double* scores,
-                      Random& rng) const {
+                      Random& rng, double const* sd) const {
   arma::uword const K = tau.n_elem;
   auto const category = [&](arma::uword k) {
-    for (arma::uword i : members[k]) scores[i] = draw(k, mean[i], rng);
+    for (arma::uword i : members[k]) scores[i] = draw(k, mean[i], rng, sd == nullptr ? 1.0 : sd[i]);
   };
   category(0);
   category(K);

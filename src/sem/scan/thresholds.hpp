@@ -8,8 +8,9 @@
 
 namespace tovik::sem::scan {
 
-/// The thresholds 0 = tau_0 < ... < tau_{K-1} that cut a latent normal score with variance 1 into K + 1
-/// ordered categories: category 0 up to tau_0, k in (tau_{k-1}, tau_k], K above tau_{K-1}.
+/// The thresholds 0 = tau_0 < ... < tau_{K-1} that cut a latent normal score into K + 1 ordered categories:
+/// category 0 up to tau_0, k in (tau_{k-1}, tau_k], K above tau_{K-1}. Scores have a mean and a standard
+/// deviation each, which is 1 unless it is given.
 class thresholds {
  public:
   arma::Col<double> tau;
@@ -25,16 +26,17 @@ class thresholds {
   arma::uword categorize(double score) const;
 
   /// One Metropolis step given the categories, the scores integrated out (Cowles, 1996, Statistics and
-  /// Computing 6, 101-111). `members`: per category, its units; `mean`: of each unit's score; `n`: units that
-  /// scale the proposal. True if the thresholds moved; nothing happens, and it is false, for K = 1.
+  /// Computing 6, 101-111). `members`: per category, its units; `mean` and `sd`: of each unit's score, the
+  /// latter null for 1; `n`: units that scale the proposal. True if the thresholds moved; nothing happens,
+  /// and it is false, for K = 1.
   bool move(std::vector<arma::Col<arma::uword>> const& members, double const* mean, arma::uword n,
-            Random& rng);
+            Random& rng, double const* sd = nullptr);
   /// Draws the members' scores around `mean` within their categories: the first category, the last, then
   /// those between.
   void draw(std::vector<arma::Col<arma::uword>> const& members, double const* mean, double* scores,
-            Random& rng) const;
+            Random& rng, double const* sd = nullptr) const;
   /// One score of category k.
-  double draw(arma::uword k, double mean, Random& rng) const;
+  double draw(arma::uword k, double mean, Random& rng, double sd = 1.0) const;
 
   /// Adapts the proposals of `move`; nothing for K = 1.
   void adapt();
@@ -43,7 +45,7 @@ class thresholds {
   arma::Col<double> propose(double s, Random& rng) const;
   double log_proposal_ratio(arma::Col<double> const& t, double s) const;
   double log_likelihood_ratio(arma::Col<double> const& t, std::vector<arma::Col<arma::uword>> const& members,
-                              double const* mean) const;
+                              double const* mean, double const* sd) const;
 };
 
 /// log(Phi(b) - Phi(a)) for a <= b, accurate in both tails; minus infinity when it is 0.

@@ -122,6 +122,10 @@ class Outcome {
   virtual arma::Mat<double> compute_residual(arma::Mat<double> const& data) const = 0;
   virtual arma::Mat<double> compute_predicted(arma::Mat<double> const& data) const = 0;
 
+  /// Writes the category of each row into the outcome's column of `raw` where `data` holds its codes only; nothing
+  /// for an outcome whose column holds its values.
+  virtual void categorize(arma::Mat<double>& /*raw*/, arma::Mat<double> const& /*data*/) const {}
+
   /// How many parameters this model draws itself.
   virtual arma::uword n_estimated() const = 0;
   /// Recomputes what follows from the parameters (postDraw) after some were written from outside, since the last
@@ -141,6 +145,12 @@ class Outcome {
   /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug when
   /// the model does not hold it.
   virtual std::unique_ptr<correlated_side> correlated(arma::uword column);
+
+  /// Columns of the working matrix, beside y, in which the values of the outcome stand in another form for other
+  /// equations to read: a latent propensity, the codes of its categories.
+  virtual arma::Col<arma::uword> published() const { return {}; }
+  /// All columns that hold the outcome: y, then published().
+  arma::Col<arma::uword> columns() const { return arma::join_cols(y, published()); }
 
   /// Number of values in params().
   virtual arma::uword n_params() const = 0;

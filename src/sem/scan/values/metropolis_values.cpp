@@ -50,7 +50,7 @@ void metropolis_values::draw(value_groups const& groups, value_target& target, r
   rng.fill_randn(candidate_.data(), m);
   double const sd_of_all = scale.is_one() ? std::sqrt(scale.value()) : 0.0;
   for (arma::uword k = 0; k < m; ++k) {
-    double const sd = scale.is_one() ? sd_of_all : std::sqrt(scale.variance(groups.units()(k)));
+    double const sd = scale.is_one() ? sd_of_all : scale.sd(groups.units()(k));
     candidate_[k] = values[k] + tune.value * sd * candidate_[k];
   }
   accept(groups, target, 1, candidate_.data(), rng, tune, data, values);

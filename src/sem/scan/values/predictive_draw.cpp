@@ -12,7 +12,7 @@ void predictive_step::draw(arma::Col<arma::uword> const& units, row_scale const&
   double const sd_of_all = scale.is_one() ? std::sqrt(scale.value()) : 0.0;
   for (arma::uword k = 0; k < m; ++k) {
     arma::uword const i = units(k);
-    double const sd = scale.is_one() ? sd_of_all : std::sqrt(scale.variance(i));
+    double const sd = scale.is_one() ? sd_of_all : scale.sd(i);
     double const predicted = y[i] - r[i];
     r[i] = sd * z_(k);
     y[i] = predicted + r[i];

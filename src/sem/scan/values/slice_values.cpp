@@ -21,7 +21,7 @@ void slice_values::start(value_groups const& groups, value_target& target, row_s
   open_.resize(n);
   inside_.resize(n);
   rng.fill_randn(nu_.data(), m);
-  for (arma::uword k = 0; k < m; ++k) nu_[k] *= std::sqrt(scale.variance(groups.units()(k)));
+  for (arma::uword k = 0; k < m; ++k) nu_[k] *= scale.sd(groups.units()(k));
   target.log_likelihood(data, groups.all_groups(), threshold_.data());
   for (double& t : threshold_) {
     double const log_u = std::log(rng.runif());

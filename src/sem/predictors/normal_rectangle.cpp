@@ -1,8 +1,6 @@
-#include "sem/predictors/mvnphi.hpp"
+#include "sem/predictors/normal_rectangle.hpp"
 
 #include <cmath>
-#include <limits>
-#include <stdexcept>
 #include <vector>
 
 #include "random/densities.hpp"
@@ -43,7 +41,7 @@ arma::Mat<double> frozen_points(arma::uword dim) {
 }  // namespace
 
 normal_rectangle::normal_rectangle(arma::Mat<double> const& sigma) {
-  if (sigma.is_empty() || !arma::chol(C_, sigma)) throw std::runtime_error("chol(): decomposition failed");
+  if (sigma.is_empty() || !arma::chol(C_, sigma)) throw numeric_error::not_positive_definite();
   if (dim() > 1) points_ = frozen_points(dim() - 1);
   y_.set_size(dim());
 }
@@ -57,7 +55,7 @@ double normal_rectangle::at(double const* bound, double const* w) {
     double const e = phi((bound[i] - sum) / c[i]);
     product *= e;
     if (product == 0.0) return 0.0;
-    if (i + 1 < dim()) y_[i] = iPhi(e * w[i], false);
+    if (i + 1 < dim()) y_[i] = iPhi(e * w[i]);
   }
   return product;
 }
@@ -67,29 +65,6 @@ double normal_rectangle::operator()(double const* bound) {
   double sum = 0.0;
   for (arma::uword p = 0; p < n_points; ++p) sum += at(bound, points_.colptr(p));
   return sum / static_cast<double>(n_points);
-}
-
-double mvnphi(arma::Col<double> const& bound, arma::Mat<double> const& sigma, double* error, int* count,
-              Random& rng) {
-  normal_rectangle rectangle(sigma);
-  arma::uword const d = rectangle.dim();
-  if (bound.n_elem != d || *count < 1) throw error_debug("A rectangle probability was asked for in vain.");
-  double mean = 0.0, squares = 0.0;
-  int n = 0;
-  double reached = 0.0;
-  do {
-    arma::Col<double> const w = rng.runif(static_cast<int>(d) - 1);
-    double const value = rectangle.at(bound.memptr(), w.memptr());
-    ++n;
-    double const step = value - mean;
-    mean += step / n;
-    squares += step * (value - mean);
-    // A handful of points tells nothing about their spread.
-    reached = n < 10 ? std::numeric_limits<double>::infinity() : std::sqrt(squares / (n - 1.0) / n);
-  } while (d > 1 && reached > *error && n < *count);
-  *error = d == 1 ? 0.0 : reached;
-  *count = n;
-  return mean;
 }
 
 }  // namespace tovik::sem

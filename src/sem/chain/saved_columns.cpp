@@ -1,0 +1,31 @@
+#include "sem/chain/saved_columns.hpp"
+
+#include <algorithm>
+
+#include "data/variable_list.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+using variable_ptr = VariableList::variable_ptr;
+
+std::shared_ptr<saved_columns const> keep_saved_columns(VariableList const& variables,
+                                                        arma::Mat<double> const& data) {
+  const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
+                                     [](variable_ptr const& v) { return v->type == data::type::constant; });
+  if (constant == variables.variables.end()) throw error_debug("No intercept!");
+  auto out = std::make_shared<saved_columns>();
+  for (auto v = variables.variables.begin(); v != constant; ++v) {
+    out->columns.push_back((*v)->column);
+    out->names.push_back((*v)->name);
+  }
+  out->values = data.cols(arma::Col<arma::uword>(out->columns));
+  for (auto v = variables.variables.begin(); v != constant; ++v) {
+    if ((*v)->uncentered.empty()) continue;
+    out->values.col(static_cast<arma::uword>(v - variables.variables.begin())) =
+        arma::Col<double>((*v)->uncentered);
+  }
+  return out;
+}
+
+}  // namespace tovik::sem

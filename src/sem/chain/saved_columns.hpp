@@ -1,0 +1,28 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tovik {
+
+class VariableList;
+
+namespace sem {
+
+/// The columns of the data file as they are saved, missing cells NaN: every chain fills a copy. Columns that
+/// were centred are in the metric of the file.
+struct saved_columns {
+  arma::Mat<double> values;          ///< rows in file order
+  std::vector<arma::uword> columns;  ///< the column of the prepared data behind each of them
+  std::vector<std::string> names;
+};
+
+/// Taken from prepared data (rows in file order, columns the variables of the catalogue), once for all
+/// chains. The columns of the data file end where the constant stands; throws error_debug if there is none.
+std::shared_ptr<saved_columns const> keep_saved_columns(VariableList const& variables,
+                                                        arma::Mat<double> const& data);
+
+}  // namespace sem
+}  // namespace tovik
