@@ -13,6 +13,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "support/error.hpp"
+
 namespace tovik {
 namespace {
 
