@@ -5,12 +5,12 @@
 #include <string>
 #include <utility>
 
+#include "app/prior_warnings.hpp"
 #include "input/input_file.hpp"
 #include "random/random.hpp"
 #include "sem/chain/saved_columns.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
-#include "support/warning.hpp"
 
 namespace tovik {
 
@@ -26,17 +26,6 @@ void print_renames(const std::string& renames) {
 
 }  // namespace
 
-/// The density of a variance of random effects, p(v | data) ~ 1/v near zero, has no finite integral there.
-void warn_of_improper_prior(const InputFile& input, const ModelList& models) {
-  if (input.prior_raneff != 3) return;
-  for (const Model& model : models) {
-    if (model.random.empty() && model.random_compute.empty()) continue;
-    warning::buffer.push("WARNING: Under PRIOR3 the posterior of the random effects' variances of '" + model.name() +
-                         "' is improper\n         where such a variance may be zero. Use prior1 or prior2 unless it is far from zero.");
-    return;
-  }
-}
-
 analysis prepare(InputFile& input) {
   analysis run;
   run.data = input.data();
@@ -44,7 +33,7 @@ analysis prepare(InputFile& input) {
   print_renames(run.vars.truncateNames());
   run.models = input.modelList(run.vars);
   input.update(run.data, run.vars, run.models);
-  warn_of_improper_prior(input, run.models);
+  warn_of_priors(input, run);
   run.simple = input.simpleSlopes(run.vars, run.models);
   return run;
 }

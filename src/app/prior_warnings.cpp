@@ -1,0 +1,66 @@
+#include "app/prior_warnings.hpp"
+
+#include <string>
+#include <vector>
+
+#include "input/input_file.hpp"
+#include "support/text.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+
+namespace {
+
+/// Observed variances between these are near enough to one unit.
+constexpr double least_variance = 0.1, most_variance = 10.0;
+
+/// The density of a variance v of random effects near zero is of the order of 1 / v, which has no finite integral there.
+void warn_of_random_effects(const InputFile& input, const ModelList& models) {
+  if (input.prior_raneff != 3) return;
+  for (const Model& model : models) {
+    if (model.random.empty() && model.random_compute.empty()) continue;
+    warning::buffer.push("WARNING: Under PRIOR3 the posterior of the random effects' variances of '" + model.name() +
+                         "'\n         is improper where such a variance may be zero. Use PRIOR1 or PRIOR2 instead\n"
+                         "         unless the variances are far from it.");
+    return;
+  }
+}
+
+bool has_scale(const data::variable& v) {
+  return v.dummies.empty() && (v.type == data::type::continuous || v.type == data::type::count);
+}
+
+/// "name (variance)" of each modelled predictor whose observed variance is far from one.
+std::vector<std::string> far_from_one(const analysis& run) {
+  std::vector<std::string> out;
+  for (const auto& v : run.vars.covarAndOutMeans()) {
+    const bool is_modelled = v->usage() == data::usage::outcome || !v->fixed();
+    if (!is_modelled || !has_scale(*v) || v->column >= run.data.n_cols) continue;
+    const arma::Col<double> cells = run.data.col(v->column);
+    const arma::Col<double> known = cells.elem(arma::find_finite(cells));
+    const double variance = known.n_elem > 1 ? arma::var(known) : 1.0;
+    if (variance < least_variance || variance > most_variance)
+      out.push_back(v->name + " (" + format("%.3g", variance) + ")");
+  }
+  return out;
+}
+
+void warn_of_units(const InputFile& input, const analysis& run) {
+  if (input.xprior != 1 || input.scaled_priors) return;
+  const std::vector<std::string> names = far_from_one(run);
+  if (names.empty()) return;
+  std::string text =
+      "WARNING: The prior of predictor variances (XPRIOR1) has the weight of two observations with variance 0.5,\n"
+      "         and the observed variance of these variables is far from that:\n";
+  for (const std::string& name : names) text += "           " + name + "\n";
+  warning::buffer.push(text + "         Use 'OPTIONS: scaled_priors;' to take the variance of each variable as its unit.");
+}
+
+}  // namespace
+
+void warn_of_priors(const InputFile& input, const analysis& run) {
+  warn_of_units(input, run);
+  warn_of_random_effects(input, run.models);
+}
+
+}  // namespace tovik
