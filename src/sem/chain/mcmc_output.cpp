@@ -31,11 +31,11 @@ std::vector<std::string> latent_names(Variable const& v, std::vector<variable_pt
   const auto scores = score_variables(v);
   const auto type = v.variable().type;
   if (type == data::type::ordinal || type == data::type::nominal) {
-    for (data::variable const* score : scores) out.push_back(score->name + ".latent");
+    for (data::variable const* score : scores) out.push_back(score->fullName + ".latent");
   }
   for (unsigned q = 1; q <= v.chain().n_above(); ++q) {
-    const std::string id = clusters.at(v.chain().level(q) - 1)->name;
-    for (data::variable const* score : scores) out.push_back(score->name + ".mean[" + id + "]");
+    const std::string id = clusters.at(v.chain().level(q) - 1)->fullName;
+    for (data::variable const* score : scores) out.push_back(score->fullName + ".mean[" + id + "]");
   }
   return out;
 }
@@ -57,7 +57,7 @@ void Mcmc::keep_output_columns(VariableList const& variables, arma::Mat<double> 
   if (constant == variables.variables.end()) throw error_debug("No intercept!");
   for (auto v = variables.variables.begin(); v != constant; ++v) {
     saved_columns_.push_back((*v)->column);
-    saved_names_.push_back((*v)->name);
+    saved_names_.push_back((*v)->fullName);
   }
   raw_ = data.cols(arma::Col<arma::uword>(saved_columns_));
   for (auto v = variables.variables.begin(); v != constant; ++v) {
