@@ -1,7 +1,10 @@
 #include "app/analysis.hpp"
 
+#include <unistd.h>
+
 #include <cstdio>
 #include <memory>
+#include <new>
 #include <string>
 #include <utility>
 
@@ -11,6 +14,7 @@
 #include "sem/chain/saved_columns.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
+#include "support/text.hpp"
 
 namespace tovik {
 
@@ -22,6 +26,21 @@ void print_renames(const std::string& renames) {
                "\n  NOTE: The following variables have been renamed\n"
                "        to be %llu characters or less.\n%s\n",
                static_cast<unsigned long long>(VariableList::truncate), renames.c_str());
+}
+
+/// The draws of all chains are kept in memory. Systems promise more memory than they have and end the process when
+/// it is used: what the machine cannot hold is refused before.
+void require_room(const InputFile& input, std::uint64_t parameters) {
+  const long pages = ::sysconf(_SC_PHYS_PAGES);
+  const long page = ::sysconf(_SC_PAGESIZE);
+  const double draws = double(input.chains) * input.burn + input.iterations;
+  const double bytes = draws * static_cast<double>(parameters) * sizeof(double);
+  if (pages <= 0 || page <= 0 || bytes < static_cast<double>(pages) * static_cast<double>(page)) return;
+  const bool burn_in = double(input.chains) * input.burn > input.iterations;
+  throw error(format("ERROR: The %s command asks for %u iterations. Their draws of %llu parameters\n"
+                     "       and those of the other phase need %.1f GB, more than the memory of this machine.",
+                     burn_in ? "BURN" : "ITERATIONS", burn_in ? input.burn : input.iterations,
+                     static_cast<unsigned long long>(parameters), bytes / 1e9));
 }
 
 }  // namespace
@@ -38,8 +57,16 @@ analysis prepare(InputFile& input) {
   return run;
 }
 
-chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
-  input.refuse_unavailable();
+namespace {
+
+[[noreturn]] void no_room(const InputFile& input) {
+  throw error(format("ERROR: There is not enough memory for %u chains (CHAINS command) with\n"
+                     "       %u iterations of burn-in each (BURN command) and %u further iterations\n"
+                     "       (ITERATIONS command).",
+                     input.chains, input.burn, input.iterations));
+}
+
+chain_group<sem::Mcmc> make_chains(InputFile& input, const analysis& run) {
   chain_group<sem::Mcmc> group(input.processors);
   const auto saved = sem::keep_saved_columns(run.vars, run.data);
   for (const chain_info& info : input.chainInfo()) {
@@ -49,10 +76,22 @@ chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
                                             input.scaled_priors);
     mcmc->addOutcomes(run.vars, run.models, sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
     if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
+    require_room(input, mcmc->getTotalParams());
     group.push_back(chain<sem::Mcmc>(std::move(mcmc), info));
   }
   if (group.empty()) throw error_debug("Number of chains is set to zero!");
   return group;
+}
+
+}  // namespace
+
+chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
+  input.refuse_unavailable();
+  try {
+    return make_chains(input, run);
+  } catch (const std::bad_alloc&) {
+    no_room(input);
+  }
 }
 
 }  // namespace tovik

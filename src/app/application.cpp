@@ -1,46 +1,45 @@
 #include "app/application.hpp"
 
-#include <algorithm>
 #include <cstdio>
 #include <string>
 
 #include "app/analysis.hpp"
+#include "app/banner.hpp"
 #include "app/handlers.hpp"
+#include "app/report_file.hpp"
 #include "app/result_files.hpp"
 #include "input/input_file.hpp"
 #include "support/error.hpp"
+#include "support/interrupt.hpp"
 #include "support/not_available.hpp"
+#include "support/text.hpp"
 #include "support/warning.hpp"
 
 namespace tovik {
 
 int Application::exec(const std::string& path) const {
-  return report_errors([&] {
-    banner();
-    run_stages(path);
+  if (!report_file::open()) return 1;
+  bool interrupted = false;
+  int status = report_errors([&] {
+    std::fputs(banner_text(version).c_str(), fp);
+    std::fflush(fp);
+    interrupted = run_stages(path);
   });
+  if (!report_file::close()) status = 1;
+  // As shells tell it of a process that a signal has ended.
+  return status == 0 && interrupted ? 128 + interrupt::requested() : status;
 }
 
-void Application::banner() const {
-  const std::string rule(75, '-');
-  const std::string pad((75 - std::min<std::size_t>(version.size(), 75)) / 2, ' ');
-  std::fprintf(fp, "\n%s\n\n%35sTovik\n%s%s\n%s\n\n", rule.c_str(), "", pad.c_str(), version.c_str(),
-               rule.c_str());
-  std::fflush(fp);
-}
-
-void Application::run_stages(const std::string& path) const {
+bool Application::run_stages(const std::string& path) const {
   InputFile input(path);
   if (!input.simulates.empty() && input.models.empty() && input.fcs.empty()) {
     input.data();  // generates the data and saves them; nothing is estimated
-    return;
+    return false;
   }
   input.printOptions();
-  if (!input.byGroup.empty()) {
-    runGroup(input);
-  } else {
-    run(input);
-  }
+  if (input.byGroup.empty()) return run(input);
+  runGroup(input);
+  return false;
 }
 
 /// The language of the command file is checked against all groups together.
@@ -82,9 +81,22 @@ void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const M
   }
 }
 
+/// How far an interrupted run came.
+std::string interruption(const chain_group<sem::Mcmc>& group) {
+  const progress_count done = group.done();
+  std::string text = format("WARNING: The run was interrupted after %llu of %llu iterations.", done.iterations,
+                            done.planned_iterations);
+  if (done.iterations == 0) text += "\n         There are no draws to estimate from.";
+  if (done.imputations < done.planned_imputations) {
+    text += format("\n         Of %llu imputed data sets %llu were drawn.", done.planned_imputations,
+                   done.imputations);
+  }
+  return text;
+}
+
 }  // namespace
 
-void Application::run(InputFile& input) const {
+bool Application::run(InputFile& input) const {
   const analysis prepared = prepare(input);
   const VariableList& vars = prepared.vars;
   const ModelList& models = prepared.models;
@@ -96,6 +108,9 @@ void Application::run(InputFile& input) const {
 
   if (print_iterations) group.printInfo(vars, models);
   run_chains(group, vars, models);
+  // First of all: no reader of the report who goes away early may take the files with him.
+  write_result_files(input, group, vars, models);
+  if (group.interrupted()) warning::buffer.push_front(interruption(group));
   if (input.psr) group.burn().printPSR(fp);
   if (input.labels) group.printLabels(vars, models);
   if (input.tuneinfo) group.printTune(fp, vars, models, input.tune_all);
@@ -103,7 +118,8 @@ void Application::run(InputFile& input) const {
   if (!print_iterations) group.printInfo(vars, models);
   warning::buffer.flush(fp, true, true);
   group.print(vars, models);
-  write_result_files(input, group, vars, models);
+  input.printVariableOrder();
+  return group.interrupted();
 }
 
 }  // namespace tovik

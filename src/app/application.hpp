@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <string>
 
+#include "app/version.hpp"
 #include "support/output.hpp"
 
 namespace tovik {
@@ -16,10 +17,11 @@ class Application {
   /// is no number, std::logic_error for an option without its value.
   Application(int argc, const char* const* argv);
 
-  /// Runs the command file at `path`. Returns the exit status: 0 for a completed run, 1 for every reported error.
+  /// Runs the command file at `path`. Returns the exit status: 0 for a completed run, 1 for every reported error,
+  /// 128 and the number of the signal when a signal has cut the run short.
   int exec(const std::string& path) const;
 
-  std::string version;
+  std::string version = version_number;
 
   /// The stream of all report output, and the settings that belong to it (held in support, where all floors see
   /// them).
@@ -29,9 +31,9 @@ class Application {
   inline static std::string& traceplotPath = Output::traceplotPath;
 
  private:
-  void banner() const;
-  void run_stages(const std::string& path) const;
-  void run(InputFile& input) const;
+  // Each tells whether a signal has cut the sampling short.
+  bool run_stages(const std::string& path) const;
+  bool run(InputFile& input) const;
   void runGroup(InputFile& input) const;
 };
 

@@ -15,6 +15,7 @@
 #include "results/run_stat.hpp"
 #include "support/blas_threads.hpp"
 #include "support/error.hpp"
+#include "support/interrupt.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -42,6 +43,8 @@ concept sampler = requires(T& estimator, T const& state, bool flag) {
 
 /// One independent Markov chain: an estimator, its share of the run and the draws that it leaves.
 ///
+/// A request to end the run is followed between two scans: the draws so far stay.
+///
 /// A chain is built on the main thread, runs once on a thread of its own and is only read after that.
 template <sampler T>
 class chain {
@@ -67,15 +70,17 @@ class chain {
   void run() noexcept {
     use_one_blas_thread_here();
     try {
-      burn_in();
-      if (chain_info::crash_on_tune_fail) estimator_->tune_check();
-      say("  Chain %i completed burn-in on %s");
-      sample();
-      say("  Chain %i finished on %s");
+      if (burn_in()) {
+        if (chain_info::crash_on_tune_fail) estimator_->tune_check();
+        say("  Chain %i completed burn-in on %s");
+        sample();
+        say("  Chain %i finished on %s");
+      }
+      trim();
     } catch (...) {
       error_ = std::current_exception();
       print_chain_error();
-      for (draw_store* store : {&burn_draws_, &iter_draws_, &simple_draws_, &corr_draws_}) store->trim();
+      trim();
     }
   }
 
@@ -89,8 +94,15 @@ class chain {
   const T& estimator() const { return *estimator_; }
   const chain_info& info() const { return info_; }
   std::exception_ptr error() const { return error_; }
+  /// Imputations that have been saved.
+  std::size_t saved() const { return next_imputation_; }
 
  private:
+  /// What an error or an interruption has left of the stores.
+  void trim() {
+    for (draw_store* store : {&burn_draws_, &iter_draws_, &simple_draws_, &corr_draws_}) store->trim();
+  }
+
   bool stores_correlations() const {
     return chain_info::compute_corrs && estimator_->getNumberCorrelations() > 0;
   }
@@ -116,19 +128,22 @@ class chain {
     return total <= 3 || step % (total / 4) == 0;
   }
 
-  void burn_in() {
+  /// True when the burn-in is complete.
+  bool burn_in() {
     say("  Chain %i burn-in started on %s");
     for (std::uint32_t i = 0; i < info_.burn;) {
+      if (interrupt::requested() != 0) return false;
       estimator_->oneRep();
       burn_draws_.push(estimator_->getParams());
       ++i;
       if (milestone(i, info_.burn)) say("  Chain %i burn-in iteration %i completed on %s", i);
       if (i < info_.burn / 2 && i % info_.tunecheck == 0) estimator_->tune();
     }
+    return true;
   }
 
   void sample() {
-    for (std::uint32_t t = 0; t < info_.iterations;) {
+    for (std::uint32_t t = 0; t < info_.iterations && interrupt::requested() == 0;) {
       estimator_->oneRep();
       estimator_->computeSimpleSlopes();
       iter_draws_.push(estimator_->getParams());

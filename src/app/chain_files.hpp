@@ -15,7 +15,7 @@ void save_starts(const std::string& path, const Summary& iterations, const Model
 
 /// One file for each parameter in `folder`, "burn1.csv", "burn2.csv" and so on: the number of the draw, then
 /// the burn-in draws, one column per chain. All files have the rows of the longer phase, `rows` of them; what
-/// a chain has not drawn is missing. A folder that is not there loses the files.
+/// a chain has not drawn is missing.
 void save_traces(const std::string& folder, const Summary& burn, arma::uword rows);
 
 }  // namespace tovik

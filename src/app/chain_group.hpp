@@ -5,6 +5,8 @@
 #include <concepts>
 #include <cstdio>
 #include <exception>
+#include <limits>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -17,6 +19,8 @@
 #include "results/dic.hpp"
 #include "results/summary.hpp"
 #include "support/error.hpp"
+#include "support/file_writer.hpp"
+#include "support/interrupt.hpp"
 #include "support/output.hpp"
 #include "support/warning.hpp"
 
@@ -48,6 +52,14 @@ concept reporting_sampler = grouped_sampler<T> &&
   state.printCorrelations(stream, models, draws);
 };
 
+/// How much of a run has been done, over all chains.
+struct progress_count {
+  unsigned long long iterations = 0;
+  unsigned long long planned_iterations = 0;
+  unsigned long long imputations = 0;
+  unsigned long long planned_imputations = 0;
+};
+
 /// The chains of a run: runs them in batches of threads and pools what they leave. Filled once, run once; the
 /// getters may be called any number of times after that, and refer to the chains' draws without copying them.
 template <grouped_sampler T>
@@ -67,17 +79,36 @@ class chain_group {
     require_chains();
     progress::print("\nITERATION HISTORY:\n\n");
     if (processors_ == 0) throw error_debug("Number of threads is set to zero!");
-    for (std::size_t next = 0; next < chains_.size();) next = run_batch(next);
+    for (std::size_t next = 0; next < chains_.size() && interrupt::requested() == 0;) next = run_batch(next);
     end_history();
+    warn_threads();
     for (const chain<T>& one : chains_) {
       if (one.error()) std::rethrow_exception(one.error());
     }
+  }
+
+  progress_count done() const {
+    progress_count out;
+    for (const chain<T>& one : chains_) {
+      out.iterations += one.iter_draws().size();
+      out.planned_iterations += one.info().iterations;
+      out.imputations += one.saved();
+      out.planned_imputations += one.info().imputations.size();
+    }
+    return out;
+  }
+  /// True when a request has ended the sampling early.
+  bool interrupted() const {
+    const progress_count all = done();
+    return interrupt::requested() != 0 && all.iterations < all.planned_iterations;
   }
 
   Summary burn() const { return pool(&chain<T>::burn_draws); }
   Summary iterations() const { return pool(&chain<T>::iter_draws); }
   Summary simple() const { return pool(&chain<T>::simple_draws); }
   Summary resid_cor() const { return pool(&chain<T>::corr_draws); }
+  /// The draws of the chains that have any: an interrupted run estimates from them.
+  Summary estimates() const { return pool(&chain<T>::iter_draws, true); }
 
   /// Mean and squared deviations of the completed data over all chains, merged in chain order.
   RunStat<arma::Mat<double>> avgImp() const {
@@ -145,7 +176,8 @@ class chain_group {
   /// models, each where there is something to print.
   void print(const VariableList& vars, const ModelList& models) const requires reporting_sampler<T> {
     std::FILE* fp = Output::fp;
-    const Summary draws = iterations();
+    const Summary draws = estimates();
+    if (interrupted() && draws.n_iterations() == 0) return;
     const T& estimator = front().estimator();
     const arma::uword n_covariate_rows = estimator.getCovariateModelNumParams();
     const arma::uword n_outcome_rows = draws.n_rows() - n_covariate_rows;
@@ -156,7 +188,6 @@ class chain_group {
       std::fputs("\n", fp);
       std::fflush(fp);
     }
-    if (!Output::traceplotPath.empty()) saveTraces(Output::traceplotPath, vars, models);
   }
 
   /// The last draw of each chain as starting values.
@@ -164,13 +195,12 @@ class chain_group {
     save_starts(path, iterations(), models);
   }
 
-  /// The names of all parameters. A path that cannot be opened loses the file.
+  /// The names of all parameters.
   void saveLabelFile(const std::string& path, const VariableList& vars,
                      const ModelList& models) const requires reporting_sampler<T> {
-    std::FILE* file = std::fopen(path.c_str(), "w+");
-    if (file == nullptr) return;
-    front().estimator().printParameterLabelsFile(file, vars, models);
-    std::fclose(file);
+    file_writer file(path);
+    if (file.stream() != nullptr) front().estimator().printParameterLabelsFile(file.stream(), vars, models);
+    file_set::store(std::move(file));
   }
 
   /// The draws of burn-in by parameter, and the names of all parameters.
@@ -191,21 +221,29 @@ class chain_group {
   }
 
   /// Starts the chains from `next` on, as many as there are processors, and joins them in the order started.
-  /// When a thread cannot start, those already running are joined before the error goes on.
+  /// When the system gives fewer threads, the chain that got none runs on this one, and later batches are as
+  /// small as this has become.
   std::size_t run_batch(std::size_t next) {
     std::vector<std::thread> threads;
-    std::exception_ptr start_error;
-    for (; next < chains_.size() && threads.size() < processors_; ++next) {
+    while (next < chains_.size() && threads.size() < processors_) {
       try {
         threads.push_back(chains_[next].spawn());
-      } catch (...) {
-        start_error = std::current_exception();
+      } catch (const std::system_error&) {
+        processors_ = threads.size() + 1;
+        short_of_threads_ = true;
+        chains_[next++].run();
         break;
       }
+      ++next;
     }
     for (std::thread& thread : threads) thread.join();
-    if (start_error) std::rethrow_exception(start_error);
     return next;
+  }
+
+  void warn_threads() const {
+    if (!short_of_threads_) return;
+    warning::buffer.push("WARNING: The system started no more than " + std::to_string(processors_ - 1) +
+                         " threads for the chains.\n         The other chains had to wait.");
   }
 
   static void end_history() {
@@ -214,12 +252,16 @@ class chain_group {
     if (Output::fp != stdout) std::fputs("\n", Output::fp);
   }
 
-  Summary pool(const draw_store& (chain<T>::*store)() const) const {
+  /// With `filled`, without the chains that have no draws, unless none has any.
+  Summary pool(const draw_store& (chain<T>::*store)() const, bool filled = false) const {
     require_chains();
+    filled = filled && std::any_of(chains_.begin(), chains_.end(),
+                                   [&](const chain<T>& one) { return (one.*store)().size() > 0; });
     std::vector<chain_draws> draws;
-    arma::uword per_chain = (chains_.front().*store)().size();
+    arma::uword per_chain = std::numeric_limits<arma::uword>::max();
     for (const chain<T>& one : chains_) {
       const draw_store& kept = (one.*store)();
+      if (filled && kept.size() == 0) continue;
       draws.push_back(chain_draws::borrow(kept.draws(), kept.size()));
       per_chain = std::min(per_chain, kept.size());
     }
@@ -246,11 +288,11 @@ class chain_group {
     print_fit(fp);
     if (chain_info::compute_corrs) {
       std::fputs("\nCORRELATIONS AMONG RESIDUALS:\n\n", fp);
-      front().estimator().printCorrelations(fp, models, resid_cor());
+      front().estimator().printCorrelations(fp, models, pool(&chain<T>::corr_draws, true));
       std::fflush(fp);
     }
     std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
-    if (front().estimator().printOutcomes(fp, vars, models, draws, simple())) std::fputs("\n", fp);
+    if (front().estimator().printOutcomes(fp, vars, models, draws, pool(&chain<T>::simple_draws, true))) std::fputs("\n", fp);
     std::fflush(fp);
   }
 
@@ -265,6 +307,7 @@ class chain_group {
 
   std::vector<chain<T>> chains_;
   std::size_t processors_;
+  bool short_of_threads_ = false;
 };
 
 }  // namespace tovik

@@ -3,6 +3,7 @@
 #include <string>
 
 #include "app/application.hpp"
+#include "app/report_file.hpp"
 #include "data/variable_list.hpp"
 #include "input/input_file.hpp"
 #include "results/summary.hpp"
@@ -46,12 +47,6 @@ std::uint32_t number(const std::string& value, const char* message) {
   }
 }
 
-/// Opens the report. A file that cannot be opened leaves the report on standard output.
-void open_report(const std::string& path) {
-  if (std::FILE* file = std::fopen(path.c_str(), "w+")) Output::fp = file;
-  Output::print_iterations = false;
-}
-
 bool apply_path_option(const std::string& option, const std::string& value) {
   if (iequals(option, "-o") || iequals(option, "--outfile")) {
     const bool separate = value.find('*') != std::string::npos;
@@ -79,7 +74,7 @@ void apply_option(const std::string& option, const std::string& value) {
   } else if (option == "--traceplot") {
     Output::traceplotPath = value;
   } else if (option == "--output") {
-    open_report(value);
+    report_file::choose(value);
   } else if (option == "--truncate") {
     const char* message = "ERROR: Variable Truncation length is not a positive integer.";
     const std::uint32_t length = number(value, message);

@@ -1,13 +1,18 @@
 #include "app/handlers.hpp"
 
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 
 #include "evaluate/error.hpp"
 #include "support/error.hpp"
+#include "support/file_writer.hpp"
 #include "support/output.hpp"
 #include "support/warning.hpp"
 
@@ -41,6 +46,11 @@ const char* const matrix_words =
     "              (2) Specify fewer random effects.\n"
     "              (3) Specify fewer variables in model.\n";
 
+/// Where the size is known, the allocation's own error names it.
+const char* const memory_words =
+    "ERROR: There is not enough memory for this run.\n"
+    "       Fewer CHAINS, ITERATIONS, BURN or NIMPS, or fewer variables, need less.\n";
+
 /// The words for the exception in flight.
 std::string words_of_current_exception() {
   try {
@@ -56,9 +66,11 @@ std::string words_of_current_exception() {
   } catch (const error& e) {
     return std::string(e.what()) + "\n";
   } catch (const std::system_error& e) {  // a thread that could not start is no failed factorisation
-    return std::string(e.what()) + "\n";
+    return "ERROR: The system refuses what the run needs: " + std::string(e.what()) + ".\n";
   } catch (const std::runtime_error&) {
     return matrix_words;
+  } catch (const std::bad_alloc&) {
+    return memory_words;
   } catch (const std::exception& e) {
     return std::string(e.what()) + "\n";
   }
@@ -67,7 +79,22 @@ std::string words_of_current_exception() {
 /// A full disk or a closed stream shows only when the buffers are written.
 bool written(std::FILE* stream) { return std::fflush(stream) == 0 && std::ferror(stream) == 0; }
 
+/// True when both descriptors lead to one file, pipe or terminal.
+bool same_stream(int a, int b) {
+  struct stat first {}, second {};
+  return ::fstat(a, &first) == 0 && ::fstat(b, &second) == 0 && first.st_dev == second.st_dev &&
+         first.st_ino == second.st_ino;
+}
+
 }  // namespace
+
+void print_unwritten(const std::string& path) {
+  const std::string text = "ERROR: The file '" + path + "' could not be written completely.\n";
+  std::fputs(text.c_str(), stdout);
+  std::fflush(stdout);
+  if (Output::fp != stdout) std::fputs(text.c_str(), Output::fp);
+  if (!same_stream(STDOUT_FILENO, STDERR_FILENO)) std::fputs(text.c_str(), stderr);
+}
 
 int report_errors(const std::function<void()>& stages) {
   int status = 0;
@@ -79,7 +106,12 @@ int report_errors(const std::function<void()>& stages) {
     warning::buffer.flush(Output::fp, true, true);
     status = 1;
   }
-  if (!written(Output::fp) || !written(stdout)) {
+  for (const std::string& path : file_set::failures()) {
+    print_unwritten(path);
+    status = 1;
+  }
+  file_set::failures().clear();
+  if (!written(stdout)) {
     std::fputs("ERROR: The report could not be written completely.\n", stderr);
     status = 1;
   }

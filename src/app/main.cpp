@@ -1,11 +1,15 @@
 #include <cstdio>
 #include <cstring>
+#include <exception>
 #include <iostream>
 #include <string>
 
 #include "app/application.hpp"
 #include "app/changelog.hpp"
+#include "app/usage.hpp"
+#include "app/version.hpp"
 #include "support/blas_threads.hpp"
+#include "support/interrupt.hpp"
 
 #ifdef __GLIBC__  // known once a header of the standard library has been read
 #include <malloc.h>
@@ -24,14 +28,24 @@ void keep_large_blocks() {
 #endif
 }
 
-}  // namespace
+/// Prints what an argument in the place of the command file or of an option asks for; false when none does.
+bool answers(int argc, char** argv) {
+  for (int i = 1; i < argc; i += i == 1 ? 1 : 2) {
+    const std::string word = argv[i];
+    if (word == "--help" || word == "-h") {
+      std::fputs(tovik::usage, stdout);
+      return true;
+    }
+    if (word == "--version") {
+      std::printf("%s\n", tovik::version_number);
+      return true;
+    }
+  }
+  return false;
+}
 
-int main(int argc, char** argv) {
-  keep_large_blocks();
-  tovik::use_one_blas_thread();
-  tovik::Application application(argc, argv);
-  application.version = TOVIK_VERSION;
-
+int run(int argc, char** argv) {
+  const tovik::Application application(argc, argv);
   std::string path;
   if (argc < 2) {
     std::fputs("Please provide a path to an input file:\n>>> ", stdout);
@@ -43,5 +57,20 @@ int main(int argc, char** argv) {
   } else {
     path = argv[1];
   }
+  tovik::interrupt::watch();
   return application.exec(path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  keep_large_blocks();
+  if (answers(argc, argv)) return 0;
+  tovik::use_one_blas_thread();
+  try {
+    return run(argc, argv);
+  } catch (const std::exception& e) {  // a wrong option; errors of a run have become words before
+    std::fprintf(stderr, "%s\n", e.what());
+    return 2;
+  }
 }

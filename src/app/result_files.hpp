@@ -4,9 +4,9 @@
 
 namespace tovik {
 
-/// Writes the files that the command file asks for, in a fixed order; prints the order of the variables in
-/// imputed data. For groups that have run.
-void write_result_files(const InputFile& input, const chain_group<sem::Mcmc>& group, const VariableList& vars,
+/// Writes the files that the command file and --traceplot ask for; they appear together when all have been
+/// written. For groups that have run.
+void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, const VariableList& vars,
                         const ModelList& models);
 
 }  // namespace tovik

@@ -26,6 +26,7 @@ void InputFile::check() {
   const bool only_simulation = !simulates.empty() && models.empty() && fcs.empty();
   if (only_simulation) {
     if (isWrite("dataset")) checkTarget("dataset", writePath("dataset"));
+    checkOutputs({{"dataset", writePath("dataset")}});
     return;
   }
   checkLength();
@@ -36,6 +37,7 @@ void InputFile::check() {
   checkMethods();
   checkNames();
   checkIdentifiers();
+  warnUnusedPaths();
 }
 
 void InputFile::checkSources() const {

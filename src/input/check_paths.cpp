@@ -4,9 +4,12 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
+#include <unordered_map>
 
 #include "input/input_file.hpp"
 #include "support/error.hpp"
+#include "support/file_writer.hpp"
+#include "support/output.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -21,8 +24,18 @@ namespace fs = std::filesystem;
               "       Please check that the file path is correct in SAVE command.");
 }
 
-[[noreturn]] void matches_data(const std::string& key) {
-  throw error("ERROR: The SAVE command (" + key + ") matches the DATA command.");
+/// A key of SAVE or an option of the command line, as messages call it.
+std::string called(const std::string& key) {
+  return key.rfind("--", 0) == 0 ? "option " + key : "SAVE command (" + key + ")";
+}
+
+[[noreturn]] void matches(const std::string& key, const std::string& what) {
+  throw error("ERROR: The " + called(key) + " matches the " + what + ".");
+}
+
+[[noreturn]] void matches(const std::string& key, const std::string& other, const std::string& path) {
+  throw error("ERROR: The " + called(key) + " matches the " + called(other) +
+              ".\n       Both would be written to \"" + path + "\".");
 }
 
 /// True when something that can be written stands at the path. Its contents stay. Pipes and devices are not
@@ -42,23 +55,10 @@ bool can_create(const std::string& path) {
   return std::remove(path.c_str()) == 0;
 }
 
-/// Where a chain of links ends; the last link's target need not exist.
-fs::path end_of_links(fs::path path) {
-  std::error_code failed;
-  for (int steps = 0; steps < 40 && fs::is_symlink(path, failed); ++steps) {
-    path = path.parent_path() / fs::read_symlink(path, failed);
-  }
-  return path;
-}
-
 /// Finds a path that cannot be written before the chains start, without a trace on the disk.
-void try_path(const std::string& path) {
+bool can_write(const std::string& path) {
   std::error_code none;
-  if (fs::exists(path, none)) {
-    if (!existing_is_writable(path)) cannot_create(path);
-    return;
-  }
-  if (!can_create(end_of_links(path).string())) cannot_create(path);
+  return fs::exists(path, none) ? existing_is_writable(path) : can_create(end_of_links(path));
 }
 
 bool same_file(const std::string& a, const std::string& b) {
@@ -78,13 +78,19 @@ std::string numbered(const std::string& path, const std::string& number) {
   return replace_all(path, "*", number);
 }
 
-std::string last_part(const std::string& path) {
-  const std::size_t slash = path.find_last_of("/\\");
-  return slash == std::string::npos ? path : path.substr(slash + 1);
-}
-
 bool has_asterisk(const std::string& path) {
   return path.find('*') != std::string::npos;
+}
+
+/// The files that --traceplot leaves in its folder.
+bool is_trace_name(const std::string& name) {
+  if (name == "labels.dat") return true;
+  if (name.size() < 9 || name.rfind("burn", 0) != 0 || name.substr(name.size() - 4) != ".csv") return false;
+  return name.find_first_not_of("0123456789", 4) == name.size() - 4;
+}
+
+bool has_file_per_chain(const std::string& key) {
+  return key == "burn" || key == "iterations" || key == "simple" || key == "correlations";
 }
 
 }  // namespace
@@ -92,7 +98,7 @@ bool has_asterisk(const std::string& path) {
 void InputFile::checkPaths() const {
   if (!data_file.empty()) {
     for (const auto& [key, path] : savePaths) {
-      if (!path.empty() && iequals(path, data_file)) matches_data(key);
+      if (!path.empty() && iequals(path, data_file)) matches(key, "DATA command");
     }
     if (!is_readable(data_file)) throw error("ERROR: File \"" + data_file + "\" cannot be found.");
   }
@@ -108,27 +114,80 @@ void InputFile::checkPaths() const {
     checkTarget(key, numbered(path, key == "separate" ? "list" : "1"));
   }
   if (nimps != not_set && isWrite("separate")) checkSeparate();
+  const std::vector<output> files = outputs();
+  checkOutputs(files);
+  checkTraces(files);
+}
+
+void InputFile::checkSource(const output& file) const {
+  if (!data_file.empty() && same_file(file.path, data_file)) matches(file.key, "DATA command");
+  if (same_file(file.path, command_file_)) matches(file.key, "command file");
 }
 
 void InputFile::checkTarget(const std::string& key, const std::string& path) const {
-  if (!data_file.empty() && same_file(path, data_file)) matches_data(key);
-  if (same_file(path, command_file_)) {
-    throw error("ERROR: The SAVE command (" + key + ") matches the command file.");
-  }
-  try_path(path);
+  checkSource({key, path});
+  if (!can_write(path)) cannot_create(path);
 }
 
 void InputFile::checkSeparate() const {
-  const std::string& path = writePath("separate");
-  std::string names;
   for (std::uint32_t i = 1; i <= nimps; ++i) {
-    const std::string file = numbered(path, std::to_string(i));
-    checkTarget("separate", file);
-    names += (i > 1 ? "\n" : "") + last_part(file);
+    checkTarget("separate", numbered(writePath("separate"), std::to_string(i)));
   }
-  const std::string list_path = numbered(path, "list");
-  std::ofstream list(list_path, std::ios::trunc);
-  if (!(list << names << std::flush)) cannot_create(list_path);
+}
+
+std::vector<InputFile::output> InputFile::outputs() const {
+  std::vector<output> files;
+  for (const auto& [key, path] : savePaths) {
+    if (path.empty()) continue;
+    const bool sets = key == "separate";
+    if (!byGroup.empty() || !(sets || has_file_per_chain(key)) || !has_asterisk(path)) {
+      files.push_back({key, path});
+      continue;
+    }
+    const std::uint32_t number = sets ? (nimps == not_set ? 0 : nimps) : chains;
+    if (sets && nimps != not_set) files.push_back({key, numbered(path, "list")});
+    for (std::uint32_t i = 1; i <= number; ++i) files.push_back({key, numbered(path, std::to_string(i))});
+  }
+  return files;
+}
+
+void InputFile::checkOutputs(std::vector<output> files) const {
+  if (!Output::report_path.empty()) {
+    files.push_back({"--output", Output::report_path});
+    checkSource(files.back());
+  }
+  std::unordered_map<std::string, const output*> seen;
+  for (const output& file : files) {
+    if (file.path.empty() || is_device(file.path)) continue;
+    const auto [at, is_new] = seen.emplace(end_of_links(file.path), &file);
+    if (!is_new) matches(file.key, at->second->key, file.path);
+  }
+  Output::report_checked = true;
+}
+
+void InputFile::checkTraces(const std::vector<output>& files) const {
+  const std::string& folder = Output::traceplotPath;
+  if (folder.empty()) return;
+  std::error_code failed;
+  fs::create_directories(folder, failed);
+  if (!fs::is_directory(folder, failed) || !can_write(folder + "/labels.dat") || !can_write(folder + "/burn1.csv")) {
+    throw error("ERROR: Folder \"" + folder +
+                "\" cannot be created.\n       Please check that the path is correct in --traceplot.");
+  }
+  const std::string option = "--traceplot";
+  const fs::path place = fs::canonical(folder, failed);
+  const auto is_trace = [&](const std::string& path) {
+    const fs::path end = end_of_links(path);
+    return end.parent_path() == place && is_trace_name(end.filename().string());
+  };
+  if (!data_file.empty() && is_trace(data_file)) matches(option, "DATA command");
+  if (is_trace(command_file_)) matches(option, "command file");
+  if (!Output::report_path.empty() && is_trace(Output::report_path)) {
+    matches(option, "--output", Output::report_path);
+  }
+  for (const output& file : files) {
+    if (is_trace(file.path)) matches(option, file.key, file.path);
+  }
 }
 
 }  // namespace tovik

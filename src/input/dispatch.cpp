@@ -144,7 +144,7 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
           "WARNING: Plotting is only avaialble through GUI.\n         PLOTS command is being ignored.");
       return;
     case command::outfile: {
-      const std::string path = join(words, " ");
+      const std::string path = unquoted(join(words, " "));
       savePaths[path.find('*') != std::string::npos ? "separate" : "stacked"] = path;
       return;
     }
@@ -170,7 +170,7 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
 
 void InputFile::parseData(const std::string& raw, const std::vector<std::string>& words, const reader& at) {
   if (data_file.empty()) {
-    data_file = join(words, " ");
+    data_file = unquoted(join(words, " "));
   } else if (!at.opened) {
     throw error("ERROR: DATA command has already been specified.\n       Problem line: " + trim(raw));
   }

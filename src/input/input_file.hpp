@@ -4,15 +4,18 @@
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "data/save_matrix.hpp"
 #include "data/variable_list.hpp"
 #include "input/chain_info.hpp"
 #include "input/keyed_list.hpp"
 #include "input/nominal_name.hpp"
 #include "model/block_map.hpp"
 #include "support/block.hpp"
+#include "support/file_writer.hpp"
 
 namespace tovik {
 
@@ -100,14 +103,16 @@ class InputFile {
   std::vector<chain_info> chainInfo();
 
   /// Takes the completed data of an imputation (numbers count from 1) from a chain, on the chain's thread.
-  /// Keeps them for the layouts that need all of them together; writes a file of their own at once.
+  /// Keeps them for the layouts that need all of them together; writes a file of their own at once, which takes
+  /// its place beside the others in writeData().
   void saveDataFunction(const arma::Mat<double>& data, const int& imputation);
 
   // Result files. A key without a path writes nothing, nor does a result without content.
 
-  /// The imputed data that need all chains, and the order of the saved columns to standard output (and to the
-  /// report, when that is another stream). Call it when all chains have ended.
-  void writeData() const;
+  /// The imputed data sets that the chains have drawn, and the order of their columns to standard output (and to
+  /// the report, when that is another stream). Call them when all chains have ended.
+  void writeData();
+  void printVariableOrder() const;
   /// Mean and variance (divisor n - 1) of each cell over all iterations of all chains, under "avgimp" and
   /// "varimp"; variances of fewer than two iterations are missing.
   void writeAvgImp(const RunStat<arma::Mat<double>>& imputations_seen) const;
@@ -192,6 +197,8 @@ class InputFile {
   std::vector<char> missing_flags;
   /// Columns that variableList has appended to the data.
   std::uint32_t added_columns = 0;
+  /// 1 for each cell that is observed, in the columns of the data file and the rows that update() has left.
+  read_cells observed_cells;
   /// Rows of the data that update() has deleted, as positions in the file (from 0, ascending).
   std::vector<arma::uword> dropped_rows;
   /// Columns of the prepared data that the definitions of MODEL fill, in their order.
@@ -222,6 +229,10 @@ class InputFile {
   void parseSimulate(std::vector<std::string> words, reader& at);
   void parseOptions(const std::vector<std::string>& words);
   void parseSaveLine(const std::string& text);
+  void savePath(const std::string& key, const std::string& path);
+  void takePath(const std::string& key, const std::string& path, bool if_empty);
+  /// A path without the quotes around it.
+  static std::string unquoted(const std::string& path);
   void parseDebug(const std::string& raw);
 
   void check();
@@ -229,10 +240,23 @@ class InputFile {
   void checkLength();
   void checkHeterogeneous();
   void checkProcessors();
+  /// A file that the run writes, and the key of SAVE or the option that names it.
+  struct output {
+    std::string key;
+    std::string path;
+  };
+
   void checkPaths() const;
   /// One path of the SAVE keyword `key`: neither the data nor the command file, and writable.
   void checkTarget(const std::string& key, const std::string& path) const;
+  void checkSource(const output& file) const;
   void checkSeparate() const;
+  /// All files that SAVE names, "*" replaced.
+  std::vector<output> outputs() const;
+  /// Every output has a file of its own, the report among them.
+  void checkOutputs(std::vector<output> files) const;
+  void checkTraces(const std::vector<output>& files) const;
+  void warnUnusedPaths() const;
   void checkGroups() const;
   void checkMethods();
   void checkModelCommands() const;
@@ -251,14 +275,19 @@ class InputFile {
 
   /// True when numbered sets of imputed data are asked for under `key`.
   bool savesImputations(const std::string& key) const;
+  /// True when any file of data is asked for, the averages among them.
+  bool savesData() const;
   /// A file of data, in the notation that the command file wants: `names` head the columns if SAVE shall have
   /// names, missing cells as MISSING has them.
-  void saveCells(const arma::Mat<double>& data, const std::string& path,
-                 const std::vector<std::string>& names) const;
+  file_writer writtenCells(const arma::Mat<double>& data, const std::string& path,
+                           const std::vector<std::string>& names, const read_cells& read) const;
+  /// The marks of a data set of an imputation, for the notation of its numbers: which cells stood in the file.
+  read_cells readCells(const arma::Mat<double>& set) const;
   /// A file of results, by the ending of its path.
   void saveResults(const arma::Mat<double>& table, const std::string& path,
                    const std::vector<std::string>& names) const;
   void writeStacked(const std::string& key) const;
+  void writeSeparate();
   void writeTo(const std::string& path, const Summary& summary, const std::string& key) const;
 
   void recodeMissing(arma::Mat<double>& data) const;
@@ -271,6 +300,9 @@ class InputFile {
                        VariableList& vars) const;
 
   std::string command_file_;  ///< the path of this file, from the root
+  /// Files of the imputed data sets by number, each written by the chain that has drawn it.
+  std::vector<std::optional<file_writer>> separate_files_;
+  keyed_list<std::string> saved_by_command_;  ///< paths by key, as SAVE commands gave them
   /// Words of CENTER without a keyword, allowed only while there is no CLUSTERID; the first word of each.
   std::vector<std::string> center_plain_;
 };

@@ -1,4 +1,3 @@
-#include <algorithm>
 #include <functional>
 #include <unordered_map>
 
@@ -8,7 +7,6 @@
 #include "model/defaults.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
-#include "support/warning.hpp"
 
 namespace tovik {
 
@@ -103,37 +101,6 @@ option_table make_option_table() {
   return t;
 }
 
-/// A SAVE keyword and the key whose path it sets; the command line's path wins where `if_empty` is set.
-struct save_key {
-  const char* word;
-  const char* key;
-  bool if_empty;
-};
-
-constexpr save_key save_keys[] = {
-    {"accepts", "accepts", false},
-    {"labelfile", "labelfile", false},
-    {"simple", "simple", false},
-    {"starts", "starts", false},
-    {"avgimp", "avgimp", false},
-    {"varimp", "varimp", false},
-    {"psr", "psr", true},
-    {"burn", "burn", true},
-    {"estimates", "estimates", true},
-    {"iterations", "iterations", true},
-    {"waldtest", "waldtest", true},
-    {"correlations", "correlations", true},
-    {"stacked0", "stacked0", true},
-    {"stack0", "stacked0", true},
-    {"stacked", "stacked", true},
-    {"stack", "stacked", true},
-    {"separate", "separate", true},
-    {"sep", "separate", true},
-    {"dataset", "dataset", true},
-    {"data", "dataset", true},
-    {"likelihood", "likelihood", false},
-};
-
 }  // namespace
 
 void InputFile::parseOptions(const std::vector<std::string>& words) {
@@ -145,34 +112,6 @@ void InputFile::parseOptions(const std::vector<std::string>& words) {
     }
     at->second(*this);
   }
-}
-
-void InputFile::parseSaveLine(const std::string& text) {
-  std::vector<std::string> tokens = split(text, " =", true);
-  if (tokens.front().size() < 2) tokens.erase(tokens.begin());
-  if (!tokens.empty() && iequals(tokens.front(), "save:")) tokens.erase(tokens.begin());
-  if (!tokens.empty() && tokens.back().empty()) tokens.pop_back();
-  if (tokens.empty()) return;
-  const std::string key = tokens.front();
-  const std::string path = join({tokens.begin() + 1, tokens.end()}, " ");
-  if (in({"latent", "latentStacked", "latentStack", "latentSeparate", "latentSep"}, key)) {
-    savelatent = true;
-    warning::buffer.push(
-        "WARNING: Imputations of Latent variables are now saved with other imputations.\n"
-        "         Use SaveLatent on OPTIONS line to save latent.");
-    return;
-  }
-  if (iequals(key, "imp") || iequals(key, "imputations")) {
-    const bool separate = savePaths["separate"].empty() && path.find('*') != std::string::npos;
-    std::string& target = savePaths[separate ? "separate" : "stacked"];
-    if (target.empty()) target = path;
-    return;
-  }
-  const auto at = std::find_if(std::begin(save_keys), std::end(save_keys),
-                               [&](const save_key& k) { return iequals(k.word, key); });
-  if (at == std::end(save_keys)) throw error("ERROR: Do not recognize save command \"" + key + "\"");
-  std::string& target = savePaths[at->key];
-  if (!at->if_empty || target.empty()) target = path;
 }
 
 }  // namespace tovik

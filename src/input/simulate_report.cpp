@@ -4,6 +4,7 @@
 #include "input/variable_order.hpp"
 #include "results/summary.hpp"
 #include "support/error.hpp"
+#include "support/file_writer.hpp"
 #include "support/output.hpp"
 
 namespace tovik {
@@ -69,8 +70,8 @@ void InputFile::simulateSaveInfo() const {
 
 void InputFile::saveSimulated(const arma::Mat<double>& data) const {
   if (!isWrite("dataset")) return;
+  file_set::store(writtenCells(data, writePath("dataset"), variableNames, {}));
   simulateSaveInfo();
-  saveCells(data, writePath("dataset"), variableNames);
 }
 
 }  // namespace tovik

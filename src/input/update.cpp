@@ -1,6 +1,19 @@
+#include <algorithm>
+#include <cmath>
+
 #include "input/preparation.hpp"
 
 namespace tovik {
+
+namespace {
+
+read_cells observed(const arma::Mat<double>& data) {
+  read_cells out(arma::size(data));
+  std::transform(data.begin(), data.end(), out.begin(), [](double v) { return std::isnan(v) ? 0 : 1; });
+  return out;
+}
+
+}  // namespace
 
 void InputFile::update(arma::Mat<double>& data, VariableList& vars, const ModelList& models) {
   const preparation::run r{*this, data, vars, models};
@@ -11,6 +24,7 @@ void InputFile::update(arma::Mat<double>& data, VariableList& vars, const ModelL
     imputations[0] = data.cols(0, variableNames.size() - 1);
   }
   preparation::drop_rows(r);
+  if (savesData()) observed_cells = observed(data.cols(0, variableNames.size() - 1));
   preparation::check_observed(r);
   if (undefinedcovariance) preparation::check_covariances(r);
   preparation::set_categories(r);

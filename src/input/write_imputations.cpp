@@ -1,12 +1,15 @@
 // The imputed data sets: a file for each, written while the chains run, and files that hold all of them.
 
 #include <algorithm>
+#include <cstdio>
+#include <filesystem>
 
 #include "data/read_data.hpp"
 #include "data/save_matrix.hpp"
 #include "input/input_file.hpp"
 #include "input/variable_order.hpp"
 #include "results/run_stat.hpp"
+#include "support/file_writer.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -20,13 +23,24 @@ std::vector<std::string> with_number(std::vector<std::string> names) {
   return names;
 }
 
-/// Appends a data set under its number. Columns that it lacks stay missing.
-void append_set(arma::Mat<double>& all, arma::uword& row, std::size_t number, const arma::Mat<double>& set) {
+/// Appends a data set under its number, and the marks of its cells. Columns that it lacks stay missing.
+void append_set(arma::Mat<double>& all, read_cells& marks, arma::uword& row, std::size_t number,
+                const arma::Mat<double>& set, const read_cells& read) {
   for (arma::uword i = 0; i < set.n_rows; ++i) all(row + i, 0) = static_cast<double>(number);
   for (arma::uword j = 0; j < set.n_cols; ++j) {
     std::copy_n(set.colptr(j), set.n_rows, all.colptr(j + 1) + row);
+    if (!read.empty()) std::copy_n(read.colptr(j), set.n_rows, marks.colptr(j + 1) + row);
   }
   row += set.n_rows;
+}
+
+std::string base_name(const std::string& path) {
+  const std::size_t slash = path.find_last_of("/\\");
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string numbered(const std::string& path, std::size_t number) {
+  return replace_all(path, "*", std::to_string(number));
 }
 
 }  // namespace
@@ -35,21 +49,34 @@ bool InputFile::savesImputations(const std::string& key) const {
   return nimps != not_set && nimps > 0 && isWrite(key);
 }
 
-void InputFile::saveCells(const arma::Mat<double>& data, const std::string& path,
-                          const std::vector<std::string>& names) const {
-  save_matrix(data, path, delimeter(path), saveVarNames ? names : std::vector<std::string>(), missingCode,
-              missingValue, scientific);
+bool InputFile::savesData() const {
+  return isWrite("avgimp") || savesImputations("separate") || savesImputations("stacked") ||
+         savesImputations("stacked0");
+}
+
+file_writer InputFile::writtenCells(const arma::Mat<double>& data, const std::string& path,
+                                    const std::vector<std::string>& names, const read_cells& read) const {
+  return written_matrix(data, path, delimeter(path), saveVarNames ? names : std::vector<std::string>(),
+                        missingCode, missingValue, scientific, read);
+}
+
+/// Columns behind those of the data file are computed.
+read_cells InputFile::readCells(const arma::Mat<double>& set) const {
+  if (observed_cells.n_rows != set.n_rows || observed_cells.n_cols > set.n_cols) return {};
+  read_cells out(arma::size(set), arma::fill::zeros);
+  if (!observed_cells.empty()) out.head_cols(observed_cells.n_cols) = observed_cells;
+  return out;
 }
 
 void InputFile::saveDataFunction(const arma::Mat<double>& data, const int& imputation) {
+  const auto number = static_cast<std::size_t>(imputation);
   const bool separate = isWrite("separate");
   const bool grouped = !byGroup.empty();
   if (separate && !grouped) {
-    saveCells(data, replace_all(writePath("separate"), "*", std::to_string(imputation)), dataNames);
+    separate_files_.at(number).emplace(
+        writtenCells(data, numbered(writePath("separate"), number), dataNames, readCells(data)));
   }
-  if (isWrite("stacked") || isWrite("stacked0") || (separate && grouped)) {
-    imputations.at(static_cast<std::size_t>(imputation)) = data;
-  }
+  if (isWrite("stacked") || isWrite("stacked0") || (separate && grouped)) imputations.at(number) = data;
 }
 
 void InputFile::writeStacked(const std::string& key) const {
@@ -62,31 +89,62 @@ void InputFile::writeStacked(const std::string& key) const {
   }
   arma::Mat<double> all(rows, columns + 1);
   all.fill(arma::datum::nan);
+  read_cells marks(rows, columns + 1, arma::fill::zeros);
   arma::uword row = 0;
-  for (std::size_t m = first; m < imputations.size(); ++m) append_set(all, row, m, imputations[m]);
-  saveCells(all, writePath(key), with_number(dataNames));
+  for (std::size_t m = first; m < imputations.size(); ++m) {
+    const arma::Mat<double>& set = imputations[m];
+    const read_cells read = m == 0 ? read_cells(arma::size(set), arma::fill::ones) : readCells(set);
+    append_set(all, marks, row, m, set, read);
+  }
+  file_set::store(writtenCells(all, writePath(key), with_number(dataNames), marks));
 }
 
-void InputFile::writeData() const {
+/// The files that the chains have written, and the list of their names. When a run was interrupted, the list has
+/// the sets that were drawn, and files of an earlier run under the other numbers go: together with the new ones
+/// they would pass for one analysis.
+void InputFile::writeSeparate() {
+  const std::string& path = writePath("separate");
+  std::string names;
+  for (std::size_t m = 1; m < separate_files_.size(); ++m) {
+    const std::string file = numbered(path, m);
+    if (!separate_files_[m]) {
+      std::error_code ignored;
+      if (std::filesystem::is_regular_file(file, ignored)) std::filesystem::remove(file, ignored);
+      continue;
+    }
+    names += (names.empty() ? "" : "\n") + base_name(file);
+    file_set::store(std::move(*separate_files_[m]));
+  }
+  separate_files_.clear();
+  file_writer list(replace_all(path, "*", "list"));
+  list.write(names);
+  file_set::store(std::move(list));
+}
+
+void InputFile::writeData() {
+  for (const char* key : {"stacked", "stacked0"}) {
+    if (savesImputations(key)) writeStacked(key);
+  }
+  if (nimps != not_set && isWrite("separate")) writeSeparate();
+}
+
+void InputFile::printVariableOrder() const {
   std::string text;
   for (const char* key : {"separate", "stacked", "stacked0"}) {
     if (!savesImputations(key)) continue;
-    const bool numbered = std::string(key) != "separate";
-    text += variable_order(key, writePath(key), numbered ? with_number(dataNames) : dataNames);
+    const bool with_numbers = std::string(key) != "separate";
+    text += variable_order(key, writePath(key), with_numbers ? with_number(dataNames) : dataNames);
   }
   for (const char* key : {"avgimp", "varimp"}) {
     if (isWrite(key)) text += variable_order(key, writePath(key), dataNames);
   }
-  if (text.empty()) return;
-  print_everywhere("\nVARIABLE ORDER IN IMPUTED DATA:\n\n" + text);
-  for (const char* key : {"stacked", "stacked0"}) {
-    if (savesImputations(key)) writeStacked(key);
-  }
+  if (!text.empty()) print_everywhere("\nVARIABLE ORDER IN IMPUTED DATA:\n\n" + text);
 }
 
 void InputFile::writeAvgImp(const RunStat<arma::Mat<double>>& imputations_seen) const {
   if (!isWrite("avgimp") || imputations_seen.count == 0) return;
-  saveCells(imputations_seen.mean, writePath("avgimp"), dataNames);
+  const arma::Mat<double>& mean = imputations_seen.mean;
+  file_set::store(writtenCells(mean, writePath("avgimp"), dataNames, readCells(mean)));
 }
 
 void InputFile::writeVarImp(const RunStat<arma::Mat<double>>& imputations_seen) const {
@@ -97,7 +155,7 @@ void InputFile::writeVarImp(const RunStat<arma::Mat<double>>& imputations_seen) 
   } else {
     variance.fill(arma::datum::nan);
   }
-  saveCells(variance, writePath("varimp"), dataNames);
+  file_set::store(writtenCells(variance, writePath("varimp"), dataNames, {}));
 }
 
 }  // namespace tovik

@@ -14,6 +14,10 @@ struct Output {
   inline static bool print_iterations = true;
   /// Print internal dumps of the model list and of the first chain's sampler.
   inline static bool print_debug = false;
+  /// The file of the report, from the root; empty for standard output.
+  inline static std::string report_path;
+  /// Set when the report is known to be none of the files that the command file names.
+  inline static bool report_checked = false;
   /// Folder for trace data; empty for none.
   inline static std::string traceplotPath;
 };

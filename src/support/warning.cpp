@@ -28,6 +28,10 @@ void message::print(std::FILE* stream) const {
 
 void warning_buffer::push(std::string text) { messages_.push_back(message{std::move(text)}); }
 
+void warning_buffer::push_front(std::string text) {
+  messages_.insert(messages_.begin(), message{std::move(text)});
+}
+
 void warning_buffer::flush(std::FILE* stream, bool clear, bool header) {
   if (header) std::fputs("\nWARNING MESSAGES:\n\n", stream);
   if (messages_.empty()) std::fputs("  No warning messages.\n", stream);

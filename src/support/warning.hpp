@@ -18,6 +18,8 @@ struct message {
 class warning_buffer {
  public:
   void push(std::string text);
+  /// For what heads the block.
+  void push_front(std::string text);
   bool empty() const { return messages_.empty(); }
   void clear() { messages_.clear(); }
   const std::vector<message>& messages() const { return messages_; }

@@ -32,11 +32,11 @@ std::vector<std::string> latent_names(Variable const& v, std::vector<variable_pt
   const auto scores = score_variables(v);
   const auto type = v.variable().type;
   if (type == data::type::ordinal || type == data::type::nominal) {
-    for (data::variable const* score : scores) out.push_back(score->name + ".latent");
+    for (data::variable const* score : scores) out.push_back(score->fullName + ".latent");
   }
   for (unsigned q = 1; q <= v.chain().n_above(); ++q) {
-    const std::string id = clusters.at(v.chain().level(q) - 1)->name;
-    for (data::variable const* score : scores) out.push_back(score->name + ".mean[" + id + "]");
+    const std::string id = clusters.at(v.chain().level(q) - 1)->fullName;
+    for (data::variable const* score : scores) out.push_back(score->fullName + ".mean[" + id + "]");
   }
   return out;
 }

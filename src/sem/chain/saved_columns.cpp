@@ -17,7 +17,7 @@ std::shared_ptr<saved_columns const> keep_saved_columns(VariableList const& vari
   auto out = std::make_shared<saved_columns>();
   for (auto v = variables.variables.begin(); v != constant; ++v) {
     out->columns.push_back((*v)->column);
-    out->names.push_back((*v)->name);
+    out->names.push_back((*v)->fullName);
   }
   out->values = data.cols(arma::Col<arma::uword>(out->columns));
   for (auto v = variables.variables.begin(); v != constant; ++v) {
