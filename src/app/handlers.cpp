@@ -9,6 +9,7 @@
 #include "evaluate/error.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
+#include "support/source.hpp"
 #include "support/warning.hpp"
 
 namespace tovik {
@@ -16,7 +17,8 @@ namespace tovik {
 namespace {
 
 std::string debug_words(const char* what) {
-  return std::string("DEBUG ERROR: Please contact Tovik Support. Error message:\n             ") + what + "\n";
+  return std::string("DEBUG ERROR: Please contact Tovik Support. Error message:\n             ") + what +
+         "\n";
 }
 
 const char* const ess_words =
@@ -41,6 +43,11 @@ const char* const matrix_words =
     "              (2) Specify fewer random effects.\n"
     "              (3) Specify fewer variables in model.\n";
 
+/// Every mistake of the user begins with the same word.
+std::string user_words(const std::string& text) {
+  return (text.rfind("ERROR", 0) == 0 ? "" : "ERROR: ") + text + "\n";
+}
+
 /// The words for the exception in flight.
 std::string words_of_current_exception() {
   try {
@@ -54,7 +61,7 @@ std::string words_of_current_exception() {
   } catch (const sem::error_tuning& e) {
     return tuning_words(e.what());
   } catch (const error& e) {
-    return std::string(e.what()) + "\n";
+    return user_words(e.what());
   } catch (const std::system_error& e) {  // a thread that could not start is no failed factorisation
     return std::string(e.what()) + "\n";
   } catch (const std::runtime_error&) {
@@ -65,7 +72,9 @@ std::string words_of_current_exception() {
 }
 
 /// A full disk or a closed stream shows only when the buffers are written.
-bool written(std::FILE* stream) { return std::fflush(stream) == 0 && std::ferror(stream) == 0; }
+bool written(std::FILE* stream) {
+  return std::fflush(stream) == 0 && std::ferror(stream) == 0;
+}
 
 }  // namespace
 
@@ -74,8 +83,10 @@ int report_errors(const std::function<void()>& stages) {
   try {
     stages();
   } catch (const std::exception&) {
-    std::fputs(words_of_current_exception().c_str(), stdout);
+    const std::string words = words_of_current_exception();
+    std::fputs((warning::buffer.take_remarks() + words).c_str(), stdout);
     std::fflush(stdout);
+    std::fputs(source::note(words).c_str(), stderr);
     warning::buffer.flush(Output::fp, true, true);
     status = 1;
   }

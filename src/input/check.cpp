@@ -36,6 +36,7 @@ void InputFile::check() {
   checkMethods();
   checkNames();
   checkIdentifiers();
+  warnWithoutEffect();
 }
 
 void InputFile::checkSources() const {

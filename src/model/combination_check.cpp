@@ -77,7 +77,7 @@ void check_expression(const combinationOfAnyVariable& expression, const std::str
   } catch (const evaluate::error_parse& fault) {
     fail(fault.message(), term);
   } catch (const evaluate::error& fault) {
-    fail(fault.what(), term);
+    fail(evaluate::user_text(fault), term);
   }
 }
 
