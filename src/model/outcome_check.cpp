@@ -54,7 +54,7 @@ void model::check_variance(const Model& owner, const parameter& left, const para
   const bool labels = left.has_label() || right.has_label() || owner.variance.has_label();
   if (fixes && labels)
     throw parameter::error_constraint_fixed("ERROR: The outcome '" + owner.name() + "' (" + what +
-                                            " and has no residual variance\n       that can be fixed to a "
+                                            ") has no residual variance\n       that can be fixed to a "
                                             "value and labeled.");
 }
 
