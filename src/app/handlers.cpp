@@ -14,6 +14,7 @@
 #include "support/error.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
+#include "support/source.hpp"
 #include "support/warning.hpp"
 
 namespace tovik {
@@ -21,7 +22,8 @@ namespace tovik {
 namespace {
 
 std::string debug_words(const char* what) {
-  return std::string("DEBUG ERROR: Please contact Tovik Support. Error message:\n             ") + what + "\n";
+  return std::string("DEBUG ERROR: Please contact Tovik Support. Error message:\n             ") + what +
+         "\n";
 }
 
 const char* const ess_words =
@@ -51,6 +53,11 @@ const char* const memory_words =
     "ERROR: There is not enough memory for this run.\n"
     "       Fewer CHAINS, ITERATIONS, BURN or NIMPS, or fewer variables, need less.\n";
 
+/// Every mistake of the user begins with the same word.
+std::string user_words(const std::string& text) {
+  return (text.rfind("ERROR", 0) == 0 ? "" : "ERROR: ") + text + "\n";
+}
+
 /// The words for the exception in flight.
 std::string words_of_current_exception() {
   try {
@@ -64,7 +71,7 @@ std::string words_of_current_exception() {
   } catch (const sem::error_tuning& e) {
     return tuning_words(e.what());
   } catch (const error& e) {
-    return std::string(e.what()) + "\n";
+    return user_words(e.what());
   } catch (const std::system_error& e) {  // a thread that could not start is no failed factorisation
     return "ERROR: The system refuses what the run needs: " + std::string(e.what()) + ".\n";
   } catch (const std::runtime_error&) {
@@ -77,7 +84,9 @@ std::string words_of_current_exception() {
 }
 
 /// A full disk or a closed stream shows only when the buffers are written.
-bool written(std::FILE* stream) { return std::fflush(stream) == 0 && std::ferror(stream) == 0; }
+bool written(std::FILE* stream) {
+  return std::fflush(stream) == 0 && std::ferror(stream) == 0;
+}
 
 /// True when both descriptors lead to one file, pipe or terminal.
 bool same_stream(int a, int b) {
@@ -101,8 +110,10 @@ int report_errors(const std::function<void()>& stages) {
   try {
     stages();
   } catch (const std::exception&) {
-    std::fputs(words_of_current_exception().c_str(), stdout);
+    const std::string words = words_of_current_exception();
+    std::fputs((warning::buffer.take_remarks() + words).c_str(), stdout);
     std::fflush(stdout);
+    std::fputs(source::note(words).c_str(), stderr);
     warning::buffer.flush(Output::fp, true, true);
     status = 1;
   }

@@ -51,6 +51,22 @@ bool short_decimal(const char*& p, const char* end, double& value) {
   return true;
 }
 
+/// Behind the double quote that closes the one at `p`; two in a row stand for one in the text (RFC 4180).
+const char* end_of_quotes(const char* p, const char* end) {
+  for (++p; p != end; ++p) {
+    if (*p != '"') continue;
+    if (p + 1 == end || p[1] != '"') return p + 1;
+    ++p;
+  }
+  return end;
+}
+
+/// The text between double quotes, trimmed; the whole cell where it does not end with its quote.
+std::string_view inside_quotes(std::string_view cell) {
+  if (cell.size() < 2 || cell.back() != '"') return cell;
+  return trimmed(cell.data() + 1, cell.data() + cell.size() - 1);
+}
+
 }  // namespace
 
 separator separator::of(const std::string& delimiter) {
@@ -60,8 +76,11 @@ separator separator::of(const std::string& delimiter) {
 
 std::size_t separator::count(std::string_view line) const {
   std::size_t cells = 1;
-  for (std::size_t i = 0; i < line.size(); ++i)
-    if (at(line[i]) && !(blank && i > 0 && at(line[i - 1]))) ++cells;
+  bool inside = false;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    if (!blank && line[i] == '"') inside = !inside;
+    if (!inside && at(line[i]) && !(blank && i > 0 && at(line[i - 1]))) ++cells;
+  }
   return cells;
 }
 
@@ -71,7 +90,8 @@ cell_walker::cell_walker(separator sep, std::string missing) : separator_(sep), 
 }
 
 bool cell_walker::parse(std::string_view cell, double& value) const {
-  if (!missing_.empty() && cell == missing_) {
+  const bool nothing = cell.empty() && !separator_.blank;
+  if (nothing || (!missing_.empty() && cell == missing_)) {
     value = std::numeric_limits<double>::quiet_NaN();
     return true;
   }
@@ -89,9 +109,10 @@ line_result cell_walker::read(std::string_view line, double* out, std::size_t co
     while (p != end && is_blank(*p) && (separator_.blank || *p != separator_.mark)) ++p;
     const char* const cell = p;
     if (numeric_code_ || !short_decimal(p, end, out[column]) || (p != end && !separator_.at(*p))) {
-      p = cell;
+      const bool quoted = !separator_.blank && cell != end && *cell == '"';
+      p = quoted ? end_of_quotes(cell, end) : cell;
       while (p != end && !separator_.at(*p)) ++p;
-      const std::string_view text = trimmed(cell, p);
+      const std::string_view text = quoted ? inside_quotes(trimmed(cell, p)) : trimmed(cell, p);
       if (!parse(text, out[column])) return {kind::not_numeric, column + 1, text};
     }
     if (p == end) return {column + 1 == columns ? kind::good : kind::wrong_count, 0, {}};

@@ -35,7 +35,8 @@ class cell_walker {
   /// `missing` is the text of a missing cell, empty for none.
   cell_walker(separator sep, std::string missing);
 
-  /// Reads exactly `columns` cells to `out`; missing cells become NaN.
+  /// Reads exactly `columns` cells to `out`; missing cells become NaN. Between marks other than blanks an
+  /// empty cell is missing, and a cell may stand in double quotes.
   line_result read(std::string_view line, double* out, std::size_t columns) const;
 
  private:

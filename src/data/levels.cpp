@@ -114,7 +114,12 @@ void check_nesting(const arma::Mat<double>& data, const std::vector<unsigned>& i
     for (std::size_t coarser = finer + 1; coarser < ids.order.size(); ++coarser) {
       const unsigned inner = identifiers[ids.order[finer]];
       const unsigned outer = identifiers[ids.order[coarser]];
-      if (classify(data.colptr(outer), ids.runs[ids.order[finer]]) == within::constant) continue;
+      if (classify(data.colptr(outer), ids.runs[ids.order[finer]]) == within::constant) {
+        // As many clusters, each within one of the other: the two are the same level under two names.
+        if (ids.runs[ids.order[finer]].count() != ids.runs[ids.order[coarser]].count()) continue;
+        throw error("ERROR: Identifier variables '" + names[inner] + "' and '" + names[outer] +
+                    "' define the same clusters.\n       Remove one of them from the CLUSTERID command.");
+      }
       throw error("ERROR: Identifier variable '" + names[inner] + "' is not nested in identifier variable '" +
                   names[outer] + "'.\n       Use identifiers that are unique across clusters.");
     }

@@ -26,7 +26,7 @@ std::vector<unsigned> determineNLevels(const arma::Mat<double>& data,
                                        const std::vector<unsigned>& identifiers);
 
 /// Each coarser identifier must be constant within each finer one. Throws tovik::error for the first pair
-/// that is not, named by `names` (one for each column of `data`).
+/// that is not, and for two that define the same clusters, named by `names` (one for each column of `data`).
 void check_nesting(const arma::Mat<double>& data, const std::vector<unsigned>& identifiers,
                    const std::vector<std::string>& names);
 

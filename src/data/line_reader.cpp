@@ -31,6 +31,7 @@ bool line_reader::next(std::string_view& line) {
       const auto at = static_cast<std::size_t>(static_cast<const char*>(hit) - buffer_.data());
       line = {buffer_.data() + begin_, at - begin_};
       begin_ = scanned_ = at + 1;
+      ++count_;
       return true;
     }
     scanned_ = end_;
@@ -38,6 +39,7 @@ bool line_reader::next(std::string_view& line) {
     if (begin_ == end_) return false;
     line = {buffer_.data() + begin_, end_ - begin_};
     begin_ = scanned_ = end_;
+    ++count_;
     return true;
   }
 }

@@ -19,6 +19,8 @@ class line_reader {
   /// The next line without its "\n". False at the end; a last line needs no "\n". After a final "\n" there is
   /// no further, empty line.
   bool next(std::string_view& line);
+  /// How many lines have been handed out, as an editor counts them.
+  std::size_t count() const { return count_; }
 
  private:
   bool refill();
@@ -29,6 +31,7 @@ class line_reader {
   std::size_t scanned_ = 0;  ///< no "\n" stands between begin_ and here
   std::size_t end_ = 0;      ///< behind the last byte read
   bool done_ = false;
+  std::size_t count_ = 0;
 };
 
 }  // namespace tovik

@@ -1,6 +1,7 @@
 #include "data/read_data.hpp"
 
 #include <algorithm>
+#include <cctype>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
@@ -11,6 +12,7 @@
 #include "data/line_reader.hpp"
 #include "data/numbers.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -66,19 +68,43 @@ std::string_view strip_mark(std::string_view line) {
   return line;
 }
 
-/// The header's fields; settles the delimiter when it is not known.
-std::vector<std::string> split_header(const std::string& header, std::string& delimiter) {
-  std::vector<std::string> fields;
-  if (!delimiter.empty()) {
-    fields = split(header, separator::of(delimiter).blank ? std::string(" \t") : delimiter, true);
-  } else {
-    delimiter = " ";
-    fields = split(header, " \t", true);
-    if (fields.size() == 1) {
-      delimiter = ",";
-      fields = split(header, ",", true);
+std::string without_quotes(std::string text) {
+  text.erase(std::remove_if(text.begin(), text.end(), [](char c) { return c == '"' || c == '\''; }),
+             text.end());
+  return text;
+}
+
+/// The fields between separators that stand outside of double quotes. Adjacent separators of a header count
+/// as one, except that a first field may be empty.
+std::vector<std::string> split_quoted(const std::string& line, char separator) {
+  std::vector<std::string> out(1);
+  bool inside = false;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    if (line[i] == '"') inside = !inside;
+    if (line[i] != separator || inside) {
+      out.back() += line[i];
+    } else if (i == 0 || line[i - 1] != separator) {
+      out.emplace_back();
     }
   }
+  return out;
+}
+
+void advise_semicolons(std::string_view line) {
+  if (line.find(';') != std::string_view::npos)
+    source::advise("The file seems to be separated by semicolons (;). Save it with commas instead.");
+}
+
+/// The names of a header; settles the delimiter when it is not known. No name holds a comma, so a comma that
+/// stands outside of quotes is the delimiter.
+std::vector<std::string> split_header(const std::string& header, std::string& delimiter) {
+  const std::vector<std::string> quoted = split_quoted(header, ',');
+  if (delimiter.empty()) delimiter = quoted.size() > 1 ? "," : " ";
+  std::vector<std::string> fields =
+      delimiter == "," ? quoted
+                       : split(without_quotes(header),
+                               separator::of(delimiter).blank ? std::string(" \t") : delimiter, true);
+  if (fields.size() == 1) advise_semicolons(header);
   if (fields.size() == 1)
     throw error(
         "ERROR: Unable to determine delimiter for data file.\n"
@@ -87,8 +113,17 @@ std::vector<std::string> split_header(const std::string& header, std::string& de
   return fields;
 }
 
+/// A first column without a name is what a statistics package writes for its row names.
+void check_row_names(const std::vector<std::string>& names) {
+  if (!names.front().empty() || names.size() == 1) return;
+  throw error(
+      "ERROR: The first column of the data file has no name.\n"
+      "       It seems to hold row names. Write the file without them\n"
+      "       (in R: write.csv(..., row.names = FALSE)).");
+}
+
 void check_name(const std::string& name, std::size_t column, bool fast) {
-  if (fast && name.find(' ') != std::string::npos)
+  if (name.find(' ') != std::string::npos)
     throw error("ERROR: The variable name \"" + name + "\" has a space.\n" +
                 "       Variable names must be a single word.\n" +
                 "       Use underscores (\"_\") instead.\n" + "       Error occured for column " +
@@ -100,12 +135,10 @@ void check_name(const std::string& name, std::size_t column, bool fast) {
 }
 
 void read_header(std::string_view line, job& j) {
-  std::string header(line);
-  header.erase(std::remove_if(header.begin(), header.end(), [](char c) { return c == '"' || c == '\''; }),
-               header.end());
-  j.names = split_header(trim(header), j.delimiter);
+  j.names = split_header(std::string(line), j.delimiter);
+  for (std::string& name : j.names) name = trim(without_quotes(name));
+  check_row_names(j.names);
   for (std::size_t k = 0; k < j.names.size(); ++k) {
-    j.names[k] = trim(j.names[k]);
     check_name(j.names[k], k + 1, j.fast());
   }
 }
@@ -115,11 +148,26 @@ void settle_delimiter(std::string_view line, job& j) {
   if (!j.delimiter.empty()) return;
   const std::size_t blanks = separator::of(" ").count(line);
   const std::size_t commas = separator::of(",").count(line);
-  if (blanks != j.names.size() && commas != j.names.size()) fail_counts(j, std::max(blanks, commas));
+  if (blanks != j.names.size() && commas != j.names.size()) {
+    advise_semicolons(line);
+    fail_counts(j, std::max(blanks, commas));
+  }
   j.delimiter = blanks == j.names.size() ? " " : ",";
 }
 
+/// What to do about a cell that is no number.
+void advise_cell(std::string_view cell) {
+  const auto letter = [](char c) { return std::isalpha(static_cast<unsigned char>(c)) != 0; };
+  if (std::any_of(cell.begin(), cell.end(), letter)) {
+    source::advise(
+        "Give text categories numbers, or name the text of a missing cell in the MISSING command.");
+  } else {
+    advise_semicolons(cell);
+  }
+}
+
 [[noreturn]] void fail_line(const line_result& result, std::size_t line, bool fast) {
+  if (result.status == line_result::kind::not_numeric) advise_cell(result.text);
   const std::string number = std::to_string(line);
   if (result.status == line_result::kind::wrong_count)
     throw error("ERROR: Line " + number +
@@ -162,7 +210,10 @@ arma::Mat<double> read_rows(line_reader& lines, std::string_view line, const job
     const std::size_t at = cells.size();
     cells.resize(at + columns);
     const line_result result = walker.read(line, cells.data() + at, columns);
-    if (result.status != line_result::kind::good) fail_line(result, number, j.fast());
+    if (result.status != line_result::kind::good) {
+      source::data_line(j.path, lines.count(), line);
+      fail_line(result, number, j.fast());
+    }
   } while (next_filled(lines, line, number));
 
   const arma::Mat<double> rows(cells.data(), columns, cells.size() / columns, false, true);
@@ -171,12 +222,16 @@ arma::Mat<double> read_rows(line_reader& lines, std::string_view line, const job
 
 arma::Mat<double> read_lines(line_reader& lines, job j) {
   std::string_view line = first_line(lines, j.path);
+  source::data_line(j.path, lines.count(), line);
   if (j.names.empty()) {
     read_header(line, j);
+    source::no_data_line();
     std::size_t passed = 0;
     if (!next_filled(lines, line, passed)) return arma::Mat<double>(0, j.names.size());
   }
+  source::data_line(j.path, lines.count(), line);
   settle_delimiter(line, j);
+  source::no_data_line();
   return read_rows(lines, line, j);
 }
 

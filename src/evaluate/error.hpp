@@ -23,6 +23,12 @@ class error_comma : public error {
   error_comma() : error("ERROR: Function has too many inputs.") {}
 };
 
+class error_two_inputs : public error {
+ public:
+  explicit error_two_inputs(const std::string& function)
+      : error("ERROR: Function \"" + function + "\" requires two inputs.") {}
+};
+
 class error_ifelse : public error {
  public:
   error_ifelse() : error("ERROR: The \"ifelse\" function requires logical statement as first input.") {}
@@ -72,6 +78,13 @@ class error_debug : public error {
  public:
   using error::error;
 };
+
+/// What to tell the user: the text of a mistake; for a fault of the program, which met an expression that it
+/// does not know how to evaluate, that this is so.
+inline std::string user_text(const error& fault) {
+  return dynamic_cast<const error_debug*>(&fault) ? "ERROR: The expression could not be evaluated."
+                                                  : fault.what();
+}
 
 class error_debug_parse : public error_debug {
  public:

@@ -25,10 +25,19 @@ double eval_switch(const node& function) {
 
 double eval_power_transform(const node& function) {
   const node* list = function.left;
-  if (list->op != operations::comma) throw error_debug_parse();
+  if (list->op != operations::comma) throw error_two_inputs(CMD::get_name(function.op));
   const double x = list->left->eval();
   const double lambda = list->right->eval();
   return function.op == operations::yjt ? yjt(x, lambda) : iyjt(x, lambda);
+}
+
+/// Of two numbers; as in columns, the second where they cannot be compared.
+double eval_extreme(const node& function) {
+  const node* list = function.left;
+  if (list->op != operations::comma) throw error_debug_parse();
+  const double a = list->left->eval();
+  const double b = list->right->eval();
+  return (function.op == operations::max ? a > b : a < b) ? a : b;
 }
 
 }  // namespace
@@ -52,6 +61,9 @@ double node::eval() const {
     case operations::yjt:
     case operations::iyjt:
       return eval_power_transform(*this);
+    case operations::max:
+    case operations::min:
+      return eval_extreme(*this);
     case operations::ifelse:
       return eval_ifelse(*this);
     case operations::switch_list:

@@ -54,7 +54,12 @@ void catalogue_adder::dummies(const arma::Mat<double>& data) {
 std::string catalogue_adder::set_values(data::variable& v, const arma::Col<double>& column) const {
   const bool missing = input_.missing_flags[v.column] != 0;
   v.values = dummyvalues(column, missing);
-  if (v.values.empty()) throw error_debug("No nominal values!");
+  if (v.values.empty()) {
+    throw error("ERROR: Variable " + v.name +
+                " has no observed category.\n"
+                "       Ordinal and nominal variables need\n"
+                "       a minimum of two observed categories.\n");
+  }
   if (v.values.size() > max_nominal_categories) {
     throw error("ERROR: The NOMINAL variable '" + v.name + "' has " + std::to_string(v.values.size()) +
                 " categories.\n       At most " + std::to_string(max_nominal_categories) +

@@ -5,6 +5,7 @@
 #include "input/name_checks.hpp"
 #include "model/random_effect.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -28,7 +29,11 @@ variable_ptr find_variable(const std::string& name, const VariableList& vars) {
 }  // namespace
 
 void catalogue_adder::random_effects() {
-  for (const std::string& statement : input_.randomEffects) add_random_effect(statement);
+  for (const std::string& statement : input_.randomEffects) {
+    source::enter(statement);
+    add_random_effect(statement);
+    source::leave();
+  }
 }
 
 void catalogue_adder::add_random_effect(const std::string& statement) {
@@ -50,6 +55,7 @@ void catalogue_adder::add_random_effect(const std::string& statement) {
   name_checks::check_intercept(effect.name);
   name_checks::check_ending(effect.name);
   name_checks::check_reserved(effect.name);
+  name_checks::check_referable(effect.name);
   if (vars_.find(effect.name)) {
     throw error("ERROR: Variable name '" + effect.name + "' is used more than once.");
   }

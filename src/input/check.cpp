@@ -38,6 +38,7 @@ void InputFile::check() {
   checkNames();
   checkIdentifiers();
   warnUnusedPaths();
+  warnWithoutEffect();
 }
 
 void InputFile::checkSources() const {

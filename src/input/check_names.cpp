@@ -4,6 +4,7 @@
 #include "input/name_checks.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
+#include "support/warning.hpp"
 
 namespace tovik {
 
@@ -11,9 +12,7 @@ namespace {
 
 std::string without_mean(const std::string& name) {
   const std::string ending = ".mean";
-  const bool mean =
-      name.size() > ending.size() && name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
-  return mean ? name.substr(0, name.size() - ending.size()) : name;
+  return iends_with(name, ending) ? name.substr(0, name.size() - ending.size()) : name;
 }
 
 void append(const std::vector<std::string>& names, std::vector<std::string>& all) {
@@ -46,7 +45,10 @@ void InputFile::checkNames() const {
     name_checks::check_reserved(name);
   }
   name_checks::taken_names taken;
-  for (const std::string& name : variableNames) taken.add(name);
+  for (const std::string& name : variableNames) {
+    name_checks::check_referable(name);
+    taken.add(name);
+  }
   name_checks::taken_names identifiers;
   for (const std::string& name : clusterIds) identifiers.add(name);
 }
@@ -73,6 +75,67 @@ void InputFile::checkIdentifiers() const {
   }
   if (clusterIds.size() > 2) {
     throw error("ERROR: Only single-level, two-level, and three-level models are supported.");
+  }
+}
+
+namespace {
+
+/// The roles that the commands give a variable, by what the catalogue makes of it: the first one stands.
+struct role_list {
+  const char* command;
+  std::vector<std::string> names;
+};
+
+std::vector<role_list> role_lists(const InputFile& input) {
+  std::vector<std::string> nominals;
+  for (const nominal_name& n : input.nominals) nominals.push_back(n.name);
+  return {
+      {"ORDINAL", input.ordinals}, {"COUNT", input.counts}, {"WEIGHT", input.weights}, {"NOMINAL", nominals}};
+}
+
+void warn_identifiers(const std::vector<role_list>& lists, const std::vector<std::string>& ids) {
+  for (const role_list& list : lists) {
+    for (const std::string& name : list.names) {
+      if (!in(ids, name)) continue;
+      warning::buffer.push("WARNING: The identifier variable '" + name + "' is in the " + list.command +
+                           " command.\n         This has no effect.");
+    }
+  }
+}
+
+void warn_twice(const role_list& first, const role_list& second, bool first_stands) {
+  for (const std::string& name : second.names) {
+    if (!in(first.names, name)) continue;
+    warning::buffer.push("WARNING: Variable '" + name + "' is in the " + first.command + " and in the " +
+                         second.command + " command.\n         Only " +
+                         (first_stands ? first : second).command + " has an effect.");
+  }
+}
+
+}  // namespace
+
+void InputFile::warnWithoutEffect() const {
+  const std::vector<role_list> roles = role_lists(*this);
+  for (std::size_t j = 0; j < roles.size(); ++j) {
+    for (std::size_t i = 0; i < j; ++i) {
+      const bool refused = i == 0 && j + 1 == roles.size();  // ORDINAL and NOMINAL contradict each other
+      if (!refused) warn_twice(roles[i], roles[j], true);
+    }
+  }
+  const role_list grand = {"CENTER: CGM", centerGrand};
+  const role_list group = {"CENTER: CWC", centerGroup};
+  warn_twice(grand, group, false);
+  std::vector<role_list> all = roles;
+  all.push_back({"FIXED", fixed});
+  all.push_back({"FCS", fcs});
+  warn_identifiers(all, clusterIds);
+  if (models.empty() && !(centerGrand.empty() && centerGroup.empty())) {
+    warning::buffer.push("WARNING: The CENTER command has no effect without a MODEL command.");
+  }
+  if (simulates.empty() && isWrite("dataset")) {
+    warning::buffer.push(
+        "WARNING: The keyword \"dataset\" of the SAVE command has no effect\n"
+        "         without the SIMULATE command.");
   }
 }
 

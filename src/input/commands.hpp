@@ -47,4 +47,8 @@ enum class command : int {
 /// without regard to letter case.
 int parseTovikCommand(const std::string& word);
 
+/// The command word nearest to a word with a colon, in capitals and without the colon; empty when none is
+/// near. Near are words that a few letters added, left out, changed or swapped make of each other.
+std::string nearest_command(const std::string& word);
+
 }  // namespace tovik

@@ -7,8 +7,24 @@
 #include "input/name_index.hpp"
 #include "input/transform.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 
 namespace tovik {
+
+namespace {
+
+/// From 2^53 on neighbouring integers share a double: two identifiers of the file could become one cluster.
+void check_exact(const std::string& name, const arma::Col<double>& ids) {
+  constexpr double first_shared = 9007199254740992.0;
+  for (arma::uword i = 0; i < ids.n_elem; ++i) {
+    if (std::abs(ids[i]) < first_shared) continue;
+    throw error("ERROR: The clustering identifier variable '" + name + "' in row " + std::to_string(i + 1) +
+                " is too large\n       to be told from its neighbours. Identifiers must be below " +
+                format("%.0f", first_shared) + ".");
+  }
+}
+
+}  // namespace
 
 arma::Mat<double> InputFile::data() {
   if (variableNames.empty()) saveVarNames = true;
@@ -16,10 +32,10 @@ arma::Mat<double> InputFile::data() {
   arma::Mat<double> out = simulates.empty() ? readFile() : simulateData();
   recodeMissing(out);
   checkSize(out);
-  checkClusters(out);
+  checkClusters(out, false);
   if (!transforms.empty()) {
     apply_transforms(out, variableNames, transforms, rng);
-    checkClusters(out);  // a statement may have replaced an identifier
+    checkClusters(out, true);
   }
   if (!simulates.empty()) saveSimulated(out);
   checkDataNames();
@@ -56,9 +72,14 @@ void InputFile::checkSize(const arma::Mat<double>& data) const {
   }
 }
 
-void InputFile::checkClusters(const arma::Mat<double>& data) const {
+void InputFile::checkClusters(const arma::Mat<double>& data, bool made) const {
   const name_index columns(variableNames);
+  name_index later;
+  if (!made) {
+    for (const std::string& name : transformed_names(transforms)) later.add(name, 0);
+  }
   for (const std::string& name : clusterIds) {
+    if (later.has(name)) continue;
     const std::size_t column = columns.find(name);
     if (column == name_index::none) {
       throw error("ERROR: Identifier variable: \"" + name + "\" not in the data.");
@@ -66,6 +87,7 @@ void InputFile::checkClusters(const arma::Mat<double>& data) const {
     if (data.col(column).has_nan()) {
       throw error("ERROR: The clustering identifier variable '" + name + "' has missing data.");
     }
+    check_exact(name, data.col(column));
   }
 }
 
@@ -75,11 +97,16 @@ void InputFile::checkDataNames() const {
     name_checks::check_intercept(name);
     name_checks::check_ending(name);
     name_checks::check_reserved(name);
+    name_checks::check_referable(name);
     taken.add(name);
   }
   for (const auto* lists : {&latents, &phantoms}) {
     for (const auto& [level, names] : *lists) {
-      for (const std::string& name : names) taken.add(name);
+      for (const std::string& name : names) {
+        name_checks::check_ending(name);
+        name_checks::check_referable(name);
+        taken.add(name);
+      }
     }
   }
 }

@@ -9,8 +9,8 @@
 #include "input/input_file.hpp"
 #include "model/defaults.hpp"
 #include "model/model.hpp"
-#include "results/summary.hpp"
 #include "random/random.hpp"
+#include "results/summary.hpp"
 #include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
@@ -26,13 +26,32 @@ using settings = sem::sampler_settings;
 /// The series of the Polya-Gamma draws has this many terms at most (its remainder is far below rounding).
 constexpr std::uint32_t most_gammas = 1000000;
 
+/// A value that the keyword cannot take; parseDebug says which keyword.
+class bad_value : public error {
+ public:
+  bad_value() : error("DEBUG command not properly specified.") {}
+};
+
 [[noreturn]] void misspecified() {
-  throw error_debug("DEBUG command not properly specified.");
+  throw bad_value();
+}
+
+/// The value of a keyword by the reader of numbers `read`.
+template <class Read>
+auto read_value(const std::string& text, const Read& read) {
+  try {
+    return read(text);
+  } catch (const error&) {
+    misspecified();
+  }
 }
 
 /// One DEBUG keyword: sets what it sets from its words (the keyword first) and returns its lines of the
 /// notice.
-using action = std::function<std::string(InputFile&, const std::vector<std::string>&)>;
+struct action {
+  std::function<std::string(InputFile&, const std::vector<std::string>&)> set;
+  std::size_t n_words;  ///< the keyword and its value, if it has one
+};
 using table = std::unordered_map<std::string, action>;
 
 std::string line(const char* text) {
@@ -48,39 +67,45 @@ const std::string& value_of(const std::vector<std::string>& words) {
 }
 
 action plain(const char* text, std::function<void(InputFile&)> set) {
-  return [=](InputFile& in, const std::vector<std::string>&) {
-    set(in);
-    return line(text);
-  };
+  return {[=](InputFile& in, const std::vector<std::string>&) {
+            set(in);
+            return line(text);
+          },
+          1};
 }
 
 action real(const char* keyword, const char* text, std::function<void(InputFile&, double)> set) {
-  return [=](InputFile& in, const std::vector<std::string>& words) {
-    const double value = toDouble(value_of(words));
-    if (!std::isfinite(value)) misspecified();
-    set(in, value);
-    return line(text) + value_line(keyword, format("%f", value));
-  };
+  return {[=](InputFile& in, const std::vector<std::string>& words) {
+            const double value =
+                read_value(value_of(words), [](const std::string& text) { return toDouble(text); });
+            if (!std::isfinite(value)) misspecified();
+            set(in, value);
+            return line(text) + value_line(keyword, format("%f", value));
+          },
+          2};
 }
 
 /// A count between `least` and `most`.
 action count(const char* keyword, const char* text, std::uint32_t least, std::uint32_t most,
              std::function<void(InputFile&, std::uint32_t)> set) {
-  return [=](InputFile& in, const std::vector<std::string>& words) {
-    const std::uint32_t value = toUint(value_of(words));
-    if (value < least || value > most) misspecified();
-    set(in, value);
-    return line(text) + value_line(keyword, std::to_string(value));
-  };
+  return {[=](InputFile& in, const std::vector<std::string>& words) {
+            const std::uint32_t value =
+                read_value(value_of(words), [](const std::string& text) { return toUint(text); });
+            if (value < least || value > most) misspecified();
+            set(in, value);
+            return line(text) + value_line(keyword, std::to_string(value));
+          },
+          2};
 }
 
 action logical(const char* keyword, const char* text, bool& setting) {
-  return [=, &setting](InputFile&, const std::vector<std::string>& words) {
-    const std::string& word = value_of(words);
-    if (!iequals(word, "true") && !iequals(word, "false")) misspecified();
-    setting = iequals(word, "true");
-    return line(text) + value_line(keyword, setting ? "1" : "0");
-  };
+  return {[=, &setting](InputFile&, const std::vector<std::string>& words) {
+            const std::string& word = value_of(words);
+            if (!iequals(word, "true") && !iequals(word, "false")) misspecified();
+            setting = iequals(word, "true");
+            return line(text) + value_line(keyword, setting ? "1" : "0");
+          },
+          2};
 }
 
 constexpr std::uint32_t any = 4294967295u;
@@ -189,6 +214,13 @@ table make_table() {
   return t;
 }
 
+void warn_surplus(const std::vector<std::string>& words, std::size_t used) {
+  if (words.size() <= used) return;
+  const auto first = words.begin() + static_cast<std::ptrdiff_t>(used);
+  warning::buffer.push("WARNING: Ignoring '" + join({first, words.end()}, " ") + "' behind '" +
+                       words.front() + "' in the DEBUG command.");
+}
+
 }  // namespace
 
 void InputFile::parseDebug(const std::string& raw) {
@@ -203,7 +235,12 @@ void InputFile::parseDebug(const std::string& raw) {
       warning::buffer.push(notice);
       throw error("ERROR: DEBUG subcommand '" + all.front() + "' not recognized.");
     }
-    notice += at->second(*this, all);
+    try {
+      notice += at->second.set(*this, all);
+    } catch (const bad_value& fault) {
+      throw error("ERROR: " + std::string(fault.what()) + "\n       Problem keyword: '" + all.front() + "'");
+    }
+    warn_surplus(all, at->second.n_words);
   }
   warning::buffer.push(notice + "\n");
 }

@@ -3,6 +3,7 @@
 #include "input/input_file.hpp"
 #include "results/summary.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
 
@@ -21,6 +22,13 @@ std::uint32_t positive(const std::string& word, const char* command) {
   } catch (const error&) {
     throw error("ERROR: " + std::string(command) + " is not a positive integer.");
   }
+}
+
+/// Commands of one value take the first word.
+void warn_surplus(const std::vector<std::string>& words, const char* command) {
+  if (words.size() < 2) return;
+  warning::buffer.push("WARNING: The " + std::string(command) + " command takes one value. Ignoring '" +
+                       join({words.begin() + 1, words.end()}, " ") + "'.");
 }
 
 std::string expression(const std::vector<std::string>& words) {
@@ -78,18 +86,19 @@ void InputFile::dispatch(const std::string& raw, std::vector<std::string>& words
       return parseByGroup(words);
     case command::seed:
       if (seed == not_set) seed = positive(first, "SEED");
-      return;
+      return warn_surplus(words, "SEED");
     case command::burn:
-      return parseBurn(first);
+      parseBurn(first);
+      return warn_surplus(words, "BURN");
     case command::thin:
       thin = positive(first, "THIN");
-      return;
+      return warn_surplus(words, "THIN");
     case command::iterations:
       iterations = positive(first, "ITERATIONS");
-      return;
+      return warn_surplus(words, "ITERATIONS");
     case command::nimps:
       nimps = positive(first, "NIMPS");
-      return;
+      return warn_surplus(words, "NIMPS");
     case command::clusterid:
       return append_names(words, clusterIds);
     case command::ordinal:
@@ -128,12 +137,14 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
       throw error("ERROR: COMPUTE command is currently not available.");
     case command::transform:
       transforms.push_back(" " + eval_expand(join(words, " "), ':'));
+      source::rename(transforms.back());
       return;
     case command::save:
       for (const std::string& piece : split(raw, ",", true)) parseSaveLine(piece);
       return;
     case command::simple:
       simples.push_back(raw.substr(raw.find(':') + 1));  // the whole text when there is no ':'
+      source::rename(simples.back());
       return;
     case command::waldtest:
       if (at.opened || waldtests.empty()) waldtests.emplace_back();
@@ -152,11 +163,13 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
       return parseDebug(raw);
     case command::parameters:
       parameters.push_back(expression(words));
+      source::rename(parameters.back());
       return;
     case command::model:
       return parseModel(words, at);
     case command::randomeffect:
       randomEffects.push_back(expression(words));
+      source::rename(randomEffects.back());
       return;
     case command::output:
       for (const std::string& word : split(raw, " ", true)) Summary::add_column(word);
@@ -220,6 +233,7 @@ void InputFile::parseModel(std::vector<std::string> words, reader& at) {
   if (at.opened) at.model_block = block::predef::model;
   if (take_label(words, at.model_block)) blocks.insert(at.model_block);
   models.push_back({expression(words), at.model_block});
+  source::rename(models.back().statement);
 }
 
 void InputFile::parseSimulate(std::vector<std::string> words, reader& at) {
@@ -233,6 +247,7 @@ void InputFile::parseSimulate(std::vector<std::string> words, reader& at) {
     block = "define";
   }
   simulates.push_back({eval_expand(text, ':'), block});
+  source::rename(simulates.back().statement);
 }
 
 }  // namespace tovik

@@ -1,12 +1,15 @@
 #include "input/input_file.hpp"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "input/commands.hpp"
 #include "random/random.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
+#include "support/warning.hpp"
 
 namespace tovik {
 
@@ -20,19 +23,31 @@ namespace {
   throw error("ERROR: Unable to open syntax file\n        at " + path);
 }
 
-/// The whole file as one line, without comments: every line adds a blank and its text up to the first '#'.
-std::string read_without_comments(const std::string& path) {
+/// A command file as one line, without comments, and where in it each line of the file begins.
+struct command_text {
+  std::string text;
+  std::vector<std::size_t> lines;
+
+  /// The line of the file, from 1, of a place in the text.
+  std::size_t line_of(std::size_t place) const {
+    return static_cast<std::size_t>(std::upper_bound(lines.begin(), lines.end(), place) - lines.begin());
+  }
+};
+
+/// Every line adds a blank and its text up to the first '#'.
+command_text read_without_comments(const std::string& path) {
   std::error_code none;
   std::ifstream file(path);
   if (!file || std::filesystem::is_directory(path, none)) unable_to_open(path);
-  std::string text;
+  command_text out;
   std::string line;
   for (bool first = true; std::getline(file, line); first = false) {
     if (first && line.rfind("\xEF\xBB\xBF", 0) == 0) line.erase(0, 3);
-    text += ' ';
-    text.append(line, 0, line.find('#'));
+    out.lines.push_back(out.text.size());
+    out.text += ' ';
+    out.text.append(line, 0, line.find('#'));
   }
-  return text;
+  return out;
 }
 
 /// Relative paths of a command file resolve against its own folder.
@@ -64,21 +79,49 @@ keyed_list<std::string> initial_paths() {
                                   {"correlations", InputFile::corrsPath}});
 }
 
+/// A word with a colon that opens a statement looks like a command. Blocks of MODEL and SIMULATE begin so
+/// too.
+void warn_unknown_word(const std::string& word, const std::string& current, int code) {
+  if (word.size() < 2 || word.back() != ':') return;
+  if (code == static_cast<int>(command::model) || code == static_cast<int>(command::simulate)) return;
+  std::string text = "'" + word + "' is not a command";
+  if (!current.empty()) {
+    text += " and was read as part of " + to_upper(current.substr(0, current.size() - 1));
+  }
+  text += ".";
+  const std::string nearest = nearest_command(word);
+  const std::string question = nearest.empty() ? "" : "Did you mean " + nearest + "?";
+  warning::buffer.push("WARNING: " + text + (question.empty() ? "" : "\n         " + question),
+                       text + (question.empty() ? "" : " " + question));
+}
+
 }  // namespace
 
 InputFile::InputFile(const std::string& path) : savePaths(initial_paths()), data_file(dataPath) {
-  const std::string text = read_without_comments(path);
+  source::clear();
+  const command_text file = read_without_comments(path);
   std::error_code none;
   command_file_ = std::filesystem::absolute(path, none).string();
   enter_folder_of(path);
-  readStatements(text);
+  readStatements(file.text, [&](std::size_t place) { return file.line_of(place); });
+  source::leave();
   if (seed != not_set) rng = std::make_shared<Random>(seed, 0u);
   check();
 }
 
-void InputFile::readStatements(const std::string& text) {
+void InputFile::readStatements(const std::string& text,
+                               const std::function<std::size_t(std::size_t)>& line_of) {
   reader at;
-  for (std::string& statement : split(text, ";", true)) parseStatement(std::move(statement), at);
+  for (std::size_t begin = 0; begin <= text.size();) {
+    const std::size_t end = std::min(text.find(';', begin), text.size());
+    const std::size_t first = text.find_first_not_of(" \t\r", begin);
+    if (first < end) {
+      std::string statement = text.substr(begin, end - begin);
+      source::begin_statement(line_of(first), statement);
+      parseStatement(std::move(statement), at);
+    }
+    begin = end + 1;
+  }
 }
 
 void InputFile::parseStatement(std::string statement, reader& at) {
@@ -90,10 +133,14 @@ void InputFile::parseStatement(std::string statement, reader& at) {
   statement = replace_all(std::move(statement), "\xE2\x80\x93", "-");
   std::vector<std::string> tokens = words(statement);
   if (tokens.empty()) return;
-  if (const int code = parseTovikCommand(tokens.front())) {
+  const std::string word = tokens.front();
+  if (const int code = parseTovikCommand(word)) {
     tokens.erase(tokens.begin());
     at.command = code;
     at.opened = true;
+    at.word = word;
+  } else {
+    warn_unknown_word(word, at.word, at.command);
   }
   if (at.command == 0) {
     throw error("ERROR: Unable to parse first line, no command has been specified yet.");

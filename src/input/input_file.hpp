@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <memory>
 #include <optional>
@@ -27,7 +28,7 @@ struct RunStat;
 namespace sem {
 class DIC;
 class SimpleList;
-}
+}  // namespace sem
 
 /// The parsed command file: everything that the user asked for, as text, name lists and numbers. The later
 /// stages ask it for the data, the catalogue of variables, the list of equations and the division of work
@@ -208,12 +209,14 @@ class InputFile {
   /// Where the reader stands between two statements.
   struct reader {
     int command = 0;
+    std::string word;     ///< as the command was written, its colon included
     bool opened = false;  ///< no statement with words has followed the command word yet
     std::string model_block;
     std::string simulate_block;
   };
 
-  void readStatements(const std::string& text);
+  /// `line_of` gives the line of the file for a place in the text.
+  void readStatements(const std::string& text, const std::function<std::size_t(std::size_t)>& line_of);
   void parseStatement(std::string statement, reader& at);
   void dispatch(const std::string& raw, std::vector<std::string>& words, reader& at);
   void dispatchText(const std::string& raw, std::vector<std::string>& words, reader& at);
@@ -266,6 +269,8 @@ class InputFile {
   std::vector<std::string> commandNames() const;
   void checkNames() const;
   void checkIdentifiers() const;
+  /// Warnings of commands that change nothing.
+  void warnWithoutEffect() const;
 
   arma::Mat<double> readFile();
   /// parseSimulate(), and a table of the columns' statistics in the report.
@@ -292,7 +297,8 @@ class InputFile {
 
   void recodeMissing(arma::Mat<double>& data) const;
   void checkSize(const arma::Mat<double>& data) const;
-  void checkClusters(const arma::Mat<double>& data) const;
+  /// The identifiers; of those that a TRANSFORM statement makes only if `made`.
+  void checkClusters(const arma::Mat<double>& data, bool made) const;
   void checkDataNames() const;
   void checkCommandNames() const;
 

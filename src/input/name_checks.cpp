@@ -1,5 +1,6 @@
 #include "input/name_checks.hpp"
 
+#include "data/numbers.hpp"
 #include "evaluate/constants.hpp"
 #include "evaluate/operations.hpp"
 #include "input/input_file.hpp"
@@ -9,11 +10,6 @@
 namespace tovik::name_checks {
 
 namespace {
-
-bool ends_with(const std::string& name, const std::string& ending) {
-  return name.size() >= ending.size() &&
-         name.compare(name.size() - ending.size(), ending.size(), ending) == 0;
-}
 
 bool is_function(const std::string& name) {
   const auto at = evaluate::op.find(name);
@@ -34,10 +30,26 @@ void check_intercept(const std::string& name) {
 
 void check_ending(const std::string& name) {
   for (const char* ending : {".mean", ".latent", ".missing"}) {
-    if (ends_with(name, ending)) {
+    if (iends_with(name, ending) || iequals(name, ending)) {
       throw error("ERROR: Variable name '" + name + "' cannot end with '" + ending + "'");
     }
   }
+}
+
+void check_referable(const std::string& name) {
+  if (name.empty()) {
+    throw error(
+        "ERROR: A variable has no name.\n"
+        "       Give every column of the data a name.");
+  }
+  if (isNumber(name)) {
+    throw error("ERROR: The variable name \"" + name +
+                "\" is numeric.\n       Variable names cannot be numeric.");
+  }
+  const std::size_t at = name.find_first_of("=:#,;{}\"' \t");
+  if (at == std::string::npos) return;
+  throw error("ERROR: Variables cannot contain the character '" + std::string(1, name[at]) +
+              "'.\n       See variable '" + name + "'");
 }
 
 void check_reserved(const std::string& name) {

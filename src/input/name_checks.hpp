@@ -9,6 +9,10 @@ namespace tovik::name_checks {
 /// The words and characters of expressions: functions, constants, operators.
 void check_reserved(const std::string& name);
 
+/// What no statement could refer to: no name at all, a number, and characters that the language reads as its
+/// own wherever they stand.
+void check_referable(const std::string& name);
+
 /// The names of the intercept.
 void check_intercept(const std::string& name);
 

@@ -10,8 +10,7 @@ struct nominal_name {
   std::string name;
   double reference = std::numeric_limits<double>::quiet_NaN();  ///< NaN when none was given
 
-  /// Reads "name" or "name(value)". Throws tovik::error "Not a numeric value = " + text for an unreadable
-  /// value.
+  /// Reads "name" or "name(value)". Throws tovik::error for an unreadable value.
   explicit nominal_name(const std::string& word);
 };
 

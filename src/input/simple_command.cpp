@@ -13,6 +13,7 @@
 #include "model/model_list.hpp"
 #include "results/simple_slopes.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
 
@@ -30,7 +31,7 @@ anyVariable find_term(const std::string& name, const VariableList& vars) {
       {".mean", model::type::mean}, {".latent", model::type::latent}, {".missing", model::type::missing}};
   for (const auto& [suffix, type] : suffixes) {
     const std::string ending = suffix;
-    if (name.size() <= ending.size() || !iequals(name.substr(name.size() - ending.size()), ending)) continue;
+    if (!iends_with(name, ending)) continue;
     base = name.substr(0, name.size() - ending.size());
     out.type = type;
   }
@@ -280,7 +281,11 @@ sem::SimpleList InputFile::simpleSlopes(const VariableList& vars, const ModelLis
   for (unsigned i = 0; i < models.size(); ++i) out.push_back({i, {}});
   std::set<std::string> warned;
   simple_reader reader(vars, models, out, warned);
-  for (const std::string& statement : simples) reader.read(statement);
+  for (const std::string& statement : simples) {
+    source::enter(statement);
+    reader.read(statement);
+    source::leave();
+  }
   out.reduce();
   return out;
 }

@@ -7,6 +7,7 @@
 #include "input/simulate_expression.hpp"
 #include "input/simulate_statement.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 
 namespace tovik::simulate {
@@ -20,6 +21,7 @@ table read_levels(const std::vector<block::one_model>& statements) {
   std::string last;
   for (const auto& [statement, section] : statements) {
     if (section != block::predef::none || statement.empty()) continue;
+    source::enter(statement);
     sim_data next(statement);
     last = statement;
     name_checks::check_reserved(next.name);
@@ -34,12 +36,14 @@ table read_levels(const std::vector<block::one_model>& statements) {
     }
     levels.push_back(std::move(next));
   }
+  source::leave();
   if (levels.empty()) no_identifiers();
   if (levels.size() == 1 && levels.front().size == 0) no_assignment(last);
   return table(sim_data::combine(std::move(levels)));
 }
 
 void add_constant(const std::string& statement, table& t) {
+  source::enter(statement);
   const assignment parts = read_assignment(statement, no_constant_assignment);
   if (!is_legal_name(parts.left)) fail(illegal_constant, statement);
   name_checks::check_reserved(parts.left);
@@ -62,6 +66,7 @@ void check_variable(const std::string& name, const std::string& statement, const
 
 void add_variables(const std::string& statement, const sim_data& level, table& t,
                    const std::shared_ptr<Random>& rng) {
+  source::enter(statement);
   const assignment parts = read_assignment(statement, no_assignment);
   const std::vector<std::string> names = words(parts.left);
   for (const std::string& name : names) check_variable(name, statement, t);
@@ -96,6 +101,7 @@ table generate(const std::vector<block::one_model>& statements, const std::share
     }
     if (!statement.empty()) add_variables(statement, *level, t, rng);
   }
+  source::leave();
   return t;
 }
 

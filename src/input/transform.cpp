@@ -15,6 +15,7 @@
 #include "input/name_index.hpp"
 #include "model/tokenize.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -101,12 +102,10 @@ arma::Col<double> evaluate_statement(const statement& one, const occurrences& fo
     const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(command));
     tree->register_rng(rng);
     out = tree->eval(data);
-  } catch (const evaluate::error_debug&) {
-    throw;
   } catch (const evaluate::error_parse& e) {
     throw error(e.message() + see);
   } catch (const evaluate::error& e) {
-    throw error(e.what() + see);
+    throw error(evaluate::user_text(e) + see);
   }
   bool any = false;
   for (double& x : out) {
@@ -125,9 +124,7 @@ arma::Col<double> evaluate_statement(const statement& one, const occurrences& fo
 /// How many columns the statements will append. Statements that cannot be read append none.
 arma::uword count_new(const std::vector<std::string>& statements, name_index columns) {
   arma::uword count = 0;
-  for (const std::string& text : statements) {
-    const std::string mended = mend_comparisons(text);
-    const std::string name = trim(mended.substr(0, assignment_sign(mended)));
+  for (const std::string& name : transformed_names(statements)) {
     if (columns.has(name)) continue;
     columns.add(name, 0);
     ++count;
@@ -149,6 +146,15 @@ transform_statement transform_statement::read(const std::string& text) {
   return out;
 }
 
+std::vector<std::string> transformed_names(const std::vector<std::string>& statements) {
+  std::vector<std::string> out;
+  for (const std::string& text : statements) {
+    const std::string mended = mend_comparisons(text);
+    out.push_back(trim(mended.substr(0, assignment_sign(mended))));
+  }
+  return out;
+}
+
 void apply_transforms(arma::Mat<double>& data, std::vector<std::string>& names,
                       const std::vector<std::string>& statements, const std::shared_ptr<Random>& rng) {
   if (statements.empty()) return;
@@ -156,6 +162,7 @@ void apply_transforms(arma::Mat<double>& data, std::vector<std::string>& names,
   // The matrix grows once, not with every statement.
   data.resize(data.n_rows, data.n_cols + count_new(statements, columns));
   for (const std::string& text : statements) {
+    source::enter(text);
     const statement one = statement::read(text);
     check_parentheses(one);
     const occurrences found = find_names(one, columns);
@@ -167,6 +174,7 @@ void apply_transforms(arma::Mat<double>& data, std::vector<std::string>& names,
       columns.add(one.name, column);
     }
     data.col(column) = values;
+    source::leave();
   }
 }
 

@@ -20,6 +20,9 @@ struct transform_statement {
   static transform_statement read(const std::string& statement);
 };
 
+/// The names on the left sides, in order and with repeats; of a statement without "=" all of its text.
+std::vector<std::string> transformed_names(const std::vector<std::string>& statements);
+
 /// Carries out the statements in order. Rows of `data` are observations, columns follow `names`.
 ///
 /// A name that is there already (without regard to letter case) has its column replaced, by values computed

@@ -4,6 +4,7 @@
 // grand mean is the mean over the units of the variable's own level, a cluster mean that over the units
 // within the cluster directly above.
 
+#include <algorithm>
 #include <cmath>
 #include <unordered_map>
 
@@ -26,8 +27,7 @@ struct centered_name {
 
 centered_name find_name(const std::string& name, const VariableList& vars) {
   centered_name out;
-  out.mean =
-      name.size() > mean_suffix.size() && iequals(name.substr(name.size() - mean_suffix.size()), mean_suffix);
+  out.mean = iends_with(name, mean_suffix);
   out.variable = vars.find(out.mean ? name.substr(0, name.size() - mean_suffix.size()) : name);
   const auto is = [&](data::type type) { return out.variable && out.variable->type == type; };
   if (is(data::type::dummy)) {
@@ -124,10 +124,37 @@ void subtract_means(const run& r, const data::variable& owner, data::variable& c
 
 }  // namespace
 
+namespace {
+
+/// Centring moves a predictor. A variable that predicts nothing, and whose means predict nothing, stays as it
+/// is.
+void warn_no_predictors(const run& r, const std::vector<variable_ptr>& named) {
+  std::vector<variable_ptr> idle;
+  for (const variable_ptr& v : named) {
+    const auto predicts = [&](model::type type) {
+      const auto terms = r.models.variables(type, false);
+      return std::any_of(terms.begin(), terms.end(),
+                         [&](const model::anyVariable& term) { return data_variable(term.variable) == v; });
+    };
+    const bool used =
+        predicts(model::type::variable) || predicts(model::type::mean) || predicts(model::type::latent);
+    if (!used && std::find(idle.begin(), idle.end(), v) == idle.end()) idle.push_back(v);
+  }
+  if (idle.empty()) return;
+  warning::buffer.push(
+      "WARNING: Centering has no effect on the following variables.\n"
+      "         They do not predict any outcome.\n\n" +
+      name_lines(idle));
+}
+
+}  // namespace
+
 void set_centering(const run& r) {
+  std::vector<variable_ptr> named;
   const auto set = [&](const std::vector<std::string>& names, data::center kind) {
     for (const std::string& name : names) {
       const centered_name found = find_name(name, r.vars);
+      named.push_back(found.variable);
       if (found.mean) {
         center_mean(*found.variable, kind);
       } else {
@@ -137,6 +164,7 @@ void set_centering(const run& r) {
   };
   set(r.input.centerGrand, data::center::grand);
   set(r.input.centerGroup, data::center::cluster);
+  if (!r.input.models.empty()) warn_no_predictors(r, named);
 }
 
 void center_fixed(const run& r) {

@@ -15,9 +15,7 @@ namespace {
 /// The name without an ending that asks for something derived from the variable.
 std::string base_name(const std::string& name) {
   for (const std::string suffix : {".mean", ".latent"}) {
-    if (name.size() > suffix.size() && iequals(name.substr(name.size() - suffix.size()), suffix)) {
-      return name.substr(0, name.size() - suffix.size());
-    }
+    if (iends_with(name, suffix)) return name.substr(0, name.size() - suffix.size());
   }
   return name;
 }

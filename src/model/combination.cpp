@@ -69,8 +69,7 @@ class reader {
   bool is_variable(const std::string& token) const {
     if (variables_.find(token) || token.find_first_of("[]$") != std::string::npos) return true;
     for (const std::string suffix : {".missing", ".mean", ".latent"}) {
-      if (token.size() <= suffix.size() || token.compare(token.size() - suffix.size(), suffix.size(), suffix))
-        continue;
+      if (!iends_with(token, suffix)) continue;
       const std::string base = token.substr(0, token.size() - suffix.size());
       if (variables_.find(base) || is_definition(base, names_)) return true;
     }

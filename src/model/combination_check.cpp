@@ -77,7 +77,7 @@ void check_expression(const combinationOfAnyVariable& expression, const std::str
   } catch (const evaluate::error_parse& fault) {
     reject(fault.message(), term);
   } catch (const evaluate::error& fault) {
-    reject(fault.what(), term);
+    reject(evaluate::user_text(fault), term);
   }
 }
 

@@ -173,6 +173,10 @@ namespace model {
 void check_label(const std::vector<constraint_info>& places, const std::string& label) {
   if (count(places, place::correlation) > 1) used_twice("correlation", label);
   if (count(places, place::random) == 0) return;
+  if (count(places, place::parameter) > 0)
+    throw error(
+        "ERROR: Cannot specify a prior for a random effect variance.\n       The parameter labeled '" +
+        label + "' is the variance of a random effect.");
   const auto uses = std::count_if(places.begin(), places.end(),
                                   [](const constraint_info& info) { return !is_computation(info); });
   if (uses > 1) used_twice("random effect variance", label);

@@ -8,6 +8,7 @@
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
 #include "model/model_list.hpp"
+#include "model/parameter_name.hpp"
 #include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -23,6 +24,7 @@ using model::anyVariable;
 
 anyVariable parse_side(const std::string& token, const VariableList& variables, evaluate::defines* names) {
   anyVariable term = anyVariable::parse(token, variables, names, false);
+  model::check_no_variable(term.param, token, variables, false);
   if (term.type == model::type::random && (term.level || term.is_numbered))
     throw error("ERROR: Named random effect '" + term.name() + "' cannot have level modifier in covariance.");
   if (term.level && term.variable->level == 0 && !term.is_intercept())
@@ -78,8 +80,11 @@ void ModelList::add_correlation(const block::one_model& statement, VariableList&
   const std::size_t place = arrow != std::string::npos ? arrow : model::find_outside(text, "~~");
   if (place == std::string::npos) throw error_debug("No correlation in statement.");
   const std::size_t width = arrow != std::string::npos ? 3 : 2;
-  const auto left = parse_sides(text.substr(0, place), text, variables, names.get());
-  const auto right = parse_sides(text.substr(place + width), text, variables, names.get());
+  const auto sides = [&](const std::string& part) {
+    return model::with_statement(text, [&] { return parse_sides(part, text, variables, names.get()); });
+  };
+  const auto left = sides(text.substr(0, place));
+  const auto right = sides(text.substr(place + width));
   for (const anyVariable& a : left) {
     for (const anyVariable& b : right) {
       if (a == b) {
@@ -98,10 +103,11 @@ void ModelList::add_variance(const anyVariable& left, const anyVariable& right,
   if (left.type == model::type::random || left.level)
     throw error("ERROR: Cannot specify variances for random effects.\n");
   const std::string twice = "ERROR: The variance for \"" + left.name() + "\" already has a parameter label.";
+  if (!find(left)) add_model({left.fullname_noModifer() + " ~ ", statement.block}, variables);
+  model::check_variance(*find(left), left.param, right.param);
   model::parameter p;
   if (!model::joined_parameter(left, right, p)) throw error(twice);
   check_positive(p, left.name());
-  if (!find(left)) add_model({left.fullname_noModifer() + " ~ ", statement.block}, variables);
   if (!model::add_parameter(find(left)->variance, p)) throw error(twice);
 }
 

@@ -5,6 +5,10 @@
 
 #include "model/any_variable.hpp"
 
+namespace tovik {
+class Model;
+}
+
 namespace tovik::model {
 
 /// One side of a correlation: the residual of an equation, or one of its random effects.
@@ -27,6 +31,10 @@ struct correlation {
 /// The name of the phantom of a correlation, "a#cor#b", as one token: "$", "*", "[" and "]" in the names are
 /// coded as "#", "##", "###" and "####".
 std::string phantom_name(const std::string& first, const std::string& second);
+
+/// Throws parameter::error_constraint_fixed for an outcome without a residual variance when the two terms of
+/// a statement about it and what has been said before hold both a value and a label.
+void check_variance(const Model& owner, const parameter& left, const parameter& right);
 
 /// What two terms of one statement say of one parameter: the right one's, else the left one's. False if they
 /// contradict each other.

@@ -88,7 +88,7 @@ void ModelList::add_define(const block::one_model& one, const VariableList& vari
     const std::unique_ptr<evaluate::node> tree(names->find(name)->get_node());
     model::try_out(*tree);
   } catch (const evaluate::error& fault) {
-    throw error(std::string(fault.what()) + "\n       See \"" + statement + "\"");
+    throw error(evaluate::user_text(fault) + "\n       See \"" + statement + "\"");
   }
   definitions.emplace_back(
       name, model::combinationOfAnyVariable::read(expression, statement, variables, names.get()));

@@ -1,12 +1,10 @@
 // From the terms of a model to columns of the prepared data and positions among its coefficients.
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "model/correlation.hpp"
 #include "model/model.hpp"
 #include "support/error.hpp"
-#include "support/text.hpp"
 
 namespace tovik {
 namespace {
@@ -33,13 +31,6 @@ std::vector<unsigned> columns_of_type(const Model& model, model::type type) {
   }
   sort_unique(out);
   return out;
-}
-
-/// What two terms must share to be the same column. Derived columns are told by name: they get their places
-/// when the data are prepared.
-std::string identity(const anyVariable& term, const term_column& column) {
-  const bool in_data = term.type == model::type::variable && column.column != data::variable::no_column;
-  return in_data ? std::to_string(column.column) : "#" + to_lower(column.name);
 }
 
 bool stands_in(const std::vector<anyVariable>& list, const anyVariable& term) {
@@ -235,31 +226,6 @@ std::vector<model::parameter> Model::randomParameters(unsigned level_value) cons
   for (const anyVariable& term : random) out.insert(out.end(), design(term, level_value).size(), term.param);
   for (const auto& term : random_compute) {
     if (isRE(term, level_value)) out.insert(out.end(), term.names().size(), term.param);
-  }
-  return out;
-}
-
-std::vector<std::string> Model::duplicateFixed() const {
-  std::vector<std::string> out;
-  std::unordered_set<std::string> seen;
-  for (const anyVariable& term : fixed) {
-    bool twice = false;
-    for (const term_column& c : design(term)) twice = !seen.insert(identity(term, c)).second || twice;
-    if (twice && std::find(out.begin(), out.end(), term.name()) == out.end()) out.push_back(term.name());
-  }
-  return out;
-}
-
-std::vector<std::string> Model::duplicateRandom() const {
-  std::vector<std::string> out;
-  for (std::int32_t c = levels - 1; c >= 0; --c) {
-    std::unordered_set<std::string> seen;
-    for (const anyVariable& term : random) {
-      bool twice = false;
-      for (const term_column& column : design(term, static_cast<unsigned>(c)))
-        twice = !seen.insert(identity(term, column)).second || twice;
-      if (twice && std::find(out.begin(), out.end(), term.name()) == out.end()) out.push_back(term.name());
-    }
   }
   return out;
 }

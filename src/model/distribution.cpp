@@ -41,9 +41,33 @@ double evaluate_input(const std::string& text, const char* which) {
     const double value = tree->is_vector ? std::nan("") : tree->eval();
     if (!std::isnan(value)) return value;
   } catch (const evaluate::error& fault) {
-    throw error(headline + fault.what());
+    throw error(headline + evaluate::user_text(fault));
   }
   throw error(headline + text);
+}
+
+/// What the inputs of a distribution must be, in words; null when they are.
+const char* fault_of(const distribution& prior) {
+  const auto positive = [](double x) { return std::isfinite(x) && x > 0; };
+  if (prior.name == "uniform" || prior.name == "truncate")
+    return prior.first < prior.second ? nullptr : "The first input must be less than the second.";
+  if (prior.name == "beta" || prior.name == "gamma" || prior.name == "invgamma")
+    return positive(prior.first) && positive(prior.second) ? nullptr : "Both inputs must be positive.";
+  if (!std::isfinite(prior.first)) return "The first input must be a finite number.";
+  if (prior.name == "normal") return positive(prior.second) ? nullptr : "The variance must be positive.";
+  return positive(prior.second) ? nullptr : "The scale must be positive.";
+}
+
+void check(const distribution& prior, const std::string& statement) {
+  // A word of the language without a density.
+  if (prior.name == "tnormal")
+    throw error(
+        "ERROR: The prior distribution 'tnormal' is not available.\n"
+        "       Use 'truncate' to restrict the range of a parameter.\n       See \"" +
+        statement + "\"");
+  if (const char* fault = fault_of(prior))
+    throw error("ERROR: The prior '" + prior.text + "' is not a distribution.\n       " + fault +
+                "\n       See \"" + statement + "\"");
 }
 
 }  // namespace
@@ -62,6 +86,7 @@ distribution distribution::parse(const std::string& text, const std::string& sta
   if (find_outside(second, ",") != std::string::npos) misspecified_parameter(statement);
   out.first = evaluate_input(inner.substr(0, comma), "First");
   out.second = evaluate_input(second, "Second");
+  check(out, statement);
   return out;
 }
 

@@ -213,6 +213,8 @@ class Model {
   std::size_t n_variances(const model::combinationOfAnyVariable& term) const;
   void add_default_intercepts(const VariableList& variables);
   void check_levels() const;
+  void check_phantom(const std::string& statement) const;
+  void check_own_effects() const;
   void merge_fixed(const Model& other);
   void merge_random(const Model& other);
   void add_member(const Model& other);

@@ -4,6 +4,7 @@
 
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
+#include "model/parameter_name.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
@@ -21,7 +22,8 @@ ModelList::ModelList(const block::map& shared_blocks)
     : blocks(shared_blocks), names(std::make_shared<evaluate::defines>()) {}
 
 void ModelList::add_model(const block::one_model& statement, const VariableList& variables) {
-  Model added(statement.statement, variables, names.get());
+  Model added = model::with_statement(statement.statement,
+                                      [&] { return Model(statement.statement, variables, names.get()); });
   added.block = statement.block == block::predef::none ? block::predef::model : statement.block;
   added.block_number = blocks.number(added.block);
   push_back(std::move(added));

@@ -74,6 +74,11 @@ class ModelList : public std::vector<Model> {
   void set_roles() const;
   /// A warning for each model that holds a predictor twice.
   void warn_duplicates() const;
+  /// A warning for each set of outcomes that predict each other in a cycle.
+  void warn_cycles() const;
+  /// Stops at a variance set for an outcome that has none, and at two links for one outcome. Throws
+  /// tovik::error.
+  void check_outcomes() const;
   /// Normal single outcomes below a cluster level get a residual variance per cluster.
   void set_heterogeneous();
   /// Enters the parameters of generate_map into `names`.

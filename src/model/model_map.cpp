@@ -173,7 +173,7 @@ class builder {
     try {
       tree.reset(evaluate::ast(text, local));
     } catch (const evaluate::error& fault) {
-      throw error(fault.what() + ("\n       See \"" + statement + "\""));
+      throw error(evaluate::user_text(fault) + ("\n       See \"" + statement + "\""));
     }
     return !tree->is_vector && !has_column_function(tree.get());
   }

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "data/named_effect.hpp"
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
 #include "model/compute.hpp"
 #include "model/intercept_parse.hpp"
 #include "model/model.hpp"
 #include "model/outcome_parse.hpp"
+#include "model/parameter_name.hpp"
 #include "model/statement_text.hpp"
 #include "model/term_check.hpp"
 #include "model/term_suffix.hpp"
@@ -103,8 +105,44 @@ Model::Model(const std::string& statement, const VariableList& variables, evalua
   parse_outcome(left, statement, variables);
   parse_fixed(right.substr(0, bar), statement, variables);
   if (bar != std::string::npos) parse_random(right.substr(bar + 1), statement, variables);
+  check_phantom(statement);
+  check_own_effects();
   add_default_intercepts(variables);
   check_levels();
+}
+
+/// A phantom carries a correlation and nothing else: there is nothing that could be predicted.
+void Model::check_phantom(const std::string& statement) const {
+  if (kind() != model::kind::phantom) return;
+  const bool plain = fixed.empty() ? !fixed_intercept_given
+                                   : fixed.size() == 1 && has_fixed_intercept && !intercept_customised;
+  if (plain && random.empty() && !random_intercept_given && fixed_compute.empty() && random_compute.empty() &&
+      phantoms.empty())
+    return;
+  throw error("ERROR: The phantom variable '" + name() + "' cannot have predictors.\n       Specify '" +
+              name() + " ~ 1' or leave out its equation.\n       Problem Specificaiton: '" + statement);
+}
+
+/// A random effect is part of its outcome already. It may predict the variance around it.
+void Model::check_own_effects() const {
+  if (link == model::link::log_variance) return;
+  const auto check = [&](const anyVariable& term) {
+    const auto* effect = dynamic_cast<const data::random*>(term.variable.get());
+    if (!effect) return;
+    for (const anyVariable& outcome : outcomes) {
+      if (outcome.type == model::type::missing || effect->applies_to() != outcome.variable) continue;
+      throw error("ERROR: The random effect '" + term.name() + "' cannot predict '" + outcome.name() +
+                  "'.\n       It is an effect of the model for this outcome.");
+    }
+  };
+  for (const auto* side : {&fixed, &random}) {
+    for (const anyVariable& term : *side) check(term);
+  }
+  for (const auto* side : {&fixed_compute, &random_compute}) {
+    for (const combinationOfAnyVariable& term : *side) {
+      for (const anyVariable& variable : term.all_variables()) check(variable);
+    }
+  }
 }
 
 void Model::parse_outcome(const std::string& text, const std::string& statement,
@@ -158,6 +196,7 @@ void Model::parse_fixed(const std::string& text, const std::string& statement,
       check_fixed_level(parsed, term, statement);
     }
     const model::parameter param = computed ? model::parse_parameter(cut.suffix, term) : parsed.param;
+    model::check_no_variable(param, term, variables, true);
     const auto latent = latent_label(param, variables);
     if (!latent && !computed) {
       (parsed.type == model::type::phantom ? phantoms : fixed).push_back(std::move(parsed));
@@ -180,6 +219,7 @@ void Model::parse_intercept(const std::string& suffix, const std::string& term,
   fixed_intercept_given = true;
   anyVariable intercept = anyVariable::intercept(variables);
   intercept.param = intercept_parameter(suffix, term, table);
+  model::check_no_variable(intercept.param, term, variables, true);
   if (const auto latent = latent_label(intercept.param, variables)) {
     intercept.variable = latent;
     intercept.param = model::parameter::fixed_at(1);

@@ -2,12 +2,19 @@
 
 #include <string>
 
+#include "support/error.hpp"
+
 namespace tovik::model {
 
 /// What a term says about the coefficient that goes with it: nothing (free), a label, a fixed value, and for
 /// the first two a starting value beside it.
 class parameter {
  public:
+  /// What cannot be asked of a parameter: a value, a label that other parameters share, or both.
+  class error_fixed;
+  class error_constraint;
+  class error_constraint_fixed;
+
   parameter() = default;
 
   static parameter fixed_at(double value);
@@ -45,6 +52,19 @@ class parameter {
   bool is_free_ = true;
   bool is_unfixed_ = true;
   bool has_label_ = false;
+};
+
+class parameter::error_fixed : public error {
+ public:
+  using error::error;
+};
+class parameter::error_constraint : public error {
+ public:
+  using error::error;
+};
+class parameter::error_constraint_fixed : public error {
+ public:
+  using error::error;
 };
 
 /// Both fixed at equal values, or the left one labelled and the labels equal without regard to letter case.

@@ -11,7 +11,9 @@
 #include "model/compute.hpp"
 #include "model/distribution.hpp"
 #include "model/model_list.hpp"
+#include "model/parameter_name.hpp"
 #include "model/statement_text.hpp"
+#include "model/trial.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -24,21 +26,13 @@ namespace {
               "           parameter = computation;");
 }
 
-/// A name that a label can have: no number, and one token of an expression.
-bool is_parameter_name(const std::string& name) {
-  if (name.empty() || std::string(".+-0123456789").find(name.front()) != std::string::npos) return false;
-  if (name.find_first_of("@%~|[]#$=!\"' \t") != std::string::npos) return false;
-  return std::none_of(evaluate::op_parsing.begin(), evaluate::op_parsing.end(),
-                      [&](const std::string& sign) { return name.find(sign) != std::string::npos; });
-}
-
 model::anyVariable parameter_outcome(const std::string& name, data::type kind) {
   model::anyVariable outcome;
   outcome.variable = std::make_shared<data::variable>(name, kind, data::variable::no_column, 0u);
   return outcome;
 }
 
-/// Whether the expression can be read at all; which of its names are parameters is known later.
+/// Whether the expression can be read and evaluated at all; which of its names are parameters is known later.
 void check_computation(const std::string& expression, const std::string& statement) {
   if (expression.empty() || expression.find_first_of("@%~|") != std::string::npos)
     misspecified_computation(statement);
@@ -46,11 +40,12 @@ void check_computation(const std::string& expression, const std::string& stateme
   try {
     evaluate::defines names;
     for (const std::string& name : model::expression_names(expression)) names.define_var(name, 0);
-    std::unique_ptr<evaluate::node>(evaluate::opt_ast(expression, names)).reset();
+    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(expression, names));
+    if (!tree->is_vector) model::try_out_scalar(*tree);
   } catch (const evaluate::error_parse& fault) {
     throw error(fault.message() + "\n" + expression + "\n       See \"" + statement + "\"");
   } catch (const evaluate::error& fault) {
-    throw error(std::string(fault.what()) + "\n       See \"" + statement + "\"");
+    throw error(evaluate::user_text(fault) + "\n       See \"" + statement + "\"");
   }
 }
 
@@ -68,7 +63,7 @@ Model::Model(const std::string& statement) : levels(0) {
   const std::size_t tilde = model::find_outside(statement, "~");
   if (tilde != std::string::npos) {
     const std::string name = trim(statement.substr(0, tilde));
-    if (!is_parameter_name(name)) model::misspecified_parameter(statement);
+    if (!model::is_parameter_name(name)) model::misspecified_parameter(statement);
     outcomes = {parameter_outcome(name, data::type::parameter)};
     prior = model::distribution::parse(statement.substr(tilde + 1), statement);
     block = block::predef::parameter;
@@ -76,7 +71,7 @@ Model::Model(const std::string& statement) : levels(0) {
   }
   const std::size_t equal = equal_sign(statement);
   const std::string name = trim(statement.substr(0, equal));
-  if (equal == std::string::npos || !is_parameter_name(name)) misspecified_computation(statement);
+  if (equal == std::string::npos || !model::is_parameter_name(name)) misspecified_computation(statement);
   outcomes = {parameter_outcome(name, data::type::computation)};
   computation = trim(statement.substr(equal + 1));
   check_computation(computation, statement);

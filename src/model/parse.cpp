@@ -10,6 +10,7 @@
 #include "model/defaults.hpp"
 #include "model/statement_text.hpp"
 #include "support/error.hpp"
+#include "support/source.hpp"
 #include "support/text.hpp"
 
 namespace tovik::sem {
@@ -55,14 +56,19 @@ struct kinds_of_statements {
   explicit kinds_of_statements(std::vector<block::one_model> all) : statements(std::move(all)) {
     for (block::one_model& one : statements) {
       one.statement = trim(one.statement);
+      source::enter(one.statement);
       kinds.push_back(classify(one.statement));
+      source::leave();
     }
   }
 
   template <class Visit>
   void each(statement_kind wanted, const Visit& visit) const {
     for (std::size_t i = 0; i < kinds.size(); ++i) {
-      if (kinds[i] == wanted) visit(statements[i]);
+      if (kinds[i] != wanted) continue;
+      source::enter(statements[i].statement);
+      visit(statements[i]);
+      source::leave();
     }
   }
 };
@@ -84,10 +90,20 @@ void enter_variables(const ModelList& models, const VariableList& variables) {
   }
 }
 
+/// A name of PARAMETERS stands for a parameter and for nothing else.
+void check_parameter_names(const ModelList& models, const VariableList& variables) {
+  for (const Model& model : models) {
+    if (model::is_equation(model.kind()) || !variables.find(model.name())) continue;
+    throw error("ERROR: The parameter '" + model.name() +
+                "' in the PARAMETER command has the name of a variable.");
+  }
+}
+
 void assemble(ModelList& models, const VariableList& variables, bool for_wald) {
   models.checkMissingModels(variables);
   if (!for_wald) models.checkFactorModels(variables);
   if (defaults::reduce_models) models.reduce();
+  models.check_outcomes();
   models.pair_variance_models();
   models.complete_phantoms();
   models.fix_factor_scales();
@@ -135,17 +151,21 @@ ModelList _parse(std::vector<block::one_model> statements, VariableList& variabl
 
 void complete(ModelList& models, const std::vector<block::one_model>& statements,
               const VariableList& variables, const list_settings& settings) {
-  for (const std::string& statement : settings.parameters) {
-    if (holds(statement, "~")) models.add_parameter(statement);
+  for (const bool priors : {true, false}) {
+    for (const std::string& statement : settings.parameters) {
+      if (holds(statement, "~") != priors) continue;
+      source::enter(statement);
+      priors ? models.add_parameter(statement) : models.add_computation(statement);
+      source::leave();
+    }
   }
-  for (const std::string& statement : settings.parameters) {
-    if (!holds(statement, "~")) models.add_computation(statement);
-  }
+  check_parameter_names(models, variables);
   if (settings.heterogeneous) models.set_heterogeneous();
   if (settings.weighted) {
     for (Model& model : models) model.setWeights();
   }
   models.warn_duplicates();
+  models.warn_cycles();
   enter_variables(models, variables);
   models.define_parameters();
   kinds_of_statements(statements).each(statement_kind::definition, [&](const block::one_model& one) {

@@ -7,6 +7,7 @@
 #include "model/compute.hpp"
 #include "model/intercept_parse.hpp"
 #include "model/model.hpp"
+#include "model/parameter_name.hpp"
 #include "model/term_check.hpp"
 #include "model/term_suffix.hpp"
 #include "support/error.hpp"
@@ -101,6 +102,7 @@ void Model::parse_random(const std::string& text, const std::string& statement,
     model::check_computation(cut.head, term);
     if (!intercept && (model::is_compute(cut.head, table) || model::has_level_behind(cut.head, table))) {
       parse_random_computed(cut, term, variables);
+      model::check_no_variable(random_compute.back().param, term, variables, false);
       check_variance(random_compute.back().param, n_variances(random_compute.back()), labels, term,
                      statement);
       continue;
@@ -109,6 +111,7 @@ void Model::parse_random(const std::string& text, const std::string& statement,
     if (intercept && cut.head[0] == '1') plain.replace(plain.find('1'), 1, "Intercept");
     const anyVariable parsed = anyVariable::parse(plain, variables, table, false);
     check_random_kind(parsed);
+    model::check_no_variable(parsed.param, term, variables, false);
     model::check_no_outcome(parsed, outcomes);
     check_variance(parsed.param, n_variances(parsed), labels, term, statement);
     has_random_intercept = has_random_intercept || intercept;

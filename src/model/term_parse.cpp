@@ -54,10 +54,6 @@ void read_bracket(std::string& name, anyVariable& out, const std::string& term,
   name = head;
 }
 
-bool ends_with(const std::string& text, const std::string& end) {
-  return text.size() > end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
-}
-
 /// What a variable is that has neither a latent mean nor missing values nor a propensity; "" for others.
 std::string bare_kind(const data::variable& variable, const std::string& suffix) {
   switch (variable.type) {
@@ -102,7 +98,7 @@ void check_mean_level(const anyVariable& out, const std::string& term) {
 bool read_type_suffix(const std::string& name, anyVariable& out, const std::string& term,
                       const VariableList& variables, const evaluate::defines* names) {
   for (const type_suffix& suffix : type_suffixes) {
-    if (!ends_with(name, suffix.text) || variables.find(name)) continue;
+    if (!iends_with(name, suffix.text) || variables.find(name)) continue;
     if (suffix.type != type::mean && out.level) misspecified_suffix(suffix.text, term);
     const std::string base = name.substr(0, name.size() - suffix.text.size());
     out.variable = variables.find(base);
@@ -129,7 +125,7 @@ bool read_numbered_level(const std::string& name, anyVariable& out, const std::s
   out.variable = variables.find(base);
   if (!out.variable) {
     for (const type_suffix& suffix : type_suffixes) {
-      if (suffix.type != type::mean && ends_with(base, suffix.text)) misspecified_suffix(suffix.text, term);
+      if (suffix.type != type::mean && iends_with(base, suffix.text)) misspecified_suffix(suffix.text, term);
     }
     not_found(base);
   }

@@ -3,10 +3,11 @@
 #include <cmath>
 #include <memory>
 #include <optional>
-#include <stdexcept>
 
+#include "data/numbers.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/parser.hpp"
+#include "model/parameter_name.hpp"
 #include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -14,17 +15,15 @@
 namespace tovik::model {
 namespace {
 
-/// A finite number at the beginning of the text. "inf" and "nan" are names here, and so is "1e999".
-std::optional<double> leading_number(const std::string& text) {
-  const char c = text.empty() ? ' ' : text.front();
-  if (!(c >= '0' && c <= '9') && c != '.' && c != '+' && c != '-') return std::nullopt;
-  try {
-    const double value = std::stod(text);
-    if (std::isfinite(value)) return value;
-  } catch (const std::logic_error&) {
-    // No number, or one that no double can hold.
-  }
-  return std::nullopt;
+/// The text as a finite number, if all of it is one.
+std::optional<double> whole_number(const std::string& text) {
+  double value = 0;
+  if (!begins_number(text) || !parse_real(text.data(), text.data() + text.size(), value)) return std::nullopt;
+  return std::isfinite(value) ? std::optional(value) : std::nullopt;
+}
+
+[[noreturn]] void refuse(const std::string& text, const std::string& what, const std::string& term) {
+  throw error_suffix("ERROR: '" + text + "' " + what + "\n       See \"" + term + "\"");
 }
 
 double evaluate_fixing(const std::string& text, const std::string& term) {
@@ -34,7 +33,7 @@ double evaluate_fixing(const std::string& text, const std::string& term) {
     if (tree->is_vector) misspecified_computation(term);
     value = tree->eval();
   } catch (const evaluate::error& fault) {
-    throw error(std::string(fault.what()) + "\n       See \"" + term + "\"");
+    throw error(evaluate::user_text(fault) + "\n       See \"" + term + "\"");
   }
   if (!std::isfinite(value)) misspecified_computation(term);
   return value;
@@ -70,13 +69,15 @@ parameter term_suffix::fixing_parameter(const std::string& term) const {
   if (is_wrapped(fixing))
     return parameter::fixed_at(evaluate_fixing(fixing.substr(1, fixing.size() - 2), term));
   if (fixing.empty() || fixing.find_first_of("@()") != std::string::npos) misspecified_computation(term);
-  if (const auto number = leading_number(fixing)) return parameter::fixed_at(*number);
+  if (const auto number = whole_number(fixing)) return parameter::fixed_at(*number);
+  if (begins_number(fixing)) refuse(fixing, "cannot be read as a number.", term);
+  if (!is_parameter_name(fixing)) refuse(fixing, "cannot be the label of a parameter.", term);
   return parameter::labelled(fixing);
 }
 
 void term_suffix::add_start(parameter& p, const std::string& term) const {
   if (!has_start) return;
-  const auto number = leading_number(start);
+  const auto number = whole_number(start);
   if (!number) throw error("ERROR: Non-numeric given as starting value. Specificaiton : '" + term + "'");
   p.set_start(*number);
 }

@@ -18,8 +18,8 @@ struct term_suffix {
   /// term, for the message; `suffix` is empty or begins with one of the two signs.
   static term_suffix split(const std::string& suffix, const std::string& term);
 
-  /// The parameter without its start. A number is anything that begins as one ("2x" is 2) and is finite;
-  /// other text is a label, or in parentheses a computation. Throws tovik::error.
+  /// The parameter without its start: a finite number, a label, or in parentheses a computation. Text that
+  /// begins as a number is one as a whole, or is refused. Throws tovik::error.
   parameter fixing_parameter(const std::string& term) const;
 
   /// The whole parameter. Throws tovik::error.

@@ -77,7 +77,7 @@ anyVariable anyVariable::parse_transform(const std::string& expression, const st
   } catch (const evaluate::error_parse& fault) {
     unable(statement, fault.message());
   } catch (const evaluate::error& fault) {
-    unable(statement, fault.what());
+    unable(statement, evaluate::user_text(fault));
   }
   return out;
 }

@@ -10,4 +10,8 @@ namespace tovik::model {
 /// parameters bound to nothing that lasts.
 void try_out(evaluate::node& tree);
 
+/// The same for an expression of parameters that gives one number. Nothing is tried where it holds a
+/// statistic of columns.
+void try_out_scalar(evaluate::node& tree);
+
 }  // namespace tovik::model

@@ -12,9 +12,15 @@ namespace tovik {
 
 namespace {
 
-char lower(char c) { return static_cast<char>(std::tolower(static_cast<unsigned char>(c))); }
-bool space(char c) { return std::isspace(static_cast<unsigned char>(c)) != 0; }
-bool digit(char c) { return c >= '0' && c <= '9'; }
+char lower(char c) {
+  return static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+}
+bool space(char c) {
+  return std::isspace(static_cast<unsigned char>(c)) != 0;
+}
+bool digit(char c) {
+  return c >= '0' && c <= '9';
+}
 
 }  // namespace
 
@@ -38,6 +44,10 @@ std::string trim(std::string_view text) {
 bool iequals(std::string_view a, std::string_view b) {
   return a.size() == b.size() &&
          std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) { return lower(x) == lower(y); });
+}
+
+bool iends_with(std::string_view text, std::string_view end) {
+  return text.size() > end.size() && iequals(text.substr(text.size() - end.size()), end);
 }
 
 bool in(const std::vector<std::string>& list, std::string_view name) {

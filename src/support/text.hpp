@@ -15,6 +15,9 @@ std::string trim(std::string_view text);
 /// Equality without regard to letter case (ASCII).
 bool iequals(std::string_view a, std::string_view b);
 
+/// True when `text` ends with `end` and holds more than it, without regard to letter case.
+bool iends_with(std::string_view text, std::string_view end);
+
 /// True when `name` is in `list`, without regard to letter case.
 bool in(const std::vector<std::string>& list, std::string_view name);
 

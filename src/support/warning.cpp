@@ -1,5 +1,6 @@
 #include "support/warning.hpp"
 
+#include <algorithm>
 #include <utility>
 
 namespace tovik::warning {
@@ -21,12 +22,29 @@ std::string indent_lines(const std::string& text, const char* indent) {
 
 void message::print(std::FILE* stream) const {
   const bool own_word = text.rfind("WARNING: ", 0) == 0;
-  const std::string body = own_word ? "  " + indent_lines(text, "  ")
-                                    : "  WARNING: " + indent_lines(text, "           ");
+  const std::string body =
+      own_word ? "  " + indent_lines(text, "  ") : "  WARNING: " + indent_lines(text, "           ");
   std::fputs(body.c_str(), stream);
 }
 
-void warning_buffer::push(std::string text) { messages_.push_back(message{std::move(text)}); }
+void warning_buffer::push(std::string text) {
+  messages_.push_back(message{std::move(text)});
+}
+
+void warning_buffer::push(std::string text, std::string remark) {
+  messages_.push_back(message{std::move(text), std::move(remark)});
+}
+
+std::string warning_buffer::take_remarks() {
+  std::string out;
+  for (const message& m : messages_) {
+    if (!m.remark.empty()) out += "ERROR: " + m.remark + "\n";
+  }
+  messages_.erase(
+      std::remove_if(messages_.begin(), messages_.end(), [](const message& m) { return !m.remark.empty(); }),
+      messages_.end());
+  return out;
+}
 
 void warning_buffer::push_front(std::string text) {
   messages_.insert(messages_.begin(), message{std::move(text)});

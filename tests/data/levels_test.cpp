@@ -113,6 +113,18 @@ TEST(CheckNesting, RefusesClassesNumberedAnewInEachSchool) {
   }
 }
 
+TEST(CheckNesting, RefusesTwoNamesOfTheSameClusters) {
+  const arma::Mat<double> data = {{1, 7}, {1, 7}, {2, 5}, {3, 9}};
+  try {
+    check_nesting(data, {0, 1}, {"a", "b"});
+    ADD_FAILURE() << "no error";
+  } catch (const error& e) {
+    EXPECT_STREQ(e.what(),
+                 "ERROR: Identifier variables 'a' and 'b' define the same clusters.\n"
+                 "       Remove one of them from the CLUSTERID command.");
+  }
+}
+
 TEST(SamplerLevel, CountsFromTheLowest) {
   EXPECT_EQ(sampler_level(2, 2), 0u);
   EXPECT_EQ(sampler_level(2, 1), 1u);

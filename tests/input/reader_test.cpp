@@ -104,11 +104,16 @@ TEST_F(Reader, KeepsListsInOrder) {
 }
 
 TEST_F(Reader, ReportsUnreadableReferences) {
-  EXPECT_EQ(add_fault("NOMINAL: a(b)"), "Not a numeric value = b");
-  EXPECT_EQ(add_fault("NOMINAL: a("), "Not a numeric value = a(");
-  EXPECT_EQ(add_fault("NOMINAL: a(1"), "Not a numeric value = a(1");
-  EXPECT_EQ(add_fault("NOMINAL: (1)"), "Not a numeric value = (1)");
-  EXPECT_EQ(add_fault("NOMINAL: a)1("), "Not a numeric value = a)1(");
+  EXPECT_EQ(add_fault("NOMINAL: a(b)"),
+            "ERROR: Not a numeric value = b\n       See 'a(b)' in the NOMINAL command.");
+  EXPECT_EQ(add_fault("NOMINAL: a("),
+            "ERROR: Not a numeric value = a(\n       See 'a(' in the NOMINAL command.");
+  EXPECT_EQ(add_fault("NOMINAL: a(1"),
+            "ERROR: Not a numeric value = a(1\n       See 'a(1' in the NOMINAL command.");
+  EXPECT_EQ(add_fault("NOMINAL: (1)"),
+            "ERROR: Not a numeric value = (1)\n       See '(1)' in the NOMINAL command.");
+  EXPECT_EQ(add_fault("NOMINAL: a)1("),
+            "ERROR: Not a numeric value = a)1(\n       See 'a)1(' in the NOMINAL command.");
 }
 
 TEST_F(Reader, KnowsDefaults) {

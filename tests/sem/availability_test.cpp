@@ -54,12 +54,18 @@ TEST(Availability, OutcomesByKind) {
 TEST(Availability, TermsByKind) {
   using model::type;
   for (auto const& [kind, text] : {std::pair{type::latent, "A latent propensity as a predictor ('y')"},
-                                   {type::missing, "A missing data indicator as a predictor ('y')"},
-                                   {type::phantom, "A phantom variable as a predictor ('y')"}}) {
+                                           {type::phantom, "A phantom variable as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});
     run.models[0].fixed.back().type = kind;
     EXPECT_EQ(run.failure(), refused(text));
   }
+}
+
+TEST(Availability, IndicatorsOfMissingCellsAreCompleteData) {
+  using model::type;
+  small_run plain(names, columns(), {}, {"y ~ x"});
+  plain.models[0].fixed.back().type = type::missing;
+  EXPECT_EQ(plain.failure(), "");
 }
 
 TEST(Availability, VariablesThatAreNoData) {
@@ -78,8 +84,8 @@ TEST(Availability, VariablesInsideTermsAndDefinitions) {
   term.models[0].fixed_compute.front().variables.front().type = model::type::latent;
   EXPECT_EQ(term.failure(), refused("A latent propensity as a predictor ('y')"));
   small_run definition(names, columns(), {}, {"d = x * w", "y ~ x"});
-  definition.models.definitions.front().second.variables.front().type = model::type::missing;
-  EXPECT_EQ(definition.failure(), refused("A missing data indicator as a predictor ('d')"));
+  definition.models.definitions.front().second.variables.front().type = model::type::latent;
+  EXPECT_EQ(definition.failure(), refused("A latent propensity as a predictor ('d')"));
 }
 
 }  // namespace

@@ -29,4 +29,14 @@ TEST(Warnings, AnEmptyBufferSaysSo) {
   EXPECT_EQ(out.text(), "  No warning messages.\n\n");
 }
 
+TEST(Warnings, RemarksLeaveTheBufferWhenAnErrorTakesThem) {
+  tovik::warning::warning_buffer buffer;
+  buffer.push("WARNING: stays");
+  buffer.push("WARNING: first\n         line", "first line");
+  buffer.push("WARNING: second", "second");
+  EXPECT_EQ(buffer.take_remarks(), "ERROR: first line\nERROR: second\n");
+  EXPECT_EQ(buffer.messages().size(), 1u);
+  EXPECT_EQ(buffer.take_remarks(), "");
+}
+
 }  // namespace

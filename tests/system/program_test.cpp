@@ -56,7 +56,8 @@ TEST_F(Program, AsksForThePathWithoutArguments) {
 TEST_F(Program, PrintsItsReleaseNotes) {
   const run_result run = run_program("--changelog");
   EXPECT_EQ(run.status, 0);
-  EXPECT_EQ(run.output.rfind("Tovik release notes\n", 0), 0u);
+  EXPECT_EQ(run.output.rfind("# Tovik release notes\n", 0), 0u);
+  EXPECT_EQ(run.output, read_file(fs::path(TOVIK_SOURCE_DIR) / "CHANGELOG.md"));
 }
 
 TEST_F(Program, ReportsAFileThatIsNotThere) {

@@ -36,7 +36,7 @@ const std::vector<request> requests = {
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
     {"MODEL: score ~ pretest; hours ~ pretest; score <-> hours;",
      "A block of outcomes with correlated residuals"},
-    {"MODEL: score ~ ses.missing;", "A missing data indicator as a predictor ('score')"},
+    {"MODEL: score ~ ses.missing;", "A missing data indicator as an outcome ('ses.missing')"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

@@ -63,8 +63,8 @@ char const* term_name(model::anyVariable const& term) {
       return nullptr;
     case model::type::latent:
       return "A latent propensity as a predictor";
-    case model::type::missing:
-      return "A missing data indicator as a predictor";
+    case model::type::missing:  // complete data: a cell is observed or not
+      return nullptr;
     case model::type::random:
       return nullptr;
     default:
