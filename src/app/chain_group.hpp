@@ -47,6 +47,8 @@ concept reporting_sampler = grouped_sampler<T> &&
   state.printParameterLabelsFile(stream, vars, models);
   // Of a report column, the last rows are those of the models of predictors.
   { state.getCovariateModelNumParams() } -> std::convertible_to<arma::uword>;
+  // Cells of outcomes that the likelihoods leave out.
+  { state.getUnobservedCells() } -> std::convertible_to<arma::uword>;
   { state.printOutcomes(stream, vars, models, draws, draws) } -> std::convertible_to<bool>;
   state.printCovariates(stream, vars, draws);
   state.printCorrelations(stream, models, draws);
@@ -296,11 +298,17 @@ class chain_group {
     std::fflush(fp);
   }
 
-  void print_fit(std::FILE* fp) const {
+  void print_fit(std::FILE* fp) const requires reporting_sampler<T> {
     const sem::DIC fit = dic();
     if (!chain_info::compute_DIC || !fit.exists()) return;
     std::fputs("\nMODEL FIT:\n\n\n  INFORMATION CRITERIA\n\n", fp);
     fit.print(fp);
+    const arma::uword left_out = front().estimator().getUnobservedCells();
+    if (left_out == 1)
+      std::fputs("\n    NOTE: 1 cell of an outcome was not observed and is left out.\n", fp);
+    else if (left_out > 1)
+      std::fprintf(fp, "\n    NOTE: %llu cells of outcomes were not observed and are left out.\n",
+                   static_cast<unsigned long long>(left_out));
     std::fputs("\n", fp);
     std::fflush(fp);
   }

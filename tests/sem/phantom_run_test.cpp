@@ -5,27 +5,12 @@
 #include <cmath>
 #include <numeric>
 
-#include "data/named_effect.hpp"
 #include "model/defaults.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "small_run.hpp"
 
 namespace tovik::tests::phantom_run_test {
 namespace {
-
-/// Numbers the columns of phantoms and of named random effects that the equations hold, as the preparation of
-/// the data does.
-void prepare(small_run& run) {
-  unsigned next = static_cast<unsigned>(run.data.n_cols);
-  for (auto const& v : run.vars.variables) {
-    const bool effect = dynamic_cast<data::random const*>(v.get()) != nullptr;
-    if ((v->type == data::type::phantom || effect) && v->column == data::variable::no_column)
-      v->column = next++;
-  }
-  const arma::uword before = run.data.n_cols;
-  run.data.resize(run.data.n_rows, next);
-  if (next > before) run.data.cols(before, next - 1).fill(arma::datum::nan);
-}
 
 arma::mat correlated_pair(arma::uword n, double rho) {
   Random rng(77, 1);

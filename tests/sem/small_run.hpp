@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "data/levels.hpp"
+#include "data/named_effect.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "model/parse.hpp"
@@ -75,6 +76,20 @@ struct small_run {
     vars.order_clusters();
   }
 };
+
+/// Numbers the columns of phantoms and of named random effects that the equations hold, as the preparation of
+/// the data does.
+inline void prepare(small_run& run) {
+  unsigned next = static_cast<unsigned>(run.data.n_cols);
+  for (auto const& v : run.vars.variables) {
+    const bool effect = dynamic_cast<data::random const*>(v.get()) != nullptr;
+    if ((v->type == data::type::phantom || effect) && v->column == data::variable::no_column)
+      v->column = next++;
+  }
+  const arma::uword before = run.data.n_cols;
+  run.data.resize(run.data.n_rows, next);
+  if (next > before) run.data.cols(before, next - 1).fill(arma::datum::nan);
+}
 
 /// The report columns of `n` scans after `burn` more: parameters x draws.
 inline arma::mat draws(sem::Mcmc& chain, arma::uword burn, arma::uword n) {

@@ -83,7 +83,7 @@ TEST_P(Units, ScaleOfNoVariableShows) {
   const arma::mat data = example(d.incomplete);
   const arma::mat reference = standardised(d, data, 60);
   ASSERT_TRUE(reference.is_finite());
-  for (std::string const& name : {"y", "m", "x", "z", "w"}) {
+  for (std::string const name : {"y", "m", "x", "z", "w"}) {
     for (int power : {-20, -10, 10, 20}) {
       arma::mat scaled = data;
       scaled.col(place(name)) *= std::ldexp(1.0, power);

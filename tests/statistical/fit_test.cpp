@@ -60,7 +60,11 @@ arma::Mat<double> nested_data() {
 class Fit : public testing::Test {
  protected:
   Fit() : data_(nested_data()) {
-    calibration::write_data(scratch_.path() / "data.csv", {"top", "mid", "x", "y", "z"}, data_);
+    write(data_);
+  }
+
+  void write(const arma::Mat<double>& data) const {
+    calibration::write_data(scratch_.path() / "data.csv", {"top", "mid", "x", "y", "z"}, data);
   }
 
   std::filesystem::path command_file(const std::string& commands) const {
@@ -139,8 +143,7 @@ TEST_F(Fit, ThreeLevels) {
   expect_criteria(run.group->dic().marginal(), ll);
 }
 
-/// The scores of a phantom are data to the likelihood: each outcome is shifted by its loading, and what is
-/// left of its residual variance is independent.
+/// The likelihood of outcomes that a phantom ties is their joint density, without the scores.
 TEST_F(Fit, ThreeLevelsWithAPhantom) {
   const sampled_run run =
       build_run(command_file("CLUSTERID: mid top; MODEL: y ~ x; z ~ x; y <-> z; OPTIONS: use_phantom;"));
@@ -148,47 +151,59 @@ TEST_F(Fit, ThreeLevelsWithAPhantom) {
   sem::Mcmc chain(prepared.vars, prepared.data, Random(8, 1), run.input->xprior, run.input->ICCcutoff);
   chain.addOutcomes(prepared.vars, prepared.models,
                     sem::priors{run.input->prior_resvar, run.input->prior_raneff});
-  arma::uword score = 0;
-  for (const auto& v : prepared.vars.variables) {
-    if (v->type == data::type::phantom) score = v->column;
-  }
-  ASSERT_GT(score, 0u);
+  const arma::uword rows = data_.n_rows;
   const arma::Mat<double> middle = same_cluster(data_.col(1)), top = same_cluster(data_.col(0));
-  const arma::Mat<double> I = arma::eye(data_.n_rows, data_.n_rows);
+  const arma::Mat<double> I = arma::eye(rows, rows);
+  const arma::Col<double> id = arma::join_cols(data_.col(0), data_.col(0));
+  const arma::Col<double> both = arma::join_cols(data_.col(3), data_.col(4));
   sem::DIC found;
   constexpr arma::uword n = 200;
   arma::Mat<double> marginal(n, 4), conditional(n, 4);
-  arma::uword slices = 0;
   for (arma::uword t = 0; t < n; ++t) {
     chain.oneRep();
     const arma::Cube<double> cube = chain.getLikelihoods();
     found += cube;
+    ASSERT_EQ(cube.n_slices, 4u);  // the two outcomes, the phantom, their sum
+    EXPECT_TRUE(cube.slice(1).is_zero());
+    EXPECT_TRUE(cube.slice(2).is_zero());
     const arma::Col<double> p = chain.getParams();
-    const arma::Col<double> P = chain.working().data.col(score);
     const arma::Mat<double> residuals = chain.outcomes()->residual(chain.working().data);
-    const double rho = p(20);
-    const arma::Row<double> scores = by_unit(data_.col(0), P, 0 * P, I);
-    EXPECT_LT(arma::abs(cube.slice(2).col(0).t() - scores).max(), 1e-8);
-    slices = cube.n_slices;
-    marginal.row(t) = scores;
-    conditional.row(t) = scores;
+    arma::Mat<double> V(2 * rows, 2 * rows, arma::fill::zeros), left = V;
+    arma::Col<double> mean(2 * rows);
     for (arma::uword k = 0; k < 2; ++k) {
       const arma::uword first = 10 * k;  // of the rows of the outcome
-      const double sign = k == 1 && rho < 0 ? -1 : 1, v = p(first + 2);
-      const double loading = sign * std::sqrt(std::abs(rho) * v), left = v * (1 - std::abs(rho));
-      const arma::Col<double> mean = p(first + 3) + p(first + 4) * data_.col(2) + loading * P;
-      const arma::Row<double> m =
-          by_unit(data_.col(0), data_.col(3 + k), mean, p(first) * top + p(first + 1) * middle + left * I);
-      const arma::Row<double> c = by_unit(data_.col(0), residuals.col(k), loading * P, left * I);
-      EXPECT_LT(arma::abs(cube.slice(k).col(0).t() - m).max(), 1e-8);
-      EXPECT_LT(arma::abs(cube.slice(k).col(1).t() - c).max(), 1e-8);
-      marginal.row(t) += m;
-      conditional.row(t) += c;
+      const arma::span own(k * rows, (k + 1) * rows - 1);
+      mean(own) = p(first + 3) + p(first + 4) * data_.col(2);
+      left(own, own) = p(first + 2) * I;
+      V(own, own) = p(first) * top + p(first + 1) * middle + left(own, own);
     }
+    const arma::span y(0, rows - 1), z(rows, 2 * rows - 1);
+    const double shared = p(20) * std::sqrt(p(2) * p(12));
+    left(y, z) = left(z, y) = V(y, z) = V(z, y) = shared * I;
+    marginal.row(t) = by_unit(id, both, mean, V);
+    conditional.row(t) = by_unit(id, arma::vectorise(residuals), 0 * both, left);
+    EXPECT_LT(arma::abs(cube.slice(3).col(0).t() - marginal.row(t)).max(), 1e-8);
+    EXPECT_LT(arma::abs(cube.slice(3).col(1).t() - conditional.row(t)).max(), 1e-8);
   }
-  EXPECT_EQ(slices, 4u);  // the two outcomes, the phantom, their sum
   expect_criteria(found.marginal(), marginal);
   expect_criteria(found.conditional(), conditional);
+}
+
+/// An imputed cell of an outcome is no data.
+TEST_F(Fit, MissingCellsCountForNothing) {
+  arma::Mat<double> holes = data_;
+  for (arma::uword i = 0; i < holes.n_rows; i += 4) holes(i, 3) = arma::datum::nan;
+  write(holes);
+  const sampled_run run = sample(command_file("CLUSTERID: mid; MISSING: NA; MODEL: y ~ x;"));
+  const arma::Mat<double> draws = all_draws(run);
+  arma::Mat<double> ll(draws.n_cols, 12);
+  const arma::Mat<double> same = same_cluster(data_.col(1));
+  for (arma::uword t = 0; t < draws.n_cols; ++t) {
+    const arma::Col<double> p = draws.col(t);
+    const arma::Mat<double> V = p(0) * same + p(1) * arma::eye(holes.n_rows, holes.n_rows);
+    ll.row(t) = by_unit(holes.col(1), holes.col(3), p(2) + p(3) * holes.col(2), V);
+  }
+  expect_criteria(run.group->dic().marginal(), ll);
 }
 
 }  // namespace

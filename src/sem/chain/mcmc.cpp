@@ -171,6 +171,10 @@ arma::Cube<double> Mcmc::getLikelihoods() const {
   return outcomes_ ? outcomes_->likelihood(working_.data) : arma::Cube<double>();
 }
 
+arma::uword Mcmc::getUnobservedCells() const {
+  return outcomes_ ? outcomes_->n_unobserved() : 0;
+}
+
 arma::Col<double> Mcmc::getCorrelations() const {
   return outcomes_ ? outcomes_->correlations(working_.data) : arma::Col<double>();
 }

@@ -103,7 +103,10 @@ class Mcmc {
 
   /// Units of the highest level x 2 (marginal, conditional) x (models that have a likelihood, then their
   /// sum); empty without outcome models.
+  /// Imputed cells of outcomes are no part of it.
   arma::Cube<double> getLikelihoods() const;
+  /// How many these are.
+  arma::uword getUnobservedCells() const;
 
   arma::Col<double> getCorrelations() const;
   arma::uword getNumberCorrelations() const;

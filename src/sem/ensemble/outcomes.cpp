@@ -7,6 +7,7 @@
 
 #include "evaluate/value.hpp"
 #include "model/model_list.hpp"
+#include "sem/ensemble/joint_likelihood.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "sem/wiring/proposals.hpp"
@@ -112,6 +113,7 @@ Outcomes::Outcomes(working_data const& working, predictor_models const& predicto
   check_rows(list, data);
   check_propriety(list, data);
   residual_correlations_ = residual_correlations(list, models, working_);
+  tie_likelihoods();
 }
 
 Outcomes::~Outcomes() = default;

@@ -22,6 +22,7 @@ class Random;
 
 namespace tovik::sem {
 
+class joint_likelihood;
 class Variable;
 class working_data;
 
@@ -89,8 +90,12 @@ class Outcomes : public virtual Estimator {
   arma::Mat<double> defines(arma::Mat<double> const& data) const override;
   arma::Col<double> correlations(arma::Mat<double> const& data) const override;
 
-  /// A marginal likelihood that cannot be computed is NaN for all units of its model.
+  /// Of the observed cells alone; see observed_logLiklihood. Equations that phantoms tie together have one joint
+  /// density, which stands in the slice of the first; the others' and those of the phantoms are 0. A marginal
+  /// likelihood that cannot be computed is NaN for all units of its model.
   arma::Cube<double> likelihood(arma::Mat<double> const& data) const override;
+  /// How many cells of the outcomes were not observed.
+  arma::uword n_unobserved() const;
 
   /// Gives model `first` of each pair the link that refreshes what follows from its values.
   void linkVariables(std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links);
@@ -113,8 +118,8 @@ class Outcomes : public virtual Estimator {
   void bind_definitions(ModelList const& list);
   void check_rows(ModelList const& list, arma::Mat<double> const& data) const;
   void check_propriety(ModelList const& list, arma::Mat<double> const& data) const;
-  void fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& data, arma::uword slice,
-                     estimator::Outcome const& model) const;
+  void tie_likelihoods();
+  void fill_slice(arma::Mat<double>& out, arma::Mat<double> const& data, std::size_t model) const;
 
   // First, so that it is destroyed last: trees in the models read the cells of the map.
   std::unordered_map<std::string, model::parameter_info> cells_;
@@ -122,6 +127,8 @@ class Outcomes : public virtual Estimator {
   std::shared_ptr<Random> rng_;
   std::vector<std::shared_ptr<estimator::Outcome>> models;
   residual_correlations residual_correlations_;
+  std::vector<std::size_t> tied_;  ///< for each model the first of those that phantoms tie it to
+  std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at the first of those, else null
   std::vector<std::shared_ptr<estimator::constraint>> constraints;
   std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name
   std::vector<Computation*> computations_;                            ///< among the models, in list order

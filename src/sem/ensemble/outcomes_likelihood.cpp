@@ -1,7 +1,10 @@
 // What the equations together say of the data.
 
 #include <algorithm>
+#include <memory>
+#include <utility>
 
+#include "sem/ensemble/joint_likelihood.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/ensemble/outcomes.hpp"
 #include "support/error.hpp"
@@ -46,18 +49,39 @@ double Outcomes::computeLL(arma::Mat<double> const& data) const {
   return logLiklihood(data);
 }
 
-void Outcomes::fill_marginal(arma::Cube<double>& out, arma::Mat<double> const& data, arma::uword slice,
-                             estimator::Outcome const& model) const {
-  if (!has_random_effects(model)) {  // nothing to integrate out
-    out.slice(slice).col(0) = out.slice(slice).col(1);
+void Outcomes::tie_likelihoods() {
+  tied_ = first_tied(models);
+  joint_.resize(models.size());
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    if (std::count(tied_.begin(), tied_.end(), i) < 2) continue;
+    std::vector<Regression const*> members;
+    for (std::size_t j = 0; j < models.size(); ++j)
+      if (tied_[j] == i) members.push_back(dynamic_cast<Regression const*>(models[j].get()));
+    joint_[i] = std::make_unique<joint_likelihood>(std::move(members), working_);
+  }
+}
+
+/// `out`: marginal, conditional.
+void Outcomes::fill_slice(arma::Mat<double>& out, arma::Mat<double> const& data, std::size_t model) const {
+  if (tied_[model] != model) {
+    out.zeros();
+    return;
+  }
+  estimator::Outcome const& own = *models[model];
+  joint_likelihood* const joint = joint_[model].get();
+  const int top = static_cast<int>(working_.n_levels()) - 1;
+  out.col(1) = joint != nullptr ? joint->conditional(data) : own.observed_logLiklihood(data, top);
+  const bool effects = joint != nullptr ? joint->has_effects() : has_random_effects(own);
+  if (!effects) {  // nothing to integrate out
+    out.col(0) = out.col(1);
     return;
   }
   try {
-    out.slice(slice).col(0) = model.marginal_logLiklihood(data);
+    out.col(0) = joint != nullptr ? joint->marginal(data) : own.observed_marginal_logLiklihood(data);
   } catch (numeric_error const&) {
     // A covariance matrix on the edge of positive definiteness: the fit statistics leave the marginal block
     // out, the run goes on.
-    out.slice(slice).col(0).fill(arma::datum::nan);
+    out.col(0).fill(arma::datum::nan);
   }
 }
 
@@ -65,17 +89,21 @@ arma::Cube<double> Outcomes::likelihood(arma::Mat<double> const& data) const {
   const auto counted = std::count_if(models.begin(), models.end(),
                                      [](model_ptr const& model) { return has_likelihood(*model); });
   const arma::uword n_models = static_cast<arma::uword>(counted);
-  const unsigned top = working_.n_levels() - 1;
-  arma::Cube<double> out(working_.n_units(top), 2, n_models + 1);
+  arma::Cube<double> out(working_.n_units(working_.n_levels() - 1), 2, n_models + 1);
   out.slice(n_models).zeros();
   arma::uword slice = 0;
-  for (model_ptr const& model : models) {
-    if (!has_likelihood(*model)) continue;
-    out.slice(slice).col(1) = model->logLiklihood(data, static_cast<int>(top));
-    fill_marginal(out, data, slice, *model);
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    if (!has_likelihood(*models[i])) continue;
+    fill_slice(out.slice(slice), data, i);
     out.slice(n_models) += out.slice(slice);
     ++slice;
   }
+  return out;
+}
+
+arma::uword Outcomes::n_unobserved() const {
+  arma::uword out = 0;
+  for (model_ptr const& model : models) out += model->n_unobserved();
   return out;
 }
 

@@ -33,6 +33,8 @@ class Normal : public Regression {
   /// Log likelihood of all units when the whole residual variance has been written.
   double residVarAR(double const& value, arma::Mat<double> const& data);
 
+  bool is_normal() const override { return true; }
+
   double sigma2;  ///< residual variance
   bool estimate_resid;
   estimator::tune_obj imp_tune;

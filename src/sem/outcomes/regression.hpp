@@ -48,6 +48,9 @@ class Regression : public virtual estimator::Outcome {
   void addLogLiklihood(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
                        double* out) const override;
   arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
+  arma::Col<double> observed_logLiklihood(arma::Mat<double> const& data, int const& level) const override;
+  arma::Col<double> observed_marginal_logLiklihood(arma::Mat<double> const& data) const override;
+  arma::uword n_unobserved() const override { return missing_rows.n_elem; }
   double logLiklihood(arma::Mat<double> const& data) const override;
   void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) override;
   void addLL(std::unique_ptr<estimator::likelihood> list, likelihood_type const& kind) override;
@@ -97,6 +100,16 @@ class Regression : public virtual estimator::Outcome {
   }
   /// Phantoms of the residual (0) or of the effects of the level above with this number less one.
   phantom_part& part(unsigned place) { return parts_[place]; }
+  phantom_part const& part(unsigned place) const { return parts_[place]; }
+  /// The whole covariance matrix of a place, phantoms included.
+  arma::Mat<double> covariance(unsigned place) const;
+  /// The response given its parameters is normal with one residual variance, so that it has a joint density with
+  /// others.
+  virtual bool is_normal() const { return false; }
+  /// y* - Xb of every unit, random effects and phantoms left in.
+  arma::Col<double> fixed_residual(arma::Mat<double> const& data) const;
+  /// Per level, Z: units x terms.
+  std::vector<arma::Mat<double>> effect_designs(arma::Mat<double> const& data) const;
   /// Loadings and conditional variances of a place after a correlation, the residual variance or Sigma was
   /// written. False when nothing positive definite is left.
   bool refresh_phantoms(unsigned place);
@@ -243,13 +256,13 @@ class Regression : public virtual estimator::Outcome {
   arma::Mat<double> const* effect_means(arma::Mat<double> const& data, unsigned L) const;
   void write_effects(arma::Mat<double>& data, unsigned L) const;
   void draw_covariance(arma::Mat<double> const& data, unsigned L);
-  arma::Col<double> marginal_with_phantoms(arma::Mat<double> const& data) const;
   bool is_estimated(arma::uword j) const;
   /// Estimated coefficients whose predictors do not vary within the clusters of the L-th level above.
   arma::uword n_between(arma::Mat<double> const& data, unsigned L) const;
   void check_clusters(arma::Mat<double> const& data, equation_names const& names) const;
   void check_units(equation_names const& names) const;
-  std::vector<arma::Mat<double>> effect_designs(arma::Mat<double> const& data) const;
+  arma::Col<double> integrated_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& left_out) const;
+  arma::Col<double> sums_at(unsigned above, arma::Col<double> values) const;
   bool has_phantoms() const;
   std::shared_ptr<estimator::constraint> driven_coefficient(unsigned index);
   /// The phantom with this index of a place (see part()).

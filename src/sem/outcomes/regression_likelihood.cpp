@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
+#include "random/constants.hpp"
 #include "random/densities.hpp"
 #include "sem/outcomes/regression.hpp"
 #include "sem/scan/blas.hpp"
+#include "sem/scan/cross_products.hpp"
 #include "sem/scan/marginal.hpp"
 #include "support/error.hpp"
 
@@ -121,15 +124,31 @@ arma::Col<double> Regression::compute_logLiklihood(arma::Mat<double> const& data
   arma::Col<double> values;
   predictor(data, values);
   unit_log_density(data, nullptr, values.n_elem, values.memptr(), values.memptr());
+  return sums_at(static_cast<unsigned>(above), std::move(values));
+}
+
+/// The values of the units, summed in the clusters of the level above with this number.
+arma::Col<double> Regression::sums_at(unsigned above, arma::Col<double> values) const {
   if (above == 0) return values;
-  auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
-  sums.set_size(clusters.size());
+  auto const& clusters = *cluster.selectors[above - 1];
+  arma::Col<double> sums(clusters.size());
   for (arma::uword c = 0; c < clusters.size(); ++c) {
     double sum = 0.0;
     for (arma::uword i = clusters.start[c]; i < clusters.start[c] + clusters.count[c]; ++i) sum += values(i);
     sums(c) = sum;
   }
   return sums;
+}
+
+arma::Col<double> Regression::observed_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  if (missing_rows.is_empty()) return logLiklihood(data, at_level);
+  int const above = at_level - static_cast<int>(level);
+  validate_level(above);
+  arma::Col<double> values;
+  predictor(data, values);
+  unit_log_density(data, nullptr, values.n_elem, values.memptr(), values.memptr());
+  for (arma::uword i : missing_rows) values(i) = 0.0;
+  return sums_at(static_cast<unsigned>(above), std::move(values));
 }
 
 arma::Col<double> Regression::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
@@ -256,16 +275,55 @@ arma::Col<double> Regression::compute_Us_LL(arma::Mat<double> const& data, int c
   return logMvnrmPDF(arma::Mat<double>(u[index] - *mu), Sigma_s(L));
 }
 
-arma::Col<double> Regression::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
-  arma::Col<double> r;
-  if (has_phantoms()) return marginal_with_phantoms(data);
-  if (scan::cluster_statistics* sums = n_levels > 0 ? scan_->statistics(betas_) : nullptr)
-    if (sums->marginal(betas_.memptr(), Sigma, residVar(), r)) return r;
-  r.set_size(n_units);
+arma::Mat<double> Regression::covariance(unsigned place) const {
+  return place == 0 ? arma::Mat<double>{residual_variance()} : Sigma[place - 1];
+}
+
+arma::Col<double> Regression::fixed_residual(arma::Mat<double> const& data) const {
+  arma::Col<double> r(n_units);
   copy_response(data, r.memptr());
   subtract_fixed(data, r);
-  if (n_levels == 0) return logNormPDF(r, residVar());
-  return scan::marginal_log_likelihood(r, effect_designs(data), Sigma, residVar(), cluster);
+  return r;
+}
+
+arma::Col<double> Regression::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
+  arma::Col<double> out;
+  if (scan::cluster_statistics* sums = n_levels > 0 && !has_phantoms() ? scan_->statistics(betas_) : nullptr)
+    if (sums->marginal(betas_.memptr(), Sigma, residVar(), out)) return out;
+  return integrated_density(data, {});
+}
+
+arma::Col<double> Regression::observed_marginal_logLiklihood(arma::Mat<double> const& data) const {
+  return missing_rows.is_empty() ? marginal_logLiklihood(data) : integrated_density(data, missing_rows);
+}
+
+/// The density with the random effects integrated out, phantoms given: then the residual and the effects have the
+/// mean that these imply and what they leave of the variances. A unit that is left out loses its residual and its
+/// row of Z, which makes it an independent 0 with variance v: its density is taken off again.
+arma::Col<double> Regression::integrated_density(arma::Mat<double> const& data,
+                                                 arma::Col<arma::uword> const& left_out) const {
+  arma::Col<double> r = fixed_residual(data);
+  subtract_phantoms(data, r);
+  double const v = residVar();
+  if (n_levels == 0) {
+    arma::Col<double> out = logNormPDF(r, v);
+    for (arma::uword i : left_out) out(i) = 0.0;
+    return out;
+  }
+  std::vector<arma::Mat<double>> designs = effect_designs(data), left;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    left.push_back(Sigma_s(static_cast<int>(L)));
+    arma::Mat<double> const* mu = effect_means(data, L);
+    if (mu != nullptr) scan::subtract_effects(designs[L], *mu, *cluster.selectors[L], r.memptr());
+  }
+  for (arma::uword i : left_out) {
+    r(i) = 0.0;
+    for (auto& Z : designs) Z.row(i).zeros();
+  }
+  arma::Col<double> out = scan::marginal_log_likelihood(r, designs, left, v, cluster);
+  arma::Col<arma::uword> const& tops = *cluster.row_cluster[n_levels - 1];
+  for (arma::uword i : left_out) out(tops(i)) += 0.5 * (log_2_pi + std::log(v));
+  return out;
 }
 
 std::vector<arma::Mat<double>> Regression::effect_designs(arma::Mat<double> const& data) const {

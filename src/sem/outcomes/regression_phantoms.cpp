@@ -5,13 +5,9 @@
 #include <cmath>
 #include <limits>
 
-#include "random/densities.hpp"
 #include "sem/outcomes/regression.hpp"
 #include "random/random.hpp"
 #include "sem/scan/blas.hpp"
-#include "sem/scan/cross_products.hpp"
-#include "sem/scan/marginal.hpp"
-#include "sem/scan/residual_variance.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -189,23 +185,6 @@ void Regression::draw_covariance(arma::Mat<double> const& data, unsigned L) {
   std::copy_n(means_.Sigma.memptr(), Sigma[L].n_elem, Sigma[L].memptr());
   std::copy_n(means_.iSigma.memptr(), iSigma[L].n_elem, iSigma[L].memptr());
   part.loadings.refresh(Sigma[L]);
-}
-
-// Given the phantoms, the effects have the mean Lambda P_c and what is left of Sigma.
-arma::Col<double> Regression::marginal_with_phantoms(arma::Mat<double> const& data) const {
-  arma::Col<double> r(n_units);
-  copy_response(data, r.memptr());
-  subtract_fixed(data, r);
-  subtract_phantoms(data, r);
-  if (n_levels == 0) return logNormPDF(r, residVar());
-  std::vector<arma::Mat<double>> const designs = effect_designs(data);
-  std::vector<arma::Mat<double>> left;
-  for (unsigned L = 0; L < n_levels; ++L) {
-    left.push_back(Sigma_s(static_cast<int>(L)));
-    arma::Mat<double> const* mu = effect_means(data, L);
-    if (mu != nullptr) scan::subtract_effects(designs[L], *mu, *cluster.selectors[L], r.memptr());
-  }
-  return scan::marginal_log_likelihood(r, designs, left, residVar(), cluster);
 }
 
 }  // namespace tovik::sem

@@ -92,13 +92,21 @@ void Phantom::draw(arma::Mat<double>& data) {
   if (group_->leads(*this)) group_->draw(*rng, data);
 }
 
-arma::Col<double> Phantom::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+arma::Col<double> Phantom::observed_logLiklihood(arma::Mat<double> const&, int const& at_level) const {
   int const above = at_level - static_cast<int>(level);
   if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
     throw error_debug("The phantom has no likelihood at this level.");
-  arma::uword const n = n_units_;
-  arma::Col<double> out(above == 0 ? n : cluster.n_clusters(above - 1), arma::fill::zeros);
-  for (arma::uword i = 0; i < n; ++i) {
+  return arma::Col<double>(above == 0 ? n_units_ : cluster.n_clusters(above - 1), arma::fill::zeros);
+}
+
+arma::Col<double> Phantom::observed_marginal_logLiklihood(arma::Mat<double> const& data) const {
+  return observed_logLiklihood(data, static_cast<int>(level + cluster.n_levels()));
+}
+
+arma::Col<double> Phantom::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  arma::Col<double> out = observed_logLiklihood(data, at_level);
+  int const above = at_level - static_cast<int>(level);
+  for (arma::uword i = 0; i < n_units_; ++i) {
     double const x = data(row(i), y(0));
     arma::uword const unit = above == 0 ? i : (*cluster.row_cluster[static_cast<std::size_t>(above) - 1])(i);
     out(unit) -= half_log_2_pi + 0.5 * x * x;

@@ -102,6 +102,9 @@ class Phantom : public virtual estimator::Outcome, public value_node {
   /// log N(P; 0, 1) of each unit of the level.
   arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const override;
   arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
+  /// 0: scores are no data.
+  arma::Col<double> observed_logLiklihood(arma::Mat<double> const& data, int const& level) const override;
+  arma::Col<double> observed_marginal_logLiklihood(arma::Mat<double> const& data) const override;
   double logLiklihood(arma::Mat<double> const& data) const override;
   estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
   /// The correlation; a fixed one keeps its value.

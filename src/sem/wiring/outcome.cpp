@@ -45,6 +45,14 @@ void Outcome::addLogLiklihood(arma::Mat<double> const& data, int const& at_level
   for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += all(units(k));
 }
 
+arma::Col<double> Outcome::observed_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+  return logLiklihood(data, at_level);
+}
+
+arma::Col<double> Outcome::observed_marginal_logLiklihood(arma::Mat<double> const& data) const {
+  return marginal_logLiklihood(data);
+}
+
 std::unique_ptr<correlated_side> Outcome::correlated(arma::uword) {
   throw error_debug("The model has no residual that can be correlated.");
 }

@@ -77,6 +77,12 @@ class Outcome {
                                arma::Col<arma::uword> const& units, double* out) const;
   /// Random effects integrated out: one value per cluster of the highest level (per row without levels).
   virtual arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const = 0;
+  /// The same two for the observed cells of the outcome alone, as fit statistics count them: an imputed cell is
+  /// part of the state, and contributes 0. What is no outcome of the data contributes 0 altogether.
+  virtual arma::Col<double> observed_logLiklihood(arma::Mat<double> const& data, int const& level) const;
+  virtual arma::Col<double> observed_marginal_logLiklihood(arma::Mat<double> const& data) const;
+  /// How many cells of the outcome, one per unit, were not observed.
+  virtual arma::uword n_unobserved() const { return 0; }
   /// Sum of logLiklihood(data, level) at the own level.
   virtual double logLiklihood(arma::Mat<double> const& data) const = 0;
 
