@@ -75,6 +75,13 @@ std::vector<std::string> level_names(Model const& model) {
   return out;
 }
 
+std::vector<std::string> coefficient_names(Model const& model) {
+  std::vector<std::string> out;
+  for (model::row const& row : model.rows())
+    if (row.section == model::row_section::fixed) out.push_back(row.label);
+  return out;
+}
+
 bool writes(Model const& model, unsigned column) {
   const std::vector<unsigned> own = model.yind();
   return std::find(own.begin(), own.end(), column) != own.end();
@@ -192,8 +199,13 @@ void Outcomes::check_rows(ModelList const& list, arma::Mat<double> const& data) 
 }
 
 void Outcomes::check_propriety(ModelList const& list, arma::Mat<double> const& data) const {
-  for (std::size_t i = 0; i < list.size(); ++i)
-    models[i]->check_propriety(data, {list[i].name(), level_names(list[i])});
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (!is_equation(list[i]) || is_phantom(list[i])) continue;
+    const estimator::Outcome::equation_names names = {list[i].name(), level_names(list[i]),
+                                                      coefficient_names(list[i])};
+    models[i]->check_design(data, names);
+    models[i]->check_propriety(data, names);
+  }
 }
 
 void Outcomes::draw(arma::Mat<double>& data) {

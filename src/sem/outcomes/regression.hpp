@@ -57,6 +57,7 @@ class Regression : public virtual estimator::Outcome {
   void addStarts(arma::Col<double> const& v) override;
   std::vector<arma::Col<double>> covariate_squares(arma::Mat<double> const& data) const override;
   void check_propriety(arma::Mat<double> const& data, equation_names const& names) const override;
+  void check_design(arma::Mat<double> const& data, equation_names const& names) const override;
   void scale_priors(double response, arma::Mat<double> const& observed) override;
   double residual_unit() const override { return residual_unit_; }
   /// Proposals of random effects that other equations read.

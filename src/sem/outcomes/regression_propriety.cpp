@@ -1,6 +1,7 @@
 // Whether the data carry the flat priors of a regression.
 
 #include <algorithm>
+#include <cmath>
 #include <string>
 
 #include "sem/outcomes/regression.hpp"
@@ -18,6 +19,49 @@ bool constant_within(double const* x, estimator::selector const& clusters) {
       if (x[i] != x[begin]) return false;
   }
   return true;
+}
+
+/// Columns of length one by the part of each that those before it leave (Gram-Schmidt, twice, which is enough: Giraud et
+/// al., 2005, Numerische Mathematik 101, 87-100).
+class independent_columns {
+ public:
+  /// The columns taken so far make x up to rounding.
+  bool explain(arma::Col<double> const& x) const { return arma::norm(rest_of(x)) < 1e-8; }
+  void add(arma::Col<double> const& x) {
+    arma::Col<double> const rest = rest_of(x);
+    basis_.push_back(rest / arma::norm(rest));
+    columns_.push_back(x);
+  }
+  /// Which of the columns have a part in `x`, which they make up.
+  std::vector<std::size_t> parts_of(arma::Col<double> const& x) const {
+    std::vector<std::size_t> out;
+    arma::Mat<double> X(x.n_elem, columns_.size());
+    for (std::size_t k = 0; k < columns_.size(); ++k) X.col(k) = columns_[k];
+    arma::Col<double> b;
+    if (!arma::solve(b, X, x, arma::solve_opts::no_approx)) return out;
+    for (std::size_t k = 0; k < columns_.size(); ++k)
+      if (std::fabs(b(k)) > 1e-6) out.push_back(k);
+    return out;
+  }
+
+ private:
+  arma::Col<double> rest_of(arma::Col<double> x) const {
+    for (int pass = 0; pass < 2; ++pass)
+      for (arma::Col<double> const& q : basis_) x -= arma::dot(q, x) * q;
+    return x;
+  }
+
+  std::vector<arma::Col<double>> basis_, columns_;
+};
+
+/// "'a', 'b' and 'c'".
+std::string listed(std::vector<std::string> const& names) {
+  std::string out;
+  for (std::size_t k = 0; k < names.size(); ++k) {
+    if (k > 0) out += k + 1 == names.size() ? " and " : ", ";
+    out += "'" + names[k] + "'";
+  }
+  return out;
 }
 
 std::string counted(arma::uword n, std::string const& what) {
@@ -70,6 +114,37 @@ void Regression::check_units(equation_names const& names) const {
               counted(n, "value") + " for " + counted(k, "coefficient") +
               ": the prior of the residual variance needs " + std::to_string(least) +
               ".\n       Use 'OPTIONS: prior1;' or fewer predictors.");
+}
+
+// Predictors that are imputed or computed from what is, and coefficients that are labelled or have a prior, are passed
+// over.
+void Regression::check_design(arma::Mat<double> const& data, equation_names const& names) const {
+  scan::columns const& X = scan_->terms().terms.x;
+  independent_columns known;
+  std::vector<std::string> known_names;
+  arma::Col<double> scratch;
+  for (arma::uword j = 0; j < X.size() && scan_->terms().prior.is_flat(); ++j) {
+    if (!arma::any(free == j) || X.is_mutable(j)) continue;
+    std::string const& name = names.coefficients.at(j);
+    double const* cells = X.at(j, data, unit_rows(), scratch);
+    arma::Col<double> x(cells, n_units);
+    if (!x.is_finite())
+      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome + "' gives values that are not finite.");
+    bool const is_constant = x.max() == x.min();
+    if (has_intercept && j == 0) continue;
+    if (is_constant && (has_intercept || x(0) == 0.0))
+      throw error("ERROR: Variable '" + name + "' does not vary.\n       Remove it and rerun.");
+    if (has_intercept) x -= arma::mean(x);
+    x /= arma::norm(x);
+    if (known.explain(x)) {
+      std::vector<std::string> parts;
+      for (std::size_t k : known.parts_of(x)) parts.push_back(known_names[k]);
+      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome + "' is a combination of " + listed(parts) +
+                  ".\n       Remove one of them and rerun.");
+    }
+    known.add(x);
+    known_names.push_back(name);
+  }
 }
 
 void Regression::check_propriety(arma::Mat<double> const& data, equation_names const& names) const {

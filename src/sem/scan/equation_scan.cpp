@@ -52,16 +52,27 @@ std::size_t equation_scan::effect_level() const {
 void equation_scan::refresh(arma::Mat<double> const& data, row_scale const& scale) {
   eq_.terms.refresh(data, eq_.rows);
   n_ = eq_.rows == nullptr ? data.n_rows : eq_.rows->n_elem;
+  if (first_ && coefficients_.prior().is_flat()) {
+    shifted_.choose(eq_.terms.x, eq_.free);
+    use_products_ = use_products_ && !shifted_.active();
+  }
+  if (shifted_.active()) shifted_.refresh(eq_.terms.x, scale);
   gram_.refresh(eq_.terms.x, scale);
-  if (first_ || gram_.version() != factored_version_) {
-    coefficients_.factor(gram_.values(), n_);
-    factored_version_ = gram_.version();
+  unsigned const version = shifted_.active() ? shifted_.version() : gram_.version();
+  if (first_ || version != factored_version_) {
+    coefficients_.factor(products(), n_);
+    factored_version_ = version;
   }
   x_moments_.refresh(eq_.terms.x, gram_.plain());
   for (std::size_t L = 0; L < within_.size(); ++L) {
     within_[L].refresh(eq_.terms.z[L], *eq_.structure.selectors[L], scale);
     z_moments_[L].refresh(eq_.terms.z[L]);
   }
+}
+
+/// X'X as the draw of the coefficients takes it.
+arma::Mat<double> const& equation_scan::products() const {
+  return shifted_.active() ? shifted_.gram() : gram_.values();
 }
 
 void equation_scan::build_products(arma::Mat<double> const& b, double variance) {
@@ -138,9 +149,10 @@ void equation_scan::draw_coefficients(row_scale const& scale, std::vector<arma::
       r = weighted_.memptr();
     }
     h_.set_size(X.n_cols);
-    multiply_transposed(1.0, X, r, 0.0, h_.memptr());
+    multiply_transposed(1.0, shifted_.active() ? shifted_.values() : X, r, 0.0, h_.memptr());
     double const variance = scale.is_one() ? scale.value() : 1.0;
-    coefficients_.draw(gram_.values(), h_.memptr(), variance, rng, b.memptr());
+    coefficients_.draw(products(), h_.memptr(), variance, rng, b.memptr());
+    if (shifted_.active()) shifted_.to_plain(b.memptr());
   }
   multiply(-1.0, X, b.memptr(), 1.0, r_.memptr());
 }

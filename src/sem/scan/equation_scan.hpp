@@ -11,6 +11,7 @@
 #include "sem/scan/values/predictive_draw.hpp"
 #include "sem/scan/random_effects.hpp"
 #include "sem/scan/row_scale.hpp"
+#include "sem/scan/shifted_design.hpp"
 #include "sem/scan/static_products.hpp"
 #include "sem/scan/variance_shares.hpp"
 #include "sem/wiring/cluster.hpp"
@@ -119,6 +120,7 @@ class equation_scan {
   bool is_static() const;
   bool can_use_products() const;
   void refresh(arma::Mat<double> const& data, row_scale const& scale);
+  arma::Mat<double> const& products() const;
   void start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u, row_scale const& scale);
   void start_residual(std::vector<arma::Mat<double>> const& u);
   void build_products(arma::Mat<double> const& b, double variance);
@@ -133,6 +135,7 @@ class equation_scan {
 
   gram gram_;
   coefficient_step coefficients_;
+  shifted_design shifted_;
   std::vector<cluster_products> within_;  ///< per level
   std::vector<random_effects_step> effects_;
   static_products products_;

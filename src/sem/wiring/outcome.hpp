@@ -104,10 +104,14 @@ class Outcome {
   struct equation_names {
     std::string outcome;
     std::vector<std::string> levels;
+    std::vector<std::string> coefficients;  ///< the predictors, as the report names them
   };
   /// Throws tovik::error when priors that are no distributions leave no distribution given the data: too few units for
   /// the coefficients, too few clusters for the random effects. After all constraints are made, missing cells filled.
   virtual void check_propriety(arma::Mat<double> const&, equation_names const&) const {}
+  /// Throws tovik::error with the names of predictors that never change and that are not finite, do not vary, or are
+  /// combinations of others, so that no coefficients are determined.
+  virtual void check_design(arma::Mat<double> const&, equation_names const&) const {}
 
   /// Puts the priors of variances on the scale of the data (see priors::scaled): `response` is the observed variance
   /// of the outcome on the scale of the equation, `observed` the working matrix with missing cells NaN. Before the first
