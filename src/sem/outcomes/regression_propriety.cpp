@@ -124,7 +124,7 @@ void Regression::check_design(arma::Mat<double> const& data, equation_names cons
   std::vector<std::string> known_names;
   arma::Col<double> scratch;
   for (arma::uword j = 0; j < X.size() && scan_->terms().prior.is_flat(); ++j) {
-    if (!arma::any(free == j) || X.is_mutable(j)) continue;
+    if (!arma::any(free == j) || X.is_dynamic(j)) continue;
     std::string const& name = names.coefficients.at(j);
     double const* cells = X.at(j, data, unit_rows(), scratch);
     arma::Col<double> x(cells, n_units);

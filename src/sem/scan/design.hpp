@@ -47,7 +47,7 @@ class columns {
   /// Units x columns, as last read.
   arma::Mat<double> const& values() const { return values_; }
   arma::uword size() const { return plain_.n_elem + computed_.size(); }
-  bool is_mutable(arma::uword j) const { return is_dynamic_[j]; }
+  bool is_dynamic(arma::uword j) const { return is_dynamic_[j]; }
   bool all_static() const { return dynamic_.empty(); }
   /// True if a computed column reads a parameter.
   bool holds_parameters() const { return holds_parameters_; }
