@@ -18,10 +18,6 @@ namespace {
 
 using model::anyVariable;
 
-[[noreturn]] void unable_to_parse(const std::string& statement) {
-  throw error("ERROR: Unable to parse line in MODEL command.\n       Problem command: " + statement);
-}
-
 anyVariable parse_side(const std::string& token, const VariableList& variables, evaluate::defines* names) {
   anyVariable term = anyVariable::parse(token, variables, names, false);
   model::check_no_variable(term.param, token, variables, false);
@@ -40,7 +36,7 @@ std::vector<anyVariable> parse_sides(const std::string& text, const std::string&
   std::vector<anyVariable> out;
   for (const std::string& token : model::terms(text, trim(text)))
     out.push_back(parse_side(token, variables, names));
-  if (out.empty()) unable_to_parse(statement);
+  if (out.empty()) model::unable_to_parse(statement);
   return out;
 }
 

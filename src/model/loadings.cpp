@@ -20,10 +20,6 @@ struct loading_statement {
   std::string random;  ///< behind "|", with the sign; empty for none
 };
 
-[[noreturn]] void unable_to_parse(const std::string& statement) {
-  throw error("ERROR: Unable to parse line in MODEL command.\n       Problem command: " + statement);
-}
-
 loading_statement cut_statement(const std::string& text) {
   const std::size_t equals = model::find_outside(text, "=~");
   const std::size_t arrow = equals != std::string::npos ? equals : model::find_outside(text, "->");
@@ -34,9 +30,9 @@ loading_statement cut_statement(const std::string& text) {
   loading_statement out;
   const std::vector<std::string> factors = model::terms(left, left);
   out.indicators = model::terms(right.substr(0, bar), left);
-  if (factors.size() != 1 || out.indicators.empty()) unable_to_parse(text);
+  if (factors.size() != 1 || out.indicators.empty()) model::unable_to_parse(text);
   out.factor = factors.front();
-  if (!model::cut_suffix(out.factor).suffix.empty()) unable_to_parse(text);
+  if (!model::cut_suffix(out.factor).suffix.empty()) model::unable_to_parse(text);
   if (bar != std::string::npos) out.random = " |" + right.substr(bar + 1);
   return out;
 }

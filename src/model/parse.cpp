@@ -122,7 +122,7 @@ statement_kind classify(const std::string& statement) {
   if (holds(statement, "~")) return statement_kind::regression;
   if (is_definition(statement)) return statement_kind::definition;
   if (holds(statement, "<-")) return statement_kind::regression;
-  throw error("ERROR: Unable to parse line in MODEL command.\n       Problem command: " + statement);
+  model::unable_to_parse(statement);
 }
 
 ModelList _parse(std::vector<block::one_model> statements, VariableList& variables, const block::map& blocks,

@@ -88,4 +88,8 @@ std::vector<std::string> terms(const std::string& text, const std::string& outco
               "^");
 }
 
+[[noreturn]] void unable_to_parse(const std::string& statement) {
+  throw error("ERROR: Unable to parse line in MODEL command.\n       Problem command: " + statement);
+}
+
 }  // namespace tovik::model

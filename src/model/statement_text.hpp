@@ -31,4 +31,7 @@ term_text cut_suffix(const std::string& term);
 std::vector<std::string> terms(const std::string& text, const std::string& outcome,
                                const std::string& prefix = "");
 
+/// Throws tovik::error "Unable to parse line in MODEL command." with the statement below it.
+[[noreturn]] void unable_to_parse(const std::string& statement);
+
 }  // namespace tovik::model
