@@ -140,12 +140,12 @@ TEST(Usage, NamesEveryOptionOnALine) {
        {"-o, --outfile", "--stacked ", "--stacked0", "--dataset", "--separate", "--iterations", "--estimates", "--psr",
         "--burn", "--waldtest", "--correlations", "-s, --seed", "-d, --data", "--traceplot", "--output", "--truncate",
         "-c, --col", "-h, --help", "--version", "--changelog"}) {
-    EXPECT_NE(text.find("\n  " + std::string(option)), std::string::npos) << option;
+    EXPECT_NE(text.find(tovik::format("\n  %s", option)), std::string::npos) << option;
   }
 }
 
 TEST(Version, IsThatOfTheBuildFiles) {
-  std::ifstream in(std::string(TOVIK_SOURCE_DIR) + "/CMakeLists.txt");
+  std::ifstream in(std::filesystem::path(TOVIK_SOURCE_DIR) / "CMakeLists.txt");
   const std::string text{std::istreambuf_iterator<char>(in), {}};
   EXPECT_NE(text.find(tovik::format("project(tovik VERSION %s ", tovik::version_number)), std::string::npos);
   const char* argv[] = {"tovik", "file", nullptr};
@@ -172,7 +172,7 @@ TEST_F(CommandLine, OptionsOfTheReportPushNoWarning) {
 
 TEST_F(CommandLine, ExactWordsHaveOneSpelling) {
   for (const char* option : {"--Output", "--TRACEPLOT", "--TRUNCATE", "-O2", "--stack", "seed", "", "-"}) {
-    EXPECT_EQ(error_of({option, "x"}), "ERROR: Invalid command line argument: '" + std::string(option) + "'");
+    EXPECT_EQ(error_of({option, "x"}), tovik::format("ERROR: Invalid command line argument: '%s'", option));
   }
 }
 
