@@ -45,9 +45,9 @@ constexpr save_key save_keys[] = {
 /// A second "=" tells that a comma between two files was forgotten: the second would become part of the name of
 /// the first.
 void refuse_equals(const std::string& key, const std::string& text) {
-  const std::size_t first = text.find('=');
-  if (first == std::string::npos || text.find('=', first + 1) == std::string::npos) return;
-  throw error("ERROR: The path '" + join(words(text.substr(first + 1)), " ") + "' of the SAVE command (" + key +
+  const std::size_t path = std::min(text.find_first_not_of("= ", text.find('=')), text.size());
+  if (text.find('=', path) == std::string::npos) return;
+  throw error("ERROR: The path '" + join(words(text.substr(path)), " ") + "' of the SAVE command (" + key +
               ") holds \"=\".\n       Please separate the files of the SAVE command by commas.");
 }
 

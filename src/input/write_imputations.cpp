@@ -82,7 +82,7 @@ void InputFile::saveDataFunction(const arma::Mat<double>& data, const int& imput
 void InputFile::writeStacked(const std::string& key) const {
   const std::size_t first = key == "stacked0" ? 0 : 1;
   arma::uword rows = 0;
-  arma::uword columns = 0;
+  arma::uword columns = dataNames.size();  // an interrupted run may have drawn no set
   for (std::size_t m = first; m < imputations.size(); ++m) {
     rows += imputations[m].n_rows;
     columns = std::max(columns, imputations[m].n_cols);

@@ -43,11 +43,7 @@ void watch() {
   action.sa_handler = on_signal;
   action.sa_flags = SA_RESTART;
   sigemptyset(&action.sa_mask);
-  for (const int signal : {SIGINT, SIGTERM}) {
-    struct sigaction before {};
-    sigaction(signal, nullptr, &before);
-    if (before.sa_handler != SIG_IGN) sigaction(signal, &action, nullptr);  // as nohup and shells ask
-  }
+  for (const int signal : {SIGINT, SIGTERM}) sigaction(signal, &action, nullptr);
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGXFSZ, SIG_IGN);
 }

@@ -2,7 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <csignal>
+
+#include "app/chain_group.hpp"
 #include "app/counting_estimator.hpp"
+#include "support/interrupt.hpp"
 
 using tovik::chain;
 using tovik::chain_info;
@@ -177,6 +181,73 @@ TEST(Chain, NamesTheWayOutWhenCorrelationsFail) {
                  "ERROR: The model for correlations among residuals failed.\n"
                  "       Disable estimating this model using 'OPTIONS: disable_corrs'");
   }
+}
+
+/// Asks the chains to end once an estimator has done so many scans.
+class Impatient : public CountingEstimator {
+ public:
+  explicit Impatient(int last) : last_(last) {}
+  void oneRep() {
+    CountingEstimator::oneRep();
+    if (scans == last_) tovik::interrupt::request(SIGTERM);
+  }
+
+ private:
+  int last_;
+};
+
+class Interruption : public testing::Test {
+ protected:
+  void TearDown() override { tovik::interrupt::request(0); }
+  static void run(chain<Impatient>& one) {
+    testing::internal::CaptureStdout();
+    one.run();
+    testing::internal::GetCapturedStdout();
+  }
+};
+
+TEST_F(Interruption, KeepsTheDrawsSoFar) {
+  const auto estimator = std::make_shared<Impatient>(11);
+  chain_info info = share(8, 100);
+  info.imputations = {1, 2};
+  int saved = 0;
+  info.saves.assign(2, [&](const arma::Mat<double>&) { ++saved; });
+  chain<Impatient> one(estimator, info);
+  run(one);
+  EXPECT_EQ(estimator->scans, 11) << "the scan is finished, and none begins";
+  EXPECT_EQ(one.burn_draws().draws().n_cols, 8u);
+  ASSERT_EQ(one.iter_draws().draws().n_cols, 3u);
+  EXPECT_EQ(one.iter_draws().draws()(0, 2), 11.0);
+  EXPECT_EQ(saved, 0);
+  EXPECT_FALSE(one.error());
+}
+
+TEST_F(Interruption, InTheBurnInLeavesNoDrawsAndChecksNoTuning) {
+  const auto estimator = std::make_shared<Impatient>(5);
+  estimator->fail_tune_check = true;
+  chain<Impatient> one(estimator, share(8, 100));
+  run(one);
+  EXPECT_EQ(one.burn_draws().size(), 5u);
+  EXPECT_EQ(one.iter_draws().size(), 0u);
+  EXPECT_FALSE(one.error());
+}
+
+TEST_F(Interruption, OfAGroupStartsNoFurtherChain) {
+  tovik::chain_group<Impatient> group(1);
+  for (std::uint32_t id : {1u, 2u}) {
+    chain_info info = share(4, 20);
+    info.id = id;
+    group.push_back(chain<Impatient>(std::make_shared<Impatient>(10), info));
+  }
+  testing::internal::CaptureStdout();
+  group.exec();
+  testing::internal::GetCapturedStdout();
+  EXPECT_TRUE(group.interrupted());
+  EXPECT_EQ(group.done().iterations, 6u);
+  EXPECT_EQ(group.done().planned_iterations, 40u);
+  EXPECT_EQ(group.iterations().n_chains(), 2u);
+  EXPECT_EQ(group.estimates().n_chains(), 1u) << "only chains with draws are summarised";
+  EXPECT_EQ(group.estimates().n_cols(), 6u);
 }
 
 }  // namespace

@@ -1,13 +1,20 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 
 #include "app/application.hpp"
+#include "app/usage.hpp"
+#include "app/version.hpp"
 #include "capture.hpp"
 #include "data/variable_list.hpp"
 #include "input/input_file.hpp"
 #include "results/summary.hpp"
+#include "scratch_folder.hpp"
 #include "support/error.hpp"
+#include "support/text.hpp"
 #include "support/warning.hpp"
 
 using tovik::Application;
@@ -115,11 +122,34 @@ TEST_F(CommandLine, ColumnsAddUp) {
   EXPECT_EQ(tovik::Summary::cols.size(), 2u);
 }
 
-TEST_F(CommandLine, AReportThatCannotBeOpenedLeavesStandardOutput) {
-  parse({"--output", "/no/such/folder/report.txt"});
+TEST_F(CommandLine, TheReportIsNotOpenedBeforeItsPathIsChecked) {
+  const tovik::tests::scratch_folder scratch;
+  const std::string path = (scratch.path() / "report.txt").string();
+  parse({"--output", path.c_str()});
   EXPECT_EQ(Application::fp, stdout);
   EXPECT_FALSE(Application::print_iterations);
+  EXPECT_EQ(tovik::Output::report_path, path);
+  EXPECT_TRUE(std::filesystem::is_empty(scratch.path()));
   Application::print_iterations = true;
+  tovik::Output::report_path.clear();
+}
+
+TEST(Usage, NamesEveryOptionOnALine) {
+  const std::string text = tovik::usage;
+  for (const char* option :
+       {"-o, --outfile", "--stacked ", "--stacked0", "--dataset", "--separate", "--iterations", "--estimates", "--psr",
+        "--burn", "--waldtest", "--correlations", "-s, --seed", "-d, --data", "--traceplot", "--output", "--truncate",
+        "-c, --col", "-h, --help", "--version", "--changelog"}) {
+    EXPECT_NE(text.find(tovik::format("\n  %s", option)), std::string::npos) << option;
+  }
+}
+
+TEST(Version, IsThatOfTheBuildFiles) {
+  std::ifstream in(std::filesystem::path(TOVIK_SOURCE_DIR) / "CMakeLists.txt");
+  const std::string text{std::istreambuf_iterator<char>(in), {}};
+  EXPECT_NE(text.find(tovik::format("project(tovik VERSION %s ", tovik::version_number)), std::string::npos);
+  const char* argv[] = {"tovik", "file", nullptr};
+  EXPECT_EQ(Application(2, argv).version, tovik::version_number);
 }
 
 TEST_F(CommandLine, SeedAndDataOverrideTheirCommands) {
@@ -142,7 +172,7 @@ TEST_F(CommandLine, OptionsOfTheReportPushNoWarning) {
 
 TEST_F(CommandLine, ExactWordsHaveOneSpelling) {
   for (const char* option : {"--Output", "--TRACEPLOT", "--TRUNCATE", "-O2", "--stack", "seed", "", "-"}) {
-    EXPECT_EQ(error_of({option, "x"}), "ERROR: Invalid command line argument: '" + std::string(option) + "'");
+    EXPECT_EQ(error_of({option, "x"}), tovik::format("ERROR: Invalid command line argument: '%s'", option));
   }
 }
 

@@ -8,6 +8,7 @@
 
 #include "evaluate/error.hpp"
 #include "support/error.hpp"
+#include "support/file_writer.hpp"
 
 namespace {
 
@@ -65,11 +66,29 @@ TEST(Handlers, TellThreadFailuresFromSingularMatrices) {
   const std::string text =
       words([] { throw std::system_error(std::make_error_code(std::errc::resource_unavailable_try_again)); });
   EXPECT_EQ(text.find("positive definite"), std::string::npos);
+  EXPECT_EQ(text.rfind("ERROR: The system refuses what the run needs: ", 0), 0u) << text;
 }
 
 TEST(Handlers, PrintOtherExceptionsByTheirText) {
   EXPECT_EQ(words([] { throw std::logic_error("odd"); }), "odd\n" + no_warnings);
-  EXPECT_EQ(words([] { throw std::bad_alloc(); }), "std::bad_alloc\n" + no_warnings);
+}
+
+TEST(Handlers, TellWhatToDoWhenMemoryIsShort) {
+  EXPECT_EQ(words([] { throw std::bad_alloc(); }),
+            "ERROR: There is not enough memory for this run.\n"
+            "       Fewer CHAINS, ITERATIONS, BURN or NIMPS, or fewer variables, need less.\n" +
+                no_warnings);
+}
+
+TEST(Handlers, NameFilesThatCouldNotBeWrittenBehindEverythingElse) {
+  const std::string file = "ERROR: The file 'a.csv' could not be written completely.\n";
+  EXPECT_EQ(words([] { tovik::file_set::failures().push_back("a.csv"); }), file);
+  EXPECT_EQ(words([] {
+              tovik::file_set::failures().push_back("a.csv");
+              throw tovik::error("ERROR: x");
+            }),
+            "ERROR: x\n" + no_warnings + file);
+  EXPECT_TRUE(tovik::file_set::failures().empty());
 }
 
 TEST(Handlers, ReturnZeroAndPrintNothingOnSuccess) { EXPECT_EQ(words([] {}, 0), ""); }

@@ -213,6 +213,9 @@ TEST_F(ResultFiles, TracesHoldTheBurnInByParameter) {
   EXPECT_FALSE(std::filesystem::exists("traces/burn9.csv"));
   EXPECT_TRUE(std::filesystem::exists("traces/labels.dat"));
   group->saveTraces("no/such/folder", prepared->vars, prepared->models);
+  ASSERT_EQ(file_set::failures().size(), 9u);
+  EXPECT_EQ(file_set::failures().back(), "no/such/folder/labels.dat");
+  file_set::failures().clear();
 }
 
 TEST_F(ResultFiles, LabelsNameEveryRowOfTheDraws) {
@@ -236,6 +239,8 @@ TEST_F(ResultFiles, LabelsNameEveryRowOfTheDraws) {
             "\"y\" \"R2\" \"Level-1 Residual Variation\" 11\n");
   EXPECT_EQ(group->iterations().n_rows(), 11u);
   group->saveLabelFile("no/such/folder/l.dat", prepared->vars, prepared->models);
+  EXPECT_EQ(file_set::failures(), Names{"no/such/folder/l.dat"});
+  file_set::failures().clear();
 }
 
 TEST_F(ResultFiles, WhatIsSwitchedOffLeavesNoFile) {

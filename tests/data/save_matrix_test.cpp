@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "support/error.hpp"
+#include "support/file_writer.hpp"
 #include "support/text.hpp"
 
 namespace tovik::save_matrix_test {
@@ -31,9 +32,9 @@ TEST_F(SaveMatrix, WritesCommas) {
   save_matrix(m, path_, "csv", {"a", "b", "c"}, "NA", nan, false);
   EXPECT_EQ(content(),
             "a,b,c\n"
-            "1.0000000000e+00,3.5000,NA\n"
-            "-0.0000000000e+00,1.2346,2.0000000000e+07\n"
-            "2.1474836480e+09,-0.0000,7.0000000000e+00\n");
+            "1,3.5000,NA\n"
+            "0,1.2346,20000000\n"
+            "2147483648,-0.0000,7\n");
 }
 
 TEST_F(SaveMatrix, WritesBlanksAndTheMissingValue) {
@@ -51,7 +52,7 @@ TEST_F(SaveMatrix, WritesMissingTextInItsColumn) {
 
 TEST_F(SaveMatrix, WritesWholeNumbersWithoutDecimals) {
   save_matrix(arma::Mat<double>{{3.0, 3.5, -2147483648.0, -9000000.0}}, path_, "csv", "", nan, false);
-  EXPECT_EQ(content(), "3,3.5000,-2147483648.0000,-9000000\n");
+  EXPECT_EQ(content(), "3,3.5000,-2147483648,-9000000\n");
 }
 
 TEST_F(SaveMatrix, WritesScientificNotationOnRequest) {
@@ -84,20 +85,20 @@ TEST_F(SaveMatrix, WritesInfinityAmongBlanks) {
 TEST_F(SaveMatrix, InfinityMakesItsColumnLarge) {
   const double inf = std::numeric_limits<double>::infinity();
   save_matrix(arma::Mat<double>{{inf, -inf}, {1, 1}}, path_, "csv", "", nan, false);
-  EXPECT_EQ(content(), "inf,-inf\n1.0000000000e+00,1\n");
+  EXPECT_EQ(content(), "inf,-inf\n1,1\n");
 }
 
 TEST_F(SaveMatrix, OnlyPositiveValuesMakeAColumnLarge) {
-  save_matrix(arma::Mat<double>{{10000000.0, 10000000.5, -1e300}, {nan, 1, 2}}, path_, "dat", "", nan, false);
+  save_matrix(arma::Mat<double>{{10000000.0, 10000000.5, -1e300}, {nan, 1.25, 2}}, path_, "dat", "", nan, false);
   const std::string text = content();
   EXPECT_EQ(text.substr(0, 31), "10000000.0000 1.0000000500e+07 ");
   EXPECT_EQ(text.substr(31, text.find('\n') - 31), format("%12.4f", -1e300));
-  EXPECT_NE(text.find("\n         nan 1.0000000000e+00       2.0000\n"), std::string::npos) << text;
+  EXPECT_NE(text.find("\n         nan 1.2500000000e+00       2.0000\n"), std::string::npos) << text;
 }
 
 TEST_F(SaveMatrix, TheMissingValueFollowsTheRuleOfNumbers) {
   save_matrix(arma::Mat<double>{{nan, 2e7, 1.5}, {nan, nan, nan}}, path_, "csv", "", -99.0, false);
-  EXPECT_EQ(content(), "-99,2.0000000000e+07,1.5000\n-99,-9.9000000000e+01,-99\n");
+  EXPECT_EQ(content(), "-99,20000000,1.5000\n-99,-99,-99\n");
   save_matrix(arma::Mat<double>(1, 1).fill(nan), path_, "csv", "", std::numeric_limits<double>::infinity(), false);
   EXPECT_EQ(content(), "inf\n");
 }
@@ -118,10 +119,62 @@ TEST_F(SaveMatrix, RejectsAnotherNumberOfNames) {
                error_debug);
 }
 
-TEST_F(SaveMatrix, PathThatCannotBeOpenedWritesNothing) {
-  save_matrix(arma::Mat<double>(1, 1, arma::fill::zeros), ::testing::TempDir() + "no/such/folder/x.csv",
-              "csv", "", nan, false);
-  EXPECT_EQ(content(), "");
+TEST_F(SaveMatrix, WholeNumbersKeepTheirDigitsInLargeColumns) {
+  const arma::Mat<double> m = {{123456789012345, 20000000}, {9007199254740991, 1.5}, {-12, 3}};
+  save_matrix(m, path_, "csv", "", nan, false);
+  EXPECT_EQ(content(), "123456789012345,20000000\n9007199254740991,1.5000000000e+00\n-12,3\n");
+  save_matrix(m, path_, "dat", "", nan, false);
+  EXPECT_EQ(content(),
+            "123456789012345     20000000\n9007199254740991 1.5000000000e+00\n         -12            3\n");
+}
+
+TEST_F(SaveMatrix, CellsThatWereReadReadBackAsTheSameNumber) {
+  const arma::Col<double> values = {0.5,    0.12345,   1e-7,      1.0 / 3.0, 12345678.25, 123456789.123456,
+                                    1e300,  5e-324,    -2.00001,  1e17,      -0.1,        0.30000000000000004};
+  for (const char* delimiter : {"csv", "dat"}) {
+    save_matrix(values, path_, delimiter, {}, "", nan, false, read_cells(values.n_elem, 1, arma::fill::ones));
+    std::istringstream lines(content());
+    std::string line;
+    for (double v : values) {
+      ASSERT_TRUE(std::getline(lines, line));
+      EXPECT_EQ(std::strtod(line.c_str(), nullptr), v) << line;
+    }
+  }
+}
+
+TEST_F(SaveMatrix, CellsThatWereReadHaveFourDecimalsWhenTheseAreEnough) {
+  save_matrix(arma::Col<double>{0.5, 0.12345, -12.0625, 0.00001}, path_, "csv", {}, "", nan, false,
+              read_cells(4, 1, arma::fill::ones));
+  EXPECT_EQ(content(), "0.5000\n0.12345\n-12.0625\n1e-05\n");
+}
+
+TEST_F(SaveMatrix, ComputedCellsOfANarrowColumnHaveTenDecimals) {
+  const arma::Mat<double> m = {{0.012345678, 0.012345678}, {0.02, 0.5}, {0, nan}, {nan, 1.23456}};
+  save_matrix(m, path_, "csv", "NA", nan, false);
+  EXPECT_EQ(content(),
+            "1.2345678000e-02,0.0123\n2.0000000000e-02,0.5000\n0,NA\nNA,1.2346\n");
+}
+
+TEST_F(SaveMatrix, ComputedCellsStandBesideCellsThatWereRead) {
+  read_cells read(2, 2, arma::fill::zeros);
+  read(0, 0) = read(1, 1) = 1;
+  save_matrix(arma::Mat<double>{{1.23456, 1.23456}, {2.23456, 2.23456}}, path_, "csv", {}, "", nan, false, read);
+  EXPECT_EQ(content(), "1.23456,1.2346\n2.2346,2.23456\n");
+  EXPECT_THROW(save_matrix(arma::Mat<double>(3, 3), path_, "csv", {}, "", nan, false, read), error_debug);
+}
+
+TEST_F(SaveMatrix, NamesWithCommasStandInQuotes) {
+  const arma::Mat<double> m = {{1, 2, 3}};
+  save_matrix(m, path_, "csv", {"a,b", "c", "d\"e"}, "", nan, false);
+  EXPECT_EQ(content(), "\"a,b\",c,\"d\"\"e\"\n1,2,3\n");
+}
+
+TEST_F(SaveMatrix, AFileThatCannotBeWrittenIsNamed) {
+  const std::string none = ::testing::TempDir() + "no/such/folder/x.csv";
+  save_matrix(arma::Mat<double>(1, 1, arma::fill::zeros), none, "csv", "", nan, false);
+  save_matrix(arma::Mat<double>(1, 1, arma::fill::zeros), "/dev/full", "csv", "", nan, false);
+  EXPECT_EQ(file_set::failures(), (std::vector<std::string>{none, "/dev/full"}));
+  file_set::failures().clear();
 }
 
 }  // namespace

@@ -172,7 +172,8 @@ TEST_F(WriteFiles, AveragesAreCellsOfTheData) {
   in->writeAvgImp(seen);
   in->writeVarImp(seen);
   EXPECT_EQ(file("a.csv"), "y,x\n1.5000,2\n2.5000,NA\n");
-  EXPECT_EQ(file("v.dat").substr(26), "      0.5000       0.5000\n      0.5000           NA\n");
+  // The first column does not vary, which is less than 0.05.
+  EXPECT_EQ(file("v.dat").substr(26), "5.0000000000e-01       0.5000\n5.0000000000e-01           NA\n");
 }
 
 TEST_F(WriteFiles, AveragesFollowTheMissingNumberWithoutNames) {
@@ -191,6 +192,7 @@ TEST_F(WriteFiles, SeparateSetsAreWrittenAtOnce) {
   in->chainInfo();
   in->saveDataFunction(cells(1), 1);
   in->saveDataFunction(cells(5), 2);
+  in->writeData();
   EXPECT_EQ(file("s1.csv"), "y,x\n1,1.5000\n2,NA\n");
   EXPECT_EQ(file("s2.csv"), "y,x\n5,5.5000\n6,NA\n");
   EXPECT_EQ(file("slist.csv"), "s1.csv\ns2.csv");
@@ -203,10 +205,10 @@ TEST_F(WriteFiles, ChainsHandTheirSetsToTheFile) {
   const auto infos = in->chainInfo();
   infos[1].saves[0](cells(1));
   infos[0].saves[1](cells(3));
+  in->writeData();
   EXPECT_EQ(file("s2.dat"), "1.0000000000e+00 1.5000000000e+00\n2.0000000000e+00          nan\n");
   EXPECT_FALSE(exists("s1.dat"));
   EXPECT_EQ(in->imputations[3].n_rows, 2u);
-  output([&] { in->writeData(); });
   EXPECT_EQ(file("st.csv").substr(0, 51), "2.0000000000e+00,1.0000000000e+00,1.5000000000e+00\n")
       << "a set that no chain took is passed over";
 }
@@ -225,7 +227,8 @@ TEST_F(WriteFiles, StackedSetsAreNumbered) {
   in->imputations[0] = arma::Col<double>{1, nan, 3};
   in->saveDataFunction(cells(1), 1);
   in->saveDataFunction(cells(2), 2);
-  const std::string text = output([&] { in->writeData(); });
+  in->writeData();
+  const std::string text = output([&] { in->printVariableOrder(); });
   EXPECT_EQ(text, report_.text());
   EXPECT_EQ(file("st.csv"), "imp#,y,x.residual\n1,1,1.5000\n1,2,NA\n2,2,2.5000\n2,3,NA\n");
   EXPECT_EQ(file("st0.dat"),
@@ -251,28 +254,28 @@ TEST_F(WriteFiles, TheOrderOfVariablesIsPrintedOnceForEachFile) {
   Output::fp = stdout;
   const std::string names =
       "     name1 name2 name3 name4 name5 name6 name7 name8 name9 name10 name11 sixteen\n\n";
-  const std::string text = output([&] { in->writeData(); });
+  const std::string text = output([&] { in->printVariableOrder(); });
   EXPECT_EQ(text, "\nVARIABLE ORDER IN IMPUTED DATA:\n\n  separate = 's*.csv'\n\n" + names +
                       "    avgimp = 'a.csv'\n\n" + names + "    varimp = 'v.csv'\n\n" + names);
   in->dataNames.push_back("w");
-  EXPECT_NE(output([&] { in->writeData(); }).find("sixteen\n     w\n\n"), std::string::npos);
+  EXPECT_NE(output([&] { in->printVariableOrder(); }).find("sixteen\n     w\n\n"), std::string::npos);
 }
 
 TEST_F(WriteFiles, WithoutImputationsThereAreNoSets) {
   auto in = add("SAVE: stacked = st.csv, stacked0 = st0.csv, separate = s*.csv;");
   in->chainInfo();
-  EXPECT_EQ(output([&] { in->writeData(); }), "");
+  EXPECT_EQ(output([&] { in->printVariableOrder(); }), "");
   EXPECT_FALSE(exists("st.csv") || exists("st0.csv"));
   auto averaged = add("SAVE: stacked = st.csv, avgimp = a.csv;");
   averaged->dataNames = {"y"};
-  EXPECT_EQ(output([&] { averaged->writeData(); }),
+  EXPECT_EQ(output([&] { averaged->printVariableOrder(); }),
             "\nVARIABLE ORDER IN IMPUTED DATA:\n\n    avgimp = 'a.csv'\n\n     y\n\n");
   EXPECT_FALSE(exists("st.csv"));
   auto nothing = add("");
-  EXPECT_EQ(output([&] { nothing->writeData(); }), "");
+  EXPECT_EQ(output([&] { nothing->printVariableOrder(); }), "");
 }
 
-TEST_F(WriteFiles, AFolderThatHasGoneLosesTheFile) {
+TEST_F(WriteFiles, AFolderThatHasGoneIsAFailureForEachFile) {
   std::filesystem::create_directory("gone");
   const auto in = add("SAVE: burn = gone/b.csv, estimates = gone/e.csv, avgimp = gone/a.csv;");
   std::filesystem::remove("gone");
@@ -282,6 +285,22 @@ TEST_F(WriteFiles, AFolderThatHasGoneLosesTheFile) {
   seen += cells(1);
   in->writeAvgImp(seen);
   EXPECT_FALSE(exists("gone"));
+  EXPECT_EQ(file_set::failures(), (Names{"gone/b.csv", "gone/e.csv", "gone/a.csv"}));
+  file_set::failures().clear();
+}
+
+TEST_F(WriteFiles, SetsOfAnInterruptedRunAreNotMixedWithOlderOnes) {
+  for (const char* name : {"s1.csv", "s2.csv", "s3.csv", "slist.csv"}) write(name, "old");
+  auto in = add("NIMPS: 3; SAVE: separate = s*.csv; MISSING: NA;");
+  in->dataNames = {"y", "x"};
+  in->chainInfo();
+  in->saveDataFunction(cells(1), 1);
+  in->saveDataFunction(cells(3), 3);
+  EXPECT_EQ(file("s1.csv"), "old") << "nothing appears before the end";
+  in->writeData();
+  EXPECT_EQ(file("slist.csv"), "s1.csv\ns3.csv");
+  EXPECT_EQ(file("s3.csv"), "3,3.5000\n4,NA\n");
+  EXPECT_FALSE(exists("s2.csv"));
 }
 
 }  // namespace

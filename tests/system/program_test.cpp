@@ -114,7 +114,7 @@ TEST_F(Program, LetsTheCommandLineOverrideTheFile) {
 TEST_F(Program, StopsOnAFullDisk) {
   const run_result run = run_program(regression() + " --output /dev/full");
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.output.find("ERROR: The report could not be written completely."), std::string::npos);
+  EXPECT_NE(run.output.find("ERROR: The file '/dev/full' could not be written completely.\n"), std::string::npos);
 }
 
 TEST_F(Program, SurvivesAClosedStandardOutput) {

@@ -1,0 +1,263 @@
+// What a run leaves on the disk when something goes wrong: full disks, folders that go, closed pipes, signals,
+// paths that would destroy other files, wrong options.
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "system/program.hpp"
+
+namespace fs = std::filesystem;
+using namespace tovik::tests;
+
+namespace {
+
+const std::string keys[] = {"stacked",    "stacked0", "avgimp", "varimp",   "estimates",  "iterations",
+                            "burn",       "psr",      "starts", "labelfile", "likelihood", "simple"};
+
+std::string unwritten(const std::string& path) {
+  return "ERROR: The file '" + path + "' could not be written completely.\n";
+}
+
+class Files : public testing::Test {
+ protected:
+  void SetUp() override {
+    fs::copy_file(fs::path(TOVIK_SOURCE_DIR) / "examples/attitude/attitude.csv", at("attitude.csv"));
+  }
+
+  std::string at(const std::string& name) const { return (scratch_.path() / name).string(); }
+  bool exists(const std::string& name) const { return fs::exists(at(name)); }
+  std::string text(const std::string& name) const { return read_file(at(name)); }
+
+  /// Writes a command file of a run of `iterations`.
+  std::string commands(const std::string& more, const std::string& iterations = "400") const {
+    write_file(at("run.tovik"),
+               "DATA: attitude.csv; CENTER: grandmean = learning complaints; MODEL: rating ~ complaints*learning "
+               "complaints learning;"
+               "SIMPLE: complaints | learning @ 0; SEED: 1; BURN: 200; CHAINS: 2 processors 1; ITERATIONS: " +
+                   iterations + ";" + more);
+    return at("run.tovik");
+  }
+
+  /// Runs a line of the shell, in which "$P" is the program; the status as the shell tells it.
+  static int shell(const std::string& line) {
+    const std::string whole = "P=" + std::string(TOVIK_PROGRAM) + "; " + line;
+    const int status = std::system(whole.c_str());
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+  }
+
+  void expect_no_temporaries() const {
+    for (const auto& file : fs::directory_iterator(scratch_.path())) {
+      EXPECT_NE(file.path().filename().string().rfind(".tovik", 0), 0u) << file.path();
+    }
+  }
+
+ private:
+  scratch_folder scratch_;
+};
+
+TEST_F(Files, AFullDiskIsNamedForEveryKeyAndLosesNoOtherFile) {
+  for (const std::string& key : keys) {
+    const std::string other = key == "burn" ? "iterations" : "burn";
+    fs::remove(at("other.csv"));
+    const run_result run =
+        run_program(commands("NIMPS: 2; SAVE: " + key + " = /dev/full, separate = s*.csv, " + other + " = other.csv;"));
+    EXPECT_EQ(run.status, 1) << key;
+    EXPECT_EQ(run.output.substr(run.output.size() - unwritten("/dev/full").size()), unwritten("/dev/full")) << key;
+    EXPECT_NE(run.output.find("OUTCOME MODEL ESTIMATES"), std::string::npos) << key;
+    EXPECT_TRUE(exists("other.csv")) << key;
+    EXPECT_TRUE(exists("s2.csv")) << key;
+  }
+  expect_no_temporaries();
+}
+
+TEST_F(Files, AFullDiskIsNamedOnBothStreams) {
+  const std::string input = commands("SAVE: burn = /dev/full;");
+  EXPECT_EQ(shell("$P " + input + " > " + at("out") + " 2> " + at("err")), 1);
+  EXPECT_EQ(text("err"), unwritten("/dev/full"));
+  EXPECT_NE(text("out").find("\n" + unwritten("/dev/full")), std::string::npos);
+}
+
+TEST_F(Files, FilesThatMayNotGrowKeepWhatStoodThere) {
+  write_file(at("it.csv"), "results of yesterday\n");
+  const std::string input = commands("SAVE: iterations = it.csv, estimates = e.csv;");
+  // Blocks of 512 or 1024 bytes: 16 KiB at most.
+  EXPECT_EQ(shell("(ulimit -f 16; cd /; $P " + input + ") | cat > " + at("out") + "; grep -q \"ERROR: The file "
+                  "'it.csv' could not be written completely.\" " + at("out")),
+            0);
+  EXPECT_EQ(text("it.csv"), "results of yesterday\n");
+  EXPECT_TRUE(exists("e.csv"));
+  expect_no_temporaries();
+}
+
+TEST_F(Files, AFolderThatGoesDuringTheRunLosesItsFilesOnly) {
+  fs::create_directory(at("gone"));
+  const std::string input =
+      commands("NIMPS: 2; SAVE: separate = gone/s*.csv, burn = gone/b.csv, estimates = e.csv;", "200000");
+  EXPECT_EQ(shell("$P " + input + " > " + at("out") + " 2>/dev/null & sleep 0.3; rm -r " + at("gone") + "; wait $!"), 1);
+  for (const char* name : {"gone/s1.csv", "gone/s2.csv", "gone/slist.csv", "gone/b.csv"}) {
+    EXPECT_NE(text("out").find(unwritten(name)), std::string::npos) << name;
+  }
+  EXPECT_TRUE(exists("e.csv"));
+  EXPECT_FALSE(exists("gone"));
+}
+
+TEST_F(Files, AReaderWhoGoesAwayLosesNoFile) {
+  shell("$P " + commands("NIMPS: 2; SAVE: estimates = e.csv, separate = s*.csv;") + " 2>/dev/null | head -n 1 > /dev/null");
+  for (const char* name : {"e.csv", "s1.csv", "s2.csv", "slist.csv"}) EXPECT_TRUE(exists(name)) << name;
+}
+
+TEST_F(Files, ASignalEndsTheRunWithTheDrawsSoFar) {
+  const std::string input =
+      commands("NIMPS: 2; SAVE: iterations = it.csv, estimates = e.csv, separate = s*.csv;", "4000000");
+  const std::pair<const char*, int> signals[] = {{"INT", 130}, {"TERM", 143}};
+  for (const auto& [signal, status] : signals) {
+    write_file(at("s2.csv"), "of an earlier run");
+    EXPECT_EQ(shell("$P " + input + " > " + at("out") + " & sleep 1; kill -" + signal + " $!; wait $!"), status);
+    const std::string report = text("out");
+    const std::size_t block = report.find("WARNING MESSAGES:\n\n  WARNING: The run was interrupted after ");
+    ASSERT_NE(block, std::string::npos) << report;
+    EXPECT_NE(report.find(" of 4000000 iterations.\n           Of 2 imputed data sets 0 were drawn.\n", block),
+              std::string::npos);
+    EXPECT_NE(report.find("OUTCOME MODEL ESTIMATES"), std::string::npos);
+    EXPECT_TRUE(exists("it.csv") && exists("e.csv"));
+    EXPECT_FALSE(exists("s2.csv")) << "no mixture of two runs";
+    EXPECT_EQ(text("slist.csv"), "");
+    fs::remove(at("it.csv"));
+    fs::remove(at("e.csv"));
+  }
+  expect_no_temporaries();
+}
+
+TEST_F(Files, ASignalInTheBurnInLeavesNothingToEstimateFrom) {
+  write_file(at("run.tovik"),
+             "DATA: attitude.csv; MODEL: rating ~ complaints; SEED: 1; BURN: 3000000; ITERATIONS: 20; NIMPS: 2;"
+             "CHAINS: 2 processors 1; OPTIONS: labels;"
+             "SAVE: iterations = it.csv, estimates = e.csv, stacked = st.csv, stacked0 = st0.csv, avgimp = a.csv,"
+             "varimp = v.csv, starts = s.csv, psr = p.csv, likelihood = l.csv, correlations = c.csv;");
+  EXPECT_EQ(shell("$P " + at("run.tovik") + " > " + at("out") + " & sleep 0.5; kill -TERM $!; wait $!"), 143);
+  EXPECT_NE(text("out").find("  WARNING: The run was interrupted after 0 of 20 iterations.\n"
+                             "           There are no draws to estimate from.\n"),
+            std::string::npos);
+  EXPECT_EQ(text("out").find("OUTCOME MODEL ESTIMATES"), std::string::npos);
+  EXPECT_EQ(text("it.csv"), "");
+}
+
+TEST_F(Files, ASecondSignalEndsAtOnce) {
+  const std::string input = commands("SAVE: burn = b.csv;", "4000000");
+  // A stopped process sees neither signal until it goes on; the second comes later than the first.
+  EXPECT_EQ(shell("$P " + input + " > /dev/full 2>&1 & p=$!; sleep 0.5; kill -TERM $p; wait $p"), 1)
+      << "the report is lost, the error is the status";
+  write_file(at("slow.tovik"),
+             "SIMULATE: n = 3000000; n: x = normal(0, 1); y = normal(x, 1); MODEL: y ~ x; SEED: 1; BURN: 10; "
+             "ITERATIONS: 10000; SAVE: burn = slow.csv;");
+  EXPECT_EQ(shell("$P " + at("slow.tovik") + " > " + at("out") +
+                  " & p=$!; sleep 0.1; kill -TERM $p; sleep 0.2; kill -TERM $p; wait $p"),
+            143);
+  EXPECT_EQ(text("out").find("interrupted"), std::string::npos);
+  EXPECT_FALSE(exists("slow.csv"));
+}
+
+TEST_F(Files, TheReportReplacesNoFileOfTheRun) {
+  const std::string data = text("attitude.csv");
+  const std::string input = commands("SAVE: burn = b.csv;");
+  const std::string written = text("run.tovik");
+  const std::pair<const char*, const char*> cases[] = {
+      {"attitude.csv", "ERROR: The option --output matches the DATA command.\n"},
+      {"run.tovik", "ERROR: The option --output matches the command file.\n"},
+      {"b.csv", "ERROR: The option --output matches the SAVE command (burn).\n"}};
+  for (const auto& [name, message] : cases) {
+    const run_result run = run_program(input + " --output " + at(name));
+    EXPECT_EQ(run.status, 1);
+    EXPECT_NE(run.output.find(message), std::string::npos) << run.output;
+  }
+  EXPECT_EQ(text("attitude.csv"), data);
+  EXPECT_EQ(text("run.tovik"), written);
+  // A mistake that is found before the name of the data.
+  write_file(at("bad.tovik"), "BURN: x; DATA: attitude.csv;");
+  EXPECT_EQ(run_program(at("bad.tovik") + " --output " + at("attitude.csv")).status, 1);
+  EXPECT_EQ(text("attitude.csv"), data);
+  // An earlier report may be replaced by one that stops early.
+  EXPECT_EQ(run_program(input + " --output " + at("report.txt")).status, 0);
+  EXPECT_NE(text("report.txt").find("OUTCOME MODEL"), std::string::npos);
+  EXPECT_EQ(run_program(at("bad.tovik") + " --output " + at("report.txt")).status, 1);
+  EXPECT_EQ(text("report.txt").find("OUTCOME MODEL"), std::string::npos);
+  expect_no_temporaries();
+}
+
+TEST_F(Files, AReportThatCannotBeOpenedStopsTheRun) {
+  const std::string input = commands("SAVE: burn = b.csv;");
+  EXPECT_EQ(shell("$P " + input + " --output " + at("no/report.txt") + " > " + at("out") + " 2> " + at("err")), 1);
+  EXPECT_EQ(text("out"), "");
+  EXPECT_EQ(text("err"), "ERROR: File \"" + at("no/report.txt") +
+                             "\" cannot be created.\n       Please check that the file path is correct in --output.\n");
+  EXPECT_FALSE(exists("b.csv"));
+}
+
+TEST_F(Files, TracesStandInAFolderThatIsMadeForThem) {
+  EXPECT_EQ(run_program(commands("") + " --traceplot new/traces").status, 0);
+  EXPECT_TRUE(exists("new/traces/burn1.csv") && exists("new/traces/labels.dat"));
+}
+
+TEST_F(Files, StandardOutputTakesAFileWhereItStands) {
+  EXPECT_EQ(shell("$P " + commands("SAVE: labelfile = /dev/stdout;") + " > " + at("out")), 0);
+  const std::string report = text("out");
+  EXPECT_EQ(report.rfind("\n------", 0), 0u) << "the head is still there";
+  const std::size_t labels = report.find("\"latent\" \"latent\" \"latent\" 0\n");
+  ASSERT_NE(labels, std::string::npos);
+  EXPECT_GT(report.find("OUTCOME MODEL ESTIMATES"), labels);
+}
+
+TEST_F(Files, SavedDataCarryTheNamesOfTheDataFile) {
+  write_file(at("long.csv"), "a_long_identifier,the_first_long_name,the_second_long_name\n1,0.5,2\n1,1.23456789,NA\n"
+                             "2,3.5,1\n2,2.25,2\n3,1,1.5\n3,0.25,1\n4,1.5,2.5\n4,1,1\n5,2,2\n5,1.5,3\n");
+  write_file(at("run.tovik"),
+             "DATA: long.csv; CLUSTERID: a_long_identifier; MODEL: the_first_long_name ~ the_second_long_name;"
+             "SEED: 1; BURN: 100; NIMPS: 1; SAVE: stacked0 = st.csv; OPTIONS: prior1 savelatent saveresid savepred;");
+  const run_result run = run_program(at("run.tovik"));
+  EXPECT_EQ(run.status, 0) << run.output;
+  const std::string saved = text("st.csv");
+  EXPECT_EQ(saved.substr(0, saved.find('\n')),
+            "imp#,a_long_identifier,the_first_long_name,the_second_long_name,"
+            "the_first_long_name$Intercept,the_first_long_name.residual,the_first_long_name.predicted");
+  EXPECT_NE(run.output.find("     imp# a_long_identifier the_first_long_name"), std::string::npos);
+  EXPECT_NE(saved.find("\n0,1,1.23456789,NA,"), std::string::npos) << saved;
+  EXPECT_NE(saved.find("\n1,1,1.23456789,"), std::string::npos) << "observed cells come back as they were";
+}
+
+TEST_F(Files, HelpAndVersionEndWell) {
+  for (const char* word : {"--help", "-h"}) {
+    const run_result run = run_program(word);
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.output.rfind("Usage: tovik <command-file> [option value]...\n", 0), 0u);
+  }
+  const run_result version = run_program("--version");
+  EXPECT_EQ(version.status, 0);
+  EXPECT_NE(run_program(commands("")).output.find(" " + version.output), std::string::npos);
+}
+
+TEST_F(Files, WrongOptionsAreNamedOnStandardError) {
+  const std::pair<const char*, const char*> cases[] = {
+      {"--bad x", "ERROR: Invalid command line argument: '--bad'\n"},
+      {"--seed x", "ERROR: SEED is not a positive integer.\n"},
+      {"--truncate 0", "ERROR: Variable Truncation length is not a positive integer.\n"},
+      {"--seed", "The option '--seed' has no value.\n"}};
+  for (const auto& [options, message] : cases) {
+    EXPECT_EQ(shell("$P run.tovik " + std::string(options) + " > " + at("out") + " 2> " + at("err")), 2) << options;
+    EXPECT_EQ(text("err"), message);
+    EXPECT_EQ(text("out"), "");
+  }
+}
+
+TEST_F(Files, MoreDrawsThanTheMachineHoldsAreRefused) {
+  const run_result run = run_program(commands("", "4000000000"));
+  EXPECT_EQ(run.status, 1);
+  EXPECT_NE(run.output.find("ERROR: The ITERATIONS command asks for 4000000000 iterations. Their draws of "),
+            std::string::npos)
+      << run.output;
+}
+
+}  // namespace
