@@ -23,12 +23,6 @@ class error_comma : public error {
   error_comma() : error("ERROR: Function has too many inputs.") {}
 };
 
-class error_two_inputs : public error {
- public:
-  explicit error_two_inputs(const std::string& function)
-      : error("ERROR: Function \"" + function + "\" requires two inputs.") {}
-};
-
 class error_ifelse : public error {
  public:
   error_ifelse() : error("ERROR: The \"ifelse\" function requires logical statement as first input.") {}

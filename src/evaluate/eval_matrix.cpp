@@ -128,7 +128,7 @@ column eval_switch(const node& function, const matrix& data) {
 
 column eval_power_transform(const node& function, const matrix& data) {
   const node* list = function.left;
-  if (list->op != operations::comma) throw error_two_inputs(CMD::get_name(function.op));
+  if (list->op != operations::comma) throw error_debug_parse();
   const auto transform = function.op == operations::yjt ? static_cast<double (*)(double, double)>(yjt)
                                                         : static_cast<double (*)(double, double)>(iyjt);
   return with_operands(*list->left, *list->right, data, [&](const auto& x, const auto& lambda) {

@@ -25,7 +25,7 @@ double eval_switch(const node& function) {
 
 double eval_power_transform(const node& function) {
   const node* list = function.left;
-  if (list->op != operations::comma) throw error_two_inputs(CMD::get_name(function.op));
+  if (list->op != operations::comma) throw error_debug_parse();
   const double x = list->left->eval();
   const double lambda = list->right->eval();
   return function.op == operations::yjt ? yjt(x, lambda) : iyjt(x, lambda);

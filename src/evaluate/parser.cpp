@@ -1,7 +1,6 @@
 #include "evaluate/parser.hpp"
 
 #include <memory>
-#include <stdexcept>
 #include <utility>
 
 #include "evaluate/build.hpp"
@@ -113,16 +112,13 @@ operand expression::definition(const std::string& token, const defines::def& ent
   return item;
 }
 
-/// std::stod takes the words for infinity and NaN too, which serve as open bounds.
+/// std::stod takes a prefix of the token, and the words for infinity and NaN, which serve as open bounds.
 double expression::number(const std::string& token) const {
   try {
-    std::size_t end = 0;
-    const double value = std::stod(token, &end);
-    if (end == token.size()) return value;
-  } catch (const std::logic_error&) {
-    // No number, or one that no double can hold.
+    return std::stod(token);
+  } catch (const std::exception&) {
+    throw error_non_numeric(text_);
   }
-  throw error_non_numeric(text_);
 }
 
 void expression::read_prefix(const std::string& token, const CMD& command) {

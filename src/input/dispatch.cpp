@@ -26,7 +26,7 @@ std::uint32_t positive(const std::string& word, const char* command) {
 
 /// Commands of one value take the first word.
 void warn_surplus(const std::vector<std::string>& words, const char* command) {
-  if (words.size() < 2) return;
+  if (words.size() < 2 || words.front().back() == ':') return;  // a word that is no command is told already
   warning::buffer.push("WARNING: The " + std::string(command) + " command takes one value. Ignoring '" +
                        join({words.begin() + 1, words.end()}, " ") + "'.");
 }

@@ -1,6 +1,7 @@
 #include "model/compute.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 #include "evaluate/constants.hpp"
@@ -42,9 +43,19 @@ bool is_number_word(const std::string& token) {
 }
 
 void check_functions(const std::string& expression) {
+  check_numbers(expression);
   for (const std::string& token : evaluate::parse(expression)) {
     if (!check_eval(token))
       throw error("ERROR: '" + token + "' function can only be used in TRANSFORM command.");
+  }
+}
+
+void check_numbers(const std::string& expression) {
+  for (const std::string& piece : evaluate::parse(expression)) {
+    const std::string token = trim(piece);
+    if (token.empty() || !begins_number(token)) continue;
+    if (is_number_word(token) && std::isfinite(std::strtod(token.c_str(), nullptr))) continue;
+    throw error("ERROR: '" + token + "' cannot be read as a number.\n       See \"" + expression + "\"");
   }
 }
 

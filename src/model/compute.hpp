@@ -22,8 +22,12 @@ bool check_eval(const std::string& function);
 /// "inf" and "nan": numbers where no variable, definition or label has the name.
 bool is_number_word(const std::string& token);
 
-/// Throws tovik::error "ERROR: 'f' function can only be used in TRANSFORM command." for the first such
-/// function.
+/// What begins as a number is one as a whole, and finite. Throws tovik::error with the first that is not: an
+/// expression takes a number by its prefix.
+void check_numbers(const std::string& expression);
+
+/// Checks the numbers, then the functions. Throws tovik::error "ERROR: 'f' function can only be used in
+/// TRANSFORM command." for the first such function.
 void check_functions(const std::string& expression);
 
 /// The names in an expression that are neither functions nor operators nor numbers, in order, with repeats.

@@ -6,6 +6,7 @@
 
 #include "evaluate/error.hpp"
 #include "evaluate/parser.hpp"
+#include "model/compute.hpp"
 #include "model/statement_text.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -36,6 +37,7 @@ double evaluate_input(const std::string& text, const char* which) {
   const std::string headline =
       "ERROR: " + std::string(which) + " input to distribution could not be evaluated:\n\n";
   if (trim(text).empty()) throw error(headline + text);
+  check_numbers(text);
   try {
     const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(text));
     const double value = tree->is_vector ? std::nan("") : tree->eval();

@@ -7,6 +7,7 @@
 #include "data/numbers.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/parser.hpp"
+#include "model/compute.hpp"
 #include "model/parameter_name.hpp"
 #include "model/statement_text.hpp"
 #include "support/error.hpp"
@@ -28,6 +29,7 @@ std::optional<double> whole_number(const std::string& text) {
 
 double evaluate_fixing(const std::string& text, const std::string& term) {
   double value = 0;
+  check_numbers(text);
   try {
     const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(text));
     if (tree->is_vector) misspecified_computation(term);

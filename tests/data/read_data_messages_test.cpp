@@ -111,13 +111,15 @@ TEST(ReadDataMessages, NumericNames) {
   EXPECT_EQ(slow("a,x1\n1,2\n"), "no failure");
 }
 
-TEST(ReadDataMessages, NamesWithABlankInTheFastPath) {
-  EXPECT_EQ(fast("a,first name\n1,2\n", {}, ","),
-            "ERROR: The variable name \"first name\" has a space.\n"
-            "       Variable names must be a single word.\n"
-            "       Use underscores (\"_\") instead.\n"
-            "       Error occured for column 2.\n");
-  EXPECT_EQ(slow("a,first name\n1,2\n", {}, ","), "no failure");
+TEST(ReadDataMessages, NamesWithABlank) {
+  const std::string want =
+      "ERROR: The variable name \"first name\" has a space.\n"
+      "       Variable names must be a single word.\n"
+      "       Use underscores (\"_\") instead.\n"
+      "       Error occured for column 2.\n";
+  EXPECT_EQ(fast("a,first name\n1,2\n", {}, ","), want);
+  EXPECT_EQ(slow("a,first name\n1,2\n", {}, ","), want);
+  EXPECT_EQ(slow("a,first name\n1,2\n"), want) << "a comma is no part of a name";
 }
 
 TEST(ReadDataMessages, GivenNamesMustMatchTheFirstLine) {
@@ -164,14 +166,11 @@ TEST(ReadDataMessages, MissingCodeOnlyWhereOneIsInForce) {
   EXPECT_NE(slow("x,y\n1,2\n1,na\n").find("Parsed data: \"na\""), std::string::npos);
 }
 
-TEST(ReadDataMessages, EmptyCellsAreNotNumeric) {
-  const std::string want =
-      "ERROR: Line 2, column 2 is non-numeric.\n"
-      "       Only numeric data is allowed.\n"
-      "       Parsed data: \"\".";
-  EXPECT_EQ(slow("x,y,z\n1,2,3\n1,,3\n"), want);
-  EXPECT_EQ(slow("x,y\n1,2\n1,\n"), want);
-  EXPECT_NE(slow("x,y\n1,2\n,2\n").find("Line 2, column 1 is non-numeric"), std::string::npos);
+TEST(ReadDataMessages, EmptyCellsBetweenCommasAreMissing) {
+  EXPECT_EQ(slow("x,y,z\n1,2,3\n1,,3\n"), "no failure");
+  EXPECT_EQ(fast("x,y\n1,2\n1,\n"), "no failure");
+  EXPECT_EQ(slow("x,y\n1,2\n,2\n"), "no failure");
+  EXPECT_EQ(slow("x,y\n1,2\n1,,\n"), "ERROR: Line 2" + wrong_count_tail);
 }
 
 TEST(ReadDataMessages, WrongFieldCounts) {
@@ -185,7 +184,6 @@ TEST(ReadDataMessages, WrongFieldCounts) {
 
 TEST(ReadDataMessages, FileCutInTheMiddleOfALine) {
   EXPECT_EQ(slow("x,y,z\n1,2,3\n4,5"), "ERROR: Line 2" + wrong_count_tail);
-  EXPECT_NE(slow("x,y,z\n1,2,3\n4,5,").find("Line 2, column 3 is non-numeric"), std::string::npos);
   EXPECT_NE(slow("x,y,z\n1,2,3\n4,5,-").find("Parsed data: \"-\""), std::string::npos);
 }
 
@@ -210,7 +208,7 @@ TEST(ReadDataMessages, LongLineWithoutADelimiter) {
   const std::string line(10'000'000, 'x');
   EXPECT_EQ(slow(line + "\n1\n"), no_delimiter);
   EXPECT_EQ(slow("x,y\n" + line + ",1\n").rfind("ERROR: Line 1, column 1 is non-numeric.", 0), 0u);
-  EXPECT_EQ(slow("x,y\n1,2\n" + std::string(10'000'000, ',') + "\n").rfind("ERROR: Line 2, column 1", 0), 0u);
+  EXPECT_EQ(slow("x,y\n1,2\n" + std::string(10'000'000, ',') + "\n"), "ERROR: Line 2" + wrong_count_tail);
 }
 
 }  // namespace

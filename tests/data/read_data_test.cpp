@@ -104,8 +104,11 @@ TEST(ReadData, HeaderLosesItsQuotes) {
   EXPECT_TRUE(holds(read("' a','b'\n1,2\n"), {{1, 2}}));
 }
 
-TEST(ReadData, QuotedDataIsNotNumeric) {
-  EXPECT_THROW(read("a,b\n\"1\",2\n"), error);
+TEST(ReadData, ReadsCellsInQuotesBetweenCommas) {
+  EXPECT_DOUBLE_EQ(read("a,b\n\"1\",2\n3,4\n")(0, 0), 1.0);
+  EXPECT_THROW(read("a,b\n\"1,5\",2\n"), error);
+  EXPECT_THROW(read("a,b\n\"1,2\n"), error) << "a quote that stays open";
+  EXPECT_THROW(read("a b\n\"1\" 2\n"), error) << "between blanks";
 }
 
 TEST(ReadData, BlankLinesArePassedOver) {

@@ -68,6 +68,9 @@ class by_definition {
     if (f.in.size() == 1 && is_elementary(f.op)) {
       return each({in[0], in[0]}, varies, [&](double a, double) { return elementary(f.op, a); });
     }
+    if ((f.op == "max" || f.op == "min") && in.size() == 2) {
+      return each(in, varies, [&](double a, double b) { return (f.op == "max" ? a > b : a < b) ? a : b; });
+    }
     if (!varies) fail();
     result out;
     out.varies = true;

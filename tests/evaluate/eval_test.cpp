@@ -52,10 +52,17 @@ TEST(ScalarValue, RefusesConditionsThatAreNoLogic) {
   EXPECT_THROW(scalar("switch((1 > 0, 2), 3)"), evaluate::error_switch);
 }
 
+TEST(ScalarValue, TakesTheLargerAndTheSmallerOfTwo) {
+  EXPECT_DOUBLE_EQ(scalar("max(1, 2)"), 2.0);
+  EXPECT_DOUBLE_EQ(scalar("min(1, 2) * 3"), 3.0);
+  EXPECT_DOUBLE_EQ(scalar("max(min(5, 4), 3 - 7)"), 4.0);
+  EXPECT_EQ(failure([] { scalar("max(1, 2, 3)"); }), "ERROR: Function has too many inputs.");
+}
+
 TEST(ScalarValue, HasNoFormForColumns) {
   for (const std::string text :
        {"x", "x + 1", "1 + x", "log(x)", "mean(1)", "sd(1)", "scale(1)", "center(1)", "clmn(1, 2)",
-        "clsd(1, 2)", "max(1, 2)", "min(1, 2)", "ismissing(1)", "missing(1 > 0, 2)", "uniform(0, 1)",
+        "clsd(1, 2)", "max(1)", "min(1)", "ismissing(1)", "missing(1 > 0, 2)", "uniform(0, 1)",
         "normal(0, 1)", "lag1(1, 2)", "vec(1)", "yjt(1)"}) {
     EXPECT_EQ(failure([&] { scalar(text); }), not_parsed) << text;
   }

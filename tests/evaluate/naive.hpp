@@ -127,8 +127,8 @@ class naive {
       for (const double value : argument.rows) out.rows.push_back(std::log(value));
       return out;
     }
-    // The largest of a column, the larger of two; over columns only.
-    if (!argument.varies) fail();
+    // The largest of a column, the larger of two; a number alone is no column.
+    if (!argument.varies && !argument.list) fail();
     if (!argument.list) {
       double best = nan;
       for (const double value : argument.rows) best = std::isnan(best) || value > best ? value : best;

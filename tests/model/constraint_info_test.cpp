@@ -54,19 +54,19 @@ texts labels(const std::vector<model::parameter>& list) {
 }
 
 TEST(Constraints, OfAModelComeInTheOrderOfItsLists) {
-  run_models run(1, {"y ~ x@b1 (x*z)@b2 | 1@v1 x@v2 (x*w)@v3", "y ~~ y@v"});
+  run_models run(1, {"y ~ x@b1 (x*z)@b2 | 1@v1 x@v2 (x*w)@v3", "y ~~ y@rv"});
   texts found;
   for (const model::parameter& p : run["y"].constraints()) {
     if (p.has_label()) found.push_back(p.label());
   }
-  EXPECT_EQ(found, (texts{"b1", "v1", "v2", "b2", "v3", "v"}));
+  EXPECT_EQ(found, (texts{"b1", "v1", "v2", "b2", "v3", "rv"}));
 }
 
 TEST(Constraints, TheLambdaOfAYeoJohnsonModelIsTheLast) {
-  run_models run(0, {"yjt(y, lam) ~ x@b", "y ~~ y@v"});
+  run_models run(0, {"yjt(y, lam) ~ x@b", "y ~~ y@rv"});
   const auto all = run["y"].constraints();
   EXPECT_EQ(all.back().label(), "lam");
-  EXPECT_EQ(all[all.size() - 2].label(), "v");
+  EXPECT_EQ(all[all.size() - 2].label(), "rv");
 }
 
 TEST(Constraints, OfAListAreSortedWithoutRepeats) {
@@ -112,21 +112,28 @@ TEST(ConstraintInfo, UnknownLabelsAndNoLabelHaveNoPlace) {
 }
 
 TEST(ConstraintInfo, SharedResidualVariance) {
-  run_models run(0, {"y ~~ y@v", "z ~~ z@v"});
-  EXPECT_EQ(places(run, "v"), (texts{"y variance 0", "z variance 0"}));
+  run_models run(0, {"y ~~ y@rv", "z ~~ z@rv"});
+  EXPECT_EQ(places(run, "rv"), (texts{"y variance 0", "z variance 0"}));
 }
 
 TEST(ConstraintInfo, AVarianceBelongsToOneOutcome) {
-  run_models run(0, {"y ~~ y@v"});
+  run_models run(0, {"y ~~ y@rv"});
   Model& y = run["y"];
   y.outcomes.push_back(y.outcomes.front());
-  EXPECT_EQ(message([&] { run.all.constraintInfo(label("v")); }), "Doesn't work for other than 1 outcome.");
+  EXPECT_EQ(message([&] { run.all.constraintInfo(label("rv")); }), "Doesn't work for other than 1 outcome.");
   EXPECT_EQ(message([&] { (void)y.var_param_name(); }), "Doesn't work for other than 1 outcome.");
 }
 
+TEST(ConstraintInfo, RandomEffectVarianceHasNoPriorOfItsOwn) {
+  run_models run(1, {"y ~ x | 1@a"}, {"a ~ invgamma(1, 1)"});
+  EXPECT_EQ(message([&] { run.all.constraintInfo(label("a")); }),
+            "ERROR: Cannot specify a prior for a random effect variance.\n"
+            "       The parameter labeled 'a' is the variance of a random effect.");
+}
+
 TEST(ConstraintInfo, RandomEffectVarianceIsReadOnly) {
-  run_models run(2, {"y ~ x z | 1[school]@a x[district]@b z"}, {"d = a + b", "a ~ invgamma(1, 1)"});
-  EXPECT_EQ(places(run, "a"), (texts{"y random 0 @1", "a parameter 0", "d computation 0"}));
+  run_models run(2, {"y ~ x z | 1[school]@a x[district]@b z"}, {"d = a + b"});
+  EXPECT_EQ(places(run, "a"), (texts{"y random 0 @1", "d computation 0"}));
   EXPECT_EQ(places(run, "b"), (texts{"y random 0 @0", "d computation 0"}));
 }
 

@@ -33,7 +33,7 @@ TEST(Classify, GoesByTheFirstRuleThatHolds) {
   EXPECT_EQ(classify(""), statement_kind::empty);
   EXPECT_EQ(classify("   "), statement_kind::empty);
   EXPECT_EQ(classify("a <-> b"), statement_kind::correlation);
-  EXPECT_EQ(classify("a ~~ a@v"), statement_kind::correlation);
+  EXPECT_EQ(classify("a ~~ a@rv"), statement_kind::correlation);
   EXPECT_EQ(classify("f -> a b"), statement_kind::loading);
   EXPECT_EQ(classify("f =~ a b"), statement_kind::loading);
   EXPECT_EQ(classify("y ~ x"), statement_kind::regression);
@@ -118,13 +118,18 @@ TEST(Reduce, WrittenRandomInterceptsReplaceTheDefault) {
   EXPECT_EQ(commands(2, {"y ~ x | 1[school]", "y ~ z | 1[district]"}),
             texts{"y ~ Intercept x z | Intercept[school] Intercept[district]"});
   EXPECT_EQ(commands(2, {"y ~ x | 1[school]", "y ~ z | 1"}), texts{"y ~ Intercept x z | Intercept"});
-  EXPECT_EQ(commands(1, {"y ~ x | 1", "y ~ z | 1@v"}), texts{"y ~ Intercept x z | Intercept@v"});
+  EXPECT_EQ(commands(1, {"y ~ x | 1", "y ~ z | 1@rv"}), texts{"y ~ Intercept x z | Intercept@rv"});
 }
 
 TEST(Reduce, AnUnwrittenLinkTakesTheOther) {
   EXPECT_EQ(commands(0, {"logit(bin) ~ x", "bin ~ z"}), texts{"logit(bin) ~ Intercept x z"});
   EXPECT_EQ(commands(0, {"bin ~ z", "logit(bin) ~ x"}), texts{"logit(bin) ~ Intercept z x"});
-  EXPECT_EQ(commands(0, {"logit(bin) ~ x", "probit(bin) ~ z"}).size(), 2u);
+  EXPECT_EQ(
+      message([] {
+        commands(0, {"logit(bin) ~ x", "probit(bin) ~ z"});
+      }),
+      "ERROR: Two models have the same dependent variable but different\n       links. Problem Models:\n"
+      "           logit(bin) ~ Intercept x\n           probit(bin) ~ Intercept z");
 }
 
 TEST(Reduce, UnequalModelsDoNotAdd) {
@@ -179,7 +184,7 @@ TEST(Variance, IsFixedLabelledOrStarted) {
   const ModelList fixed = models(list, {"y ~~ y@2", "y ~ x"});
   ASSERT_EQ(fixed.size(), 1u);
   EXPECT_EQ(fixed[0].variance.value(), 2);
-  EXPECT_EQ(models(list, {"y@v ~~ y", "y ~ x"}).at(0).variance.label(), "v");
+  EXPECT_EQ(models(list, {"y@rv ~~ y", "y ~ x"}).at(0).variance.label(), "rv");
   EXPECT_EQ(models(list, {"y ~~ y%3"}).at(0).variance.start(), 3);
   EXPECT_TRUE(models(list, {"y <-> y"}).at(0).variance.is_free());
 }
@@ -201,10 +206,10 @@ TEST(Variance, RefusesWrongParameters) {
 
 TEST(Labels, AreGatheredSortedAndOnce) {
   VariableList list = catalogue(1);
-  const ModelList m = models(list, {"y ~ x@b10 z@B2 w@0.5 | x@a", "y2 ~ x@b2 z%1", "y2 ~~ y2@v"});
+  const ModelList m = models(list, {"y ~ x@b10 z@B2 w@0.5 | x@a", "y2 ~ x@b2 z%1", "y2 ~~ y2@rv"});
   texts labels;
   for (const auto& p : m.constraints()) labels.push_back(p.label());
-  EXPECT_EQ(labels, (texts{"a", "B2", "b10", "v"}));
+  EXPECT_EQ(labels, (texts{"a", "B2", "b10", "rv"}));
   EXPECT_EQ(m.appearances(model::parameter::labelled("b2")), 2u);
   EXPECT_EQ(m.appearances(model::parameter::labelled("a")), 1u);
   EXPECT_EQ(m.appearances(model::parameter::labelled("none")), 0u);

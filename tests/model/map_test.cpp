@@ -105,7 +105,7 @@ TEST(ParameterMap, EveryEntryHasACellOfItsOwnAndEveryTableTheSameSlots) {
 }
 
 TEST(ParameterMap, LabelsOfTermsAreNoLongerNew) {
-  run_models run(0, {"y ~ x@a", "y ~~ y@v"}, {"p ~ normal(0, 1)"});
+  run_models run(0, {"y ~ x@a", "y ~~ y@rv"}, {"p ~ normal(0, 1)"});
   const auto map = run.all.generate_map();
   EXPECT_FALSE(map.at("a").is_new);
   EXPECT_TRUE(map.at("p").is_new);

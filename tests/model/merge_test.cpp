@@ -87,9 +87,9 @@ TEST(Merge, ALinkThatNobodyWroteYieldsOnEitherSide) {
   EXPECT_TRUE(last.all[0].link_given);
 }
 
-TEST(Merge, AnUnwrittenLinkGoesToTheNearestEquationBefore) {
-  run_models run(0, {"logit(bin) ~ x", "probit(bin) ~ z", "bin ~ y"});
-  EXPECT_EQ(commands(run.all), (texts{"logit(bin) ~ Intercept x", "probit(bin) ~ Intercept z y"}));
+TEST(Merge, AnUnwrittenLinkGoesToTheWrittenOne) {
+  run_models run(0, {"logit(bin) ~ x", "bin ~ y"});
+  EXPECT_EQ(commands(run.all), (texts{"logit(bin) ~ Intercept x y"}));
 }
 
 TEST(Merge, DifferentOutcomesAreAFaultOfTheCaller) {

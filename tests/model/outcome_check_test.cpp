@@ -18,19 +18,19 @@ TEST(OutcomeCheck, AValueForAVarianceThatIsNone) {
 }
 
 TEST(OutcomeCheck, ALabelForAVarianceThatIsNone) {
-  EXPECT_THROW(run_models(0, {"grade ~ x", "grade ~~ grade@v"}), parameter::error_constraint);
-  EXPECT_THROW(run_models(0, {"visits ~ x", "visits ~~ visits@v"}), parameter::error_constraint);
+  EXPECT_THROW(run_models(0, {"grade ~ x", "grade ~~ grade@rv"}), parameter::error_constraint);
+  EXPECT_THROW(run_models(0, {"visits ~ x", "visits ~~ visits@rv"}), parameter::error_constraint);
 }
 
 TEST(OutcomeCheck, AValueAndALabelForAVarianceThatIsNone) {
-  EXPECT_THROW(run_models(0, {"grade ~ x", "grade@1 ~~ grade@v"}), parameter::error_constraint_fixed);
-  EXPECT_THROW(run_models(0, {"grade ~ x", "grade ~~ grade@1", "grade ~~ grade@v"}),
+  EXPECT_THROW(run_models(0, {"grade ~ x", "grade@1 ~~ grade@rv"}), parameter::error_constraint_fixed);
+  EXPECT_THROW(run_models(0, {"grade ~ x", "grade ~~ grade@1", "grade ~~ grade@rv"}),
                parameter::error_constraint_fixed);
 }
 
 TEST(OutcomeCheck, AVarianceThatIsOneTakesAll) {
   EXPECT_NO_THROW(run_models(0, {"y ~ x", "y ~~ y@2"}));
-  EXPECT_NO_THROW(run_models(0, {"y ~ x", "y ~~ y@v"}));
+  EXPECT_NO_THROW(run_models(0, {"y ~ x", "y ~~ y@rv"}));
   EXPECT_NO_THROW(run_models(0, {"grade ~ x", "grade ~~ grade"}));
 }
 

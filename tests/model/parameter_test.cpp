@@ -101,8 +101,7 @@ TEST(BlockMap, ReservedNamesComeBeforeTheUsersInTheirOwnOrder) {
   block::map map;
   map.insert("first");
   int last = -100;
-  for (const char* name :
-       {"", "_hidden", "#_parameter", "#_computation", "#_imputation", "model", "first"}) {
+  for (const char* name : {"", "_hidden", "#_parameter", "#_computation", "#_imputation", "model", "first"}) {
     EXPECT_GT(map.number(name), last) << name;
     EXPECT_NE(map.number(name), -1) << "the mark of a model without a block";
     EXPECT_EQ(block::is_reserved(name), std::string(name) != "first");

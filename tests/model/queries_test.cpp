@@ -131,7 +131,7 @@ TEST(Wald, ParsesWithoutCorrelationsAndWithoutImpliedFactors) {
   for (const Model& model : all) names.push_back(model.name());
   EXPECT_EQ(names, (texts{"y", "z.missing"}));
   try {
-    sem::parse_waldtest(statements({"y ~ x", "y ~~ y@v"}), list, block::map());
+    sem::parse_waldtest(statements({"y ~ x", "y ~~ y@rv"}), list, block::map());
     FAIL();
   } catch (const error& fault) {
     EXPECT_STREQ(fault.what(),

@@ -1,7 +1,6 @@
-#include "model/statement_text.hpp"
-
 #include <gtest/gtest.h>
 
+#include "model/statement_text.hpp"
 #include "support/error.hpp"
 
 namespace tovik::model::scan_test {

@@ -29,7 +29,7 @@ TEST(Term, ReadsFixedValues) {
   EXPECT_EQ(term("x@-0.5").param.value(), -0.5);
   EXPECT_EQ(term("x@+2").param.value(), 2);
   EXPECT_EQ(term("x@.25").param.value(), 0.25);
-  EXPECT_EQ(term("x@2x").param.value(), 2);  // a number is read as far as it goes
+  EXPECT_THROW(term("x@2x"), error);  // a number is read as a whole
   EXPECT_DOUBLE_EQ(term("x@(1/3)").param.value(), 1.0 / 3);
   EXPECT_DOUBLE_EQ(term("x@((1 + 2) * 2)").param.value(), 6);
   EXPECT_DOUBLE_EQ(term("x@(log(_pi))%4").param.value(), std::log(3.141592653589793));

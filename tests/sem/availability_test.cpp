@@ -54,7 +54,7 @@ TEST(Availability, OutcomesByKind) {
 TEST(Availability, TermsByKind) {
   using model::type;
   for (auto const& [kind, text] : {std::pair{type::latent, "A latent propensity as a predictor ('y')"},
-                                           {type::phantom, "A phantom variable as a predictor ('y')"}}) {
+                                   {type::phantom, "A phantom variable as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});
     run.models[0].fixed.back().type = kind;
     EXPECT_EQ(run.failure(), refused(text));

@@ -83,9 +83,10 @@ TEST_F(ErrorPlaces, LinesOfDataCountAsInAnEditor) {
   data("y,x\n1,2\n\n2,4\n3,high\n5,6\n");
   run("DATA: d.csv;\n" + length + "MODEL: y ~ x;\n");
   EXPECT_TRUE(says("ERROR: Line 4, column 2 is non-numeric.\n"));
-  EXPECT_EQ(errors,
-            "       See line 5 of d.csv: 3,high\n"
-            "       Give text categories numbers, or name the text of a missing cell in the MISSING command.\n");
+  EXPECT_EQ(
+      errors,
+      "       See line 5 of d.csv: 3,high\n"
+      "       Give text categories numbers, or name the text of a missing cell in the MISSING command.\n");
 }
 
 TEST_F(ErrorPlaces, SemicolonsBetweenCellsAreNamed) {
@@ -108,10 +109,10 @@ TEST_F(ErrorPlaces, AWordThatIsNoCommandIsTheFirstLineOfTheError) {
 
 TEST_F(ErrorPlaces, AWordThatIsNoCommandIsAWarningOfARunThatSucceeds) {
   data(few_rows);
-  run("DATA: d.csv; " + length + "BURNIN: 10; MODEL: y ~ x;");
+  run("DATA: d.csv; SEED: 1; BURNIN: 10; BURN: 10; ITERATIONS: 20; MODEL: y ~ x;");
   EXPECT_EQ(status, 0) << output;
   EXPECT_TRUE(
-      says("  WARNING: 'BURNIN:' is not a command and was read as part of ITERATIONS.\n"
+      says("  WARNING: 'BURNIN:' is not a command and was read as part of SEED.\n"
            "           Did you mean BURN?\n"));
   EXPECT_EQ(output.find("ERROR"), std::string::npos);
   EXPECT_EQ(errors, "");
