@@ -24,7 +24,7 @@ demo: deps
 
 # Sources one by one: after a change only what it touches is compiled. Unit, language and golden tests.
 check:
-	@[ -f build/check/build.ninja ] || cmake --preset check
+	cmake --preset check
 	cmake --build build/check --target check_programs
 	ctest --test-dir build/check --output-on-failure -j $(JOBS) -L '^(unit|language|golden)$$'
 

@@ -18,15 +18,6 @@ void random::throw_error() const {
   throw error_debug("Improper use of random effect '" + name + "'.");
 }
 
-std::shared_ptr<variable> random::convert(unsigned index) const {
-  /// The copy is a plain variable whose role is already settled.
-  class view : public variable {
-   public:
-    view(random const& of, unsigned at) : variable(of.name, of.type, at, of.level) { usage_ = of.usage(); }
-  };
-  return std::make_shared<view>(*this, index);
-}
-
 void random::outcome(std::shared_ptr<variable> const& model_outcome) {
   estimated_in_ = model_outcome;
   usage_ = data::usage::outcome;

@@ -27,9 +27,6 @@ class random : public virtual variable {
   std::shared_ptr<variable> const& cluster() const { return cluster_; }
   std::shared_ptr<variable> const& term() const { return term_; }
 
-  /// A plain variable with this name, level and role that reads column `index` of the sampler's data.
-  std::shared_ptr<variable> convert(unsigned index) const;
-
   /// Records the variable in whose model the effect is estimated; the effect is then an outcome of that
   /// model.
   void outcome(std::shared_ptr<variable> const& model_outcome);

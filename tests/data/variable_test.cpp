@@ -178,13 +178,6 @@ TEST(Random, TakesNameAndLevelFromItsStatement) {
   effect.outcome(y);
   EXPECT_EQ(effect.usage(), usage::outcome);
   EXPECT_EQ(effect.estimated_in(), y);
-  const Ptr plain = effect.convert(17);
-  EXPECT_EQ(plain->name, "u");
-  EXPECT_EQ(plain->column, 17u);
-  EXPECT_EQ(plain->level, 1u);
-  EXPECT_EQ(plain->usage(), usage::outcome);
-  plain->setMean(1);
-  EXPECT_EQ(plain->means.size(), 1u);
 }
 
 TEST(Random, RefusesWhatOnlyAVariableHas) {

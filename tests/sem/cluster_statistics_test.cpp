@@ -7,6 +7,7 @@
 #include "scan_world.hpp"
 #include "random/densities.hpp"
 #include "sem/scan/marginal.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::cluster_statistics_test {
 namespace {

@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "scan_world.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::normal_test {
 namespace {

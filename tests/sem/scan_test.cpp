@@ -9,6 +9,7 @@
 #include "scan_world.hpp"
 #include "sem/scan/marginal.hpp"
 #include "sem/scan/small_cholesky.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::scan_test {
 namespace {

@@ -171,7 +171,7 @@ const odd_case cases[] = {
     {"CenteredInOneCluster", all_in_one, two_levels, "CENTER: groupmean = x; MODEL: y ~ x;",
      "ERROR: Cannot group mean center the variable \"x\"."},
     {"MeansOfTwoClusters", two, two_levels, "MODEL: y ~ x x.mean;",
-     "ERROR: A matrix is numerically not positive definite."},
+     "ERROR: There are too few units for the predictor model of variable 'x' at level 2."},
     {"AConstant", unequal, two_levels, "FCS: x m flat;", "ERROR: Variable 'flat' does not vary."},
     {"NothingObserved", unequal, two_levels, "MODEL: y ~ x empty;",
      "ERROR: Variable 'empty' has no observed values."},
