@@ -23,9 +23,23 @@ namespace {
 
 using model::anyVariable;
 
+/// "x.mean[id]" less its bracket, which names the level of the means. Any other name is left as it is.
+std::string read_level(const std::string& name, const VariableList& vars, anyVariable& out) {
+  const std::size_t open = name.find('[');
+  if (open == std::string::npos || name.back() != ']') return name;
+  const std::string head = name.substr(0, open), ending = ".mean";
+  if (head.size() <= ending.size() || !iequals(head.substr(head.size() - ending.size()), ending)) return name;
+  const auto id = vars.find(name.substr(open + 1, name.size() - open - 2));
+  if (!id || id->type != data::type::id) return name;
+  out.level = id;
+  out.modifier = id->name;
+  return head;
+}
+
 /// The term that a name stands for; without a variable when the name is unknown.
-anyVariable find_term(const std::string& name, const VariableList& vars) {
+anyVariable find_term(const std::string& text, const VariableList& vars) {
   anyVariable out;
+  const std::string name = read_level(text, vars, out);
   std::string base = name;
   const std::pair<const char*, model::type> suffixes[] = {
       {".mean", model::type::mean}, {".latent", model::type::latent}, {".missing", model::type::missing}};
@@ -40,8 +54,19 @@ anyVariable find_term(const std::string& name, const VariableList& vars) {
   return out;
 }
 
+/// Latent means without a level are those of every level above the variable.
 bool same_term(const anyVariable& a, const anyVariable& b) {
-  return a.variable == b.variable && a.type == b.type;
+  return a.variable == b.variable && a.type == b.type && (!a.level || !b.level || a.level == b.level);
+}
+
+/// Latent means that may stand at several levels.
+bool has_levels(const anyVariable& term) {
+  return term.variable && term.type == model::type::mean && term.variable->level > 1;
+}
+
+/// The name of the term as rows show it.
+std::string shown_name(const anyVariable& term) {
+  return term.name() + (has_levels(term) && term.level ? "[" + term.level->name + "]" : "");
 }
 
 bool has_main_effect(const Model& model, const anyVariable& term) {
@@ -78,8 +103,16 @@ bool is_nominal(const anyVariable& term) {
   return term.variable && term.variable->type == data::type::nominal;
 }
 
+/// The catalogue level at whose units the term has its values.
+unsigned level_of(const anyVariable& term) {
+  return term.level ? term.level->level : term.top_level();
+}
+
+/// The means of the highest level have no cluster within which they could be centred.
 data::center centering(const anyVariable& term) {
-  return term.type == model::type::mean ? term.variable->centeredMeans() : term.variable->centered();
+  if (term.type != model::type::mean) return term.variable->centered();
+  const data::center kind = term.variable->centeredMeans();
+  return kind == data::center::cluster && level_of(term) == 0 ? data::center::none : kind;
 }
 
 /// The effects of one statement.
@@ -110,9 +143,51 @@ class simple_reader {
     for (const named& moderator : moderators) check_pair(focal, moderator);
     const std::vector<unsigned> where = find_models(focal, moderators);
     check_roles(focal, moderators);
-    for (const named& moderator : moderators) check_value(moderator);
-    warn_uncentered(focal);
-    for (unsigned model : where) add_effects(model, focal, moderators);
+    for (unsigned model : where) {
+      const std::vector<named> focals = by_level(models_[model], focal, has_predictor);
+      std::vector<std::vector<named>> choices;
+      for (const named& moderator : moderators) {
+        choices.push_back(by_level(models_[model], moderator, has_main_effect));
+        for (const named& one : choices.back()) check_value(one);
+      }
+      for (const named& one : focals) {
+        warn_uncentered(one);
+        for (const auto& combination : combinations(choices)) add_effects(model, one, combination);
+      }
+    }
+  }
+
+  /// Latent means once for each level at which `holds` finds them in the equation; any other term as it is.
+  template <class Holds>
+  std::vector<named> by_level(const Model& model, const named& what, Holds holds) const {
+    if (!has_levels(what.term) || what.term.level) return {what};
+    std::vector<named> out;
+    for (const auto& id : vars_.clusters) {
+      if (id->level >= what.term.variable->level) continue;
+      named one = what;
+      one.term.level = id;
+      one.term.modifier = id->name;
+      one.name = shown_name(one.term);
+      if (holds(model, one.term)) out.push_back(std::move(one));
+    }
+    return out;
+  }
+
+  /// One of each choice, that of the first varying slowest.
+  template <class T>
+  static std::vector<std::vector<T>> combinations(const std::vector<std::vector<T>>& choices) {
+    std::vector<std::vector<T>> out(1);
+    for (const std::vector<T>& choice : choices) {
+      std::vector<std::vector<T>> longer;
+      for (const std::vector<T>& begun : out) {
+        for (const T& one : choice) {
+          longer.push_back(begun);
+          longer.back().push_back(one);
+        }
+      }
+      out = std::move(longer);
+    }
+    return out;
   }
 
   /// Some messages explain the general one.
@@ -206,7 +281,7 @@ class simple_reader {
   void warn_uncentered(const named& focal) {
     const data::type kind = focal.term.variable->type;
     if (kind == data::type::latent || kind == data::type::random_effect) return;
-    if (centering(focal.term) != data::center::none || !warned_.insert(focal.term.name()).second) return;
+    if (centering(focal.term) != data::center::none || !warned_.insert(shown_name(focal.term)).second) return;
     warning::buffer.push("WARNING: The focal predictor \"" + focal.name +
                          "\" is not centered.\n"
                          "         Simple intercepts in the conditional effects table are\n"
@@ -224,7 +299,7 @@ class simple_reader {
   }
 
   sem::moderator at_value(const named& moderator, double value, const std::string& text) const {
-    sem::moderator out{moderator.term.name(), text, value, moderator.text.in_sd, {}, {}};
+    sem::moderator out{shown_name(moderator.term), text, value, moderator.text.in_sd, {}, {}};
     const data::variable& v = *moderator.term.variable;
     const std::vector<unsigned> columns = moderator.term.indicator();
     for (std::size_t k = 0; k < columns.size(); ++k) {
@@ -239,31 +314,20 @@ class simple_reader {
   }
 
   static sem::deviation_source source_of(const anyVariable& term, const std::vector<unsigned>& columns) {
-    const data::variable& v = *term.variable;
-    const bool mean = term.type == model::type::mean;
     sem::deviation_source out;
     out.column = columns.at(0);
-    out.level = mean ? term.top_level() : v.level;
+    out.level = level_of(term);
     out.centering = centering(term);
     return out;
   }
 
-  /// Every combination of the values of the moderators, that of the first varying slowest.
+  /// Every combination of the values of the moderators.
   void add_effects(unsigned model, const named& focal, const std::vector<named>& moderators) {
-    std::vector<std::vector<sem::moderator>> points(1);
-    for (const named& moderator : moderators) {
-      std::vector<std::vector<sem::moderator>> longer;
-      for (const auto& point : points) {
-        for (sem::moderator& value : values_of(moderator)) {
-          longer.push_back(point);
-          longer.back().push_back(std::move(value));
-        }
-      }
-      points = std::move(longer);
-    }
+    std::vector<std::vector<sem::moderator>> values;
+    for (const named& moderator : moderators) values.push_back(values_of(moderator));
     const unsigned constant = anyVariable::intercept(vars_).variable->column;
-    for (auto& point : points)
-      out_[model].effects.emplace_back(model, focal.term.name(), focal.term.indicator(), constant,
+    for (auto& point : combinations(values))
+      out_[model].effects.emplace_back(model, shown_name(focal.term), focal.term.indicator(), constant,
                                        std::move(point));
   }
 

@@ -3,8 +3,11 @@
 #include <algorithm>
 #include <cmath>
 #include <numeric>
+#include <string>
+#include <vector>
 
 #include "data/levels.hpp"
+#include "data/row_lines.hpp"
 #include "input/observed_bits.hpp"
 #include "input/preparation.hpp"
 #include "support/error.hpp"
@@ -17,7 +20,7 @@ namespace {
 /// Deletes rows and remembers where each of the rest stood in the file.
 class row_filter {
  public:
-  explicit row_filter(const run& r) : r_(r), kept_(r.data.n_rows) {
+  explicit row_filter(const run& r) : r_(r), n_rows_(r.data.n_rows), kept_(r.data.n_rows) {
     std::iota(kept_.begin(), kept_.end(), arma::uword{0});
   }
 
@@ -25,12 +28,14 @@ class row_filter {
   std::size_t keep(const observed_bits& rows) {
     std::vector<arma::uword> stay;
     std::vector<arma::uword> positions;
+    gone_.clear();
     for (std::size_t i = 0; i < kept_.size(); ++i) {
       if (rows[i]) {
         stay.push_back(i);
         positions.push_back(kept_[i]);
       } else {
         r_.input.dropped_rows.push_back(kept_[i]);
+        gone_.push_back(kept_[i]);
       }
     }
     const std::size_t gone = kept_.size() - stay.size();
@@ -46,9 +51,24 @@ class row_filter {
     return gone;
   }
 
+  /// Where the rows of the last deletion stand, a line of its own behind a message: the first five. Nothing when their
+  /// file cannot tell.
+  std::string lines() const {
+    constexpr std::size_t most = 5;
+    const std::size_t shown = std::min(gone_.size(), most);
+    const std::vector<std::size_t> numbers =
+        lines_of_rows(r_.input.data_file, n_rows_, {gone_.begin(), gone_.begin() + static_cast<std::ptrdiff_t>(shown)});
+    if (numbers.empty()) return "";
+    std::string out = numbers.size() == 1 ? "\n         Line of the data file:" : "\n         Lines of the data file:";
+    for (std::size_t k = 0; k < numbers.size(); ++k) out += (k > 0 ? ", " : " ") + std::to_string(numbers[k]);
+    return out + (gone_.size() > shown ? " and " + std::to_string(gone_.size() - shown) + " more." : ".");
+  }
+
  private:
   const run& r_;
+  std::size_t n_rows_;
   std::vector<arma::uword> kept_;
+  std::vector<arma::uword> gone_;
 };
 
 observed_bits observed(const run& r, const data::variable& v) {
@@ -64,8 +84,10 @@ void drop_incomplete(const run& r, const std::vector<variable_ptr>& list, row_fi
   for (const variable_ptr& v : list) {
     if (!complete(r, *v)) all &= observed(r, *v);
   }
-  warning::buffer.push("WARNING: Performing listwise deletion (listwise on OPTIONS).\n         " +
-                       std::to_string(filter.keep(all)) + " observations have been dropped from data set.");
+  const std::size_t gone = filter.keep(all);
+  warning::buffer.push("WARNING: Performing listwise deletion (listwise on OPTIONS).\n         " + std::to_string(gone) +
+                       (gone == 1 ? " observation has" : " observations have") + " been dropped from data set." +
+                       filter.lines());
 }
 
 /// An indicator of missing cells that is an outcome is observed in every row.
@@ -84,9 +106,10 @@ void drop_unobserved(const run& r, const std::vector<variable_ptr>& list, row_fi
   for (const variable_ptr& v : list) any |= observed(r, *v);
   const std::size_t gone = filter.keep(any);
   if (gone == 0) return;
-  warning::buffer.push("WARNING: " + std::to_string(gone) +
-                       " observations have all variables in the imputation\n"
-                       "         model missing. They have been dropped from data set.");
+  const bool one = gone == 1;
+  warning::buffer.push("WARNING: " + std::to_string(gone) + (one ? " observation has" : " observations have") +
+                       " all variables in the imputation\n         model missing. " +
+                       (one ? "It has" : "They have") + " been dropped from data set." + filter.lines());
 }
 
 /// The rows of clusters in which the variable is observed at least once.
@@ -116,7 +139,8 @@ void drop_empty_clusters(const run& r, const std::vector<variable_ptr>& list, ro
     if (filter.keep(observed_clusters(r, *v, **id)) == 0) continue;
     warning::buffer.push("WARNING: Count Variable '" + v->name +
                          "' has clusters with all observations\n"
-                         "         missing. They have been dropped from data set.");
+                         "         missing. They have been dropped from data set." +
+                         filter.lines());
   }
 }
 

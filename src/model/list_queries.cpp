@@ -6,6 +6,7 @@
 #include "evaluate/defines.hpp"
 #include "evaluate/parser.hpp"
 #include "model/model_list.hpp"
+#include "support/block.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -182,26 +183,51 @@ std::vector<std::string> ModelList::definitions_text(const std::string& prefix) 
   return out;
 }
 
-std::vector<std::string> ModelList::rcorr_names(int level_value) const {
-  // A column for each residual at the level and for each random effect of lower outcomes there.
-  std::vector<std::pair<const Model*, std::string>> columns;
-  for (const Model& model : *this) {
+namespace {
+
+/// A column of residuals, or of random effects of lower outcomes, at one level.
+struct residual_column {
+  const Model* model;
+  std::string name;
+};
+
+std::vector<residual_column> residual_columns(const ModelList& models, int level_value) {
+  std::vector<residual_column> out;
+  for (const Model& model : models) {
     if (!model::has_normal_residual(model.kind(), model.link)) continue;
     if (model.levels == level_value) {
-      for (const std::string& name : model.names()) columns.emplace_back(&model, name);
+      for (const std::string& name : model.names()) out.push_back({&model, name});
     } else if (model.levels > level_value) {
-      for (const std::string& name : model.reName(level_value))
-        columns.emplace_back(&model, model.name() + " " + name);
-    }
-  }
-  std::vector<std::string> out;
-  for (std::size_t j = 0; j < columns.size(); ++j) {
-    for (std::size_t i = j + 1; i < columns.size(); ++i) {
-      if (columns[i].first != columns[j].first)
-        out.push_back(columns[j].second + " <-> " + columns[i].second);
+      for (const std::string& name : model.reName(level_value)) out.push_back({&model, model.name() + " " + name});
     }
   }
   return out;
+}
+
+/// What `get` makes of each two columns of different models.
+template <class Get>
+auto pairs_of(const std::vector<residual_column>& columns, Get get) {
+  std::vector<decltype(get(columns[0], columns[0]))> out;
+  for (std::size_t j = 0; j < columns.size(); ++j) {
+    for (std::size_t i = j + 1; i < columns.size(); ++i) {
+      if (columns[i].model != columns[j].model) out.push_back(get(columns[j], columns[i]));
+    }
+  }
+  return out;
+}
+
+}  // namespace
+
+std::vector<std::string> ModelList::rcorr_names(int level_value) const {
+  return pairs_of(residual_columns(*this, level_value), [](const residual_column& a, const residual_column& b) {
+    return a.name + " <-> " + b.name;
+  });
+}
+
+std::vector<bool> ModelList::rcorr_hidden(int level_value) const {
+  const auto hidden = [](const residual_column& one) { return one.model->block == block::predef::hidden; };
+  return pairs_of(residual_columns(*this, level_value),
+                  [&](const residual_column& a, const residual_column& b) { return hidden(a) || hidden(b); });
 }
 
 void ModelList::update_def() const {

@@ -119,6 +119,8 @@ class ModelList : public std::vector<Model> {
   std::vector<std::string> definitions_text(const std::string& prefix) const;
   /// Names "a <-> b" of all residual correlations at a catalogue level, for the report.
   std::vector<std::string> rcorr_names(int level_value) const;
+  /// For each of these whether a model of the block "_hidden" has a side of it.
+  std::vector<bool> rcorr_hidden(int level_value) const;
 
   /// The labelled parameters of all models, sorted and without repeats.
   std::vector<model::parameter> constraints() const;

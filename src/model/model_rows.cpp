@@ -132,7 +132,7 @@ std::vector<row> share_rows(const Model& model) {
     if (intercepts[k]) add("Random Intercepts", level);
     if (model.n_re(c) > (intercepts[k] ? 1u : 0u)) add("Random Slopes", level);
   }
-  add("Residual Variation", model.n_re() > 0 ? 1 : 0);
+  add("Residual Variation", model.n_re() > 0 ? model.printed_level(static_cast<unsigned>(model.levels)) : 0);
   return out;
 }
 

@@ -88,10 +88,13 @@ std::vector<level_rows> shown_rows(const ModelList& models, unsigned n_levels, b
   std::vector<level_rows> out(n_levels);
   arma::uword row = 0;
   for (unsigned level = 0; level < n_levels; ++level) {
-    for (std::string& label : models.rcorr_names(static_cast<int>(n_levels - 1 - level))) {
+    const int place = static_cast<int>(n_levels - 1 - level);
+    std::vector<std::string> labels = models.rcorr_names(place);
+    const std::vector<bool> hidden = models.rcorr_hidden(place);
+    for (std::size_t k = 0; k < labels.size(); ++k) {
       const arma::uword at = row++;
-      if (!all && own.has(label)) continue;
-      out[level].labels.push_back(std::move(label));
+      if (hidden[k] || (!all && own.has(labels[k]))) continue;
+      out[level].labels.push_back(std::move(labels[k]));
       out[level].rows.push_back(at);
     }
   }

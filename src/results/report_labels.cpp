@@ -36,7 +36,7 @@ class numbered_rows {
   }
 
   void section(const char* break_line, const std::string& title) const {
-    std::fprintf(stream_, "%s%*s  %-30.30s \n", break_line, width_, "", title.c_str());
+    std::fprintf(stream_, "%s%*s  %-30s \n", break_line, width_, "", title.c_str());
   }
 
   void row(const std::string& label, arma::uword number) const { write("  ", label, " ", number); }
@@ -46,13 +46,15 @@ class numbered_rows {
 
  private:
   void write(const char* before, const std::string& label, const char* behind, arma::uword number) const {
-    std::fprintf(stream_, "%*i%s%-30.30s%s", width_, static_cast<int>(number + 1), before, label.c_str(),
+    const broken_label lines = break_label(label);
+    std::fprintf(stream_, "%*i%s%-30.30s%s", width_, static_cast<int>(number + 1), before, lines.first.c_str(),
                  behind);
     for (arma::uword k = 0; k < psr_.n_rows; ++k) {
       const bool there = number < psr_.n_cols;
       std::fprintf(stream_, " %5.2f ", printable(there ? psr_(k, number) : arma::datum::nan));
     }
     std::fputs("\n", stream_);
+    for (const std::string& line : lines.rest) std::fprintf(stream_, "%*s    %s\n", width_, "", line.c_str());
   }
 
   std::FILE* stream_;
@@ -71,6 +73,7 @@ class label_report {
     std::string block = block::predef::none;
     for (unsigned i = 0; i < models_.size(); ++i) {
       const Model& model = models_[i];
+      if (model.block == block::predef::hidden) continue;
       if (model.block != block) flush(phantoms_, "Phantom Variable Correlations:");
       block = model.block;
       if (model.kind() == model::kind::phantom) {
@@ -156,7 +159,8 @@ void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, con
   const arma::uword shown = std::min(all.n_rows, most_comparisons);
   const int width = static_cast<int>(std::to_string(burn.n_rows()).size()) + 1;
 
-  std::fprintf(stream, "  Printing out PSR for last %i comparisons:\n\n", static_cast<int>(shown));
+  std::fprintf(stream, "  Printing out PSR for last %i %s:\n\n", static_cast<int>(shown),
+               shown == 1 ? "comparison" : "comparisons");
   burn.printPSRHeader(stream, shown);
   const numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(),
                            width);

@@ -9,20 +9,25 @@
 #include "model/model_list.hpp"
 #include "results/report_lists.hpp"
 #include "results/report_rows.hpp"
+#include "support/block.hpp"
 
 namespace tovik {
 
 namespace {
 
+bool is_hidden(const Model& model) {
+  return model.block == block::predef::hidden;
+}
+
 /// Parameters with a prior of their own and computed ones stand in lists of their own.
-bool is_equation(const Model& model) {
-  return model::is_equation(model.kind());
+bool is_shown_equation(const Model& model) {
+  return model::is_equation(model.kind()) && !is_hidden(model);
 }
 
 std::vector<std::string> commands_of(const ModelList& models, model::kind kind) {
   std::vector<std::string> out;
   for (const Model& model : models) {
-    if (model.kind() == kind) out.push_back(model.command());
+    if (model.kind() == kind && !is_hidden(model)) out.push_back(model.command());
   }
   return out;
 }
@@ -35,11 +40,11 @@ void print_definitions(std::FILE* stream, const ModelList& models) {
 
 void print_equations(std::FILE* stream, const ModelList& models) {
   std::fputs("  MODELS\n", stream);
-  const auto total = static_cast<std::size_t>(std::count_if(models.begin(), models.end(), is_equation));
+  const auto total = static_cast<std::size_t>(std::count_if(models.begin(), models.end(), is_shown_equation));
   std::string block;
   std::size_t number = 0;
   for (const Model& model : models) {
-    if (!is_equation(model)) continue;
+    if (!is_shown_equation(model)) continue;
     if (model.block != block) {
       block = model.block;
       if (!is_reserved_block(block)) std::fprintf(stream, "\n   %s:\n", block.c_str());

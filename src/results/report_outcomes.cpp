@@ -111,25 +111,39 @@ void print_centering(std::FILE* stream, const Model& model) {
 /// Rows that belong to no equation, kept until their table is due.
 class collected {
  public:
-  void add(std::string label, arma::Row<double> values) {
+  /// `fixed`: the text of a value that the model fixes, else empty.
+  void add(std::string label, arma::Row<double> values, std::string fixed = "") {
     labels_.push_back(std::move(label));
     values_.push_back(std::move(values));
+    fixed_.push_back(std::move(fixed));
   }
   bool empty() const { return labels_.empty(); }
   void clear() {
     labels_.clear();
     values_.clear();
+    fixed_.clear();
   }
   void print(const Table& table) const {
     for (std::size_t k = 0; k < labels_.size(); ++k) {
-      table.row(labels_[k], values_[k], Table::tests::shown);
+      if (fixed_[k].empty()) {
+        table.row(labels_[k], values_[k], Table::tests::shown);
+      } else {
+        table.fixed_row(labels_[k], values_[k], fixed_[k], Table::tests::shown);
+      }
     }
   }
 
  private:
   std::vector<std::string> labels_;
   std::vector<arma::Row<double>> values_;
+  std::vector<std::string> fixed_;
 };
+
+/// What stands in place of the estimate of a correlation that the model fixes.
+std::string fixed_correlation(const Model& phantom) {
+  if (!phantom.variance.is_fixed() || sem::Mcmc::print_fixed_values) return "";
+  return "@ " + fixed_text(phantom.variance.value());
+}
 
 /// Walks through the equations with the two tables of numbers.
 class outcome_report {
@@ -158,7 +172,7 @@ class outcome_report {
       if (hidden) {
         skip(i);
       } else if (model.kind() == model::kind::phantom) {
-        collect(phantoms_, Model::correlationParse(model));
+        collect(phantoms_, Model::correlationParse(model), fixed_correlation(model));
       } else if (model.kind() == model::kind::parameter) {
         collect(parameters_, model.name());
       } else if (model.kind() == model::kind::computation) {
@@ -179,8 +193,8 @@ class outcome_report {
     const auto hidden = std::count_if(models_.begin(), models_.end(),
                                       [](const Model& m) { return m.block == block::predef::hidden; });
     if (hidden == 0) return;
-    std::fprintf(stream_, "  WARNING: %i models were suppressed from printing.\n\n",
-                 static_cast<int>(hidden));
+    std::fprintf(stream_, "  WARNING: %i %s suppressed from printing.\n\n", static_cast<int>(hidden),
+                 hidden == 1 ? "model was" : "models were");
   }
 
   void print_summaries(const char* end) const {
@@ -196,8 +210,8 @@ class outcome_report {
     return sem::print_simple_slopes(stream, effects_, i, simple_.rest(), columns_);
   }
 
-  void collect(collected& to, const std::string& label) {
-    if (!values_.empty()) to.add(label, values_.next());
+  void collect(collected& to, const std::string& label, const std::string& fixed = "") {
+    if (!values_.empty()) to.add(label, values_.next(), fixed);
     printed_ = true;
   }
 

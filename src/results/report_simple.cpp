@@ -71,17 +71,19 @@ void print_empty_cells(std::FILE* stream, std::size_t n) {
   std::fputs("\n", stream);
 }
 
+/// A small p-value with the digits that the column holds.
+std::string small_text(double value) {
+  std::string const text = format("%9.3e", value);
+  return text.size() <= 9 ? text : format("%9.2e", value);
+}
+
 void print_values(std::FILE* stream, char const* label, arma::Row<double> const& values,
                   std::vector<std::string> const& columns) {
   std::fprintf(stream, "  %-30.30s ", label);
   for (std::size_t k = 0; k < columns.size(); ++k) {
-    double const value = printable(k < values.n_elem ? values[k] : arma::datum::nan);
+    double const value = k < values.n_elem ? values[k] : arma::datum::nan;
     bool const small = columns[k] == "PValue" && value > 0.0 && value < 0.001;
-    if (small) {
-      std::fprintf(stream, " %9.5e ", value);
-    } else {
-      std::fprintf(stream, " %9.3f ", value);
-    }
+    std::fprintf(stream, " %9s ", (small ? small_text(value) : cell_text(value, columns[k] != "ChiSq")).c_str());
   }
   std::fputs("\n", stream);
 }

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::size_t label_width = 29;
 constexpr std::size_t continued_label_width = 27;
+constexpr std::size_t margin_width = 32;
 
 /// The label in pieces that end where a token of an expression ends; blanks go with the token after them.
 std::vector<std::string> pieces_of(const std::string& label) {
@@ -40,10 +41,17 @@ std::string without_leading_blanks(const std::string& text) {
 broken_label break_label(const std::string& label) {
   if (label.size() <= label_width) return {label, {}};
   std::vector<std::string> lines(1);
-  for (const std::string& piece : pieces_of(label)) {
-    const std::size_t width = lines.size() == 1 ? label_width : continued_label_width;
-    if (!lines.back().empty() && lines.back().size() + piece.size() > width) lines.emplace_back();
-    lines.back() += lines.back().empty() && lines.size() > 1 ? without_leading_blanks(piece) : piece;
+  const auto width = [&] { return lines.size() == 1 ? label_width : continued_label_width; };
+  for (std::string piece : pieces_of(label)) {
+    if (!lines.back().empty() && lines.back().size() + piece.size() > width()) lines.emplace_back();
+    if (lines.back().empty() && lines.size() > 1) piece = without_leading_blanks(piece);
+    while (piece.size() > width() && lines.back().empty()) {
+      const std::size_t part = width();
+      lines.back() = piece.substr(0, part);
+      piece.erase(0, part);
+      lines.emplace_back();
+    }
+    lines.back() += piece;
   }
   return {lines.front(), {lines.begin() + 1, lines.end()}};
 }
@@ -52,8 +60,22 @@ double printable(double value) {
   return std::isnan(value) ? std::numeric_limits<double>::quiet_NaN() : value;
 }
 
+std::string cell_text(double value, bool small) {
+  constexpr std::size_t width = 9;
+  constexpr double least_shown = 0.0005, largest = 1e6;
+  const double size = std::fabs(value);
+  if (!std::isfinite(value)) return format("%9.3f", printable(value));
+  const bool exponential = size >= largest || (small && size > 0.0 && size < least_shown);
+  std::string text;
+  for (int decimals = exponential ? 2 : 3; decimals >= 0; --decimals) {
+    text = exponential ? format("%9.*e", decimals, value) : format("%9.*f", decimals, value);
+    if (text.size() <= width) break;
+  }
+  return text;
+}
+
 std::string fixed_text(double value) {
-  return format("%.3f", printable(value));
+  return trim(cell_text(value));
 }
 
 Table::Table(std::FILE* stream, std::vector<std::string> columns)
@@ -78,7 +100,7 @@ void Table::close(const char* end) const {
 
 void Table::section(const std::string& title) const {
   const bool blank_line = !title.empty() && title.front() == '\n';
-  std::fprintf(stream_, "%s%-32.32s\n", blank_line ? "\n" : "", title.c_str() + (blank_line ? 1 : 0));
+  std::fprintf(stream_, "%s%-32s\n", blank_line ? "\n" : "", title.c_str() + (blank_line ? 1 : 0));
 }
 
 void Table::blank_row(const std::string& title, const char* end) const {
@@ -92,13 +114,19 @@ void Table::cell(const std::string& text) const {
   std::fprintf(stream_, " %9s ", text.c_str());
 }
 
+/// A test statistic near 0 is no more than that.
+void Table::number(std::size_t column, double value) const {
+  const std::string& name = columns_[column];
+  cell(cell_text(value, name != "ChiSq" && name != "PValue"));
+}
+
 void Table::cells(const arma::Row<double>& values, tests show) const {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (show == tests::blank && Summary::supress(columns_[i])) {
       cell("---");
     } else {
       const bool there = i < values.n_elem;
-      std::fprintf(stream_, " %9.3f ", printable(there ? values[i] : arma::datum::nan));
+      number(i, there ? values[i] : arma::datum::nan);
     }
   }
   std::fprintf(stream_, "\n");
@@ -116,8 +144,11 @@ void Table::row(const std::string& label, const arma::Row<double>& values, tests
 }
 
 void Table::margin_row(const std::string& label, const arma::Row<double>& values, tests show) const {
-  std::fprintf(stream_, "%-32.32s ", label.c_str());
+  const bool fits = label.size() <= margin_width;
+  const broken_label lines = fits ? broken_label{label, {}} : break_label(label);
+  std::fprintf(stream_, "%-32s ", lines.first.c_str());
   cells(values, show);
+  continue_label(lines);
 }
 
 void Table::by_row(const std::string& label, const arma::Row<double>& values, tests show) const {

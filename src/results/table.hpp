@@ -43,10 +43,10 @@ class Table {
   /// open.
   void blank_row(const std::string& title, const char* end = "\n") const;
 
-  /// A row of numbers, one for each column. Long labels break between the tokens of an expression; what does
-  /// not fit follows the row on lines of its own.
+  /// A row of numbers, one for each column (cell_text). Long labels break between the tokens of an expression, a long
+  /// token anywhere; what does not fit follows the row on lines of its own.
   void row(const std::string& label, const arma::Row<double>& values, tests show) const;
-  /// A row that starts at the left margin ("Grand Mean").
+  /// A row that starts at the left margin ("Grand Mean"), with the lines of a long label behind it.
   void margin_row(const std::string& label, const arma::Row<double>& values, tests show) const;
   /// A row of the proportions of variance explained: "  by " and the label.
   void by_row(const std::string& label, const arma::Row<double>& values, tests show) const;
@@ -60,17 +60,22 @@ class Table {
  private:
   void cells(const arma::Row<double>& values, tests show) const;
   void cell(const std::string& text) const;
+  void number(std::size_t column, double value) const;
   void continue_label(const broken_label& label) const;
 
   std::FILE* stream_;
   std::vector<std::string> columns_;
 };
 
-/// A number in the notation of fixed cells: three decimals.
+/// A number in nine characters: with three decimals, or as many of them as fit; in exponential form from 1e6 on and,
+/// where `small` is set, when three decimals would show 0 for another number.
+std::string cell_text(double value, bool small = true);
+
+/// The same at its own width: the value of something fixed.
 std::string fixed_text(double value);
 
 /// Breaks a label above 29 characters between the tokens of an expression: up to 29 characters on the first
-/// line, below 28 on each of the others. A token that is longer than a line gets a line of its own.
+/// line, below 28 on each of the others. A token that is longer than a line is broken anywhere.
 broken_label break_label(const std::string& label);
 
 /// The value itself, or the positive quiet NaN for any NaN, since printf shows the sign of a NaN.

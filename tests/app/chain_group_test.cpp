@@ -145,7 +145,7 @@ TEST_F(Tuning, FiltersChainsThatAreInOrderAndWarnsOfTheOthers) {
   EXPECT_EQ(print(true, true, false),
             "\nMETROPOLIS-HASTINGS ACCEPTANCE RATES:\n\n"
             "  Chain 2:\n    row\n\n"
-            "  NOTE: Suppressing printing of 1 chains.\n"
+            "  NOTE: Suppressing printing of 1 chain.\n"
             "  NOTE: Suppressing printing of tuning info that is within\n"
             "        +/- 0.20 of the target acceptance probability.\n"
             "        Use keyword 'tuneinfo' in options to override.\n\n");

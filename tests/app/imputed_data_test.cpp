@@ -367,6 +367,14 @@ TEST_F(ImputedData, DrawFilesOfARunWithoutEquationsHoldTheImputationModels) {
   EXPECT_EQ(output.find("VARIABLE ORDER"), std::string::npos);
 }
 
+/// How the message on rows without a value of x names their lines.
+std::string dropped_lines(const arma::Col<double>& x) {
+  const arma::uvec rows = arma::find_nan(x);
+  std::string out = "         Lines of the data file:";
+  for (arma::uword k = 0; k < 5; ++k) out += (k > 0 ? ", " : " ") + std::to_string(rows(k) + 2);
+  return out + " and " + std::to_string(rows.n_elem - 5) + " more.";
+}
+
 TEST_F(ImputedData, OneVariableAloneAndRowsWithoutAnyValue) {
   const table raw = read_table("d.csv");
   run("CLUSTERID: id; FCS: x;" + short_run + "SAVE: stacked = a.csv;");
@@ -379,7 +387,8 @@ TEST_F(ImputedData, OneVariableAloneAndRowsWithoutAnyValue) {
                                "           has not been achieved by the end of the burn-in period.\n",
                                "WARNING: " + std::to_string(arma::find_nan(raw.col("x")).eval().n_elem) +
                                    " observations have all variables in the imputation\n"
-                                   "         model missing. They have been dropped from data set."}));
+                                   "         model missing. They have been dropped from data set.\n" +
+                                   dropped_lines(raw.col("x"))}));
   const table all = read_table("a.csv");
   const arma::uword left = 120 - arma::find_nan(raw.col("x")).eval().n_elem;
   EXPECT_EQ(all.cells.n_rows, 120 + 4 * left);

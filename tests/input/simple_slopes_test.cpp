@@ -183,5 +183,71 @@ TEST_F(Simple, WarnsOnceOfEachFocalPredictorThatIsNotCentered) {
                               "         evaluated at a score of zero on the focal predictor.\n"});
 }
 
+/// Rows in classes c of schools d.
+class SimpleThreeLevels : public Simple {
+ protected:
+  void SetUp() override {
+    Simple::SetUp();
+    std::string text = "c,d,y,x,m\n";
+    for (int i = 0; i < 24; ++i)
+      text += format("%i,%i,%i,%i,%i\n", i / 2, i / 6, (7 * i) % 5 + i / 6, (5 * i) % 7 + i / 4, (3 * i) % 8);
+    write("t.csv", text);
+  }
+
+  sem::SimpleList run(const std::string& simple, const std::string& model, const std::string& center) {
+    const auto input = read("DATA: t.csv; CLUSTERID: c d; SEED: 1; BURN: 10; ITER: 20; FIXED: m; CENTER: " + center +
+                            "; MODEL: " + model + "; SIMPLE: " + simple + ";");
+    arma::Mat<double> data = input->data();
+    VariableList vars = input->variableList(data);
+    const ModelList models = input->modelList(vars);
+    input->update(data, vars, models);
+    warning::buffer.clear();
+    means_ = vars.find("x")->means;
+    return input->simpleSlopes(vars, models);
+  }
+
+  std::vector<unsigned> means_;  ///< columns, the nearest level first
+};
+
+TEST_F(SimpleThreeLevels, MeansHaveAnEffectForEachLevelAtItsOwnDeviation) {
+  const sem::SimpleList list = run("m | x.mean @ 1 sd", "y ~ x x.mean m x.mean*m", "grandmean = x.mean");
+  ASSERT_EQ(labels(list), (Names{"0 m | x.mean[c] @ 1.00 SD", "0 m | x.mean[d] @ 1.00 SD"}));
+  for (unsigned k = 0; k < 2; ++k) {
+    const sem::moderator& m = list[0].effects[k].moderators()[0];
+    EXPECT_EQ(m.source.level, 1 - k);
+    EXPECT_EQ(m.source.column, means_.at(k));
+    EXPECT_EQ(m.columns, (std::vector<std::pair<unsigned, double>>{{means_.at(k), 1.0}}));
+  }
+}
+
+TEST_F(SimpleThreeLevels, AFocalMeanHasAnEffectForEachLevel) {
+  const std::string model = "y ~ x x.mean m x.mean*m", center = "grandmean = x.mean";
+  EXPECT_EQ(labels(run("x.mean | m @ 2", model, center)), (Names{"0 x.mean[c] | m @ 2", "0 x.mean[d] | m @ 2"}));
+  EXPECT_EQ(labels(run("X.Mean[D] | m @ 2", model, center)), Names{"0 x.mean[d] | m @ 2"});
+}
+
+TEST_F(SimpleThreeLevels, MeansThatStandAtOneLevelHaveOneEffect) {
+  const std::string model = "y ~ x x.mean[d] m x.mean[d]*m", center = "grandmean = x.mean";
+  EXPECT_EQ(labels(run("m | x.mean @ 1", model, center)), Names{"0 m | x.mean[d] @ 1"});
+  const std::string text = fault([&] { run("m | x.mean[c] @ 1", model, center); });
+  EXPECT_EQ(text, term("m | x.mean[c] @ 1",
+                       "         The focal variable \"m\" and\n"
+                       "         moderator variable \"x.mean[c]\"\n"
+                       "         are not in the same model."));
+}
+
+TEST_F(SimpleThreeLevels, MeansOfTwoLevelsModerateEachOther) {
+  EXPECT_EQ(labels(run("x.mean[c] | x.mean[d] @ 1", "y ~ x.mean m", "grandmean = x.mean")),
+            Names{"0 x.mean[c] | x.mean[d] @ 1"});
+}
+
+TEST_F(SimpleThreeLevels, TheHighestMeansAreNotCenteredWithinClusters) {
+  const std::string model = "y ~ x x.mean m x.mean*m", center = "groupmean = x.mean";
+  EXPECT_EQ(labels(run("m | x.mean[c] @ 1 sd", model, center)), Names{"0 m | x.mean[c] @ 1.00 SD"});
+  EXPECT_EQ(fault([&] { run("m | x.mean @ 1 sd", model, center); }),
+            "ERROR: The moderator must be centered to evaulate at\n"
+            "       standard deviation units. Offending variable:\nx.mean[d]");
+}
+
 }  // namespace
 }  // namespace tovik::tests::simple_slopes_test

@@ -32,10 +32,22 @@ TEST_F(Update, DropsRowsWithoutAnyModelVariable) {
   EXPECT_EQ(matrix.n_rows, 3u);
   EXPECT_EQ(in->dropped_rows, (std::vector<arma::uword>{1, 4}));
   EXPECT_EQ(warnings(), (Names{"WARNING: 2 observations have all variables in the imputation\n"
-                               "         model missing. They have been dropped from data set."}));
+                               "         model missing. They have been dropped from data set.\n"
+                               "         Lines of the data file: 3, 6."}));
   prepare("y,x\n1,2\nNA,NA\n3,4\n", "DEBUG: no_drop;", "y ~ x");
   EXPECT_EQ(matrix.n_rows, 3u);
   EXPECT_TRUE(in->dropped_rows.empty());
+}
+
+TEST_F(Update, NamesTheFirstLinesOfDroppedRows) {
+  prepare("y,x,w\n\n1,2,3\n\nNA,NA,4\n4,NA,5\n", "", "y ~ x");
+  EXPECT_EQ(warnings(), (Names{"WARNING: 1 observation has all variables in the imputation\n"
+                               "         model missing. It has been dropped from data set.\n"
+                               "         Line of the data file: 5."}));
+  prepare("1 2\n3 4\nNA 2\nNA 1\nNA 2\nNA 4\n5 NA\n7 NA\n4 1\n", "VARIABLES: y x; OPTIONS: listwise;", "y ~ x");
+  EXPECT_EQ(warnings(), (Names{"WARNING: Performing listwise deletion (listwise on OPTIONS).\n"
+                               "         6 observations have been dropped from data set.\n"
+                               "         Lines of the data file: 3, 4, 5, 6, 7 and 1 more."}));
 }
 
 TEST_F(Update, DeletesListwiseFirst) {
@@ -43,7 +55,8 @@ TEST_F(Update, DeletesListwiseFirst) {
   EXPECT_EQ(matrix.n_rows, 2u);
   EXPECT_EQ(in->dropped_rows, (std::vector<arma::uword>{1, 2, 4}));
   EXPECT_EQ(warnings(), (Names{"WARNING: Performing listwise deletion (listwise on OPTIONS).\n"
-                               "         3 observations have been dropped from data set."}));
+                               "         3 observations have been dropped from data set.\n"
+                               "         Lines of the data file: 3, 4, 6."}));
   EXPECT_EQ(in->missing_flags, (std::vector<char>{0, 0, 1}));
   EXPECT_TRUE(vars.find("x")->fixed());
 }
@@ -66,7 +79,8 @@ TEST_F(Update, DropsClustersWithoutCounts) {
   EXPECT_EQ(matrix.n_rows, 4u);
   EXPECT_EQ(in->dropped_rows, (std::vector<arma::uword>{0, 1}));
   EXPECT_EQ(warnings(), (Names{"WARNING: Count Variable 'k' has clusters with all observations\n"
-                               "         missing. They have been dropped from data set."}));
+                               "         missing. They have been dropped from data set.\n"
+                               "         Lines of the data file: 2, 3."}));
   prepare("id,k,y\n1,NA,1\n1,NA,2\n2,3,4\n2,NA,1\n", "COUNT: k;", "y ~ k");
   EXPECT_EQ(matrix.n_rows, 4u);
 }

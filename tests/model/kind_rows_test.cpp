@@ -70,7 +70,7 @@ TEST(KindRows, Latent) {
   expect_rows(
       run["zeta"],
       {"Variance : L3 : Var(Intercept)", "Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : v"},
-      {"v"}, {"R2: Coefficients", "R2: Level-3 Random Intercepts", "R2: Level-1 Residual Variation"});
+      {"v"}, {"R2: Coefficients", "R2: Level-3 Random Intercepts", "R2: Level-2 Residual Variation"});
 }
 
 TEST(KindRows, Weighted) {

@@ -101,7 +101,7 @@ TEST(Rows, ALevel2OutcomeInThreeLevelDataVariesAtLevel3) {
   const one_model m(2, "w ~ v");
   EXPECT_EQ(m->parameters().front(), "Variance : L3 : Var(Intercept)");
   EXPECT_EQ(m->rsquare(),
-            (texts{"R2: Coefficients", "R2: Level-3 Random Intercepts", "R2: Level-1 Residual Variation"}));
+            (texts{"R2: Coefficients", "R2: Level-3 Random Intercepts", "R2: Level-2 Residual Variation"}));
 }
 
 TEST(Rows, LabelsCountAsManyAsTheRandomEffectsAndColumns) {

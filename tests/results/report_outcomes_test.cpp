@@ -178,6 +178,14 @@ TEST_F(ReportOutcomes, PhantomsFollowTheirBlock) {
                 closing + "\n\n\n");
 }
 
+TEST_F(ReportOutcomes, AFixedPhantomCorrelationShowsItsValue) {
+  run_models run(1, split("y ~ x | 1; y2 ~ x | 1; y[school] <-> y2[school]@0.3", ";", true));
+  const std::string label = "y2[school] <-> y[school]";
+  EXPECT_NE(print(run.all).find(heading + row(label, "@ 0.300") + closing), std::string::npos) << print(run.all);
+  sem::sampler_settings::print_fixed_values = true;
+  EXPECT_EQ(print(run.all).find("@ 0.300"), std::string::npos);
+}
+
 TEST_F(ReportOutcomes, ParametersAndComputationsStandAtTheEnd) {
   run_models run(0, {"y ~ x@a z@b"}, {"b ~ normal(0, 1)", "indirect = a * b"});
   const std::string text = print(run.all);
@@ -192,8 +200,8 @@ TEST_F(ReportOutcomes, HiddenEquationsKeepTheirRows) {
   run_models run(0, split("y ~ x; y2 ~ x; z ~ x", ";", true));
   run.all[1].block = block::predef::hidden;
   const std::string text = print(run.all);
-  EXPECT_EQ(text.substr(0, summaries.size() + 59),
-            summaries + "  WARNING: 1 models were suppressed from printing.\n\n\nOutcom");
+  EXPECT_EQ(text.substr(0, summaries.size() + 57),
+            summaries + "  WARNING: 1 model was suppressed from printing.\n\n\nOutcom");
   EXPECT_EQ(text.find("Outcome Variable:  " + run.all[1].name() + " "), std::string::npos);
   const int k = static_cast<int>(run.all.row_starts()[2]);
   EXPECT_NE(text.find(title("Variances:") + untested("Residual Var.", k + 1)), std::string::npos);
@@ -295,6 +303,16 @@ TEST_F(ReportCorrelations, LeavesOutPairsWithParametersOfTheirOwn) {
   EXPECT_NE(some.find("y <-> y10 "), std::string::npos);
   const std::string all = correlations(run.all, 1, 3, false, true);
   EXPECT_NE(all.find(full("y <-> y2", 1)), std::string::npos);
+}
+
+TEST_F(ReportCorrelations, LeavesOutHiddenEquations) {
+  run_models run(0, split("y ~ x; y2 ~ x; y10 ~ x", ";", true));
+  ASSERT_EQ(run.all[1].name(), "y2");
+  run.all[1].block = block::predef::hidden;
+  for (bool all : {false, true})
+    EXPECT_EQ(correlations(run.all, 1, 3, false, all), "  Summaries based on 3 iterations using 1 chain.\n" + head_ +
+                                                           row("y <-> y10", "-2.500", "20.000", "0.020") +
+                                                           closing + "\n\n\n");
 }
 
 TEST_F(ReportCorrelations, LeavesOutThePairOfAPhantomAtItsLevel) {

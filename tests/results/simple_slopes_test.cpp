@@ -218,7 +218,7 @@ TEST(PrintSimpleSlopes, PrintsTheBlockToTheCharacter) {
                 "\n\n"
                 "  x | m @ v                                                       \n"
                 "    Intercept                         1.250      4.000      0.500 \n"
-                "    Slope                            -2.000     30.000  1.25000e-04 \n"
+                "    Slope                            -2.000     30.000  1.250e-04 \n"
                 "  a_focal_name | m @ v                                            \n"
                 "        w @ -1.50 SD                                              \n"
                 "    Intercept                         0.000      0.000      1.000 \n"
@@ -247,6 +247,16 @@ TEST(PrintSimpleSlopes, BreaksLongLabelsBetweenModeratorsThenAnywhere) {
             "        mmonly_long_name @ v     \n"
             "    Intercept                    \n"
             "    Slope                        \n");
+}
+
+TEST(PrintSimpleSlopes, NumbersKeepTheWidthOfTheirCells) {
+  const SimpleSlopes effect(0, "x", {x}, constant, {at(m, 1)});
+  tests::Capture out;
+  effect.print(out.stream(), {{1234567, 1234567, 1e-120}, {0.0001, 0.0001, 0.00123}}, {"Mean", "ChiSq", "PValue"});
+  EXPECT_EQ(out.text(),
+            "  x | m @ v                                                       \n"
+            "    Intercept                      1.23e+06   1.23e+06  1.00e-120 \n"
+            "    Slope                          1.00e-04      0.000      0.001 \n");
 }
 
 TEST(PrintSimpleSlopes, CountsWithoutAStream) {

@@ -129,7 +129,43 @@ TEST_F(TableTest, LongLabelContinuesBehindItsNumbers) {
             "    group_size_of_class         \n");
 }
 
-TEST_F(TableTest, LabelsBreakAtTokensOnly) {
+TEST_F(TableTest, ALongNameAtTheMarginContinuesBehindItsNumbers) {
+  const Table table(capture_.stream(), {"Mean"});
+  table.margin_row("Grand Mean: a_code_of_20_letters", arma::Row<double>{1.5}, Table::tests::shown);
+  table.margin_row("Grand Mean: a_code_of_a_nominal_variable_9", arma::Row<double>{2.5}, Table::tests::shown);
+  EXPECT_EQ(capture_.text(),
+            "Grand Mean: a_code_of_20_letters      1.500 \n"
+            "Grand Mean:                           2.500 \n"
+            "    a_code_of_a_nominal_variabl \n"
+            "    e_9                         \n");
+}
+
+TEST_F(TableTest, NumbersKeepTheWidthOfTheirCells) {
+  for (const auto& [value, text] : {std::pair{0.0, "    0.000"},
+                                    {-0.0, "   -0.000"},
+                                    {0.0005, "    0.001"},
+                                    {0.00049, " 4.90e-04"},
+                                    {-0.00049, "-4.90e-04"},
+                                    {1e-120, "1.00e-120"},
+                                    {-1e-120, "-1.0e-120"},
+                                    {99999.999, "99999.999"},
+                                    {-12345.678, "-12345.68"},
+                                    {123456.789, "123456.79"},
+                                    {-123456.789, "-123456.8"},
+                                    {999999.9, "999999.90"},
+                                    {1e6, " 1.00e+06"},
+                                    {-1234567.0, "-1.23e+06"},
+                                    {-1e200, "-1.0e+200"}}) {
+    EXPECT_EQ(cell_text(value), text) << value;
+  }
+  EXPECT_EQ(cell_text(0.0001, false), "    0.000");
+  EXPECT_EQ(fixed_text(1234567.0), "1.23e+06");
+  const Table table(capture_.stream(), {"Mean", "ChiSq", "PValue"});
+  table.row("x", arma::Row<double>{0.0001, 0.0001, 0.0001}, Table::tests::shown);
+  EXPECT_EQ(capture_.text(), "  x                                1.00e-04      0.000      0.000 \n");
+}
+
+TEST_F(TableTest, LabelsBreakAtTokensFirst) {
   const std::string fits(29, 'a');
   EXPECT_EQ(break_label(fits).first, fits);
   EXPECT_TRUE(break_label(fits).rest.empty());
@@ -138,8 +174,11 @@ TEST_F(TableTest, LabelsBreakAtTokensOnly) {
   EXPECT_EQ(sum.first, "aaaaaaaaaaaaaa+");
   EXPECT_EQ(sum.rest, std::vector<std::string>{"bbbbbbbbbbbbbbb"});
   const broken_label one = break_label(std::string(35, 'a'));
-  EXPECT_EQ(one.first, std::string(35, 'a'));
-  EXPECT_TRUE(one.rest.empty());
+  EXPECT_EQ(one.first, std::string(29, 'a'));
+  EXPECT_EQ(one.rest, std::vector<std::string>{std::string(6, 'a')});
+  const broken_label two = break_label("a+" + std::string(60, 'b') + "*c");
+  EXPECT_EQ(two.first, "a+");
+  EXPECT_EQ(two.rest, (std::vector<std::string>{std::string(27, 'b'), std::string(27, 'b'), "bbbbbb*c"}));
   // Continuation lines hold at most 27 characters.
   const broken_label lines = break_label("a23456789*b23456789*c23456789*d23456789*e23456789*f2345678*g");
   EXPECT_EQ(lines.first, "a23456789*b23456789*c23456789");

@@ -90,13 +90,12 @@ std::size_t number_end(const std::string& line, std::size_t from) {
   return digits_end(line, end + 2);  // an exponent has a sign
 }
 
-/// A number in the exponential notation of small p-values stands in a cell of its own width.
+/// A number in exponential notation stands in a cell of three decimals.
 std::string mask_number(const std::string& number, bool aligned) {
-  constexpr std::size_t cell_width = 9;
   const bool exponential = number.find('e') != std::string::npos;
   const std::size_t decimals = exponential ? 3 : number.size() - number.find('.') - 1;
   const std::string zero = "0." + std::string(decimals, '0');
-  const std::size_t width = exponential ? cell_width : number.size();
+  const std::size_t width = number.size();
   return aligned && width > zero.size() ? std::string(width - zero.size(), ' ') + zero : zero;
 }
 

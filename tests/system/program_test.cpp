@@ -168,7 +168,7 @@ TEST(MaskedNumbers, KeepPlacesAndTitles) {
             "  x ~ z          0.000     ---      0.000 \n");
   EXPECT_EQ(masked_numbers("  Median   2.5%  3.2.17  m.2 ~ x2  Tau 1\n"),
             "  Median   2.5%  3.2.17  m.2 ~ x2  Tau 1\n");
-  EXPECT_EQ(masked_numbers("   1.38548e-132      2.606 \n"), "       0.000      0.000 \n");
+  EXPECT_EQ(masked_numbers("   1.38e-132   1.26e-04 \n"), "       0.000      0.000 \n");
   EXPECT_EQ(masked_numbers("      DIC2                  1454.331\n"), "      DIC2                  0.000\n");
   EXPECT_EQ(masked_numbers("                           26 to 50              4.902            12  \n"),
             "                           26 to 50              0.000             1  \n");
