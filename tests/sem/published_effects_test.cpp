@@ -143,6 +143,20 @@ struct PublishedWorld {
   }
 };
 
+TEST(PublishedEffects, EveryLevelsProposalIsTuned) {
+  PublishedWorld w(3, 400);
+  w.owner.z = {{0, 2, 3}, {0, 2}};
+  Normal model(&w.estimator, w.owner);
+  ASSERT_EQ(model.re_tune.size(), 2U);
+  for (auto& proposal : model.re_tune) proposal.accepted = proposal.total = 10;  // far too timid
+  model.tune();
+  for (auto const& proposal : model.re_tune) {
+    EXPECT_EQ(proposal.value, 3.0);
+    EXPECT_EQ(proposal.total, 0U);
+  }
+  EXPECT_EQ(model.tuneResults().size(), 3U);  // and that of imputation
+}
+
 TEST(PublishedEffects, ReadByAnEquationOfLevelTwo) {
   PublishedWorld w(2, 401);
   w.owner.z = {{0, 3}};
