@@ -102,6 +102,8 @@ arma::Col<double> evaluate_statement(const statement& one, const occurrences& fo
     const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(command));
     tree->register_rng(rng);
     out = tree->eval(data);
+  } catch (const evaluate::error_debug_rng&) {
+    throw;  // no statement can bring that about
   } catch (const evaluate::error_parse& e) {
     throw error(e.message() + see);
   } catch (const evaluate::error& e) {

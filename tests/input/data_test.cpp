@@ -192,7 +192,10 @@ TEST_F(Catalogue, ChecksWhatCommandsSayOfColumns) {
             "       Problem variables: 'w' and 'v'");
   EXPECT_EQ(list_fault("y,x,x.3\n1,2,4\n2,3,5\n", "NOMINAL: x;"),
             "ERROR: Cannot create dummy variable 'x.3'\n       The name is already in use.");
-  EXPECT_EQ(list_fault("y,x\n1,NA\n2,NA\n", "NOMINAL: x;"), "No nominal values!");
+  EXPECT_EQ(list_fault("y,x\n1,NA\n2,NA\n", "NOMINAL: x;"),
+            "ERROR: Variable x has no observed category.\n"
+            "       Ordinal and nominal variables need\n"
+            "       a minimum of two observed categories.\n");
 }
 
 TEST_F(Catalogue, LatentLevelsAreIdentifiers) {

@@ -180,7 +180,8 @@ TEST_F(Debug, CountsAreUnsignedOf32Bits) {
          {"tunecheck", "psr_interval", "ess_max_niter", "trunc_norm_max_niter", "pg_max_niter", "pg_n_gamma",
           "varnam_truncate", "multi_mh_max_iter", "max_pat"}) {
       EXPECT_EQ(add_fault("DEBUG: " + std::string(keyword) + " = " + value),
-                "Not a positive integer = " + std::string(value))
+                "ERROR: DEBUG command not properly specified.\n       Problem keyword: '" +
+                    std::string(keyword) + "'")
           << keyword;
     }
   }

@@ -97,8 +97,13 @@ TEST_F(Transform, NumbersAreNotNames) {
   EXPECT_EQ(data(1, 2), 4.0);
 }
 
-TEST_F(Transform, FaultsOfTheEngineAreNotTheUsers) {
-  EXPECT_THROW(apply({"z = x == x"}), evaluate::error_debug_parse);
+TEST_F(Transform, WhatCannotBeEvaluatedIsToldWithTheStatement) {
+  try {
+    apply({"z = x == x"});
+    ADD_FAILURE() << "no error";
+  } catch (const error& e) {
+    EXPECT_STREQ(e.what(), "ERROR: The expression could not be evaluated.\n       See \"z = x == x\"");
+  }
 }
 
 TEST_F(Transform, LongStatementsEndInPlainWords) {
