@@ -51,15 +51,16 @@ class row_filter {
     return gone;
   }
 
-  /// Where the rows of the last deletion stand, a line of its own behind a message: the first five. Nothing when their
-  /// file cannot tell.
+  /// Where the rows of the last deletion stand, a line of its own behind a message: the first five. Nothing
+  /// when their file cannot tell.
   std::string lines() const {
     constexpr std::size_t most = 5;
     const std::size_t shown = std::min(gone_.size(), most);
-    const std::vector<std::size_t> numbers =
-        lines_of_rows(r_.input.data_file, n_rows_, {gone_.begin(), gone_.begin() + static_cast<std::ptrdiff_t>(shown)});
+    const std::vector<std::size_t> numbers = lines_of_rows(
+        r_.input.data_file, n_rows_, {gone_.begin(), gone_.begin() + static_cast<std::ptrdiff_t>(shown)});
     if (numbers.empty()) return "";
-    std::string out = numbers.size() == 1 ? "\n         Line of the data file:" : "\n         Lines of the data file:";
+    std::string out =
+        numbers.size() == 1 ? "\n         Line of the data file:" : "\n         Lines of the data file:";
     for (std::size_t k = 0; k < numbers.size(); ++k) out += (k > 0 ? ", " : " ") + std::to_string(numbers[k]);
     return out + (gone_.size() > shown ? " and " + std::to_string(gone_.size() - shown) + " more." : ".");
   }
@@ -85,9 +86,9 @@ void drop_incomplete(const run& r, const std::vector<variable_ptr>& list, row_fi
     if (!complete(r, *v)) all &= observed(r, *v);
   }
   const std::size_t gone = filter.keep(all);
-  warning::buffer.push("WARNING: Performing listwise deletion (listwise on OPTIONS).\n         " + std::to_string(gone) +
-                       (gone == 1 ? " observation has" : " observations have") + " been dropped from data set." +
-                       filter.lines());
+  warning::buffer.push("WARNING: Performing listwise deletion (listwise on OPTIONS).\n         " +
+                       std::to_string(gone) + (gone == 1 ? " observation has" : " observations have") +
+                       " been dropped from data set." + filter.lines());
 }
 
 /// An indicator of missing cells that is an outcome is observed in every row.
@@ -107,7 +108,8 @@ void drop_unobserved(const run& r, const std::vector<variable_ptr>& list, row_fi
   const std::size_t gone = filter.keep(any);
   if (gone == 0) return;
   const bool one = gone == 1;
-  warning::buffer.push("WARNING: " + std::to_string(gone) + (one ? " observation has" : " observations have") +
+  warning::buffer.push("WARNING: " + std::to_string(gone) +
+                       (one ? " observation has" : " observations have") +
                        " all variables in the imputation\n         model missing. " +
                        (one ? "It has" : "They have") + " been dropped from data set." + filter.lines());
 }

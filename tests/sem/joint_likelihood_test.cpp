@@ -1,5 +1,5 @@
-// The density of the observed cells of equations that phantoms tie together, against the covariance matrix of all
-// cells and all random effects of a cluster.
+// The density of the observed cells of equations that phantoms tie together, against the covariance matrix of
+// all cells and all random effects of a cluster.
 
 #include <gtest/gtest.h>
 
@@ -140,7 +140,8 @@ class dense_state {
     arma::mat const A = S(a.model, a.place), B = S(b.model, b.place);
     if (a.model == b.model) return A(a.effect, b.effect);
     for (auto const& [column, rho] : scores_)
-      if (entered(a, column) == static_cast<int>(a.effect) && entered(b, column) == static_cast<int>(b.effect))
+      if (entered(a, column) == static_cast<int>(a.effect) &&
+          entered(b, column) == static_cast<int>(b.effect))
         return rho * std::sqrt(A(a.effect, a.effect) * B(b.effect, b.effect));
     return 0.0;
   }
@@ -154,8 +155,8 @@ class dense_state {
 
   small_run const& run_;
   sem::Mcmc const& chain_;
-  std::vector<Normal const*> normals_;              ///< null for a phantom
-  std::vector<std::pair<index, double>> scores_;    ///< column and correlation
+  std::vector<Normal const*> normals_;            ///< null for a phantom
+  std::vector<std::pair<index, double>> scores_;  ///< column and correlation
 };
 
 class JointLikelihood : public testing::Test {
@@ -172,8 +173,8 @@ class JointLikelihood : public testing::Test {
     throw error_debug("No equation " + name);
   }
 
-  /// After some scans, the cubes of a few more are those of dense algebra: one density for the equations `tied`, one
-  /// for each of `alone`, 0 for the others.
+  /// After some scans, the cubes of a few more are those of dense algebra: one density for the equations
+  /// `tied`, one for each of `alone`, 0 for the others.
   static void expect_dense(small_run& run, std::vector<std::string> const& tied,
                            std::vector<std::string> const& alone = {}) {
     prepare(run);
@@ -201,8 +202,8 @@ class JointLikelihood : public testing::Test {
     }
   }
 
-  /// Columns t, g, y, z, v, x, w: 3 units t of 2 to 3 clusters g of 2 to 4 rows; w varies over clusters. Some cells of
-  /// y, z, v are missing where `holes`.
+  /// Columns t, g, y, z, v, x, w: 3 units t of 2 to 3 clusters g of 2 to 4 rows; w varies over clusters. Some
+  /// cells of y, z, v are missing where `holes`.
   static arma::mat nested(bool holes) {
     Random rng(12, 1);
     std::vector<arma::rowvec> rows;
@@ -221,7 +222,8 @@ class JointLikelihood : public testing::Test {
     arma::mat out(rows.size(), 7);
     for (index i = 0; i < out.n_rows; ++i) out.row(i) = rows[i];
     if (holes) {
-      out(1, 2) = out(2, 3) = out(4, 2) = out(4, 3) = out(6, 4) = out(7, 2) = out(7, 3) = out(7, 4) = arma::datum::nan;
+      out(1, 2) = out(2, 3) = out(4, 2) = out(4, 3) = out(6, 4) = out(7, 2) = out(7, 3) = out(7, 4) =
+          arma::datum::nan;
     }
     return out;
   }
@@ -269,8 +271,9 @@ TEST_F(JointLikelihood, OfALevelTwoOutcomeAndARandomIntercept) {
 TEST_F(JointLikelihood, OfCorrelationsAtThreeLevels) {
   arma::mat data = nested(true);
   data.col(6).replace(data(5, 6), arma::datum::nan);
-  small_run run(names, data, {"g", "t"},
-                {"y ~ x | x[g]", "z ~ 1", "w ~ 1", "y <-> z", "w <-> y[g]", "w[t] <-> y[t]", "z[t] <-> y[t]"});
+  small_run run(
+      names, data, {"g", "t"},
+      {"y ~ x | x[g]", "z ~ 1", "w ~ 1", "y <-> z", "w <-> y[g]", "w[t] <-> y[t]", "z[t] <-> y[t]"});
   expect_dense(run, {"y", "z", "w"});
 }
 

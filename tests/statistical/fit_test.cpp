@@ -178,8 +178,11 @@ TEST_F(Fit, ThreeLevelsWithAPhantom) {
       V(own, own) = p(first) * top + p(first + 1) * middle + left(own, own);
     }
     const arma::span y(0, rows - 1), z(rows, 2 * rows - 1);
-    const double shared = p(20) * std::sqrt(p(2) * p(12));
-    left(y, z) = left(z, y) = V(y, z) = V(z, y) = shared * I;
+    const arma::Mat<double> shared = p(20) * std::sqrt(p(2) * p(12)) * I;
+    for (arma::Mat<double>* matrix : {&V, &left}) {
+      (*matrix)(y, z) = shared;
+      (*matrix)(z, y) = shared;
+    }
     marginal.row(t) = by_unit(id, both, mean, V);
     conditional.row(t) = by_unit(id, arma::vectorise(residuals), 0 * both, left);
     EXPECT_LT(arma::abs(cube.slice(3).col(0).t() - marginal.row(t)).max(), 1e-8);

@@ -56,9 +56,9 @@ joint_likelihood::joint_likelihood(std::vector<Regression const*> members, worki
         for (part const& effects : tiers_[above].parts)
           if (effects.place > 0 && effects.member == at.parts[k].member)
             for (index j = 0; j < effects.size; ++j)
-              at.designs.back().push_back({first[above] - first[l] - at.n_effects + effects.first -
-                                               tiers_[above].n_residuals + j,
-                                           effects.place - 1, j});
+              at.designs.back().push_back(
+                  {first[above] - first[l] - at.n_effects + effects.first - tiers_[above].n_residuals + j,
+                   effects.place - 1, j});
     }
   }
 }
@@ -153,20 +153,20 @@ void joint_likelihood::whiten(tier const& at, index unit, factor const& how) {
   for (index j = 0; j < width; ++j) scan::solve_upper(how.T.memptr(), n, W_.colptr(j));
 }
 
-// What the cells below a unit say of the effects g here and h above it is, up to a constant, a quadratic form in
-// x = (g, h, -1) with the matrix A. The observed residuals here are e = [Z, r](h, -1) up to sign: -2 log density of
-// e adds W'W to the part of (h, -1), with W = inv(T) [Z, r]. Given e, g = N (h, -1) + d with N = -M'W and d of
-// precision P; put in, and d integrated out, with D = A_gg N + A_gx and H = P + A_gg,
+// What the cells below a unit say of the effects g here and h above it is, up to a constant, a quadratic form
+// in x = (g, h, -1) with the matrix A. The observed residuals here are e = [Z, r](h, -1) up to sign: -2 log
+// density of e adds W'W to the part of (h, -1), with W = inv(T) [Z, r]. Given e, g = N (h, -1) + d with N =
+// -M'W and d of precision P; put in, and d integrated out, with D = A_gg N + A_gx and H = P + A_gg,
 //
 //   A_xx + N'D + A_xg N - D' inv(H) D.
 //
 // `below` and `above` hold A by columns, then the constant.
-void joint_likelihood::absorb(tier const& at, index unit, factor const& how, double const* below, double* above) {
+void joint_likelihood::absorb(tier const& at, index unit, factor const& how, double const* below,
+                              double* above) {
   whiten(at, unit, how);
   index const width = at.n_above + 1, g = at.n_effects, in = g + width;
   for (index j = 0; j < width; ++j)
-    for (index i = 0; i < width; ++i)
-      above[i + j * width] += product(W_.colptr(i), W_.colptr(j), W_.n_rows);
+    for (index i = 0; i < width; ++i) above[i + j * width] += product(W_.colptr(i), W_.colptr(j), W_.n_rows);
   double& constant = above[width * width];
   constant += how.constant;
   if (below == nullptr) return;
@@ -218,8 +218,8 @@ arma::Col<double> joint_likelihood::marginal(arma::Mat<double> const& data) {
   return out;
 }
 
-/// Adds the log density of the observed residuals of each unit given the effects there: their mean is V_eg inv(V_gg) g
-/// and their covariance matrix what this leaves of V_ee.
+/// Adds the log density of the observed residuals of each unit given the effects there: their mean is V_eg
+/// inv(V_gg) g and their covariance matrix what this leaves of V_ee.
 void joint_likelihood::add_conditional(tier const& at, std::vector<arma::Col<double>> const& residuals,
                                        arma::Col<double>& out) const {
   index const n = at.n_residuals, q = at.n_effects;
@@ -258,7 +258,8 @@ arma::Col<double> joint_likelihood::conditional(arma::Mat<double> const& data) {
     residuals.push_back(member->fixed_residual(data));
     std::vector<arma::Mat<double>> const designs = member->effect_designs(data);
     for (unsigned L = 0; L < member->n_levels; ++L)
-      scan::subtract_effects(designs[L], member->u[L], *member->cluster.selectors[L], residuals.back().memptr());
+      scan::subtract_effects(designs[L], member->u[L], *member->cluster.selectors[L],
+                             residuals.back().memptr());
   }
   arma::Col<double> out(tiers_.back().n_units(), arma::fill::zeros);
   for (tier& at : tiers_) {

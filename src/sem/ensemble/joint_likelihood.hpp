@@ -10,20 +10,22 @@
 
 namespace tovik::sem {
 
-/// The density of the observed cells of several equations that phantoms tie together, with the scores of the phantoms
-/// integrated out.
+/// The density of the observed cells of several equations that phantoms tie together, with the scores of the
+/// phantoms integrated out.
 ///
-/// At a unit c of the l-th level of the data stand the residuals e of the equations of that level and the random
-/// effects g that equations below have there. Stacked they are
+/// At a unit c of the l-th level of the data stand the residuals e of the equations of that level and the
+/// random effects g that equations below have there. Stacked they are
 ///
 ///   (e_c, g_c) ~ N(0, V_l),
 ///
-/// V_l with the covariance matrices of the equations on its diagonal and the covariances rho sqrt(v w), which the
-/// phantoms carry, beside them. An outcome has y - Xb = Z h + e, h the effects of all levels above its own. Only the
-/// observed outcomes of a unit count: the rows of their residuals and of Z, the submatrix of V_l.
+/// V_l with the covariance matrices of the equations on its diagonal and the covariances rho sqrt(v w), which
+/// the phantoms carry, beside them. An outcome has y - Xb = Z h + e, h the effects of all levels above its
+/// own. Only the observed outcomes of a unit count: the rows of their residuals and of Z, the submatrix of
+/// V_l.
 class joint_likelihood {
  public:
-  /// `members`: equations that are normal, in the order of their list. They and `working` must outlive the object.
+  /// `members`: equations that are normal, in the order of their list. They and `working` must outlive the
+  /// object.
   joint_likelihood(std::vector<Regression const*> members, working_data const& working);
 
   /// Some member has random effects; without them both densities are the same.
@@ -32,8 +34,8 @@ class joint_likelihood {
   ///
   /// The effects given: at each unit the density of e_c given g_c.
   arma::Col<double> conditional(arma::Mat<double> const& data);
-  /// The effects integrated out. Throws numeric_error "chol(): decomposition failed" when a covariance matrix is not
-  /// positive definite.
+  /// The effects integrated out. Throws numeric_error "chol(): decomposition failed" when a covariance matrix
+  /// is not positive definite.
   arma::Col<double> marginal(arma::Mat<double> const& data);
 
  private:
@@ -52,10 +54,10 @@ class joint_likelihood {
   };
   /// One level of the data.
   struct tier {
-    std::vector<part> parts;        ///< residuals first
+    std::vector<part> parts;  ///< residuals first
     arma::uword n_residuals = 0;
-    arma::uword n_effects = 0;      ///< here
-    arma::uword n_above = 0;        ///< effects of higher levels
+    arma::uword n_effects = 0;                       ///< here
+    arma::uword n_above = 0;                         ///< effects of higher levels
     std::vector<std::vector<design_entry>> designs;  ///< of each residual
     std::vector<std::vector<arma::uword>> patterns;  ///< which residuals are observed
     std::vector<std::size_t> pattern_of;             ///< of each unit
@@ -79,7 +81,8 @@ class joint_likelihood {
   static factor factor_of(tier const& at, std::vector<arma::uword> const& observed);
   void absorb(tier const& at, arma::uword unit, factor const& how, double const* below, double* above);
   void whiten(tier const& at, arma::uword unit, factor const& how);
-  void add_conditional(tier const& at, std::vector<arma::Col<double>> const& residuals, arma::Col<double>& out) const;
+  void add_conditional(tier const& at, std::vector<arma::Col<double>> const& residuals,
+                       arma::Col<double>& out) const;
 
   std::vector<Regression const*> members_;
   std::vector<tier> tiers_;  ///< from the rows up
@@ -89,8 +92,8 @@ class joint_likelihood {
   arma::Mat<double> W_, N_, D_, H_;                ///< scratch of absorb
 };
 
-/// For each of the models the first of those that phantoms tie it to, or itself; no ties beyond models that are
-/// normal equations: what holds a phantom together with another kind keeps its density given the scores.
+/// For each of the models the first of those that phantoms tie it to, or itself; no ties beyond models that
+/// are normal equations: what holds a phantom together with another kind keeps its density given the scores.
 std::vector<std::size_t> first_tied(std::vector<std::shared_ptr<estimator::Outcome>> const& models);
 
 }  // namespace tovik::sem
