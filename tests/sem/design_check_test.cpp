@@ -51,7 +51,8 @@ TEST(DesignCheck, AMeanOfTenMillionStandardDeviationsLeavesTheSlope) {
   arma::mat X = arma::join_rows(arma::ones(40), data.col(1) - arma::mean(data.col(1)), data.col(2));
   const arma::vec b = arma::solve(X, data.col(0));
   const double s2 = arma::accu(arma::square(data.col(0) - X * b)) / 35.0;
-  const double sd = std::sqrt(s2 * arma::inv(arma::mat(X.t() * X))(1, 1));
+  const arma::mat V = arma::inv(X.t() * X);
+  const double sd = std::sqrt(s2 * V(1, 1));
   data.col(1) += 1e7;
   const tests::small_run run(names, data, {}, {"y ~ a b"});
   auto chain = run.chain(Random(3, 1));
