@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <memory>
 #include <new>
@@ -12,9 +13,11 @@
 #include "input/input_file.hpp"
 #include "random/random.hpp"
 #include "sem/chain/saved_columns.hpp"
+#include "support/address_space.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
 #include "support/text.hpp"
+#include "support/warning.hpp"
 
 namespace tovik {
 
@@ -66,6 +69,22 @@ namespace {
                      input.chains, input.burn, input.iterations));
 }
 
+/// Fewer chains at once where the address space is short.
+void require_threads(InputFile& input) {
+  const std::size_t wanted = std::min(input.processors, input.chains);
+  const std::size_t fit = threads_that_fit(wanted);
+  if (fit >= wanted) return;
+  if (fit == 0) {
+    throw error(
+        "ERROR: The address space that is left does not suffice to run a chain.\n"
+        "       It is limited by 'ulimit -v' or its like.");
+  }
+  warning::buffer.push(format("WARNING: The address space suffices to run %zu of %zu chains at a time.\n"
+                              "         Setting the processors to %zu.",
+                              fit, wanted, fit));
+  input.processors = static_cast<std::uint32_t>(fit);
+}
+
 chain_group<sem::Mcmc> make_chains(InputFile& input, const analysis& run) {
   chain_group<sem::Mcmc> group(input.processors);
   const auto saved = sem::keep_saved_columns(run.vars, run.data);
@@ -87,6 +106,7 @@ chain_group<sem::Mcmc> make_chains(InputFile& input, const analysis& run) {
 
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
   input.refuse_unavailable();
+  require_threads(input);
   try {
     return make_chains(input, run);
   } catch (const std::bad_alloc&) {

@@ -260,4 +260,22 @@ TEST_F(Files, MoreDrawsThanTheMachineHoldsAreRefused) {
       << run.output;
 }
 
+// Under a sanitizer the address space is taken from the start.
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
+TEST_F(Files, AShortAddressSpaceRunsFewerChainsAtATimeOrNone) {
+  write_file(at("short.tovik"),
+             "DATA: attitude.csv; MODEL: rating ~ complaints; SEED: 1; BURN: 10; ITERATIONS: 40; CHAINS: 8 processors 2;");
+  bool refused = false;
+  for (int megabytes = 1200; megabytes >= 350; megabytes -= 50) {
+    const int status = shell("(ulimit -v " + std::to_string(megabytes * 1024) + "; timeout -s KILL 20 $P " +
+                             at("short.tovik") + " > " + at("out") + ")");
+    ASSERT_LE(status, 1) << megabytes << " MB: " << text("out");
+    const bool error = text("out").find("ERROR: The address space that is left") != std::string::npos;
+    EXPECT_EQ(status == 1, error) << text("out");
+    refused = refused || error;
+  }
+  EXPECT_TRUE(refused);
+}
+#endif
+
 }  // namespace
