@@ -37,7 +37,7 @@ double evaluate_input(const std::string& text, const char* which) {
       "ERROR: " + std::string(which) + " input to distribution could not be evaluated:\n\n";
   if (trim(text).empty()) throw error(headline + text);
   try {
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(text));
+    const auto tree = evaluate::opt_ast(text);
     const double value = tree->is_vector ? std::nan("") : tree->eval();
     if (!std::isnan(value)) return value;
   } catch (const evaluate::error& fault) {

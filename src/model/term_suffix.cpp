@@ -29,7 +29,7 @@ std::optional<double> whole_number(const std::string& text) {
 double evaluate_fixing(const std::string& text, const std::string& term) {
   double value = 0;
   try {
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(text));
+    const auto tree = evaluate::opt_ast(text);
     if (tree->is_vector) misspecified_computation(term);
     value = tree->eval();
   } catch (const evaluate::error& fault) {
