@@ -46,12 +46,12 @@ void evaluate_both(const node& tree) {
 
 /// A * target + rest: what comes out of the steps no longer holds the target.
 void solve(const node& tree, const node& target) {
-  const std::unique_ptr<node> sum(tree.copy());
+  const auto sum = tree.copy();
   sum->convert_minus()->expand_multi(&target);
   const bool linear = sum->check_distribute_plus(&target);
   require((sum->distribute_plus(&target) != nullptr) == linear);
   evaluate_both(*sum);
-  const std::unique_ptr<node> product(sum->factor_out(&target));
+  const auto product = sum->factor_out(&target);
   require((product != nullptr) == linear);
   if (!product) return;
   require(!sum->has(&target) && product->count(&target) == 1);
@@ -61,26 +61,26 @@ void solve(const node& tree, const node& target) {
 }
 
 void invert(const node& tree) {
-  attempt([&] { evaluate_both(*std::unique_ptr<node>(tree.inverse())); });
+  attempt([&] { evaluate_both(*tree.inverse()); });
   attempt([&] {
-    const auto pair = tovik::evaluate::pair::transformation(std::unique_ptr<node>(tree.copy()));
+    const auto pair = tovik::evaluate::pair::transformation(tree.copy());
     const tovik::evaluate::pair copy(pair);
     require(copy.parameter_side->name() == pair.parameter_side->name());
   });
 }
 
 void rewrite(const node& tree, const defines& table) {
-  const std::unique_ptr<node> column(table.find("y")->get_node());
+  const auto column = table.find("y")->get_node();
   for (const char* name : {"x", "p"}) {
-    const std::unique_ptr<node> target(table.find(name)->get_node());
+    const auto target = table.find(name)->get_node();
     solve(tree, *target);
-    attempt([&] { evaluate_both(*std::unique_ptr<node>(tree.inverse(target.get()))); });
-    std::unique_ptr<node> twin(tree.copy());
+    attempt([&] { evaluate_both(*tree.inverse(target.get())); });
+    auto twin = tree.copy();
     attempt([&] { require(!twin->remove(*target)->has(target.get())); });
     evaluate_both(*twin);
-    twin.reset(tree.copy());
+    twin = tree.copy();
     attempt([&] { evaluate_both(*twin->replace(*target, *column)); });
-    twin.reset(tree.copy());
+    twin = tree.copy();
     if (tree.left) attempt([&] { evaluate_both(*twin->replace(*tree.left, *target)); });
   }
   tree.has_column_statistic();
@@ -89,7 +89,7 @@ void rewrite(const node& tree, const defines& table) {
 }
 
 void exercise(const std::string& text, const defines& table) {
-  std::unique_ptr<node> tree(tovik::evaluate::ast(text, table));
+  auto tree = tovik::evaluate::ast(text, table);
   value first(0.5), second(-1.0);
   evaluate_both(*tree);
   tree->register_var(&first, 0);
@@ -99,10 +99,10 @@ void exercise(const std::string& text, const defines& table) {
   evaluate_both(*tree);
   rewrite(*tree, table);
   invert(*tree);
-  const std::unique_ptr<node> twin(tree->copy());
+  const auto twin = tree->copy();
   const std::string printed = tree->name();
   require(twin->name() == printed);
-  attempt([&] { std::unique_ptr<node>(tovik::evaluate::ast(printed, table)).reset(); });
+  attempt([&] { tovik::evaluate::ast(printed, table); });
   attempt([&] { evaluate_both(*tree->optimize()); });
   attempt([&] { evaluate_both(*twin->convert_minus()); });
   attempt([&] {

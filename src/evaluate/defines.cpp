@@ -37,7 +37,7 @@ std::string reference(const std::string& prefix, unsigned k) {
 
 }  // namespace
 
-node* defines::def::get_node() const {
+std::unique_ptr<node> defines::def::get_node() const {
   return text.empty() ? nullptr : opt_ast(text, *owner);
 }
 
@@ -64,7 +64,7 @@ void defines::announce(const std::string& name, const std::string& expression) {
 bool defines::define(const std::string& name, const std::string& expression) {
   const def* known = find(name);
   if (known && known->kind != undefined) return false;
-  std::unique_ptr<node>(opt_ast(expression, *this)).reset();
+  opt_ast(expression, *this);  // for what it throws: each use of the name makes a tree of its own
   def& found = entry(name);
   found.kind = definition_kind;
   found.text = expression;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -26,8 +27,8 @@ class defines {
     /// The names in `announced` that are neither functions nor numbers, each once, in order.
     std::vector<std::string> reads;
 
-    /// `text` parsed under `owner` and optimized, owned by the caller; null when `text` is empty.
-    node* get_node() const;
+    /// `text` parsed under `owner` and optimized; null when `text` is empty.
+    std::unique_ptr<node> get_node() const;
   };
 
   defines() = default;

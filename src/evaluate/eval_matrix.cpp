@@ -107,7 +107,7 @@ column eval_ifelse(const node& function, const matrix& data) {
 }
 
 column eval_missing(const node& function, const matrix& data) {
-  const node* list = function.left;
+  const node* list = function.left.get();
   if (!isLogic(list->left->op)) throw error_missing();
   const column logical = list->left->eval(data);
   return ifelse(logical, std::numeric_limits<double>::quiet_NaN(), operand_column(*list->right, data));
@@ -119,7 +119,7 @@ column eval_switch(const node& function, const matrix& data) {
   while (!inputs.pairs.empty()) {
     const node* pair = inputs.pairs.pop();
     const column logical = pair->left->eval(data);
-    const node* value = pair->right->left;
+    const node* value = pair->right->left.get();
     result = value->is_vector ? ifelse(logical, operand_column(*value, data), result)
                               : ifelse(logical, value->eval(), result);
   }
@@ -127,7 +127,7 @@ column eval_switch(const node& function, const matrix& data) {
 }
 
 column eval_power_transform(const node& function, const matrix& data) {
-  const node* list = function.left;
+  const node* list = function.left.get();
   if (list->op != operations::comma) throw error_debug_parse();
   const auto transform = function.op == operations::yjt ? static_cast<double (*)(double, double)>(yjt)
                                                         : static_cast<double (*)(double, double)>(iyjt);
@@ -139,7 +139,7 @@ column eval_power_transform(const node& function, const matrix& data) {
 }
 
 column eval_extreme(const node& function, const matrix& data) {
-  const node* list = function.left;
+  const node* list = function.left.get();
   const bool largest = function.op == operations::max;
   if (list->op != operations::comma) {
     const column x = operand_column(*list, data);
@@ -174,10 +174,10 @@ column eval_column_statistic(operations op, const column& x) {
 }
 
 column eval_lag(const node& function, const matrix& data) {
-  const node* list = function.left;
+  const node* list = function.left.get();
   if (list->op != operations::comma) throw error_debug_parse();
   const column x = operand_column(*list->left, data);
-  const node* rest = list->right;
+  const node* rest = list->right.get();
   if (rest->op != operations::comma) return compute_lag1(x, operand_column(*rest, data));
   const column time = operand_column(*rest->left, data);
   return aggregate_lag1(x, time, operand_column(*rest->right, data));
@@ -186,7 +186,7 @@ column eval_lag(const node& function, const matrix& data) {
 /// "uniform" and "normal": columns even when both parameters are numbers.
 column eval_random(const node& function, const matrix& data) {
   if (!function.rng) throw error_debug_rng();
-  const node* list = function.left;
+  const node* list = function.left.get();
   if (list->op != operations::comma) throw error_debug_parse();
   const auto n = static_cast<unsigned>(data.n_rows);
   Random* stream = function.rng.get();

@@ -18,13 +18,13 @@ double eval_switch(const node& function) {
   const node* chosen = inputs.otherwise;
   while (!inputs.pairs.empty()) {
     const node* pair = inputs.pairs.pop();
-    if (pair->left->eval() == 1.0) chosen = pair->right->left;
+    if (pair->left->eval() == 1.0) chosen = pair->right->left.get();
   }
   return chosen->eval();
 }
 
 double eval_power_transform(const node& function) {
-  const node* list = function.left;
+  const node* list = function.left.get();
   if (list->op != operations::comma) throw error_debug_parse();
   const double x = list->left->eval();
   const double lambda = list->right->eval();
@@ -33,7 +33,7 @@ double eval_power_transform(const node& function) {
 
 /// Of two numbers; as in columns, the second where they cannot be compared.
 double eval_extreme(const node& function) {
-  const node* list = function.left;
+  const node* list = function.left.get();
   if (list->op != operations::comma) throw error_debug_parse();
   const double a = list->left->eval();
   const double b = list->right->eval();
@@ -49,8 +49,8 @@ double node::eval() const {
     case operations::comma:
       throw error_comma();
     case operations::var:
-      if (!right) throw error_debug_var(name());
-      return right->eval();
+      if (!cell) throw error_debug_var(name());
+      return cell->eval();
     default:
       break;
   }

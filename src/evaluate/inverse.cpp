@@ -1,7 +1,6 @@
 #include <cmath>
 #include <utility>
 
-#include "evaluate/build.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/node.hpp"
 
@@ -84,25 +83,25 @@ bool unknown_is_left(const node& at, const node* target) {
 
 /// yjt(x, lambda) and iyjt(x, lambda): the unknown must be x alone.
 const node* undo_power_transform(const node& at, std::unique_ptr<node>& result, const node* target) {
-  const node* list = at.left;
+  const node* list = at.left.get();
   if (list->right->op == operations::comma) throw error_comma();
   if (!unknown_is_left(*list, target)) fail_unsolvable();
-  auto inputs = make_node(",", std::move(result), make_copy(list->right));
-  result = make_node(opposite(at.op), std::move(inputs));
-  return list->left;
+  auto inputs = std::make_unique<node>(",", std::move(result), list->right->copy());
+  result = std::make_unique<node>(opposite(at.op), std::move(inputs));
+  return list->left.get();
 }
 
 }  // namespace
 
-node* node::inverse(const node* target) const {
+std::unique_ptr<node> node::inverse(const node* target) const {
   if (target && !target->is_reference()) throw error_debug("Can only check for data or variables.");
   if (target && !has(target)) fail_not_found();
   if (!target && !is_vector) {
     throw error("ERROR: Cannot solve the inverse function when no variables in expression.");
   }
-  auto result = make_node(CMD::DATA, make_literal(0.0));
+  auto result = std::make_unique<node>(CMD::DATA, literal(0.0));
   for (const node* at = this; at;) at = at->invert(result, target);
-  return result.release();
+  return result;
 }
 
 const node* node::invert(std::unique_ptr<node>& result, const node* target) const {
@@ -123,8 +122,8 @@ const node* node::invert(std::unique_ptr<node>& result, const node* target) cons
     case operations::power:
       return compute_inverse("^", result, target);
     case operations::sqrt:
-      result = make_node("^", std::move(result), make_literal(2.0));
-      return left;
+      result = std::make_unique<node>("^", std::move(result), literal(2.0));
+      return left.get();
     case operations::abs:
       throw error("ERROR: Evaluator cannot solve the inverse function when using absolute values.");
     case operations::yjt:
@@ -136,8 +135,8 @@ const node* node::invert(std::unique_ptr<node>& result, const node* target) cons
   }
   const std::string function = opposite(op);
   if (function.empty()) fail_unsolvable();
-  result = make_node(function, std::move(result));
-  return left;
+  result = std::make_unique<node>(function, std::move(result));
+  return left.get();
 }
 
 /// With U the operand that carries the unknown and C the other one, y = U op C or y = C op U solved for U.
@@ -145,19 +144,19 @@ const node* node::invert(std::unique_ptr<node>& result, const node* target) cons
 const node* node::compute_inverse(const std::string& token, std::unique_ptr<node>& result,
                                   const node* target) const {
   const bool is_left = unknown_is_left(*this, target);
-  const node* constant = is_left ? right : left;
-  check_constant(*constant, op == operations::plus || op == operations::minus);
-  auto c = make_copy(constant);
+  const node& constant = is_left ? *right : *left;
+  check_constant(constant, op == operations::plus || op == operations::minus);
+  auto c = constant.copy();
   if (op == operations::power) {
     if (!is_left) fail_unsolvable();
-    c = make_node("/", make_literal(1.0), std::move(c));
+    c = std::make_unique<node>("/", literal(1.0), std::move(c));
   } else if (!is_left && (op == operations::minus || op == operations::divide)) {
     // y = C - U and y = C / U: U is C - y and C / y.
-    result = make_node(op == operations::minus ? "-" : "/", std::move(c), std::move(result));
-    return right;
+    result = std::make_unique<node>(op == operations::minus ? "-" : "/", std::move(c), std::move(result));
+    return right.get();
   }
-  result = make_node(token, std::move(result), std::move(c));
-  return is_left ? left : right;
+  result = std::make_unique<node>(token, std::move(result), std::move(c));
+  return (is_left ? left : right).get();
 }
 
 }  // namespace tovik::evaluate

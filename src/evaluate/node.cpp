@@ -28,47 +28,39 @@ bool node::is_index(const node& n) {
          n.number == static_cast<double>(static_cast<unsigned>(n.number));
 }
 
-node::node(const std::string& token, node* left, node* right) {
-  op = lookup(token, false).operation;
+node::node(const std::string& token, std::unique_ptr<node> first, std::unique_ptr<node> second)
+    : left(std::move(first)), right(std::move(second)), op(lookup(token, false).operation) {
   if (op == operations::power && right->is_vector) {
     throw error("ERROR: Cannot exponentiate variables with '^'");
   }
-  this->left = left;
-  this->right = right;
   set_shape();
 }
 
-node::node(const std::string& token, node* argument) {
-  op = lookup(token, true).operation;
-  if (is_reference() && !is_index(*argument)) throw error_debug_parse();
-  left = argument;
+node::node(const std::string& token, std::unique_ptr<node> argument)
+    : left(std::move(argument)), op(lookup(token, true).operation) {
+  if (is_reference() && !is_index(*left)) throw error_debug_parse();
   set_shape();
 }
 
-node::node(const node* other) {
-  number = other->number;
-  shape = other->shape;
-  is_vector = other->is_vector;
-  op = other->op;
-  std::unique_ptr<node> first(other->left ? new node(other->left) : nullptr);
-  // The cell under a parameter belongs to someone else: the copy reads the same one until it is bound anew.
-  right = other->right && op != operations::var ? new node(other->right) : other->right;
-  left = first.release();
-}
+node::node(const node& other)
+    : left(other.left ? other.left->copy() : nullptr),
+      right(other.right ? other.right->copy() : nullptr),
+      cell(other.cell),  // the copy reads the same one until it is bound anew
+      number(other.number),
+      shape(other.shape),
+      is_vector(other.is_vector),
+      op(other.op) {}
 
-node::~node() {
-  delete left;
-  if (op != operations::var) delete right;
-}
+node::~node() = default;
 
-node* node::literal(double value) {
-  node* leaf = new node();
+std::unique_ptr<node> node::literal(double value) {
+  auto leaf = std::make_unique<node>();
   leaf->number = value;
   return leaf;
 }
 
 void node::set_shape() {
-  if (right && op != operations::var) {
+  if (right) {
     is_vector = left->is_vector || right->is_vector;
     shape = (left->is_vector ? 0 : 1) + (right->is_vector ? 0 : 2);
     return;
@@ -91,18 +83,17 @@ unsigned node::index() const {
 }
 
 void node::become_literal(double value) {
-  node* leaf = literal(value);
-  become(leaf);
+  become(literal(value));
 }
 
-void node::become(node* other) {
-  const std::unique_ptr<node> source(other);
-  swap_content(*source);
+void node::become(std::unique_ptr<node> other) {
+  swap_content(*other);
 }
 
 void node::swap_content(node& other) {
   std::swap(left, other.left);
   std::swap(right, other.right);
+  std::swap(cell, other.cell);
   std::swap(number, other.number);
   std::swap(rng, other.rng);
   std::swap(shape, other.shape);
@@ -111,21 +102,21 @@ void node::swap_content(node& other) {
   std::swap(clusters_, other.clusters_);
 }
 
-bool node::register_var(node* cell, const unsigned& k) {
+bool node::register_var(const node* place, const unsigned& k) {
   if (op == operations::var) {
     if (index() != k) return false;
-    right = cell;
+    cell = place;
     return true;
   }
-  const bool in_left = left && left->register_var(cell, k);
-  const bool in_right = right && right->register_var(cell, k);
+  const bool in_left = left && left->register_var(place, k);
+  const bool in_right = right && right->register_var(place, k);
   return in_left || in_right;
 }
 
 void node::register_rng(const std::shared_ptr<Random>& stream) {
   if (op == operations::uniform || op == operations::normal) rng = stream;
   if (left) left->register_rng(stream);
-  if (right && op != operations::var) right->register_rng(stream);
+  if (right) right->register_rng(stream);
 }
 
 std::string node::name() const {

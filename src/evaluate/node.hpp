@@ -20,16 +20,20 @@ class grouping;
 /// scalar, printed, and rewritten. Leaves are literals, "#DATA(k)" (column k) and "#VAR(k)" (parameter cell
 /// k).
 ///
-/// A node owns its operands by raw pointer; the one exception is the cell under "#VAR", which belongs to
-/// whoever bound it (register_var). Trees are not shared between chains: a chain copies or parses its own and
-/// binds it. Copies, and parts that rewriting has copied, are without the streams of random functions. The
-/// parser limits the depth of its trees (parser.hpp), which bounds every recursion below.
+/// A node owns its operands; the one exception is the cell that "#VAR" reads, which belongs to whoever bound
+/// it (register_var). Trees are not shared between chains: a chain copies or parses its own and binds it.
+/// Copies, and parts that rewriting has copied, are without the streams of random functions. The parser
+/// limits the depth of its trees (parser.hpp) and one rewriting about doubles it at most, which bounds every
+/// recursion below, that of destruction included.
 class node {
  public:
-  /// First operand, or the argument of a function; under "#VAR" and "#DATA" the literal index. Owned.
-  node* left = nullptr;
-  /// Second operand; null for functions. Owned, except under "#VAR": there it is the cell, not owned.
-  node* right = nullptr;
+  /// First operand, or the argument of a function; under "#VAR" and "#DATA" the literal index.
+  std::unique_ptr<node> left;
+  /// Second operand; null for functions.
+  std::unique_ptr<node> right;
+  /// The cell that "#VAR" reads; null until it is bound, and for every other node. Not owned, unlike the
+  /// operands: all trees that read a parameter share its cell, and so do their copies.
+  const node* cell = nullptr;
   /// Value of a literal.
   double number = 0.0;
   /// Stream of "uniform" and "normal"; never copied.
@@ -43,22 +47,19 @@ class node {
 
   /// The literal 0.
   node() = default;
-  /// A binary node, which takes ownership of both operands. Throws error "ERROR: Cannot exponentiate
-  /// variables with '^'" for a column as exponent and error_debug_parse for a token that is no operator;
-  /// after a throw the operands still belong to the caller.
-  node(const std::string& token, node* left, node* right);
-  /// A function node, which takes ownership of its argument. Throws error_debug_parse for a token that is no
-  /// function and for "#VAR" or "#DATA" over anything but a literal index; the argument then stays the
-  /// caller's.
-  node(const std::string& token, node* argument);
+  /// A binary node. Throws error "ERROR: Cannot exponentiate variables with '^'" for a column as exponent and
+  /// error_debug_parse for a token that is no operator; the operands are gone then.
+  node(const std::string& token, std::unique_ptr<node> first, std::unique_ptr<node> second);
+  /// A function node. Throws error_debug_parse for a token that is no function and for "#VAR" or "#DATA" over
+  /// anything but a literal index; the argument is gone then.
+  node(const std::string& token, std::unique_ptr<node> argument);
   /// A deep copy, without the stream; the cell under "#VAR" is shared.
-  explicit node(const node* other);
-  node(const node& other) : node(&other) {}
+  node(const node& other);
   node& operator=(const node&) = delete;
   virtual ~node();
 
-  /// A new literal, owned by the caller.
-  static node* literal(double value);
+  /// A leaf that holds a number.
+  static std::unique_ptr<node> literal(double value);
 
   /// Value of a scalar tree. Throws error_debug_parse when the tree has no scalar form, error_debug_var for
   /// an unbound "#VAR", and the user errors of the functions.
@@ -75,8 +76,8 @@ class node {
   /// Random functions draw from their stream, one draw per row, operands from the left to the right.
   arma::Col<double> eval(const arma::Mat<double>& data) const;
 
-  /// A deep copy, owned by the caller.
-  node* copy() const { return new node(this); }
+  /// A deep copy.
+  std::unique_ptr<node> copy() const { return std::make_unique<node>(*this); }
   /// Simplifies in place and returns this node: identities, powers of repeated leaves, folding of constants.
   /// Throws error_debug_parse for one leaf on both sides of an operation that has no simple form ("x == x").
   node* optimize();
@@ -85,13 +86,13 @@ class node {
   /// Rewrites each a - b as a + (-1.0 * b), and returns this node.
   node* convert_minus();
 
-  /// A new tree g, owned by the caller, with g(f(x)) = x, where f is this tree in its one data column. In g,
-  /// f(x) is #DATA(0). Throws error when f has no column, several, or an operation that cannot be undone.
-  node* inverse() const { return inverse(nullptr); }
+  /// A new tree g with g(f(x)) = x, where f is this tree in its one data column. In g, f(x) is #DATA(0).
+  /// Throws error when f has no column, several, or an operation that cannot be undone.
+  std::unique_ptr<node> inverse() const { return inverse(nullptr); }
   /// The same for the "#VAR" or "#DATA" that is `target`: y = f(target, others) solved for the target, with y
   /// as #DATA(0) and all others as they are. Throws error also unless the target occurs exactly once on the
   /// way, and error_debug for a target of another kind.
-  node* inverse(const node* target) const;
+  std::unique_ptr<node> inverse(const node* target) const;
 
   /// Multiplies out the products with a sum that holds the target, so that the target stands in the addends
   /// of one sum with nothing but products between; a quotient n / d by a tree without the target becomes (1 /
@@ -104,10 +105,10 @@ class node {
   /// Brings the tree into the form (product with the target) + (rest) and returns this node; a product alone
   /// stays as it is. Null, with nothing changed, when the tree is not linear in the target.
   node* distribute_plus(const node* target);
-  /// Detaches the product with the target, a new tree owned by the caller, and leaves literal 0 in its place:
-  /// this tree becomes the rest of the sum. Null, with nothing changed, when the tree is not linear in the
-  /// target. Throws error_debug unless the target is "#VAR" or "#DATA".
-  node* factor_out(const node* target);
+  /// Detaches the product with the target and leaves literal 0 in its place: this tree becomes the rest of
+  /// the sum. Null, with nothing changed, when the tree is not linear in the target. Throws error_debug
+  /// unless the target is "#VAR" or "#DATA".
+  std::unique_ptr<node> factor_out(const node* target);
   /// The cofactor of a product: the target becomes 1 when the tree is a product that holds it once, literal 1
   /// when it is the whole tree. A tree without the target becomes literal 0; in any other tree the target
   /// becomes 0, which leaves the rest of a sum. Simplifies and returns this node. Throws error_debug unless
@@ -118,8 +119,9 @@ class node {
   /// with the tree half replaced, when a column comes to stand in an exponent.
   node* replace(const node& old, const node& with);
 
-  /// Binds every "#VAR(k)" to `cell` (not owned; must outlive the tree's use). True when one was found.
-  bool register_var(node* cell, const unsigned& k);
+  /// Binds every "#VAR(k)" to the cell `place` (not owned; must outlive the tree's use). True when one was
+  /// found.
+  bool register_var(const node* place, const unsigned& k);
   /// Gives the stream to every "uniform" and "normal".
   void register_rng(const std::shared_ptr<Random>& stream);
 
@@ -158,9 +160,8 @@ class node {
   unsigned index() const;
   /// Turns this node into a literal in place.
   void become_literal(double value);
-  /// Takes the content of `other`, a child detached from this node or a fresh tree, and destroys the old
-  /// operands and `other`.
-  void become(node* other);
+  /// Takes the content of `other`, a child detached from this node or a fresh tree, and drops its own.
+  void become(std::unique_ptr<node> other);
 
  private:
   const node* invert(std::unique_ptr<node>& result, const node* target) const;
@@ -170,7 +171,7 @@ class node {
   bool expand(expansion& state);
   bool expand_product(expansion& state);
   void turn_quotient(const expansion& state);
-  node* _distribute_plus(const node* target);
+  std::unique_ptr<node> _distribute_plus(const node* target);
   void replace_target(const node& target, double value);
   void replace_operands(const node& old, const node& with);
   void update_layout();

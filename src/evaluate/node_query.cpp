@@ -11,7 +11,7 @@ bool compare(const node* a, const node* b) {
 }
 
 bool node::has_unbound_var() const {
-  if (op == operations::var) return right == nullptr;
+  if (op == operations::var) return cell == nullptr;
   return (left && left->has_unbound_var()) || (right && right->has_unbound_var());
 }
 
@@ -22,7 +22,7 @@ bool node::has(const node* target) const {
 
 bool node::has(const operations& operation) const {
   if (op == operation) return true;
-  return (left && left->has(operation)) || (right && op != operations::var && right->has(operation));
+  return (left && left->has(operation)) || (right && right->has(operation));
 }
 
 unsigned node::count(const node* target) const {
@@ -84,7 +84,7 @@ bool contains(const std::vector<operations>& list, operations op) {
 /// 0 the target is not below, 1 the path to it is allowed, -1 the path holds something else.
 int follow(const node& at, const std::vector<operations>& list, const node* target) {
   if (at.is_reference()) return compare(&at, target) ? 1 : 0;
-  for (const node* child : {at.left, at.right}) {
+  for (const node* child : {at.left.get(), at.right.get()}) {
     const int found = child ? follow(*child, list, target) : 0;
     if (found != 0) return contains(list, at.op) ? found : -1;
   }

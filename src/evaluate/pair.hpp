@@ -7,35 +7,30 @@
 
 namespace tovik::evaluate {
 
-/// A transformation in two trees, the side of the data and the side of the parameter, both owned.
+/// A transformation in two trees, the side of the data and the side of the parameter.
 class pair {
  public:
-  node* data_side = nullptr;
-  node* parameter_side = nullptr;
+  std::unique_ptr<node> data_side;
+  std::unique_ptr<node> parameter_side;
   bool flag = false;
 
   pair() = default;
-  /// Takes ownership of both trees.
-  pair(node* data, node* parameter, bool set) : data_side(data), parameter_side(parameter), flag(set) {}
-  /// An inline transformation: takes `forward` (whose one column must be #DATA(0)) as the side of the data
-  /// and its inverse as the side of the parameter. Throws what node::inverse() throws.
+  pair(std::unique_ptr<node> data, std::unique_ptr<node> parameter, bool set)
+      : data_side(std::move(data)), parameter_side(std::move(parameter)), flag(set) {}
+  /// An inline transformation: `forward` (whose one column must be #DATA(0)) as the side of the data and its
+  /// inverse as the side of the parameter. Throws what node::inverse() throws.
   static pair transformation(std::unique_ptr<node> forward) {
-    std::unique_ptr<node> backward(forward->inverse());
-    return pair(forward.release(), backward.release(), true);
+    auto backward = forward->inverse();
+    return pair(std::move(forward), std::move(backward), true);
   }
-  pair(const pair& other) : flag(other.flag) {
-    std::unique_ptr<node> data(other.data_side ? other.data_side->copy() : nullptr);
-    parameter_side = other.parameter_side ? other.parameter_side->copy() : nullptr;
-    data_side = data.release();
-  }
+  pair(const pair& other)
+      : data_side(other.data_side ? other.data_side->copy() : nullptr),
+        parameter_side(other.parameter_side ? other.parameter_side->copy() : nullptr),
+        flag(other.flag) {}
   pair(pair&& other) noexcept { swap(other); }
   pair& operator=(pair other) noexcept {
     swap(other);
     return *this;
-  }
-  ~pair() {
-    delete data_side;
-    delete parameter_side;
   }
 
   void swap(pair& other) noexcept {

@@ -3,7 +3,6 @@
 #include <memory>
 #include <utility>
 
-#include "evaluate/build.hpp"
 #include "evaluate/constants.hpp"
 #include "evaluate/error.hpp"
 #include "support/text.hpp"
@@ -177,7 +176,7 @@ operand expression::finish() {
 
 void expression::push_literal(double value) {
   if (--left_.nodes < 0) fail_limit("ERROR: The expression is too long.");
-  push({make_literal(value), 1});
+  push({node::literal(value), 1});
 }
 
 void expression::push(operand item) {
@@ -207,13 +206,13 @@ void expression::reduce_operator(const std::string& token) {
   operand second = pop();
   operand first = pop();
   const int depth = 1 + std::max(first.depth, second.depth);
-  push({make_node(token, std::move(first.tree), std::move(second.tree)), depth});
+  push({std::make_unique<node>(token, std::move(first.tree), std::move(second.tree)), depth});
 }
 
 void expression::reduce_function(const std::string& token, const CMD& command) {
   operand argument = pop();
   check_inputs(token, command, *argument.tree);
-  push({make_node(token, std::move(argument.tree)), 1 + argument.depth});
+  push({std::make_unique<node>(token, std::move(argument.tree)), 1 + argument.depth});
 }
 
 void expression::check_inputs(const std::string& token, const CMD& command, const node& argument) const {
@@ -254,18 +253,18 @@ void expression::check_inputs(const std::string& token, const CMD& command, cons
 
 }  // namespace
 
-node* ast(const std::string& text, const defines& names) {
+std::unique_ptr<node> ast(const std::string& text, const defines& names) {
   budget whole{text};
-  return expression(text, names, whole).read().tree.release();
+  return expression(text, names, whole).read().tree;
 }
 
-node* opt_ast(const std::string& text, const defines& names) {
-  std::unique_ptr<node> tree(ast(text, names));
+std::unique_ptr<node> opt_ast(const std::string& text, const defines& names) {
+  auto tree = ast(text, names);
   tree->optimize();
-  return tree.release();
+  return tree;
 }
 
-node* opt_ast(const std::string& text) {
+std::unique_ptr<node> opt_ast(const std::string& text) {
   static const defines none;
   return opt_ast(text, none);
 }

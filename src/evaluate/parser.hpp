@@ -1,5 +1,6 @@
 #pragma once
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -24,13 +25,12 @@ std::vector<std::string> parse(std::string text);
 std::vector<std::string> split_names(const std::string& text);
 
 /// Parses a text by operator precedence (Dijkstra's shunting-yard) with the names of a table; a new tree,
-/// owned by the caller, not simplified. Throws error_parse and its children with the whole expression;
-/// nothing is left half-built.
-node* ast(const std::string& text, const defines& names);
+/// not simplified. Throws error_parse and its children with the whole expression; nothing is left half-built.
+std::unique_ptr<node> ast(const std::string& text, const defines& names);
 
 /// ast(), then node::optimize().
-node* opt_ast(const std::string& text, const defines& names);
+std::unique_ptr<node> opt_ast(const std::string& text, const defines& names);
 /// The same without any names.
-node* opt_ast(const std::string& text);
+std::unique_ptr<node> opt_ast(const std::string& text);
 
 }  // namespace tovik::evaluate

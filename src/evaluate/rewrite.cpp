@@ -2,7 +2,6 @@
 #include <utility>
 #include <vector>
 
-#include "evaluate/build.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/node.hpp"
 #include "evaluate/parser.hpp"
@@ -20,7 +19,7 @@ void require_reference(const node& target) {
 int size(const node* n) {
   if (!n) return 0;
   if (n->is_literal() || n->is_reference()) return 1;
-  return 1 + size(n->left) + size(n->right);
+  return 1 + size(n->left.get()) + size(n->right.get());
 }
 
 /// Appends the nodes from `at` down to the target, in one pass. The first occurrence is taken.
@@ -28,8 +27,10 @@ bool find_path(const node* at, const node* target, std::vector<const node*>& pat
   if (!at || at->is_literal()) return false;
   path.push_back(at);
   if (compare(at, target)) return true;
-  if (!at->is_reference() && (find_path(at->left, target, path) || find_path(at->right, target, path)))
+  if (!at->is_reference() &&
+      (find_path(at->left.get(), target, path) || find_path(at->right.get(), target, path))) {
     return true;
+  }
   path.pop_back();
   return false;
 }
@@ -64,8 +65,8 @@ bool node::expansion::find_holders(const node* n, const node* target) {
   if (!n || n->is_literal()) return false;
   bool found = compare(n, target);
   if (!n->is_reference()) {
-    found = find_holders(n->left, target);
-    found = find_holders(n->right, target) || found;
+    found = find_holders(n->left.get(), target);
+    found = find_holders(n->right.get(), target) || found;
   }
   if (found) holders.insert(n);
   return found;
@@ -74,10 +75,10 @@ bool node::expansion::find_holders(const node* n, const node* target) {
 node* node::expand_multi(const node* target) {
   require_reference(*target);
   const node wanted(*target);  // the target may be a leaf of this tree
-  auto original = make_copy(this);
+  auto original = copy();
   expansion state{{}, max_nodes - size(this)};
   state.find_holders(this, &wanted);
-  if (!expand(state) || depth() > static_cast<unsigned>(max_depth)) become(original.release());
+  if (!expand(state) || depth() > static_cast<unsigned>(max_depth)) become(std::move(original));
   return this;
 }
 
@@ -93,10 +94,9 @@ bool node::expand(expansion& state) {
 
 /// n / d becomes (1 / d) * n when only n holds the target.
 void node::turn_quotient(const expansion& state) {
-  if (!state.holds(left) || state.holds(right)) return;
-  std::unique_ptr<node> numerator(std::exchange(left, nullptr)), denominator(std::exchange(right, nullptr));
-  left = make_node("/", make_literal(1.0), std::move(denominator)).release();
-  right = numerator.release();
+  if (!state.holds(left.get()) || state.holds(right.get())) return;
+  left.swap(right);
+  left = std::make_unique<node>("/", literal(1.0), std::move(left));
   op = operations::multiply;
   set_shape();
 }
@@ -105,30 +105,29 @@ void node::turn_quotient(const expansion& state) {
 /// False when the budget of new nodes is spent.
 bool node::expand_product(expansion& state) {
   if (op != operations::multiply) return true;
-  const bool in_left = state.holds(left);
-  if (in_left == state.holds(right)) return true;
-  node* sum = in_left ? left : right;
+  const bool in_left = state.holds(left.get());
+  if (in_left == state.holds(right.get())) return true;
+  node* sum = (in_left ? left : right).get();
   if (sum->op != operations::plus && sum->op != operations::minus) return true;
-  state.budget -= 1 + size(in_left ? right : left);
+  state.budget -= 1 + size((in_left ? right : left).get());
   if (state.budget < 0) return false;
 
-  std::unique_ptr<node> factor(std::exchange(in_left ? right : left, nullptr));
-  std::unique_ptr<node> owner(std::exchange(in_left ? left : right, nullptr));
-  std::unique_ptr<node> a(std::exchange(sum->left, nullptr));
-  std::unique_ptr<node> b(std::exchange(sum->right, nullptr));
+  auto factor = std::move(in_left ? right : left);
+  const auto owner = std::move(in_left ? left : right);
+  auto a = std::move(sum->left), b = std::move(sum->right);
   const bool in_a = state.holds(a.get()), in_b = state.holds(b.get());
-  auto twin = make_copy(factor.get());
+  auto twin = factor->copy();
   const auto product = [&](std::unique_ptr<node> addend, std::unique_ptr<node> other) {
     if (!in_left) std::swap(addend, other);
-    return make_node("*", std::move(addend), std::move(other)).release();
+    return std::make_unique<node>("*", std::move(addend), std::move(other));
   };
   op = sum->op;
   left = product(std::move(a), std::move(factor));
   right = product(std::move(b), std::move(twin));
   set_shape();
   state.holders.erase(sum);  // its address may serve a new node
-  if (in_a) state.holders.insert(left);
-  if (in_b) state.holders.insert(right);
+  if (in_a) state.holders.insert(left.get());
+  if (in_b) state.holders.insert(right.get());
   return left->expand_product(state) && right->expand_product(state);
 }
 
@@ -142,35 +141,34 @@ node* node::distribute_plus(const node* target) {
   const node wanted(*target);
   if (!left->has(&wanted)) std::swap(left, right);
   if (left->op == operations::plus) {
-    std::unique_ptr<node> others(left->_distribute_plus(&wanted));
-    std::unique_ptr<node> rest(std::exchange(right, nullptr));
-    right = make_node("+", std::move(rest), std::move(others)).release();
+    auto others = left->_distribute_plus(&wanted);
+    right = std::make_unique<node>("+", std::move(right), std::move(others));
   }
   set_shape();
   return this;
 }
 
 /// On a sum: returns the addends without the target, and turns this node into the product with it.
-node* node::_distribute_plus(const node* target) {
+std::unique_ptr<node> node::_distribute_plus(const node* target) {
   const bool in_left = left->has(target);
-  std::unique_ptr<node> rest(std::exchange(in_left ? right : left, nullptr));
-  std::unique_ptr<node> kept(std::exchange(in_left ? left : right, nullptr));
+  auto rest = std::move(in_left ? right : left);
+  auto kept = std::move(in_left ? left : right);
   if (kept->op == operations::plus) {
-    std::unique_ptr<node> others(kept->_distribute_plus(target));
-    rest = make_node("+", std::move(rest), std::move(others));
+    auto others = kept->_distribute_plus(target);
+    rest = std::make_unique<node>("+", std::move(rest), std::move(others));
   }
-  become(kept.release());
-  return rest.release();
+  become(std::move(kept));
+  return rest;
 }
 
-node* node::factor_out(const node* target) {
+std::unique_ptr<node> node::factor_out(const node* target) {
   require_reference(*target);
   node* product = const_cast<node*>(find_product(*this, target));
   if (!product) return nullptr;
-  auto out = make_literal(0.0);
+  auto out = literal(0.0);
   out->swap_content(*product);
   update_layout();
-  return out.release();
+  return out;
 }
 
 node* node::remove(const node& target) {
@@ -206,7 +204,7 @@ node* node::replace(const node& old, const node& with) {
 
 void node::replace_operands(const node& old, const node& with) {
   if (is_literal() || is_reference()) return;
-  for (node* child : {left, right}) {
+  for (node* child : {left.get(), right.get()}) {
     if (!child) continue;
     if (*child == old) {
       child->become(with.copy());

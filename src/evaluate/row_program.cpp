@@ -47,6 +47,7 @@ void combine(operations op, arma::uword n, const double* a, const double* b, dou
 
 std::unique_ptr<row_program> row_program::make(node const& tree) {
   if (!tree.is_vector) return nullptr;
+  // The constructor is private, out of reach of make_unique.
   std::unique_ptr<row_program> out(new row_program);
   operand result;
   if (!out->add(tree, result)) return nullptr;

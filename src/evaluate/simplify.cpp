@@ -1,6 +1,5 @@
 #include <utility>
 
-#include "evaluate/build.hpp"
 #include "evaluate/error.hpp"
 #include "evaluate/node.hpp"
 
@@ -9,8 +8,8 @@ namespace tovik::evaluate {
 
 namespace {
 
-bool is_number(const node* n, double number) {
-  return n->is_literal() && n->number == number;
+bool is_number(const node& n, double number) {
+  return n.is_literal() && n.number == number;
 }
 
 }  // namespace
@@ -34,34 +33,30 @@ node* node::simplify() {
 }
 
 void node::simplify_identity() {
-  const bool keep_left = (op == operations::minus && is_number(right, 0.0)) ||
-                         (op == operations::multiply && is_number(right, 1.0)) ||
-                         (op == operations::plus && is_number(right, 0.0));
-  const bool keep_right = (op == operations::multiply && is_number(left, 1.0)) ||
-                          (op == operations::plus && is_number(left, 0.0));
+  const bool keep_left = (op == operations::minus && is_number(*right, 0.0)) ||
+                         (op == operations::multiply && is_number(*right, 1.0)) ||
+                         (op == operations::plus && is_number(*right, 0.0));
+  const bool keep_right = (op == operations::multiply && is_number(*left, 1.0)) ||
+                          (op == operations::plus && is_number(*left, 0.0));
   // The survivor is detached before its parent's operands are destroyed.
   if (keep_right) {
-    become(std::exchange(right, nullptr));
+    become(std::move(right));
   } else if (keep_left) {
-    become(std::exchange(left, nullptr));
+    become(std::move(left));
   }
 }
 
 void node::simplify_repeated() {
-  if (op == operations::var || !left || !right || !compare(left, right)) return;
+  if (op == operations::var || !left || !right || !compare(left.get(), right.get())) return;
   switch (op) {
-    case operations::multiply: {
-      node* two = literal(2.0);
-      delete std::exchange(right, two);
+    case operations::multiply:
+      right = literal(2.0);
       op = operations::power;
       break;
-    }
-    case operations::plus: {
-      node* two = literal(2.0);
-      delete std::exchange(left, two);
+    case operations::plus:
+      left = literal(2.0);
       op = operations::multiply;
       break;
-    }
     case operations::minus:
       become_literal(0.0);
       return;
@@ -95,8 +90,7 @@ node* node::convert_minus() {
   if (left) left->convert_minus();
   if (right) right->convert_minus();
   if (op == operations::minus) {
-    std::unique_ptr<node> subtrahend(std::exchange(right, nullptr));
-    right = make_node("*", make_literal(-1.0), std::move(subtrahend)).release();
+    right = std::make_unique<node>("*", literal(-1.0), std::move(right));
     op = operations::plus;
     set_shape();
   }

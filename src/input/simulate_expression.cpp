@@ -105,7 +105,7 @@ auto expression::with_statement(Run run) const {
 }
 
 void expression::build(const std::string& text) {
-  with_statement([&] { tree_.reset(evaluate::opt_ast(text)); });
+  with_statement([&] { tree_ = evaluate::opt_ast(text); });
   for (unsigned k = 0; k < cells_.size(); ++k) tree_->register_var(cells_[k], k);
 }
 

@@ -99,7 +99,7 @@ arma::Col<double> evaluate_statement(const statement& one, const occurrences& fo
   try {
     const std::string command =
         evaluate::generate_command(one.expression, found.names, found.columns, evaluate::CMD::DATA);
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(command));
+    const auto tree = evaluate::opt_ast(command);
     tree->register_rng(rng);
     out = tree->eval(data);
   } catch (const evaluate::error_debug_rng&) {

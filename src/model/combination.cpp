@@ -266,7 +266,7 @@ std::vector<std::unique_ptr<evaluate::node>> combinationOfAnyVariable::nodes() c
   for_each_column(*this, [&](const std::vector<const term_column*>& columns) {
     for (const auto& [at, variable] : of_variable)
       references[at] = evaluate::CMD::DATA + "(" + std::to_string(columns[variable]->column) + ")";
-    out.emplace_back(
+    out.push_back(
         evaluate::opt_ast(evaluate::generate_command(statement, names_in_order, references), *table));
   });
   return out;

@@ -72,7 +72,7 @@ void check_operands(const std::string& statement) {
 void check_expression(const combinationOfAnyVariable& expression, const std::string& term) {
   try {
     check_operands(expression.statement);
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(prepare(expression)));
+    const auto tree = evaluate::opt_ast(prepare(expression));
     try_out(*tree);
   } catch (const evaluate::error_parse& fault) {
     reject(fault.message(), term);

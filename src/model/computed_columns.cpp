@@ -42,7 +42,7 @@ bool reads(const combinationOfAnyVariable& term, const model::parameter& p) {
 bool is_one_factor(const node* tree, const node* target) {
   while (!evaluate::compare(tree, target)) {
     const bool is_left = tree->left && tree->left->has(target);
-    const node* side = is_left ? tree->right : tree->left;
+    const node* side = (is_left ? tree->right : tree->left).get();
     switch (tree->op) {
       case operations::plus:
       case operations::minus:
@@ -56,7 +56,7 @@ bool is_one_factor(const node* tree, const node* target) {
       default:
         return false;
     }
-    tree = is_left ? tree->left : tree->right;
+    tree = (is_left ? tree->left : tree->right).get();
   }
   return true;
 }
@@ -64,7 +64,7 @@ bool is_one_factor(const node* tree, const node* target) {
 /// "#VAR(k)" of a label in the name table; null if the table does not have it as a parameter.
 std::unique_ptr<node> reference(const evaluate::defines* table, const model::parameter& p) {
   const auto* entry = table ? table->find(to_lower(p.label())) : nullptr;
-  return std::unique_ptr<node>(entry && entry->kind == 3 ? entry->get_node() : nullptr);
+  return entry && entry->kind == 3 ? entry->get_node() : nullptr;
 }
 
 }  // namespace

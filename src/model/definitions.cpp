@@ -85,7 +85,7 @@ void ModelList::add_define(const block::one_model& one, const VariableList& vari
       throw error("ERROR: The defined variable '" + name +
                   "' already exists.\n       Use a different name or do not redefine the varaible in\n"
                   "       MODEL command.");
-    const std::unique_ptr<evaluate::node> tree(names->find(name)->get_node());
+    const auto tree = names->find(name)->get_node();
     model::try_out(*tree);
   } catch (const evaluate::error& fault) {
     throw error(evaluate::user_text(fault) + "\n       See \"" + statement + "\"");

@@ -39,7 +39,7 @@ double evaluate_input(const std::string& text, const char* which) {
   if (trim(text).empty()) throw error(headline + text);
   check_numbers(text);
   try {
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(text));
+    const auto tree = evaluate::opt_ast(text);
     const double value = tree->is_vector ? std::nan("") : tree->eval();
     if (!std::isnan(value)) return value;
   } catch (const evaluate::error& fault) {

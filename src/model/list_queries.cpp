@@ -253,8 +253,7 @@ void ModelList::update_def() const {
 std::vector<std::pair<std::string, std::unique_ptr<evaluate::node>>> ModelList::get_evaluates() const {
   std::vector<std::pair<std::string, std::unique_ptr<evaluate::node>>> out;
   for (const auto& definition : definitions) {
-    out.emplace_back(definition.first,
-                     std::unique_ptr<evaluate::node>(evaluate::ast(definition.second.statement, *names)));
+    out.emplace_back(definition.first, evaluate::ast(definition.second.statement, *names));
   }
   return out;
 }

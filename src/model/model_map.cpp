@@ -171,18 +171,17 @@ class builder {
                               const std::string& statement) {
     std::unique_ptr<evaluate::node> tree;
     try {
-      tree.reset(evaluate::ast(text, local));
+      tree = evaluate::ast(text, local);
     } catch (const evaluate::error& fault) {
       throw error(evaluate::user_text(fault) + ("\n       See \"" + statement + "\""));
     }
-    return !tree->is_vector && !has_column_function(tree.get());
+    return !tree->is_vector && !has_column_function(*tree);
   }
 
-  static bool has_column_function(const evaluate::node* tree) {
-    if (evaluate::isColumnFunction(tree->op) && !is_two_input(*tree)) return true;
-    if (tree->op == evaluate::operations::var) return false;
-    return (tree->left && has_column_function(tree->left)) ||
-           (tree->right && has_column_function(tree->right));
+  static bool has_column_function(const evaluate::node& tree) {
+    if (evaluate::isColumnFunction(tree.op) && !is_two_input(tree)) return true;
+    if (tree.op == evaluate::operations::var) return false;
+    return (tree.left && has_column_function(*tree.left)) || (tree.right && has_column_function(*tree.right));
   }
 
   /// max(a, b) and min(a, b) compare two numbers.

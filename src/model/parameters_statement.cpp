@@ -40,7 +40,7 @@ void check_computation(const std::string& expression, const std::string& stateme
   try {
     evaluate::defines names;
     for (const std::string& name : model::expression_names(expression)) names.define_var(name, 0);
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(expression, names));
+    const auto tree = evaluate::opt_ast(expression, names);
     if (!tree->is_vector) model::try_out_scalar(*tree);
   } catch (const evaluate::error_parse& fault) {
     throw error(fault.message() + "\n" + expression + "\n       See \"" + statement + "\"");

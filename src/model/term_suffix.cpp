@@ -31,7 +31,7 @@ double evaluate_fixing(const std::string& text, const std::string& term) {
   double value = 0;
   check_numbers(text);
   try {
-    const std::unique_ptr<evaluate::node> tree(evaluate::opt_ast(text));
+    const auto tree = evaluate::opt_ast(text);
     if (tree->is_vector) misspecified_computation(term);
     value = tree->eval();
   } catch (const evaluate::error& fault) {

@@ -24,8 +24,7 @@ namespace {
 std::unique_ptr<evaluate::node> forward_tree(const std::string& expression) {
   const std::vector<std::string> names = expression_names(expression);
   const std::vector<unsigned> zeros(names.size(), 0);
-  return std::unique_ptr<evaluate::node>(
-      evaluate::opt_ast(evaluate::generate_command(expression, names, zeros, evaluate::CMD::DATA)));
+  return evaluate::opt_ast(evaluate::generate_command(expression, names, zeros, evaluate::CMD::DATA));
 }
 
 [[noreturn]] void unable(const std::string& statement, const std::string& reason) {

@@ -26,7 +26,7 @@ class trial {
   /// Every parameter reads the same cell; columns count from 0.
   void prepare(evaluate::node& at) {
     if (at.op == evaluate::operations::var) {
-      at.right = &cell_;
+      at.cell = &cell_;
       return;
     }
     if (at.op == evaluate::operations::data) {

@@ -43,7 +43,7 @@ TEST(Defines, MatchNamesInAnyCaseAndKeepTheFirstSpelling) {
   table.define_data("Height", 0);
   EXPECT_TRUE(table.define("Double", "2 * HEIGHT"));
   EXPECT_EQ(table.find("hEIGHT")->name, "Height");
-  EXPECT_EQ(tree(evaluate::ast("double", table))->name(), "(2.0*#DATA(0))");
+  EXPECT_EQ(evaluate::ast("double", table)->name(), "(2.0*#DATA(0))");
   EXPECT_FALSE(table.define_var("HEIGHT", 0));
   EXPECT_EQ(table.get_data("double + Height"), (texts{"HEIGHT", "Height"}));
 }

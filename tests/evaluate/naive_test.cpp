@@ -60,7 +60,7 @@ bool forms_agree(const std::string& text, const evaluate::node& t, const arma::m
   if (!agrees(*again, data, wanted, true)) return false;
   // A negative literal is read back as a product, which folds everywhere but inside a list.
   if (printed.find(',') != std::string::npos) return true;
-  return tree(evaluate::opt_ast(printed, names()))->name() == simple->name();
+  return evaluate::opt_ast(printed, names())->name() == simple->name();
 }
 
 void check(const tokens& list, const arma::mat& data, counts& seen) {

@@ -16,7 +16,7 @@ using evaluate::operations;
 using evaluate::value;
 
 tree literal(double number) {
-  return tree(node::literal(number));
+  return node::literal(number);
 }
 
 TEST(Node, KnowsTheLayoutOfItsOperands) {
@@ -61,13 +61,11 @@ TEST(Node, PrintsOperatorsWithoutBlanksAndListsWithOne) {
 }
 
 TEST(Node, RefusesTokensThatAreNoOperatorOrFunction) {
-  const tree a = literal(1), b = literal(2), half = literal(0.5);
-  EXPECT_THROW(node("log", a.get(), b.get()), evaluate::error_debug_parse);
-  EXPECT_THROW(node("(", a.get(), b.get()), evaluate::error_debug_parse);
-  EXPECT_THROW(node("?", a.get(), b.get()), evaluate::error_debug_parse);
-  EXPECT_THROW(node("+", a.get()), evaluate::error_debug_parse);
-  EXPECT_THROW(node("#DATA", half.get()), evaluate::error_debug_parse);
-  EXPECT_THROW(a->index(), evaluate::error_debug_parse);
+  for (const char* token : {"log", "(", "?"})
+    EXPECT_THROW(node(token, literal(1), literal(2)), evaluate::error_debug_parse) << token;
+  EXPECT_THROW(node("+", literal(1)), evaluate::error_debug_parse);
+  EXPECT_THROW(node("#DATA", literal(0.5)), evaluate::error_debug_parse);
+  EXPECT_THROW(literal(1)->index(), evaluate::error_debug_parse);
 }
 
 TEST(Node, HasNoAddressOfItsOwn) {
@@ -195,7 +193,7 @@ TEST(Node, ComparesReferences) {
 }
 
 TEST(Pair, OwnsAndCopiesItsTrees) {
-  evaluate::pair first(make("log(x)").release(), make("p").release(), true);
+  evaluate::pair first(make("log(x)"), make("p"), true);
   evaluate::pair second(first);
   first = evaluate::pair();
   EXPECT_EQ(first.data_side, nullptr);
@@ -204,7 +202,7 @@ TEST(Pair, OwnsAndCopiesItsTrees) {
   EXPECT_TRUE(second.flag);
   const evaluate::pair third(std::move(second));
   EXPECT_EQ(third.data_side->name(), "log(#DATA(0))");
-  const evaluate::pair half(nullptr, make("q").release(), false);
+  const evaluate::pair half(nullptr, make("q"), false);
   EXPECT_EQ(evaluate::pair(half).data_side, nullptr);
 }
 

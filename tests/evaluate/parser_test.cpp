@@ -153,9 +153,9 @@ TEST(Parser, LooksUpConstantsThenNamesThenNumbers) {
   evaluate::defines table;
   table.define_data("_pi", 3);
   table.define_data("inf", 4);
-  EXPECT_DOUBLE_EQ(tree(evaluate::ast("_pi", table))->eval(), 3.141592653589793);
-  EXPECT_DOUBLE_EQ(tree(evaluate::ast("_tau", table))->eval(), 6.283185307179586);
-  EXPECT_EQ(tree(evaluate::ast("inf", table))->name(), "#DATA(4)");
+  EXPECT_DOUBLE_EQ(evaluate::ast("_pi", table)->eval(), 3.141592653589793);
+  EXPECT_DOUBLE_EQ(evaluate::ast("_tau", table)->eval(), 6.283185307179586);
+  EXPECT_EQ(evaluate::ast("inf", table)->name(), "#DATA(4)");
 }
 
 TEST(Parser, PutsDefinitionsInSimplified) {

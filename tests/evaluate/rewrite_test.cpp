@@ -230,7 +230,7 @@ TEST(Remove, TakesALeafOfTheTreeItself) {
   const tree t = make("p * x");
   EXPECT_EQ(readable(t->remove(*t->right)->name()), "p");
   const tree s = make("p * (x + q)");
-  EXPECT_EQ(readable(s->expand_multi(s->right->left)->name()), "((p*x)+(p*q))");
+  EXPECT_EQ(readable(s->expand_multi(s->right->left.get())->name()), "((p*x)+(p*q))");
   const tree u = make("x + (x * y)");
   EXPECT_EQ(readable(u->replace(*u->left, *u->right)->name()), "((x*y)+((x*y)*y))");
 }

@@ -36,10 +36,10 @@ inline const evaluate::defines& names() {
 }
 
 inline tree make(const std::string& text) {
-  return tree(evaluate::ast(text, names()));
+  return evaluate::ast(text, names());
 }
 inline tree simplified(const std::string& text) {
-  return tree(evaluate::opt_ast(text, names()));
+  return evaluate::opt_ast(text, names());
 }
 
 /// Printed form of the tree of a text, as parsed and after simplifying.

@@ -32,8 +32,7 @@ moderator at(unsigned column, double value, bool in_sd = false) {
 
 std::vector<estimator::compute> computed(const std::vector<std::string>& texts) {
   std::vector<estimator::compute> out;
-  for (const std::string& text : texts)
-    out.emplace_back(std::shared_ptr<evaluate::node>(evaluate::ast(text, evaluate::defines())));
+  for (const std::string& text : texts) out.emplace_back(evaluate::ast(text, evaluate::defines()));
   return out;
 }
 

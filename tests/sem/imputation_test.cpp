@@ -184,8 +184,7 @@ TEST(Imputation, ACompleteTransformedOutcomeIsARegressionOfItsTransform) {
   setup.icept = {1};
   LoneEstimator one(5), two(5);
   sem::Normal plain(&one, setup), transformed(&two, setup);
-  transformed.addTransform(
-      evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast("log(#DATA(0))"))));
+  transformed.addTransform(evaluate::pair::transformation(evaluate::opt_ast("log(#DATA(0))")));
   arma::Mat<double> exponential = world.data;
   exponential.col(1) = arma::exp(world.data.col(1));
   for (int t = 0; t < 20; ++t) {

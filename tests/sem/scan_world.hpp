@@ -148,7 +148,7 @@ inline void simulate_outcome(World& world, unsigned level, double mean, std::uin
 
 /// A computed column from text with "#DATA(k)".
 inline sem::estimator::compute computed(std::string const& text) {
-  return sem::estimator::compute(std::shared_ptr<evaluate::node>(evaluate::opt_ast(text)));
+  return sem::estimator::compute(evaluate::opt_ast(text));
 }
 
 }  // namespace tovik::tests

@@ -53,8 +53,7 @@ class TwoEquations {
     m.y = m_column;
     models_ = {std::make_shared<sem::Normal>(&estimator_, m), std::make_shared<sem::Normal>(&estimator_, y)};
     if (!transformation.empty())
-      of_m().addTransform(
-          evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(transformation))));
+      of_m().addTransform(evaluate::pair::transformation(evaluate::opt_ast(transformation)));
     if (!linked) return;
     sem::level_units units;
     for (auto const& ids : world.units) units.push_back(&ids);
@@ -113,8 +112,8 @@ class TwoEquations {
       while (admitted && !admitted(v));
     }
     if (!transform.empty()) {
-      std::unique_ptr<evaluate::node> const forward(evaluate::opt_ast(transform));
-      std::unique_ptr<evaluate::node> const back(forward->inverse());
+      auto const forward = evaluate::opt_ast(transform);
+      auto const back = forward->inverse();
       value = back->eval(static_cast<arma::Mat<double> const&>(value));
     }
     for (arma::uword row = 0; row < world.data.n_rows; ++row)

@@ -119,8 +119,7 @@ TEST(Transform, OneValueGoesTheWayOfAColumn) {
   for (char const* text :
        {"log(#DATA(0) + 1)", "sqrt(#DATA(0))", "#DATA(0) ^ 2", "1 / #DATA(0)", "2 - #DATA(0)",
         "logit(#DATA(0) / 10)", "iphi(#DATA(0) / 10)", "yjt(#DATA(0), 0.5)", "#DATA(0)"}) {
-    transform const g(
-        evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(text))));
+    transform const g(evaluate::pair::transformation(evaluate::opt_ast(text)));
     for (double x : {0.25, 1.0, 3.7}) {
       double const y = g.forward(x);
       EXPECT_EQ(y, g.fun(arma::Col<double>{x})(0)) << text;
@@ -148,8 +147,7 @@ TEST(Transform, ValuesOutsideTheRangeHaveNoPlace) {
                                                      {"acos(#DATA(0))", 4.0, false},
                                                      {"acos(#DATA(0))", 1.0, true},
                                                      {"yjt(#DATA(0), 3)", -1.5, false}}) {
-    transform const g(
-        evaluate::pair::transformation(std::unique_ptr<evaluate::node>(evaluate::opt_ast(p.text))));
+    transform const g(evaluate::pair::transformation(evaluate::opt_ast(p.text)));
     double kept = 17.0;
     EXPECT_EQ(g.admits(p.y, kept), p.admitted) << p.text << " " << p.y;
     EXPECT_EQ(kept == 17.0, !p.admitted) << p.text;

@@ -61,14 +61,14 @@ bool holds(node const& tree, arma::uword column) {
 
 /// What a function of a column ties when its list of inputs holds the variable.
 void tie_statistic(node const& function, arma::uword column, arma::Mat<double> const& data, ties& rows) {
-  node const* list = function.left;
+  node const* list = function.left.get();
   bool const is_list = list->op == operations::comma;
   if ((function.op == operations::max || function.op == operations::min) && is_list) return;  // row by row
   if (!is_list) return rows.tie_all();
-  node const* id = list->right;
+  node const* id = list->right.get();
   if (function.op == operations::lag1) {
     if (id->op != operations::comma || holds(*id->left, column)) return rows.tie_all();
-    id = id->right;
+    id = id->right.get();
   }
   if (holds(*id, column)) return rows.tie_all();
   rows.tie_clusters(id->eval(data));

@@ -111,17 +111,17 @@ std::shared_ptr<estimator::Outcome> make_computation(Model const& model, outcome
     names.define_var(entry->first, entry->second.slot);
     read.push_back(entry->second);
   }
-  std::unique_ptr<evaluate::node> tree(evaluate::ast(model.computation, names));
+  auto tree = evaluate::ast(model.computation, names);
   for (model::parameter_info const& info : read) tree->register_var(info.cell.get(), info.slot);
   if (tree->has_unbound_var()) throw error_debug(unknown);
-  return std::make_shared<Computation>(context.estimator, tree.release());
+  return std::make_shared<Computation>(context.estimator, std::move(tree));
 }
 
 }  // namespace
 
 estimator::compute bound_column(std::unique_ptr<evaluate::node> tree) {
   if (tree->has_unbound_var()) throw error_debug("Could not find parameter name in map.");
-  return estimator::compute(std::shared_ptr<evaluate::node>(std::move(tree)));
+  return estimator::compute(std::move(tree));
 }
 
 unsigned outcome_level(Model const& model, working_data const& working) {

@@ -1,17 +1,18 @@
 #include "sem/outcomes/computation.hpp"
 
 #include <limits>
+#include <utility>
 
 namespace tovik::sem {
 
-Computation::Computation(Estimator const* estimator_, evaluate::node* tree)
+Computation::Computation(Estimator const* estimator_, std::unique_ptr<evaluate::node> tree)
     : Outcome(shape{.estimator = estimator_, .type = data::type::computation}),
       value_node("Computation"),
-      owner_(tree),
+      tree_(std::move(tree)),
       value_(std::numeric_limits<double>::quiet_NaN()) {}
 
 double Computation::update() {
-  value_ = owner_->eval();
+  value_ = tree_->eval();
   if (places != nullptr) places->write(value_);
   return value_;
 }

@@ -12,8 +12,8 @@ namespace tovik::sem {
 /// they receive the value whenever it is computed.
 class Computation : public value_node {
  public:
-  /// Takes ownership of the tree, a scalar whose parameters are bound to live cells.
-  Computation(Estimator const* estimator, evaluate::node* tree);
+  /// The tree is a scalar whose parameters are bound to live cells.
+  Computation(Estimator const* estimator, std::unique_ptr<evaluate::node> tree);
 
   /// Evaluates the tree; writes the value here and, to its places, if it has some, and brings up to date
   /// what follows from them. Throws what the functions of the tree throw.
@@ -29,7 +29,7 @@ class Computation : public value_node {
   std::unique_ptr<estimator::constraint> places;
 
  private:
-  std::shared_ptr<evaluate::node> owner_;
+  std::unique_ptr<evaluate::node> tree_;
   double value_;
 };
 

@@ -40,7 +40,7 @@ compute::compute(std::shared_ptr<evaluate::node> tree) : node(tree.get()), owner
   compact_ = std::make_shared<compact>();
   compact_->program = evaluate::row_program::make(*node);
   if (compact_->program != nullptr) return;
-  compact_->tree.reset(node->copy());
+  compact_->tree = node->copy();
   renumber(*compact_->tree, columns_);
 }
 

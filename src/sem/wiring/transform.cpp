@@ -14,10 +14,7 @@ namespace {
 constexpr unsigned cell_number = std::numeric_limits<unsigned>::max();
 
 std::unique_ptr<evaluate::node> reference(const char* kind, unsigned index) {
-  std::unique_ptr<evaluate::node> leaf(evaluate::node::literal(index));
-  auto out = std::make_unique<evaluate::node>(kind, leaf.get());
-  (void)leaf.release();
-  return out;
+  return std::make_unique<evaluate::node>(kind, evaluate::node::literal(index));
 }
 
 }  // namespace
@@ -26,7 +23,7 @@ void transform::scalar_form::set(evaluate::node const* tree) {
   if (tree == nullptr) return;
   auto const column = reference("#DATA", 0);
   auto const cell = reference("#VAR", cell_number);
-  tree_.reset(*tree == *column ? cell->copy() : tree->copy());
+  tree_ = *tree == *column ? cell->copy() : tree->copy();
   tree_->replace(*column, *cell);
   auto place = std::make_unique<evaluate::value>();
   place->set(&x_);
@@ -47,8 +44,8 @@ double transform::scalar_form::eval(double x) const {
 }
 
 transform::transform(evaluate::pair pair) : pair_(std::move(pair)) {
-  forward_.set(pair_.data_side);
-  inverse_.set(pair_.parameter_side);
+  forward_.set(pair_.data_side.get());
+  inverse_.set(pair_.parameter_side.get());
 }
 
 arma::Col<double> transform::fun(arma::Col<double> x) const {
