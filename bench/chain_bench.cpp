@@ -19,17 +19,17 @@ using tovik::bench::chain_workload;
 using tovik::bench::fastest;
 using tovik::sem::Mcmc;
 
-std::vector<std::string> row_names(tovik::ModelList const& models) {
+std::vector<std::string> row_names(const tovik::ModelList& models) {
   std::vector<std::string> out;
-  for (tovik::Model const& model : models) {
-    for (auto const& names : {model.parameters(), model.standardized(), model.rsquare()})
-      for (std::string const& name : names)
+  for (const tovik::Model& model : models) {
+    for (const auto& names : {model.parameters(), model.standardized(), model.rsquare()})
+      for (const std::string& name : names)
         out.push_back(model.name() + ": " + name.substr(name.find(':') + 1));
   }
   return out;
 }
 
-void run(benchmark::State& state, chain_workload const& work) {
+void run(benchmark::State& state, const chain_workload& work) {
   tovik::use_one_blas_thread();
   const std::shared_ptr<Mcmc> chain = work.run.chain(Random(11, 1));
   for (int t = 1; t <= 400; ++t) {

@@ -53,7 +53,7 @@ struct numbers_of_scan {
 };
 
 /// The floor of a scan: its random numbers, and a sum over every cell of the working matrix.
-inline std::function<void()> floor_of(numbers_of_scan const& numbers, sem::Mcmc const& chain) {
+inline std::function<void()> floor_of(const numbers_of_scan& numbers, const sem::Mcmc& chain) {
   auto rng = std::make_shared<Random>(3, 1);
   auto out = std::make_shared<std::vector<double>>(numbers.normals);
   return [numbers, &chain, rng, out] {

@@ -19,9 +19,9 @@ using tovik::bench::predictor_workload;
 using tovik::sem::Mcmc;
 
 /// The products of the columns that predict, one for each score, at every level of the data.
-std::function<void()> products_of(Mcmc const& chain) {
+std::function<void()> products_of(const Mcmc& chain) {
   arma::uword columns = 0;
-  for (auto const& v : chain.predictors()) columns += v->columns().n_elem;
+  for (const auto& v : chain.predictors()) columns += v->columns().n_elem;
   auto scores = std::make_shared<std::vector<arma::mat>>();
   for (unsigned level = 0; level < chain.working().n_levels(); ++level) {
     const arma::uword n = chain.working().n_units(level);
@@ -34,26 +34,26 @@ std::function<void()> products_of(Mcmc const& chain) {
   };
 }
 
-std::string name_of(tovik::sem::predictor_row const& row) {
+std::string name_of(const tovik::sem::predictor_row& row) {
   const std::string level = row.level > 0 ? " at level " + std::to_string(row.level) : "";
   if (row.number > 0) return row.name + ": threshold " + std::to_string(row.number);
   if (row.what == tovik::sem::predictor_row::kind::grand_mean) return row.name + ": mean";
   return row.name + (row.other.empty() ? ": variance" : " with " + row.other) + level;
 }
 
-std::vector<std::string> row_names(predictor_workload const& work, Mcmc const& chain) {
+std::vector<std::string> row_names(const predictor_workload& work, const Mcmc& chain) {
   std::vector<std::string> out;
-  for (tovik::Model const& model : work.run.models) {
-    for (auto const& names : {model.parameters(), model.standardized(), model.rsquare()})
-      for (std::string const& name : names)
+  for (const tovik::Model& model : work.run.models) {
+    for (const auto& names : {model.parameters(), model.standardized(), model.rsquare()})
+      for (const std::string& name : names)
         out.push_back(model.name() + ": " + name.substr(name.find(':') + 1));
   }
-  for (auto const& v : chain.predictors())
-    for (auto const& row : v->layout(chain.predictor_column_names())) out.push_back(name_of(row));
+  for (const auto& v : chain.predictors())
+    for (const auto& row : v->layout(chain.predictor_column_names())) out.push_back(name_of(row));
   return out;
 }
 
-void run(benchmark::State& state, predictor_workload const& work) {
+void run(benchmark::State& state, const predictor_workload& work) {
   tovik::use_one_blas_thread();
   const std::shared_ptr<Mcmc> chain = work.run.chain(Random(11, 1));
   for (int t = 1; t <= 400; ++t) {

@@ -12,8 +12,8 @@
 namespace {
 
 using tovik::Random;
-using tovik::sem::Normal;
 using tovik::sem::equation_setup;
+using tovik::sem::Normal;
 using tovik::tests::LoneEstimator;
 
 /// Rows in equal clusters (one row each: no clusters), an intercept, k predictors, and an outcome.
@@ -34,7 +34,7 @@ struct Workload {
     setup.y = 1;
     for (arma::uword j = 2; j < k + 2; ++j) data.col(1) += 0.2 * data.col(j);
     if (clusters > 0) add_clusters(rows, clusters, random);
-    std::vector<arma::Col<arma::uword> const*> u, f;
+    std::vector<const arma::Col<arma::uword>*> u, f;
     for (std::size_t l = 0; l < units.size(); ++l) {
       u.push_back(&units[l]);
       f.push_back(&first_rows[l]);
@@ -49,7 +49,7 @@ struct Workload {
     for (arma::uword i = 0; i < rows; ++i) units[1](i) = i / size;
     first_rows.push_back(arma::regspace<arma::Col<arma::uword>>(0, size, rows - 1));
     for (arma::uword c = 0; c < clusters; ++c) {
-      double const a = random.rnorm(), b = 0.3 * random.rnorm();
+      const double a = random.rnorm(), b = 0.3 * random.rnorm();
       for (arma::uword i = c * size; i < (c + 1) * size; ++i) data(i, 1) += a + b * data(i, 2);
     }
     setup.n_levels = 1;
@@ -73,7 +73,7 @@ void run_scans(benchmark::State& state, Workload& work, bool keep_rows) {
 }
 
 /// The normals and gammas of one scan, and a sum over every cell that the model reads.
-void run_floor(benchmark::State& state, Workload const& work, std::size_t normals, int gammas, bool pass) {
+void run_floor(benchmark::State& state, const Workload& work, std::size_t normals, int gammas, bool pass) {
   Random random(3U, 1U);
   std::vector<double> out(normals);
   for (auto _ : state) {

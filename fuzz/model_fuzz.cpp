@@ -44,8 +44,8 @@ tovik::VariableList catalogue() {
   add("p", type::phantom, 2);
   list.order_clusters();
   const tovik::data::random_effect effect{"r", "y", "x", "s", "r = y | x[s]"};
-  list.variables.push_back(std::make_shared<tovik::data::random>(effect, list.find("y"), list.find("s"),
-                                                                 list.find("x")));
+  list.variables.push_back(
+      std::make_shared<tovik::data::random>(effect, list.find("y"), list.find("s"), list.find("x")));
   return list;
 }
 

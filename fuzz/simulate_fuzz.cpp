@@ -11,9 +11,9 @@
 
 #include "input/input_file.hpp"
 #include "input/simulate.hpp"
+#include "random/random.hpp"
 #include "results/summary.hpp"
 #include "scratch_folder.hpp"
-#include "random/random.hpp"
 #include "support/error.hpp"
 #include "support/output.hpp"
 #include "support/text.hpp"

@@ -31,8 +31,8 @@ void print_renames(const std::string& renames) {
                static_cast<unsigned long long>(VariableList::truncate), renames.c_str());
 }
 
-/// The draws of all chains are kept in memory. Systems promise more memory than they have and end the process when
-/// it is used: what the machine cannot hold is refused before.
+/// The draws of all chains are kept in memory. Systems promise more memory than they have and end the process
+/// when it is used: what the machine cannot hold is refused before.
 void require_room(const InputFile& input, std::uint64_t parameters) {
   const long pages = ::sysconf(_SC_PHYS_PAGES);
   const long page = ::sysconf(_SC_PAGESIZE);
@@ -40,10 +40,11 @@ void require_room(const InputFile& input, std::uint64_t parameters) {
   const double bytes = draws * static_cast<double>(parameters) * sizeof(double);
   if (pages <= 0 || page <= 0 || bytes < static_cast<double>(pages) * static_cast<double>(page)) return;
   const bool burn_in = double(input.chains) * input.burn > input.iterations;
-  throw error(format("ERROR: The %s command asks for %u iterations. Their draws of %llu parameters\n"
-                     "       and those of the other phase need %.1f GB, more than the memory of this machine.",
-                     burn_in ? "BURN" : "ITERATIONS", burn_in ? input.burn : input.iterations,
-                     static_cast<unsigned long long>(parameters), bytes / 1e9));
+  throw error(
+      format("ERROR: The %s command asks for %u iterations. Their draws of %llu parameters\n"
+             "       and those of the other phase need %.1f GB, more than the memory of this machine.",
+             burn_in ? "BURN" : "ITERATIONS", burn_in ? input.burn : input.iterations,
+             static_cast<unsigned long long>(parameters), bytes / 1e9));
 }
 
 }  // namespace
@@ -63,10 +64,11 @@ analysis prepare(InputFile& input) {
 namespace {
 
 [[noreturn]] void no_room(const InputFile& input) {
-  throw error(format("ERROR: There is not enough memory for %u chains (CHAINS command) with\n"
-                     "       %u iterations of burn-in each (BURN command) and %u further iterations\n"
-                     "       (ITERATIONS command).",
-                     input.chains, input.burn, input.iterations));
+  throw error(
+      format("ERROR: There is not enough memory for %u chains (CHAINS command) with\n"
+             "       %u iterations of burn-in each (BURN command) and %u further iterations\n"
+             "       (ITERATIONS command).",
+             input.chains, input.burn, input.iterations));
 }
 
 /// Fewer chains at once where the address space is short.
@@ -79,9 +81,10 @@ void require_threads(InputFile& input) {
         "ERROR: The address space that is left does not suffice to run a chain.\n"
         "       It is limited by 'ulimit -v' or its like.");
   }
-  warning::buffer.push(format("WARNING: The address space suffices to run %zu of %zu chains at a time.\n"
-                              "         Setting the processors to %zu.",
-                              fit, wanted, fit));
+  warning::buffer.push(
+      format("WARNING: The address space suffices to run %zu of %zu chains at a time.\n"
+             "         Setting the processors to %zu.",
+             fit, wanted, fit));
   input.processors = static_cast<std::uint32_t>(fit);
 }
 
@@ -93,7 +96,8 @@ chain_group<sem::Mcmc> make_chains(InputFile& input, const analysis& run) {
     rng.disperse(info.dispersion);
     auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved,
                                             input.scaled_priors);
-    mcmc->addOutcomes(run.vars, run.models, sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
+    mcmc->addOutcomes(run.vars, run.models,
+                      sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
     if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
     require_room(input, mcmc->getTotalParams());
     group.push_back(chain<sem::Mcmc>(std::move(mcmc), info));

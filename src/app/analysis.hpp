@@ -22,8 +22,8 @@ struct analysis {
   sem::SimpleList simple;  ///< conditional effects
 };
 
-/// The stages from the data file to the prepared matrix and its equations; prints the note on shortened names to
-/// the report. Throws tovik::error for the user's mistakes.
+/// The stages from the data file to the prepared matrix and its equations; prints the note on shortened names
+/// to the report. Throws tovik::error for the user's mistakes.
 analysis prepare(InputFile& input);
 
 /// One estimator and one chain for each share of the run, each with its own stream of the seed.

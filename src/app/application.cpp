@@ -84,8 +84,8 @@ void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const M
 /// How far an interrupted run came.
 std::string interruption(const chain_group<sem::Mcmc>& group) {
   const progress_count done = group.done();
-  std::string text = format("WARNING: The run was interrupted after %llu of %llu iterations.", done.iterations,
-                            done.planned_iterations);
+  std::string text = format("WARNING: The run was interrupted after %llu of %llu iterations.",
+                            done.iterations, done.planned_iterations);
   if (done.iterations == 0) text += "\n         There are no draws to estimate from.";
   if (done.imputations < done.planned_imputations) {
     text += format("\n         Of %llu imputed data sets %llu were drawn.", done.planned_imputations,
@@ -103,8 +103,8 @@ bool Application::run(InputFile& input) const {
   if (print_debug) print_model_list(models);
   chain_group<sem::Mcmc> group = build_chains(input, prepared);
   if (print_debug) print_sampler(group.front().estimator());
-  input.dataNames = group.front().estimator().dataNames(vars, models, input.savelatent, input.saveresid,
-                                                        input.savepred);
+  input.dataNames =
+      group.front().estimator().dataNames(vars, models, input.savelatent, input.saveresid, input.savepred);
 
   if (print_iterations) group.printInfo(vars, models);
   run_chains(group, vars, models);

@@ -11,7 +11,9 @@ const std::string rule(width, '-');
 
 }  // namespace
 
-std::string banner_start() { return "\n" + rule + "\n\n" + std::string(35, ' ') + "Tovik\n"; }
+std::string banner_start() {
+  return "\n" + rule + "\n\n" + std::string(35, ' ') + "Tovik\n";
+}
 
 std::string banner_text(const std::string& version) {
   const std::string pad((width - std::min(version.size(), width)) / 2, ' ');

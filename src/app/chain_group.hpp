@@ -273,7 +273,8 @@ class chain_group {
   static void print_suppressed(std::FILE* stream, unsigned long chains) {
     constexpr double tolerance = 0.2;  // every band reaches to 0.05 + 0.15 on both sides of its target
     if (chains > 0)
-      std::fprintf(stream, "  NOTE: Suppressing printing of %lu %s.\n", chains, chains == 1 ? "chain" : "chains");
+      std::fprintf(stream, "  NOTE: Suppressing printing of %lu %s.\n", chains,
+                   chains == 1 ? "chain" : "chains");
     std::fprintf(stream,
                  "  NOTE: Suppressing printing of tuning info that is within\n"
                  "        +/- %0.2f of the target acceptance probability.\n"
@@ -295,7 +296,8 @@ class chain_group {
       std::fflush(fp);
     }
     std::fputs("\nOUTCOME MODEL ESTIMATES:\n\n", fp);
-    if (front().estimator().printOutcomes(fp, vars, models, draws, pool(&chain<T>::simple_draws, true))) std::fputs("\n", fp);
+    if (front().estimator().printOutcomes(fp, vars, models, draws, pool(&chain<T>::simple_draws, true)))
+      std::fputs("\n", fp);
     std::fflush(fp);
   }
 

@@ -90,7 +90,8 @@ bool written(std::FILE* stream) {
 
 /// True when both descriptors lead to one file, pipe or terminal.
 bool same_stream(int a, int b) {
-  struct stat first {}, second {};
+  struct stat first {
+  }, second{};
   return ::fstat(a, &first) == 0 && ::fstat(b, &second) == 0 && first.st_dev == second.st_dev &&
          first.st_ino == second.st_ino;
 }

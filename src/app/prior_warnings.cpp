@@ -14,14 +14,16 @@ namespace {
 /// Observed variances between these are near enough to one unit.
 constexpr double least_variance = 0.1, most_variance = 10.0;
 
-/// The density of a variance v of random effects near zero is of the order of 1 / v, which has no finite integral there.
+/// The density of a variance v of random effects near zero is of the order of 1 / v, which has no finite
+/// integral there.
 void warn_of_random_effects(const InputFile& input, const ModelList& models) {
   if (input.prior_raneff != 3) return;
   for (const Model& model : models) {
     if (model.random.empty() && model.random_compute.empty()) continue;
-    warning::buffer.push("WARNING: Under PRIOR3 the posterior of the random effects' variances of '" + model.name() +
-                         "'\n         is improper where such a variance may be zero. Use PRIOR1 or PRIOR2 instead\n"
-                         "         unless the variances are far from it.");
+    warning::buffer.push(
+        "WARNING: Under PRIOR3 the posterior of the random effects' variances of '" + model.name() +
+        "'\n         is improper where such a variance may be zero. Use PRIOR1 or PRIOR2 instead\n"
+        "         unless the variances are far from it.");
     return;
   }
 }
@@ -50,10 +52,12 @@ void warn_of_units(const InputFile& input, const analysis& run) {
   const std::vector<std::string> names = far_from_one(run);
   if (names.empty()) return;
   std::string text =
-      "WARNING: The prior of predictor variances (XPRIOR1) has the weight of two observations with variance 0.5,\n"
+      "WARNING: The prior of predictor variances (XPRIOR1) has the weight of two observations with variance "
+      "0.5,\n"
       "         and the observed variance of these variables is far from that:\n";
   for (const std::string& name : names) text += "           " + name + "\n";
-  warning::buffer.push(text + "         Use 'OPTIONS: scaled_priors;' to take the variance of each variable as its unit.");
+  warning::buffer.push(
+      text + "         Use 'OPTIONS: scaled_priors;' to take the variance of each variable as its unit.");
 }
 
 }  // namespace

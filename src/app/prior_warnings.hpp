@@ -6,8 +6,9 @@ namespace tovik {
 
 class InputFile;
 
-/// Warns, before sampling, of default priors that the data do not suit: a prior of predictor variances of one unit where
-/// the variances are far from one, and a prior under which variances of random effects near zero have no proper posterior.
+/// Warns, before sampling, of default priors that the data do not suit: a prior of predictor variances of one
+/// unit where the variances are far from one, and a prior under which variances of random effects near zero
+/// have no proper posterior.
 void warn_of_priors(const InputFile& input, const analysis& run);
 
 }  // namespace tovik

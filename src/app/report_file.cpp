@@ -47,7 +47,8 @@ bool open() {
   }
   report.reset();
   std::fprintf(stderr,
-               "ERROR: File \"%s\" cannot be created.\n       Please check that the file path is correct in --output.\n",
+               "ERROR: File \"%s\" cannot be created.\n       Please check that the file path is correct in "
+               "--output.\n",
                given.c_str());
   return false;
 }

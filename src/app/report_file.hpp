@@ -12,9 +12,9 @@ void choose(const std::string& path);
 /// opened.
 bool open();
 
-/// Puts the report in its place and gives the report's stream back to standard output. As long as the paths of
-/// the command file are not known, the report could be one of its files: it then replaces nothing but an earlier
-/// report. True when nothing has failed; else the error stands on standard output and standard error.
+/// Puts the report in its place and gives the report's stream back to standard output. As long as the paths
+/// of the command file are not known, the report could be one of its files: it then replaces nothing but an
+/// earlier report. True when nothing has failed; else the error stands on standard output and standard error.
 bool close();
 
 }  // namespace tovik::report_file

@@ -7,13 +7,13 @@
 
 namespace tovik::data {
 
-std::string dummy::label(std::string const& name, double value) {
+std::string dummy::label(const std::string& name, double value) {
   const bool whole = std::isfinite(value) && value == std::trunc(value);
   // Adding 0.0 turns a negative zero into a plain one.
   return name + "." + (whole ? format("%.0f", value + 0.0) : format("%f", value));
 }
 
-dummy::dummy(std::shared_ptr<variable> const& of, double category, unsigned at)
+dummy::dummy(const std::shared_ptr<variable>& of, double category, unsigned at)
     : variable(label(of->name, category), data::type::dummy, at, of->level), parent_(of), value_(category) {
   fullName = label(of->fullName, category);
   usage_ = data::usage::derived;
@@ -32,7 +32,7 @@ void dummy::throw_error() const {
 bool dummy::fixed() const {
   return parent()->fixed();
 }
-void dummy::fixed(bool const& value) {
+void dummy::fixed(const bool& value) {
   parent()->fixed(value);
 }
 void dummy::outcome() {
@@ -50,32 +50,32 @@ data::center dummy::centered() const {
 data::center dummy::centeredMeans() const {
   return parent()->centeredMeans();
 }
-void dummy::setMean(unsigned const& index) {
+void dummy::setMean(const unsigned& index) {
   parent()->setMean(index);
 }
-void dummy::rename(std::string const& shown) {
+void dummy::rename(const std::string& shown) {
   name = label(shown, value_);
 }
 
-void dummy::setLatent(unsigned const&) {
+void dummy::setLatent(const unsigned&) {
   throw_error();
 }
-void dummy::setRstar(unsigned const&) {
+void dummy::setRstar(const unsigned&) {
   throw_error();
 }
-void dummy::setRandef(unsigned const&, std::string const&) {
+void dummy::setRandef(const unsigned&, const std::string&) {
   throw_error();
 }
-void dummy::setDummy(std::shared_ptr<variable> const&) {
+void dummy::setDummy(const std::shared_ptr<variable>&) {
   throw_error();
 }
-void dummy::setCentered(unsigned const&, data::center const&) {
+void dummy::setCentered(const unsigned&, const data::center&) {
   throw_error();
 }
-void dummy::setCentered(data::center const&) {
+void dummy::setCentered(const data::center&) {
   throw_error();
 }
-void dummy::setCenteredMeans(data::center const&) {
+void dummy::setCenteredMeans(const data::center&) {
   throw_error();
 }
 

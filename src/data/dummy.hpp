@@ -9,33 +9,33 @@ namespace tovik::data {
 class dummy : public virtual variable {
  public:
   /// `parent` owns its codes (variable::setDummy), so the code only watches its parent.
-  dummy(std::shared_ptr<variable> const& parent, double value, unsigned column);
+  dummy(const std::shared_ptr<variable>& parent, double value, unsigned column);
 
   std::shared_ptr<variable> parent() const;
   double value() const { return value_; }
 
   /// "name.value": whole values are written as integers, others in the "%f" format.
-  static std::string label(std::string const& name, double value);
+  static std::string label(const std::string& name, double value);
 
   using variable::fixed;
   bool fixed() const override;
-  void fixed(bool const& value) override;
+  void fixed(const bool& value) override;
   void outcome() override;
   void covariate() override;
   data::usage usage() const override;
   data::center centered() const override;
   data::center centeredMeans() const override;
-  void setMean(unsigned const& index) override;
-  void rename(std::string const& shown) override;
+  void setMean(const unsigned& index) override;
+  void rename(const std::string& shown) override;
 
   /// Meaningless for a code; each throws tovik::error_debug.
-  void setLatent(unsigned const& index) override;
-  void setRstar(unsigned const& index) override;
-  void setRandef(unsigned const& index, std::string const& effect) override;
-  void setDummy(std::shared_ptr<variable> const& code) override;
-  void setCentered(unsigned const& level, data::center const& kind) override;
-  void setCentered(data::center const& kind) override;
-  void setCenteredMeans(data::center const& kind) override;
+  void setLatent(const unsigned& index) override;
+  void setRstar(const unsigned& index) override;
+  void setRandef(const unsigned& index, const std::string& effect) override;
+  void setDummy(const std::shared_ptr<variable>& code) override;
+  void setCentered(const unsigned& level, const data::center& kind) override;
+  void setCentered(const data::center& kind) override;
+  void setCenteredMeans(const data::center& kind) override;
 
  private:
   [[noreturn]] void throw_error() const;

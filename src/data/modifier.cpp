@@ -4,7 +4,7 @@
 
 namespace tovik::data {
 
-std::string phantom_text(std::string const& name) {
+std::string phantom_text(const std::string& name) {
   // The infix goes first, since its own marks would otherwise be decoded; then the longest run of marks
   // first.
   std::string text = replace_all(name, "#cor#", " <-> ");

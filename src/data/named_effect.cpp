@@ -18,7 +18,7 @@ void random::throw_error() const {
   throw error_debug("Improper use of random effect '" + name + "'.");
 }
 
-void random::outcome(std::shared_ptr<variable> const& model_outcome) {
+void random::outcome(const std::shared_ptr<variable>& model_outcome) {
   estimated_in_ = model_outcome;
   usage_ = data::usage::outcome;
 }
@@ -27,37 +27,37 @@ void random::covariate() {
   usage_ = data::usage::covariate;
 }
 
-void random::fixed(bool const&) {
+void random::fixed(const bool&) {
   throw_error();
 }
 void random::outcome() {
   throw_error();
 }
-void random::setMean(unsigned const&) {
+void random::setMean(const unsigned&) {
   throw_error();
 }
-void random::setLatent(unsigned const&) {
+void random::setLatent(const unsigned&) {
   throw_error();
 }
-void random::setRstar(unsigned const&) {
+void random::setRstar(const unsigned&) {
   throw_error();
 }
-void random::setRandef(unsigned const&, std::string const&) {
+void random::setRandef(const unsigned&, const std::string&) {
   throw_error();
 }
-void random::setDummy(std::shared_ptr<variable> const&) {
+void random::setDummy(const std::shared_ptr<variable>&) {
   throw_error();
 }
-void random::setCentered(unsigned const&, data::center const&) {
+void random::setCentered(const unsigned&, const data::center&) {
   throw_error();
 }
-void random::setCentered(data::center const&) {
+void random::setCentered(const data::center&) {
   throw_error();
 }
-void random::setCenteredMeans(data::center const&) {
+void random::setCenteredMeans(const data::center&) {
   throw_error();
 }
-void random::rename(std::string const&) {
+void random::rename(const std::string&) {
   throw_error();
 }
 

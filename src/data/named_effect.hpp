@@ -21,33 +21,33 @@ class random : public virtual variable {
   random(random_effect effect, std::shared_ptr<variable> applies_to, std::shared_ptr<variable> cluster,
          std::shared_ptr<variable> term = nullptr);
 
-  random_effect const& effect() const { return effect_; }
+  const random_effect& effect() const { return effect_; }
   /// The outcome whose equation has the effect.
-  std::shared_ptr<variable> const& applies_to() const { return applies_to_; }
-  std::shared_ptr<variable> const& cluster() const { return cluster_; }
-  std::shared_ptr<variable> const& term() const { return term_; }
+  const std::shared_ptr<variable>& applies_to() const { return applies_to_; }
+  const std::shared_ptr<variable>& cluster() const { return cluster_; }
+  const std::shared_ptr<variable>& term() const { return term_; }
 
   /// Records the variable in whose model the effect is estimated; the effect is then an outcome of that
   /// model.
-  void outcome(std::shared_ptr<variable> const& model_outcome);
+  void outcome(const std::shared_ptr<variable>& model_outcome);
   /// The variable given to outcome(), or null while no model estimates the effect.
-  std::shared_ptr<variable> const& estimated_in() const { return estimated_in_; }
+  const std::shared_ptr<variable>& estimated_in() const { return estimated_in_; }
 
   using variable::fixed;
   void covariate() override;
 
   /// Meaningless for a random effect; each throws tovik::error_debug.
-  void fixed(bool const& value) override;
+  void fixed(const bool& value) override;
   void outcome() override;
-  void setMean(unsigned const& index) override;
-  void setLatent(unsigned const& index) override;
-  void setRstar(unsigned const& index) override;
-  void setRandef(unsigned const& index, std::string const& effect) override;
-  void setDummy(std::shared_ptr<variable> const& code) override;
-  void setCentered(unsigned const& level, data::center const& kind) override;
-  void setCentered(data::center const& kind) override;
-  void setCenteredMeans(data::center const& kind) override;
-  void rename(std::string const& shown) override;
+  void setMean(const unsigned& index) override;
+  void setLatent(const unsigned& index) override;
+  void setRstar(const unsigned& index) override;
+  void setRandef(const unsigned& index, const std::string& effect) override;
+  void setDummy(const std::shared_ptr<variable>& code) override;
+  void setCentered(const unsigned& level, const data::center& kind) override;
+  void setCentered(const data::center& kind) override;
+  void setCenteredMeans(const data::center& kind) override;
+  void rename(const std::string& shown) override;
 
  private:
   [[noreturn]] void throw_error() const;

@@ -17,10 +17,14 @@ constexpr double two_to_53 = 9007199254740992.0;  // below it every whole number
 constexpr double large_cell = 10000000.0;
 constexpr double small_deviation = 0.05;
 
-bool whole(double v) { return std::abs(v) < two_to_53 && v == std::trunc(v); }
+bool whole(double v) {
+  return std::abs(v) < two_to_53 && v == std::trunc(v);
+}
 
 /// printf shows the sign of a NaN, which means nothing.
-double unsigned_nan(double v) { return std::isnan(v) ? std::numeric_limits<double>::quiet_NaN() : v; }
+double unsigned_nan(double v) {
+  return std::isnan(v) ? std::numeric_limits<double>::quiet_NaN() : v;
+}
 
 /// What the notation of a cell depends on in its column.
 struct column_scale {
@@ -125,7 +129,8 @@ void write_header(file_writer& file, const notation& cells, const std::vector<st
   file.write(line);
 }
 
-void write_rows(file_writer& file, const notation& cells, const arma::Mat<double>& m, const read_cells& read) {
+void write_rows(file_writer& file, const notation& cells, const arma::Mat<double>& m,
+                const read_cells& read) {
   const std::vector<column_scale> scales = scales_of(m);
   std::string line;
   for (arma::uword r = 0; r < m.n_rows; ++r) {
@@ -147,7 +152,8 @@ file_writer written_matrix(const arma::Mat<double>& m, const std::string& path, 
   if (m.n_cols > 0 && !names.empty() && names.size() != m.n_cols) {
     throw error_debug("Variable names do not match output matrix size!");
   }
-  if (!read.empty() && arma::size(read) != arma::size(m)) throw error_debug("Marked cells do not match output.");
+  if (!read.empty() && arma::size(read) != arma::size(m))
+    throw error_debug("Marked cells do not match output.");
   file_writer file(path);
   const notation cells(delimiter == "csv", scientific, missing, value);
   if (m.n_cols > 0) {

@@ -12,7 +12,7 @@ variable::variable(std::string shown, data::type kind, unsigned at, unsigned lev
 bool variable::fixed() const {
   return fixed_;
 }
-void variable::fixed(bool const& value) {
+void variable::fixed(const bool& value) {
   fixed_ = value;
 }
 
@@ -36,40 +36,40 @@ data::center variable::centeredMeans() const {
   return centeredMeans_;
 }
 
-void variable::setMean(unsigned const& index) {
+void variable::setMean(const unsigned& index) {
   means.push_back(index);
 }
-void variable::setLatent(unsigned const& index) {
+void variable::setLatent(const unsigned& index) {
   latent.push_back(index);
 }
-void variable::setRstar(unsigned const& index) {
+void variable::setRstar(const unsigned& index) {
   rstar.push_back(index);
 }
 
-void variable::setRandef(unsigned const& index, std::string const& effect) {
+void variable::setRandef(const unsigned& index, const std::string& effect) {
   randef.push_back(index);
   randefNames.push_back(effect);
 }
 
-void variable::setDummy(std::shared_ptr<variable> const& code) {
+void variable::setDummy(const std::shared_ptr<variable>& code) {
   dummies.push_back(code);
 }
 
-void variable::setCentered(unsigned const& at, data::center const& kind) {
+void variable::setCentered(const unsigned& at, const data::center& kind) {
   centeredLevel = at;
   centered_ = kind;
 }
 
-void variable::setCentered(data::center const& kind) {
+void variable::setCentered(const data::center& kind) {
   centered_ = kind;
 }
-void variable::setCenteredMeans(data::center const& kind) {
+void variable::setCenteredMeans(const data::center& kind) {
   centeredMeans_ = kind;
 }
 
-void variable::rename(std::string const& shown) {
+void variable::rename(const std::string& shown) {
   name = shown;
-  for (auto const& code : dummies) code->rename(shown);
+  for (const auto& code : dummies) code->rename(shown);
 }
 
 }  // namespace tovik::data

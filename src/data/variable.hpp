@@ -49,7 +49,7 @@ class variable {
 
   /// Treated as fixed: not modelled, even when it is a predictor.
   virtual bool fixed() const;
-  virtual void fixed(bool const& value);
+  virtual void fixed(const bool& value);
 
   /// Gives the variable the role of an outcome.
   virtual void outcome();
@@ -62,20 +62,20 @@ class variable {
   virtual data::center centeredMeans() const;
 
   /// Each appends one column of the sampler's data to the list of that kind.
-  virtual void setMean(unsigned const& index);
-  virtual void setLatent(unsigned const& index);
-  virtual void setRstar(unsigned const& index);
+  virtual void setMean(const unsigned& index);
+  virtual void setLatent(const unsigned& index);
+  virtual void setRstar(const unsigned& index);
   /// `effect` names the random effect that the column holds; see randefNames.
-  virtual void setRandef(unsigned const& index, std::string const& effect);
-  virtual void setDummy(std::shared_ptr<variable> const& code);
+  virtual void setRandef(const unsigned& index, const std::string& effect);
+  virtual void setDummy(const std::shared_ptr<variable>& code);
 
   /// `level` is the catalogue level of the identifier at which the variable is centred.
-  virtual void setCentered(unsigned const& level, data::center const& kind);
-  virtual void setCentered(data::center const& kind);
-  virtual void setCenteredMeans(data::center const& kind);
+  virtual void setCentered(const unsigned& level, const data::center& kind);
+  virtual void setCentered(const data::center& kind);
+  virtual void setCenteredMeans(const data::center& kind);
 
   /// Changes the shown name, and with it the names of the dummy codes; fullName stays.
-  virtual void rename(std::string const& shown);
+  virtual void rename(const std::string& shown);
 
   std::vector<std::shared_ptr<variable>>
       dummies;  ///< dummy codes of a nominal variable, in order of `values`

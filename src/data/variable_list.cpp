@@ -124,11 +124,11 @@ variable_ptr VariableList::find(std::string_view name) const {
 }
 
 std::vector<variable_ptr> VariableList::subset(data::type kind) const {
-  return select(variables, [&](auto const& v) { return v->type == kind; });
+  return select(variables, [&](const auto& v) { return v->type == kind; });
 }
 
 std::vector<variable_ptr> VariableList::subset(data::usage role) const {
-  return select(variables, [&](auto const& v) { return v->usage() == role; });
+  return select(variables, [&](const auto& v) { return v->usage() == role; });
 }
 
 std::vector<variable_ptr> VariableList::weights() const {
@@ -137,16 +137,16 @@ std::vector<variable_ptr> VariableList::weights() const {
 
 std::vector<variable_ptr> VariableList::modelvars() const {
   return select(variables,
-                [](auto const& v) { return is_data_column(*v) && (is_outcome(*v) || is_covariate(*v)); });
+                [](const auto& v) { return is_data_column(*v) && (is_outcome(*v) || is_covariate(*v)); });
 }
 
 std::vector<variable_ptr> VariableList::outcomeWithMeans() const {
   return select(variables,
-                [](auto const& v) { return is_data_column(*v) && is_outcome(*v) && has_means(*v); });
+                [](const auto& v) { return is_data_column(*v) && is_outcome(*v) && has_means(*v); });
 }
 
 std::vector<variable_ptr> VariableList::covarAndOutMeans() const {
-  return select(variables, [](auto const& v) {
+  return select(variables, [](const auto& v) {
     return is_data_column(*v) && (is_covariate(*v) || (is_outcome(*v) && has_means(*v)));
   });
 }
@@ -154,11 +154,11 @@ std::vector<variable_ptr> VariableList::covarAndOutMeans() const {
 std::vector<std::string> VariableList::variableNames() const {
   std::vector<std::string> out;
   out.reserve(variables.size());
-  for (auto const& v : variables) out.push_back(v->name);
+  for (const auto& v : variables) out.push_back(v->name);
   return out;
 }
 
-variable_ptr VariableList::add_phantom(std::string const& name) {
+variable_ptr VariableList::add_phantom(const std::string& name) {
   variables.push_back(
       std::make_shared<data::variable>(name, data::type::phantom, data::variable::no_column, 0u));
   index();
@@ -168,12 +168,12 @@ variable_ptr VariableList::add_phantom(std::string const& name) {
 void VariableList::order_clusters() {
   clusters = subset(data::type::id);
   std::stable_sort(clusters.begin(), clusters.end(),
-                   [](auto const& a, auto const& b) { return a->level > b->level; });
+                   [](const auto& a, const auto& b) { return a->level > b->level; });
 }
 
 std::string VariableList::truncateNames() {
   std::unordered_set<std::string> taken;
-  for (auto const& v : variables) taken.insert(to_lower(v->name));
+  for (const auto& v : variables) taken.insert(to_lower(v->name));
 
   std::string report;
   const std::size_t limit = truncate;
@@ -182,7 +182,7 @@ std::string VariableList::truncateNames() {
     taken.erase(to_lower(name));
     numbers.release(to_lower(name), limit);
   };
-  for (auto const& v : variables) {
+  for (const auto& v : variables) {
     // Dummy codes are renamed with their parents; a random effect's name cannot change.
     if (v->type == data::type::dummy || v->type == data::type::random_effect) continue;
     if (v->name.size() <= limit) continue;
@@ -193,11 +193,11 @@ std::string VariableList::truncateNames() {
 
     report += "\n           " + v->fullName + " -> " + shown;
     free_name(v->name);
-    for (auto const& code : v->dummies) free_name(code->name);
+    for (const auto& code : v->dummies) free_name(code->name);
     v->rename(shown);
     renames[v->fullName] = shown;
     taken.insert(to_lower(shown));
-    for (auto const& code : v->dummies) {
+    for (const auto& code : v->dummies) {
       renames[code->fullName] = code->name;
       taken.insert(to_lower(code->name));
     }

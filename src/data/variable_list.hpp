@@ -48,7 +48,7 @@ class VariableList {
 
   /// Appends a phantom at level 0, without a column (no_column). The caller sets its level; it gets a column
   /// when the data are prepared, if an equation still has it as outcome by then.
-  variable_ptr add_phantom(std::string const& name);
+  variable_ptr add_phantom(const std::string& name);
 
   /// Puts the identifiers (type id) into `clusters`, from level 2 up, whatever their order in the list.
   void order_clusters();

@@ -45,7 +45,7 @@ void combine(operations op, arma::uword n, const double* a, const double* b, dou
 
 }  // namespace
 
-std::unique_ptr<row_program> row_program::make(node const& tree) {
+std::unique_ptr<row_program> row_program::make(const node& tree) {
   if (!tree.is_vector) return nullptr;
   // The constructor is private, out of reach of make_unique.
   std::unique_ptr<row_program> out(new row_program);
@@ -63,7 +63,7 @@ std::unique_ptr<row_program> row_program::make(node const& tree) {
 }
 
 /// Operands before their operation, the left one first.
-bool row_program::add(node const& tree, operand& result) {
+bool row_program::add(const node& tree, operand& result) {
   if (!tree.is_vector) {
     result.scalar = &tree;
     return true;
@@ -86,11 +86,11 @@ bool row_program::add(node const& tree, operand& result) {
   return true;
 }
 
-double const* row_program::place(operand const& value) const {
+const double* row_program::place(const operand& value) const {
   return registers_.data() + static_cast<std::size_t>(value.step) * block;
 }
 
-void row_program::run(instruction const& step, arma::Mat<double> const& data, arma::uword const* rows,
+void row_program::run(const instruction& step, const arma::Mat<double>& data, const arma::uword* rows,
                       arma::uword first, arma::uword n, double* out) const {
   if (step.op == operations::data) {
     const double* from = data.colptr(step.column);
@@ -107,13 +107,13 @@ void row_program::run(instruction const& step, arma::Mat<double> const& data, ar
   }
 }
 
-void row_program::eval(arma::Mat<double> const& data, arma::uword const* rows, arma::uword n,
+void row_program::eval(const arma::Mat<double>& data, const arma::uword* rows, arma::uword n,
                        double* out) const {
-  for (instruction const& step : steps_) {
+  for (const instruction& step : steps_) {
     if (step.op == operations::data && step.column >= data.n_cols) throw error_debug_parse();
   }
   double* at = registers_.data() + steps_.size() * block;
-  for (node const* scalar : scalars_) {
+  for (const node* scalar : scalars_) {
     std::fill_n(at, block, scalar->eval());
     at += block;
   }

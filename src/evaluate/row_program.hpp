@@ -18,17 +18,17 @@ class row_program {
  public:
   /// Null for a tree with another operation, and for one without a data column. The tree must outlive the
   /// program and keep its form; parameters are read at each call.
-  static std::unique_ptr<row_program> make(node const& tree);
+  static std::unique_ptr<row_program> make(const node& tree);
 
   /// out[i] := the value at row rows[i] of `data`, or at row i when `rows` is null, i < n. Throws as
   /// node::eval does. Allocates nothing after the first call. Not for two threads at a time.
-  void eval(arma::Mat<double> const& data, arma::uword const* rows, arma::uword n, double* out) const;
+  void eval(const arma::Mat<double>& data, const arma::uword* rows, arma::uword n, double* out) const;
 
  private:
   /// The values of a block of rows, or one number for all.
   struct operand {
     int step = -1;
-    node const* scalar = nullptr;
+    const node* scalar = nullptr;
   };
   struct instruction {
     operations op;
@@ -40,13 +40,13 @@ class row_program {
   static constexpr arma::uword block = 128;
 
   row_program() = default;
-  bool add(node const& tree, operand& result);
-  double const* place(operand const& value) const;
-  void run(instruction const& step, arma::Mat<double> const& data, arma::uword const* rows, arma::uword first,
+  bool add(const node& tree, operand& result);
+  const double* place(const operand& value) const;
+  void run(const instruction& step, const arma::Mat<double>& data, const arma::uword* rows, arma::uword first,
            arma::uword n, double* out) const;
 
   std::vector<instruction> steps_;
-  std::vector<node const*> scalars_;
+  std::vector<const node*> scalars_;
   mutable std::vector<double> registers_;  ///< a block for each step, then one for each scalar
 };
 

@@ -170,7 +170,8 @@ void InputFile::checkTraces(const std::vector<output>& files) const {
   if (folder.empty()) return;
   std::error_code failed;
   fs::create_directories(folder, failed);
-  if (!fs::is_directory(folder, failed) || !can_write(folder + "/labels.dat") || !can_write(folder + "/burn1.csv")) {
+  if (!fs::is_directory(folder, failed) || !can_write(folder + "/labels.dat") ||
+      !can_write(folder + "/burn1.csv")) {
     throw error("ERROR: Folder \"" + folder +
                 "\" cannot be created.\n       Please check that the path is correct in --traceplot.");
   }

@@ -104,14 +104,14 @@ class InputFile {
   std::vector<chain_info> chainInfo();
 
   /// Takes the completed data of an imputation (numbers count from 1) from a chain, on the chain's thread.
-  /// Keeps them for the layouts that need all of them together; writes a file of their own at once, which takes
-  /// its place beside the others in writeData().
+  /// Keeps them for the layouts that need all of them together; writes a file of their own at once, which
+  /// takes its place beside the others in writeData().
   void saveDataFunction(const arma::Mat<double>& data, const int& imputation);
 
   // Result files. A key without a path writes nothing, nor does a result without content.
 
-  /// The imputed data sets that the chains have drawn, and the order of their columns to standard output (and to
-  /// the report, when that is another stream). Call them when all chains have ended.
+  /// The imputed data sets that the chains have drawn, and the order of their columns to standard output (and
+  /// to the report, when that is another stream). Call them when all chains have ended.
   void writeData();
   void printVariableOrder() const;
   /// Mean and variance (divisor n - 1) of each cell over all iterations of all chains, under "avgimp" and
@@ -286,7 +286,8 @@ class InputFile {
   /// names, missing cells as MISSING has them.
   file_writer writtenCells(const arma::Mat<double>& data, const std::string& path,
                            const std::vector<std::string>& names, const read_cells& read) const;
-  /// The marks of a data set of an imputation, for the notation of its numbers: which cells stood in the file.
+  /// The marks of a data set of an imputation, for the notation of its numbers: which cells stood in the
+  /// file.
   read_cells readCells(const arma::Mat<double>& set) const;
   /// A file of results, by the ending of its path.
   void saveResults(const arma::Mat<double>& table, const std::string& path,

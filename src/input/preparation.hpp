@@ -30,8 +30,8 @@ void set_roles(const run& r);
 /// missing cells is always observed and does not count. In catalogue order.
 std::vector<variable_ptr> counted_columns(const run& r);
 
-/// Deletes rows: listwise on demand, rows without any observed cell, clusters of rows without counts. Records the
-/// deleted rows and brings the missing flags up to date.
+/// Deletes rows: listwise on demand, rows without any observed cell, clusters of rows without counts. Records
+/// the deleted rows and brings the missing flags up to date.
 void drop_rows(const run& r);
 
 /// Every counted column needs an observed cell.

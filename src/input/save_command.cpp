@@ -42,8 +42,8 @@ constexpr save_key save_keys[] = {
     {"likelihood", "likelihood", false},
 };
 
-/// A second "=" tells that a comma between two files was forgotten: the second would become part of the name of
-/// the first.
+/// A second "=" tells that a comma between two files was forgotten: the second would become part of the name
+/// of the first.
 void refuse_equals(const std::string& key, const std::string& text) {
   const std::size_t path = std::min(text.find_first_not_of("= ", text.find('=')), text.size());
   if (text.find('=', path) == std::string::npos) return;
@@ -54,7 +54,8 @@ void refuse_equals(const std::string& key, const std::string& text) {
 }  // namespace
 
 std::string InputFile::unquoted(const std::string& path) {
-  const bool quoted = path.size() > 1 && (path.front() == '"' || path.front() == '\'') && path.back() == path.front();
+  const bool quoted =
+      path.size() > 1 && (path.front() == '"' || path.front() == '\'') && path.back() == path.front();
   return quoted ? path.substr(1, path.size() - 2) : path;
 }
 
@@ -107,8 +108,8 @@ void InputFile::takePath(const std::string& key, const std::string& path, bool i
 namespace {
 
 void warn_nothing(const char* key, const std::string& why) {
-  warning::buffer.push("WARNING: Nothing is saved under '" + std::string(key) + "' of the SAVE command:\n         " +
-                       why);
+  warning::buffer.push("WARNING: Nothing is saved under '" + std::string(key) +
+                       "' of the SAVE command:\n         " + why);
 }
 
 }  // namespace

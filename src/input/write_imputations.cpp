@@ -99,9 +99,9 @@ void InputFile::writeStacked(const std::string& key) const {
   file_set::store(writtenCells(all, writePath(key), with_number(dataNames), marks));
 }
 
-/// The files that the chains have written, and the list of their names. When a run was interrupted, the list has
-/// the sets that were drawn, and files of an earlier run under the other numbers go: together with the new ones
-/// they would pass for one analysis.
+/// The files that the chains have written, and the list of their names. When a run was interrupted, the list
+/// has the sets that were drawn, and files of an earlier run under the other numbers go: together with the
+/// new ones they would pass for one analysis.
 void InputFile::writeSeparate() {
   const std::string& path = writePath("separate");
   std::string names;

@@ -198,7 +198,8 @@ std::vector<residual_column> residual_columns(const ModelList& models, int level
     if (model.levels == level_value) {
       for (const std::string& name : model.names()) out.push_back({&model, name});
     } else if (model.levels > level_value) {
-      for (const std::string& name : model.reName(level_value)) out.push_back({&model, model.name() + " " + name});
+      for (const std::string& name : model.reName(level_value))
+        out.push_back({&model, model.name() + " " + name});
     }
   }
   return out;
@@ -219,9 +220,9 @@ auto pairs_of(const std::vector<residual_column>& columns, Get get) {
 }  // namespace
 
 std::vector<std::string> ModelList::rcorr_names(int level_value) const {
-  return pairs_of(residual_columns(*this, level_value), [](const residual_column& a, const residual_column& b) {
-    return a.name + " <-> " + b.name;
-  });
+  return pairs_of(
+      residual_columns(*this, level_value),
+      [](const residual_column& a, const residual_column& b) { return a.name + " <-> " + b.name; });
 }
 
 std::vector<bool> ModelList::rcorr_hidden(int level_value) const {

@@ -44,14 +44,14 @@ double log_normal(double r, double variance) {
 double at(double value, arma::uword) {
   return value;
 }
-double at(arma::Col<double> const& values, arma::uword i) {
+double at(const arma::Col<double>& values, arma::uword i) {
   return values[i];
 }
 
 /// The normal density over its mass inside the bounds; `mass(i, mean, sd)` gives that mass for element i.
 template <typename Variance, typename Mass>
-arma::Col<double> log_truncated(arma::Col<double> const& x, arma::Col<double> const& mean,
-                                Variance const& variance, Mass mass) {
+arma::Col<double> log_truncated(const arma::Col<double>& x, const arma::Col<double>& mean,
+                                const Variance& variance, Mass mass) {
   arma::Col<double> out(x.n_elem, arma::fill::none);
   for (arma::uword i = 0; i < x.n_elem; ++i) {
     const double sd = std::sqrt(at(variance, i));
@@ -62,16 +62,16 @@ arma::Col<double> log_truncated(arma::Col<double> const& x, arma::Col<double> co
 }
 
 template <typename Bound, typename Variance>
-arma::Col<double> log_between(arma::Col<double> const& x, arma::Col<double> const& mean, Bound const& lower,
-                              Bound const& upper, Variance const& variance) {
+arma::Col<double> log_between(const arma::Col<double>& x, const arma::Col<double>& mean, const Bound& lower,
+                              const Bound& upper, const Variance& variance) {
   return log_truncated(x, mean, variance, [&](arma::uword i, double m, double sd) {
     return mass_between((at(lower, i) - m) / sd, (at(upper, i) - m) / sd);
   });
 }
 
 template <typename Bound, typename Variance>
-arma::Col<double> log_one_sided(arma::Col<double> const& x, arma::Col<double> const& mean, Bound const& bound,
-                                Variance const& variance, bool upper) {
+arma::Col<double> log_one_sided(const arma::Col<double>& x, const arma::Col<double>& mean, const Bound& bound,
+                                const Variance& variance, bool upper) {
   return log_truncated(x, mean, variance, [&](arma::uword i, double m, double sd) {
     const double z = (at(bound, i) - m) / sd;
     return upper_tail(upper ? -z : z);
@@ -80,56 +80,56 @@ arma::Col<double> log_one_sided(arma::Col<double> const& x, arma::Col<double> co
 
 }  // namespace
 
-double dnorm(double const& x, double const& mean, double const& variance, bool const& give_log) {
+double dnorm(const double& x, const double& mean, const double& variance, const bool& give_log) {
   const double sd = std::sqrt(variance);
   const double z = (x - mean) / sd;
   if (give_log) return -(half_log_2_pi + z * z / 2 + std::log(sd));
   return inverse_sqrt_2_pi / sd * std::exp(-z * z / 2);
 }
 
-double dbeta(double const& x, double const& alpha, double const& beta, bool const& give_log) {
+double dbeta(const double& x, const double& alpha, const double& beta, const bool& give_log) {
   if (std::isnan(x)) return x;
   if (x < 0 || x > 1) return nothing(give_log);
   const double density = boost::math::ibeta_derivative(alpha, beta, x);
   return give_log ? std::log(density) : density;
 }
 
-double dgamma(double const& x, double const& shape, double const& scale, bool const& give_log) {
+double dgamma(const double& x, const double& shape, const double& scale, const bool& give_log) {
   if (std::isnan(x)) return x;
   if (x < 0 || x == infinity) return nothing(give_log);
   const double density = boost::math::gamma_p_derivative(shape, x / scale) / scale;
   return give_log ? std::log(density) : density;
 }
 
-double dinvgamma(double const& x, double const& shape, double const& scale, bool const& give_log) {
+double dinvgamma(const double& x, const double& shape, const double& scale, const bool& give_log) {
   if (x <= 0) return nothing(give_log);
   const double log_density =
       shape * std::log(scale) - boost::math::lgamma(shape) - (shape + 1) * std::log(x) - scale / x;
   return give_log ? log_density : std::exp(log_density);
 }
 
-double dcauchy(double const& x, double const& location, double const& scale, bool const& give_log) {
+double dcauchy(const double& x, const double& location, const double& scale, const bool& give_log) {
   const double z = (x - location) / scale;
   if (give_log) return -(std::log(scale) + log_pi + std::log(z * z + 1));
   return 1 / ((z * z + 1) * scale * arma::datum::pi);
 }
 
-double dunif(double const& x, double const& a, double const& b, bool const& give_log) {
+double dunif(const double& x, const double& a, const double& b, const bool& give_log) {
   if (!(a <= x && x <= b)) return nothing(give_log);
   return give_log ? -std::log(b - a) : 1 / (b - a);
 }
 
-double dtrunc(double const& x, double const& lower, double const& upper, bool const& give_log) {
+double dtrunc(const double& x, const double& lower, const double& upper, const bool& give_log) {
   if (!(lower <= x && x <= upper)) return nothing(give_log);
   return give_log ? 0.0 : 1.0;
 }
 
-double dlaplace(double const& x, double const& location, double const& scale, bool const& give_log) {
+double dlaplace(const double& x, const double& location, const double& scale, const bool& give_log) {
   const double w = std::fabs(x - location) / scale;
   return give_log ? std::log(scale) - log_two - w : scale / 2 * std::exp(-w);
 }
 
-arma::Col<double> logNormPDF(arma::Col<double> const& r, double const& variance) {
+arma::Col<double> logNormPDF(const arma::Col<double>& r, const double& variance) {
   arma::Col<double> out(r.n_elem, arma::fill::none);
   const double sd = std::sqrt(variance);
   const double constant = -half_log_2_pi - std::log(sd);
@@ -137,58 +137,58 @@ arma::Col<double> logNormPDF(arma::Col<double> const& r, double const& variance)
   return out;
 }
 
-arma::Col<double> logNormPDF(arma::Col<double> const& r, arma::Col<double> const& variances) {
+arma::Col<double> logNormPDF(const arma::Col<double>& r, const arma::Col<double>& variances) {
   arma::Col<double> out(r.n_elem, arma::fill::none);
   for (arma::uword i = 0; i < r.n_elem; ++i) out[i] = log_normal(r[i], variances[i]);
   return out;
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean, double const& lower,
-                               double const& upper, double const& variance) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean, const double& lower,
+                               const double& upper, const double& variance) {
   return log_between(x, mean, lower, upper, variance);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean, double const& lower,
-                               double const& upper, arma::Col<double> const& variance) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean, const double& lower,
+                               const double& upper, const arma::Col<double>& variance) {
   return log_between(x, mean, lower, upper, variance);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean,
-                               arma::Col<double> const& lower, arma::Col<double> const& upper,
-                               double const& variance) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean,
+                               const arma::Col<double>& lower, const arma::Col<double>& upper,
+                               const double& variance) {
   return log_between(x, mean, lower, upper, variance);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean,
-                               arma::Col<double> const& lower, arma::Col<double> const& upper,
-                               arma::Col<double> const& variance) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean,
+                               const arma::Col<double>& lower, const arma::Col<double>& upper,
+                               const arma::Col<double>& variance) {
   return log_between(x, mean, lower, upper, variance);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean, double const& bound,
-                               double const& variance, bool upper) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean, const double& bound,
+                               const double& variance, bool upper) {
   return log_one_sided(x, mean, bound, variance, upper);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean, double const& bound,
-                               arma::Col<double> const& variance, bool upper) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean, const double& bound,
+                               const arma::Col<double>& variance, bool upper) {
   return log_one_sided(x, mean, bound, variance, upper);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean,
-                               arma::Col<double> const& bound, double const& variance, bool upper) {
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean,
+                               const arma::Col<double>& bound, const double& variance, bool upper) {
   return log_one_sided(x, mean, bound, variance, upper);
 }
 
-arma::Col<double> logTrNormPDF(arma::Col<double> const& x, arma::Col<double> const& mean,
-                               arma::Col<double> const& bound, arma::Col<double> const& variance,
+arma::Col<double> logTrNormPDF(const arma::Col<double>& x, const arma::Col<double>& mean,
+                               const arma::Col<double>& bound, const arma::Col<double>& variance,
                                bool upper) {
   return log_one_sided(x, mean, bound, variance, upper);
 }
 
 /// With U'U = Sigma, r'inv(Sigma) r is the sum of squares of r inv(U), and log |Sigma| is twice the sum of
 /// log diag U.
-arma::Col<double> logMvnrmPDF(arma::Mat<double> const& R, arma::Mat<double> const& Sigma) {
+arma::Col<double> logMvnrmPDF(const arma::Mat<double>& R, const arma::Mat<double>& Sigma) {
   arma::Mat<double> U;
   if (!arma::chol(U, Sigma)) throw numeric_error::not_positive_definite();
   const arma::Mat<double> W = arma::inv(arma::trimatu(U));
@@ -198,15 +198,15 @@ arma::Col<double> logMvnrmPDF(arma::Mat<double> const& R, arma::Mat<double> cons
   return constant - 0.5 * arma::sum(arma::square(Q), 1);
 }
 
-double dmvnorm(arma::Row<double> const& r, arma::Mat<double> const& Sigma) {
+double dmvnorm(const arma::Row<double>& r, const arma::Mat<double>& Sigma) {
   return logMvnrmPDF(r, Sigma)[0];
 }
 
-double phi(double const& x) {
+double phi(const double& x) {
   return (std::erf(x / M_SQRT2) + 1) / 2;
 }
 
-arma::Mat<double> phi(arma::Mat<double> const& x) {
+arma::Mat<double> phi(const arma::Mat<double>& x) {
   arma::Mat<double> out(arma::size(x), arma::fill::none);
   for (arma::uword i = 0; i < x.n_elem; ++i) out[i] = phi(x[i]);
   return out;
@@ -258,7 +258,7 @@ constexpr double far_f[8] = {1.0,
 
 }  // namespace
 
-double iPhi(double const& p) {
+double iPhi(const double& p) {
   const double q = p - 0.5;
   if (std::fabs(q) <= 0.425) {
     const double x = 0.180625 - q * q;

@@ -27,21 +27,21 @@ using words = long long __attribute__((vector_size(8 * lanes)));
 /// (relative error below 1e-17), and k added to the exponent. log 2 is taken in two parts, of which the first
 /// has so few digits that k times it is exact. Multiplications and additions only, each rounded by itself:
 /// the same on every machine. Arguments by reference, since vectors have no fixed way to be passed.
-inline __attribute__((always_inline)) void exponential(numbers const& t, numbers& out) {
-  numbers const shift = numbers{} + 6755399441055744.0;  // 1.5 * 2^52: sums with it are whole numbers
-  numbers const shifted = t * 1.4426950408889634 + shift;
-  numbers const k = shifted - shift;
-  numbers const r = (t - k * 0.693147180369123816490) - k * 1.90821492927058770002e-10;
-  numbers const r2 = r * r, r4 = r2 * r2, r8 = r4 * r4;
-  numbers const p0 = (1.0 + r) + r2 * (1.0 / 2 + r * (1.0 / 6));
-  numbers const p4 = (1.0 / 24 + r * (1.0 / 120)) + r2 * (1.0 / 720 + r * (1.0 / 5040));
-  numbers const p8 = (1.0 / 40320 + r * (1.0 / 362880)) + r2 * (1.0 / 3628800 + r * (1.0 / 39916800));
-  numbers const p12 = 1.0 / 479001600 + r * (1.0 / 6227020800.0);
-  numbers const p = (p0 + r4 * p4) + r8 * (p8 + r4 * p12);
+inline __attribute__((always_inline)) void exponential(const numbers& t, numbers& out) {
+  const numbers shift = numbers{} + 6755399441055744.0;  // 1.5 * 2^52: sums with it are whole numbers
+  const numbers shifted = t * 1.4426950408889634 + shift;
+  const numbers k = shifted - shift;
+  const numbers r = (t - k * 0.693147180369123816490) - k * 1.90821492927058770002e-10;
+  const numbers r2 = r * r, r4 = r2 * r2, r8 = r4 * r4;
+  const numbers p0 = (1.0 + r) + r2 * (1.0 / 2 + r * (1.0 / 6));
+  const numbers p4 = (1.0 / 24 + r * (1.0 / 120)) + r2 * (1.0 / 720 + r * (1.0 / 5040));
+  const numbers p8 = (1.0 / 40320 + r * (1.0 / 362880)) + r2 * (1.0 / 3628800 + r * (1.0 / 39916800));
+  const numbers p12 = 1.0 / 479001600 + r * (1.0 / 6227020800.0);
+  const numbers p = (p0 + r4 * p4) + r8 * (p8 + r4 * p12);
   out = reinterpret_cast<numbers>(reinterpret_cast<words>(p) + (reinterpret_cast<words>(shifted) << 52));
 }
 
-inline __attribute__((always_inline)) void choose(words const& mask, numbers const& yes, numbers const& no,
+inline __attribute__((always_inline)) void choose(const words& mask, const numbers& yes, const numbers& no,
                                                   numbers& out) {
   out = reinterpret_cast<numbers>((mask & reinterpret_cast<words>(yes)) |
                                   (~mask & reinterpret_cast<words>(no)));
@@ -49,7 +49,7 @@ inline __attribute__((always_inline)) void choose(words const& mask, numbers con
 
 /// Four terms at a time. Terms whose distance from the maximum is not a finite number are left, and then
 /// added one by one.
-inline __attribute__((always_inline)) void add_blocks(std::size_t n, double const* x, double* max,
+inline __attribute__((always_inline)) void add_blocks(std::size_t n, const double* x, double* max,
                                                       double* sum) {
   words left{};
   std::size_t i = 0;
@@ -58,10 +58,10 @@ inline __attribute__((always_inline)) void add_blocks(std::size_t n, double cons
     __builtin_memcpy(&term, x + i, sizeof term);
     __builtin_memcpy(&m, max + i, sizeof m);
     __builtin_memcpy(&s, sum + i, sizeof s);
-    numbers const gain = term - m;
-    words const finite = reinterpret_cast<words>(gain - gain == 0.0);
+    const numbers gain = term - m;
+    const words finite = reinterpret_cast<words>(gain - gain == 0.0);
     left |= ~finite;
-    words const rises = finite & reinterpret_cast<words>(gain > 0.0);
+    const words rises = finite & reinterpret_cast<words>(gain > 0.0);
     numbers distance, floor = numbers{} - 700.0, e, grown;
     choose(rises, -gain, gain, distance);
     choose(reinterpret_cast<words>(distance < floor), floor, distance, distance);
@@ -79,19 +79,19 @@ inline __attribute__((always_inline)) void add_blocks(std::size_t n, double cons
   for (; i < n; ++i) add_one(x[i], 1.0, max[i], sum[i]);
 }
 
-void add_plain(std::size_t n, double const* x, double* max, double* sum) {
+void add_plain(std::size_t n, const double* x, double* max, double* sum) {
   add_blocks(n, x, max, sum);
 }
 
 #if defined(__x86_64__)
-__attribute__((target("avx2"))) void add_wide(std::size_t n, double const* x, double* max, double* sum) {
+__attribute__((target("avx2"))) void add_wide(std::size_t n, const double* x, double* max, double* sum) {
   add_blocks(n, x, max, sum);
 }
 #endif
 
 }  // namespace
 
-void add_terms(std::size_t n, double const* x, double* max, double* sum) {
+void add_terms(std::size_t n, const double* x, double* max, double* sum) {
 #if defined(__x86_64__)
   static const bool is_wide = __builtin_cpu_supports("avx2") != 0;
   if (is_wide) return add_wide(n, x, max, sum);
@@ -99,7 +99,7 @@ void add_terms(std::size_t n, double const* x, double* max, double* sum) {
   add_plain(n, x, max, sum);
 }
 
-void add_sums(std::size_t n, double const* other_max, double const* other_sum, double* max, double* sum) {
+void add_sums(std::size_t n, const double* other_max, const double* other_sum, double* max, double* sum) {
   for (std::size_t i = 0; i < n; ++i) add_one(other_max[i], other_sum[i], max[i], sum[i]);
 }
 

@@ -12,9 +12,9 @@ namespace tovik {
 namespace log_sum {
 /// For each of n sums of exponentials, sum = sum exp(x - max), adds the term exp(x[i]); the maximum follows.
 /// A NaN, now or before, makes the maximum NaN. Terms 700 or more below the maximum add nothing that shows.
-void add_terms(std::size_t n, double const* x, double* max, double* sum);
+void add_terms(std::size_t n, const double* x, double* max, double* sum);
 /// Adds other sums of the same kind.
-void add_sums(std::size_t n, double const* other_max, double const* other_sum, double* max, double* sum);
+void add_sums(std::size_t n, const double* other_max, const double* other_sum, double* max, double* sum);
 }  // namespace log_sum
 
 /// Running log(sum(exp(x))) of a stream of equally shaped T (arma::Mat<double>, arma::Cube<double>, ...),
@@ -41,7 +41,7 @@ struct LogSumExp {
   }
 
   /// Adds all terms of another accumulator; an empty one adds nothing.
-  LogSumExp& operator+=(LogSumExp const& other) {
+  LogSumExp& operator+=(const LogSumExp& other) {
     if (other.count == 0) return *this;
     if (count == 0) return *this = other;
     check_size(other.max);

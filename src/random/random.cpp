@@ -24,12 +24,12 @@ double exponential(Pcg& engine) {
 }
 
 /// The upper Cholesky factor of S in U, which is not allocated anew while its size stays.
-void cholesky(arma::Mat<double>& U, arma::Mat<double> const& S) {
+void cholesky(arma::Mat<double>& U, const arma::Mat<double>& S) {
   if (!arma::chol(U, S)) throw numeric_error::not_positive_definite();
 }
 
 /// The general inverse of S in `out`, by LU factors, in the caller's work space. `out` may be S.
-void invert(arma::Mat<double>& out, arma::Mat<double> const& S, WishartScratch& scratch) {
+void invert(arma::Mat<double>& out, const arma::Mat<double>& S, WishartScratch& scratch) {
   if (&out != &S) out = S;
   auto n = static_cast<arma::blas_int>(out.n_rows);
   auto work_size = 16 * n;
@@ -90,14 +90,14 @@ arma::Col<double> Random::runif(int n) {
   return out;
 }
 
-arma::Mat<double> Random::randn(int const& rows, int const& cols) {
+arma::Mat<double> Random::randn(const int& rows, const int& cols) {
   arma::Mat<double> out(static_cast<arma::uword>(std::max(rows, 0)),
                         static_cast<arma::uword>(std::max(cols, 0)), arma::fill::none);
   fill_randn(out.memptr(), out.n_elem);
   return out;
 }
 
-double Random::rgamma(double const& shape, double const& scale) {
+double Random::rgamma(const double& shape, const double& scale) {
   if (!(shape > 0) || !(scale > 0) || !std::isfinite(scale))
     throw numeric_error("rgamma(): shape and scale must be positive");
   return distribution::gamma(shape, scale)(engine);
@@ -105,7 +105,7 @@ double Random::rgamma(double const& shape, double const& scale) {
 
 // Wishart
 
-arma::Mat<double> Random::rwish(int const& df, arma::Mat<double> const& S) {
+arma::Mat<double> Random::rwish(const int& df, const arma::Mat<double>& S) {
   arma::Mat<double> out;
   WishartScratch scratch;
   rwish(df, S, out, scratch);
@@ -114,7 +114,7 @@ arma::Mat<double> Random::rwish(int const& df, arma::Mat<double> const& S) {
 
 /// With U'U = S and Z of df x p normals, (Z U)'(Z U) = U'(Z'Z) U: one cross-product of the long matrix and
 /// two small products.
-void Random::rwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>& out,
+void Random::rwish(const int& df, const arma::Mat<double>& S, arma::Mat<double>& out,
                    WishartScratch& scratch) {
   const arma::uword p = S.n_cols;
   if (S.n_rows != p) throw error_debug("rwish(): the scale matrix is not square.");
@@ -129,14 +129,14 @@ void Random::rwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>&
   copy_upper_to_lower(out);
 }
 
-arma::Mat<double> Random::riwish(int const& df, arma::Mat<double> const& S) {
+arma::Mat<double> Random::riwish(const int& df, const arma::Mat<double>& S) {
   arma::Mat<double> out;
   WishartScratch scratch;
   riwish(df, S, out, scratch);
   return out;
 }
 
-void Random::riwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>& out,
+void Random::riwish(const int& df, const arma::Mat<double>& S, arma::Mat<double>& out,
                     WishartScratch& scratch) {
   if (S.n_rows != S.n_cols) throw error_debug("riwish(): the scale matrix is not square.");
   invert(scratch.S_inv, S, scratch);
@@ -227,7 +227,7 @@ void Random::trNormM(double& mean, double lower, double upper, double sd) {
 
 // Truncated inverse Gaussian
 
-double Random::rtignorm(double const& mu, double const& t) {
+double Random::rtignorm(const double& mu, const double& t) {
   const std::uint32_t limit = pg_max_niter;
   if (mu <= t) {
     for (std::uint32_t pass = 0; pass < limit; ++pass) {
@@ -280,7 +280,7 @@ int Random::rmnom(arma::Row<double> p) {
 }
 
 /// A gamma mixture of Poisson counts: all rates first, then all counts.
-arma::Col<double> Random::rnbin(double const& r, arma::Col<double> p) {
+arma::Col<double> Random::rnbin(const double& r, arma::Col<double> p) {
   if (!(r > 0)) throw numeric_error("rnbin(): the size must be positive");
   for (double& value : p) value = (1 - value) / value;
   for (double& value : p) value = distribution::gamma(r, value)(engine);

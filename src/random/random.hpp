@@ -41,26 +41,26 @@ class Random {
   /// One standard normal of the member `normal`.
   double rnorm() { return normal(engine); }
   /// rows x cols standard normals in column-major order.
-  arma::Mat<double> randn(int const& rows, int const& cols);
+  arma::Mat<double> randn(const int& rows, const int& cols);
   /// The next n standard normals: the values of n calls of rnorm(), faster. `out` has room for n.
   void fill_randn(double* out, std::size_t n) { normal.fill(out, n, engine); }
 
   /// Gamma with mean shape * scale. An inverse gamma with shape a and scale b is 1 / rgamma(a, 1 / b).
   /// Throws numeric_error unless shape > 0 and scale is finite and > 0.
-  double rgamma(double const& shape, double const& scale);
+  double rgamma(const double& shape, const double& scale);
 
   /// Wishart(df, S), mean df * S, p x p and exactly symmetric. Consumes df x p normals in column-major order.
   /// Throws numeric_error when df < p or when S is not positive definite ("chol(): decomposition
   /// failed").
-  arma::Mat<double> rwish(int const& df, arma::Mat<double> const& S);
+  arma::Mat<double> rwish(const int& df, const arma::Mat<double>& S);
   /// The same draw into `out`, which may not be S.
-  void rwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>& out, WishartScratch& scratch);
+  void rwish(const int& df, const arma::Mat<double>& S, arma::Mat<double>& out, WishartScratch& scratch);
 
   /// Inverse Wishart with mean S / (df - p - 1): inv(rwish(df, inv(S))).
   /// Throws as rwish, and numeric_error "inv(): matrix is singular".
-  arma::Mat<double> riwish(int const& df, arma::Mat<double> const& S);
+  arma::Mat<double> riwish(const int& df, const arma::Mat<double>& S);
   /// The same draw into `out`, which may be S.
-  void riwish(int const& df, arma::Mat<double> const& S, arma::Mat<double>& out, WishartScratch& scratch);
+  void riwish(const int& df, const arma::Mat<double>& S, arma::Mat<double>& out, WishartScratch& scratch);
 
   /// N(mean, sd^2) above `bound`, or below it if `upper`. Exponential proposals (Robert, 1995, "Simulation of
   /// truncated normal variables", Statistics and Computing 5), plain normals when the bound is 10 sd or more
@@ -80,7 +80,7 @@ class Random {
   /// Inverse Gaussian with mean mu and shape 1, truncated to (0, t] (Polson, Scott and Windle, 2013,
   /// "Bayesian inference for logistic models using Polya-Gamma latent variables", JASA 108). NaN after
   /// `pg_max_niter` passes.
-  double rtignorm(double const& mu, double const& t);
+  double rtignorm(const double& mu, const double& t);
 
   /// An index 0 .. K-1 with probabilities p (which sum to 1), by Vose's form of Walker's alias method (Vose,
   /// 1991, IEEE Trans. Softw. Eng. 17). Throws error_debug for an empty p.
@@ -88,7 +88,7 @@ class Random {
 
   /// One negative binomial count per element of p, size r, success probability p(i), mean r (1 - p) / p.
   /// Throws tovik::error when a rate is not finite or passes 2e9, numeric_error unless r > 0.
-  arma::Col<double> rnbin(double const& r, arma::Col<double> p);
+  arma::Col<double> rnbin(const double& r, arma::Col<double> p);
 
   /// Turns the offset x of a chain's starts into (start_scale, start_shift): (1 / (|x| + 1), 3x - 1) for x <
   /// 0, (x + 1, 3x + 1) for x > 0, (1, 0) for 0.

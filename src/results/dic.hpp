@@ -4,8 +4,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "results/run_stat.hpp"
 #include "random/log_sum_exp.hpp"
+#include "results/run_stat.hpp"
 
 namespace tovik::sem {
 

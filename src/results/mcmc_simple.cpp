@@ -22,12 +22,12 @@ struct Mcmc::chain_slopes {
 
 namespace {
 
-bool holds(arma::Col<arma::uword> const& columns, arma::uword column) {
+bool holds(const arma::Col<arma::uword>& columns, arma::uword column) {
   return std::find(columns.begin(), columns.end(), column) != columns.end();
 }
 
 /// True for a column of values or of means that a model of the variable writes.
-bool writes(Variable const& model, arma::uword column) {
+bool writes(const Variable& model, arma::uword column) {
   if (holds(model.value_columns(), column)) return true;
   for (unsigned d = 1; d < model.n_levels - model.level; ++d) {
     if (model.isDeviation(d) && holds(model.mean_columns(d), column)) return true;
@@ -37,19 +37,19 @@ bool writes(Variable const& model, arma::uword column) {
 
 }  // namespace
 
-void Mcmc::addSimpleSlopes(SimpleList const& list) {
+void Mcmc::addSimpleSlopes(const SimpleList& list) {
   if (list.empty()) return;
   if (!outcomes_) throw error_debug("NO OUTCOME HAS BEEN SPECIFIED!");
   simple_ = std::make_shared<chain_slopes>();
   simple_->list = list;
   for (ModelSlopes& model : simple_->list) {
-    estimator::Outcome const& outcome = outcomes_->outcome(model.model);
+    const estimator::Outcome& outcome = outcomes_->outcome(model.model);
     for (SimpleSlopes& effect : model.effects) {
-      std::vector<double const*> units;
-      for (moderator const& m : effect.moderators()) {
+      std::vector<const double*> units;
+      for (const moderator& m : effect.moderators()) {
         if (m.in_sd) {
           deviation_source source = m.source;
-          source.latent = std::any_of(predictors().begin(), predictors().end(), [&](auto const& predictor) {
+          source.latent = std::any_of(predictors().begin(), predictors().end(), [&](const auto& predictor) {
             return writes(*predictor, source.column);
           });
           simple_->deviations.emplace_back(source, working_);
@@ -74,13 +74,13 @@ arma::Col<double> Mcmc::getSimpleSlopes() const {
   return simple_ ? simple_->list.estimates() : arma::Col<double>();
 }
 
-SimpleList const* Mcmc::simpleSlopes() const {
+const SimpleList* Mcmc::simpleSlopes() const {
   return simple_ ? &simple_->list : nullptr;
 }
 
-unsigned Mcmc::printSimpleSlopes(std::FILE* stream, unsigned const& model, Model const&,
-                                 arma::Mat<double> const& table,
-                                 std::vector<std::string> const& labels) const {
+unsigned Mcmc::printSimpleSlopes(std::FILE* stream, const unsigned& model, const Model&,
+                                 const arma::Mat<double>& table,
+                                 const std::vector<std::string>& labels) const {
   return print_simple_slopes(stream, simple_ ? simple_->list : SimpleList(), model, table, labels);
 }
 

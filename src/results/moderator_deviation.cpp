@@ -16,7 +16,7 @@ double deviation(double squares, double freedom) {
 
 }  // namespace
 
-ModeratorDeviation::ModeratorDeviation(deviation_source const& source, working_data const& working)
+ModeratorDeviation::ModeratorDeviation(const deviation_source& source, const working_data& working)
     : working_(&working), source_(source), level_(sampler_level(working.n_levels() - 1, source.level)) {
   update();
 }
@@ -39,10 +39,10 @@ double ModeratorDeviation::total() {
   arma::uword const n = working_->n_units(level_);
   double sum = 0.0;
   for (arma::uword i = 0; i < n; ++i) sum += at(source_.column, i);
-  double const mean = sum / static_cast<double>(n);
+  const double mean = sum / static_cast<double>(n);
   double squares = 0.0;
   for (arma::uword i = 0; i < n; ++i) {
-    double const d = at(source_.column, i) - mean;
+    const double d = at(source_.column, i) - mean;
     squares += d * d;
   }
   return deviation(squares, static_cast<double>(n) - 1.0);
@@ -58,8 +58,8 @@ double ModeratorDeviation::around_zero() {
 double ModeratorDeviation::within_clusters() {
   arma::uword const n = working_->n_units(level_);
   arma::uword const n_clusters = working_->n_units(level_ + 1);
-  arma::Col<arma::uword> const& clusters = working_->units(level_ + 1);
-  arma::Col<arma::uword> const& rows = working_->first_rows(level_);
+  const arma::Col<arma::uword>& clusters = working_->units(level_ + 1);
+  const arma::Col<arma::uword>& rows = working_->first_rows(level_);
   sums_.assign(n_clusters, 0.0);
   counts_.assign(n_clusters, 0.0);
   for (arma::uword i = 0; i < n; ++i) {
@@ -69,7 +69,7 @@ double ModeratorDeviation::within_clusters() {
   double squares = 0.0;
   for (arma::uword i = 0; i < n; ++i) {
     arma::uword const c = clusters[rows[i]];
-    double const d = at(source_.column, i) - sums_[c] / counts_[c];
+    const double d = at(source_.column, i) - sums_[c] / counts_[c];
     squares += d * d;
   }
   return deviation(squares, static_cast<double>(n) - static_cast<double>(n_clusters));

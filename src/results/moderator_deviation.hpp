@@ -20,11 +20,11 @@ class working_data;
 class ModeratorDeviation {
  public:
   /// `working` must outlive the object.
-  ModeratorDeviation(deviation_source const& source, working_data const& working);
+  ModeratorDeviation(const deviation_source& source, const working_data& working);
 
   /// Takes the deviation from the data as they are now.
   void update();
-  double const* value() const { return &value_; }
+  const double* value() const { return &value_; }
 
  private:
   double total();
@@ -32,7 +32,7 @@ class ModeratorDeviation {
   double around_zero();
   double at(arma::uword column, arma::uword unit) const;
 
-  working_data const* working_;
+  const working_data* working_;
   deviation_source source_;
   unsigned level_;  ///< as the sampler counts
   std::vector<double> sums_;

@@ -47,8 +47,8 @@ class numbered_rows {
  private:
   void write(const char* before, const std::string& label, const char* behind, arma::uword number) const {
     const broken_label lines = break_label(label);
-    std::fprintf(stream_, "%*i%s%-30.30s%s", width_, static_cast<int>(number + 1), before, lines.first.c_str(),
-                 behind);
+    std::fprintf(stream_, "%*i%s%-30.30s%s", width_, static_cast<int>(number + 1), before,
+                 lines.first.c_str(), behind);
     for (arma::uword k = 0; k < psr_.n_rows; ++k) {
       const bool there = number < psr_.n_cols;
       std::fprintf(stream_, " %5.2f ", printable(there ? psr_(k, number) : arma::datum::nan));

@@ -21,7 +21,7 @@ class label_filler {
  public:
   /// Adds a piece of a label whole where it fits, else by its words, and a word that is longer than a line in
   /// parts.
-  void add(std::string const& piece) {
+  void add(const std::string& piece) {
     if (piece.size() <= room()) {
       lines_.back() += piece;
       return;
@@ -32,10 +32,10 @@ class label_filler {
       lines_.back() = text;
       return;
     }
-    for (std::string const& word : words(text)) add_word(word);
+    for (const std::string& word : words(text)) add_word(word);
   }
 
-  std::vector<std::string> const& lines() const { return lines_; }
+  const std::vector<std::string>& lines() const { return lines_; }
 
  private:
   std::size_t room() const {
@@ -60,9 +60,9 @@ class label_filler {
   std::vector<std::string> lines_ = std::vector<std::string>(1);
 };
 
-std::vector<std::string> broken_label(std::vector<std::string> const& pieces) {
+std::vector<std::string> broken_label(const std::vector<std::string>& pieces) {
   label_filler filler;
-  for (std::string const& piece : pieces) filler.add(piece);
+  for (const std::string& piece : pieces) filler.add(piece);
   return filler.lines();
 }
 
@@ -77,13 +77,14 @@ std::string small_text(double value) {
   return text.size() <= 9 ? text : format("%9.2e", value);
 }
 
-void print_values(std::FILE* stream, char const* label, arma::Row<double> const& values,
-                  std::vector<std::string> const& columns) {
+void print_values(std::FILE* stream, const char* label, const arma::Row<double>& values,
+                  const std::vector<std::string>& columns) {
   std::fprintf(stream, "  %-30.30s ", label);
   for (std::size_t k = 0; k < columns.size(); ++k) {
-    double const value = k < values.n_elem ? values[k] : arma::datum::nan;
-    bool const small = columns[k] == "PValue" && value > 0.0 && value < 0.001;
-    std::fprintf(stream, " %9s ", (small ? small_text(value) : cell_text(value, columns[k] != "ChiSq")).c_str());
+    const double value = k < values.n_elem ? values[k] : arma::datum::nan;
+    const bool small = columns[k] == "PValue" && value > 0.0 && value < 0.001;
+    std::fprintf(stream, " %9s ",
+                 (small ? small_text(value) : cell_text(value, columns[k] != "ChiSq")).c_str());
   }
   std::fputs("\n", stream);
 }
@@ -107,14 +108,14 @@ void print_notes(std::FILE* stream, bool deviations) {
 
 std::vector<std::string> SimpleSlopes::label() const {
   std::vector<std::string> out = {focal_ + " |"};
-  for (moderator const& m : moderators_)
+  for (const moderator& m : moderators_)
     out.push_back(" " + m.name + " @ " + (m.in_sd ? format("%.2f SD", m.value) : m.text));
   return out;
 }
 
-void SimpleSlopes::print(std::FILE* stream, arma::Mat<double> const& table,
-                         std::vector<std::string> const& columns) const {
-  std::vector<std::string> const lines = broken_label(label());
+void SimpleSlopes::print(std::FILE* stream, const arma::Mat<double>& table,
+                         const std::vector<std::string>& columns) const {
+  const std::vector<std::string> lines = broken_label(label());
   for (std::size_t k = 0; k < lines.size(); ++k) {
     if (k == 0) {
       std::fprintf(stream, "  %-30.30s ", lines[k].c_str());
@@ -123,25 +124,25 @@ void SimpleSlopes::print(std::FILE* stream, arma::Mat<double> const& table,
     }
     print_empty_cells(stream, columns.size());
   }
-  auto const row = [&](arma::uword k) {
+  const auto row = [&](arma::uword k) {
     return k < table.n_rows ? arma::Row<double>(table.row(k)) : arma::Row<double>();
   };
   print_values(stream, "  Intercept", row(0), columns);
   print_values(stream, "  Slope", row(1), columns);
 }
 
-unsigned print_simple_slopes(std::FILE* stream, SimpleList const& list, std::uint32_t model,
-                             arma::Mat<double> const& table, std::vector<std::string> const& columns) {
-  ModelSlopes const* found = list.find(model);
+unsigned print_simple_slopes(std::FILE* stream, const SimpleList& list, std::uint32_t model,
+                             const arma::Mat<double>& table, const std::vector<std::string>& columns) {
+  const ModelSlopes* found = list.find(model);
   if (found == nullptr) throw error("ERROR: Unable to find model for simple slopes.");
-  auto const used = static_cast<unsigned>(2 * found->effects.size());
+  const auto used = static_cast<unsigned>(2 * found->effects.size());
   if (stream == nullptr) return used;
-  Table const frame(stream, columns);
+  const Table frame(stream, columns);
   std::fputs("\n\n\n", stream);
   frame.heading("Conditional Effects");
   arma::uword at = 0;
   bool deviations = false;
-  for (SimpleSlopes const& effect : found->effects) {
+  for (const SimpleSlopes& effect : found->effects) {
     arma::uword const end = std::min<arma::uword>(at + 2, table.n_rows);
     effect.print(stream, at < end ? arma::Mat<double>(table.rows(at, end - 1)) : arma::Mat<double>(),
                  columns);

@@ -60,7 +60,8 @@ struct RunStat {
       const double m_other = other.mean.memptr()[i];
       const double delta = m - m_other;
       M2.memptr()[i] += other.M2.memptr()[i] + delta * delta * (na * nb) / (na + nb);
-      if (delta != 0) m = (m * na + m_other * nb) / (na + nb);  // what never varies stays as it is, to the bit
+      if (delta != 0)
+        m = (m * na + m_other * nb) / (na + nb);  // what never varies stays as it is, to the bit
     }
     count += other.count;
     return *this;

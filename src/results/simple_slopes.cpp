@@ -19,20 +19,20 @@ SimpleSlopes::SimpleSlopes(std::uint32_t model, std::string focal, std::vector<u
 }
 
 bool SimpleSlopes::isSD() const {
-  return std::any_of(moderators_.begin(), moderators_.end(), [](moderator const& m) { return m.in_sd; });
+  return std::any_of(moderators_.begin(), moderators_.end(), [](const moderator& m) { return m.in_sd; });
 }
 
 bool SimpleSlopes::involves(unsigned column) const {
   if (std::find(focal_columns_.begin(), focal_columns_.end(), column) != focal_columns_.end()) return true;
-  return std::any_of(moderators_.begin(), moderators_.end(), [&](moderator const& m) {
+  return std::any_of(moderators_.begin(), moderators_.end(), [&](const moderator& m) {
     return std::any_of(m.columns.begin(), m.columns.end(),
                        [&](auto const& entry) { return entry.first == column; });
   });
 }
 
-void SimpleSlopes::bind(arma::Mat<double> const& betas, arma::Col<arma::uword> const& x,
-                        std::vector<estimator::compute> const& x_compute, arma::uword n_columns,
-                        std::vector<double const*> deviations) {
+void SimpleSlopes::bind(const arma::Mat<double>& betas, const arma::Col<arma::uword>& x,
+                        const std::vector<estimator::compute>& x_compute, arma::uword n_columns,
+                        std::vector<const double*> deviations) {
   if (deviations.size() != moderators_.size() || betas.n_rows != x.n_elem + x_compute.size())
     throw error_debug("Conditional effects do not fit their model.");
   check_columns(n_columns);
@@ -40,7 +40,7 @@ void SimpleSlopes::bind(arma::Mat<double> const& betas, arma::Col<arma::uword> c
   x_ = &x;
   x_compute_ = &x_compute;
   deviations_ = std::move(deviations);
-  moving_ = isSD() || std::any_of(x_compute.begin(), x_compute.end(), [](estimator::compute const& column) {
+  moving_ = isSD() || std::any_of(x_compute.begin(), x_compute.end(), [](const estimator::compute& column) {
               return !column.node->parameter_cells().empty();
             });
   check_computed();
@@ -57,17 +57,17 @@ void SimpleSlopes::bind(arma::Mat<double> const& betas, arma::Col<arma::uword> c
 void SimpleSlopes::check_columns(arma::uword n_columns) const {
   const auto outside = [&](arma::uword column) { return column >= n_columns; };
   bool wrong = outside(constant_) || std::any_of(focal_columns_.begin(), focal_columns_.end(), outside);
-  for (moderator const& m : moderators_) {
-    for (auto const& [column, at] : m.columns) wrong = wrong || outside(column);
+  for (const moderator& m : moderators_) {
+    for (const auto& [column, at] : m.columns) wrong = wrong || outside(column);
   }
   if (wrong) throw error_debug("Conditional effects do not fit their data.");
 }
 
 /// A mean or a standard deviation has no value at one point.
 void SimpleSlopes::check_computed() const {
-  for (estimator::compute const& column : *x_compute_) {
+  for (const estimator::compute& column : *x_compute_) {
     if (!column.couples_rows()) continue;
-    auto const& reads = column.columns();
+    const auto& reads = column.columns();
     if (std::none_of(reads.begin(), reads.end(), [&](unsigned k) { return involves(k); })) continue;
     throw error("ERROR: A conditional effect of \"" + focal_ +
                 "\" cannot be computed\n"
@@ -85,8 +85,8 @@ void SimpleSlopes::check_weights() const {
 
 void SimpleSlopes::set_moderators() {
   for (std::size_t k = 0; k < moderators_.size(); ++k) {
-    double const unit = deviations_[k] == nullptr ? 1.0 : *deviations_[k];
-    for (auto const& [column, at] : moderators_[k].columns) row_(0, column) = at * unit;
+    const double unit = deviations_[k] == nullptr ? 1.0 : *deviations_[k];
+    for (const auto& [column, at] : moderators_[k].columns) row_(0, column) = at * unit;
   }
 }
 
@@ -94,7 +94,7 @@ void SimpleSlopes::design_at(double focal, arma::Col<double>& out) {
   for (unsigned column : focal_columns_) row_(0, column) = focal;
   arma::uword at = 0;
   for (arma::uword column : *x_) out[at++] = row_(0, column);
-  for (estimator::compute const& column : *x_compute_) {
+  for (const estimator::compute& column : *x_compute_) {
     // A statistic of other predictors is a predictor of its own, and stands at zero.
     if (column.couples_rows()) {
       out[at++] = 0.0;
@@ -126,8 +126,8 @@ void SimpleList::reduce() {
   SimpleList kept;
   for (ModelSlopes& list : *this) {
     if (list.effects.empty()) continue;
-    auto const same = std::find_if(kept.begin(), kept.end(),
-                                   [&](ModelSlopes const& other) { return other.model == list.model; });
+    const auto same = std::find_if(kept.begin(), kept.end(),
+                                   [&](const ModelSlopes& other) { return other.model == list.model; });
     if (same == kept.end()) {
       kept.push_back(std::move(list));
     } else {
@@ -140,15 +140,15 @@ void SimpleList::reduce() {
 
 arma::uword SimpleList::n_estimates() const {
   arma::uword n = 0;
-  for (ModelSlopes const& list : *this) n += 2 * list.effects.size();
+  for (const ModelSlopes& list : *this) n += 2 * list.effects.size();
   return n;
 }
 
 arma::Col<double> SimpleList::estimates() const {
   arma::Col<double> out(n_estimates());
   arma::uword at = 0;
-  for (ModelSlopes const& list : *this) {
-    for (SimpleSlopes const& effect : list.effects) {
+  for (const ModelSlopes& list : *this) {
+    for (const SimpleSlopes& effect : list.effects) {
       out[at++] = effect.intercept;
       out[at++] = effect.slope;
     }
@@ -156,8 +156,8 @@ arma::Col<double> SimpleList::estimates() const {
   return out;
 }
 
-ModelSlopes const* SimpleList::find(std::uint32_t model) const {
-  auto const at = std::find_if(begin(), end(), [&](ModelSlopes const& list) { return list.model == model; });
+const ModelSlopes* SimpleList::find(std::uint32_t model) const {
+  const auto at = std::find_if(begin(), end(), [&](const ModelSlopes& list) { return list.model == model; });
   return at == end() ? nullptr : &*at;
 }
 

@@ -53,8 +53,8 @@ class SimpleSlopes {
                std::vector<moderator> moderators);
 
   std::uint32_t model() const { return model_; }
-  std::string const& focal() const { return focal_; }
-  std::vector<moderator> const& moderators() const { return moderators_; }
+  const std::string& focal() const { return focal_; }
+  const std::vector<moderator>& moderators() const { return moderators_; }
   /// Some moderator stands at a value in standard deviations.
   bool isSD() const;
 
@@ -63,22 +63,22 @@ class SimpleSlopes {
   /// moderator the address of its current standard deviation, null for a plain value. All must outlive the
   /// object. Throws tovik::error when a weight is not finite or when a computed column holds a statistic of
   /// the focal predictor or of a moderator.
-  void bind(arma::Mat<double> const& betas, arma::Col<arma::uword> const& x,
-            std::vector<estimator::compute> const& x_compute, arma::uword n_columns,
-            std::vector<double const*> deviations);
+  void bind(const arma::Mat<double>& betas, const arma::Col<arma::uword>& x,
+            const std::vector<estimator::compute>& x_compute, arma::uword n_columns,
+            std::vector<const double*> deviations);
   /// Takes intercept and slope from the current coefficients.
   void compute();
 
   double intercept = arma::datum::nan;
   double slope = arma::datum::nan;
-  arma::Col<double> const& interceptWeights() const { return intercept_weights_; }
-  arma::Col<double> const& slopeWeights() const { return slope_weights_; }
+  const arma::Col<double>& interceptWeights() const { return intercept_weights_; }
+  const arma::Col<double>& slopeWeights() const { return slope_weights_; }
 
   /// "x |", then " m @ 1.00 SD" for each moderator.
   std::vector<std::string> label() const;
   /// The label, then the rows of the intercept and the slope: `table` has one row for each of them.
-  void print(std::FILE* stream, arma::Mat<double> const& table,
-             std::vector<std::string> const& columns) const;
+  void print(std::FILE* stream, const arma::Mat<double>& table,
+             const std::vector<std::string>& columns) const;
 
  private:
   void updateSlopeConvert();
@@ -96,10 +96,10 @@ class SimpleSlopes {
   std::vector<moderator> moderators_;
 
   // Of the chain.
-  arma::Mat<double> const* betas_ = nullptr;
-  arma::Col<arma::uword> const* x_ = nullptr;
-  std::vector<estimator::compute> const* x_compute_ = nullptr;
-  std::vector<double const*> deviations_;
+  const arma::Mat<double>* betas_ = nullptr;
+  const arma::Col<arma::uword>* x_ = nullptr;
+  const std::vector<estimator::compute>* x_compute_ = nullptr;
+  std::vector<const double*> deviations_;
   bool moving_ = false;    ///< the weights change from draw to draw
   arma::Mat<double> row_;  ///< one row of data: the point at which the design is taken
   arma::Col<double> intercept_weights_;
@@ -123,13 +123,13 @@ class SimpleList : public std::vector<ModelSlopes> {
   /// The current values: by equation and effect the intercept, then the slope.
   arma::Col<double> estimates() const;
   /// The effects of an equation, null for none.
-  ModelSlopes const* find(std::uint32_t model) const;
+  const ModelSlopes* find(std::uint32_t model) const;
 };
 
 /// Prints the block "Conditional Effects" of an equation from the first rows of `table` and returns the
 /// number of rows that it took. A null stream only counts. Throws tovik::error for an equation without
 /// effects.
-unsigned print_simple_slopes(std::FILE* stream, SimpleList const& list, std::uint32_t model,
-                             arma::Mat<double> const& table, std::vector<std::string> const& columns);
+unsigned print_simple_slopes(std::FILE* stream, const SimpleList& list, std::uint32_t model,
+                             const arma::Mat<double>& table, const std::vector<std::string>& columns);
 
 }  // namespace tovik::sem

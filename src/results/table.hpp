@@ -43,8 +43,8 @@ class Table {
   /// open.
   void blank_row(const std::string& title, const char* end = "\n") const;
 
-  /// A row of numbers, one for each column (cell_text). Long labels break between the tokens of an expression, a long
-  /// token anywhere; what does not fit follows the row on lines of its own.
+  /// A row of numbers, one for each column (cell_text). Long labels break between the tokens of an
+  /// expression, a long token anywhere; what does not fit follows the row on lines of its own.
   void row(const std::string& label, const arma::Row<double>& values, tests show) const;
   /// A row that starts at the left margin ("Grand Mean"), with the lines of a long label behind it.
   void margin_row(const std::string& label, const arma::Row<double>& values, tests show) const;
@@ -67,8 +67,8 @@ class Table {
   std::vector<std::string> columns_;
 };
 
-/// A number in nine characters: with three decimals, or as many of them as fit; in exponential form from 1e6 on and,
-/// where `small` is set, when three decimals would show 0 for another number.
+/// A number in nine characters: with three decimals, or as many of them as fit; in exponential form from 1e6
+/// on and, where `small` is set, when three decimals would show 0 for another number.
 std::string cell_text(double value, bool small = true);
 
 /// The same at its own width: the value of something fixed.

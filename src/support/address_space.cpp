@@ -9,8 +9,8 @@ namespace tovik {
 
 namespace {
 
-/// A thread's stack (8 MB), its work area in the linear algebra library (32 MB on most processors, up to 128),
-/// and room for its own small things.
+/// A thread's stack (8 MB), its work area in the linear algebra library (32 MB on most processors, up to
+/// 128), and room for its own small things.
 constexpr std::size_t per_thread = std::size_t{176} << 20;
 
 }  // namespace

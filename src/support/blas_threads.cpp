@@ -11,6 +11,8 @@ void use_one_blas_thread() {
   openblas_set_num_threads(1);
 }
 
-void use_one_blas_thread_here() { omp_set_num_threads(1); }
+void use_one_blas_thread_here() {
+  omp_set_num_threads(1);
+}
 
 }  // namespace tovik

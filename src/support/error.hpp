@@ -7,7 +7,8 @@
 
 namespace tovik {
 
-/// The user's mistake. The whole text, composed where the fault is found, is what() and is printed as it stands.
+/// The user's mistake. The whole text, composed where the fault is found, is what() and is printed as it
+/// stands.
 class error : public std::exception {
  public:
   explicit error(std::string text) : text_(std::move(text)) {}

@@ -51,8 +51,8 @@ bool exists_otherwise(const fs::path& path) {
   return fs::exists(path, failed) && !fs::is_regular_file(path, failed);
 }
 
-/// A new file in `folder`, readable as the user's other new files are. The name is short whatever the target's,
-/// and differs between processes and targets; a number is added while it is taken.
+/// A new file in `folder`, readable as the user's other new files are. The name is short whatever the
+/// target's, and differs between processes and targets; a number is added while it is taken.
 int make_temporary(const fs::path& folder, const std::string& target, std::string& name) {
   const std::size_t hash = std::hash<std::string>{}(target);
   for (int k = 0;; ++k) {
@@ -103,7 +103,9 @@ void file_writer::open_beside() {
   open_directly(fd);
 }
 
-file_writer::file_writer(file_writer&& other) noexcept { *this = std::move(other); }
+file_writer::file_writer(file_writer&& other) noexcept {
+  *this = std::move(other);
+}
 
 file_writer& file_writer::operator=(file_writer&& other) noexcept {
   std::swap(path_, other.path_);
@@ -166,9 +168,13 @@ bool file_writer::copy_over() const {
   return good;
 }
 
-file_set::file_set() { open_set = this; }
+file_set::file_set() {
+  open_set = this;
+}
 
-file_set::~file_set() { open_set = nullptr; }
+file_set::~file_set() {
+  open_set = nullptr;
+}
 
 std::vector<std::string>& file_set::failures() {
   static std::vector<std::string> paths;

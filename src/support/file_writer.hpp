@@ -7,14 +7,15 @@
 
 namespace tovik {
 
-/// Writes one file, whole or not at all. The text goes to a file of another name beside the target, which takes
-/// the target's name when every write has succeeded; until then, and after a failure, what stands at the target
-/// stays. A link stays a link: the file at its end is replaced. Where the folder lets no new file be made and the
-/// target is there, the text waits in the folder for temporary files and is copied over the target. Devices and
-/// pipes are written directly, /dev/stdout and its kin through the descriptor that they stand for.
+/// Writes one file, whole or not at all. The text goes to a file of another name beside the target, which
+/// takes the target's name when every write has succeeded; until then, and after a failure, what stands at
+/// the target stays. A link stays a link: the file at its end is replaced. Where the folder lets no new file
+/// be made and the target is there, the text waits in the folder for temporary files and is copied over the
+/// target. Devices and pipes are written directly, /dev/stdout and its kin through the descriptor that they
+/// stand for.
 ///
-/// Nothing throws: the first failure is kept, and good() tells it. One object belongs to one thread at a time;
-/// objects share nothing.
+/// Nothing throws: the first failure is kept, and good() tells it. One object belongs to one thread at a
+/// time; objects share nothing.
 class file_writer {
  public:
   explicit file_writer(std::string path);
@@ -27,7 +28,8 @@ class file_writer {
   std::FILE* stream() const { return file_; }
   void write(std::string_view text);
 
-  /// Ends the writing and frees the descriptor; the target is not touched yet. True when all has been written.
+  /// Ends the writing and frees the descriptor; the target is not touched yet. True when all has been
+  /// written.
   bool finish();
   /// finish(), then the text takes its place. True when it stands there.
   bool commit();
@@ -48,8 +50,8 @@ class file_writer {
   bool failed_ = false;
 };
 
-/// Files that appear together. While a set is open, store() keeps files back for it; without one each file takes
-/// its place at once. For the main thread. Sets are not nested.
+/// Files that appear together. While a set is open, store() keeps files back for it; without one each file
+/// takes its place at once. For the main thread. Sets are not nested.
 class file_set {
  public:
   file_set();
@@ -72,8 +74,8 @@ class file_set {
 /// True for paths that are no regular files and are written without a temporary file.
 bool is_device(const std::string& path);
 
-/// The regular file, or the free name, to which a path leads through all links; from the root. Two paths lead to
-/// the same file when these are equal.
+/// The regular file, or the free name, to which a path leads through all links; from the root. Two paths lead
+/// to the same file when these are equal.
 std::string end_of_links(const std::string& path);
 
 }  // namespace tovik

@@ -48,8 +48,12 @@ void watch() {
   std::signal(SIGXFSZ, SIG_IGN);
 }
 
-int requested() noexcept { return pending.load(std::memory_order_relaxed); }
+int requested() noexcept {
+  return pending.load(std::memory_order_relaxed);
+}
 
-void request(int signal) noexcept { pending.store(signal, std::memory_order_relaxed); }
+void request(int signal) noexcept {
+  pending.store(signal, std::memory_order_relaxed);
+}
 
 }  // namespace tovik::interrupt

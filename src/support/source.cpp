@@ -61,7 +61,8 @@ std::vector<std::string> quoted(std::string_view text) {
       const std::size_t close = text.find(quote, open + 1);
       if (close == std::string_view::npos) break;
       const std::string word = to_lower(trim(text.substr(open + 1, close - open - 1)));
-      if (!word.empty() && word.size() <= longest_text && std::find(out.begin(), out.end(), word) == out.end())
+      if (!word.empty() && word.size() <= longest_text &&
+          std::find(out.begin(), out.end(), word) == out.end())
         out.push_back(word);
       open = text.find(quote, close + 1);
     }
@@ -101,7 +102,9 @@ std::string as_line(const std::string& text) {
 
 }  // namespace
 
-void clear() { now = state(); }
+void clear() {
+  now = state();
+}
 
 void begin_statement(std::size_t line, std::string_view text) {
   now.current = now.statements.size();
@@ -117,15 +120,21 @@ void enter(std::string_view text) {
   now.current = found == now.names.end() ? none : found->second;
 }
 
-void leave() { now.current = none; }
+void leave() {
+  now.current = none;
+}
 
 void data_line(std::string_view file, std::size_t line, std::string_view text) {
   now.data = "See line " + std::to_string(line) + " of " + std::string(file) + ": " + one_line(text);
 }
 
-void no_data_line() { now.data.clear(); }
+void no_data_line() {
+  now.data.clear();
+}
 
-void advise(std::string_view sentence) { now.advice = sentence; }
+void advise(std::string_view sentence) {
+  now.advice = sentence;
+}
 
 std::string note(std::string_view error_text) {
   std::string place = now.data;

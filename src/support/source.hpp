@@ -4,8 +4,9 @@
 #include <string>
 #include <string_view>
 
-/// Where the text comes from that is being worked on, so that an error can show its place in a file. The texts
-/// of errors say what is wrong; standard error adds the place. Not for use on chain threads: it has no lock.
+/// Where the text comes from that is being worked on, so that an error can show its place in a file. The
+/// texts of errors say what is wrong; standard error adds the place. Not for use on chain threads: it has no
+/// lock.
 namespace tovik::source {
 
 /// Forgets everything.

@@ -22,7 +22,6 @@ chain_info share(std::uint32_t burn, std::uint32_t iterations) {
   return info;
 }
 
-
 std::string run(chain<CountingEstimator>& one) {
   testing::internal::CaptureStdout();
   one.run();
@@ -132,7 +131,9 @@ TEST(Chain, SpreadsImputationsOverTheSamplingPhase) {
   chain_info info = share(2, 10);
   info.imputations = {2, 4, 6};
   for (int number : {2, 4, 6}) {
-    info.saves.push_back([&saved, number](const arma::Mat<double>& d) { saved.push_back({number, d(0, 0)}); });
+    info.saves.push_back([&saved, number](const arma::Mat<double>& d) {
+      saved.push_back({number, d(0, 0)});
+    });
   }
   chain<CountingEstimator> one(std::make_shared<CountingEstimator>(), info);
   const std::string text = run(one);

@@ -14,13 +14,13 @@ namespace tovik::tests {
 /// An estimator whose state is the number of its scans, so that a test can tell what the chain did and when.
 class CountingEstimator {
  public:
-  int fail_at = -1;                 ///< the scan that fails; -1 for none
+  int fail_at = -1;  ///< the scan that fails; -1 for none
   bool fail_tune_check = false;
   bool fail_correlations = false;
   arma::uword n_correlations = 0;
   bool has_tuning_info = false;
   bool warns = false;
-  std::vector<int> tuned_after;     ///< scans after which tune() came
+  std::vector<int> tuned_after;  ///< scans after which tune() came
   int scans = 0;
   mutable int tune_checks = 0;
 

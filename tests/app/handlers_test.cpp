@@ -91,6 +91,8 @@ TEST(Handlers, NameFilesThatCouldNotBeWrittenBehindEverythingElse) {
   EXPECT_TRUE(tovik::file_set::failures().empty());
 }
 
-TEST(Handlers, ReturnZeroAndPrintNothingOnSuccess) { EXPECT_EQ(words([] {}, 0), ""); }
+TEST(Handlers, ReturnZeroAndPrintNothingOnSuccess) {
+  EXPECT_EQ(words([] {}, 0), "");
+}
 
 }  // namespace

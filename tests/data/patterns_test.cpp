@@ -82,7 +82,7 @@ TEST_F(PatternsTest, WideRowsSpanSeveralWords) {
   }
   const patterns p(data);
   std::map<std::string, unsigned> got;
-  for (auto const& one : p.sorted_vec()) got[one.key()] = static_cast<unsigned>(one.count);
+  for (const auto& one : p.sorted_vec()) got[one.key()] = static_cast<unsigned>(one.count);
   EXPECT_EQ(got, want);
 }
 

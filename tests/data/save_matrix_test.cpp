@@ -89,7 +89,8 @@ TEST_F(SaveMatrix, InfinityMakesItsColumnLarge) {
 }
 
 TEST_F(SaveMatrix, OnlyPositiveValuesMakeAColumnLarge) {
-  save_matrix(arma::Mat<double>{{10000000.0, 10000000.5, -1e300}, {nan, 1.25, 2}}, path_, "dat", "", nan, false);
+  save_matrix(arma::Mat<double>{{10000000.0, 10000000.5, -1e300}, {nan, 1.25, 2}}, path_, "dat", "", nan,
+              false);
   const std::string text = content();
   EXPECT_EQ(text.substr(0, 31), "10000000.0000 1.0000000500e+07 ");
   EXPECT_EQ(text.substr(31, text.find('\n') - 31), format("%12.4f", -1e300));
@@ -99,7 +100,8 @@ TEST_F(SaveMatrix, OnlyPositiveValuesMakeAColumnLarge) {
 TEST_F(SaveMatrix, TheMissingValueFollowsTheRuleOfNumbers) {
   save_matrix(arma::Mat<double>{{nan, 2e7, 1.5}, {nan, nan, nan}}, path_, "csv", "", -99.0, false);
   EXPECT_EQ(content(), "-99,20000000,1.5000\n-99,-99,-99\n");
-  save_matrix(arma::Mat<double>(1, 1).fill(nan), path_, "csv", "", std::numeric_limits<double>::infinity(), false);
+  save_matrix(arma::Mat<double>(1, 1).fill(nan), path_, "csv", "", std::numeric_limits<double>::infinity(),
+              false);
   EXPECT_EQ(content(), "inf\n");
 }
 
@@ -129,8 +131,8 @@ TEST_F(SaveMatrix, WholeNumbersKeepTheirDigitsInLargeColumns) {
 }
 
 TEST_F(SaveMatrix, CellsThatWereReadReadBackAsTheSameNumber) {
-  const arma::Col<double> values = {0.5,    0.12345,   1e-7,      1.0 / 3.0, 12345678.25, 123456789.123456,
-                                    1e300,  5e-324,    -2.00001,  1e17,      -0.1,        0.30000000000000004};
+  const arma::Col<double> values = {0.5,   0.12345, 1e-7,     1.0 / 3.0, 12345678.25, 123456789.123456,
+                                    1e300, 5e-324,  -2.00001, 1e17,      -0.1,        0.30000000000000004};
   for (const char* delimiter : {"csv", "dat"}) {
     save_matrix(values, path_, delimiter, {}, "", nan, false, read_cells(values.n_elem, 1, arma::fill::ones));
     std::istringstream lines(content());
@@ -151,14 +153,14 @@ TEST_F(SaveMatrix, CellsThatWereReadHaveFourDecimalsWhenTheseAreEnough) {
 TEST_F(SaveMatrix, ComputedCellsOfANarrowColumnHaveTenDecimals) {
   const arma::Mat<double> m = {{0.012345678, 0.012345678}, {0.02, 0.5}, {0, nan}, {nan, 1.23456}};
   save_matrix(m, path_, "csv", "NA", nan, false);
-  EXPECT_EQ(content(),
-            "1.2345678000e-02,0.0123\n2.0000000000e-02,0.5000\n0,NA\nNA,1.2346\n");
+  EXPECT_EQ(content(), "1.2345678000e-02,0.0123\n2.0000000000e-02,0.5000\n0,NA\nNA,1.2346\n");
 }
 
 TEST_F(SaveMatrix, ComputedCellsStandBesideCellsThatWereRead) {
   read_cells read(2, 2, arma::fill::zeros);
   read(0, 0) = read(1, 1) = 1;
-  save_matrix(arma::Mat<double>{{1.23456, 1.23456}, {2.23456, 2.23456}}, path_, "csv", {}, "", nan, false, read);
+  save_matrix(arma::Mat<double>{{1.23456, 1.23456}, {2.23456, 2.23456}}, path_, "csv", {}, "", nan, false,
+              read);
   EXPECT_EQ(content(), "1.23456,1.2346\n2.2346,2.23456\n");
   EXPECT_THROW(save_matrix(arma::Mat<double>(3, 3), path_, "csv", {}, "", nan, false, read), error_debug);
 }

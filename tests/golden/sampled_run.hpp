@@ -1,10 +1,10 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <filesystem>
 #include <memory>
 #include <string>
-
-#include <gtest/gtest.h>
 
 #include "app/analysis.hpp"
 #include "input/input_file.hpp"
@@ -20,7 +20,8 @@ struct sampled_run {
   std::unique_ptr<chain_group<sem::Mcmc>> group;
 };
 
-/// Reads the command file and builds its chains; `processors` of 0 leaves the file's own number. Nothing runs yet.
+/// Reads the command file and builds its chains; `processors` of 0 leaves the file's own number. Nothing runs
+/// yet.
 inline sampled_run build_run(const std::filesystem::path& command_file, std::size_t processors = 0) {
   use_one_blas_thread();
   const std::filesystem::path before = std::filesystem::current_path();

@@ -172,8 +172,10 @@ TEST_F(CheckPaths, TwoOutputsAreNotOneFile) {
   EXPECT_EQ(add_fault("SAVE: burn = a*.csv, iterations = a*.csv;"), both("iterations", "burn", "a1.csv"));
   EXPECT_EQ(add_fault("SAVE: burn = a*.csv, iterations = a2.csv;"), both("iterations", "burn", "a2.csv"));
   EXPECT_EQ(add_fault("SAVE: burn = a*.csv, iterations = a3.csv;"), "") << "there are two chains";
-  EXPECT_EQ(add_fault("NIMPS: 3; SAVE: stacked = a3.csv, separate = a*.csv;"), both("separate", "stacked", "a3.csv"));
-  EXPECT_EQ(add_fault("NIMPS: 3; SAVE: burn = alist.csv, separate = a*.csv;"), both("separate", "burn", "alist.csv"));
+  EXPECT_EQ(add_fault("NIMPS: 3; SAVE: stacked = a3.csv, separate = a*.csv;"),
+            both("separate", "stacked", "a3.csv"));
+  EXPECT_EQ(add_fault("NIMPS: 3; SAVE: burn = alist.csv, separate = a*.csv;"),
+            both("separate", "burn", "alist.csv"));
   EXPECT_EQ(add_fault("SAVE: burn = /dev/null, estimates = /dev/null;"), "");
 }
 
@@ -198,9 +200,10 @@ TEST_F(CheckPaths, TheReportIsNoOtherFile) {
   EXPECT_EQ(at("d.csv", ""), "ERROR: The option --output matches the DATA command.");
   EXPECT_FALSE(Output::report_checked);
   EXPECT_EQ(at("c.imp", ""), "ERROR: The option --output matches the command file.");
-  EXPECT_EQ(at("a.csv", "SAVE: burn = a.csv;"),
-            "ERROR: The option --output matches the SAVE command (burn).\n       Both would be written to \"" +
-                (folder_ / "a.csv").string() + "\".");
+  EXPECT_EQ(
+      at("a.csv", "SAVE: burn = a.csv;"),
+      "ERROR: The option --output matches the SAVE command (burn).\n       Both would be written to \"" +
+          (folder_ / "a.csv").string() + "\".");
   EXPECT_EQ(at("r.txt", "SAVE: burn = a.csv;"), "");
   EXPECT_TRUE(Output::report_checked);
 }
@@ -249,7 +252,8 @@ TEST_F(CheckPaths, QuotesAroundAPathAreNoPartOfIt) {
 TEST_F(CheckPaths, KeysThatSaveNothingAreNamedOnce) {
   add("SAVE: stacked, burn =;");
   const auto no_path = [](const std::string& key) {
-    return "WARNING: The keyword '" + key + "' of the SAVE command has no path.\n         Nothing is saved under it.";
+    return "WARNING: The keyword '" + key +
+           "' of the SAVE command has no path.\n         Nothing is saved under it.";
   };
   EXPECT_EQ(warnings(), (Names{no_path("stacked"), no_path("burn")}));
   const std::vector<std::pair<std::string, std::string>> cases = {

@@ -186,7 +186,8 @@ TEST_F(Options, CommandLinePathsWinOnlyWhereTheTableSaysSo) {
   }
   for (const char* key : {"accepts", "labelfile", "simple", "starts", "avgimp", "varimp", "likelihood"}) {
     const std::string word = key;
-    EXPECT_NE(add_fault("SAVE: " + word + " = a.csv, " + word + " = b.csv;"), "") << "one of two would be lost";
+    EXPECT_NE(add_fault("SAVE: " + word + " = a.csv, " + word + " = b.csv;"), "")
+        << "one of two would be lost";
   }
 }
 

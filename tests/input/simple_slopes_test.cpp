@@ -195,8 +195,9 @@ class SimpleThreeLevels : public Simple {
   }
 
   sem::SimpleList run(const std::string& simple, const std::string& model, const std::string& center) {
-    const auto input = read("DATA: t.csv; CLUSTERID: c d; SEED: 1; BURN: 10; ITER: 20; FIXED: m; CENTER: " + center +
-                            "; MODEL: " + model + "; SIMPLE: " + simple + ";");
+    const auto input =
+        read("DATA: t.csv; CLUSTERID: c d; SEED: 1; BURN: 10; ITER: 20; FIXED: m; CENTER: " + center +
+             "; MODEL: " + model + "; SIMPLE: " + simple + ";");
     arma::Mat<double> data = input->data();
     VariableList vars = input->variableList(data);
     const ModelList models = input->modelList(vars);
@@ -222,7 +223,8 @@ TEST_F(SimpleThreeLevels, MeansHaveAnEffectForEachLevelAtItsOwnDeviation) {
 
 TEST_F(SimpleThreeLevels, AFocalMeanHasAnEffectForEachLevel) {
   const std::string model = "y ~ x x.mean m x.mean*m", center = "grandmean = x.mean";
-  EXPECT_EQ(labels(run("x.mean | m @ 2", model, center)), (Names{"0 x.mean[c] | m @ 2", "0 x.mean[d] | m @ 2"}));
+  EXPECT_EQ(labels(run("x.mean | m @ 2", model, center)),
+            (Names{"0 x.mean[c] | m @ 2", "0 x.mean[d] | m @ 2"}));
   EXPECT_EQ(labels(run("X.Mean[D] | m @ 2", model, center)), Names{"0 x.mean[d] | m @ 2"});
 }
 

@@ -44,7 +44,8 @@ TEST_F(Update, NamesTheFirstLinesOfDroppedRows) {
   EXPECT_EQ(warnings(), (Names{"WARNING: 1 observation has all variables in the imputation\n"
                                "         model missing. It has been dropped from data set.\n"
                                "         Line of the data file: 5."}));
-  prepare("1 2\n3 4\nNA 2\nNA 1\nNA 2\nNA 4\n5 NA\n7 NA\n4 1\n", "VARIABLES: y x; OPTIONS: listwise;", "y ~ x");
+  prepare("1 2\n3 4\nNA 2\nNA 1\nNA 2\nNA 4\n5 NA\n7 NA\n4 1\n", "VARIABLES: y x; OPTIONS: listwise;",
+          "y ~ x");
   EXPECT_EQ(warnings(), (Names{"WARNING: Performing listwise deletion (listwise on OPTIONS).\n"
                                "         6 observations have been dropped from data set.\n"
                                "         Lines of the data file: 3, 4, 5, 6, 7 and 1 more."}));

@@ -1,5 +1,5 @@
-// Command files with slips: cases of the language, changed at random. Each ends, soon, in a result or in a message that
-// speaks to the user; none in a crash, and under the sanitizers in no report of theirs.
+// Command files with slips: cases of the language, changed at random. Each ends, soon, in a result or in a
+// message that speaks to the user; none in a crash, and under the sanitizers in no report of theirs.
 
 #include <gtest/gtest.h>
 
@@ -17,25 +17,27 @@ namespace {
 
 const std::filesystem::path root = std::filesystem::path(TOVIK_SOURCE_DIR) / "tests" / "language";
 
-/// Changes texts: the same seed gives the same changes everywhere, for only the engine is used, and no distribution.
+/// Changes texts: the same seed gives the same changes everywhere, for only the engine is used, and no
+/// distribution.
 class mutator {
  public:
   explicit mutator(unsigned seed) : engine_(seed) {}
 
   std::size_t below(std::size_t n) { return n == 0 ? 0 : engine_() % n; }
 
-  std::string change(std::string text, std::vector<language_case> const& pool) {
+  std::string change(std::string text, const std::vector<language_case>& pool) {
     for (std::size_t slips = 1 + below(3); slips > 0; --slips) change_once(text, pool);
     return text;
   }
 
  private:
-  void change_once(std::string& text, std::vector<language_case> const& pool) {
+  void change_once(std::string& text, const std::vector<language_case>& pool) {
     static const std::string signs = "~|@%:;,=()[]{}$.*+-/^_ \t\n\"'#0123456789exyz";
     static const std::vector<std::string> words = {
-        "MODEL:",  "PARAMETERS:", "CENTER:", "ORDINAL:", "NOMINAL:",  "FCS:",     "@b",    "x.mean", "y.latent", "| x",
-        "~~",      "1e999",       "-1",      "nan",      "0",         "(",        ")",     "y.missing", "[school]", "x*z",
-        "log(y)",  "OPTIONS:",    "SAVE:",   "SIMPLE:",  "SIMULATE:", "TRANSFORM:", "x1:x9", ":+:",    "%0",       "PHANTOM:"};
+        "MODEL:",    "PARAMETERS:", "CENTER:",  "ORDINAL:", "NOMINAL:", "FCS:",     "@b",    "x.mean",
+        "y.latent",  "| x",         "~~",       "1e999",    "-1",       "nan",      "0",     "(",
+        ")",         "y.missing",   "[school]", "x*z",      "log(y)",   "OPTIONS:", "SAVE:", "SIMPLE:",
+        "SIMULATE:", "TRANSFORM:",  "x1:x9",    ":+:",      "%0",       "PHANTOM:"};
     const std::size_t at = below(text.size() + 1), length = 1 + below(12);
     switch (below(7)) {
       case 0:
@@ -69,7 +71,8 @@ class mutator {
 /// What is wrong with the answer to a command file; "" for nothing.
 std::string fault(const std::string& answer) {
   if (answer.empty()) return "nothing was said";
-  for (const char* internal : {"debug error", "unexpected", "DEBUG ERROR", "Contact support", "std::", "basic_string"})
+  for (const char* internal :
+       {"debug error", "unexpected", "DEBUG ERROR", "Contact support", "std::", "basic_string"})
     if (answer.find(internal) != std::string::npos) return std::string("an internal message: ") + internal;
   const std::string headline = "error:\n";
   if (answer.rfind(headline, 0) == 0 && answer.size() <= headline.size() + 1) return "an empty message";

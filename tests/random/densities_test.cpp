@@ -1,5 +1,4 @@
 #include "random/densities.hpp"
-#include "support/error.hpp"
 
 #include <gtest/gtest.h>
 
@@ -14,13 +13,15 @@
 #include <stdexcept>
 #include <string>
 
+#include "support/error.hpp"
+
 namespace tovik::densities_test {
 namespace {
 
 constexpr double inf = std::numeric_limits<double>::infinity();
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-using density = double (*)(double const&, double const&, double const&, bool const&);
+using density = double (*)(const double&, const double&, const double&, const bool&);
 
 void expect_density(density f, double x, double a, double b, double expected) {
   EXPECT_NEAR(f(x, a, b, false), expected, 1e-12 * expected) << x << " " << a << " " << b;

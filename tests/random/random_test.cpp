@@ -8,8 +8,8 @@
 #include <concepts>
 #include <random>
 
-#include "sample_tests.hpp"
 #include "random/densities.hpp"
+#include "sample_tests.hpp"
 #include "support/error.hpp"
 
 namespace tovik::random_test {

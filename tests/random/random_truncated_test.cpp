@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
-#include "sample_tests.hpp"
 #include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sample_tests.hpp"
 
 namespace tovik::random_truncated_test {
 namespace {

@@ -5,8 +5,8 @@
 #include <stdexcept>
 #include <string>
 
-#include "sample_tests.hpp"
 #include "random/random.hpp"
+#include "sample_tests.hpp"
 #include "support/error.hpp"
 
 namespace tovik::random_wishart_test {

@@ -38,33 +38,33 @@ class FakePredictor : public sem::Variable {
   using matrix = arma::Mat<double>;
   using columns_t = arma::Col<arma::uword>;
   using step = sem::predictor_step;
-  void read(matrix const&) override { unused(); }
-  void drawComponent(unsigned, scores const&, scores const&) override { unused(); }
-  void drawComponent(matrix&, unsigned, scores const&, scores const&) override { unused(); }
-  void drawGrandMean(scores const&) override { unused(); }
-  void drawGrandMean(matrix&, scores const&) override { unused(); }
+  void read(const matrix&) override { unused(); }
+  void drawComponent(unsigned, const scores&, const scores&) override { unused(); }
+  void drawComponent(matrix&, unsigned, const scores&, const scores&) override { unused(); }
+  void drawGrandMean(const scores&) override { unused(); }
+  void drawGrandMean(matrix&, const scores&) override { unused(); }
   void drawParam(unsigned, scores&) override { unused(); }
-  void drawImputation(scores const&) override { unused(); }
-  void drawImputation(matrix&, scores const&) override { unused(); }
+  void drawImputation(const scores&) override { unused(); }
+  void drawImputation(matrix&, const scores&) override { unused(); }
   void publish(matrix&) const override { unused(); }
   void setLikelihood(step, unsigned, std::unique_ptr<sem::estimator::likelihood>) override { unused(); }
   bool needsLikelihood(step, unsigned) const override { return false; }
   columns_t value_columns() const override { return {}; }
   columns_t mean_columns(unsigned) const override { return {}; }
   columns_t columns() const override { return {0}; }
-  data::variable const& variable() const override { return variable_; }
-  sem::unit_chain const& chain() const override { unused(); }
+  const data::variable& variable() const override { return variable_; }
+  const sem::unit_chain& chain() const override { unused(); }
   bool means_only() const override { return means_only_; }
   unsigned grandMeanLevel() const override { return 0; }
-  double const& sd() const override { unused(); }
-  double const& sdLatentMeans() const override { unused(); }
+  const double& sd() const override { unused(); }
+  const double& sdLatentMeans() const override { unused(); }
   matrix deviation(unsigned) const override { unused(); }
   matrix data() const override { unused(); }
   matrix uncenteredData() const override { unused(); }
   arma::Col<double> params() const override { return values_; }
   arma::uword numParams() const override { return values_.n_elem; }
   arma::uword n_estimated() const override { return values_.n_elem; }
-  std::vector<sem::predictor_row> layout(std::vector<std::string> const&) const override { return rows_; }
+  std::vector<sem::predictor_row> layout(const std::vector<std::string>&) const override { return rows_; }
   void tune(bool) override { unused(); }
   sem::estimator::tune_results tuneResults() const override { return {}; }
   std::vector<matrix> latentMeans() const override { return {}; }

@@ -181,7 +181,8 @@ TEST_F(ReportOutcomes, PhantomsFollowTheirBlock) {
 TEST_F(ReportOutcomes, AFixedPhantomCorrelationShowsItsValue) {
   run_models run(1, split("y ~ x | 1; y2 ~ x | 1; y[school] <-> y2[school]@0.3", ";", true));
   const std::string label = "y2[school] <-> y[school]";
-  EXPECT_NE(print(run.all).find(heading + row(label, "@ 0.300") + closing), std::string::npos) << print(run.all);
+  EXPECT_NE(print(run.all).find(heading + row(label, "@ 0.300") + closing), std::string::npos)
+      << print(run.all);
   sem::sampler_settings::print_fixed_values = true;
   EXPECT_EQ(print(run.all).find("@ 0.300"), std::string::npos);
 }
@@ -310,9 +311,9 @@ TEST_F(ReportCorrelations, LeavesOutHiddenEquations) {
   ASSERT_EQ(run.all[1].name(), "y2");
   run.all[1].block = block::predef::hidden;
   for (bool all : {false, true})
-    EXPECT_EQ(correlations(run.all, 1, 3, false, all), "  Summaries based on 3 iterations using 1 chain.\n" + head_ +
-                                                           row("y <-> y10", "-2.500", "20.000", "0.020") +
-                                                           closing + "\n\n\n");
+    EXPECT_EQ(correlations(run.all, 1, 3, false, all),
+              "  Summaries based on 3 iterations using 1 chain.\n" + head_ +
+                  row("y <-> y10", "-2.500", "20.000", "0.020") + closing + "\n\n\n");
 }
 
 TEST_F(ReportCorrelations, LeavesOutThePairOfAPhantomAtItsLevel) {

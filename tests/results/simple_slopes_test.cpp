@@ -47,7 +47,7 @@ struct equation {
     for (arma::uword j = 0; j < betas.n_rows; ++j) betas(j, 0) = static_cast<double>(j + 1);
   }
 
-  SimpleSlopes effect(std::vector<moderator> moderators, std::vector<double const*> deviations = {}) const {
+  SimpleSlopes effect(std::vector<moderator> moderators, std::vector<const double*> deviations = {}) const {
     if (deviations.empty()) deviations.resize(moderators.size(), nullptr);
     SimpleSlopes out(0, "x", {x}, constant, std::move(moderators));
     out.bind(betas, plain, terms, n_columns, std::move(deviations));
@@ -165,7 +165,7 @@ TEST(SimpleSlopes, HaveAFocalPredictorAndFitTheirEquation) {
   try {
     SimpleSlopes(0, "x", {}, constant, {at(m, 1)});
     ADD_FAILURE() << "a focal predictor without a column of its own";
-  } catch (error_debug const& fault) {
+  } catch (const error_debug& fault) {
     EXPECT_NE(std::string(fault.what()).find("Nominal Simple Slopes not allowed."), std::string::npos);
   }
   SimpleSlopes effect(0, "x", {x}, constant, {at(m, 1)});
@@ -251,7 +251,8 @@ TEST(PrintSimpleSlopes, BreaksLongLabelsBetweenModeratorsThenAnywhere) {
 TEST(PrintSimpleSlopes, NumbersKeepTheWidthOfTheirCells) {
   const SimpleSlopes effect(0, "x", {x}, constant, {at(m, 1)});
   tests::Capture out;
-  effect.print(out.stream(), {{1234567, 1234567, 1e-120}, {0.0001, 0.0001, 0.00123}}, {"Mean", "ChiSq", "PValue"});
+  effect.print(out.stream(), {{1234567, 1234567, 1e-120}, {0.0001, 0.0001, 0.00123}},
+               {"Mean", "ChiSq", "PValue"});
   EXPECT_EQ(out.text(),
             "  x | m @ v                                                       \n"
             "    Intercept                      1.23e+06   1.23e+06  1.00e-120 \n"

@@ -24,7 +24,7 @@ void on_malloc(const volatile void*, std::size_t) {
   ++count;
 }
 void on_free(const volatile void*) {}
-int const installed = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);
+const int installed = __sanitizer_install_malloc_and_free_hooks(on_malloc, on_free);
 }  // namespace
 
 #else

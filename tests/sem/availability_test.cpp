@@ -41,7 +41,7 @@ TEST(Availability, LabelsTermsAndDefinitionsAreDrawn) {
 
 TEST(Availability, OutcomesByKind) {
   using data::type;
-  for (auto const& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
                                    {type::count, "A count outcome ('y')"},
                                    {type::nominal, "A nominal outcome ('y')"},
                                    {type::latent, "A latent outcome ('y')"}}) {
@@ -53,7 +53,7 @@ TEST(Availability, OutcomesByKind) {
 
 TEST(Availability, TermsByKind) {
   using model::type;
-  for (auto const& [kind, text] : {std::pair{type::latent, "A latent propensity as a predictor ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::latent, "A latent propensity as a predictor ('y')"},
                                    {type::phantom, "A phantom variable as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});
     run.models[0].fixed.back().type = kind;
@@ -70,7 +70,7 @@ TEST(Availability, IndicatorsOfMissingCellsAreCompleteData) {
 
 TEST(Availability, VariablesThatAreNoData) {
   using data::type;
-  for (auto const& [kind, text] : {std::pair{type::latent, "A latent variable as a predictor ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::latent, "A latent variable as a predictor ('y')"},
                                    {type::phantom, "A phantom variable as a predictor ('y')"},
                                    {type::random_effect, "A named random effect as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});

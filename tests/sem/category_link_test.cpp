@@ -14,9 +14,9 @@ namespace {
 
 TEST(CategoryLink, ExpectedCodesAreThoseOfDraws) {
   sem::expected_code link({1, 2, 5});
-  arma::Col<double> const tau = {0.0, 0.7};
+  const arma::Col<double> tau = {0.0, 0.7};
   link.set(1.7 * arma::eye(1, 1), tau);
-  arma::Mat<double> const means = arma::Col<double>{-1.0, 0.2, 1.5};
+  const arma::Mat<double> means = arma::Col<double>{-1.0, 0.2, 1.5};
   arma::Mat<double> out;
   link.map(means, out);
   Random random(5, 5U);
@@ -24,7 +24,7 @@ TEST(CategoryLink, ExpectedCodesAreThoseOfDraws) {
   for (arma::uword j = 0; j < 3; ++j) {
     double sum = 0;
     for (int i = 0; i < draws; ++i) {
-      double const z = means(j, 0) + std::sqrt(1.7) * random.rnorm();
+      const double z = means(j, 0) + std::sqrt(1.7) * random.rnorm();
       sum += z <= 0 ? 1 : z <= 0.7 ? 2 : 5;
     }
     EXPECT_NEAR(out(j, 0), sum / draws, 4.5 * 2.0 / std::sqrt(draws));  // codes spread by less than 2
@@ -34,7 +34,7 @@ TEST(CategoryLink, ExpectedCodesAreThoseOfDraws) {
 TEST(CategoryLink, TwoCategoriesAreANormalProbability) {
   sem::category_proportions link;
   link.set(2.5 * arma::eye(1, 1), {});
-  arma::Mat<double> const means = arma::Col<double>{-1.0, 0.2};
+  const arma::Mat<double> means = arma::Col<double>{-1.0, 0.2};
   arma::Mat<double> out;
   link.map(means, out);
   for (arma::uword j = 0; j < 2; ++j) EXPECT_NEAR(out(j, 0), phi(means(j, 0) / std::sqrt(2.5)), 1e-15);
@@ -42,24 +42,24 @@ TEST(CategoryLink, TwoCategoriesAreANormalProbability) {
 
 TEST(CategoryLink, ProportionsAreThoseOfDrawsAndRiseWithTheirScore) {
   sem::category_proportions link;
-  arma::Mat<double> const omega = {{1.4, 0.6}, {0.6, 1.1}};
+  const arma::Mat<double> omega = {{1.4, 0.6}, {0.6, 1.1}};
   link.set(omega, {});
   arma::Mat<double> means = {{0.3, -0.2}, {-1.0, 0.4}};
   arma::Mat<double> out, more;
   link.map(means, out);
   Random random(6, 6U);
   constexpr int draws = 200000;
-  arma::Mat<double> const root = arma::chol(omega);
+  const arma::Mat<double> root = arma::chol(omega);
   for (arma::uword j = 0; j < 2; ++j) {
     arma::Row<double> count(3, arma::fill::zeros);
     for (int i = 0; i < draws; ++i) {
-      arma::Row<double> const z = means.row(j) + arma::Row<double>(random.randn(1, 2)) * root;
+      const arma::Row<double> z = means.row(j) + arma::Row<double>(random.randn(1, 2)) * root;
       count(z.max() > 0 ? 1 + z.index_max() : 0) += 1.0 / draws;
     }
     // 256 points are good to about 0.003, draws to 0.001.
     EXPECT_NEAR(out(j, 0), count(1), 0.01);
     EXPECT_NEAR(out(j, 1), count(2), 0.01);
-    double const none = sem::normal_rectangle(omega)(arma::Col<double>(-means.row(j).t()));
+    const double none = sem::normal_rectangle(omega)(arma::Col<double>(-means.row(j).t()));
     EXPECT_NEAR(out(j, 0) + out(j, 1) + none, 1.0, 0.015);
   }
   means.col(0) += 0.05;

@@ -10,9 +10,9 @@
 namespace tovik::tests::chain_allocation_test {
 namespace {
 
-void expect_none(small_run const& run) {
+void expect_none(const small_run& run) {
   // What compares residuals takes room of its own.
-  Setting<bool> const unchecked(sem::Normal::check_residuals, false);
+  const Setting<bool> unchecked(sem::Normal::check_residuals, false);
   const auto chain = run.chain(Random(12, 1));
   for (int t = 0; t < 50; ++t) chain->oneRep();
   std::size_t const before = allocations();

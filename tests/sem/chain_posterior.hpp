@@ -29,7 +29,7 @@ struct ChainPosterior {
       batch_mean.row(b) = arma::mean(part, 0);
       batch_sd.row(b) = arma::sqrt(arma::mean(arma::square(part.each_row() - mean), 0));
     }
-    double const root = std::sqrt(static_cast<double>(batches));
+    const double root = std::sqrt(static_cast<double>(batches));
     error = arma::stddev(batch_mean, 0, 0) / root;
     sd_error = arma::stddev(batch_sd, 0, 0) / root;
   }
@@ -37,11 +37,11 @@ struct ChainPosterior {
 
 /// The posteriors of two chains agree but for chance (4.5 standard errors: 7e-6 each) and for these shares of
 /// a standard deviation. `precise`: what chance may come to in the means, as such a share.
-inline void expect_same_posterior(ChainPosterior const& a, ChainPosterior const& b, double mean_share,
+inline void expect_same_posterior(const ChainPosterior& a, const ChainPosterior& b, double mean_share,
                                   double sd_share, double precise) {
   ASSERT_EQ(a.mean.n_elem, b.mean.n_elem);
   for (arma::uword j = 0; j < a.mean.n_elem; ++j) {
-    double const chance = 4.5 * std::hypot(a.error[j], b.error[j]);
+    const double chance = 4.5 * std::hypot(a.error[j], b.error[j]);
     EXPECT_NEAR(a.mean[j], b.mean[j], chance + mean_share * a.sd[j]) << "mean of function " << j;
     EXPECT_NEAR(a.sd[j], b.sd[j], 4.5 * std::hypot(a.sd_error[j], b.sd_error[j]) + sd_share * a.sd[j])
         << "spread of function " << j;

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include "scan_world.hpp"
 #include "random/densities.hpp"
+#include "scan_world.hpp"
 #include "sem/scan/marginal.hpp"
 #include "support/error.hpp"
 
@@ -21,7 +21,7 @@ struct Equation {
   arma::vec y, b;
   std::vector<arma::mat> z, u, Sigma;
 
-  Equation(unsigned levels, std::vector<arma::uword> const& q, std::uint32_t seed)
+  Equation(unsigned levels, const std::vector<arma::uword>& q, std::uint32_t seed)
       : world(levels, {{40, 55}, {60}, {35, 50, 45}}, seed), structure(world.clusters(0)) {
     Random rng(seed, 9);
     X = world.data.cols(arma::uvec{0, 2, 3});
@@ -37,8 +37,8 @@ struct Equation {
   }
 
   cluster_statistics sums() const {
-    std::vector<arma::mat const*> columns;
-    for (arma::mat const& level : z) columns.push_back(&level);
+    std::vector<const arma::mat*> columns;
+    for (const arma::mat& level : z) columns.push_back(&level);
     cluster_statistics out;
     out.build(X, y, arma::solve(X, y), columns, structure);
     return out;
@@ -56,7 +56,7 @@ struct Equation {
   }
 };
 
-void expect_agreement(unsigned levels, std::vector<arma::uword> const& q) {
+void expect_agreement(unsigned levels, const std::vector<arma::uword>& q) {
   Equation equation(levels, q, 17);
   cluster_statistics sums = equation.sums();
   ASSERT_TRUE(sums.built());
@@ -88,7 +88,7 @@ TEST(ClusterStatistics, TwoLevels) {
 
 TEST(ClusterStatistics, KeepNothingThatIsLargerThanTheDesign) {
   Equation equation(2, {3}, 18);
-  World const many(2, nesting(60, {2, 3}), 4);
+  const World many(2, nesting(60, {2, 3}), 4);
   equation.structure = many.clusters(0);
   equation.X = many.data.cols(0, 2);
   equation.y = many.data.col(3);

@@ -10,7 +10,7 @@ namespace tovik::sem::scan {
 namespace {
 
 TEST(CoefficientPrior, IsFlatUnlessSaidOtherwise) {
-  coefficient_prior const prior;
+  const coefficient_prior prior;
   EXPECT_TRUE(prior.is_flat());
   EXPECT_TRUE(prior.is_centred());
   EXPECT_EQ(prior.precision(3), 0.0);
@@ -18,7 +18,7 @@ TEST(CoefficientPrior, IsFlatUnlessSaidOtherwise) {
 }
 
 TEST(CoefficientPrior, OfARidgeHasOnePrecisionForAll) {
-  coefficient_prior const prior = coefficient_prior::ridge(4.0);
+  const coefficient_prior prior = coefficient_prior::ridge(4.0);
   EXPECT_FALSE(prior.is_flat());
   EXPECT_TRUE(prior.is_centred());
   EXPECT_TRUE(prior.fits(0));
@@ -29,7 +29,7 @@ TEST(CoefficientPrior, OfARidgeHasOnePrecisionForAll) {
 }
 
 TEST(CoefficientPrior, OfEachCoefficientFitsTheirNumberOnly) {
-  coefficient_prior const prior = coefficient_prior::of_each({0.0, 0.5}, {0.0, -2.0});
+  const coefficient_prior prior = coefficient_prior::of_each({0.0, 0.5}, {0.0, -2.0});
   EXPECT_FALSE(prior.is_flat());
   EXPECT_FALSE(prior.is_centred());
   EXPECT_TRUE(prior.fits(2));

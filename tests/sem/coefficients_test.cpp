@@ -26,8 +26,8 @@ struct regression {
     for (double& w : weight) w = 0.2 + 3.0 * rng.runif();
   }
 
-  arma::mat G(arma::vec const& w) const { return X.t() * arma::diagmat(w) * X; }
-  arma::vec h(arma::vec const& w) const { return X.t() * (w % y); }
+  arma::mat G(const arma::vec& w) const { return X.t() * arma::diagmat(w) * X; }
+  arma::vec h(const arma::vec& w) const { return X.t() * (w % y); }
 };
 
 /// N(m, inv(P)), in which root * (b - m) is standard normal.
@@ -35,7 +35,7 @@ struct posterior {
   arma::mat root;
   arma::vec mean;
 
-  posterior(arma::mat const& G, arma::vec const& h, double v, coefficient_prior const& prior) {
+  posterior(const arma::mat& G, const arma::vec& h, double v, const coefficient_prior& prior) {
     arma::mat P = G / v;
     arma::vec linear = h / v;
     for (arma::uword j = 0; j < linear.n_elem; ++j) {
@@ -53,7 +53,7 @@ struct posterior {
 /// runs.
 class moments {
  public:
-  void add(arma::vec const& z) {
+  void add(const arma::vec& z) {
     if (n_ == 0) {
       sum_.zeros(z.n_elem);
       products_.zeros(z.n_elem, z.n_elem);
@@ -78,8 +78,8 @@ class moments {
 };
 
 /// Draws at two residual variances in turn, as a chain has another in every scan.
-void expect_closed_form(coefficient_prior const& prior, arma::vec const& weight, std::uint32_t seed) {
-  regression const data(seed);
+void expect_closed_form(const coefficient_prior& prior, const arma::vec& weight, std::uint32_t seed) {
+  const regression data(seed);
   arma::mat const G = data.G(weight);
   arma::vec const h = data.h(weight);
   coefficient_step step({0, 1, 2, 3}, {}, prior);
@@ -87,7 +87,7 @@ void expect_closed_form(coefficient_prior const& prior, arma::vec const& weight,
   Random rng(seed, 1U);
   for (double v : {0.3, 6.0}) {
     SCOPED_TRACE(v);
-    posterior const expected(G, h, v, prior);
+    const posterior expected(G, h, v, prior);
     arma::vec b(4, arma::fill::zeros);
     step.mean(G, h.memptr(), v, b.memptr());
     EXPECT_LT(arma::abs(b - expected.mean).max(), 1e-10);
@@ -102,7 +102,7 @@ void expect_closed_form(coefficient_prior const& prior, arma::vec const& weight,
 }
 
 arma::vec const unweighted(40, arma::fill::ones);
-coefficient_prior const mixed = coefficient_prior::of_each({0.0, 4.0, 0.0, 25.0}, {0.0, 1.0, 0.0, -2.0});
+const coefficient_prior mixed = coefficient_prior::of_each({0.0, 4.0, 0.0, 25.0}, {0.0, 1.0, 0.0, -2.0});
 
 TEST(Coefficients, HaveTheirClosedFormUnderAFlatPrior) {
   expect_closed_form({}, unweighted, 81);
@@ -117,14 +117,14 @@ TEST(Coefficients, HaveTheirClosedFormWhenSomeHaveAPriorWithAMean) {
 }
 
 TEST(Coefficients, HaveTheirClosedFormWithAPrecisionForEachRow) {
-  regression const data(84);
+  const regression data(84);
   expect_closed_form({}, data.weight, 84);
   expect_closed_form(coefficient_prior::ridge(0.05), data.weight, 84);
   expect_closed_form(mixed, data.weight, 84);
 }
 
 TEST(Coefficients, FixedOnesEnterTheMeanUnderAPrior) {
-  regression const data(85);
+  const regression data(85);
   arma::mat const G = data.G(unweighted);
   arma::vec const h = data.h(unweighted);
   coefficient_step step({1, 3}, {0, 2}, mixed);
@@ -134,7 +134,7 @@ TEST(Coefficients, FixedOnesEnterTheMeanUnderAPrior) {
   arma::uvec const drawn = {1, 3};
   arma::vec const left = data.y - 0.9 * data.X.col(0) + 0.4 * data.X.col(2);
   arma::mat const X = data.X.cols(drawn);
-  posterior const expected(X.t() * X, X.t() * left, 2.0,
+  const posterior expected(X.t() * X, X.t() * left, 2.0,
                            coefficient_prior::of_each({4.0, 25.0}, {1.0, -2.0}));
   EXPECT_LT(arma::abs(b.elem(drawn) - expected.mean).max(), 1e-10);
   EXPECT_EQ(b[0], 0.9);
@@ -142,11 +142,11 @@ TEST(Coefficients, FixedOnesEnterTheMeanUnderAPrior) {
 }
 
 TEST(Coefficients, RelativeToABaseAreTheSameDraw) {
-  regression const data(86);
+  const regression data(86);
   arma::mat const G = data.G(unweighted);
   arma::vec const base = {1.3, -0.2, 0.6, 0.1}, h = data.h(unweighted);
   arma::vec const relative = data.X.t() * (data.y - data.X * base);
-  for (coefficient_prior const& prior : {coefficient_prior(), coefficient_prior::ridge(0.3), mixed}) {
+  for (const coefficient_prior& prior : {coefficient_prior(), coefficient_prior::ridge(0.3), mixed}) {
     coefficient_step step({0, 1, 2, 3}, {}, prior);
     step.factor(G, 40);
     arma::vec b(4, arma::fill::zeros), shift(4, arma::fill::zeros);
@@ -158,10 +158,10 @@ TEST(Coefficients, RelativeToABaseAreTheSameDraw) {
 }
 
 TEST(Coefficients, PriorsThatTellNothingAreTheFlatOne) {
-  regression const data(87);
+  const regression data(87);
   arma::mat const G = data.G(unweighted);
   arma::vec const h = data.h(unweighted), none(4, arma::fill::zeros);
-  auto const draw = [&](coefficient_prior const& prior) {
+  const auto draw = [&](const coefficient_prior& prior) {
     coefficient_step step({0, 1, 2, 3}, {}, prior);
     step.factor(G, 40);
     Random rng(5, 1U);
@@ -174,11 +174,11 @@ TEST(Coefficients, PriorsThatTellNothingAreTheFlatOne) {
 }
 
 TEST(Coefficients, FollowANewGUnderAPrior) {
-  regression const data(88);
+  const regression data(88);
   arma::vec const h = data.h(unweighted);
   coefficient_step step({0, 1, 2, 3}, {}, mixed);
   arma::vec b(4);
-  for (arma::vec const& w : {unweighted, data.weight}) {
+  for (const arma::vec& w : {unweighted, data.weight}) {
     arma::mat const G = data.G(w);
     step.factor(G, 40);
     step.mean(G, h.memptr(), 1.0, b.memptr());
@@ -191,7 +191,7 @@ TEST(Coefficients, DependentColumnsAreSingularUnlessAPriorTellsThemApart) {
   data.X.col(3) = data.X.col(1) - 2.0 * data.X.col(2);
   arma::mat const G = data.G(unweighted);
   arma::vec const h = data.h(unweighted);
-  auto const draw = [&](coefficient_prior const& prior) {
+  const auto draw = [&](const coefficient_prior& prior) {
     coefficient_step step({0, 1, 2, 3}, {}, prior);
     step.factor(G, 40);
     Random rng(5, 1U);

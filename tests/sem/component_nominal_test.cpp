@@ -28,15 +28,15 @@ units cycle(arma::uword n, arma::uword n_categories) {
   return out;
 }
 
-bool follows_rule(NomComponent const& c, arma::uword i) {
+bool follows_rule(const NomComponent& c, arma::uword i) {
   return c.categorize(c.score.row(i))[0] == c.categories()[i];
 }
 
 TEST(NomComponent, TheLargestPositiveScoreIsTheCategory) {
   ComponentWorld w(9, 0, 3, 80);
-  NomComponent const c(w.setup(1), cycle(9, 4), {});
+  const NomComponent c(w.setup(1), cycle(9, 4), {});
   arma::mat const scores = {{-1, -2, -0.5}, {0.2, 0.1, -3}, {0.2, 0.3, 0.1}, {-2, -1, 0.4}, {0, 0, 0}};
-  units const expected = {0, 1, 2, 3, 0};
+  const units expected = {0, 1, 2, 3, 0};
   EXPECT_EQ(arma::accu(c.categorize(scores) != expected), 0u);
   arma::mat broken = scores;
   broken(0, 0) = NAN;
@@ -73,7 +73,7 @@ TEST(NomComponent, ScoresHaveTheNormalWithinTheirCategory) {
   arma::uword const dim = 3;
   arma::mat const mean = {{0.4, -0.3, 0.1}, {-0.2, 0.5, 0.3}, {0.1, 0.2, -0.4}, {0.6, 0.2, 0.3}};
   ComponentWorld w(6, 0, dim, 83);
-  units const categories = {0, 1, 2, 3, 0, 0};
+  const units categories = {0, 1, 2, 3, 0, 0};
   NomComponent c(w.setup(1), categories, {});
   arma::mat all(6, dim, arma::fill::zeros);
   all.rows(0, 3) = mean;
@@ -100,7 +100,7 @@ TEST(NomComponent, ScoresHaveTheNormalWithinTheirCategory) {
 }
 
 TEST(NomComponent, CoefficientsHaveTheirConditional) {
-  Setting<double> const prior(NomComponent::gammaPrior, 0.15);
+  const Setting<double> prior(NomComponent::gammaPrior, 0.15);
   for (arma::uword dim : {1u, 3u}) {
     ComponentWorld w(16, 2, dim, 84);
     NomComponent c(w.setup(1), cycle(16, dim + 1), {});
@@ -114,16 +114,16 @@ TEST(NomComponent, CoefficientsHaveTheirConditional) {
 }
 
 /// Scores given coefficients and categories, coefficients given scores, imputed units free.
-void expect_invariance(arma::uword dim, units const& imputed, std::uint32_t seed) {
-  Setting<double> const prior(NomComponent::gammaPrior, 0.6);
+void expect_invariance(arma::uword dim, const units& imputed, std::uint32_t seed) {
+  const Setting<double> prior(NomComponent::gammaPrior, 0.6);
   ComponentWorld w(10, 2, dim, seed);
   arma::mat const L = arma::chol(difference_covariance(dim), "lower");
   arma::mat offset(10, dim, arma::fill::zeros);
   for (arma::uword k = 0; k < dim; ++k) offset.col(k).fill(0.3 - 0.2 * static_cast<double>(k));
-  auto const noise = [&](arma::uword n) {
+  const auto noise = [&](arma::uword n) {
     return arma::mat((L * w.rng->randn(static_cast<int>(dim), static_cast<int>(n))).t());
   };
-  auto const functions = [&](arma::mat const& gamma, arma::mat const& z) {
+  const auto functions = [&](const arma::mat& gamma, const arma::mat& z) {
     std::vector<double> out(gamma.begin(), gamma.end());
     for (arma::uword k = 0; k < dim; ++k) {
       out.push_back(z(0, k));
@@ -170,20 +170,20 @@ TEST(NomComponent, TheBlockLeavesTheJointDistribution) {
 TEST(NomComponent, CategorySharesAreRectangleProbabilities) {
   arma::uword const n = 40000, dim = 2;
   ComponentWorld w(6, 0, dim, 88);
-  NomComponent const c(w.setup(1), cycle(6, 3), {});
+  const NomComponent c(w.setup(1), cycle(6, 3), {});
   arma::mat const S = difference_covariance(dim), L = arma::chol(S, "lower");
-  for (arma::vec const& mean : {arma::vec{0.0, 0.0}, arma::vec{0.5, -0.3}}) {
+  for (const arma::vec& mean : {arma::vec{0.0, 0.0}, arma::vec{0.5, -0.3}}) {
     arma::mat z = (L * w.rng->randn(2, static_cast<int>(n))).t();
     z.each_row() += mean.t();
-    units const categories = c.categorize(z);
+    const units categories = c.categorize(z);
     // The rule of category 1: Z_1 > 0 and Z_1 > Z_2; of category 2 likewise.
     for (arma::uword k : {1u, 2u}) {
       arma::mat A(2, 2, arma::fill::zeros);
       A(0, k - 1) = 1.0;
       A(1, k - 1) = 1.0;
       A(1, 2 - k) = -1.0;
-      double const expected = sem::normal_rectangle(A * S * A.t())(A * mean);
-      double const share = static_cast<double>(arma::accu(categories == k)) / static_cast<double>(n);
+      const double expected = sem::normal_rectangle(A * S * A.t())(A * mean);
+      const double share = static_cast<double>(arma::accu(categories == k)) / static_cast<double>(n);
       // 4.5 standard errors of the share and the error of the fixed points.
       EXPECT_NEAR(share, expected, 4.5 * std::sqrt(0.25 / static_cast<double>(n)) + 2e-3);
       if (arma::accu(arma::abs(mean)) == 0.0) {
@@ -212,7 +212,7 @@ TEST(NomComponent, NewCategoriesOfAllUnitsRestartOnlyScoresThatBreakTheRule) {
 
 TEST(NomComponent, CountsAndVariances) {
   ComponentWorld w(12, 2, 3, 90);
-  NomComponent const c(w.setup(1), cycle(12, 4), {});
+  const NomComponent c(w.setup(1), cycle(12, 4), {});
   EXPECT_EQ(c.n_estimated(), 6u);
   EXPECT_EQ(arma::abs(c.variances() - arma::vec{1, 0.5, 0.5, 1, 0.5, 1}).max(), 0.0);
   EXPECT_EQ(arma::abs(c.SigmaE() - difference_covariance(3)).max(), 0.0);

@@ -17,7 +17,7 @@ namespace {
 
 using sem::OrdComponent;
 
-bool in_category(OrdComponent const& c, arma::uword i) {
+bool in_category(const OrdComponent& c, arma::uword i) {
   return c.categorize(c.score.row(i))[0] == c.categories()[i];
 }
 
@@ -45,7 +45,7 @@ TEST(OrdComponent, ARejectedProposalLeavesTheScores) {
     arma::mat const before = c.score;
     arma::vec const tau = c.thresholds();
     c.drawLatent(mean);
-    bool const same = arma::approx_equal(before, c.score, "absdiff", 0.0);
+    const bool same = arma::approx_equal(before, c.score, "absdiff", 0.0);
     EXPECT_EQ(same, tau[1] == c.thresholds()[1]);
     rejected += same;
   }
@@ -55,15 +55,15 @@ TEST(OrdComponent, ARejectedProposalLeavesTheScores) {
 
 /// Thresholds and scores given the means, with three imputed units whose scores a step of their own draws; a
 /// model that reads the category of the first of them gives it these weights.
-void expect_posterior_with_missing(bool heed, arma::vec const& weights, std::uint32_t seed) {
+void expect_posterior_with_missing(bool heed, const arma::vec& weights, std::uint32_t seed) {
   ComponentWorld w(14, 0, 1, seed);
-  units const imputed = {2, 5, 9};
+  const units imputed = {2, 5, 9};
   OrdComponent c(w.setup(1), categories_of_14, 3, imputed);
   c.heed_missing = heed;
   Random data(seed, 3U);
   arma::mat const mean = 0.5 + 0.6 * data.randn(14, 1);
   c.startScores(mean);
-  auto const impute = [&] {
+  const auto impute = [&] {
     arma::mat z(3, 1);
     for (arma::uword m = 0; m < 3; ++m) {
       double top = m == 0 ? weights.max() : 1.0, weight = 1.0;
@@ -74,7 +74,7 @@ void expect_posterior_with_missing(bool heed, arma::vec const& weights, std::uin
     }
     c.setScore(z, imputed);
   };
-  auto const sample = chain(
+  const auto sample = chain(
       20000, 25,
       [&] {
         c.drawLatent(mean);
@@ -83,7 +83,7 @@ void expect_posterior_with_missing(bool heed, arma::vec const& weights, std::uin
       [&] { return c.thresholds()[1]; });
   std::vector<char> left_out(14, 0);
   for (arma::uword i : imputed) left_out[i] = 1;
-  auto const weight = [&](arma::vec const& tau) {
+  const auto weight = [&](const arma::vec& tau) {
     double const low = phi(-mean[2]), middle = phi(tau[1] - mean[2]) - low;
     return weights[0] * low + weights[1] * middle + weights[2] * (1.0 - low - middle);
   };
@@ -100,22 +100,22 @@ TEST(OrdComponent, ImputedCategoriesThatOthersReadArePartOfTheState) {
 }
 
 TEST(OrdComponent, ThresholdAndCoefficientHaveTheirJointPosterior) {
-  Setting<double> const prior(OrdComponent::gammaPrior, 0.8);
+  const Setting<double> prior(OrdComponent::gammaPrior, 0.8);
   ComponentWorld w(14, 1, 1, 65);
   arma::mat const offset(14, 1, arma::fill::value(0.5));
-  double const step = 0.02;
+  const double step = 0.02;
   arma::mat density(300, 300);
   for (arma::uword a = 0; a < 300; ++a)
     for (arma::uword b = 0; b < 300; ++b) {
-      double const gamma = -3.0 + (static_cast<double>(a) + 0.5) * step;
-      double const tau = (static_cast<double>(b) + 0.5) * step;
+      const double gamma = -3.0 + (static_cast<double>(a) + 0.5) * step;
+      const double tau = (static_cast<double>(b) + 0.5) * step;
       density(a, b) = std::exp(log_likelihood({0.0, tau}, categories_of_14, offset + gamma * w.W()) -
                                0.5 * gamma * gamma / 0.8);
     }
   OrdComponent c(w.setup(1), categories_of_14, 3, {});
   c.startScores(offset);
   std::vector<double> tau;
-  auto const gamma = chain(
+  const auto gamma = chain(
       8000, 30,
       [&] {
         c.drawLatent(offset + c.regression(w.level, w.x));
@@ -131,7 +131,7 @@ TEST(OrdComponent, ThresholdAndCoefficientHaveTheirJointPosterior) {
 }
 
 TEST(OrdComponent, CoefficientsHaveTheirConditional) {
-  Setting<double> const prior(OrdComponent::gammaPrior, 0.1);
+  const Setting<double> prior(OrdComponent::gammaPrior, 0.1);
   ComponentWorld w(14, 3, 1, 66);
   OrdComponent c(w.setup(1), categories_of_14, 3, {});
   WhitenedDraws coefficients;
@@ -146,11 +146,11 @@ TEST(OrdComponent, CoefficientsHaveTheirConditional) {
 
 /// Two categories: the block has a proper joint distribution of coefficients, scores and categories.
 TEST(OrdComponent, TheBinaryBlockLeavesTheJointDistribution) {
-  Setting<double> const prior(OrdComponent::gammaPrior, 0.7);
+  const Setting<double> prior(OrdComponent::gammaPrior, 0.7);
   ComponentWorld w(9, 2, 1, 67);
   arma::mat const offset(9, 1, arma::fill::value(0.2));
-  units const imputed = {1, 6};
-  auto const functions = [&](arma::mat const& gamma, arma::mat const& score) {
+  const units imputed = {1, 6};
+  const auto functions = [&](const arma::mat& gamma, const arma::mat& score) {
     return std::vector<double>{gamma(0, 0), gamma(1, 0), score(0, 0),
                                score(3, 0), score(6, 0), gamma(0, 0) * score(4, 0)};
   };
@@ -211,12 +211,12 @@ TEST(OrdComponent, ImputedScoresBringTheirCategories) {
 
 TEST(OrdComponent, CountsAndNames) {
   ComponentWorld w(14, 2, 1, 70);
-  OrdComponent const c(w.setup(1), categories_of_14, 3, {});
+  const OrdComponent c(w.setup(1), categories_of_14, 3, {});
   EXPECT_EQ(c.n_estimated(), 3u);
   EXPECT_EQ(c.variances()[0], 1.0);
   EXPECT_EQ(c.covariance()(0, 0), 1.0);
   EXPECT_NEAR(c.startMean(), -iPhi(4.5 / 15.0), 1e-12);
-  OrdComponent const binary(w.setup(1), arma::conv_to<units>::from(categories_of_14 > 1), 2, {});
+  const OrdComponent binary(w.setup(1), arma::conv_to<units>::from(categories_of_14 > 1), 2, {});
   EXPECT_TRUE(binary.tuneResults().empty());
   EXPECT_EQ(binary.n_estimated(), 2u);
   EXPECT_THROW(OrdComponent(w.setup(1), categories_of_14, 2, {}), error_debug);

@@ -18,14 +18,14 @@ using sem::component_setup;
 using sem::MultivarComponent;
 
 constexpr int draws = 20000;
-double const pseudo_df[] = {2.0, -2.0, 0.0}, pseudo_ss[] = {1.0, 0.0, 0.0};
+const double pseudo_df[] = {2.0, -2.0, 0.0}, pseudo_ss[] = {1.0, 0.0, 0.0};
 
 /// The text of the error that `build` ends in; empty if there is none.
 template <class Build>
 std::string refusal(Build build) {
   try {
     build();
-  } catch (error const& e) {
+  } catch (const error& e) {
     return e.what();
   }
   return "";
@@ -80,7 +80,7 @@ TEST(Component, TheChainHasTheMarginalPosteriorOfTheVariance) {
   Component c(w.setup(2));
   c.startVariance(w.Y(), 1e-6);
   arma::mat const fit = arma::solve(w.W(), w.Y());
-  double const ss = arma::accu(arma::square(w.Y() - w.W() * fit));
+  const double ss = arma::accu(arma::square(w.Y() - w.W() * fit));
   std::vector<double> u;
   for (int i = 0; i < draws; ++i) {
     for (int thin = 0; thin < 4; ++thin) c.draw(w.level, w.x, w.own);
@@ -109,7 +109,7 @@ TEST(Component, TheVarianceOfNextToNothingKeepsItsDigits) {
   std::vector<double> u;
   for (int i = 0; i < draws; ++i) {
     c.draw(w.level, w.x, w.own);
-    double const ss = arma::accu(arma::square(w.Y() - w.W() * c.gamma));
+    const double ss = arma::accu(arma::square(w.Y() - w.W() * c.gamma));
     u.push_back(inverse_gamma_cdf(c.sigma2, (18.0 + pseudo_df[1]) / 2.0, ss / 2.0));
   }
   EXPECT_LT(kolmogorov(u, uniform), 2.5);
@@ -121,7 +121,7 @@ TEST(Component, RegressionIsThatOfTheCoefficients) {
   c.gamma = {{1.0, -2.0}, {0.5, 0.0}, {3.0, 1.0}};
   arma::mat const expected = w.W() * c.gamma;
   EXPECT_LT(arma::abs(c.regression(w.level, w.x) - expected).max(), 1e-12);
-  arma::Col<arma::uword> const some = {0, 4, 8};
+  const arma::Col<arma::uword> some = {0, 4, 8};
   EXPECT_LT(arma::abs(c.regression(w.level, w.x, some) - expected.rows(some)).max(), 1e-12);
   arma::mat out(9, 2, arma::fill::ones);
   c.addRegression(w.level, w.x, out);
@@ -210,8 +210,8 @@ void expect_closed_form_of_several(arma::uword p, int prior, double gamma_prior)
   c.startVariance(w.Y(), 1e-6);
   WhitenedDraws coefficients;
   std::vector<std::vector<double>> forms(3);
-  std::vector<arma::vec> const directions = {{1, 0, 0}, {1, -2, 0.5}, {0.3, 1, 1}};
-  double const df = prior == 1 ? 22 + 4 : prior == 2 ? 22 - 4 : 22;
+  const std::vector<arma::vec> directions = {{1, 0, 0}, {1, -2, 0.5}, {0.3, 1, 1}};
+  const double df = prior == 1 ? 22 + 4 : prior == 2 ? 22 - 4 : 22;
   for (int i = 0; i < draws; ++i) {
     arma::mat const before = c.SigmaE();
     c.draw(w.level, w.x, w.own);
@@ -223,13 +223,13 @@ void expect_closed_form_of_several(arma::uword p, int prior, double gamma_prior)
     arma::mat S = R.t() * R;
     if (prior == 1) S.diag() += 1.0;
     for (std::size_t k = 0; k < 3; ++k) {
-      arma::vec const& a = directions[k];
+      const arma::vec& a = directions[k];
       forms[k].push_back(inverse_gamma_cdf(arma::as_scalar(a.t() * c.SigmaE() * a), (df - 2.0) / 2.0,
                                            arma::as_scalar(a.t() * S * a) / 2.0));
     }
   }
   coefficients.expect_standard_normal();
-  for (auto const& u : forms) EXPECT_LT(kolmogorov(u, uniform), 2.5);
+  for (const auto& u : forms) EXPECT_LT(kolmogorov(u, uniform), 2.5);
 }
 
 TEST(MultivarComponent, DrawsFromTheFullConditionalsUnderEachPrior) {
@@ -256,7 +256,7 @@ TEST(MultivarComponent, OneColumnIsTheUnivariateCase) {
     arma::mat const before = c.SigmaE();
     c.draw(w.level, w.x, w.own);
     coefficients.add(whiten_coefficients(c.gamma, w.W(), w.Y(), before, 0.3));
-    double const ss = arma::accu(arma::square(w.Y() - w.W() * c.gamma));
+    const double ss = arma::accu(arma::square(w.Y() - w.W() * c.gamma));
     u.push_back(inverse_gamma_cdf(c.SigmaE()(0, 0), 10.0, (ss + 1.0) / 2.0));
   }
   coefficients.expect_standard_normal();

@@ -7,8 +7,8 @@
 #include <memory>
 #include <vector>
 
-#include "sample_tests.hpp"
 #include "random/densities.hpp"
+#include "sample_tests.hpp"
 #include "sem/predictors/component.hpp"
 #include "sem/predictors/level_scores.hpp"
 
@@ -56,7 +56,7 @@ struct ComponentWorld {
 /// Draws that should be independent standard normals, one column per coordinate.
 class WhitenedDraws {
  public:
-  void add(arma::vec const& z) {
+  void add(const arma::vec& z) {
     columns_.resize(z.n_elem);
     for (arma::uword j = 0; j < z.n_elem; ++j) columns_[j].push_back(z[j]);
   }
@@ -83,8 +83,8 @@ inline double inverse_gamma_cdf(double x, double shape, double scale) {
 
 /// The coefficients, one column after the other, in coordinates in which their conditional distribution is
 /// standard normal: by the Kronecker form, dense.
-inline arma::vec whiten_coefficients(arma::mat const& gamma, arma::mat const& W, arma::mat const& Y,
-                                     arma::mat const& Sigma, double gamma_prior) {
+inline arma::vec whiten_coefficients(const arma::mat& gamma, const arma::mat& W, const arma::mat& Y,
+                                     const arma::mat& Sigma, double gamma_prior) {
   arma::mat const h = arma::inv(Sigma);
   arma::mat precision = arma::kron(h, W.t() * W);
   precision.diag() += 1.0 / gamma_prior;

@@ -33,7 +33,7 @@ struct CorrelatedWorld {
   std::vector<std::unique_ptr<sem::Normal>> models;
   std::vector<std::unique_ptr<sem::Phantom>> phantoms;
 
-  CorrelatedWorld(unsigned levels, nesting const& sizes, std::uint32_t seed)
+  CorrelatedWorld(unsigned levels, const nesting& sizes, std::uint32_t seed)
       : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {
     world.data.insert_cols(9, 8);  // 9, 10: outcomes; 11 on: phantoms
     world.data.cols(9, 16).zeros();
@@ -52,7 +52,7 @@ struct CorrelatedWorld {
 
   /// Terms of a place, in the order of the ties.
   void finish() {
-    for (tie const& t : ties)
+    for (const tie& t : ties)
       for (int side : {0, 1})
         setups[t.ends[side].model].phantoms[t.ends[side].place].push_back(
             {t.column, t.ends[side].effect, side == 1});
@@ -61,27 +61,27 @@ struct CorrelatedWorld {
   void build() {
     models.clear();
     phantoms.clear();
-    for (sem::equation_setup const& setup : setups)
+    for (const sem::equation_setup& setup : setups)
       models.push_back(std::make_unique<sem::Normal>(&estimator, setup));
-    auto const group = std::make_shared<sem::phantom_group>();
-    for (tie const& t : ties) {
+    const auto group = std::make_shared<sem::phantom_group>();
+    for (const tie& t : ties) {
       sem::phantom_setup setup;
       setup.column = t.column;
       setup.level = t.level;
       setup.cluster = world.clusters(t.level);
       setup.n_levels = static_cast<unsigned>(world.units.size()) - t.level - 1;
       phantoms.push_back(std::make_unique<sem::Phantom>(&estimator, setup));
-      for (auto const& end : t.ends) phantoms.back()->attach(models[end.model]->correlated(t.column));
+      for (const auto& end : t.ends) phantoms.back()->attach(models[end.model]->correlated(t.column));
       phantoms.back()->join(group);
     }
     group->connect();
     group->set_before_models(pairs);
   }
 
-  std::vector<double> rhos_of(std::size_t model, unsigned place, std::vector<double> const& all) const {
+  std::vector<double> rhos_of(std::size_t model, unsigned place, const std::vector<double>& all) const {
     std::vector<double> out;
     for (std::size_t k = 0; k < ties.size(); ++k)
-      for (auto const& end : ties[k].ends)
+      for (const auto& end : ties[k].ends)
         if (end.model == model && end.place == place) out.push_back(all[k]);
     return out;
   }
@@ -103,9 +103,9 @@ struct CorrelatedWorld {
         }
       }
     }
-    for (tie const& t : ties) {
-      auto const& units = world.units[t.level];
-      arma::Mat<double> const P = rng.randn(static_cast<int>(units.max() + 1), 1);
+    for (const tie& t : ties) {
+      const auto& units = world.units[t.level];
+      const arma::Mat<double> P = rng.randn(static_cast<int>(units.max() + 1), 1);
       for (arma::uword i = 0; i < units.n_elem; ++i) world.data(i, t.column) = P(units(i));
     }
     for (std::size_t m = 0; m < models.size(); ++m) draw_outcome(m, S[m], rhos);
@@ -113,26 +113,26 @@ struct CorrelatedWorld {
   }
 
   /// Rows of `place` given the phantoms: Lambda P + noise with what is left.
-  arma::Mat<double> draw_place(std::size_t m, unsigned place, arma::Mat<double> const& S,
-                               std::vector<double> const& rhos) {
-    auto const& terms = setups[m].phantoms[place];
-    auto const& rows = *setups[m].cluster.own_rows[place];
-    arma::Mat<double> const Lambda = dense_loadings(S, terms, rhos_of(m, place, rhos));
+  arma::Mat<double> draw_place(std::size_t m, unsigned place, const arma::Mat<double>& S,
+                               const std::vector<double>& rhos) {
+    const auto& terms = setups[m].phantoms[place];
+    const auto& rows = *setups[m].cluster.own_rows[place];
+    const arma::Mat<double> Lambda = dense_loadings(S, terms, rhos_of(m, place, rhos));
     arma::Mat<double> P(rows.n_elem, terms.size());
     for (std::size_t k = 0; k < terms.size(); ++k) {
-      arma::Col<double> const column = world.data.col(terms[k].column);
+      const arma::Col<double> column = world.data.col(terms[k].column);
       P.col(k) = column.elem(rows);
     }
-    arma::Mat<double> const root = arma::chol(arma::Mat<double>(S - Lambda * Lambda.t()));
+    const arma::Mat<double> root = arma::chol(arma::Mat<double>(S - Lambda * Lambda.t()));
     return P * Lambda.t() + rng.randn(static_cast<int>(rows.n_elem), static_cast<int>(S.n_rows)) * root;
   }
 
-  void draw_outcome(std::size_t m, std::vector<arma::Mat<double>> const& S, std::vector<double> const& rhos) {
+  void draw_outcome(std::size_t m, const std::vector<arma::Mat<double>>& S, const std::vector<double>& rhos) {
     sem::Normal& model = *models[m];
-    sem::equation_setup const& setup = setups[m];
+    const sem::equation_setup& setup = setups[m];
     model.sigma2 = S[0](0, 0);
     arma::Mat<double> y = draw_place(m, 0, S[0], rhos);
-    auto const& rows = *setup.cluster.own_rows[0];
+    const auto& rows = *setup.cluster.own_rows[0];
     for (unsigned L = 0; L < setup.n_levels; ++L) {
       if (model.u[L].n_cols == 0) continue;
       model.Sigma[L] = S[L + 1];
@@ -150,19 +150,19 @@ struct CorrelatedWorld {
   }
 
   void scan() {
-    for (auto const& phantom : phantoms) phantom->draw(world.data);
-    for (auto const& model : models) model->draw(world.data);
+    for (const auto& phantom : phantoms) phantom->draw(world.data);
+    for (const auto& model : models) model->draw(world.data);
   }
 
   std::vector<double> functions() const {
     std::vector<double> out;
     for (std::size_t k = 0; k < ties.size(); ++k) {
-      arma::Col<double> const P = world.data.col(ties[k].column);
-      double const rho = phantoms[k]->rho.value;
+      const arma::Col<double> P = world.data.col(ties[k].column);
+      const double rho = phantoms[k]->rho.value;
       out.insert(out.end(), {rho, P(0), arma::dot(P, P), rho * P(0)});
-      for (auto const& end : ties[k].ends) {
-        sem::Normal const& model = *models[end.model];
-        auto const& rows = *setups[end.model].cluster.own_rows[end.place];
+      for (const auto& end : ties[k].ends) {
+        const sem::Normal& model = *models[end.model];
+        const auto& rows = *setups[end.model].cluster.own_rows[end.place];
         arma::Col<double> e;
         double sd = 0;
         if (end.place == 0) {
@@ -175,7 +175,7 @@ struct CorrelatedWorld {
         out.insert(out.end(), {arma::dot(e, P.elem(rows)) / sd, e(0) / sd, std::log(arma::dot(e, e))});
       }
     }
-    for (auto const& model : models) {
+    for (const auto& model : models) {
       out.push_back(std::log(model->sigma2));
       for (unsigned L = 0; L < model->n_levels; ++L) {
         if (model->u[L].n_cols == 0) continue;

@@ -17,7 +17,7 @@ covariate_link squares_beside() {
   link.column = 1;
   link.mean_column = 3;
   link.n_columns = 2;
-  link.fun = [](arma::Col<double> const& x, arma::Mat<double>& out) {
+  link.fun = [](const arma::Col<double>& x, arma::Mat<double>& out) {
     out.col(0) = 2.0 * x;
     out.col(1) = x % x;
   };
@@ -28,7 +28,7 @@ TEST(CovariateLink, WritesTheDerivedColumnsAndNoOther) {
   World world(2, {{2, 3}}, 1);
   world.data.col(1) = arma::Col<double>{1, 2, 3, 4, 5};
   arma::mat const before = world.data;
-  covariate_link const link = squares_beside();
+  const covariate_link link = squares_beside();
   link.update(world.data);
   EXPECT_TRUE(arma::approx_equal(world.data.col(3), 2.0 * before.col(1), "absdiff", 0.0));
   EXPECT_EQ(world.data(4, 4), 25.0);
@@ -39,7 +39,7 @@ TEST(CovariateLink, WritesTheDerivedColumnsAndNoOther) {
 TEST(CovariateLink, TheFirstRowOfAClusterSpeaksForIt) {
   World world(2, {{2, 3}}, 1);
   world.data.col(1) = arma::Col<double>{1, 2, 3, 4, 5};
-  covariate_link const link = squares_beside();
+  const covariate_link link = squares_beside();
   link.update(world.data, world.clusters(1));
   EXPECT_EQ(world.data(1, 3), 2.0);
   EXPECT_EQ(world.data(4, 3), 6.0);
@@ -84,7 +84,7 @@ TEST(CenteredCopy, FollowsTheMeansOfTheModelOfTheOutcome) {
     const centered_outcome world(kind);
     const tests::predictor_run run({"id", "y", "m"}, world.file, {"y ~ m", "m ~ 1"}, world.p);
     const auto chain = run.chain(Random(3, 1));
-    Variable const& m = tests::predictor(*chain, "m");
+    const Variable& m = tests::predictor(*chain, "m");
     centered_copy copy(m, chain->working());
     EXPECT_EQ(copy.column(), 2u);
     chain->oneRep();

@@ -1,4 +1,5 @@
-// Predictors that leave coefficients undetermined are named before the first draw; large means leave them determined.
+// Predictors that leave coefficients undetermined are named before the first draw; large means leave them
+// determined.
 
 #include <gtest/gtest.h>
 
@@ -22,13 +23,14 @@ arma::mat example() {
   return data;
 }
 
-std::string failure(std::string const& statement, arma::mat const& data = example()) {
+std::string failure(const std::string& statement, const arma::mat& data = example()) {
   return tests::small_run(names, data, {}, {statement}).failure();
 }
 
 TEST(DesignCheck, ACombinationIsNamedWithItsParts) {
   EXPECT_EQ(failure("y ~ a b c"),
-            "ERROR: The predictor 'c' of 'y' is a combination of 'a' and 'b'.\n       Remove one of them and rerun.");
+            "ERROR: The predictor 'c' of 'y' is a combination of 'a' and 'b'.\n       Remove one of them and "
+            "rerun.");
   EXPECT_EQ(failure("y ~ c a"), "");
   EXPECT_EQ(failure("y ~ a b c@2"), "");
 }
@@ -57,8 +59,8 @@ TEST(DesignCheck, AMeanOfTenMillionStandardDeviationsLeavesTheSlope) {
   const tests::small_run run(names, data, {}, {"y ~ a b"});
   auto chain = run.chain(Random(3, 1));
   const arma::mat all = tests::draws(*chain, 100, 8000);
-  // Independent draws: t with n - k - 2 = 35 degrees of freedom about b, whose variance is sd^2 35 / 33; within four
-  // standard errors of the mean, and of the standard deviation with a tail of that t.
+  // Independent draws: t with n - k - 2 = 35 degrees of freedom about b, whose variance is sd^2 35 / 33;
+  // within four standard errors of the mean, and of the standard deviation with a tail of that t.
   const double spread = sd * std::sqrt(35.0 / 33.0);
   EXPECT_NEAR(arma::mean(all.row(2)), b(1), 4.0 * spread / std::sqrt(8000.0));
   EXPECT_NEAR(arma::stddev(all.row(2)), spread, 5.0 * spread / std::sqrt(16000.0));

@@ -16,14 +16,14 @@ namespace {
 constexpr int replications = 10000;
 constexpr int applications = 8;
 
-nesting const small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
+const nesting small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 
 enum class step { metropolis, slice };
 
 /// States from the joint distribution against states that went through scans.
-void scans_leave_joint(TwoEquations& pair, step kind, std::function<bool(double)> const& admitted = nullptr,
+void scans_leave_joint(TwoEquations& pair, step kind, const std::function<bool(double)>& admitted = nullptr,
                        double scale = 1.5) {
-  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, kind == step::slice);
+  const Setting<bool> sampler(sem::sampler_settings::ess_sampler, kind == step::slice);
   pair.build();
   pair.of_m().imp_tune.value = scale;
   Samples fresh, after;
@@ -36,7 +36,7 @@ void scans_leave_joint(TwoEquations& pair, step kind, std::function<bool(double)
   }
   expect_same_distribution(fresh, after);
   // A test that nothing moves would pass too.
-  auto const& tune = pair.of_m().imp_tune;
+  const auto& tune = pair.of_m().imp_tune;
   if (kind == step::metropolis)
     EXPECT_GT(tune.rate(), 0.2);
   else
@@ -45,7 +45,7 @@ void scans_leave_joint(TwoEquations& pair, step kind, std::function<bool(double)
 
 class EachStep : public testing::TestWithParam<step> {};
 INSTANTIATE_TEST_SUITE_P(Imputation, EachStep, testing::Values(step::metropolis, step::slice),
-                         [](auto const& info) { return info.param == step::slice ? "Slice" : "Metropolis"; });
+                         [](const auto& info) { return info.param == step::slice ? "Slice" : "Metropolis"; });
 
 TEST_P(EachStep, APredictorInOneLevel) {
   TwoEquations pair(1, {{12}}, 300);
@@ -174,7 +174,7 @@ TEST_P(EachStep, AClusterMeanInAnEquationOfLevelTwo) {
 }
 
 // Without a reader the values come from their equation alone.
-void predictive_leaves_joint(TwoEquations& pair, std::function<bool(double)> const& admitted) {
+void predictive_leaves_joint(TwoEquations& pair, const std::function<bool(double)>& admitted) {
   pair.m.missing_units = {0, 3, 4};
   pair.y = pair.world.setup(0, {0, 2});
   pair.build();

@@ -14,9 +14,9 @@ namespace tovik::tests::imputation_test {
 namespace {
 
 /// Standard error of the mean of a correlated series, from 50 batches.
-double error_of_mean(arma::Col<double> const& series) {
-  arma::Mat<double> const batches = arma::reshape(series, series.n_elem / 50, 50);
-  arma::Row<double> const means = arma::mean(batches);
+double error_of_mean(const arma::Col<double>& series) {
+  const arma::Mat<double> batches = arma::reshape(series, series.n_elem / 50, 50);
+  const arma::Row<double> means = arma::mean(batches);
   return arma::stddev(means) / std::sqrt(50.0);
 }
 
@@ -40,11 +40,11 @@ std::shared_ptr<sem::autosolver::solver<sem::autosolver::normal>> solution(TwoEq
   using sem::autosolver::normal;
   auto out = std::make_shared<sem::autosolver::solver<normal>>();
   out->rng = &pair.rng();
-  out->functions.push_back([&pair](arma::Mat<double> const& data, normal const&) {
+  out->functions.push_back([&pair](const arma::Mat<double>& data, const normal&) {
     auto const& a = pair.m.fixed_values;
     return normal(a(0) + a(1) * data.col(2), pair.m.resid_value);
   });
-  out->functions.push_back([&pair](arma::Mat<double> const& data, normal const& before) {
+  out->functions.push_back([&pair](const arma::Mat<double>& data, const normal& before) {
     auto const& b = pair.y.fixed_values;
     arma::Col<double> const slope = b(1) + b(3) * data.col(3);
     arma::Col<double> const rest = data.col(1) - b(0) - b(2) * data.col(2);
@@ -57,13 +57,13 @@ std::shared_ptr<sem::autosolver::solver<sem::autosolver::normal>> solution(TwoEq
 
 // m_i | y_i is normal: precision 1 / v_m + s_i^2 / v_y with s_i the slope of y on m in row i.
 void expect_normal_conditional(step kind) {
-  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, kind == step::slice);
+  const Setting<bool> sampler(sem::sampler_settings::ess_sampler, kind == step::slice);
   TwoEquations pair = mediation();
   pair.build();
   if (kind == step::solved) pair.of_m().addDist(solution(pair), sem::distribution_type::fixed);
   pair.draw_joint();
   arma::Mat<double>& data = pair.world.data;
-  auto const &a = pair.m.fixed_values, &b = pair.y.fixed_values;
+  const auto &a = pair.m.fixed_values, &b = pair.y.fixed_values;
   constexpr arma::uword draws = 50000;
   arma::Mat<double> seen(draws, 3);
   for (arma::uword t = 0; t < draws; ++t) {
@@ -72,13 +72,13 @@ void expect_normal_conditional(step kind) {
   }
   for (arma::uword k = 0; k < 3; ++k) {
     arma::uword const i = pair.m.missing_units(k);
-    double const slope = b(1) + b(3) * data(i, 3);
-    double const rest = data(i, 1) - b(0) - b(2) * data(i, 2);
-    double const variance = 1.0 / (1.0 / 0.8 + slope * slope / 0.5);
-    double const mean = variance * ((a(0) + a(1) * data(i, 2)) / 0.8 + slope * rest / 0.5);
-    arma::Col<double> const x = seen.col(k);
+    const double slope = b(1) + b(3) * data(i, 3);
+    const double rest = data(i, 1) - b(0) - b(2) * data(i, 2);
+    const double variance = 1.0 / (1.0 / 0.8 + slope * slope / 0.5);
+    const double mean = variance * ((a(0) + a(1) * data(i, 2)) / 0.8 + slope * rest / 0.5);
+    const arma::Col<double> x = seen.col(k);
     EXPECT_NEAR(arma::mean(x), mean, 4.5 * error_of_mean(x));
-    arma::Col<double> const square = arma::square(x - mean);
+    const arma::Col<double> square = arma::square(x - mean);
     EXPECT_NEAR(arma::mean(square), variance, 4.5 * error_of_mean(square));
   }
 }
@@ -110,7 +110,7 @@ TEST(Imputation, ASolvedValueStaysInTheRangeOfTheTransformation) {
   pair.draw_joint([](double value) { return value > 0.0; });
   auto solver = std::make_shared<sem::autosolver::solver<normal>>();
   solver->rng = &pair.rng();
-  solver->functions.push_back([](arma::Mat<double> const& data, normal const&) {
+  solver->functions.push_back([](const arma::Mat<double>& data, const normal&) {
     return normal(arma::Col<double>(data.n_rows, arma::fill::zeros), 1.0);
   });
   pair.of_m().addDist(solver, sem::distribution_type::fixed);
@@ -131,15 +131,15 @@ TEST(Imputation, ADistributionNeedsAVarianceForEachMean) {
 
 TEST(Imputation, OnlyCellsOfMissingValuesAreWritten) {
   for (bool slice : {false, true}) {
-    Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+    const Setting<bool> sampler(sem::sampler_settings::ess_sampler, slice);
     TwoEquations pair = mediation();
     pair.build();
     pair.draw_joint();
-    arma::Mat<double> const before = pair.world.data;
+    const arma::Mat<double> before = pair.world.data;
     for (int t = 0; t < 50; ++t) pair.scan();
     for (arma::uword i = 0; i < before.n_rows; ++i)
       for (arma::uword j = 0; j < before.n_cols; ++j) {
-        bool const drawn = j == 9 && arma::any(pair.m.missing_units == i);
+        const bool drawn = j == 9 && arma::any(pair.m.missing_units == i);
         EXPECT_EQ(before(i, j) != pair.world.data(i, j), drawn) << i << ", " << j;
       }
   }
@@ -147,14 +147,14 @@ TEST(Imputation, OnlyCellsOfMissingValuesAreWritten) {
 
 TEST(Imputation, TheKeptResidualFollowsTheNewValues) {
   for (bool slice : {false, true}) {
-    Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+    const Setting<bool> sampler(sem::sampler_settings::ess_sampler, slice);
     TwoEquations pair = mediation();
     pair.transformation = "log(#DATA(0))";
     pair.build();
     pair.draw_joint();
     for (int t = 0; t < 20; ++t) pair.scan();
-    arma::Col<double> const log_m = arma::log(pair.world.data.col(9));
-    arma::Col<double> const expected =
+    const arma::Col<double> log_m = arma::log(pair.world.data.col(9));
+    const arma::Col<double> expected =
         log_m - pair.m.fixed_values(0) - pair.m.fixed_values(1) * pair.world.data.col(2);
     EXPECT_TRUE(arma::approx_equal(arma::Mat<double>(expected), pair.of_m().compute_residual(pair.world.data),
                                    "absdiff", 1e-10));
@@ -171,7 +171,7 @@ TEST(Imputation, ATransformedOutcomeIsReadFromTheDataThatItIsGiven) {
   pair.scan();
   arma::Mat<double> other = pair.world.data;
   other.col(9) *= 2.0;
-  arma::Mat<double> const change =
+  const arma::Mat<double> change =
       pair.of_m().compute_residual(other) - pair.of_m().compute_residual(pair.world.data);
   EXPECT_TRUE(arma::all(arma::vectorise(arma::abs(change - std::log(2.0))) < 1e-12));
 }
@@ -198,8 +198,8 @@ TEST(Imputation, ACompleteTransformedOutcomeIsARegressionOfItsTransform) {
 /// Allocations of 100 scans after the first ten.
 std::size_t allocations_of_scans(TwoEquations& pair, bool slice) {
   // What compares residuals takes room of its own.
-  Setting<bool> const unchecked(sem::Normal::check_residuals, false);
-  Setting<bool> const sampler(sem::sampler_settings::ess_sampler, slice);
+  const Setting<bool> unchecked(sem::Normal::check_residuals, false);
+  const Setting<bool> sampler(sem::sampler_settings::ess_sampler, slice);
   pair.build();
   pair.draw_joint();
   for (int t = 0; t < 10; ++t) pair.scan();
@@ -216,7 +216,7 @@ nesting many_clusters() {
 }
 
 TEST(Imputation, NoAllocationInASteadyScan) {
-  for (char const* transformation : {"", "log(#DATA(0))", "sqrt(#DATA(0))"}) {
+  for (const char* transformation : {"", "log(#DATA(0))", "sqrt(#DATA(0))"}) {
     for (bool slice : {false, true}) {
       TwoEquations pair(2, many_clusters(), 73);
       pair.transformation = transformation;

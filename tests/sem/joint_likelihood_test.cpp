@@ -40,35 +40,35 @@ struct dense_unit {
 /// The state of a chain, taken apart.
 class dense_state {
  public:
-  dense_state(small_run const& run, sem::Mcmc const& chain) : run_(run), chain_(chain) {
+  dense_state(const small_run& run, const sem::Mcmc& chain) : run_(run), chain_(chain) {
     for (unsigned i = 0; i < chain.outcomes()->n_outcomes(); ++i) {
-      sem::estimator::Outcome const& model = chain.outcomes()->outcome(i);
-      normals_.push_back(dynamic_cast<Normal const*>(&model));
+      const sem::estimator::Outcome& model = chain.outcomes()->outcome(i);
+      normals_.push_back(dynamic_cast<const Normal*>(&model));
       if (model.type == data::type::phantom) scores_.emplace_back(model.y(0), model.params()(0));
     }
   }
 
   /// The cells and effects of the given equations in one unit of the highest level.
-  dense_unit unit(std::vector<std::size_t> const& equations, index top) const {
+  dense_unit unit(const std::vector<std::size_t>& equations, index top) const {
     dense_unit out;
     for (std::size_t m : equations) add_equation(out, m, top);
     return out;
   }
 
-  double marginal(dense_unit const& at) const {
+  double marginal(const dense_unit& at) const {
     arma::mat const C = covariance(at.variables);
     arma::mat W(at.cells.size(), at.variables.size(), arma::fill::zeros);
     arma::vec r(at.cells.size());
     for (index k = 0; k < r.n_elem; ++k) {
       W(k, at.cells[k].residual) = 1;
-      for (auto const& [effect, z] : at.cells[k].effects) W(k, effect) = z;
+      for (const auto& [effect, z] : at.cells[k].effects) W(k, effect) = z;
       r(k) = at.cells[k].r;
     }
     return log_normal(r, W * C * W.t());
   }
 
   /// log p(residuals, effects) - log p(effects).
-  double conditional(dense_unit const& at) const {
+  double conditional(const dense_unit& at) const {
     arma::mat const C = covariance(at.variables);
     std::vector<index> effects;
     for (index v = 0; v < at.variables.size(); ++v)
@@ -78,7 +78,7 @@ class dense_state {
     for (index k = 0; k < effects.size(); ++k) x(k) = at.variables[effects[k]].value;
     for (index k = 0; k < at.cells.size(); ++k) {
       double e = at.cells[k].r;
-      for (auto const& [effect, z] : at.cells[k].effects) e -= z * at.variables[effect].value;
+      for (const auto& [effect, z] : at.cells[k].effects) e -= z * at.variables[effect].value;
       x(effects.size() + k) = e;
       both.push_back(at.cells[k].residual);
     }
@@ -87,17 +87,17 @@ class dense_state {
   }
 
  private:
-  static double log_normal(arma::vec const& x, arma::mat const& V) {
+  static double log_normal(const arma::vec& x, const arma::mat& V) {
     return x.is_empty() ? 0.0 : dense_log_normal(x, arma::vec(x.n_elem, arma::fill::zeros), V);
   }
 
   void add_equation(dense_unit& out, std::size_t m, index top) const {
-    Normal const& model = *normals_.at(m);
-    auto const& working = chain_.working();
-    unsigned const highest = working.n_levels() - 1;
+    const Normal& model = *normals_.at(m);
+    const auto& working = chain_.working();
+    const unsigned highest = working.n_levels() - 1;
     std::vector<std::vector<index>> at(model.n_levels);  // the first variable of each cluster
     for (unsigned L = 0; L < model.n_levels; ++L) {
-      unsigned const level = model.level + 1 + L;
+      const unsigned level = model.level + 1 + L;
       for (index c = 0; c < working.n_units(level); ++c) {
         at[L].push_back(out.variables.size());
         if (working.units(highest)(working.first_rows(level)(c)) != top) continue;
@@ -105,16 +105,16 @@ class dense_state {
           out.variables.push_back({m, L + 1, j, c, model.u[L](c, j)});
       }
     }
-    arma::mat const& data = working.data;
+    const arma::mat& data = working.data;
     for (index i = 0; i < model.n_units; ++i) {
-      index const row = working.first_rows(model.level)(i);
+      const index row = working.first_rows(model.level)(i);
       // The rows were given in the order of their clusters.
       if (working.units(highest)(row) != top || std::isnan(run_.data(row, model.y(0)))) continue;
       cell one{out.variables.size(), {}, data(row, model.y(0))};
       out.variables.push_back({m, 0, 0, i, 0.0});
       for (index j = 0; j < model.x.n_elem; ++j) one.r -= model.betas()(j) * data(row, model.x(j));
       for (unsigned L = 0; L < model.n_levels; ++L) {
-        index const c = working.units(model.level + 1 + L)(row);
+        const index c = working.units(model.level + 1 + L)(row);
         for (index j = 0; j < model.z[L].n_elem; ++j)
           one.effects.emplace_back(at[L][c] + j, data(row, model.z[L](j)));
       }
@@ -127,35 +127,35 @@ class dense_state {
   }
 
   /// The element of this end in its equation that the scores in a column enter, or -1.
-  int entered(variable const& v, index column) const {
-    auto const& terms = normals_[v.model]->part(v.place).loadings.terms();
-    for (auto const& term : terms)
+  int entered(const variable& v, index column) const {
+    const auto& terms = normals_[v.model]->part(v.place).loadings.terms();
+    for (const auto& term : terms)
       if (term.column == column) return static_cast<int>(term.effect);
     return -1;
   }
 
-  double covariance(variable const& a, variable const& b) const {
-    unsigned const level = normals_[a.model]->level + a.place;
+  double covariance(const variable& a, const variable& b) const {
+    const unsigned level = normals_[a.model]->level + a.place;
     if (level != normals_[b.model]->level + b.place || a.unit != b.unit) return 0.0;
     arma::mat const A = S(a.model, a.place), B = S(b.model, b.place);
     if (a.model == b.model) return A(a.effect, b.effect);
-    for (auto const& [column, rho] : scores_)
+    for (const auto& [column, rho] : scores_)
       if (entered(a, column) == static_cast<int>(a.effect) &&
           entered(b, column) == static_cast<int>(b.effect))
         return rho * std::sqrt(A(a.effect, a.effect) * B(b.effect, b.effect));
     return 0.0;
   }
 
-  arma::mat covariance(std::vector<variable> const& all) const {
+  arma::mat covariance(const std::vector<variable>& all) const {
     arma::mat out(all.size(), all.size());
     for (index i = 0; i < all.size(); ++i)
       for (index j = 0; j < all.size(); ++j) out(i, j) = covariance(all[i], all[j]);
     return out;
   }
 
-  small_run const& run_;
-  sem::Mcmc const& chain_;
-  std::vector<Normal const*> normals_;            ///< null for a phantom
+  const small_run& run_;
+  const sem::Mcmc& chain_;
+  std::vector<const Normal*> normals_;            ///< null for a phantom
   std::vector<std::pair<index, double>> scores_;  ///< column and correlation
 };
 
@@ -167,7 +167,7 @@ class JointLikelihood : public testing::Test {
   }
   void TearDown() override { sem::defaults::optimize_models = old_; }
 
-  static std::size_t place_of(small_run const& run, std::string const& name) {
+  static std::size_t place_of(const small_run& run, const std::string& name) {
     for (std::size_t i = 0; i < run.models.size(); ++i)
       if (run.models[i].kind() != model::kind::phantom && run.models[i].name() == name) return i;
     throw error_debug("No equation " + name);
@@ -175,24 +175,24 @@ class JointLikelihood : public testing::Test {
 
   /// After some scans, the cubes of a few more are those of dense algebra: one density for the equations
   /// `tied`, one for each of `alone`, 0 for the others.
-  static void expect_dense(small_run& run, std::vector<std::string> const& tied,
-                           std::vector<std::string> const& alone = {}) {
+  static void expect_dense(small_run& run, const std::vector<std::string>& tied,
+                           const std::vector<std::string>& alone = {}) {
     prepare(run);
     auto chain = run.chain(Random(5, 1), {1, 1});
     std::vector<std::size_t> together;
-    for (std::string const& name : tied) together.push_back(place_of(run, name));
+    for (const std::string& name : tied) together.push_back(place_of(run, name));
     std::vector<std::vector<std::size_t>> sets = {together};
-    for (std::string const& name : alone) sets.push_back({place_of(run, name)});
+    for (const std::string& name : alone) sets.push_back({place_of(run, name)});
     for (int scan = 0; scan < 5; ++scan) {
       for (int i = 0; i < 3; ++i) chain->oneRep();
       arma::cube const found = chain->getLikelihoods();
       ASSERT_EQ(found.n_slices, run.models.size() + 1);
-      dense_state const state(run, *chain);
+      const dense_state state(run, *chain);
       arma::cube expected(arma::size(found), arma::fill::zeros);
-      for (auto const& set : sets) {
+      for (const auto& set : sets) {
         std::size_t const first = *std::min_element(set.begin(), set.end());
         for (index c = 0; c < found.n_rows; ++c) {
-          dense_unit const unit = state.unit(set, c);
+          const dense_unit unit = state.unit(set, c);
           expected(c, 0, first) = state.marginal(unit);
           expected(c, 1, first) = state.conditional(unit);
         }
@@ -209,11 +209,11 @@ class JointLikelihood : public testing::Test {
     std::vector<arma::rowvec> rows;
     double g = 0;
     for (int t = 0; t < 3; ++t) {
-      double const top = rng.rnorm();
+      const double top = rng.rnorm();
       for (int c = 0; c < 2 + t % 2; ++c, ++g) {
-        double const middle = rng.rnorm(), w = rng.rnorm() + middle + 0.5 * top;
+        const double middle = rng.rnorm(), w = rng.rnorm() + middle + 0.5 * top;
         for (int i = 0; i < 2 + (c + t) % 3; ++i) {
-          double const x = rng.rnorm(), e = rng.rnorm();
+          const double x = rng.rnorm(), e = rng.rnorm();
           rows.push_back({static_cast<double>(t), g, x + top + middle + e, middle - 0.6 * e + rng.rnorm(),
                           0.4 * e + rng.rnorm(), x, w});
         }
@@ -227,7 +227,7 @@ class JointLikelihood : public testing::Test {
     }
     return out;
   }
-  static inline std::vector<std::string> const names = {"t", "g", "y", "z", "v", "x", "w"};
+  static inline const std::vector<std::string> names = {"t", "g", "y", "z", "v", "x", "w"};
 
  private:
   bool old_ = true;
@@ -285,9 +285,9 @@ TEST_F(JointLikelihood, LeavesOtherEquationsAlone) {
 TEST_F(JointLikelihood, OfOneEquationIsThatOfItsObservedCells) {
   arma::mat data = nested(true);
   data.col(6).replace(data(5, 6), arma::datum::nan);
-  for (std::vector<std::string> const& ids : {std::vector<std::string>{}, {"g"}, {"g", "t"}}) {
+  for (const std::vector<std::string>& ids : {std::vector<std::string>{}, {"g"}, {"g", "t"}}) {
     small_run run(names, data, ids, {"y ~ x", "z ~ 1", "w ~ 1"});
-    index const cells = run.chain(Random(5, 1))->getUnobservedCells();
+    const index cells = run.chain(Random(5, 1))->getUnobservedCells();
     EXPECT_EQ(cells, 3u + 3u + (ids.empty() ? arma::uvec(arma::find_nonfinite(data.col(6))).n_elem : 1u));
     expect_dense(run, {"y"}, {"z", "w"});
   }

@@ -23,7 +23,7 @@ using sem::scan::row_scale;
 constexpr int replications = 20000;
 constexpr int applications = 10;
 
-nesting const small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
+const nesting small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 
 /// A mixed model with everything known, on small unbalanced data.
 struct MixedModel {
@@ -36,7 +36,7 @@ struct MixedModel {
   arma::uword clusters = 9;
 
   explicit MixedModel(arma::uword q) : z(arma::Col<arma::uword>{0, 3, 4}.head(q)) {
-    arma::Mat<double> const full = {{1.0, 0.3, -0.2}, {0.3, 0.6, 0.1}, {-0.2, 0.1, 0.4}};
+    const arma::Mat<double> full = {{1.0, 0.3, -0.2}, {0.3, 0.6, 0.1}, {-0.2, 0.1, 0.4}};
     Sigma = full.submat(0, 0, q - 1, q - 1);
     b = b.t();
     variance.set_size(world.data.n_rows);
@@ -47,7 +47,7 @@ struct MixedModel {
     return rng.randn(static_cast<int>(clusters), static_cast<int>(z.n_elem)) * arma::chol(Sigma);
   }
 
-  void draw_y(arma::Mat<double> const& u, Random& rng) {
+  void draw_y(const arma::Mat<double>& u, Random& rng) {
     for (arma::uword i = 0; i < world.data.n_rows; ++i) {
       double y = std::sqrt(variance(i)) * rng.rnorm();
       for (arma::uword j = 0; j < x.n_elem; ++j) y += world.data(i, x(j)) * b(j);
@@ -56,7 +56,7 @@ struct MixedModel {
     }
   }
 
-  std::unique_ptr<sem::scan::equation_scan> scan(bool y_static, coefficient_prior const& prior = {}) const {
+  std::unique_ptr<sem::scan::equation_scan> scan(bool y_static, const coefficient_prior& prior = {}) const {
     sem::scan::equation eq;
     eq.y = 1;
     eq.y_static = y_static;
@@ -70,8 +70,8 @@ struct MixedModel {
 
   /// Functions of effects and data: single effects, also of the clusters of one row, squares, and what ties
   /// them to the data.
-  std::vector<double> functions(arma::Mat<double> const& u) const {
-    auto const& y = world.data.col(1);
+  std::vector<double> functions(const arma::Mat<double>& u) const {
+    const auto& y = world.data.col(1);
     std::vector<double> out = {u(0, 0), u(1, 0), u(8, 0), arma::accu(arma::square(u)), arma::accu(u)};
     out.push_back(u(1, 0) * y(5));
     out.push_back(u(2, u.n_cols - 1) * y(6));
@@ -101,12 +101,12 @@ void effects_leave_joint(arma::uword q, bool products, row_scale::form form, std
     for (arma::uword i = 0; i < m.variance.n_elem; ++i)
       m.variance(i) = form == row_scale::form::per_cluster ? by_cluster(m.world.units[1](i))
                                                            : 0.2 + 0.05 * static_cast<double>(i);
-  arma::Col<double> const of_cluster = 1.0 / by_cluster, of_row = 1.0 / m.variance;
-  row_scale const scale = form == row_scale::form::one ? row_scale(0.7)
+  const arma::Col<double> of_cluster = 1.0 / by_cluster, of_row = 1.0 / m.variance;
+  const row_scale scale = form == row_scale::form::one ? row_scale(0.7)
                           : form == row_scale::form::per_cluster
                               ? row_scale::per_cluster(of_cluster, m.world.units[1])
                               : row_scale::per_row(of_row);
-  arma::Mat<double> const precision = arma::inv_sympd(m.Sigma);
+  const arma::Mat<double> precision = arma::inv_sympd(m.Sigma);
   Samples fresh, after;
   for (int rep = 0; rep < replications; ++rep) {
     arma::Mat<double> u = m.draw_u(rng);
@@ -145,8 +145,8 @@ TEST(KernelInvariance, RandomEffectsWithVariancesOfClustersAndRows) {
 TEST(KernelInvariance, RandomEffectsAroundAGivenMean) {
   MixedModel m(2);
   Random rng(130, 1U);
-  arma::Mat<double> const precision = arma::inv_sympd(m.Sigma);
-  arma::Mat<double> const mu = Random(9).randn(static_cast<int>(m.clusters), 2);
+  const arma::Mat<double> precision = arma::inv_sympd(m.Sigma);
+  const arma::Mat<double> mu = Random(9).randn(static_cast<int>(m.clusters), 2);
   Samples fresh, after;
   for (int rep = 0; rep < replications; ++rep) {
     arma::Mat<double> u = mu + m.draw_u(rng);
@@ -168,22 +168,22 @@ TEST(KernelInvariance, RandomEffectsAroundAGivenMean) {
 /// A draw of b minus its conditional mean, in units of the Cholesky factor of its covariance, is standard
 /// normal, whatever the data.
 void coefficients_are_normal(bool products, row_scale::form form, std::uint32_t seed,
-                             coefficient_prior const& prior = {}) {
+                             const coefficient_prior& prior = {}) {
   MixedModel m(2);
   Random rng(seed, 1U);
   if (form == row_scale::form::per_row)
     for (arma::uword i = 0; i < m.variance.n_elem; ++i) m.variance(i) = 0.2 + 0.05 * static_cast<double>(i);
-  arma::Col<double> const of_row = 1.0 / m.variance;
-  row_scale const scale = form == row_scale::form::one ? row_scale(0.7) : row_scale::per_row(of_row);
-  arma::Mat<double> const X = m.world.data.cols(m.x);
-  arma::Mat<double> const W = arma::diagmat(1.0 / m.variance);
+  const arma::Col<double> of_row = 1.0 / m.variance;
+  const row_scale scale = form == row_scale::form::one ? row_scale(0.7) : row_scale::per_row(of_row);
+  const arma::Mat<double> X = m.world.data.cols(m.x);
+  const arma::Mat<double> W = arma::diagmat(1.0 / m.variance);
   arma::Mat<double> precision = X.t() * W * X;
   arma::Col<double> of_prior(3);
   for (arma::uword j = 0; j < 3; ++j) {
     precision(j, j) += prior.precision(j);
     of_prior(j) = prior.precision(j) * prior.mean(j);
   }
-  arma::Mat<double> const root = arma::chol(precision);
+  const arma::Mat<double> root = arma::chol(precision);
   std::vector<std::vector<double>> pivots(3);
   for (int rep = 0; rep < replications; ++rep) {
     std::vector<arma::Mat<double>> u = {m.draw_u(rng)};
@@ -198,11 +198,11 @@ void coefficients_are_normal(bool products, row_scale::form form, std::uint32_t 
     for (arma::uword i = 0; i < r.n_elem; ++i)
       for (arma::uword j = 0; j < m.z.n_elem; ++j)
         r(i) -= m.world.data(i, m.z(j)) * u[0](m.world.units[1](i), j);
-    arma::Col<double> const pivot = root * (b - arma::solve(precision, X.t() * W * r + of_prior));
+    const arma::Col<double> pivot = root * (b - arma::solve(precision, X.t() * W * r + of_prior));
     for (arma::uword j = 0; j < 3; ++j) pivots[j].push_back(pivot(j));
   }
-  auto const cdf = [](double x) { return boost::math::cdf(boost::math::normal(), x); };
-  for (auto const& pivot : pivots) EXPECT_LT(kolmogorov(pivot, cdf), 2.9);
+  const auto cdf = [](double x) { return boost::math::cdf(boost::math::normal(), x); };
+  for (const auto& pivot : pivots) EXPECT_LT(kolmogorov(pivot, cdf), 2.9);
 }
 
 TEST(KernelInvariance, CoefficientsUnderAFlatPrior) {
@@ -212,7 +212,7 @@ TEST(KernelInvariance, CoefficientsUnderAFlatPrior) {
 }
 
 TEST(KernelInvariance, CoefficientsUnderANormalPrior) {
-  auto const prior = coefficient_prior::of_each({0.0, 20.0, 5.0}, {0.0, 1.5, -1.0});
+  const auto prior = coefficient_prior::of_each({0.0, 20.0, 5.0}, {0.0, 1.5, -1.0});
   coefficients_are_normal(false, row_scale::form::one, 143, prior);
   coefficients_are_normal(true, row_scale::form::one, 144, prior);
   coefficients_are_normal(false, row_scale::form::per_row, 145, prior);
@@ -222,8 +222,8 @@ TEST(KernelInvariance, CoefficientsUnderANormalPrior) {
 TEST(KernelInvariance, VarianceUnderTheProperPrior) {
   Random rng(150, 1U);
   Samples fresh, after;
-  int const n = 20;
-  auto functions = [](double precision, arma::Mat<double> const& e) {
+  const int n = 20;
+  auto functions = [](double precision, const arma::Mat<double>& e) {
     double const ss = arma::accu(arma::square(e));
     return std::vector<double>{std::log(precision), precision * ss, std::log(ss), e(0)};
   };
@@ -231,7 +231,7 @@ TEST(KernelInvariance, VarianceUnderTheProperPrior) {
     double precision = rng.rgamma(1.0, 2.0);
     fresh.add(functions(precision, rng.randn(n, 1) / std::sqrt(precision)));
     precision = rng.rgamma(1.0, 2.0);
-    arma::Mat<double> const e = rng.randn(n, 1) / std::sqrt(precision);
+    const arma::Mat<double> e = rng.randn(n, 1) / std::sqrt(precision);
     for (int t = 0; t < applications; ++t)
       precision = sem::scan::draw_precision(1, n, arma::accu(arma::square(e)), rng);
     after.add(functions(precision, e));
@@ -243,22 +243,22 @@ TEST(KernelInvariance, VarianceUnderTheImproperPriorsIsScaledChiSquared) {
   Random rng(151, 1U);
   for (int prior : {2, 3}) {
     boost::math::chi_squared const reference(prior == 2 ? 18.0 : 20.0);
-    auto const values = sample(20000, [&] { return 7.5 * sem::scan::draw_precision(prior, 20.0, 7.5, rng); });
+    const auto values = sample(20000, [&] { return 7.5 * sem::scan::draw_precision(prior, 20.0, 7.5, rng); });
     EXPECT_LT(kolmogorov(values, [&](double x) { return boost::math::cdf(reference, x); }), 2.9) << prior;
   }
 }
 
 TEST(KernelInvariance, CovarianceUnderTheProperPrior) {
   Random rng(160, 1U);
-  int const n = 9;
+  const int n = 9;
   for (int q : {1, 2, 3}) {
-    auto const uq = static_cast<arma::uword>(q);
-    arma::Mat<double> const I = arma::eye(uq, uq);
+    const auto uq = static_cast<arma::uword>(q);
+    const arma::Mat<double> I = arma::eye(uq, uq);
     auto prior_draw = [&] {
       if (q == 1) return arma::Mat<double>(1, 1, arma::fill::value(1.0 / rng.rgamma(1.0, 2.0)));
       return arma::Mat<double>(arma::inv_sympd(rng.rwish(q + 1, I)));
     };
-    auto functions = [&](arma::Mat<double> const& Sigma, arma::Mat<double> const& u) {
+    auto functions = [&](const arma::Mat<double>& Sigma, const arma::Mat<double>& u) {
       double const a = Sigma(0, 0), d = Sigma(uq - 1, uq - 1);
       return std::vector<double>{std::log(a),
                                  std::log(d),
@@ -275,7 +275,7 @@ TEST(KernelInvariance, CovarianceUnderTheProperPrior) {
       fresh.add(functions(Sigma, rng.randn(n, q) * arma::chol(Sigma)));
       Sigma = prior_draw();
       arma::Mat<double> iSigma = arma::inv_sympd(Sigma);
-      arma::Mat<double> const u = rng.randn(n, q) * arma::chol(Sigma);
+      const arma::Mat<double> u = rng.randn(n, q) * arma::chol(Sigma);
       for (int t = 0; t < applications; ++t) step.draw(1, u, rng, iSigma, Sigma);
       EXPECT_LT(arma::abs(iSigma * Sigma - I).max(), 1e-7);
       after.add(functions(Sigma, u));
@@ -287,13 +287,13 @@ TEST(KernelInvariance, CovarianceUnderTheProperPrior) {
 // tr(S iSigma) is a sum of q independent chi-squared with the degrees of freedom of the Wishart.
 TEST(KernelInvariance, CovarianceUnderTheImproperPriorsHasItsDegreesOfFreedom) {
   Random rng(161, 1U);
-  arma::Mat<double> const u = rng.randn(12, 2);
-  arma::Mat<double> const S = u.t() * u;
+  const arma::Mat<double> u = rng.randn(12, 2);
+  const arma::Mat<double> S = u.t() * u;
   arma::Mat<double> Sigma(2, 2, arma::fill::eye), iSigma(2, 2, arma::fill::eye);
   sem::scan::covariance_step step;
   for (int prior : {2, 3}) {
     boost::math::chi_squared const reference(2.0 * (prior == 2 ? 9.0 : 12.0));
-    auto const values = sample(20000, [&] {
+    const auto values = sample(20000, [&] {
       step.draw(prior, u, rng, iSigma, Sigma);
       return arma::trace(S * iSigma);
     });
@@ -304,8 +304,8 @@ TEST(KernelInvariance, CovarianceUnderTheImproperPriorsHasItsDegreesOfFreedom) {
 TEST(KernelInvariance, MissingOutcomes) {
   MixedModel m(2);
   Random rng(170, 1U);
-  arma::Col<arma::uword> const missing = {0, 5, 13, 30};
-  auto functions = [&](arma::Mat<double> const& u) {
+  const arma::Col<arma::uword> missing = {0, 5, 13, 30};
+  auto functions = [&](const arma::Mat<double>& u) {
     auto const& y = m.world.data.col(1);
     return std::vector<double>{y(0), y(5), y(13) * u(3, 0), y(30) * u(7, 1), y(5) * y(0), y(0) * y(1)};
   };

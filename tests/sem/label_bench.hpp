@@ -8,11 +8,11 @@
 
 #include "evaluate/value.hpp"
 #include "scan_world.hpp"
-#include "sem/ensemble/labels.hpp"
-#include "sem/phantoms/phantom_links.hpp"
 #include "sem/ensemble/factory.hpp"
+#include "sem/ensemble/labels.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/phantoms/phantom.hpp"
+#include "sem/phantoms/phantom_links.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::tests {
@@ -29,9 +29,9 @@ class label_bench {
   std::vector<sem::drawn_label> labels;
 
   /// With `changing` the data may be written between scans, so that nothing of them is kept.
-  label_bench(std::vector<std::string> const& names, arma::mat const& columns,
-              std::vector<std::string> const& ids, std::vector<std::string> const& statements,
-              std::vector<std::string> const& parameters, sem::priors prior, std::uint32_t seed,
+  label_bench(const std::vector<std::string>& names, const arma::mat& columns,
+              const std::vector<std::string>& ids, const std::vector<std::string>& statements,
+              const std::vector<std::string>& parameters, sem::priors prior, std::uint32_t seed,
               bool changing)
       : run(with_scores(small_run(names, columns, ids, statements, parameters))),
         estimator(seed),
@@ -53,29 +53,29 @@ class label_bench {
     context.mutable_columns.assign(working.data.n_cols, changing_);
     labels.clear();
     models.clear();
-    for (Model const& model : run.models) models.push_back(sem::make_outcome(model, context));
+    for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
     sem::link_phantoms(run.models, models, working.data);
     labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
   }
 
   /// The equation of an outcome.
-  sem::Normal& equation(std::string const& outcome) const {
+  sem::Normal& equation(const std::string& outcome) const {
     for (std::size_t i = 0; i < models.size(); ++i) {
       if (run.models[i].name() == outcome) return dynamic_cast<sem::Normal&>(*models[i]);
     }
     throw std::out_of_range(outcome);
   }
-  sem::drawn_label& label(std::string const& name) {
+  sem::drawn_label& label(const std::string& name) {
     for (sem::drawn_label& l : labels) {
       if (l.name == name) return l;
     }
     throw std::out_of_range(name);
   }
-  double cell(std::string const& name) const { return cells.at(name).cell->eval(); }
+  double cell(const std::string& name) const { return cells.at(name).cell->eval(); }
   arma::mat& data() { return working.data; }
 
   /// The outcome of an equation from the equation, at its current parameters.
-  void draw_outcome(std::string const& outcome) {
+  void draw_outcome(const std::string& outcome) {
     sem::Normal& model = equation(outcome);
     arma::mat const fitted = model.compute_predicted(data());
     for (arma::uword i = 0; i < fitted.n_elem; ++i)
@@ -84,7 +84,7 @@ class label_bench {
 
   /// The k-th correlation that a phantom carries, counted from 0 in the order of the list.
   sem::Phantom& phantom(std::size_t k) const {
-    for (auto const& model : models) {
+    for (const auto& model : models) {
       auto* found = dynamic_cast<sem::Phantom*>(model.get());
       if (found != nullptr && k-- == 0) return *found;
     }
@@ -94,7 +94,7 @@ class label_bench {
  private:
   /// Columns for the scores of phantoms, as the preparation of the data makes them.
   static small_run with_scores(small_run run) {
-    for (auto const& v : run.vars.variables) {
+    for (const auto& v : run.vars.variables) {
       if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
       v->column = static_cast<unsigned>(run.data.n_cols);
       run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::zeros));
@@ -102,10 +102,10 @@ class label_bench {
     return run;
   }
 
-  static std::vector<arma::uword> id_columns(std::vector<std::string> const& names,
-                                             std::vector<std::string> const& ids) {
+  static std::vector<arma::uword> id_columns(const std::vector<std::string>& names,
+                                             const std::vector<std::string>& ids) {
     std::vector<arma::uword> out;
-    for (std::string const& id : ids) {
+    for (const std::string& id : ids) {
       for (arma::uword j = 0; j < names.size(); ++j) {
         if (names[j] == id) out.push_back(j);
       }

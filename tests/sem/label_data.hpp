@@ -25,13 +25,13 @@ inline arma::mat columns(arma::uword n = 30, std::uint32_t seed = 9) {
 }
 
 /// Row of a name in the report column.
-inline arma::uword row_of(small_run const& run, std::string const& outcome, std::string const& row) {
+inline arma::uword row_of(const small_run& run, const std::string& outcome, const std::string& row) {
   arma::uword at = 0;
-  for (Model const& model : run.models) {
+  for (const Model& model : run.models) {
     std::vector<std::string> rows = model.parameters();
-    for (std::string const& extra : model.standardized()) rows.push_back(extra);
-    for (std::string const& extra : model.rsquare()) rows.push_back(extra);
-    for (std::string const& name : rows) {
+    for (const std::string& extra : model.standardized()) rows.push_back(extra);
+    for (const std::string& extra : model.rsquare()) rows.push_back(extra);
+    for (const std::string& name : rows) {
       if (model.name() == outcome && name == row) return at;
       ++at;
     }
@@ -47,7 +47,7 @@ inline void tune(sem::Mcmc& chain) {
   }
 }
 
-inline void expect_mean(arma::rowvec const& series, double mean, double variance) {
+inline void expect_mean(const arma::rowvec& series, double mean, double variance) {
   EXPECT_NEAR(arma::mean(series), mean, 5.0 * mean_error(series));
   const arma::rowvec squares = arma::square(series - mean);
   EXPECT_NEAR(arma::mean(squares), variance, 5.0 * mean_error(squares));

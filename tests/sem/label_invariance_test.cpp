@@ -39,7 +39,7 @@ struct Experiment {
   void draw_joint() {
     if (rebuild) bench.build();
     Random& rng = bench.estimator.random;
-    for (std::string const& name : outcomes) {
+    for (const std::string& name : outcomes) {
       sem::Normal& model = bench.equation(name);
       if (model.estimate_resid) model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
       for (unsigned L = 0; L < model.n_levels; ++L) {
@@ -49,17 +49,17 @@ struct Experiment {
         for (double& u : model.u[L]) u = std::sqrt(model.Sigma[L](0, 0)) * rng.rnorm();
       }
     }
-    for (auto const& [name, draw] : priors) bench.label(name).constraint->write(draw(rng));
-    for (std::string const& name : outcomes) bench.draw_outcome(name);
+    for (const auto& [name, draw] : priors) bench.label(name).constraint->write(draw(rng));
+    for (const std::string& name : outcomes) bench.draw_outcome(name);
     if (rebuild) keep_state();
   }
 
   /// The models are made for data that stand: once more at the new outcomes, with the same state.
   void keep_state() {
     std::vector<double> values;
-    for (auto const& [name, draw] : priors) values.push_back(bench.label(name).constraint->value);
+    for (const auto& [name, draw] : priors) values.push_back(bench.label(name).constraint->value);
     std::vector<arma::vec> states;
-    for (std::string const& name : outcomes) states.push_back(bench.equation(name).params());
+    for (const std::string& name : outcomes) states.push_back(bench.equation(name).params());
     bench.build();
     for (std::size_t k = 0; k < outcomes.size(); ++k) bench.equation(outcomes[k]).addStarts(states[k]);
     for (std::size_t k = 0; k < priors.size(); ++k) bench.label(priors[k].first).constraint->write(values[k]);
@@ -67,24 +67,24 @@ struct Experiment {
 
   std::vector<double> functions() {
     std::vector<double> out;
-    for (auto const& [name, draw] : priors) {
+    for (const auto& [name, draw] : priors) {
       const double value = bench.label(name).constraint->value;
       out.push_back(value);
-      for (std::string const& outcome : outcomes) {
+      for (const std::string& outcome : outcomes) {
         sem::Normal& model = bench.equation(outcome);
         const arma::vec y = bench.data().col(model.y(0));
         out.push_back(value * arma::dot(y, bench.data().col(1)));
         out.push_back(value * arma::dot(y, bench.data().col(3)));
       }
     }
-    for (std::string const& outcome : outcomes) {
+    for (const std::string& outcome : outcomes) {
       sem::Normal& model = bench.equation(outcome);
       const arma::mat e = model.compute_residual(bench.data());
       out.push_back(std::log(model.sigma2));
       out.push_back(std::log(arma::accu(arma::square(e)) / model.sigma2));
       out.push_back(arma::dot(e, bench.data().col(1)) / std::sqrt(model.sigma2));
       out.push_back(arma::dot(e, bench.data().col(3)) / std::sqrt(model.sigma2));
-      for (arma::mat const& Sigma : model.Sigma) {
+      for (const arma::mat& Sigma : model.Sigma) {
         if (!Sigma.is_empty()) out.push_back(std::log(Sigma(0, 0)));
       }
     }
@@ -92,7 +92,7 @@ struct Experiment {
   }
 
   void scan() {
-    for (auto const& model : bench.models) model->draw(bench.data());
+    for (const auto& model : bench.models) model->draw(bench.data());
     for (sem::drawn_label& label : bench.labels) label.constraint->draw(bench.data());
   }
 
@@ -121,7 +121,7 @@ struct Experiment {
   }
 };
 
-Experiment make(std::vector<std::string> const& statements, std::vector<std::string> const& parameters,
+Experiment make(const std::vector<std::string>& statements, const std::vector<std::string>& parameters,
                 std::vector<std::pair<std::string, prior_draw>> priors, std::vector<std::string> outcomes,
                 std::uint32_t seed, bool rebuild = false) {
   return {label_bench(names, columns(), {}, statements, parameters, {1, 1}, seed, !rebuild),
@@ -156,7 +156,7 @@ TEST(LabelInvariance, TwoPlacesOfOneModelWithEachPrior) {
       {"truncate(-1, 1)", [](Random& rng) { return -1.0 + 2.0 * rng.runif(); }},
   };
   std::uint32_t seed = 300;
-  for (auto const& [text, draw] : families) {
+  for (const auto& [text, draw] : families) {
     SCOPED_TRACE(text);
     Experiment e = make({"y ~ 1@0.5 x@a z@a"}, {"a ~ " + text}, {{"a", draw}}, {"y"}, ++seed);
     e.expect_invariant(0.5);

@@ -27,30 +27,30 @@ struct planned {
   small_run run;
   std::vector<planned_label> labels;
 
-  planned(std::vector<std::string> const& statements, std::vector<std::string> const& parameters)
+  planned(const std::vector<std::string>& statements, const std::vector<std::string>& parameters)
       : run(names, columns(), {"school"}, statements, parameters), labels(plan_labels(run.models)) {}
 
-  planned_label const& at(std::string const& key) const {
+  const planned_label& at(const std::string& key) const {
     const auto found =
-        std::find_if(labels.begin(), labels.end(), [&](planned_label const& l) { return l.key == key; });
+        std::find_if(labels.begin(), labels.end(), [&](const planned_label& l) { return l.key == key; });
     if (found == labels.end()) throw std::out_of_range(key);
     return *found;
   }
-  std::vector<std::string> followers(std::string const& key) const {
+  std::vector<std::string> followers(const std::string& key) const {
     std::vector<std::string> out;
     for (unsigned i : at(key).followers) out.push_back(run.models[i].name());
     return out;
   }
 };
 
-std::string failure(std::vector<std::string> const& statements, std::vector<std::string> const& parameters) {
+std::string failure(const std::vector<std::string>& statements, const std::vector<std::string>& parameters) {
   return small_run(names, columns(), {"school"}, statements, parameters).failure();
 }
 
 TEST(LabelPlan, OnePlaceStaysWithItsModel) {
   const planned plan({"y ~ x@B z | 1@v", "y ~~ y@s"}, {"g = b + v + s + y.totalvar"});
   ASSERT_EQ(plan.labels.size(), 3u);
-  for (planned_label const& label : plan.labels) {
+  for (const planned_label& label : plan.labels) {
     EXPECT_EQ(label.role, label_role::handle) << label.name;
     EXPECT_EQ(label.appearances, 1u) << label.name;
     EXPECT_EQ(label.places.size(), 1u) << label.name;
@@ -107,7 +107,7 @@ TEST(LabelPlan, WhatALabelCannotBe) {
   try {
     failure({"y ~ x@a | 1@v", "m ~ x | 1@v"}, {});
     FAIL() << "accepted";
-  } catch (error const& e) {
+  } catch (const error& e) {
     EXPECT_EQ(e.what(), twice);
   }
 }
@@ -117,7 +117,7 @@ TEST(LabelPlan, CorrelationsAndVariancesOfBlocksFollowNothing) {
   try {
     plan_labels(block.models);
     FAIL() << "accepted";
-  } catch (error const& e) {
+  } catch (const error& e) {
     EXPECT_STREQ(
         e.what(),
         "ERROR: Cannot set variances to a computed parameter with multivariate models.\n       Phantom "
@@ -127,7 +127,7 @@ TEST(LabelPlan, CorrelationsAndVariancesOfBlocksFollowNothing) {
   try {
     plan_labels(correlation.models);
     FAIL() << "accepted";
-  } catch (error const& e) {
+  } catch (const error& e) {
     EXPECT_STREQ(
         e.what(),
         "ERORR: Cannot fix a correlation to a computed value.\n       Problem specification: 'r = a / 10'");
@@ -140,7 +140,7 @@ TEST(LabelPlan, AComputedParameterMayReadACorrelationThatAPhantomCarries) {
   const small_run run(names, columns(), {}, {"y ~ x@d", "m ~ x", "y <-> m@r"}, {"d = r / 10"});
   defaults::optimize_models = blocks;
   bool follows = false;
-  for (planned_label const& label : plan_labels(run.models))
+  for (const planned_label& label : plan_labels(run.models))
     follows = follows ||
               (label.name == "r" && label.role == label_role::correlation && label.followers.size() == 1);
   EXPECT_TRUE(follows);

@@ -43,8 +43,8 @@ struct CorrelationExperiment {
   std::vector<std::string> outcomes;
   std::size_t n_phantoms;
 
-  CorrelationExperiment(std::vector<std::string> const& statements,
-                        std::vector<std::string> const& parameters, prior_draw r,
+  CorrelationExperiment(const std::vector<std::string>& statements,
+                        const std::vector<std::string>& parameters, prior_draw r,
                         std::vector<std::pair<std::string, prior_draw>> more, std::vector<std::string> order,
                         std::uint32_t seed, std::size_t phantoms = 1)
       : bench(names, columns(), {}, statements, parameters, {1, 1}, seed, true),
@@ -55,31 +55,31 @@ struct CorrelationExperiment {
 
   void draw_joint() {
     Random& rng = bench.estimator.random;
-    for (std::string const& name : outcomes) {
+    for (const std::string& name : outcomes) {
       sem::Normal& model = bench.equation(name);
       if (model.estimate_resid) model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
     }
-    for (auto const& [name, draw] : others) bench.label(name).constraint->write(draw(rng));
+    for (const auto& [name, draw] : others) bench.label(name).constraint->write(draw(rng));
     bench.phantom(0).rho.write(prior(rng));
     for (std::size_t k = 0; k < n_phantoms; ++k) bench.phantom(k).draw_start(bench.data());
-    for (std::string const& name : outcomes) bench.draw_outcome(name);
+    for (const std::string& name : outcomes) bench.draw_outcome(name);
   }
 
   std::vector<double> functions() {
     std::vector<double> out;
-    double const r = bench.phantom(0).rho.value;
+    const double r = bench.phantom(0).rho.value;
     out.push_back(r);
-    for (auto const& [name, draw] : others) out.push_back(bench.label(name).constraint->value);
+    for (const auto& [name, draw] : others) out.push_back(bench.label(name).constraint->value);
     for (std::size_t k = 0; k < n_phantoms; ++k) {
       EXPECT_EQ(bench.phantom(k).rho.value, r);
       arma::vec const P = bench.data().col(bench.phantom(k).y(0));
       out.insert(out.end(), {P(0), arma::dot(P, P)});
     }
     std::vector<arma::vec> residuals;
-    for (std::string const& name : outcomes) {
-      sem::Normal const& model = bench.equation(name);
+    for (const std::string& name : outcomes) {
+      const sem::Normal& model = bench.equation(name);
       residuals.push_back(model.residual(bench.data()) / std::sqrt(model.sigma2));
-      arma::vec const& e = residuals.back();
+      const arma::vec& e = residuals.back();
       arma::vec const y = bench.data().col(model.y(0));
       out.insert(out.end(), {std::log(model.sigma2), arma::dot(e, e), r * arma::dot(y, bench.data().col(3)),
                              arma::dot(e, bench.data().col(3))});
@@ -89,7 +89,7 @@ struct CorrelationExperiment {
   }
 
   void scan() {
-    for (auto const& model : bench.models) model->draw(bench.data());
+    for (const auto& model : bench.models) model->draw(bench.data());
     for (sem::drawn_label& label : bench.labels) label.constraint->draw(bench.data());
   }
 

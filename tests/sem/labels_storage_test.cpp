@@ -15,20 +15,20 @@ namespace tovik::tests::labels_storage_test {
 namespace {
 
 /// All addresses of parameters of a bench.
-std::vector<void const*> addresses(label_bench& bench) {
-  std::vector<void const*> out;
-  for (auto const& model : bench.models) {
+std::vector<const void*> addresses(label_bench& bench) {
+  std::vector<const void*> out;
+  for (const auto& model : bench.models) {
     out.push_back(model->betas().memptr());
     auto* normal = dynamic_cast<sem::Normal*>(model.get());
     if (normal == nullptr) continue;
     out.push_back(&normal->sigma2);
     for (unsigned L = 0; L < normal->n_levels; ++L)
-      for (arma::mat const* state : {&normal->u[L], &normal->Sigma[L], &normal->iSigma[L]})
+      for (const arma::mat* state : {&normal->u[L], &normal->Sigma[L], &normal->iSigma[L]})
         out.push_back(state->memptr());
   }
-  for (sem::drawn_label const& label : bench.labels)
+  for (const sem::drawn_label& label : bench.labels)
     out.insert(out.end(), label.constraint->links.begin(), label.constraint->links.end());
-  for (auto const& [name, info] : bench.cells) out.push_back(info.cell->get());
+  for (const auto& [name, info] : bench.cells) out.push_back(info.cell->get());
   return out;
 }
 
@@ -44,14 +44,14 @@ TEST(Storage, OfParametersNeverMoves) {
       {"g", "h", "x", "y", "m", "z"}, data, {"g", "h"},
       {"y ~ x@a z@a (x*k) m@d | 1 x", "m ~ x@b z | 1", "y ~~ y@v", "m ~~ m@v", "y[g] <-> m[g]", "y <-> m@r"},
       {"k ~ normal(0.3, 1)", "d = a * b"}, {1, 1}, 12, false);
-  auto const before = addresses(bench);
+  const auto before = addresses(bench);
   EXPECT_GT(before.size(), 25U);
   for (int t = 0; t < 60; ++t) {
-    for (auto const& model : bench.models) model->draw(bench.data());
+    for (const auto& model : bench.models) model->draw(bench.data());
     for (sem::drawn_label& label : bench.labels) label.constraint->draw(bench.data());
     ASSERT_EQ(addresses(bench), before) << "scan " << t;
     if (t % 20 == 19)
-      for (auto const& model : bench.models) model->tune();
+      for (const auto& model : bench.models) model->tune();
   }
 }
 
@@ -61,7 +61,7 @@ TEST(Storage, CellsReadTheReportedState) {
                     {"s = a + b + v"}, {}, 12, false);
   for (int t = 0; t < 5; ++t) {
     bench.models[0]->draw(bench.data());
-    sem::Normal const& y = bench.equation("y");
+    const sem::Normal& y = bench.equation("y");
     EXPECT_EQ(bench.cell("a"), y.betas_(1));
     EXPECT_EQ(bench.cell("b"), y.betas_(2));
     EXPECT_EQ(bench.cell("v"), y.sigma2);
@@ -73,7 +73,7 @@ template <class F>
 std::string message(F f) {
   try {
     f();
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     return e.what();
   }
   return "";
@@ -85,7 +85,7 @@ TEST(Storage, FaultsOfConstraintsAreNamed) {
   Random rng(3);
   sem::estimator::parameterT<double> p;
   p.links = {&a, &b};
-  auto has = [](std::string const& text, char const* part) { return text.find(part) != std::string::npos; };
+  auto has = [](const std::string& text, const char* part) { return text.find(part) != std::string::npos; };
   EXPECT_TRUE(has(message([&] { constraint(&rng, p).ptr(); }), "Not correct length."));
   EXPECT_TRUE(has(message([&] { constraint().ptr(); }), "Not correct length."));
   for (double variance : {-1.0, static_cast<double>(INFINITY), static_cast<double>(NAN)})

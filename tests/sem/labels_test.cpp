@@ -116,7 +116,7 @@ TEST(Labels, GeneratedParametersFollowTheStateThatIsReported) {
                        "s = y.slopevar", "u = y.iceptvar"});
   const auto chain = run.chain(Random(3, 1));
   const arma::mat draw = draws(*chain, 0, 30);
-  const auto at = [&](char const* model, char const* row) { return draw.row(row_of(run, model, row)); };
+  const auto at = [&](const char* model, const char* row) { return draw.row(row_of(run, model, row)); };
   const arma::rowvec b = at("y", "   Fixed : x"), c = at("m", "   Fixed : x"),
                      i = at("y", "   Fixed : Intercept");
   EXPECT_LT(arma::abs(at("g", "   Fixed : g") - (b % c + 1.0)).max(), 1e-12);
@@ -150,8 +150,8 @@ TEST(Labels, RandomEffectVarianceIsReadWhereItStands) {
 }
 
 TEST(Labels, Starts) {
-  const auto start = [](std::vector<std::string> const& statements,
-                        std::vector<std::string> const& parameters, char const* name) {
+  const auto start = [](const std::vector<std::string>& statements,
+                        const std::vector<std::string>& parameters, const char* name) {
     label_bench bench(names, columns(), {}, statements, parameters, {}, 1, false);
     return bench.label(name).constraint->value;
   };
@@ -179,7 +179,7 @@ TEST(Labels, ProposalsHaveTheScaleOfTheParameter) {
   const arma::mat data = bench.run.data;
   const double xx = arma::dot(data.col(1), data.col(1));
   // The intercept goes along with a label: what counts is the spread about the mean.
-  const auto about_mean = [](arma::vec const& v) { return arma::accu(arma::square(v - arma::mean(v))); };
+  const auto about_mean = [](const arma::vec& v) { return arma::accu(arma::square(v - arma::mean(v))); };
   const double ss = about_mean(data.col(1) + data.col(3));
   EXPECT_NEAR(bench.label("b").constraint->variance, 4.0 * 2.0 / ss, 0.01 / ss);
   const double expected = 1.0 / (about_mean(data.col(0)) / 2.0 + xx / bench.equation("m").sigma2);
@@ -198,13 +198,13 @@ TEST(Labels, LikelihoodOfALabelIsThatOfItsModelsOnce) {
   for (bool changing : {false, true}) {
     label_bench bench(names, columns(), {}, {"y ~ x@b z@b (m*b)@1", "m ~ x@c z@b"}, {"c = b * b"}, {}, 1,
                       changing);
-    for (auto const& model : bench.models) model->draw(bench.data());
+    for (const auto& model : bench.models) model->draw(bench.data());
     sem::estimator::constraint& b = *bench.label("b").constraint;
     b.write(0.4);
     EXPECT_EQ(bench.equation("m").betas()(1), 0.4 * 0.4);
     EXPECT_EQ(b.likelihoods.size(), 2u);
     double expected = 0.0;
-    for (char const* outcome : {"y", "m"}) expected += bench.equation(outcome).logLiklihood(bench.data());
+    for (const char* outcome : {"y", "m"}) expected += bench.equation(outcome).logLiklihood(bench.data());
     EXPECT_NEAR(b.log_density(bench.data()), expected, 1e-9);
   }
 }
@@ -279,7 +279,7 @@ TEST(Labels, OneLabelOfTwoCorrelationsIsDrawnByTheFirstPhantom) {
   const Setting<bool> phantoms(sem::defaults::optimize_models, false);
   small_run run(names, columns(), {}, {"y ~ x@a z@a", "m ~ 1", "z ~ 1", "y <-> m@r", "z <-> m@r"},
                 {"r ~ uniform(-0.5, 0.4)", "q = 2 * r"});
-  for (auto const& v : run.vars.variables) {
+  for (const auto& v : run.vars.variables) {
     if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
     v->column = static_cast<unsigned>(run.data.n_cols);
     run.data.insert_cols(run.data.n_cols, arma::vec(30, arma::fill::value(arma::datum::nan)));
@@ -291,7 +291,7 @@ TEST(Labels, OneLabelOfTwoCorrelationsIsDrawnByTheFirstPhantom) {
   EXPECT_GT(arma::stddev(r), 0.02);
   unsigned correlations = 0;
   arma::uword at = 0;
-  for (Model const& model : run.models) {
+  for (const Model& model : run.models) {
     if (model.kind() == model::kind::phantom) {
       ++correlations;
       EXPECT_TRUE(arma::all(draw.row(at) == r)) << model.command();

@@ -12,7 +12,7 @@ namespace {
 
 using columns = arma::Col<arma::uword>;
 
-void expect_products(level_scores& level, columns const& x, columns const& y) {
+void expect_products(level_scores& level, const columns& x, const columns& y) {
   arma::mat const expected = level.data().cols(x).t() * level.data().cols(y);
   EXPECT_LT(arma::abs(level.products(x, y) - expected).max(), 1e-10);
 }
@@ -42,7 +42,7 @@ TEST(LevelScores, ProductsAreThoseOfTheColumnsInTheOrderAskedFor) {
 TEST(LevelScores, ProductsFollowEveryWrite) {
   Filled f;
   expect_products(f.level, f.used, f.used);
-  for (columns const& moved : {columns{3}, columns{6, 0}, columns{0, 2, 3, 5}, columns{5}}) {
+  for (const columns& moved : {columns{3}, columns{6, 0}, columns{0, 2, 3, 5}, columns{5}}) {
     f.level.write(moved, f.rng.randn(20, static_cast<int>(moved.n_elem)));
     expect_products(f.level, {0, 6}, {2, 3});
     expect_products(f.level, f.used, f.used);
@@ -66,20 +66,20 @@ TEST(LevelScores, AColumnThatPredictsNothingIsKeptWithoutProducts) {
   EXPECT_THROW(f.level.products({0}, {9}), error_debug);
 }
 
-void expect_sums(level_scores const& level, unit_groups const& by, arma::uword column) {
+void expect_sums(const level_scores& level, const unit_groups& by, arma::uword column) {
   std::vector<double> expected(by.n, 0.0);
   for (arma::uword i = 0; i < level.n_units(); ++i)
     expected[by.of_unit == nullptr ? 0 : by.of_unit[i]] += level.data()(i, column);
-  double const* const sums = level.sums(by, column);
+  const double* const sums = level.sums(by, column);
   for (arma::uword g = 0; g < by.n; ++g) EXPECT_NEAR(sums[g], expected[g], 1e-12);
 }
 
 TEST(LevelScores, SumsByGroupFollowEveryWrite) {
   Filled f;
   // Groups in any order, one of them without a unit, and the whole.
-  columns const group = {2, 2, 0, 0, 0, 3, 3, 2, 0, 3, 3, 3, 5, 5, 4, 4, 2, 0, 5, 3};
-  unit_groups const some{1, 6, group.memptr()}, all;
-  for (columns const& moved : {columns{3}, columns{6, 0}, columns{5}}) {
+  const columns group = {2, 2, 0, 0, 0, 3, 3, 2, 0, 3, 3, 3, 5, 5, 4, 4, 2, 0, 5, 3};
+  const unit_groups some{1, 6, group.memptr()}, all;
+  for (const columns& moved : {columns{3}, columns{6, 0}, columns{5}}) {
     f.level.write(moved, f.rng.randn(20, static_cast<int>(moved.n_elem)));
     for (arma::uword column : f.used) {
       expect_sums(f.level, some, column);

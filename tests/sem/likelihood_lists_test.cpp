@@ -52,7 +52,7 @@ struct Web {
 
   level_units units() const {
     level_units out;
-    for (auto const& ids : world.units) out.push_back(&ids);
+    for (const auto& ids : world.units) out.push_back(&ids);
     return out;
   }
 };
@@ -60,17 +60,17 @@ struct Web {
 TEST(LikelihoodLists, EveryModelWhoseLikelihoodChangesIsListed) {
   Web web;
   unsigned listed = 0;
-  for (model_ptr const& owner : web.models) {
+  for (const model_ptr& owner : web.models) {
     arma::uword const column = owner->y(0);
-    auto const readers = readers_of(*owner, web.models);
+    const auto readers = readers_of(*owner, web.models);
     arma::Mat<double> moved = web.world.data;
     for (arma::uword i = 0; i < moved.n_rows; ++i)
       moved(i, column) += web.world.units[owner->level](i) % 2 == 0 ? 0.9 : -0.4;
-    for (model_ptr const& model : web.models) {
+    for (const model_ptr& model : web.models) {
       if (model == owner) continue;
-      double const change = model->logLiklihood(moved) - model->logLiklihood(web.world.data);
-      bool const is_listed = std::find(readers.begin(), readers.end(), model.get()) != readers.end();
-      bool const changes = change != 0.0;
+      const double change = model->logLiklihood(moved) - model->logLiklihood(web.world.data);
+      const bool is_listed = std::find(readers.begin(), readers.end(), model.get()) != readers.end();
+      const bool changes = change != 0.0;
       EXPECT_EQ(changes, is_listed) << "column " << column << " in the equation of " << model->y(0);
       listed += is_listed;
     }
@@ -103,7 +103,7 @@ TEST(LikelihoodLists, AnOutcomeThatNobodyReadsIsDrawnFromItsEquationAlone) {
 
 /// The groups of units 0, 1, ... of the variable in column `column` when one equation of `level` reads the
 /// expression; "" for every unit alone.
-std::string groups(unsigned level, std::string const& expression, arma::uword column = 2,
+std::string groups(unsigned level, const std::string& expression, arma::uword column = 2,
                    unsigned variable_level = 0) {
   World world(3, {{2, 1}, {2}}, 63);
   world.data.insert_cols(9, 2);
@@ -114,17 +114,17 @@ std::string groups(unsigned level, std::string const& expression, arma::uword co
   LoneEstimator estimator(63);
   equation_setup setup = world.setup(level, {0});
   setup.x_compute = {computed(expression)};
-  Normal const reader(&estimator, setup);
+  const Normal reader(&estimator, setup);
   level_units units;
-  for (auto const& ids : world.units) units.push_back(&ids);
-  auto const together = acceptance_groups(column, variable_level, {&reader}, units, world.data);
+  for (const auto& ids : world.units) units.push_back(&ids);
+  const auto together = acceptance_groups(column, variable_level, {&reader}, units, world.data);
   if (together.each_alone()) return "";
   EXPECT_EQ(together.level(), std::max(level, variable_level));
   EXPECT_EQ(together.group_of_unit().n_elem, world.first_rows[together.level()].n_elem);
   std::string out;
   std::vector<arma::uword> seen;
   for (arma::uword g : together.group_of_value()) {
-    auto const at = std::find(seen.begin(), seen.end(), g);
+    const auto at = std::find(seen.begin(), seen.end(), g);
     out += static_cast<char>('a' + (at - seen.begin()));
     if (at == seen.end()) seen.push_back(g);
   }
@@ -138,13 +138,13 @@ TEST(AcceptanceGroups, RowByRowExpressionsTieNothing) {
 }
 
 TEST(AcceptanceGroups, AStatisticOfTheColumnTiesAll) {
-  for (char const* name : {"mean", "sd", "scale", "center", "max", "min"})
+  for (const char* name : {"mean", "sd", "scale", "center", "max", "min"})
     EXPECT_EQ(groups(0, std::string(name) + "(#DATA(2) + 1)"), "aaaaa") << name;
   EXPECT_EQ(groups(0, "lag1(#DATA(2), #DATA(3))"), "aaaaa");
 }
 
 TEST(AcceptanceGroups, AStatisticByClusterTiesItsClusters) {
-  for (char const* name : {"mean", "sd", "scale", "center", "clmn", "clsd"})
+  for (const char* name : {"mean", "sd", "scale", "center", "clmn", "clsd"})
     EXPECT_EQ(groups(0, std::string(name) + "(#DATA(2), #DATA(9))"), "aabcc") << name;
   EXPECT_EQ(groups(0, "lag1(#DATA(2), #DATA(3), #DATA(10))"), "aaabb");
   // Clusters of any column, rows apart; a row without an identifier stands alone.

@@ -37,7 +37,7 @@ struct least_squares {
   arma::mat inverse;
   double rss;
 
-  explicit least_squares(arma::mat const& data) {
+  explicit least_squares(const arma::mat& data) {
     const arma::mat X = arma::join_rows(arma::ones(data.n_rows), data.cols(1, 2));
     inverse = arma::inv_sympd(X.t() * X);
     b = inverse * X.t() * data.col(0);
@@ -45,7 +45,7 @@ struct least_squares {
   }
 };
 
-std::vector<double> every_fourth(arma::rowvec const& row) {
+std::vector<double> every_fourth(const arma::rowvec& row) {
   std::vector<double> out;
   for (arma::uword t = 0; t < row.n_elem; t += 4) out.push_back(row[t]);
   return out;
@@ -53,7 +53,7 @@ std::vector<double> every_fourth(arma::rowvec const& row) {
 
 /// Integrating out the coefficients leaves s2 ~ inverse gamma((n - k + df) / 2, (RSS + ss) / 2) for a prior
 /// of df and ss; each coefficient is then a scaled t with n - k + df degrees of freedom.
-void expect_exact_regression(arma::mat const& draws, least_squares const& fit, double n, double df,
+void expect_exact_regression(const arma::mat& draws, const least_squares& fit, double n, double df,
                              double ss) {
   const double nu = n - 3 + df;
   const boost::math::inverse_gamma_distribution<> variance(nu / 2, (fit.rss + ss) / 2);
@@ -141,7 +141,7 @@ arma::mat clustered() {
 struct quadrature {
   double mean_log_s2 = 0, mean_log_t2 = 0, mean_b = 0, second_b = 0, below = 0;
 
-  quadrature(arma::mat const& data, double limit) {
+  quadrature(const arma::mat& data, double limit) {
     double total = 0;
     const arma::vec grid = arma::linspace(-5.0, 5.0, 401);
     const double largest = log_density(data, 0.0, 0.0).log_p;
@@ -166,7 +166,7 @@ struct quadrature {
   };
 
   /// Cluster means have variance t2 + s2 / n; deviations from them carry the rest.
-  static point log_density(arma::mat const& data, double log_s2, double log_t2) {
+  static point log_density(const arma::mat& data, double log_s2, double log_t2) {
     const double s2 = std::exp(log_s2);
     const double t2 = std::exp(log_t2);
     double log_p = -log_s2 - 0.5 / s2 - log_t2 - 0.5 / t2;  // priors, with the Jacobian of the logs
@@ -206,7 +206,7 @@ TEST(McmcPosterior, TwoLevelRandomInterceptsAgreeWithQuadrature) {
   const arma::rowvec log_s2 = arma::log(draws.row(1));
   const arma::rowvec b = draws.row(2);
   const arma::rowvec below = arma::conv_to<arma::rowvec>::from(log_t2 < limit);
-  const auto expect = [](arma::rowvec const& series, double value) {
+  const auto expect = [](const arma::rowvec& series, double value) {
     EXPECT_NEAR(arma::mean(series), value, mc_bound * tests::mean_error(series));
   };
   expect(log_t2, exact.mean_log_t2);

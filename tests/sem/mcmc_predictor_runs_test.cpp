@@ -23,7 +23,7 @@ const std::vector<std::string> names = two_level::names();
 /// The rows of an equation come as: covariances, residual variance, coefficients. The seeds are fixed; with
 /// others the posterior mean is farther off than four of its standard deviations in one of 15,000 runs. Draws
 /// of the latent means without the likelihood of their readers shift slopes by more.
-void expect_near_truth(arma::mat const& draws, arma::uword row, double truth) {
+void expect_near_truth(const arma::mat& draws, arma::uword row, double truth) {
   const arma::vec values = draws.row(row).t();
   const double mean = arma::mean(values);
   const double sd = arma::norm(values - mean) / std::sqrt(static_cast<double>(values.n_elem - 1));
@@ -37,7 +37,7 @@ TEST(McmcPredictorRuns, AGroupCenteredPredictorAndItsMeanAreUnbiased) {
   p.centered = {{"x", center::cluster}};
   const predictor_run run(names, world.data, {"y ~ x x.mean"}, p);
   const auto chain = run.chain(Random(7, 1));
-  Variable const& x = predictor(*chain, "x");
+  const Variable& x = predictor(*chain, "x");
   EXPECT_TRUE(x.needsLikelihood(step::imputation, 0));
   EXPECT_TRUE(x.needsLikelihood(step::level_mean, 1));
   EXPECT_FALSE(x.needsLikelihood(step::grand_mean, 0));
@@ -56,7 +56,7 @@ TEST(McmcPredictorRuns, AGrandCenteredPredictorNeedsTheLikelihoodForItsGrandMean
   p.centered = {{"x", center::grand}};
   const predictor_run run(names, world.data, {"y ~ x"}, p);
   const auto chain = run.chain(Random(7, 1));
-  Variable const& x = predictor(*chain, "x");
+  const Variable& x = predictor(*chain, "x");
   EXPECT_FALSE(x.needsLikelihood(step::level_mean, 1));
   EXPECT_TRUE(x.needsLikelihood(step::grand_mean, 0));
   const arma::mat draws = tuned_draws(*chain, 300, 600);
@@ -105,7 +105,7 @@ arma::mat product_data() {
   return file;
 }
 
-void expect_product_found(predictor_run const& run) {
+void expect_product_found(const predictor_run& run) {
   const auto chain = run.chain(Random(7, 1));
   EXPECT_TRUE(predictor(*chain, "x").needsLikelihood(step::imputation, 0));
   const arma::mat draws = tuned_draws(*chain, 200, 500);
@@ -148,7 +148,7 @@ TEST(McmcPredictorRuns, AnOutcomeThatOthersReadCenteredHasACopyLessItsMean) {
   const predictor_run run({"id", "y", "m", "z"}, file, {"y ~ m m.mean", "m ~ z"}, p);
   const auto chain = run.chain(Random(7, 1));
   ASSERT_EQ(chain->predictors().size(), 1u);
-  Variable const& m = predictor(*chain, "m");
+  const Variable& m = predictor(*chain, "m");
   EXPECT_TRUE(m.means_only());
   EXPECT_FALSE(m.missing);
   EXPECT_TRUE(m.needsLikelihood(step::level_mean, 1));

@@ -27,12 +27,12 @@ TEST(McmcPredictors, AnAuxiliaryVariableIsDrawnFromItsModelAlone) {
   p.auxiliary = {"a"};
   const predictor_run run(names, world.data, {"y ~ x"}, p);
   const auto chain = run.chain(Random(7, 1));
-  Variable const& a = predictor(*chain, "a");
+  const Variable& a = predictor(*chain, "a");
   EXPECT_FALSE(a.needsLikelihood(step::imputation, 0));
   EXPECT_FALSE(a.needsLikelihood(step::level_mean, 1));
   EXPECT_FALSE(a.needsLikelihood(step::grand_mean, 0));
   tuned_draws(*chain, 20, 5);
-  for (auto const& proposal : a.tuneResults()) EXPECT_EQ(proposal.total, 0u);
+  for (const auto& proposal : a.tuneResults()) EXPECT_EQ(proposal.total, 0u);
   EXPECT_TRUE(chain->hasTuningInfo());  // of x
 }
 
@@ -44,8 +44,8 @@ TEST(McmcPredictors, EveryOtherMemberPredictsAtTheLevelsWhereItVaries) {
   const predictor_run run(names, world.data, {"y ~ x w"}, p);
   const auto chain = run.chain(Random(7, 1));
   ASSERT_EQ(chain->predictors().size(), 3u);
-  Variable const& x = predictor(*chain, "x");
-  Variable const& w = predictor(*chain, "w");
+  const Variable& x = predictor(*chain, "x");
+  const Variable& w = predictor(*chain, "w");
   EXPECT_EQ(x.level, 0u);
   EXPECT_EQ(w.level, 1u);
   ASSERT_EQ(x.predictors.size(), 2u);
@@ -76,7 +76,7 @@ TEST(McmcPredictors, AVariableThatDoesNotVaryBetweenClustersIsLeftOutThere) {
   ASSERT_EQ(chain->excluded_predictors().size(), 1u);
   EXPECT_EQ(chain->excluded_predictors()[0].name, "a");
   EXPECT_EQ(chain->excluded_predictors()[0].level, 2u);
-  Variable const& x = predictor(*chain, "x");
+  const Variable& x = predictor(*chain, "x");
   EXPECT_EQ(x.predictors[0].n_elem, 1u);
   EXPECT_TRUE(x.predictors[1].is_empty());
   EXPECT_NO_THROW(tuned_draws(*chain, 10, 5));
@@ -167,7 +167,7 @@ TEST(McmcPredictors, CategoriesAreCenteredInTheirClustersAndComeBackAsTheyWere) 
   // The means of a nominal variable are proportions, the same for all rows of a cluster; what the equation
   // reads of its codes is 0 or 1 less such a proportion.
   const arma::mat& data = chain->working().data;
-  auto const c = run.vars.find("c");
+  const auto c = run.vars.find("c");
   for (std::size_t k = 0; k < 2; ++k) {
     const arma::vec share = data.col(c->means[k]);
     EXPECT_GT(share.min(), 0.0);
@@ -187,8 +187,8 @@ TEST(McmcPredictors, ColumnsAndNamesOfTheOutputAgree) {
   const predictor_run run(names, world.data, {"y ~ x w x.mean | x"}, p);
   const auto chain = run.chain(Random(7, 1));
   chain->oneRep();
-  auto const& v = run.vars;
-  auto const& m = run.models;
+  const auto& v = run.vars;
+  const auto& m = run.models;
   EXPECT_EQ(chain->dataNames(v, m, false, false, false),
             (std::vector<std::string>{"id", "y", "x", "w", "a", "twice"}));
   EXPECT_EQ(chain->dataNames(v, m, true, true, true),
@@ -265,7 +265,7 @@ TEST(McmcPredictors, ThreeLevelsHaveAMeanForEachLevelAndNameTheOneThatIsMissing)
   const std::vector<std::string> columns = {"top", "mid", "y", "x"};
   const predictor_run run(columns, file, {"y ~ x x.mean"}, p);
   const auto chain = run.chain(Random(7, 1));
-  Variable const& x = predictor(*chain, "x");
+  const Variable& x = predictor(*chain, "x");
   EXPECT_EQ(x.chain().n_above(), 2u);
   EXPECT_TRUE(x.needsLikelihood(step::level_mean, 1));
   EXPECT_TRUE(x.needsLikelihood(step::level_mean, 2));

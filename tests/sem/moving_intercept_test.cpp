@@ -63,11 +63,11 @@ struct InterceptWorld {
     y = std::make_unique<sem::Normal>(&estimator, setup);
     for (arma::uword j = 1; j < y->betas_.n_elem; ++j) y->betas_(j) = j % 2 == 1 ? 1.5 : -0.9;
     y->betas_(y->betas_.n_elem - 1) = product;
-    world.other_fit = [this](arma::Mat<double> const& at, arma::uword i) { return fitted(at, i); };
+    world.other_fit = [this](const arma::Mat<double>& at, arma::uword i) { return fitted(at, i); };
   }
 
   /// The equation, written out.
-  double fitted(arma::Mat<double> const& at, arma::uword i) const {
+  double fitted(const arma::Mat<double>& at, arma::uword i) const {
     arma::uword const c = world.working->units(1)(i), last = y->betas_.n_elem - 1;
     double out = y->betas_(last) * at(i, value()) * at(i, other);
     for (arma::uword j = 0; j < last; ++j) out += y->betas_(j) * at(i, y->x(j));
@@ -77,13 +77,13 @@ struct InterceptWorld {
   std::unique_ptr<likelihood> readers() {
     auto out = std::make_unique<likelihood>();
     out->push_back(y->likelihoodFunc(sem::likelihood_type::imputed));
-    out->push_back(likelihood_function(this, [this](arma::Mat<double> const&, int const& level) {
+    out->push_back(likelihood_function(this, [this](const arma::Mat<double>&, const int& level) {
       arma::Col<double> density(world.working->n_units(static_cast<unsigned>(level)), arma::fill::zeros);
       density(0) = -0.5 * intercept() * intercept() / (prior_sd * prior_sd);
       if (nowhere_else && intercept() != only_at) density(0) = -std::numeric_limits<double>::infinity();
       return density;
     }));
-    uwords const columns = world.x.published->grand_centred_columns();
+    const uwords columns = world.x.published->grand_centred_columns();
     std::vector<moving_intercept::term> terms;
     for (arma::uword j = 0; j < y->x.n_elem; ++j)
       if (arma::any(columns == y->x(j))) terms.push_back({y->betas_.memptr() + j, y->x(j)});
@@ -102,7 +102,7 @@ struct InterceptWorld {
       try {
         world.draw_joint();
         break;
-      } catch (error_debug const&) {
+      } catch (const error_debug&) {
         // A category without an observation.
       }
     }
@@ -113,7 +113,7 @@ struct InterceptWorld {
 
   std::vector<double> functions() {
     std::vector<double> out = world.functions();
-    arma::Mat<double> const& mu = world.x.state->grand_mean;
+    const arma::Mat<double>& mu = world.x.state->grand_mean;
     for (double m : mu) out.push_back(intercept() * m);
     for (double f : {intercept(), intercept() - 1.5 * mu(0), intercept() * arma::mean(world.data().col(0)),
                      intercept() * world.data()(0, value()), y->u[0](1, 1) * mu(0)})
@@ -125,14 +125,14 @@ struct InterceptWorld {
 void leaves_joint(InterceptWorld& w, bool moves) {
   w.build();
   if (!moves) w.y->constraint(parameter_type::coefficient, 0, 0);
-  int const replications = w.world.of == kind::nominal ? 1000 : 5000;
+  const int replications = w.world.of == kind::nominal ? 1000 : 5000;
   Samples fresh, after;
   int moved = 0;
   for (int rep = 0; rep < replications; ++rep) {
     w.draw();
     fresh.add(w.functions());
     w.draw();
-    double const before = w.intercept();
+    const double before = w.intercept();
     for (int t = 0; t < 6; ++t) w.world.scan(false);
     moved += w.intercept() != before;
     w.world.x.model->publish(w.world.data());
@@ -194,8 +194,8 @@ TEST(MovingIntercept, OfPlainPredictorsKeepsEveryPrediction) {
       w.draw();
       int moved = 0;
       for (int t = 0; t < 40; ++t) {
-        arma::Mat<double> const predicted = w.y->predicted(w.world.data());
-        double const before = w.intercept();
+        const arma::Mat<double> predicted = w.y->predicted(w.world.data());
+        const double before = w.intercept();
         w.draw_grand_mean();
         moved += w.intercept() != before;
         EXPECT_LT(arma::abs(w.y->predicted(w.world.data()) - predicted).max(), 1e-9 * w.prior_sd);
@@ -213,8 +213,8 @@ TEST(MovingIntercept, IsTakenBackToTheLastBit) {
     w.intercept() = 0.1 + 1.0 / 3.0;
     w.nowhere_else = true;
     w.only_at = w.intercept();
-    double const before = w.intercept();
-    arma::Mat<double> const mu = w.world.x.state->grand_mean, data = w.world.data();
+    const double before = w.intercept();
+    const arma::Mat<double> mu = w.world.x.state->grand_mean, data = w.world.data();
     for (int t = 0; t < 20; ++t) w.draw_grand_mean();
     EXPECT_EQ(w.intercept(), before);
     EXPECT_TRUE(arma::approx_equal(w.world.x.state->grand_mean, mu, "absdiff", 0.0));
@@ -223,7 +223,7 @@ TEST(MovingIntercept, IsTakenBackToTheLastBit) {
 }
 
 TEST(MovingIntercept, IsOneThatIsDrawnAndNoOther) {
-  World const world(2, {{3, 4}, {5}}, 1);
+  const World world(2, {{3, 4}, {5}}, 1);
   LoneEstimator estimator(2);
   sem::equation_setup setup = world.setup(0, {0, 2});
   EXPECT_NE(sem::Normal(&estimator, setup).moved_intercept(), nullptr);
@@ -244,11 +244,11 @@ TEST(MovingIntercept, IsOneThatIsDrawnAndNoOther) {
 /// Draws worth as many independent ones: n over 1 + 2 sum of the autocorrelations up to the first below 0.05.
 double effective_draws(arma::rowvec series) {
   series -= arma::mean(series);
-  auto const n = static_cast<double>(series.n_elem);
-  double const variance = arma::dot(series, series);
+  const auto n = static_cast<double>(series.n_elem);
+  const double variance = arma::dot(series, series);
   double sum = 1.0;
   for (arma::uword lag = 1; lag + 1 < series.n_elem; ++lag) {
-    double const r = arma::dot(series.head(series.n_elem - lag), series.tail(series.n_elem - lag)) / variance;
+    const double r = arma::dot(series.head(series.n_elem - lag), series.tail(series.n_elem - lag)) / variance;
     if (r < 0.05) break;
     sum += 2.0 * r;
   }
@@ -264,10 +264,10 @@ arma::mat much_data() {
 }
 
 /// 1,000 draws after 400.
-arma::mat draws_of(std::vector<std::string> const& equations, predictor_run::plan const& p,
+arma::mat draws_of(const std::vector<std::string>& equations, const predictor_run::plan& p,
                    arma::uword& grand_mean) {
-  predictor_run const run(two_level::names(), much_data(), equations, p);
-  auto const chain = run.chain(Random(8, 1));
+  const predictor_run run(two_level::names(), much_data(), equations, p);
+  const auto chain = run.chain(Random(8, 1));
   arma::mat draws = tuned_draws(*chain, 400, 1000);
   grand_mean = draws.n_rows - chain->getCovariateModelNumParams();
   return draws;
@@ -305,12 +305,12 @@ TEST(MovingIntercept, StepsAreAsLongAsReadersLetThem) {
   for (bool given : {false, true}) {
     auto p = clustered();
     p.centered = {{"x", center::grand}};
-    predictor_run const run(two_level::names(), much_data(), {given ? "y ~ 1@3.8 x" : "y ~ x"}, p);
-    auto const chain = run.chain(Random(8, 1));
+    const predictor_run run(two_level::names(), much_data(), {given ? "y ~ 1@3.8 x" : "y ~ x"}, p);
+    const auto chain = run.chain(Random(8, 1));
     tuned_draws(*chain, 2000, 1000);
     EXPECT_NO_THROW(chain->tune_check());
-    auto const found = predictor(*chain, "x").tuneResults();
-    sem::estimator::tune_obj const& step = found.back();
+    const auto found = predictor(*chain, "x").tuneResults();
+    const sem::estimator::tune_obj& step = found.back();
     if (given) {
       EXPECT_LT(step.value, 0.8);
       EXPECT_NEAR(step.rate(), 0.5, 0.15);

@@ -3,8 +3,8 @@
 #include <armadillo>
 #include <vector>
 
-#include "sem/outcomes/normal.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/normal.hpp"
 
 namespace tovik::tests {
 
@@ -19,7 +19,7 @@ struct NaiveNormal {
   std::vector<double> icept_var, slope_var;
   arma::Col<double> std_b;
 
-  explicit NaiveNormal(sem::equation_setup const& setup)
+  explicit NaiveNormal(const sem::equation_setup& setup)
       : s(setup), sigma2(setup.estimate_resid ? 1.0 : setup.resid_value) {
     arma::uword const k = s.x.n_elem + s.x_compute.size();
     b.zeros(k, 1);
@@ -34,14 +34,14 @@ struct NaiveNormal {
     slope_var.resize(s.n_levels);
   }
 
-  arma::Mat<double> design(arma::Mat<double> const& data, arma::Col<arma::uword> const& plain,
-                           std::vector<sem::estimator::compute> const& computed) const {
+  arma::Mat<double> design(const arma::Mat<double>& data, const arma::Col<arma::uword>& plain,
+                           const std::vector<sem::estimator::compute>& computed) const {
     arma::Mat<double> out = data.cols(plain);
-    for (auto const& c : computed) out = arma::join_rows(out, c.node->eval(data));
+    for (const auto& c : computed) out = arma::join_rows(out, c.node->eval(data));
     return out.rows(*s.cluster.own_rows[0]);
   }
 
-  arma::Col<double> effects(std::vector<arma::Mat<double>> const& Z, unsigned L) const {
+  arma::Col<double> effects(const std::vector<arma::Mat<double>>& Z, unsigned L) const {
     arma::Col<double> out(Z[L].n_rows);
     for (arma::uword i = 0; i < out.n_elem; ++i)
       out(i) = arma::dot(Z[L].row(i), u[L].row((*s.cluster.row_cluster[L])(i)));
@@ -49,12 +49,12 @@ struct NaiveNormal {
   }
 
   static double inverse_gamma(int prior, double n, double ss, Random& rng) {
-    double const shape = prior == 1 ? (n + 2) / 2 : prior == 2 ? (n - 2) / 2 : n / 2;
+    const double shape = prior == 1 ? (n + 2) / 2 : prior == 2 ? (n - 2) / 2 : n / 2;
     return 1.0 / rng.rgamma(shape, 2.0 / (prior == 1 ? ss + 1 : ss));
   }
 
   void draw(arma::Mat<double>& data, Random& rng) {
-    arma::Mat<double> const X = design(data, s.x, s.x_compute);
+    const arma::Mat<double> X = design(data, s.x, s.x_compute);
     std::vector<arma::Mat<double>> Z;
     for (unsigned L = 0; L < s.n_levels; ++L) Z.push_back(design(data, s.z[L], s.z_compute[L]));
     arma::Col<double> y = data.col(s.y);
@@ -70,30 +70,30 @@ struct NaiveNormal {
     shares(X, Z);
   }
 
-  void draw_coefficients(arma::Mat<double> const& X, arma::Col<double>& r, Random& rng) {
+  void draw_coefficients(const arma::Mat<double>& X, arma::Col<double>& r, Random& rng) {
     std::vector<arma::uword> list;
     for (arma::uword j = 0; j < b.n_elem; ++j)
       if (!arma::any(s.fixed == j)) list.push_back(j);
-    arma::Col<arma::uword> const free(list);
+    const arma::Col<arma::uword> free(list);
     if (!s.fixed.is_empty()) r -= X.cols(s.fixed) * b.rows(s.fixed);
     if (free.is_empty()) return;
-    arma::Mat<double> const F = X.cols(free);
-    arma::Mat<double> const V = sigma2 * arma::inv(arma::Mat<double>(F.t() * F));
-    arma::Mat<double> const m = arma::solve(F.t() * F, F.t() * r, arma::solve_opts::no_approx);
-    arma::Mat<double> const z = rng.randn(1, static_cast<int>(free.n_elem));
+    const arma::Mat<double> F = X.cols(free);
+    const arma::Mat<double> V = sigma2 * arma::inv(arma::Mat<double>(F.t() * F));
+    const arma::Mat<double> m = arma::solve(F.t() * F, F.t() * r, arma::solve_opts::no_approx);
+    const arma::Mat<double> z = rng.randn(1, static_cast<int>(free.n_elem));
     b.rows(free) = (z * arma::chol(arma::symmatu(V))).t() + m;
     r -= F * b.rows(free);
   }
 
-  void draw_effects(std::vector<arma::Mat<double>> const& Z, unsigned L, arma::Col<double>& r, Random& rng) {
+  void draw_effects(const std::vector<arma::Mat<double>>& Z, unsigned L, arma::Col<double>& r, Random& rng) {
     arma::uword const q = u[L].n_cols;
     r += effects(Z, L);
     if (q > 0) {
       for (arma::uword c = 0; c < u[L].n_rows; ++c) {
         arma::uvec const rows = arma::find(*s.cluster.row_cluster[L] == c);
-        arma::Mat<double> const Zc = Z[L].rows(rows);
-        arma::Mat<double> const V = arma::inv(arma::Mat<double>(Zc.t() * Zc / sigma2 + iSigma[L]));
-        arma::Mat<double> const m = V * (Zc.t() * r.elem(rows) / sigma2);
+        const arma::Mat<double> Zc = Z[L].rows(rows);
+        const arma::Mat<double> V = arma::inv(arma::Mat<double>(Zc.t() * Zc / sigma2 + iSigma[L]));
+        const arma::Mat<double> m = V * (Zc.t() * r.elem(rows) / sigma2);
         u[L].row(c) = m.t() + rng.randn(1, static_cast<int>(q)) * arma::chol(arma::symmatu(V));
       }
     }
@@ -101,7 +101,7 @@ struct NaiveNormal {
   }
 
   void draw_covariance(unsigned L, Random& rng) {
-    int const q = static_cast<int>(u[L].n_cols), n = static_cast<int>(u[L].n_rows), prior = s.prior.raneff;
+    const int q = static_cast<int>(u[L].n_cols), n = static_cast<int>(u[L].n_rows), prior = s.prior.raneff;
     if (q == 0) return;
     arma::Mat<double> S = u[L].t() * u[L];
     if (q == 1) {
@@ -110,14 +110,14 @@ struct NaiveNormal {
       return;
     }
     if (prior == 1) S += arma::eye(S.n_rows, S.n_cols);
-    int const df = prior == 1 ? n + q + 1 : prior == 2 ? n - q - 1 : n;
+    const int df = prior == 1 ? n + q + 1 : prior == 2 ? n - q - 1 : n;
     iSigma[L] = rng.rwish(df, arma::symmatu(arma::Mat<double>(arma::inv(S))));
     Sigma[L] = arma::inv(iSigma[L]);
   }
 
-  void impute(arma::Mat<double>& data, arma::Col<double> const& p, Random& rng) {
+  void impute(arma::Mat<double>& data, const arma::Col<double>& p, Random& rng) {
     for (arma::uword i : s.missing_units) {
-      double const value = p(i) + std::sqrt(sigma2) * rng.rnorm();
+      const double value = p(i) + std::sqrt(sigma2) * rng.rnorm();
       for (arma::uword row = 0; row < data.n_rows; ++row) {
         arma::uword unit = row;
         if (s.level > 0)
@@ -129,8 +129,8 @@ struct NaiveNormal {
     }
   }
 
-  void shares(arma::Mat<double> const& X, std::vector<arma::Mat<double>> const& Z) {
-    arma::Mat<double> const C = arma::cov(X);
+  void shares(const arma::Mat<double>& X, const std::vector<arma::Mat<double>>& Z) {
+    const arma::Mat<double> C = arma::cov(X);
     arma::Col<double> w = b;
     if (s.has_intercept) w(0) = 0;
     coef_var = arma::as_scalar(w.t() * C * w);
@@ -139,7 +139,7 @@ struct NaiveNormal {
       arma::uword const q = u[L].n_cols;
       icept_var[L] = slope_var[L] = 0;
       if (q == 0) continue;
-      arma::Mat<double> const CZ = arma::cov(Z[L]);
+      const arma::Mat<double> CZ = arma::cov(Z[L]);
       arma::Col<double> m = arma::mean(Z[L]).t();
       if (s.icept[L] == 1) {
         // The intercept's column has mean 1, so that m'Sigma m is the variance at the means.

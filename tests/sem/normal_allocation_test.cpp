@@ -11,18 +11,18 @@
 namespace tovik::tests::normal_allocation_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 
 /// Allocations of 200 scans after the first ten, and the addresses of the state before and after.
-void expect_no_allocation(World world, equation_setup const& setup, bool keep_rows) {
+void expect_no_allocation(World world, const equation_setup& setup, bool keep_rows) {
   // What compares residuals takes room of its own.
-  Setting<bool> const unchecked(Normal::check_residuals, false);
+  const Setting<bool> unchecked(Normal::check_residuals, false);
   LoneEstimator estimator(12);
   Normal model(&estimator, setup);
   if (keep_rows) model.keep_rows();
   for (int t = 0; t < 10; ++t) model.draw(world.data);
-  double const* b = model.betas().memptr();
+  const double* b = model.betas().memptr();
   std::size_t const before = allocations();
   for (int t = 0; t < 200; ++t) model.draw(world.data);
   EXPECT_EQ(allocations() - before, 0U);
@@ -38,10 +38,10 @@ nesting many_clusters() {
 
 TEST(NormalAllocation, TheCounterSeesEveryWay) {
   std::size_t const before = allocations();
-  auto const number = std::make_unique<int>(1);
+  const auto number = std::make_unique<int>(1);
   void* volatile block = std::malloc(64);
   std::free(block);
-  arma::Mat<double> const matrix(30, 30, arma::fill::zeros);
+  const arma::Mat<double> matrix(30, 30, arma::fill::zeros);
   EXPECT_GE(allocations() - before, 3U);
   EXPECT_EQ(*number, 1);
   EXPECT_EQ(matrix(29, 29), 0.0);
@@ -50,7 +50,7 @@ TEST(NormalAllocation, TheCounterSeesEveryWay) {
 TEST(NormalAllocation, NoneInASingleLevelScan) {
   World world(1, {{500}}, 51);
   simulate_outcome(world, 0, 1.0, 51);
-  equation_setup const setup = world.setup(0, {0, 2, 3, 4, 5, 6, 7});
+  const equation_setup setup = world.setup(0, {0, 2, 3, 4, 5, 6, 7});
   expect_no_allocation(world, setup, false);
   expect_no_allocation(world, setup, true);
 }

@@ -11,21 +11,21 @@
 namespace tovik::tests::normal_invariance_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 
 constexpr int replications = 20000;
 constexpr int applications = 10;
 
-nesting const small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
+const nesting small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 
 /// Parameters, effects and outcome from their joint distribution, into the model and the data.
-void draw_joint(World& world, equation_setup const& setup, Normal& model, Random& rng) {
+void draw_joint(World& world, const equation_setup& setup, Normal& model, Random& rng) {
   model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
     arma::uword const q = model.u[L].n_cols;
     if (q == 0) continue;
-    arma::Mat<double> const I = arma::eye(q, q);
+    const arma::Mat<double> I = arma::eye(q, q);
     if (q == 1)
       model.iSigma[L](0, 0) = rng.rgamma(1.0, 2.0);
     else
@@ -34,7 +34,7 @@ void draw_joint(World& world, equation_setup const& setup, Normal& model, Random
     model.u[L] =
         rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
   }
-  auto const& rows = *setup.cluster.own_rows[0];
+  const auto& rows = *setup.cluster.own_rows[0];
   arma::Col<double> y(rows.n_elem);
   for (arma::uword i = 0; i < y.n_elem; ++i) {
     y(i) = std::sqrt(model.sigma2) * rng.rnorm();
@@ -48,20 +48,20 @@ void draw_joint(World& world, equation_setup const& setup, Normal& model, Random
     world.data(row, 1) = y(world.units[setup.level](row));
 }
 
-std::vector<double> functions(World const& world, equation_setup const& setup, Normal const& model) {
-  auto const& rows = *setup.cluster.own_rows[0];
-  auto const& y = world.data.col(1);
-  double const sd = std::sqrt(model.sigma2);
+std::vector<double> functions(const World& world, const equation_setup& setup, const Normal& model) {
+  const auto& rows = *setup.cluster.own_rows[0];
+  const auto& y = world.data.col(1);
+  const double sd = std::sqrt(model.sigma2);
   std::vector<double> out = {std::log(model.sigma2), y(rows(0)), y(rows(0)) / sd,
                              y(rows(5)) * y(rows(0)) / model.sigma2};
-  arma::Mat<double> const e = model.compute_residual(world.data);
+  const arma::Mat<double> e = model.compute_residual(world.data);
   out.push_back(std::log(arma::accu(arma::square(e)) / model.sigma2));
   out.push_back(arma::accu(e) / sd);
   out.push_back(e(0) / sd);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
     arma::uword const q = model.u[L].n_cols;
     if (q == 0) continue;
-    double const scale = std::sqrt(model.Sigma[L](0, 0));
+    const double scale = std::sqrt(model.Sigma[L](0, 0));
     out.push_back(std::log(model.Sigma[L](0, 0)));
     out.push_back(std::log(arma::det(model.Sigma[L])));
     out.push_back(model.Sigma[L](0, q - 1) / std::sqrt(model.Sigma[L](0, 0) * model.Sigma[L](q - 1, q - 1)) *

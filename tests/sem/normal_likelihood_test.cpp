@@ -2,32 +2,32 @@
 
 #include <cmath>
 
-#include "scan_world.hpp"
 #include "random/densities.hpp"
+#include "scan_world.hpp"
 
 namespace tovik::tests::normal_likelihood_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 
-nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
+const nesting unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
 
 /// The design, spelled out.
-arma::Mat<double> effects_design(World const& world, equation_setup const& setup, unsigned L) {
+arma::Mat<double> effects_design(const World& world, const equation_setup& setup, unsigned L) {
   arma::Mat<double> out = world.data.cols(setup.z[L]);
   return out.rows(*setup.cluster.own_rows[0]);
 }
 
-arma::Col<double> own(World const& world, equation_setup const& setup, arma::Col<double> const& x) {
+arma::Col<double> own(const World& world, const equation_setup& setup, const arma::Col<double>& x) {
   (void)world;
   return x.elem(*setup.cluster.own_rows[0]);
 }
 
-arma::Col<double> random_part(World const& world, equation_setup const& setup, Normal const& model) {
+arma::Col<double> random_part(const World& world, const equation_setup& setup, const Normal& model) {
   arma::Col<double> out(setup.cluster.own_rows[0]->n_elem, arma::fill::zeros);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
-    arma::Mat<double> const Z = effects_design(world, setup, L);
+    const arma::Mat<double> Z = effects_design(world, setup, L);
     for (arma::uword i = 0; i < out.n_elem; ++i)
       out(i) += arma::dot(Z.row(i), model.u[L].row((*setup.cluster.row_cluster[L])(i)));
   }
@@ -35,12 +35,12 @@ arma::Col<double> random_part(World const& world, equation_setup const& setup, N
 }
 
 /// The covariance of all units of the outcome.
-arma::Mat<double> dense_covariance(World const& world, equation_setup const& setup, Normal const& model) {
+arma::Mat<double> dense_covariance(const World& world, const equation_setup& setup, const Normal& model) {
   arma::uword const n = setup.cluster.own_rows[0]->n_elem;
   arma::Mat<double> V = model.sigma2 * arma::eye(n, n);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
-    arma::Mat<double> const Z = effects_design(world, setup, L);
-    auto const& ids = *setup.cluster.row_cluster[L];
+    const arma::Mat<double> Z = effects_design(world, setup, L);
+    const auto& ids = *setup.cluster.row_cluster[L];
     for (arma::uword i = 0; i < n; ++i)
       for (arma::uword j = 0; j < n; ++j)
         if (Z.n_cols > 0 && ids(i) == ids(j))
@@ -49,45 +49,45 @@ arma::Mat<double> dense_covariance(World const& world, equation_setup const& set
   return V;
 }
 
-void expect_likelihoods(World world, equation_setup const& setup) {
+void expect_likelihoods(World world, const equation_setup& setup) {
   LoneEstimator estimator(8);
   Normal model(&estimator, setup);
   for (int scan = 0; scan < 3; ++scan) {
     if (scan > 0) model.draw(world.data);  // the first round is before any draw: nothing is cached
     arma::Mat<double> X = world.data.cols(setup.x);
     X = X.rows(*setup.cluster.own_rows[0]).eval();
-    arma::Col<double> const y = own(world, setup, world.data.col(1));
-    arma::Col<double> const fixed = X * model.betas();
-    arma::Col<double> const predicted = fixed + random_part(world, setup, model);
+    const arma::Col<double> y = own(world, setup, world.data.col(1));
+    const arma::Col<double> fixed = X * model.betas();
+    const arma::Col<double> predicted = fixed + random_part(world, setup, model);
     EXPECT_LT(arma::abs(model.compute_predicted(world.data) - predicted).max(), 1e-10);
     EXPECT_LT(arma::abs(model.compute_residual(world.data) - (y - predicted)).max(), 1e-10);
-    arma::Mat<double> const at_rows = model.predicted(world.data);
+    const arma::Mat<double> at_rows = model.predicted(world.data);
     ASSERT_EQ(at_rows.n_rows, world.data.n_rows);
     for (arma::uword i = 0; i < at_rows.n_rows; ++i)
       EXPECT_NEAR(at_rows(i, 0), predicted(world.units[setup.level](i)), 1e-10);
 
-    arma::Col<double> const rows = logNormPDF(arma::Col<double>(y - predicted), model.sigma2);
+    const arma::Col<double> rows = logNormPDF(arma::Col<double>(y - predicted), model.sigma2);
     EXPECT_LT(arma::abs(model.logLiklihood(world.data, static_cast<int>(setup.level)) - rows).max(), 1e-9);
     EXPECT_NEAR(model.logLiklihood(world.data), arma::accu(rows), 1e-8);
     for (unsigned L = 0; L < setup.n_levels; ++L) {
-      arma::Col<double> const sums = model.logLiklihood(world.data, static_cast<int>(setup.level + 1 + L));
+      const arma::Col<double> sums = model.logLiklihood(world.data, static_cast<int>(setup.level + 1 + L));
       ASSERT_EQ(sums.n_elem, setup.cluster.n_clusters(static_cast<int>(L)));
       for (arma::uword c = 0; c < sums.n_elem; ++c)
         EXPECT_NEAR(sums(c), arma::accu(rows.elem(arma::find(*setup.cluster.row_cluster[L] == c))), 1e-8);
     }
 
-    arma::Mat<double> const V = dense_covariance(world, setup, model);
-    arma::Col<double> const marginal = model.marginal_logLiklihood(world.data);
-    arma::Col<double> const r = y - fixed;
+    const arma::Mat<double> V = dense_covariance(world, setup, model);
+    const arma::Col<double> marginal = model.marginal_logLiklihood(world.data);
+    const arma::Col<double> r = y - fixed;
     if (setup.n_levels == 0) {
       EXPECT_LT(arma::abs(marginal - logNormPDF(r, model.sigma2)).max(), 1e-10);
       continue;
     }
-    auto const& top = *setup.cluster.row_cluster[setup.n_levels - 1];
+    const auto& top = *setup.cluster.row_cluster[setup.n_levels - 1];
     ASSERT_EQ(marginal.n_elem, arma::max(top) + 1);
     for (arma::uword c = 0; c < marginal.n_elem; ++c) {
       arma::uvec const members = arma::find(top == c);
-      arma::Row<double> const rc = r.elem(members).t();
+      const arma::Row<double> rc = r.elem(members).t();
       EXPECT_NEAR(marginal(c), dmvnorm(rc, V.submat(members, members)), 1e-8);
     }
   }
@@ -166,11 +166,11 @@ TEST(NormalLikelihood, EffectsHaveTheirDensity) {
   LoneEstimator estimator(10);
   Normal model(&estimator, setup);
   model.draw(world.data);
-  arma::Col<double> const values = model.compute_Us_LL(world.data, 0);
-  auto const f = model.likelihoodFunc(sem::likelihood_type::random_effect);
+  const arma::Col<double> values = model.compute_Us_LL(world.data, 0);
+  const auto f = model.likelihoodFunc(sem::likelihood_type::random_effect);
   EXPECT_LT(arma::abs(values - f(world.data, 1)).max(), 1e-14);
   for (arma::uword c = 0; c < values.n_elem; ++c) {
-    arma::Row<double> const row = model.u[0].row(c);
+    const arma::Row<double> row = model.u[0].row(c);
     EXPECT_NEAR(values(c), dmvnorm(row, model.Sigma[0]), 1e-10);
   }
 }
@@ -179,15 +179,15 @@ TEST(NormalLikelihood, NoneBelowTheOutcome) {
   World world(3, unbalanced, 48);
   simulate_outcome(world, 1, 1.0, 48);
   LoneEstimator estimator(11);
-  Normal const model(&estimator, world.setup(1, {0}));
+  const Normal model(&estimator, world.setup(1, {0}));
   EXPECT_THROW(model.logLiklihood(world.data, 0), error_debug);
   EXPECT_THROW(model.logLiklihood(world.data, 3), error_debug);
 }
 
 /// Some units of the level, as the whole column has them.
-void expect_parts(Normal const& model, arma::Mat<double> const& data, int level) {
-  arma::Col<double> const all = model.logLiklihood(data, level);
-  arma::Col<arma::uword> const units = {0, all.n_elem / 2, all.n_elem - 1};
+void expect_parts(const Normal& model, const arma::Mat<double>& data, int level) {
+  const arma::Col<double> all = model.logLiklihood(data, level);
+  const arma::Col<arma::uword> units = {0, all.n_elem / 2, all.n_elem - 1};
   arma::Col<double> some(units.n_elem, arma::fill::zeros);
   model.addLogLiklihood(data, level, units, some.memptr());
   for (arma::uword k = 0; k < units.n_elem; ++k)
@@ -222,7 +222,7 @@ TEST(Outcome, TellsWhichColumnsItReads) {
   setup.icept = {1};
   setup.x_compute = {computed("#DATA(3)*2"), computed("#DATA(4)-mean(#DATA(4))")};
   LoneEstimator estimator(13);
-  Normal const model(&estimator, setup);
+  const Normal model(&estimator, setup);
   EXPECT_TRUE(model.reads(2));
   EXPECT_TRUE(model.reads(3));
   EXPECT_TRUE(model.reads(4));

@@ -10,14 +10,14 @@
 namespace tovik::tests::normal_naive_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 
-nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6, 4, 3}, {8}, {4, 5, 3}, {6, 2, 7, 5}};
-nesting const flat = {{60}};
+const nesting unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6, 4, 3}, {8}, {4, 5, 3}, {6, 2, 7, 5}};
+const nesting flat = {{60}};
 
-void expect_close(arma::Mat<double> const& a, arma::Mat<double> const& b, double tolerance,
-                  char const* what) {
+void expect_close(const arma::Mat<double>& a, const arma::Mat<double>& b, double tolerance,
+                  const char* what) {
   ASSERT_EQ(a.n_rows, b.n_rows) << what;
   ASSERT_EQ(a.n_cols, b.n_cols) << what;
   for (arma::uword i = 0; i < a.n_elem; ++i)
@@ -25,7 +25,7 @@ void expect_close(arma::Mat<double> const& a, arma::Mat<double> const& b, double
 }
 
 /// Runs the model, the model with rows kept, and the plain implementation side by side.
-void compare(World const& world, equation_setup const& setup, int scans = 300) {
+void compare(const World& world, const equation_setup& setup, int scans = 300) {
   LoneEstimator fast_rng(17), rows_rng(17);
   Random naive_rng(17, 1U);
   arma::Mat<double> fast_data = world.data, rows_data = world.data, naive_data = world.data;

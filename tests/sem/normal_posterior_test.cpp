@@ -12,15 +12,15 @@
 namespace tovik::tests::normal_posterior_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 
 struct Fit {
   arma::Col<double> b;
   arma::Mat<double> inverse;
   double rss;
 
-  Fit(arma::Mat<double> const& X, arma::Col<double> const& y)
+  Fit(const arma::Mat<double>& X, const arma::Col<double>& y)
       : b(arma::solve(X, y)), inverse(arma::inv_sympd(X.t() * X)), rss(arma::accu(arma::square(y - X * b))) {}
 };
 
@@ -32,8 +32,8 @@ void expect_regression_posterior(int prior, double d, double s) {
   simulate_outcome(world, 0, 1.0, 31);
   equation_setup setup = world.setup(0, {0, 2, 3});
   setup.prior = {prior, prior};
-  Fit const fit(world.data.cols(setup.x), world.data.col(1));
-  double const df = 24.0 + d - 3.0;
+  const Fit fit(world.data.cols(setup.x), world.data.col(1));
+  const double df = 24.0 + d - 3.0;
   LoneEstimator estimator(300 + static_cast<std::uint32_t>(prior));
   Normal model(&estimator, setup);
   std::vector<std::vector<double>> t(3);
@@ -46,7 +46,7 @@ void expect_regression_posterior(int prior, double d, double s) {
   }
   boost::math::students_t const student(df);
   boost::math::chi_squared const chi_squared(df);
-  for (auto const& values : t)
+  for (const auto& values : t)
     EXPECT_LT(kolmogorov(values, [&](double x) { return boost::math::cdf(student, x); }), 2.5);
   EXPECT_LT(kolmogorov(chi, [&](double x) { return boost::math::cdf(chi_squared, x); }), 2.5);
 }
@@ -65,20 +65,20 @@ TEST(NormalPosterior, MissingOutcomesAddNothing) {
   setup.missing_units = {0, 7, 11, 20, 29};
   arma::Mat<double> complete = world.data;
   for (arma::uword i = setup.missing_units.n_elem; i-- > 0;) complete.shed_row(setup.missing_units(i));
-  Fit const fit(complete.cols(setup.x), complete.col(1));
+  const Fit fit(complete.cols(setup.x), complete.col(1));
   LoneEstimator estimator(310);
   Normal model(&estimator, setup);
-  double const df = 25.0 - 2.0 - 2.0;
+  const double df = 25.0 - 2.0 - 2.0;
   std::vector<double> t, predicted;
-  arma::Col<double> const x = {1.0, world.data(7, 2)};
-  double const spread = 1.0 + arma::as_scalar(x.t() * fit.inverse * x);
+  const arma::Col<double> x = {1.0, world.data(7, 2)};
+  const double spread = 1.0 + arma::as_scalar(x.t() * fit.inverse * x);
   for (int i = 0; i < 20000; ++i) {
     for (int thin = 0; thin < 12; ++thin) model.draw(world.data);
     t.push_back((model.betas()(1) - fit.b(1)) / std::sqrt(fit.rss / df * fit.inverse(1, 1)));
     predicted.push_back((world.data(7, 1) - arma::dot(x, fit.b)) / std::sqrt(fit.rss / df * spread));
   }
   boost::math::students_t const student(df);
-  auto const cdf = [&](double value) { return boost::math::cdf(student, value); };
+  const auto cdf = [&](double value) { return boost::math::cdf(student, value); };
   EXPECT_LT(kolmogorov(t, cdf), 2.5);
   EXPECT_LT(kolmogorov(predicted, cdf), 2.5);
 }
@@ -86,18 +86,18 @@ TEST(NormalPosterior, MissingOutcomesAddNothing) {
 // A balanced one-way layout of C clusters of m rows: with flat priors on both variances (prior 2) the between
 // and within mean squares give the posterior of (s2, s2 + m tau) as two inverse gammas, truncated to tau > 0.
 TEST(NormalPosterior, BalancedOneWayLayout) {
-  unsigned const C = 12, m = 5;
+  const unsigned C = 12, m = 5;
   World world(2, nesting{std::vector<unsigned>(C, m)}, 33);
   simulate_outcome(world, 0, 1.0, 33);
   equation_setup setup = world.setup(0, {0});
   setup.z[0] = {0};
   setup.icept = {1};
-  auto const& y = world.data.col(1);
+  const auto& y = world.data.col(1);
   double within = 0, between = 0;
-  double const grand = arma::mean(y);
+  const double grand = arma::mean(y);
   for (unsigned c = 0; c < C; ++c) {
-    auto const rows = y.rows(c * m, c * m + m - 1);
-    double const mean = arma::mean(rows);
+    const auto rows = y.rows(c * m, c * m + m - 1);
+    const double mean = arma::mean(rows);
     within += arma::accu(arma::square(rows - mean));
     between += m * (mean - grand) * (mean - grand);
   }
@@ -114,13 +114,13 @@ TEST(NormalPosterior, BalancedOneWayLayout) {
   Random rng(34, 1U);
   std::vector<double> exact_ratio, exact_within;
   while (exact_within.size() < 20000) {
-    double const s2 = within / rng.rgamma((C * (m - 1.0) - 2.0) / 2.0, 2.0);
-    double const total = between / rng.rgamma((C - 3.0) / 2.0, 2.0);
+    const double s2 = within / rng.rgamma((C * (m - 1.0) - 2.0) / 2.0, 2.0);
+    const double total = between / rng.rgamma((C - 3.0) / 2.0, 2.0);
     if (total <= s2) continue;
     exact_within.push_back(std::log(s2));
     exact_ratio.push_back(std::log(total));
   }
-  auto const distance = [](std::vector<double> a, std::vector<double> b) {
+  const auto distance = [](std::vector<double> a, std::vector<double> b) {
     std::sort(b.begin(), b.end());
     return kolmogorov(a, [&](double x) {
       return static_cast<double>(std::upper_bound(b.begin(), b.end(), x) - b.begin()) /

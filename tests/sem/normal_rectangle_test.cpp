@@ -19,9 +19,9 @@ arma::mat equicorrelated(arma::uword d, double rho) {
 }
 
 /// Of the common-factor form X_i = sqrt(rho) F + sqrt(1 - rho) e_i: one integral over the factor.
-double equicorrelated_rectangle(arma::vec const& bound, double rho) {
+double equicorrelated_rectangle(const arma::vec& bound, double rho) {
   double sum = 0.0;
-  double const step = 0.002;
+  const double step = 0.002;
   for (double f = -9.0; f < 9.0; f += step) {
     double product = std::exp(-0.5 * f * f) / std::sqrt(2.0 * arma::datum::pi);
     for (double b : bound) product *= phi((b - std::sqrt(rho) * f) / std::sqrt(1.0 - rho));
@@ -31,14 +31,14 @@ double equicorrelated_rectangle(arma::vec const& bound, double rho) {
 }
 
 /// P(X1 <= a, X2 <= b): the density of X1 times the conditional probability of X2.
-double bivariate(double a, double b, arma::mat const& S) {
-  double const s1 = std::sqrt(S(0, 0)), slope = S(0, 1) / S(0, 0);
-  double const s2 = std::sqrt(S(1, 1) - slope * S(0, 1));
+double bivariate(double a, double b, const arma::mat& S) {
+  const double s1 = std::sqrt(S(0, 0)), slope = S(0, 1) / S(0, 0);
+  const double s2 = std::sqrt(S(1, 1) - slope * S(0, 1));
   double sum = 0.0;
-  int const n = 40000;
-  double const lower = -9.0 * s1, step = (a - lower) / n;
+  const int n = 40000;
+  const double lower = -9.0 * s1, step = (a - lower) / n;
   for (int i = 0; i < n; ++i) {
-    double const x = lower + (i + 0.5) * step;
+    const double x = lower + (i + 0.5) * step;
     sum += std::exp(-0.5 * x * x / S(0, 0)) / (s1 * std::sqrt(2.0 * arma::datum::pi)) *
            phi((b - slope * x) / s2) * step;
   }
@@ -53,7 +53,7 @@ TEST(NormalRectangle, OneDimensionIsPhi) {
 TEST(NormalRectangle, OrthantsAtCorrelationOneHalf) {
   for (arma::uword d = 2; d <= 6; ++d) {
     normal_rectangle rectangle(equicorrelated(d, 0.5));
-    double const expected = 1.0 / (static_cast<double>(d) + 1.0);
+    const double expected = 1.0 / (static_cast<double>(d) + 1.0);
     EXPECT_NEAR(rectangle(arma::vec(d, arma::fill::zeros)), expected, 0.02 * expected) << d;
   }
 }
@@ -77,9 +77,9 @@ TEST(NormalRectangle, AgreesWithIntegrationOverACommonFactor) {
 TEST(NormalRectangle, IsTheSameEveryTimeAndSmoothInTheBound) {
   normal_rectangle rectangle(equicorrelated(3, 0.5));
   arma::vec const at = {0.3, -0.2, 0.9};
-  double const value = rectangle(at);
+  const double value = rectangle(at);
   EXPECT_EQ(normal_rectangle(equicorrelated(3, 0.5))(at), value);
-  double const up = rectangle(at + 1e-6), down = rectangle(at - 1e-6);
+  const double up = rectangle(at + 1e-6), down = rectangle(at - 1e-6);
   EXPECT_NEAR((up - down) / 2.0, up - value, 1e-10);
   EXPECT_GT(up, value);
 }

@@ -10,11 +10,11 @@
 namespace tovik::tests::normal_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 using sem::parameter_type;
 
-nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
+const nesting unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
 
 struct ThreeLevelModel {
   World world{3, unbalanced, 61};
@@ -29,13 +29,13 @@ struct ThreeLevelModel {
   }
 };
 
-std::vector<double> as_vector(arma::Col<double> const& v) {
+std::vector<double> as_vector(const arma::Col<double>& v) {
   return {v.begin(), v.end()};
 }
 
 TEST(Normal, StartsAtIdentityWithEffectsAtZero) {
   ThreeLevelModel m;
-  Normal const model(&m.estimator, m.setup);
+  const Normal model(&m.estimator, m.setup);
   EXPECT_EQ(model.n_params(), 3U + 1U + 6U + 3U);
   EXPECT_EQ(model.n_estimated(), 13U);
   EXPECT_EQ(as_vector(model.params()), (std::vector<double>{1, 0, 1, 1, 0, 0, 1, 0, 1, 1, 0, 0, 0}));
@@ -51,7 +51,7 @@ TEST(Normal, StartsAreReadInTheOrderOfTheParameters) {
   ThreeLevelModel m;
   Normal model(&m.estimator, m.setup);
   // The top level first, each lower triangle by columns.
-  arma::Col<double> const v = {2.0, 0.5, 3.0, 4.0, 0.1, 0.2, 5.0, 0.3, 6.0, 0.7, -1.0, -2.0, -3.0};
+  const arma::Col<double> v = {2.0, 0.5, 3.0, 4.0, 0.1, 0.2, 5.0, 0.3, 6.0, 0.7, -1.0, -2.0, -3.0};
   model.addStarts(v);
   EXPECT_EQ(as_vector(model.params()), as_vector(v));
   EXPECT_EQ(model.Sigma[1](1, 0), 0.5);
@@ -79,10 +79,10 @@ TEST(Normal, SharesAddUpAndStandInOrder) {
   ThreeLevelModel m;
   Normal model(&m.estimator, m.setup);
   model.draw(m.world.data);
-  arma::Col<double> const out = model.postDraw(m.world.data);
+  const arma::Col<double> out = model.postDraw(m.world.data);
   ASSERT_EQ(out.n_elem, 2U + 1U + 2U + 2U + 1U);
   EXPECT_NEAR(arma::accu(out.tail(6)), 1.0, 1e-12);
-  double const total = model.total_var;
+  const double total = model.total_var;
   EXPECT_EQ(out(0), model.std_betas(1));
   EXPECT_EQ(out(2), model.coef_var / total);
   EXPECT_EQ(out(3), model.icept_var[0] / total);
@@ -102,7 +102,7 @@ TEST(Normal, LevelsWithoutEffectsHaveNoRows) {
   Normal model(&m.estimator, m.setup);
   EXPECT_EQ(model.n_params(), 3U + 1U + 1U);
   model.draw(m.world.data);
-  arma::Col<double> const out = model.postDraw(m.world.data);
+  const arma::Col<double> out = model.postDraw(m.world.data);
   ASSERT_EQ(out.n_elem, 2U + 1U + 1U + 1U);  // slopes only: the slope share alone
   EXPECT_EQ(out(3), model.slope_var[1] / model.total_var);
   EXPECT_NEAR(arma::accu(out.tail(3)), 1.0, 1e-12);
@@ -115,8 +115,8 @@ TEST(Normal, SlopeVarianceWithoutInterceptCountsTheMean) {
   m.setup.icept = {0, 0};
   Normal model(&m.estimator, m.setup);
   model.draw(m.world.data);
-  arma::Col<double> const z = m.world.data.col(3);
-  double const expected = model.Sigma[0](0, 0) * (arma::var(z) + arma::mean(z) * arma::mean(z));
+  const arma::Col<double> z = m.world.data.col(3);
+  const double expected = model.Sigma[0](0, 0) * (arma::var(z) + arma::mean(z) * arma::mean(z));
   EXPECT_NEAR(model.slope_var[0], expected, 1e-10 * expected);
 }
 
@@ -144,7 +144,7 @@ TEST(Normal, OnlyMissingCellsAreWritten) {
   Normal model(&estimator, setup);
   EXPECT_TRUE(model.missing);
   EXPECT_NEAR(model.getMissingPercent(), 2.0 / 13.0, 1e-15);
-  arma::Mat<double> const before = world.data;
+  const arma::Mat<double> before = world.data;
   model.draw(world.data);
   for (arma::uword i = 0; i < before.n_rows; ++i) {
     arma::uword const unit = world.units[1](i);
@@ -168,7 +168,7 @@ TEST(Normal, CentringFollowsImputation) {
   auto link = std::make_unique<sem::estimator::covariate_link>();
   link->column = 1;
   link->mean_column = 7;
-  link->fun = [](arma::Col<double> const& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
+  link->fun = [](const arma::Col<double>& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
   model.setCentering(std::move(link));
   model.draw(world.data);
   EXPECT_LT(arma::abs(world.data.col(7) + 10.0 - world.data.col(1)).max(), 1e-14);
@@ -181,7 +181,7 @@ TEST(Normal, ImputationProposalIsUntouched) {
     model.draw(m.world.data);
     model.tune();
   }
-  auto const results = model.tuneResults();
+  const auto results = model.tuneResults();
   ASSERT_EQ(results.size(), 3U);
   EXPECT_EQ(results[0].value, 3.0);
   EXPECT_EQ(results[0].total, 0U);
@@ -191,8 +191,8 @@ TEST(Normal, ImputationProposalIsUntouched) {
 
 TEST(Normal, LatentColumnsAreTheEffectsAtTheRows) {
   ThreeLevelModel m;
-  Normal const model(&m.estimator, m.setup);
-  arma::Mat<double> const out = model.latent(m.world.data);
+  const Normal model(&m.estimator, m.setup);
+  const arma::Mat<double> out = model.latent(m.world.data);
   ASSERT_EQ(out.n_cols, 5U);
   for (arma::uword i = 0; i < out.n_rows; ++i) {
     EXPECT_EQ(out(i, 2), model.u[0](m.world.units[1](i), 2));
@@ -203,8 +203,8 @@ TEST(Normal, LatentColumnsAreTheEffectsAtTheRows) {
 TEST(Normal, HandlesReadTheShares) {
   ThreeLevelModel m;
   Normal model(&m.estimator, m.setup);
-  auto const total = model.constraint(parameter_type::total_var, 0, 0);
-  auto const residual = model.constraint(parameter_type::residual_variance_read, 0, 0);
+  const auto total = model.constraint(parameter_type::total_var, 0, 0);
+  const auto residual = model.constraint(parameter_type::residual_variance_read, 0, 0);
   model.draw(m.world.data);
   EXPECT_EQ(*total->ptr(), model.total_var);
   EXPECT_EQ(*residual->ptr(), model.sigma2);
@@ -217,7 +217,7 @@ TEST(Normal, ProposalVarianceOfACoefficient) {
   ThreeLevelModel m;
   Normal model(&m.estimator, m.setup);
   model.draw(m.world.data);
-  double const expected = model.sigma2 / arma::dot(m.world.data.col(3), m.world.data.col(3));
+  const double expected = model.sigma2 / arma::dot(m.world.data.col(3), m.world.data.col(3));
   EXPECT_NEAR(model.betaCovB(m.world.data, 2)(0, 0), expected, 1e-12);
   EXPECT_THROW(model.betaCovB(m.world.data, 3), error_debug);
 }
@@ -226,8 +226,8 @@ TEST(Normal, DrivenParametersLeaveItsDraws) {
   ThreeLevelModel m;
   Normal model(&m.estimator, m.setup);
   arma::uword const before = model.n_estimated();
-  auto const slope = model.constraint(parameter_type::coefficient, 1, 0);
-  auto const variance = model.constraint(parameter_type::residual_variance, 0, 0);
+  const auto slope = model.constraint(parameter_type::coefficient, 1, 0);
+  const auto variance = model.constraint(parameter_type::residual_variance, 0, 0);
   EXPECT_EQ(slope->ptr(), model.betas().memptr() + 1);
   EXPECT_EQ(variance->ptr(), &model.sigma2);
   EXPECT_FALSE(arma::any(model.free == 1));
@@ -261,7 +261,7 @@ TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
   try {
     model.addMulti(nullptr);
     FAIL();
-  } catch (error const& e) {
+  } catch (const error& e) {
     EXPECT_STREQ(e.what(),
                  "ERROR: A block of outcomes with correlated residuals is not available in this version.");
   }
@@ -271,14 +271,14 @@ TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
   try {
     model.constraint(parameter_type::residual_variance, 0, 0);
     FAIL();
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Cannot constrain residual variance has multivariate link.");
   }
 }
 
 TEST(Normal, RefusesAnInconsistentSetup) {
   ThreeLevelModel m;
-  auto const broken = [&](auto change) {
+  const auto broken = [&](auto change) {
     equation_setup setup = m.setup;
     change(setup);
     EXPECT_THROW(Normal(&m.estimator, setup), error_debug);
@@ -292,13 +292,13 @@ TEST(Normal, RefusesAnInconsistentSetup) {
   broken([](equation_setup& s) { s.level = 1; });
 }
 
-void expect_message(World& world, equation_setup const& setup, char const* text) {
+void expect_message(World& world, const equation_setup& setup, const char* text) {
   LoneEstimator estimator(16);
   Normal model(&estimator, setup);
   try {
     for (int t = 0; t < 100; ++t) model.draw(world.data);
     FAIL() << "nothing thrown";
-  } catch (numeric_error const& e) {
+  } catch (const numeric_error& e) {
     EXPECT_STREQ(e.what(), text);
   }
 }

@@ -35,12 +35,12 @@ TEST(Outcomes, RowsOfAllModelsFollowInListOrder) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | x", "w ~ 1", "x ~ w"});
   const auto chain = run.chain(Random(2, 1));
   chain->oneRep();
-  Outcomes const& all = *chain->outcomes();
+  const Outcomes& all = *chain->outcomes();
   ASSERT_EQ(all.n_outcomes(), 3u);
   const arma::vec rows = chain->getParams();
   arma::uword first = 0;
   for (unsigned i = 0; i < 3; ++i) {
-    Model const& model = run.models[i];
+    const Model& model = run.models[i];
     const arma::vec own = all.params(i);
     ASSERT_EQ(own.n_elem, model.parameters().size()) << model.command();
     EXPECT_TRUE(arma::approx_equal(rows.subvec(first, first + own.n_elem - 1), own, "absdiff", 0.0));
@@ -75,7 +75,7 @@ TEST(Outcomes, NamesAndValuesMustAgreeInNumber) {
   try {
     run.chain(Random(2, 1));
     FAIL() << "accepted";
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Model 'y ~ x Intercept' has 6 names for 7 values.");
   }
 }
@@ -124,8 +124,8 @@ TEST(Outcomes, LikelihoodOfALevelSumsItsUnits) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | 1", "w ~ 1"});
   const auto chain = run.chain(Random(2, 1));
   chain->oneRep();
-  Outcomes const& all = *chain->outcomes();
-  arma::mat const& data = chain->working().data;
+  const Outcomes& all = *chain->outcomes();
+  const arma::mat& data = chain->working().data;
   const arma::vec rows = all.logLiklihood(data, 0);
   const arma::vec clusters = all.logLiklihood(data, 1);
   EXPECT_EQ(rows.n_elem, 15u);  // the level-2 outcome has no rows of its own
@@ -140,8 +140,8 @@ TEST(Outcomes, ColumnsForOutputJoinTheModels) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | x", "w ~ 1"});
   const auto chain = run.chain(Random(2, 1));
   chain->oneRep();
-  Outcomes const& all = *chain->outcomes();
-  arma::mat const& data = chain->working().data;
+  const Outcomes& all = *chain->outcomes();
+  const arma::mat& data = chain->working().data;
   EXPECT_EQ(all.latent(data).n_cols, 2u);
   ASSERT_EQ(all.predicted(data).n_cols, 2u);
   const arma::mat total = all.predicted(data) + all.residual(data);
@@ -177,7 +177,7 @@ TEST(Outcomes, ALevelTwoOutcomeOfThreeLevelDataHasTheTopLevelAboveIt) {
 
 TEST(Outcomes, RefusesOtherKindsByNameAndVariable) {
   using data::type;
-  for (auto const& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
                                    {type::count, "A count outcome ('y')"},
                                    {type::nominal, "A nominal outcome ('y')"},
                                    {type::latent, "A latent outcome ('y')"}}) {

@@ -2,8 +2,8 @@
 
 #include <cmath>
 
-#include "scan_world.hpp"
 #include "random/densities.hpp"
+#include "scan_world.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
 
@@ -17,7 +17,7 @@ const arma::Mat<double> no_data;
 struct Node {
   LoneEstimator lone{1};
   Parameter node;
-  Node(std::string const& family, double a, double b)
+  Node(const std::string& family, double a, double b)
       : node(&lone, estimator::cluster(), parse_distribution(family), a, b) {}
 };
 
@@ -65,14 +65,14 @@ TEST(ParameterNode, UnknownFamilies) {
   try {
     Node("tnormal", 0, 1);
     FAIL() << "accepted";
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Truncated Normal currently not implemented.");
   }
   LoneEstimator lone(1);
   try {
     sem::Parameter node(&lone, sem::estimator::cluster(), static_cast<sem::distribution>(9), 0, 1);
     FAIL() << "accepted";
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Unable to parse distribution.");
   }
 }
@@ -83,7 +83,7 @@ TEST(ParameterNode, ItsConstraintIsItsValue) {
   const auto c = node.constraint(parameter_type::value, 0, 0);
   EXPECT_EQ(c->ptr(), node.value.memptr());
   ASSERT_EQ(c->likelihoods.size(), 1u);
-  EXPECT_EQ(c->likelihoods.front().source(), static_cast<void const*>(&node));
+  EXPECT_EQ(c->likelihoods.front().source(), static_cast<const void*>(&node));
   EXPECT_EQ(c->likelihoods.front()(2.0, no_data), -INFINITY);
   c->write(0.25);
   EXPECT_EQ(node.params()(0), 0.25);
@@ -94,7 +94,7 @@ TEST(ParameterNode, ItsConstraintIsItsValue) {
   try {
     node.constraint(parameter_type::coefficient, 0, 0);
     FAIL() << "accepted";
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Unrecognized constraint for Parameter model.");
   }
   EXPECT_THROW(node.addMulti(nullptr), error_debug);
@@ -126,7 +126,7 @@ TEST(ComputationNode, WritesItsValueToItsPlaces) {
   try {
     node.constraint(parameter_type::value, 0, 0);
     FAIL() << "accepted";
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Unrecognized constraint for Computation model.");
   }
   EXPECT_THROW(node.addStarts({1.0}), error_debug);

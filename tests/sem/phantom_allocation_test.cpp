@@ -10,7 +10,7 @@ namespace {
 /// Allocations of 200 scans after the first ten.
 std::size_t allocations_of(CorrelatedWorld& w) {
   // What compares residuals takes room of its own.
-  Setting<bool> const unchecked(sem::Normal::check_residuals, false);
+  const Setting<bool> unchecked(sem::Normal::check_residuals, false);
   w.finish();
   w.build();
   w.draw_joint();

@@ -26,11 +26,11 @@ struct plain_values {
 class plain_side : public sem::correlated_side {
  public:
   plain_side(plain_values& values, arma::uword k) : values_(values), k_(k) {}
-  void read(arma::mat const&) override { values_.part.read_values(values_.E); }
-  sem::phantom_part const& part() const override { return values_.part; }
+  void read(const arma::mat&) override { values_.part.read_values(values_.E); }
+  const sem::phantom_part& part() const override { return values_.part; }
   arma::uword term() const override { return k_; }
   double* rho() override { return &values_.part.loadings.rho(k_); }
-  void const* source() const override { return &values_; }
+  const void* source() const override { return &values_; }
   bool refresh() override { return values_.part.loadings.refresh(values_.S); }
   bool variance_moves() const override { return false; }
   double variance() const override { return values_.S(effect(), effect()); }
@@ -73,9 +73,9 @@ struct Tied {
     tie(1, {2, 0}, {0, 1});
     tie(2, {1, 1}, {2, 1});
     group->connect();
-    double const rhos[] = {-0.4, 0.6, 0.3, 0.35};
+    const double rhos[] = {-0.4, 0.6, 0.3, 0.35};
     for (std::size_t k = 0; k < 4; ++k) phantoms[k]->addStarts({rhos[k]});
-    for (auto const& v : values) v->part.read_values(v->E);
+    for (const auto& v : values) v->part.read_values(v->E);
   }
 
   void tie(arma::uword column, std::pair<std::size_t, arma::uword> first,
@@ -85,7 +85,7 @@ struct Tied {
     setup.level = 1;
     setup.cluster = world.clusters(1);
     phantoms.push_back(std::make_unique<Phantom>(&estimator, setup));
-    for (auto const& [v, k] : {first, second})
+    for (const auto& [v, k] : {first, second})
       phantoms.back()->attach(std::make_unique<plain_side>(*values[v], k));
     phantoms.back()->join(group);
   }
@@ -147,9 +147,9 @@ TEST(PhantomGroup, TheDensityStandsForAllItsEquations) {
   Tied t;
   arma::mat data = t.world.data;
   t.phantoms[0]->draw(data);
-  double const before = t.phantoms[0]->rho.log_density(data);
+  const double before = t.phantoms[0]->rho.log_density(data);
   sem::estimator::constraint label("r");
-  auto ten = [](double const&, arma::mat const&) { return 10.0; };
+  auto ten = [](const double&, const arma::mat&) { return 10.0; };
   label.add_once({t.values[2].get(), ten});
   t.phantoms[0]->addRho(label);
   EXPECT_EQ(t.phantoms[0]->rho.log_density(data), before);
@@ -163,10 +163,10 @@ TEST(PhantomGroup, TheDensityStandsForAllItsEquations) {
 /// below 6e-7.
 TEST(PhantomGroup, ScoresHaveTheirFullConditional) {
   Tied t;
-  for (auto const& phantom : t.phantoms) phantom->rho.hold();
+  for (const auto& phantom : t.phantoms) phantom->rho.hold();
   arma::mat Lambda(4, 3, arma::fill::zeros);
   auto load = [&](arma::uword phantom, std::size_t k, arma::uword plain, arma::uword sign,
-                  arma::mat const& V) {
+                  const arma::mat& V) {
     Lambda(plain, phantom) = std::sqrt(std::fabs(t.rho(k)) * V(plain, plain));
     Lambda(sign, phantom) = (t.rho(k) < 0 ? -1 : 1) * std::sqrt(std::fabs(t.rho(k)) * V(sign, sign));
   };
@@ -188,10 +188,10 @@ TEST(PhantomGroup, ScoresHaveTheirFullConditional) {
     products += (P - mean).t() * (P - mean);
   }
   for (arma::uword k = 0; k < 3; ++k) {
-    double const error = std::sqrt(covariance(k, k) / draws);
+    const double error = std::sqrt(covariance(k, k) / draws);
     EXPECT_LT(arma::abs(sum.col(k) / draws - mean.col(k)).max(), 5.0 * error) << k;
     for (arma::uword l = 0; l <= k; ++l) {
-      double const spread = covariance(k, k) * covariance(l, l) + covariance(k, l) * covariance(k, l);
+      const double spread = covariance(k, k) * covariance(l, l) + covariance(k, l) * covariance(k, l);
       EXPECT_NEAR(products(k, l) / (draws * n_units), covariance(k, l),
                   5.0 * std::sqrt(spread / (draws * n_units)));
     }
@@ -205,13 +205,13 @@ TEST(PhantomGroup, ScoresHaveTheirFullConditional) {
 TEST(PhantomGroup, ProposalsStartAtTheScaleOfTheDensity) {
   Tied t;
   t.phantoms[0]->find_proposals(t.world.data);
-  for (auto const& phantom : t.phantoms) {
+  for (const auto& phantom : t.phantoms) {
     sem::Phantom::correlation& rho = phantom->rho;
-    double const at = rho.value, step = 0.5 * std::sqrt(rho.variance);
+    const double at = rho.value, step = 0.5 * std::sqrt(rho.variance);
     auto density = [&](double x) {
       return rho.move_to(x, t.world.data) + rho.log_prior(x) + rho.log_jacobian(x);
     };
-    double const top = density(at);
+    const double top = density(at);
     double sides = 0.0;
     for (double sign : {-1.0, 1.0}) sides += 0.5 * density(std::tanh(std::atanh(at) + sign * step));
     EXPECT_NEAR(top - sides, 0.5, 0.01);

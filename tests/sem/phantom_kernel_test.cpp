@@ -15,15 +15,15 @@
 namespace tovik::tests::phantom_kernel_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 using sem::Phantom;
 using sem::phantom_term;
 
 constexpr int replications = 12000;
 constexpr int applications = 8;
 
-nesting const small = {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}};
+const nesting small = {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}};
 
 void scans_leave_joint(CorrelatedWorld& w) {
   Samples fresh, after;
@@ -123,8 +123,8 @@ TEST(PhantomKernels, ResidualVarianceUnderThreePriors) {
     w.draw_joint();
     w.phantoms[0]->addStarts({-0.4});
     Normal& model = *w.models[0];
-    arma::Col<double> const y = w.world.data.col(1), P = w.world.data.col(11);
-    arma::Col<double> const e = y + 0.5 - 0.5 * w.world.data.col(2);
+    const arma::Col<double> y = w.world.data.col(1), P = w.world.data.col(11);
+    const arma::Col<double> e = y + 0.5 - 0.5 * w.world.data.col(2);
     auto log_density = [&](double v) {
       double const l = std::sqrt(0.4 * v), left = 0.6 * v;
       double sum = prior == 1 ? -2.0 * std::log(v) - 0.5 / v : prior == 3 ? -std::log(v) : 0.0;
@@ -137,15 +137,15 @@ TEST(PhantomKernels, ResidualVarianceUnderThreePriors) {
     std::vector<double> cdf(n + 1, 0.0);
     double top = -1e300;
     for (int i = 0; i <= n; ++i) {
-      double const t = low + (high - low) * i / n;
+      const double t = low + (high - low) * i / n;
       top = std::max(top, log_density(std::exp(t)) + t);
     }
     for (int i = 1; i <= n; ++i) {
-      double const t = low + (high - low) * (i - 0.5) / n;
+      const double t = low + (high - low) * (i - 0.5) / n;
       cdf[static_cast<std::size_t>(i)] =
           cdf[static_cast<std::size_t>(i) - 1] + std::exp(log_density(std::exp(t)) + t - top);
     }
-    auto const draws = sample(4000, [&] {
+    const auto draws = sample(4000, [&] {
       for (int t = 0; t < 15; ++t) model.draw(w.world.data);
       return std::log(model.sigma2);
     });
@@ -177,7 +177,7 @@ TEST(PhantomKernels, CovarianceMatrixUnderThreePriors) {
     w.build();
     w.draw_joint();
     Normal& model = *w.models[0];
-    arma::Mat<double> const S0 = {{1.0, 0.3}, {0.3, 0.8}};
+    const arma::Mat<double> S0 = {{1.0, 0.3}, {0.3, 0.8}};
     model.u[0] = w.rng.randn(12, 2) * arma::chol(S0);
     model.sigma2 = 1e-12;
     for (arma::uword i = 0; i < w.world.data.n_rows; ++i)
@@ -186,20 +186,20 @@ TEST(PhantomKernels, CovarianceMatrixUnderThreePriors) {
     w.phantoms[0]->addStarts({0.5});
     arma::Mat<double> P(12, 1);
     for (arma::uword c = 0; c < 12; ++c) P(c) = w.world.data(w.world.first_rows[1](c), 11);
-    arma::Mat<double> const u = model.u[0], SS = u.t() * u;
+    const arma::Mat<double> u = model.u[0], SS = u.t() * u;
 
     std::vector<std::vector<double>> reference;
     std::vector<double> weights;
     double top = -1e300;
-    int const df = prior == 1 ? 12 + 3 : prior == 2 ? 12 - 3 : 12;
-    arma::Mat<double> const scale = prior == 1 ? arma::Mat<double>(SS + arma::eye(2, 2)) : SS;
+    const int df = prior == 1 ? 12 + 3 : prior == 2 ? 12 - 3 : 12;
+    const arma::Mat<double> scale = prior == 1 ? arma::Mat<double>(SS + arma::eye(2, 2)) : SS;
     for (int t = 0; t < 40000; ++t) {
-      arma::Mat<double> const S = arma::inv_sympd(w.rng.rwish(df, arma::inv_sympd(scale)));
-      std::vector<phantom_term> const terms = {{11, 1, false}};
+      const arma::Mat<double> S = arma::inv_sympd(w.rng.rwish(df, arma::inv_sympd(scale)));
+      const std::vector<phantom_term> terms = {{11, 1, false}};
       if (!leaves_variance(S, terms, {0.5})) continue;
-      arma::Mat<double> const Lambda = dense_loadings(S, terms, {0.5});
-      arma::Mat<double> const C = S - Lambda * Lambda.t(), d = u - P * Lambda.t();
-      double const gain =
+      const arma::Mat<double> Lambda = dense_loadings(S, terms, {0.5});
+      const arma::Mat<double> C = S - Lambda * Lambda.t(), d = u - P * Lambda.t();
+      const double gain =
           -6.0 * (std::log(arma::det(C)) - std::log(arma::det(S))) -
           0.5 * (arma::trace(arma::inv_sympd(C) * d.t() * d) - arma::trace(arma::inv_sympd(S) * SS));
       weights.push_back(gain);
@@ -214,7 +214,7 @@ TEST(PhantomKernels, CovarianceMatrixUnderThreePriors) {
     ASSERT_GT(exact.columns()[0].size(), 1000u);
     for (int t = 0; t < 4000; ++t) {
       for (int k = 0; k < 20; ++k) model.draw(w.world.data);
-      auto const& S = model.Sigma[0];
+      const auto& S = model.Sigma[0];
       drawn.add({std::log(S(0, 0)), std::log(S(1, 1)), S(0, 1)});
     }
     expect_same_distribution(exact, drawn);

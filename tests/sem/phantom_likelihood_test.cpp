@@ -10,11 +10,11 @@
 namespace tovik::tests::phantom_likelihood_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 using sem::phantom_term;
 
-nesting const unbalanced = {{5, 1, 4}, {3, 7}, {2, 6}};
+const nesting unbalanced = {{5, 1, 4}, {3, 7}, {2, 6}};
 
 /// Correlations with nothing behind the phantoms: their scores are just data.
 struct PhantomModel {
@@ -30,9 +30,9 @@ struct PhantomModel {
     world.data.insert_cols(9, 4);
     Random random(5, 0U);
     for (std::size_t place = 0; place < phantoms.size(); ++place)
-      for (phantom_term const& term : phantoms[place]) {
-        auto const& units = world.units[level + place];
-        arma::Mat<double> const P = random.randn(static_cast<int>(units.max() + 1), 1);
+      for (const phantom_term& term : phantoms[place]) {
+        const auto& units = world.units[level + place];
+        const arma::Mat<double> P = random.randn(static_cast<int>(units.max() + 1), 1);
         for (arma::uword i = 0; i < units.n_elem; ++i) world.data(i, term.column) = P(units(i));
       }
     simulate_outcome(world, level, 1.0, 7);
@@ -66,35 +66,35 @@ struct PhantomModel {
   arma::Mat<double> left(unsigned place) const { return S(place) - Lambda(place) * Lambda(place).t(); }
   /// P Lambda' at the units of a place.
   arma::Mat<double> means(unsigned place) const {
-    auto const& rows = *setup.cluster.own_rows[place];
+    const auto& rows = *setup.cluster.own_rows[place];
     arma::Mat<double> P(rows.n_elem, setup.phantoms[place].size());
     for (arma::uword k = 0; k < P.n_cols; ++k)
       P.col(k) = arma::Col<double>(world.data.col(setup.phantoms[place][k].column)).elem(rows);
     return P * Lambda(place).t();
   }
   arma::Mat<double> Z(unsigned L) const {
-    arma::Mat<double> const all = world.data.cols(setup.z[L]);
+    const arma::Mat<double> all = world.data.cols(setup.z[L]);
     return all.rows(*setup.cluster.own_rows[0]);
   }
   /// y - Xb.
   arma::Col<double> fixed_residual() const {
-    auto const& rows = *setup.cluster.own_rows[0];
-    arma::Mat<double> const X = arma::Mat<double>(world.data.cols(setup.x)).rows(rows);
+    const auto& rows = *setup.cluster.own_rows[0];
+    const arma::Mat<double> X = arma::Mat<double>(world.data.cols(setup.x)).rows(rows);
     return arma::Col<double>(world.data.col(1)).elem(rows) - X * model->betas_;
   }
 };
 
-void expect_dense_agreement(PhantomModel const& m) {
-  Normal const& model = *m.model;
-  unsigned const levels = m.setup.n_levels;
+void expect_dense_agreement(const PhantomModel& m) {
+  const Normal& model = *m.model;
+  const unsigned levels = m.setup.n_levels;
   arma::Col<double> e = m.fixed_residual(), marginal = e - m.means(0).col(0);
   arma::uword const n = e.n_elem;
-  double const v = m.left(0)(0, 0);
+  const double v = m.left(0)(0, 0);
   EXPECT_NEAR(model.residVar(), v, 1e-12);
   arma::Mat<double> V = v * arma::eye(n, n);
   for (unsigned L = 0; L < levels; ++L) {
-    auto const& ids = *m.setup.cluster.row_cluster[L];
-    arma::Mat<double> const Z = m.Z(L), mu = m.means(L + 1), C = m.left(L + 1);
+    const auto& ids = *m.setup.cluster.row_cluster[L];
+    const arma::Mat<double> Z = m.Z(L), mu = m.means(L + 1), C = m.left(L + 1);
     EXPECT_LT(arma::abs(model.Sigma_s(static_cast<int>(L)) - C).max(), 1e-12);
     EXPECT_LT(arma::abs(model.iSigma_s(static_cast<int>(L)) * C - arma::eye(C.n_rows, C.n_rows)).max(), 1e-9);
     EXPECT_LT(arma::abs(model.compute_Us_LL(m.world.data, static_cast<int>(L)) -
@@ -108,26 +108,26 @@ void expect_dense_agreement(PhantomModel const& m) {
         if (ids(i) == ids(j)) V(i, j) += arma::as_scalar(Z.row(i) * C * Z.row(j).t());
     }
   }
-  arma::Col<double> const r = e - m.means(0).col(0);
-  int const own = static_cast<int>(m.setup.level);
+  const arma::Col<double> r = e - m.means(0).col(0);
+  const int own = static_cast<int>(m.setup.level);
   EXPECT_LT(arma::abs(model.compute_residual(m.world.data) - r).max(), 1e-10);
-  arma::Col<double> const rows = logNormPDF(r, v);
+  const arma::Col<double> rows = logNormPDF(r, v);
   EXPECT_LT(arma::abs(model.logLiklihood(m.world.data, own) - rows).max(), 1e-9);
-  arma::Col<arma::uword> const some = {1, 3, n - 1};
+  const arma::Col<arma::uword> some = {1, 3, n - 1};
   arma::Col<double> part(3, arma::fill::zeros);
   model.addLogLiklihood(m.world.data, own, some, part.memptr());
   EXPECT_LT(arma::abs(part - rows.elem(some)).max(), 1e-9);
   // The output shows the whole residual.
-  arma::Mat<double> const shown = model.residual(m.world.data), fitted = model.predicted(m.world.data);
+  const arma::Mat<double> shown = model.residual(m.world.data), fitted = model.predicted(m.world.data);
   for (arma::uword i = 0; i < m.world.data.n_rows; ++i) {
     EXPECT_NEAR(shown(i), e(m.world.units[m.setup.level](i)), 1e-10);
     EXPECT_NEAR(shown(i) + fitted(i), m.world.data(i, 1), 1e-10);
   }
-  arma::Col<double> const ll = model.marginal_logLiklihood(m.world.data);
-  auto const& ids = *m.setup.cluster.row_cluster[levels - 1];
+  const arma::Col<double> ll = model.marginal_logLiklihood(m.world.data);
+  const auto& ids = *m.setup.cluster.row_cluster[levels - 1];
   for (arma::uword c = 0; c < ll.n_elem; ++c) {
-    arma::Col<arma::uword> const in = arma::find(ids == c);
-    arma::Row<double> const values = marginal.elem(in).t();
+    const arma::Col<arma::uword> in = arma::find(ids == c);
+    const arma::Row<double> values = marginal.elem(in).t();
     EXPECT_NEAR(ll(c), dmvnorm(values, arma::Mat<double>(V.submat(in, in))), 1e-8);
   }
 }
@@ -158,10 +158,10 @@ TEST(PhantomLikelihood, OfCorrelations) {
   model.part(0).loadings.rho(0) = 1.0;
   EXPECT_EQ(model.compute_LL_correlation(1.0, m.world.data), -INFINITY);
   model.part(0).loadings.rho(0) = 0.4;
-  double const at_correlation = model.compute_LL_correlation(0.4, m.world.data);
+  const double at_correlation = model.compute_LL_correlation(0.4, m.world.data);
   EXPECT_NEAR(at_correlation, model.logLiklihood(m.world.data), 1e-8);
   model.sigma2 = 2.0;
-  double const at_variance = model.residVarAR(2.0, m.world.data);
+  const double at_variance = model.residVarAR(2.0, m.world.data);
   EXPECT_NEAR(at_variance, model.logLiklihood(m.world.data), 1e-8);
   EXPECT_NEAR(model.residVar(), 1.2, 1e-12);
   model.part(1).loadings.rho(0) = 0.95;
@@ -172,7 +172,7 @@ TEST(PhantomLikelihood, ASideShowsWhatThePhantomsEnter) {
   PhantomModel m(0, {{0, 2}, {}}, {{{9, 0, true}}, {{10, 1, true}, {11, 0, false}}, {}},
                  {{-0.2}, {-0.5, 0.2}, {}});
   Normal& model = *m.model;
-  auto const effect = model.correlated(10), residual = model.correlated(9);
+  const auto effect = model.correlated(10), residual = model.correlated(9);
   effect->read(m.world.data);
   residual->read(m.world.data);
   EXPECT_EQ(arma::abs(effect->part().values() - model.u[0]).max(), 0.0);
@@ -191,9 +191,9 @@ TEST(PhantomCorrelation, PriorIsADensityOnBothScales) {
     double prior = 0, steps = 0;
     constexpr int n = 20000;
     for (int i = 0; i < n; ++i) {
-      double const x = -1.0 + 2.0 * (i + 0.5) / n;
+      const double x = -1.0 + 2.0 * (i + 0.5) / n;
       prior += std::exp(rho.log_prior(x)) / n;
-      double const z = 12.0 * x;  // the density has fallen to nothing there
+      const double z = 12.0 * x;  // the density has fallen to nothing there
       steps += 12.0 * std::exp(rho.log_prior(std::tanh(z)) + rho.log_jacobian(std::tanh(z))) / n;
     }
     EXPECT_NEAR(prior, 1.0, 2e-3);

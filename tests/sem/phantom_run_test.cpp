@@ -22,7 +22,7 @@ arma::mat correlated_pair(arma::uword n, double rho) {
 
 /// Posterior mean and variance of rho for two normals with flat means, flat variances and uniform rho, by
 /// numerical integration over the standard deviations.
-std::pair<double, double> exact_correlation(arma::mat const& data) {
+std::pair<double, double> exact_correlation(const arma::mat& data) {
   const arma::mat S = arma::cov(data) * static_cast<double>(data.n_rows - 1);
   const double m = static_cast<double>(data.n_rows) - 1.0;
   double total = 0, first = 0, second = 0;
@@ -104,7 +104,7 @@ TEST_F(PhantomRun, PriorsOfSeveralCorrelationsFindAStart) {
   Random rng(8, 1);
   const arma::mat data = rng.randn(40, 3);
   const std::vector<std::string> two = {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@r", "a <-> c@s"};
-  for (auto const& priors : {std::vector<std::string>{"r ~ normal(0.7, 1)", "s ~ normal(0.8, 1)"},
+  for (const auto& priors : {std::vector<std::string>{"r ~ normal(0.7, 1)", "s ~ normal(0.8, 1)"},
                              {"r ~ uniform(0.5, 0.95)", "s ~ uniform(0.3, 0.6)"}}) {
     small_run run({"a", "b", "c"}, data, {}, two, priors);
     prepare(run);
@@ -112,7 +112,7 @@ TEST_F(PhantomRun, PriorsOfSeveralCorrelationsFindAStart) {
     const arma::mat out = draws(*chain, 0, 50);
     EXPECT_TRUE(out.is_finite());
   }
-  for (auto const& priors : {std::vector<std::string>{"r ~ uniform(0.6, 0.9)", "s ~ uniform(0.5, 0.8)"},
+  for (const auto& priors : {std::vector<std::string>{"r ~ uniform(0.6, 0.9)", "s ~ uniform(0.5, 0.8)"},
                              {"r ~ uniform(-0.9, -0.6)", "s ~ uniform(0.5, 0.8)"}}) {
     small_run run({"a", "b", "c"}, data, {}, two, priors);
     prepare(run);
@@ -152,7 +152,7 @@ TEST_F(PhantomRun, WhatFollowsALabelledCorrelationFollowsInEveryDraw) {
   const arma::mat out = draws(*chain, 50, 400);
   arma::uword at = 0;
   arma::rowvec r, slope;
-  for (Model const& model : run.models) {
+  for (const Model& model : run.models) {
     if (model.kind() == model::kind::phantom) r = out.row(at);
     if (model.name() == "b") slope = out.row(at + 2);  // residual variance, intercept, z
     at += model.n_rows();
@@ -166,7 +166,7 @@ TEST_F(PhantomRun, WhatFollowsALabelledCorrelationFollowsInEveryDraw) {
 TEST_F(PhantomRun, SignStandsOnTheSecondNameInNaturalOrder) {
   small_run run({"y", "x"}, correlated_pair(40, -0.5), {}, {"y ~ 1", "x ~ 1", "y <-> x"});
   prepare(run);
-  for (Model const& model : run.models) {
+  for (const Model& model : run.models) {
     if (model.kind() == model::kind::phantom) continue;
     const auto phantoms = sem::phantoms_of(model);
     ASSERT_EQ(phantoms.size(), 1u);
@@ -204,7 +204,7 @@ void burn_in(sem::Mcmc& chain) {
 }
 
 /// Independent draws that a draw is worth, from 50 batches.
-double effective_share(arma::rowvec const& series) {
+double effective_share(const arma::rowvec& series) {
   const double error = mean_error(series);
   return arma::var(series) / (error * error * static_cast<double>(series.n_elem));
 }

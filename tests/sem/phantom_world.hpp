@@ -18,9 +18,9 @@ inline arma::Mat<double> draw_prior_covariance(arma::uword q, Random& rng) {
 }
 
 /// Whether the correlations that phantoms carry leave a positive definite matrix.
-inline bool leaves_variance(arma::Mat<double> S, std::vector<sem::phantom_term> const& terms,
-                            std::vector<double> const& rhos) {
-  arma::Col<double> const diagonal = S.diag();
+inline bool leaves_variance(arma::Mat<double> S, const std::vector<sem::phantom_term>& terms,
+                            const std::vector<double>& rhos) {
+  const arma::Col<double> diagonal = S.diag();
   for (std::size_t k = 0; k < terms.size(); ++k)
     S(terms[k].effect, terms[k].effect) -= std::fabs(rhos[k]) * diagonal(terms[k].effect);
   arma::Mat<double> root;
@@ -28,12 +28,12 @@ inline bool leaves_variance(arma::Mat<double> S, std::vector<sem::phantom_term> 
 }
 
 /// Lambda by its definition.
-inline arma::Mat<double> dense_loadings(arma::Mat<double> const& S,
-                                        std::vector<sem::phantom_term> const& terms,
-                                        std::vector<double> const& rhos) {
+inline arma::Mat<double> dense_loadings(const arma::Mat<double>& S,
+                                        const std::vector<sem::phantom_term>& terms,
+                                        const std::vector<double>& rhos) {
   arma::Mat<double> out(S.n_rows, terms.size(), arma::fill::zeros);
   for (std::size_t k = 0; k < terms.size(); ++k) {
-    double const sign = terms[k].signed_side && rhos[k] < 0.0 ? -1.0 : rhos[k] == 0.0 ? 0.0 : 1.0;
+    const double sign = terms[k].signed_side && rhos[k] < 0.0 ? -1.0 : rhos[k] == 0.0 ? 0.0 : 1.0;
     out(terms[k].effect, k) = sign * std::sqrt(std::fabs(rhos[k]) * S(terms[k].effect, terms[k].effect));
   }
   return out;

@@ -10,9 +10,9 @@
 namespace tovik::tests::predictor_allocation_test {
 namespace {
 
-void expect_none(predictor_run const& run) {
+void expect_none(const predictor_run& run) {
   // What compares residuals takes room of its own.
-  Setting<bool> const unchecked(sem::Normal::check_residuals, false);
+  const Setting<bool> unchecked(sem::Normal::check_residuals, false);
   const auto chain = run.chain(Random(12, 1));
   for (int t = 0; t < 200; ++t) chain->oneRep();
   std::size_t const before = allocations();

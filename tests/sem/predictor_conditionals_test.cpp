@@ -14,7 +14,7 @@ using kind = PredictorWorld::kind;
 using center = data::center;
 using sem::predictor_step;
 
-nesting const nested = {{2, 3, 1}, {4}, {2, 2}, {1, 3}, {2}, {1, 1}};
+const nesting nested = {{2, 3, 1}, {4}, {2, 2}, {1, 3}, {2}, {1, 1}};
 
 /// A normal distribution of all scores of a predictor model by its precision Q and by h = Q mean. Scores
 /// stand by place, unit and column.
@@ -38,7 +38,7 @@ class Dense {
   }
 
   /// A row with this mean, linear in the scores, was observed.
-  void observe(arma::Col<double> const& slope, double value, double variance) {
+  void observe(const arma::Col<double>& slope, double value, double variance) {
     Q += slope * slope.t() / variance;
     h += slope * value / variance;
   }
@@ -52,7 +52,7 @@ class Dense {
   }
 
   /// Moments of the elements `some` given the others.
-  void given_rest(uwords const& some, arma::Col<double> const& values, arma::Col<double>& mean,
+  void given_rest(const uwords& some, const arma::Col<double>& values, arma::Col<double>& mean,
                   arma::Mat<double>& variance) const {
     arma::Col<double> rest = values;
     rest.elem(some).zeros();
@@ -66,9 +66,9 @@ class Dense {
  private:
   // (S_q - S_{q+1}[parent] - W gamma)' inv(Sigma) (...), for every unit.
   void add_place(unsigned q) {
-    sem::predictor_state const& state = *world_.x.state;
+    const sem::predictor_state& state = *world_.x.state;
     arma::uword const dim = world_.dim;
-    arma::Mat<double> const H = arma::inv(world_.Sigma[q]);
+    const arma::Mat<double> H = arma::inv(world_.Sigma[q]);
     for (arma::uword i = 0; i < state.n_units(q); ++i) {
       arma::Mat<double> A(dim, Q.n_rows, arma::fill::zeros);
       for (arma::uword k = 0; k < dim; ++k) {
@@ -85,9 +85,9 @@ class Dense {
 };
 
 /// The draw of all units at a place: N(mean_j, V_j) by root'z_j, with z a matrix drawn column by column.
-arma::Mat<double> by_hand(Dense const& dense, unsigned q, uwords const& units, arma::Mat<double> const& z) {
+arma::Mat<double> by_hand(const Dense& dense, unsigned q, const uwords& units, const arma::Mat<double>& z) {
   arma::Mat<double> out(units.n_elem, z.n_cols);
-  arma::Col<double> const values = dense.state();
+  const arma::Col<double> values = dense.state();
   for (arma::uword j = 0; j < units.n_elem; ++j) {
     uwords some(z.n_cols);
     for (arma::uword k = 0; k < z.n_cols; ++k) some(k) = dense.at(q, units(j), k);
@@ -107,7 +107,7 @@ struct shape {
   double precision;
 };
 
-void PrintTo(shape const& s, std::ostream* out) {
+void PrintTo(const shape& s, std::ostream* out) {
   *out << s.name;
 }
 
@@ -122,10 +122,10 @@ INSTANTIATE_TEST_SUITE_P(PredictorConditionals, EachShape,
                                          shape{"NominalOne", kind::nominal, 1, {true}, 0.2},
                                          shape{"NominalTwo", kind::nominal, 2, {true, true}, 0.2},
                                          shape{"NominalThree", kind::nominal, 3, {true, true, true}, 0.2}),
-                         [](auto const& info) { return std::string(info.param.name); });
+                         [](const auto& info) { return std::string(info.param.name); });
 
 TEST_P(EachShape, FullConditionalsAreThoseOfTheJointNormal) {
-  shape const& s = GetParam();
+  const shape& s = GetParam();
   PredictorWorld world(400);
   world.of = s.of;
   world.levels = s.levels;
@@ -135,27 +135,27 @@ TEST_P(EachShape, FullConditionalsAreThoseOfTheJointNormal) {
   world.build();
   world.draw_joint();
   world.x.state->mean_precision = s.precision;
-  Dense const dense(world);
+  const Dense dense(world);
   for (unsigned q = 1; q <= world.places(); ++q) {
     arma::uword const n = world.x.state->n_units(q);
-    arma::Mat<double> const z = Random(*world.rng).randn(static_cast<int>(n), static_cast<int>(world.dim));
-    arma::Mat<double> const expected = by_hand(dense, q, arma::regspace<uwords>(0, n - 1), z);
+    const arma::Mat<double> z = Random(*world.rng).randn(static_cast<int>(n), static_cast<int>(world.dim));
+    const arma::Mat<double> expected = by_hand(dense, q, arma::regspace<uwords>(0, n - 1), z);
     if (q == world.places())
       world.x.model->drawGrandMean(world.scores_at(q - 1));
     else
       world.x.model->drawComponent(world.distance(q), world.scores_at(q), world.scores_at(q - 1));
     EXPECT_LT(arma::abs(world.x.state->scores(q) - expected).max(), 1e-9) << "place " << q;
   }
-  uwords const& units = world.x.model->missing_units;
-  arma::Mat<double> const z =
+  const uwords& units = world.x.model->missing_units;
+  const arma::Mat<double> z =
       Random(*world.rng).randn(static_cast<int>(units.n_elem), static_cast<int>(world.dim));
-  arma::Mat<double> const expected = by_hand(dense, 0, units, z);
+  const arma::Mat<double> expected = by_hand(dense, 0, units, z);
   world.x.model->drawImputation(world.scores_at(0));
-  arma::Mat<double> const drawn = world.x.state->scores(0).rows(units);
+  const arma::Mat<double> drawn = world.x.state->scores(0).rows(units);
   EXPECT_LT(arma::abs(drawn - expected).max(), 1e-9);
   // The categories, and what follows from them, are those of the scores.
   if (s.of != kind::continuous) {
-    uwords const category = world.categories(drawn);
+    const uwords category = world.categories(drawn);
     for (arma::uword j = 0; j < units.n_elem; ++j)
       EXPECT_EQ((*world.x.state->categories)(units(j)), category(j));
   }
@@ -177,7 +177,7 @@ struct Posterior {
     Dense dense(world);
     for (arma::uword i = 0; i < world.data().n_rows; ++i) {
       arma::Col<double> slope(dense.h.n_elem, arma::fill::zeros);
-      double const b = world.b_x + world.b_product * world.data()(i, 8);
+      const double b = world.b_x + world.b_product * world.data()(i, 8);
       auto add = [&](unsigned q, double by) {
         arma::uword const unit =
             q == world.places() ? 0 : world.working->units(world.x.state->chain.level(q))(i);
@@ -187,7 +187,7 @@ struct Posterior {
       if (world.centre == center::cluster) add(1, -b);
       if (world.centre == center::grand) add(world.places(), -b);
       for (unsigned q = 1; q < world.places(); ++q) {
-        double const by = world.b_means[world.distance(q)];
+        const double by = world.b_means[world.distance(q)];
         add(q, by);
         if (world.centre_means == center::grand) add(world.places(), -by);
         if (world.centre_means == center::cluster && q + 1 < world.places()) add(q + 1, -by);
@@ -212,15 +212,15 @@ struct Posterior {
     for (int b = 0; b < batches; ++b)
       for (int t = 0; t < scans / batches; ++t) {
         world.scan(false);
-        arma::Col<double> const d = solved_->state().elem(unknown) - mean;
+        const arma::Col<double> d = solved_->state().elem(unknown) - mean;
         first.col(b) += d * (batches / static_cast<double>(scans));
         second.col(b) += d % d * (batches / static_cast<double>(scans));
       }
     for (arma::uword k = 0; k < unknown.n_elem; ++k) {
-      double const error = arma::stddev(first.row(k)) / std::sqrt(batches);
+      const double error = arma::stddev(first.row(k)) / std::sqrt(batches);
       EXPECT_LT(std::fabs(arma::mean(first.row(k))), 5.5 * error) << "element " << k;
       EXPECT_LT(error, 0.08 * std::sqrt(variance(k, k)));
-      double const error2 = arma::stddev(second.row(k)) / std::sqrt(batches);
+      const double error2 = arma::stddev(second.row(k)) / std::sqrt(batches);
       EXPECT_LT(std::fabs(arma::mean(second.row(k)) - variance(k, k)), 5.5 * error2) << "element " << k;
     }
   }

@@ -20,14 +20,14 @@ int replications_of(kind of) {
   return of == kind::nominal ? 600 : 5000;
 }
 
-nesting const three = {{2, 3, 1}, {4}, {2, 2}, {1, 3}, {2}, {1, 1}};
+const nesting three = {{2, 3, 1}, {4}, {2, 2}, {1, 3}, {2}, {1, 1}};
 
 /// A draw of the joint distribution with data that show every category.
 void draw(PredictorWorld& world) {
   for (;;) {
     try {
       return world.draw_joint();
-    } catch (error_debug const&) {
+    } catch (const error_debug&) {
       // A category without an observation: what is observed stays as it is in all steps, so that leaving such
       // data out changes nothing.
     }
@@ -36,14 +36,14 @@ void draw(PredictorWorld& world) {
 
 void steps_leave_joint(PredictorWorld& world, bool latent = false) {
   world.build();
-  int const replications = replications_of(world.of);
+  const int replications = replications_of(world.of);
   Samples fresh, after;
   double moved = 0;
   for (int rep = 0; rep < replications; ++rep) {
     draw(world);
     fresh.add(world.functions());
     draw(world);
-    double const before = arma::accu(world.x.state->scores(0));
+    const double before = arma::accu(world.x.state->scores(0));
     for (int t = 0; t < applications; ++t) world.scan(latent);
     moved += arma::accu(world.x.state->scores(0)) != before;
     if (rep % 50 == 0 && world.x.model->needsLikelihood(predictor_step::imputation, 0)) {
@@ -68,11 +68,11 @@ struct reading {
   center centre = center::none, centre_means = center::none;
 };
 
-void PrintTo(reading const& r, std::ostream* out) {
+void PrintTo(const reading& r, std::ostream* out) {
   *out << r.name;
 }
 
-void set(PredictorWorld& world, reading const& r) {
+void set(PredictorWorld& world, const reading& r) {
   world.b_x = r.x;
   world.b_product = r.product;
   world.b_means = r.means;
@@ -93,7 +93,7 @@ const reading two_level_readings[] = {
     {"GroupCentredAndMean", 0.7, 0.3, {0, -0.9, 0}, center::cluster, center::grand},
 };
 
-std::string name_of(testing::TestParamInfo<std::tuple<kind, reading>> const& info) {
+std::string name_of(const testing::TestParamInfo<std::tuple<kind, reading>>& info) {
   const char* const kinds[] = {"Continuous", "Binary", "Ordinal", "BinaryNominal", "Nominal"};
   return std::string(kinds[static_cast<int>(std::get<0>(info.param))]) + std::get<1>(info.param).name;
 }
@@ -105,7 +105,7 @@ INSTANTIATE_TEST_SUITE_P(PredictorSteps, EachReading,
                          name_of);
 
 TEST_P(EachReading, InTwoLevels) {
-  auto const& [kind_of, how] = GetParam();
+  const auto& [kind_of, how] = GetParam();
   PredictorWorld world(100 + static_cast<unsigned>(kind_of));
   world.of = kind_of;
   set(world, how);
@@ -135,7 +135,7 @@ TEST(PredictorSteps, OneLevel) {
 
 TEST(PredictorSteps, ThreeLevels) {
   for (kind k : {kind::continuous, kind::ordinal, kind::nominal}) {
-    for (reading const& r : {reading{"", 0.7, 0.3, {0, 0.5, -0.6}, center::cluster, center::none},
+    for (const reading& r : {reading{"", 0.7, 0.3, {0, 0.5, -0.6}, center::cluster, center::none},
                              reading{"", 0, 0, {0, 0.8, 0}, center::none, center::cluster},
                              reading{"", 0.6, 0, {0, 0.5, -0.4}, center::grand, center::grand}}) {
       PredictorWorld world(220 + static_cast<unsigned>(k));
@@ -208,9 +208,9 @@ TEST(PredictorSteps, ValuesThatARowsReaderTies) {
     world.of = k;
     set(world, {"", 1.0});
     world.build();
-    uwords const& cluster = world.working->units(1);
+    const uwords& cluster = world.working->units(1);
     world.together_values = sem::estimator::acceptance(0, cluster, cluster);
-    world.other_fit = [&](arma::Mat<double> const& at, arma::uword i) {
+    world.other_fit = [&](const arma::Mat<double>& at, arma::uword i) {
       double sum = 0, n = 0;
       for (arma::uword j = 0; j < at.n_rows; ++j)
         if (world.working->units(1)(j) == world.working->units(1)(i)) {
@@ -228,9 +228,9 @@ TEST(PredictorSteps, LatentMeansThatAReaderTies) {
   PredictorWorld world(280);
   set(world, {"", 0, 0, {0, 1.0, 0}});
   world.build();
-  uwords const none(world.working->n_units(1), arma::fill::zeros);
+  const uwords none(world.working->n_units(1), arma::fill::zeros);
   world.together_means = sem::estimator::acceptance(1, none, none);
-  world.other_fit = [&](arma::Mat<double> const& at, arma::uword) {
+  world.other_fit = [&](const arma::Mat<double>& at, arma::uword) {
     return 1.5 * arma::mean(at.col(world.mean_column(1, 0)));
   };
   steps_leave_joint(world);

@@ -10,9 +10,9 @@
 
 #include "chain_posterior.hpp"
 #include "data/variable.hpp"
+#include "random/random.hpp"
 #include "sem/predictors/unit_chain.hpp"
 #include "sem/predictors/variable.hpp"
-#include "random/random.hpp"
 #include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests::predictor_levels_reference_test {
@@ -48,9 +48,9 @@ arma::mat incomplete_data(unsigned levels, std::uint32_t seed) {
 }
 
 /// What is compared: means and covariance matrices over rows of the values and of the latent means.
-arma::rowvec functionals(std::vector<arma::mat> const& scores) {
+arma::rowvec functionals(const std::vector<arma::mat>& scores) {
   arma::rowvec out;
-  for (arma::mat const& S : scores) {
+  for (const arma::mat& S : scores) {
     arma::mat const C = arma::cov(S);
     out = arma::join_rows(out, arma::mean(S, 0), arma::rowvec{C(0, 0), C(1, 0), C(1, 1)});
   }
@@ -60,7 +60,7 @@ arma::rowvec functionals(std::vector<arma::mat> const& scores) {
 /// S_0: values, S_1 ..: latent means, mu. At each level Sigma ~ |Sigma|^{-(nu + p + 1) / 2}.
 class JointModel {
  public:
-  JointModel(arma::mat const& data, std::vector<arma::uword> const& ids, int nu, std::uint32_t seed)
+  JointModel(const arma::mat& data, const std::vector<arma::uword>& ids, int nu, std::uint32_t seed)
       : working_(data, ids),
         chain_(working_, 0, std::vector<bool>(ids.size() + 1, true)),
         nu_(nu),
@@ -79,7 +79,7 @@ class JointModel {
   }
 
   arma::rowvec scan() {
-    unsigned const m = chain_.n_above();
+    const unsigned m = chain_.n_above();
     std::vector<arma::mat> Sigma;
     for (unsigned q = 0; q <= m; ++q) {
       arma::mat const e = S_[q] - above(q);
@@ -110,7 +110,7 @@ class JointModel {
       out.row(j) /= static_cast<double>(chain_.n_children(q + 1)[j]);
     return out;
   }
-  void draw_means(unsigned q, std::vector<arma::mat> const& Sigma) {
+  void draw_means(unsigned q, const std::vector<arma::mat>& Sigma) {
     arma::mat const below = arma::inv(Sigma[q - 1]), own = arma::inv(Sigma[q]), sums = child_sums(q - 1),
                     parents = above(q);
     for (arma::uword j = 0; j < S_[q].n_rows; ++j) {
@@ -118,13 +118,13 @@ class JointModel {
       S_[q].row(j) = (sums.row(j) * below + parents.row(j) * own) * V + rng_.randn(1, p) * arma::chol(V);
     }
   }
-  void impute(arma::mat const& Sigma) {
+  void impute(const arma::mat& Sigma) {
     arma::mat const center = above(0);
     for (arma::uword i = 0; i < S_[0].n_rows; ++i) {
       if (missing_[i].n_elem == p) S_[0].row(i) = center.row(i) + rng_.randn(1, p) * arma::chol(Sigma);
       if (missing_[i].n_elem != 1) continue;
       arma::uword const k = missing_[i][0], o = 1 - k;
-      double const slope = Sigma(k, o) / Sigma(o, o);
+      const double slope = Sigma(k, o) / Sigma(o, o);
       S_[0](i, k) = center(i, k) + slope * (S_[0](i, o) - center(i, o)) +
                     std::sqrt(Sigma(k, k) - slope * Sigma(k, o)) * rng_.rnorm();
     }
@@ -142,9 +142,9 @@ class JointModel {
 /// The scan of a chain: latent means from the rows up, grand means, parameters, imputations.
 class RoundRobin {
  public:
-  RoundRobin(arma::mat const& data, std::vector<arma::uword> const& ids, int xprior, std::uint32_t seed)
+  RoundRobin(const arma::mat& data, const std::vector<arma::uword>& ids, int xprior, std::uint32_t seed)
       : working_(data, ids) {
-    auto const rng = std::make_shared<Random>(seed, 1U);
+    const auto rng = std::make_shared<Random>(seed, 1U);
     for (unsigned l = 0; l < working_.n_levels(); ++l)
       scores_.emplace_back(working_.n_units(l), data.n_cols, arma::Col<arma::uword>{0, 1});
     for (unsigned k = 0; k < p; ++k)
@@ -157,7 +157,7 @@ class RoundRobin {
       setup.variable = catalogue_[k].get();
       setup.deviates.assign(working_.n_levels(), true);
       setup.xprior = xprior;
-      std::vector<arma::Col<arma::uword>> const W(working_.n_levels(), arma::Col<arma::uword>{1 - k});
+      const std::vector<arma::Col<arma::uword>> W(working_.n_levels(), arma::Col<arma::uword>{1 - k});
       models_.push_back(sem::make_predictor(setup, W, working_.data));
     }
     for (unsigned d = 0; d < working_.n_levels(); ++d)
@@ -165,7 +165,7 @@ class RoundRobin {
   }
 
   arma::rowvec scan() {
-    unsigned const n_levels = working_.n_levels();
+    const unsigned n_levels = working_.n_levels();
     for (unsigned d = 0; d < n_levels; ++d)
       for (auto& v : models_) {
         if (d > 0) v->drawComponent(d, scores_[d], scores_[d - 1]);
@@ -183,13 +183,13 @@ class RoundRobin {
       write(*v, 0);
     }
     std::vector<arma::mat> S = {arma::join_rows(models_[0]->data(), models_[1]->data())};
-    auto const a = models_[0]->latentMeans(), b = models_[1]->latentMeans();
+    const auto a = models_[0]->latentMeans(), b = models_[1]->latentMeans();
     for (std::size_t q = 0; q < a.size(); ++q) S.push_back(arma::join_rows(a[q], b[q]));
     return functionals(S);
   }
 
  private:
-  void write(sem::Variable const& v, unsigned d) { scores_[d].write(v.columns(), v.deviation(d)); }
+  void write(const sem::Variable& v, unsigned d) { scores_[d].write(v.columns(), v.deviation(d)); }
 
   sem::working_data working_;
   std::vector<sem::level_scores> scores_;
@@ -197,13 +197,13 @@ class RoundRobin {
   std::vector<std::unique_ptr<sem::Variable>> models_;
 };
 
-void expect_agreement(arma::mat const& data, std::vector<arma::uword> const& ids, arma::uword length) {
+void expect_agreement(const arma::mat& data, const std::vector<arma::uword>& ids, arma::uword length) {
   // Prior 2 of a regression on the other variable, with -2 pseudo degrees of freedom, is that of |Sigma| with
   // nu = -2 - (p - 1): flat.
   JointModel exact(data, ids, -3, 7);
   RoundRobin robin(data, ids, 2, 8);
-  ChainPosterior const a([&] { return exact.scan(); }, 40, length);
-  ChainPosterior const b([&] { return robin.scan(); }, 40, length);
+  const ChainPosterior a([&] { return exact.scan(); }, 40, length);
+  const ChainPosterior b([&] { return robin.scan(); }, 40, length);
   // Parameters are one imputation old; what that leaves was found to be below .06.
   expect_same_posterior(a, b, 0.06, 0.1, 0.2);
 }

@@ -41,7 +41,7 @@ struct mixed_world {
         if (rng.runif() < (seen(i, 1) > 0 ? 0.45 : 0.1)) seen(i, k) = arma::datum::nan;
   }
 
-  static arma::rowvec one_row(double cluster, arma::vec const& mean, Random& rng) {
+  static arma::rowvec one_row(double cluster, const arma::vec& mean, Random& rng) {
     const double y = rng.rnorm(), x = 0.5 * y + 0.8 * rng.rnorm();
     const double b = 0.7 * x - 0.4 * y + rng.rnorm(), o = 0.6 * b + 0.4 * x + rng.rnorm();
     const double shared = std::sqrt(0.5) * rng.rnorm();
@@ -60,13 +60,13 @@ struct mixed_world {
   }
 
   /// Mean of products of columns of cluster means, which no row by itself determines.
-  static double between(arma::vec const& a, arma::vec const& b) {
+  static double between(const arma::vec& a, const arma::vec& b) {
     const arma::rowvec of_a = arma::mean(arma::reshape(a, n, J), 0);
     const arma::rowvec of_b = arma::mean(arma::reshape(b, n, J), 0);
     return arma::mean(of_a % of_b);
   }
 
-  static std::vector<functional> describe(arma::mat const& data) {
+  static std::vector<functional> describe(const arma::mat& data) {
     const arma::vec y = data.col(1), x = data.col(2), b = data.col(3), o = data.col(4);
     const arma::vec g2 = arma::conv_to<arma::vec>::from(data.col(5) == 2.0);
     const arma::vec g3 = arma::conv_to<arma::vec>::from(data.col(5) == 3.0);

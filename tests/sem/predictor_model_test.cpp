@@ -49,8 +49,8 @@ TEST(PredictorStarts, AContinuousVariableStartsInItsRangeAndItsMeansAtThoseOfThe
   world.build();
   world.draw_joint();
   arma::Mat<double> data = unfilled(world);
-  arma::Col<double> const before = data.col(1);
-  auto const x = sem::make_predictor(setup_of(world), {{8}, {8}}, data);
+  const arma::Col<double> before = data.col(1);
+  const auto x = sem::make_predictor(setup_of(world), {{8}, {8}}, data);
   double least = 1e9, most = -1e9;
   for (double value : before)
     if (!std::isnan(value)) {
@@ -71,11 +71,11 @@ TEST(PredictorStarts, AContinuousVariableStartsInItsRangeAndItsMeansAtThoseOfThe
   arma::uword const n = world.working->n_units(1);
   arma::Col<double> T(n);
   for (arma::uword j = 0; j < n; ++j) {
-    uwords const rows = arma::find(world.working->units(1) == j);
+    const uwords rows = arma::find(world.working->units(1) == j);
     T(j) = arma::mean(arma::Col<double>(data.col(1)).elem(rows));
     for (arma::uword i : rows) EXPECT_NEAR(data(i, world.mean_column(1, 0)), T(j), 1e-12);
   }
-  arma::Col<double> const params = x->params();
+  const arma::Col<double> params = x->params();
   EXPECT_NEAR(params(0), arma::mean(T), 1e-12);
   EXPECT_EQ(params(1), 0.0);
   EXPECT_NEAR(params(2), arma::var(arma::Col<double>(x->deviation(0))), 1e-12);
@@ -91,13 +91,13 @@ TEST(PredictorStarts, CategoriesAreAmongTheObservedOnes) {
     world.build();
     world.draw_joint();
     arma::Mat<double> data = unfilled(world);
-    arma::Col<double> const before = data.col(1);
-    auto const x = sem::make_predictor(setup_of(world), {{8}, {8}}, data);
+    const arma::Col<double> before = data.col(1);
+    const auto x = sem::make_predictor(setup_of(world), {{8}, {8}}, data);
     for (arma::uword i = 0; i < data.n_rows; ++i) {
       if (!std::isnan(before(i))) {
         EXPECT_EQ(data(i, 1), before(i));
       }
-      auto const at = std::find(world.v.values.begin(), world.v.values.end(), data(i, 1));
+      const auto at = std::find(world.v.values.begin(), world.v.values.end(), data(i, 1));
       ASSERT_NE(at, world.v.values.end());
       for (arma::uword d = 0; world.is_nominal() && d < world.dim; ++d)
         EXPECT_EQ(data(i, 2 + d), data(i, 1) == world.v.values[d + 1] ? 1.0 : 0.0);
@@ -145,39 +145,39 @@ TEST(PublishedColumns, ACentredCodeIsLessItsExpectation) {
     x.drawParam(q, world.scores_at(q));
   }
   x.publish(world.data());
-  arma::Col<double> const p = x.params();  // mu, tau, gamma_0, 1, gamma_1, sigma2_1
+  const arma::Col<double> p = x.params();  // mu, tau, gamma_0, 1, gamma_1, sigma2_1
   ASSERT_EQ(p.n_elem, 6U);
-  arma::Col<double> const w = world.scores_at(0).data().col(8);
-  double const sd = std::sqrt(1.0 + p(2) * p(2) * arma::dot(w, w) / static_cast<double>(w.n_elem));
-  arma::Mat<double> const T = x.latentMeans()[0];
+  const arma::Col<double> w = world.scores_at(0).data().col(8);
+  const double sd = std::sqrt(1.0 + p(2) * p(2) * arma::dot(w, w) / static_cast<double>(w.n_elem));
+  const arma::Mat<double> T = x.latentMeans()[0];
   for (arma::uword i = 0; i < world.data().n_rows; ++i) {
-    double const code = x.uncenteredData()(i, 0);
-    double const expected = 1 + phi(T(i, 0) / sd) + 3 * phi((T(i, 0) - p(1)) / sd);
+    const double code = x.uncenteredData()(i, 0);
+    const double expected = 1 + phi(T(i, 0) / sd) + 3 * phi((T(i, 0) - p(1)) / sd);
     EXPECT_NEAR(world.data()(i, 1), code - expected, 1e-12);
     EXPECT_NEAR(world.data()(i, world.mean_column(1, 0)), T(i, 0) - p(0), 1e-12);
     EXPECT_NEAR(x.data()(i, 0), code - expected, 1e-12);
   }
-  arma::Col<double> const shown = world.data().col(1);
+  const arma::Col<double> shown = world.data().col(1);
   EXPECT_NEAR(x.sd(), std::sqrt(arma::dot(shown, shown) / static_cast<double>(shown.n_elem - 1)), 1e-12);
 }
 
 TEST(PredictorParameters, LabelsMatchValues) {
-  std::vector<std::string> const names = {"y", "x", "x.2", "x.5", "", "", "", "", "w", "", ""};
+  const std::vector<std::string> names = {"y", "x", "x.2", "x.5", "", "", "", "", "w", "", ""};
   using k = predictor_row::kind;
   for (kind of : {kind::continuous, kind::binary, kind::ordinal, kind::binary_nominal, kind::nominal}) {
     PredictorWorld world(504);
     world.of = of;
     world.build();
     world.draw_joint();
-    sem::Variable const& x = *world.x.model;
-    std::vector<predictor_row> const rows = x.layout(names);
-    arma::Col<double> const values = x.params();
+    const sem::Variable& x = *world.x.model;
+    const std::vector<predictor_row> rows = x.layout(names);
+    const arma::Col<double> values = x.params();
     ASSERT_EQ(rows.size(), values.n_elem);
     EXPECT_EQ(x.numParams(), values.n_elem);
     arma::uword held = 0;
     for (std::size_t i = 0; i < rows.size(); ++i) {
       held += rows[i].fixed;
-      unsigned const q = rows[i].level == 0 ? 2 : rows[i].level - 1;
+      const unsigned q = rows[i].level == 0 ? 2 : rows[i].level - 1;
       arma::uword const at = rows[i].name == "x.5" && of == kind::nominal ? 1 : 0;
       switch (rows[i].what) {
         case k::grand_mean:
@@ -226,7 +226,7 @@ TEST(MeansOnly, ReadsValuesAndWritesOnlyWhatDerives) {
     sem::predictor_setup setup = setup_of(world);
     setup.means_only = true;
     setup.centred_columns = k == kind::nominal ? uwords{0, 8} : uwords{0};
-    auto const x = sem::make_predictor(setup, {{}, {}}, data);
+    const auto x = sem::make_predictor(setup, {{}, {}}, data);
     EXPECT_FALSE(x->missing);
     EXPECT_TRUE(x->means_only());
     for (arma::uword i = 0; i < data.n_rows; ++i) {
@@ -234,7 +234,7 @@ TEST(MeansOnly, ReadsValuesAndWritesOnlyWhatDerives) {
       data(i, 1) = k == kind::continuous ? 0.2 * static_cast<double>(i * i % 5) : world.v.values[category];
       for (arma::uword d = 0; d < 2; ++d) data(i, 2 + d) = category == d + 1 ? 1.0 : 0.0;
     }
-    arma::Mat<double> const raw = data.cols(1, 3);
+    const arma::Mat<double> raw = data.cols(1, 3);
     x->read(data);
     for (unsigned d = 0; d < 2; ++d) x->drawParam(d, world.scores[d]);
     x->drawComponent(1, world.scores[1], world.scores[0]);
@@ -247,11 +247,11 @@ TEST(MeansOnly, ReadsValuesAndWritesOnlyWhatDerives) {
       EXPECT_TRUE(arma::approx_equal(x->data(), data.col(1) - x->latentMeans()[0], "absdiff", 1e-12));
     } else {
       // Scores agree with the categories that were read.
-      arma::Mat<double> const S = x->latentScores();
+      const arma::Mat<double> S = x->latentScores();
       for (arma::uword i = 0; i < S.n_rows; ++i) {
         arma::uword const category = (i + 1) % 3;
         if (k == kind::ordinal) {
-          arma::Col<double> const tau = {0.0, x->params()(1)};
+          const arma::Col<double> tau = {0.0, x->params()(1)};
           EXPECT_EQ(arma::accu(arma::Col<double>{S(i, 0), S(i, 0)} > tau), category);
         } else {
           EXPECT_EQ(S.row(i).max() > 0 ? S.row(i).index_max() + 1 : 0, category);
@@ -269,7 +269,7 @@ TEST(PredictorModels, RefuseWhatTheyAreNotBuiltFor) {
   try {
     x.drawComponent(0, world.scores[0], world.scores[0]);
     FAIL() << "no level below the first";
-  } catch (error_debug const& e) {
+  } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "l is less than 1");
   }
   EXPECT_THROW(x.drawComponent(2, world.scores[1], world.scores[0]), error_debug);
@@ -320,7 +320,7 @@ TEST(PredictorModels, TuneOnlyWhatWasProposed) {
   world.x.model->tune(false);
   EXPECT_EQ(world.x.model->tuneResults()[0].total, before[0].total);
   world.x.model->tune(true);
-  auto const after = world.x.model->tuneResults();
+  const auto after = world.x.model->tuneResults();
   EXPECT_NE(after[0].value, before[0].value);
   EXPECT_EQ(after[1].value, before[1].value);
   EXPECT_EQ(after[2].value, before[2].value);
@@ -331,7 +331,7 @@ TEST(PredictorModels, LatentOutputIsByRows) {
   world.of = kind::nominal;
   world.build();
   world.draw_joint();
-  arma::Mat<double> const out = world.x.model->getLatent();
+  const arma::Mat<double> out = world.x.model->getLatent();
   ASSERT_EQ(out.n_rows, world.data().n_rows);
   ASSERT_EQ(out.n_cols, 4U);
   EXPECT_TRUE(arma::approx_equal(out.cols(0, 1), world.x.state->scores(0), "absdiff", 0.0));

@@ -49,7 +49,7 @@ predictor_run::plan nested() {
 }
 
 /// Which steps need the likelihood: imputation, mean of the middle level, of the top level, grand mean.
-std::string needs(Variable const& v) {
+std::string needs(const Variable& v) {
   std::string out;
   out += v.needsLikelihood(step::imputation, 0) ? "i" : "-";
   out += v.isDeviation(1) && v.needsLikelihood(step::level_mean, 1) ? "1" : "-";
@@ -58,7 +58,7 @@ std::string needs(Variable const& v) {
   return out;
 }
 
-std::string needs_of_x(std::vector<std::string> const& equations, center values, center means) {
+std::string needs_of_x(const std::vector<std::string>& equations, center values, center means) {
   auto p = nested();
   p.centered = {{"x", values}};
   p.centered_means = {{"x", means}};
@@ -97,19 +97,19 @@ TEST(PredictorReaders, MovedColumnsAreThoseThatFollow) {
   p.centered_means = {{"x", center::cluster}};
   const predictor_run run(names, three_levels(), {"y ~ x x.mean o"}, p);
   const auto chain = run.chain(Random(2, 1));
-  const auto list = [](arma::Col<arma::uword> const& columns) {
+  const auto list = [](const arma::Col<arma::uword>& columns) {
     std::vector<arma::uword> out(columns.begin(), columns.end());
     std::sort(out.begin(), out.end());
     return out;
   };
-  Variable const& x = predictor(*chain, "x");
-  auto const& means = run.vars.find("x")->means;
+  const Variable& x = predictor(*chain, "x");
+  const auto& means = run.vars.find("x")->means;
   using columns = std::vector<arma::uword>;
   EXPECT_EQ(list(moved_columns(x, step::imputation, 0)), (columns{3}));
   EXPECT_EQ(list(moved_columns(x, step::level_mean, 1)), (columns{3, means[0]}));
   EXPECT_EQ(list(moved_columns(x, step::level_mean, 2)), (columns{means[0], means[1]}));
   EXPECT_TRUE(moved_columns(x, step::grand_mean, 0).is_empty());
-  Variable const& o = predictor(*chain, "o");
+  const Variable& o = predictor(*chain, "o");
   EXPECT_EQ(list(moved_columns(o, step::grand_mean, 0)), (columns{5}));
   EXPECT_TRUE(moved_columns(o, step::level_mean, 1).is_empty());
   std::vector<bool> written(run.data.n_cols, false);
@@ -123,7 +123,7 @@ TEST(PredictorReaders, MovedColumnsAreThoseThatFollow) {
 TEST(PredictorReaders, EachModelThatReadsAColumnIsListedOnce) {
   const predictor_run run(names, three_levels(), {"y ~ x (x*v) | x", "v ~ x.mean[mid]"}, nested());
   const auto chain = run.chain(Random(2, 1));
-  Outcomes const& outcomes = *chain->outcomes();
+  const Outcomes& outcomes = *chain->outcomes();
   const auto of_values = readers_of(arma::Col<arma::uword>{3}, outcomes);
   ASSERT_EQ(of_values.size(), 1u);
   EXPECT_EQ(of_values.front()->y(0), 2u);

@@ -15,10 +15,10 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "model/parse.hpp"
+#include "random/random.hpp"
 #include "sem/chain/mcmc.hpp"
 #include "sem/ensemble/outcomes.hpp"
 #include "sem/predictors/variable.hpp"
-#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {
@@ -40,25 +40,25 @@ struct predictor_run {
     std::vector<std::pair<std::string, std::string>> definitions;  ///< name and expression
   };
 
-  predictor_run(std::vector<std::string> const& names, arma::mat const& columns,
-                std::vector<std::string> const& statements, plan const& p)
+  predictor_run(const std::vector<std::string>& names, const arma::mat& columns,
+                const std::vector<std::string>& statements, const plan& p)
       : data(columns) {
     make_catalogue(names, p);
     std::vector<block::one_model> texts;
-    for (auto const& [name, expression] : p.definitions) texts.push_back({name + " = " + expression, ""});
-    for (std::string const& text : statements) texts.push_back({text, ""});
+    for (const auto& [name, expression] : p.definitions) texts.push_back({name + " = " + expression, ""});
+    for (const std::string& text : statements) texts.push_back({text, ""});
     models = sem::parse(texts, vars, block::map(), {{}, false, false});
-    for (auto const& v : models.variables()) {
+    for (const auto& v : models.variables()) {
       if (v->type != data::type::constant) v->covariate();
     }
-    for (std::string const& name : p.auxiliary) vars.find(name)->covariate();
-    for (std::string const& name : p.fixed) vars.find(name)->fixed(true);
-    for (auto const& [name, kind] : p.centered) vars.find(name)->setCentered(kind);
-    for (auto const& [name, kind] : p.centered_means) vars.find(name)->setCenteredMeans(kind);
+    for (const std::string& name : p.auxiliary) vars.find(name)->covariate();
+    for (const std::string& name : p.fixed) vars.find(name)->fixed(true);
+    for (const auto& [name, kind] : p.centered) vars.find(name)->setCentered(kind);
+    for (const auto& [name, kind] : p.centered_means) vars.find(name)->setCenteredMeans(kind);
     append_derived();
   }
 
-  std::shared_ptr<sem::Mcmc> chain(Random const& rng) const {
+  std::shared_ptr<sem::Mcmc> chain(const Random& rng) const {
     auto out = std::make_shared<sem::Mcmc>(vars, data, rng, xprior, icc_cutoff);
     out->addOutcomes(vars, models, {});
     return out;
@@ -68,18 +68,18 @@ struct predictor_run {
   std::string failure() const {
     try {
       chain(Random(1, 1));
-    } catch (tovik::error const& e) {
+    } catch (const tovik::error& e) {
       return e.what();
     }
     return "";
   }
 
  private:
-  static bool has(std::vector<std::string> const& list, std::string const& name) {
+  static bool has(const std::vector<std::string>& list, const std::string& name) {
     return std::find(list.begin(), list.end(), name) != list.end();
   }
 
-  void make_catalogue(std::vector<std::string> const& names, plan const& p) {
+  void make_catalogue(const std::vector<std::string>& names, const plan& p) {
     std::vector<unsigned> id_columns;
     for (unsigned j = 0; j < names.size(); ++j) {
       if (has(p.ids, names[j])) id_columns.push_back(j);
@@ -98,11 +98,11 @@ struct predictor_run {
     const auto constant = static_cast<unsigned>(data.n_cols);
     data.insert_cols(constant, arma::ones(data.n_rows, 1));
     vars.variables.push_back(std::make_shared<data::variable>("1", data::type::constant, constant, 0));
-    for (auto const& v : vars.subset(data::type::nominal)) add_codes(v);
+    for (const auto& v : vars.subset(data::type::nominal)) add_codes(v);
     vars.order_clusters();
   }
 
-  void add_codes(std::shared_ptr<data::variable> const& v) {
+  void add_codes(const std::shared_ptr<data::variable>& v) {
     const arma::mat codes = dummycode(data.col(v->column), v->values, data.col(v->column).has_nan());
     for (arma::uword k = 0; k < codes.n_cols; ++k) {
       const auto column = static_cast<unsigned>(data.n_cols);
@@ -113,15 +113,15 @@ struct predictor_run {
     }
   }
 
-  static std::shared_ptr<data::variable> owner(std::shared_ptr<data::variable> const& v) {
-    auto const* code = dynamic_cast<data::dummy const*>(v.get());
+  static std::shared_ptr<data::variable> owner(const std::shared_ptr<data::variable>& v) {
+    const auto* code = dynamic_cast<const data::dummy*>(v.get());
     return code ? code->parent() : v;
   }
 
   void append_derived() {
     auto next = static_cast<unsigned>(data.n_cols);
-    for (auto const& term : models.variables(model::type::mean, true)) {
-      auto const v = owner(term.variable);
+    for (const auto& term : models.variables(model::type::mean, true)) {
+      const auto v = owner(term.variable);
       if (!v->means.empty()) continue;
       v->fixed(false);
       const std::size_t codes = std::max<std::size_t>(v->dummies.size(), 1);
@@ -129,8 +129,8 @@ struct predictor_run {
       for (std::size_t k = 0; k < v->means.size() && !v->dummies.empty(); ++k)
         v->dummies[k % codes]->means.push_back(v->means[k]);
     }
-    for (auto const& term : models.variables(model::type::variable, false)) {
-      auto const v = owner(term.variable);
+    for (const auto& term : models.variables(model::type::variable, false)) {
+      const auto v = owner(term.variable);
       if (v->usage() == data::usage::outcome && v->centered() != data::center::none &&
           v->centered_columns.empty())
         v->centered_columns.push_back(next++);
@@ -143,8 +143,8 @@ struct predictor_run {
 };
 
 /// The predictor model of a variable.
-inline sem::Variable const& predictor(sem::Mcmc const& chain, std::string const& name) {
-  for (auto const& v : chain.predictors()) {
+inline const sem::Variable& predictor(const sem::Mcmc& chain, const std::string& name) {
+  for (const auto& v : chain.predictors()) {
     if (v->variable().name == name) return *v;
   }
   throw tovik::error_debug("There is no model of " + name);

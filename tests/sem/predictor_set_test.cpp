@@ -30,23 +30,23 @@ class recorded : public Variable {
 
   using matrix = arma::Mat<double>;
   using columns_t = arma::Col<arma::uword>;
-  void read(matrix const& data) override {
+  void read(const matrix& data) override {
     say("read");
     inner_->read(data);
   }
-  void drawComponent(unsigned d, level_scores const& upper, level_scores const& lower) override {
+  void drawComponent(unsigned d, const level_scores& upper, const level_scores& lower) override {
     say("mean " + std::to_string(d));
     inner_->drawComponent(d, upper, lower);
   }
-  void drawComponent(matrix&, unsigned d, level_scores const& upper, level_scores const& lower) override {
+  void drawComponent(matrix&, unsigned d, const level_scores& upper, const level_scores& lower) override {
     say("MEAN " + std::to_string(d));
     inner_->drawComponent(d, upper, lower);
   }
-  void drawGrandMean(level_scores const& top) override {
+  void drawGrandMean(const level_scores& top) override {
     say("grand");
     inner_->drawGrandMean(top);
   }
-  void drawGrandMean(matrix&, level_scores const& top) override {
+  void drawGrandMean(matrix&, const level_scores& top) override {
     say("GRAND");
     inner_->drawGrandMean(top);
   }
@@ -54,11 +54,11 @@ class recorded : public Variable {
     say("param " + std::to_string(d));
     inner_->drawParam(d, scores);
   }
-  void drawImputation(level_scores const& own) override {
+  void drawImputation(const level_scores& own) override {
     say("impute");
     inner_->drawImputation(own);
   }
-  void drawImputation(matrix&, level_scores const& own) override {
+  void drawImputation(matrix&, const level_scores& own) override {
     say("IMPUTE");
     inner_->drawImputation(own);
   }
@@ -70,19 +70,19 @@ class recorded : public Variable {
   columns_t value_columns() const override { return inner_->value_columns(); }
   columns_t mean_columns(unsigned d) const override { return inner_->mean_columns(d); }
   columns_t columns() const override { return inner_->columns(); }
-  data::variable const& variable() const override { return inner_->variable(); }
-  unit_chain const& chain() const override { return inner_->chain(); }
+  const data::variable& variable() const override { return inner_->variable(); }
+  const unit_chain& chain() const override { return inner_->chain(); }
   bool means_only() const override { return inner_->means_only(); }
   unsigned grandMeanLevel() const override { return inner_->grandMeanLevel(); }
-  double const& sd() const override { return inner_->sd(); }
-  double const& sdLatentMeans() const override { return inner_->sdLatentMeans(); }
+  const double& sd() const override { return inner_->sd(); }
+  const double& sdLatentMeans() const override { return inner_->sdLatentMeans(); }
   matrix deviation(unsigned d) const override { return inner_->deviation(d); }
   matrix data() const override { return inner_->data(); }
   matrix uncenteredData() const override { return inner_->uncenteredData(); }
   arma::Col<double> params() const override { return inner_->params(); }
   arma::uword numParams() const override { return inner_->numParams(); }
   arma::uword n_estimated() const override { return inner_->n_estimated(); }
-  std::vector<predictor_row> layout(std::vector<std::string> const& names) const override {
+  std::vector<predictor_row> layout(const std::vector<std::string>& names) const override {
     return inner_->layout(names);
   }
   void tune(bool has_outcomes) override { inner_->tune(has_outcomes); }
@@ -94,7 +94,7 @@ class recorded : public Variable {
   void print_debug(std::ostream& out) const override { inner_->print_debug(out); }
 
  private:
-  void say(std::string const& what) { log_.push_back(inner_->variable().name + " " + what); }
+  void say(const std::string& what) { log_.push_back(inner_->variable().name + " " + what); }
 
   std::unique_ptr<Variable> inner_;
   call_log& log_;
@@ -130,10 +130,10 @@ struct mixed {
   }
 };
 
-call_log scan_of(mixed const& world, bool with_likelihood) {
+call_log scan_of(const mixed& world, bool with_likelihood) {
   working_data working(world.run.data, {0});
   call_log log;
-  const auto make = [&](predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
+  const auto make = [&](const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
                         arma::Mat<double>& data) -> std::unique_ptr<Variable> {
     return std::make_unique<recorded>(make_predictor(setup, W, data), log, with_likelihood);
   };
@@ -164,7 +164,7 @@ TEST(PredictorSet, ScoresAreDeviationsAtEveryLevel) {
   predictor_set set(world.run.vars, working, std::make_shared<Random>(1, 1), {1, 0.01});
   arma::mat& data = working.data;
   for (int t = 0; t < 3; ++t) set.draw(data);
-  for (auto const& v : set.models()) {
+  for (const auto& v : set.models()) {
     for (unsigned d = 0; d < v->deviates.size(); ++d) {
       if (!v->isDeviation(d)) continue;
       const arma::mat held = set.scores()[v->level + d].data().cols(v->columns());
@@ -179,7 +179,7 @@ TEST(PredictorSet, ScoresAreDeviationsAtEveryLevel) {
   for (arma::uword i = 0; i < 120; ++i) EXPECT_NEAR(within[i], data(i, 5) - means[i / 4], 1e-12);
   for (arma::uword j = 0; j < 30; ++j) EXPECT_NEAR(between[j], means[j] - arma::mean(means), 1e-12);
   // Values, latent mean and grand mean add up.
-  Variable const& x = *set.models().front();
+  const Variable& x = *set.models().front();
   const arma::vec values = x.uncenteredData().col(0);
   for (arma::uword i = 0; i < 120; ++i) {
     const double sum = set.scores()[0].data()(i, 2) + set.scores()[1].data()(i / 4, 2) + x.params()[0];
@@ -201,7 +201,7 @@ TEST(PredictorSet, MissingCellsOfOutcomesAreLeftToTheirEquations) {
 
 TEST(PredictorSet, AFixedCenteredVariableIsTakenApartInItsRawMetric) {
   mixed world;
-  auto const z = world.run.vars.find("z");
+  const auto z = world.run.vars.find("z");
   arma::vec const raw = world.run.data.col(5);
   z->uncentered.assign(raw.begin(), raw.end());
   for (arma::uword i = 0; i < 120; ++i) {

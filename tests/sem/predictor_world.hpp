@@ -29,8 +29,8 @@ struct Opened {
 template <typename Kind>
 struct Probe : Kind {
   using Kind::Kind;
-  static Opened open(sem::predictor_setup const& setup, std::vector<uwords> const& W,
-                     arma::Mat<double> const& data) {
+  static Opened open(const sem::predictor_setup& setup, const std::vector<uwords>& W,
+                     const arma::Mat<double>& data) {
     auto probe = std::make_unique<Probe>(setup, W, data);
     Opened out;
     out.state = &probe->state_;
@@ -60,7 +60,7 @@ struct PredictorWorld {
   /// other level has predictors.
   bool free_parameters = false;
   /// Of y in a row, in place of the linear function of the columns of x; and who is accepted together.
-  std::function<double(arma::Mat<double> const&, arma::uword)> other_fit;
+  std::function<double(const arma::Mat<double>&, arma::uword)> other_fit;
   sem::estimator::acceptance together_values, together_means;
 
   explicit PredictorWorld(std::uint32_t seed) : rng(std::make_shared<Random>(seed, 3U)) {}
@@ -82,7 +82,7 @@ struct PredictorWorld {
   void build() {
     dim = of == kind::nominal ? 2 : 1;
     arma::uword n = 0;
-    for (auto const& top : sizes)
+    for (const auto& top : sizes)
       for (unsigned size : top) n += size;
     arma::Mat<double> file(n, 11, arma::fill::zeros);
     arma::uword row = 0, two = 0;
@@ -110,13 +110,13 @@ struct PredictorWorld {
   void draw_joint() {
     if (free_parameters) draw_parameters();
     sem::unit_chain const chain(*working, own, deviates);
-    unsigned const m = chain.n_above();
+    const unsigned m = chain.n_above();
     std::vector<arma::Mat<double>> S(m + 2);
     S[m + 1] = rng->randn(1, static_cast<int>(dim)) / std::sqrt(prior_precision);
     for (unsigned q = m + 1; q-- > 0;) {
       arma::uword const n = chain.n_units(q);
       S[q] = rng->randn(static_cast<int>(n), static_cast<int>(dim)) * arma::chol(Sigma[q]);
-      arma::Col<double> const w = scores[chain.level(q)].data().col(8);
+      const arma::Col<double> w = scores[chain.level(q)].data().col(8);
       S[q] += w * gamma[q];
       for (arma::uword i = 0; i < n; ++i) S[q].row(i) += S[q + 1].row(q == m ? 0 : chain.parent(q)(i));
     }
@@ -131,8 +131,8 @@ struct PredictorWorld {
   }
 
   /// A model whose state has these scores, links and likelihoods.
-  void construct(std::vector<arma::Mat<double>> const& S) {
-    uwords const category = categories(S[0]);
+  void construct(const std::vector<arma::Mat<double>>& S) {
+    const uwords category = categories(S[0]);
     arma::Mat<double>& to = data();
     for (arma::uword i = 0; i < to.n_rows; ++i) {
       arma::uword const u = working->units(own)(i);
@@ -146,7 +146,7 @@ struct PredictorWorld {
     x.state->grand_mean = S.back();
     for (unsigned q = 1; q < places(); ++q) x.state->components[q]->score = S[q];
     x.state->components[0]->score = S[0];
-    uwords const unknown(missing);
+    const uwords unknown(missing);
     x.state->set_own(S[0].rows(unknown), unknown);
     x.published->set_links(omega());
     x.model->publish(to);
@@ -161,11 +161,11 @@ struct PredictorWorld {
     return out;
   }
 
-  double fitted(arma::Mat<double> const& at, arma::uword i) const {
+  double fitted(const arma::Mat<double>& at, arma::uword i) const {
     if (other_fit) return other_fit(at, i);
     double sum = 0;
     for (arma::uword k = 0; k < dim; ++k) {
-      double const value = at(i, is_nominal() ? 2 + k : 1);
+      const double value = at(i, is_nominal() ? 2 + k : 1);
       sum += (k == 0 ? 1.0 : -0.6) * (b_x + b_product * at(i, 8)) * value;
       for (unsigned d = 1; own + d < levels; ++d)
         if (b_means[d] != 0) sum += (k == 0 ? 1.0 : -0.6) * b_means[d] * at(i, mean_column(d, k));
@@ -175,10 +175,10 @@ struct PredictorWorld {
   arma::uword mean_column(unsigned d, arma::uword k) const { return 4 + (d - 1) * dim + k; }
 
   /// The log likelihood of y, by units of a level.
-  arma::Col<double> log_likelihood(arma::Mat<double> const& at, int level) const {
+  arma::Col<double> log_likelihood(const arma::Mat<double>& at, int level) const {
     arma::Col<double> out(working->n_units(static_cast<unsigned>(level)), arma::fill::zeros);
     for (arma::uword i = 0; i < at.n_rows; ++i) {
-      double const r = at(i, 0) - fitted(at, i);
+      const double r = at(i, 0) - fitted(at, i);
       out(working->units(static_cast<unsigned>(level))(i)) -= 0.5 * r * r / y_variance;
     }
     return out;
@@ -187,16 +187,16 @@ struct PredictorWorld {
   std::unique_ptr<sem::estimator::likelihood> readers() const {
     auto out = std::make_unique<sem::estimator::likelihood>();
     out->push_back(sem::estimator::likelihood_function(
-        this, [this](arma::Mat<double> const& at, int const& level) { return log_likelihood(at, level); }));
+        this, [this](const arma::Mat<double>& at, const int& level) { return log_likelihood(at, level); }));
     return out;
   }
 
   /// One scan with known parameters. `latent`: also the scores of observed categories.
   void scan(bool latent) {
     using sem::predictor_step;
-    unsigned const m = places() - 1;
+    const unsigned m = places() - 1;
     for (unsigned q = 1; q <= m; ++q) {
-      unsigned const d = distance(q);
+      const unsigned d = distance(q);
       if (x.model->needsLikelihood(predictor_step::level_mean, d))
         x.model->drawComponent(data(), d, scores_at(q), scores_at(q - 1));
       else
@@ -226,19 +226,19 @@ struct PredictorWorld {
   std::vector<double> functions() {
     std::vector<double> out(x.state->grand_mean.begin(), x.state->grand_mean.end());
     for (unsigned q = 1; q < places(); ++q) {
-      arma::Mat<double> const& T = x.state->scores(q);
+      const arma::Mat<double>& T = x.state->scores(q);
       for (arma::uword k = 0; k < dim; ++k) {
         out.push_back(arma::mean(T.col(k)));
         out.push_back(T(T.n_rows / 2, k));
         out.push_back(T(0, k) * x.state->grand_mean(k));
       }
     }
-    arma::Mat<double> const& S = x.state->scores(0);
+    const arma::Mat<double>& S = x.state->scores(0);
     for (arma::uword k = 0; k < dim; ++k) {
       out.push_back(arma::mean(S.col(k)));
       if (!missing.empty()) out.push_back(S(missing.front(), k) * S(missing.back(), k));
     }
-    arma::Col<double> const y = data().col(0);
+    const arma::Col<double> y = data().col(0);
     if (!missing.empty()) {
       out.push_back(S(missing.front(), 0) * y(working->first_rows(own)(missing.front())));
       out.push_back(S(missing.back(), dim - 1) + 0.1 * y(working->first_rows(own)(missing.back())));
@@ -255,7 +255,7 @@ struct PredictorWorld {
   }
   arma::uword value_column() const { return is_nominal() ? 2 : 1; }
 
-  uwords categories(arma::Mat<double> const& S) const {
+  uwords categories(const arma::Mat<double>& S) const {
     uwords out(S.n_rows, arma::fill::zeros);
     for (arma::uword i = 0; i < S.n_rows; ++i) {
       if (is_ordinal())
@@ -289,7 +289,7 @@ struct PredictorWorld {
     for (unsigned L = 0; L < levels; ++L) {
       arma::uword const n = working->n_units(L);
       sem::level_scores level(n, 11, is_nominal() ? uwords{2, 3, 8} : uwords{1, 8});
-      arma::Mat<double> const w = rng->randn(static_cast<int>(n), 1);
+      const arma::Mat<double> w = rng->randn(static_cast<int>(n), 1);
       level.write({8}, w);
       scores.push_back(std::move(level));
     }
@@ -314,7 +314,7 @@ struct PredictorWorld {
 
   void draw_parameters() {
     for (std::size_t q = 0; q < Sigma.size(); ++q) {
-      bool const own_level = q == 0 && of != kind::continuous;
+      const bool own_level = q == 0 && of != kind::continuous;
       if (!own_level && is_nominal())
         Sigma[q] = rng->riwish(static_cast<int>(dim) + 1, arma::eye(dim, dim));
       else if (!own_level)
@@ -355,7 +355,7 @@ struct PredictorWorld {
   // Who reads what a step moves.
   void wire() {
     using sem::predictor_step;
-    bool const reads_x = b_x != 0 || b_product != 0;
+    const bool reads_x = b_x != 0 || b_product != 0;
     bool some_mean = false;
     for (unsigned q = 1; q < places(); ++q) {
       auto read = [&](unsigned at) { return at > 0 && means && b_means[distance(at)] != 0; };
@@ -369,7 +369,7 @@ struct PredictorWorld {
     if (reads_x && !missing.empty()) give(predictor_step::imputation, 0, together_values);
   }
 
-  void give(sem::predictor_step step, unsigned d, sem::estimator::acceptance const& together) {
+  void give(sem::predictor_step step, unsigned d, const sem::estimator::acceptance& together) {
     auto list = readers();
     list->together = together;
     x.model->setLikelihood(step, d, std::move(list));

@@ -12,7 +12,7 @@ namespace tovik::sem::propriety_test {
 namespace {
 
 /// `clusters` schools of 6 rows; x varies within them, w between them only.
-tests::small_run schools(arma::uword clusters, std::string const& statement) {
+tests::small_run schools(arma::uword clusters, const std::string& statement) {
   Random rng(4, 1);
   arma::mat data(6 * clusters, 4);
   for (arma::uword i = 0; i < data.n_rows; ++i) {
@@ -24,10 +24,10 @@ tests::small_run schools(arma::uword clusters, std::string const& statement) {
   return {{"school", "y", "x", "w"}, data, {"school"}, {statement}};
 }
 
-std::string failure(arma::uword clusters, std::string const& statement, priors const& prior = {}) {
+std::string failure(arma::uword clusters, const std::string& statement, const priors& prior = {}) {
   try {
     schools(clusters, statement).chain(Random(1, 1), prior);
-  } catch (tovik::error const& e) {
+  } catch (const tovik::error& e) {
     return e.what();
   }
   return "";
@@ -35,16 +35,18 @@ std::string failure(arma::uword clusters, std::string const& statement, priors c
 
 TEST(Propriety, ARandomInterceptNeedsFourClusters) {
   EXPECT_EQ(failure(4, "y ~ x | 1"), "");
-  EXPECT_EQ(failure(3, "y ~ x | 1"),
-            "ERROR: There are too few clusters of 'school' in the model of 'y'.\n"
-            "       3 clusters for 1 random effect and 1 coefficient between clusters: a flat prior of variances "
-            "needs 4.\n"
-            "       Use 'OPTIONS: prior1;' or fewer random effects.");
+  EXPECT_EQ(
+      failure(3, "y ~ x | 1"),
+      "ERROR: There are too few clusters of 'school' in the model of 'y'.\n"
+      "       3 clusters for 1 random effect and 1 coefficient between clusters: a flat prior of variances "
+      "needs 4.\n"
+      "       Use 'OPTIONS: prior1;' or fewer random effects.");
 }
 
 TEST(Propriety, ASlopeAndAnInterceptNeedSix) {
   EXPECT_EQ(failure(6, "y ~ x | x"), "");
-  EXPECT_NE(failure(5, "y ~ x | x").find("5 clusters for 2 random effects and 1 coefficient"), std::string::npos);
+  EXPECT_NE(failure(5, "y ~ x | x").find("5 clusters for 2 random effects and 1 coefficient"),
+            std::string::npos);
 }
 
 TEST(Propriety, PredictorsOfTheClustersTakeDegreesOfFreedom) {
@@ -63,14 +65,15 @@ TEST(Propriety, AnEquationWithoutRandomEffectsNeedsUnitsOnly) {
 }
 
 /// n rows of y, x and z, of which y has `missing` empty cells.
-std::string single_level(arma::uword n, arma::uword missing, std::string const& statement, priors const& prior) {
+std::string single_level(arma::uword n, arma::uword missing, const std::string& statement,
+                         const priors& prior) {
   Random rng(5, 1);
   arma::mat data = rng.randn(static_cast<int>(n), 3);
   for (arma::uword i = 0; i < missing; ++i) data(i, 0) = arma::datum::nan;
   const tests::small_run run({"y", "x", "z"}, data, {}, {statement});
   try {
     run.chain(Random(1, 1), prior);
-  } catch (tovik::error const& e) {
+  } catch (const tovik::error& e) {
     return e.what();
   }
   return "";

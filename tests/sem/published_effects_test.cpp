@@ -14,15 +14,15 @@
 namespace tovik::tests::published_effects_test {
 namespace {
 
-using sem::Normal;
 using sem::equation_setup;
+using sem::Normal;
 
 constexpr int replications = 12000;
 constexpr int applications = 10;
 constexpr arma::uword unnamed = data::variable::no_column;
 constexpr double known_variance = 0.7;  ///< of the readers
 
-nesting const small = {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}};
+const nesting small = {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}};
 
 /// An equation whose effects stand in columns 11 and 12 of the data, and equations that read them.
 struct PublishedWorld {
@@ -45,7 +45,7 @@ struct PublishedWorld {
   }
 
   equation_setup equation(unsigned level, arma::uword y, arma::Col<arma::uword> x,
-                        std::vector<sem::estimator::compute> computed) {
+                          std::vector<sem::estimator::compute> computed) {
     equation_setup setup = world.setup(level, std::move(x));
     setup.y = y;
     setup.x_compute = std::move(computed);
@@ -63,11 +63,11 @@ struct PublishedWorld {
   void build() {
     models.clear();
     models.push_back(std::make_unique<Normal>(&estimator, owner));
-    for (auto const& reader : readers) models.push_back(std::make_unique<Normal>(&estimator, reader));
+    for (const auto& reader : readers) models.push_back(std::make_unique<Normal>(&estimator, reader));
     Normal& model = *models[0];
     model.addIndicator(columns, sem::indicator_type::random_effect);
     auto list = std::make_unique<sem::estimator::likelihood>();
-    for (auto const& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
+    for (const auto& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
     model.addLL(std::move(list), sem::likelihood_type::random_effect);
     for (unsigned L = 0; together && L < model.n_levels; ++L) {
       model.accept_together(L);
@@ -76,10 +76,10 @@ struct PublishedWorld {
   }
 
   /// The outcome of an equation given everything that it reads.
-  void draw_outcome(Normal const& model) {
-    arma::Mat<double> const fitted = model.compute_predicted(world.data);
-    auto const& units = world.units[model.level];
-    arma::Mat<double> const e = rng.randn(static_cast<int>(fitted.n_rows), 1);
+  void draw_outcome(const Normal& model) {
+    const arma::Mat<double> fitted = model.compute_predicted(world.data);
+    const auto& units = world.units[model.level];
+    const arma::Mat<double> e = rng.randn(static_cast<int>(fitted.n_rows), 1);
     for (arma::uword row = 0; row < world.data.n_rows; ++row)
       world.data(row, model.y(0)) = fitted(units(row)) + std::sqrt(model.sigma2) * e(units(row));
   }
@@ -96,23 +96,23 @@ struct PublishedWorld {
           rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
     }
     model.publish_effects(world.data);
-    for (auto const& m : models) draw_outcome(*m);
+    for (const auto& m : models) draw_outcome(*m);
   }
 
   std::vector<double> functions() const {
     std::vector<double> out;
-    for (auto const& m : models) {
-      arma::Mat<double> const e = m->compute_residual(world.data);
-      double const sd = std::sqrt(m->sigma2);
+    for (const auto& m : models) {
+      const arma::Mat<double> e = m->compute_residual(world.data);
+      const double sd = std::sqrt(m->sigma2);
       out.insert(out.end(),
                  {arma::accu(e) / sd, e(0) / sd, std::log(arma::accu(arma::square(e)) / m->sigma2)});
     }
-    Normal const& model = *models[0];
+    const Normal& model = *models[0];
     out.push_back(std::log(model.sigma2));
     for (unsigned L = 0; L < model.n_levels; ++L) {
-      auto const& u = model.u[L];
+      const auto& u = model.u[L];
       if (u.n_cols == 0) continue;
-      double const scale = std::sqrt(model.Sigma[L](0, 0));
+      const double scale = std::sqrt(model.Sigma[L](0, 0));
       out.push_back(std::log(arma::det(model.Sigma[L])));
       out.push_back(std::log(model.Sigma[L](0, 0)));
       out.insert(out.end(), {u(0, 0) / scale, u(1, u.n_cols - 1), arma::accu(u.col(0)) / scale});
@@ -130,9 +130,9 @@ struct PublishedWorld {
       fresh.add(functions());
       draw_joint();
       for (int t = 0; t < applications; ++t)
-        for (auto const& m : models) m->draw(world.data);
+        for (const auto& m : models) m->draw(world.data);
       after.add(functions());
-      for (auto const& tune : models[0]->re_tune) {
+      for (const auto& tune : models[0]->re_tune) {
         proposals += tune.total;
         accepted += tune.accepted;
       }
@@ -150,7 +150,7 @@ TEST(PublishedEffects, EveryLevelsProposalIsTuned) {
   ASSERT_EQ(model.re_tune.size(), 2U);
   for (auto& proposal : model.re_tune) proposal.accepted = proposal.total = 10;  // far too timid
   model.tune();
-  for (auto const& proposal : model.re_tune) {
+  for (const auto& proposal : model.re_tune) {
     EXPECT_EQ(proposal.value, 3.0);
     EXPECT_EQ(proposal.total, 0U);
   }
@@ -215,8 +215,8 @@ TEST(PublishedEffects, StandInEveryRowOfTheirCluster) {
   w.columns = {11, unnamed, 12};
   w.build();
   w.draw_joint();
-  for (auto const& m : w.models) m->draw(w.world.data);
-  Normal const& model = *w.models[0];
+  for (const auto& m : w.models) m->draw(w.world.data);
+  const Normal& model = *w.models[0];
   for (arma::uword i = 0; i < w.world.data.n_rows; ++i) {
     EXPECT_EQ(w.world.data(i, 11), model.u[0](w.world.units[1](i), 0));
     EXPECT_EQ(w.world.data(i, 12), model.u[1](w.world.units[2](i), 1));

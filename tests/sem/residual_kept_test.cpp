@@ -22,7 +22,7 @@ constexpr int scans = 60;
 
 /// Columns h (level 3), g (level 2), w (of level 2), x, m, y: 48 rows in 16 units in 4. `gaps` names columns
 /// with missing cells.
-arma::mat three_levels(std::vector<arma::uword> const& gaps) {
+arma::mat three_levels(const std::vector<arma::uword>& gaps) {
   Random rng(17, 1);
   arma::mat data = rng.randn(48, 6);
   for (arma::uword i = 0; i < 48; ++i) {
@@ -42,7 +42,7 @@ arma::mat three_levels(std::vector<arma::uword> const& gaps) {
 
 /// Columns for the scores of phantoms, as the preparation of the data makes them.
 void add_scores(small_run& run) {
-  for (auto const& v : run.vars.variables) {
+  for (const auto& v : run.vars.variables) {
     if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
     v->column = static_cast<unsigned>(run.data.n_cols);
     run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::value(arma::datum::nan)));
@@ -51,8 +51,8 @@ void add_scores(small_run& run) {
 
 class ResidualKept : public testing::Test {
  protected:
-  void expect(std::vector<std::string> const& statements, std::vector<arma::uword> const& gaps,
-              std::vector<std::string> const& parameters = {}) {
+  void expect(const std::vector<std::string>& statements, const std::vector<arma::uword>& gaps,
+              const std::vector<std::string>& parameters = {}) {
     small_run run({"h", "g", "w", "x", "m", "y"}, three_levels(gaps), {"h", "g"}, statements, parameters);
     add_scores(run);
     const auto chain = run.chain(Random(3, 1), {1, 1});
@@ -113,7 +113,7 @@ TEST(ResidualError, ShowsWhatTheScanDidNotSee) {
   auto link = std::make_unique<sem::estimator::covariate_link>();
   link->column = static_cast<std::uint32_t>(setup.y);
   link->mean_column = 2;
-  link->fun = [](arma::Col<double> const& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
+  link->fun = [](const arma::Col<double>& x, arma::Mat<double>& out) { out.col(0) = x - 10.0; };
   model.setCentering(std::move(link));
   EXPECT_THROW(model.draw(world.data), error_debug);
 }

@@ -1,12 +1,11 @@
 // The pieces of the scan, each alone.
 
-#include "sem/scan/equation_scan.hpp"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "scan_world.hpp"
+#include "sem/scan/equation_scan.hpp"
 #include "sem/scan/marginal.hpp"
 #include "sem/scan/small_cholesky.hpp"
 #include "support/error.hpp"
@@ -17,23 +16,23 @@ namespace {
 using namespace sem::scan;
 using sem::estimator::compute;
 
-nesting const unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}};
+const nesting unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}};
 
 arma::Mat<double> random_precision(arma::uword q, int seed) {
-  arma::Mat<double> const A = Random(seed).randn(static_cast<int>(q) + 3, static_cast<int>(q));
+  const arma::Mat<double> A = Random(seed).randn(static_cast<int>(q) + 3, static_cast<int>(q));
   return A.t() * A;
 }
 
 TEST(SmallCholesky, GivesTheCholeskyFactorOfTheInverse) {
   for (arma::uword q : {1, 2, 3, 6}) {
-    arma::Mat<double> const P = random_precision(q, static_cast<int>(q));
+    const arma::Mat<double> P = random_precision(q, static_cast<int>(q));
     arma::Mat<double> T = P;
     ASSERT_TRUE(reverse_cholesky(T.memptr(), q));
     T = arma::trimatu(T);
     EXPECT_LT(arma::abs(T * T.t() - P).max(), 1e-10);
     EXPECT_LT(arma::abs(arma::inv(T) - arma::chol(arma::inv_sympd(P))).max(), 1e-9);
     EXPECT_NEAR(log_determinant(T.memptr(), q), std::log(arma::det(P)), 1e-9);
-    arma::Col<double> const h = Random(3).randn(static_cast<int>(q), 1);
+    const arma::Col<double> h = Random(3).randn(static_cast<int>(q), 1);
     arma::Col<double> x = h;
     solve_upper(T.memptr(), q, x.memptr());
     solve_upper_transposed(T.memptr(), q, x.memptr());
@@ -62,7 +61,7 @@ TEST(Design, ReadsPlainAndComputedColumnsAtTheUnits) {
   ASSERT_EQ(c.values().n_rows, world.first_rows[1].n_elem);
   EXPECT_TRUE(c.all_static());
   for (arma::uword i = 0; i < c.values().n_rows; ++i) {
-    double const x = world.data(world.first_rows[1](i), 6);
+    const double x = world.data(world.first_rows[1](i), 6);
     EXPECT_EQ(c.values()(i, 1), x);
     EXPECT_NEAR(c.values()(i, 2), 2 * x + 1, 1e-14);
   }
@@ -75,7 +74,7 @@ TEST(Design, ReadsOnlyMutableColumnsAgain) {
   columns c({2, 3}, {computed("#DATA(2)*#DATA(4)"), computed("log(abs(#DATA(3)))")}, written);
   EXPECT_EQ(c.dynamic(), (std::vector<arma::uword>{1, 3}));
   c.refresh(world.data, nullptr);
-  arma::Mat<double> const first = c.values();
+  const arma::Mat<double> first = c.values();
   world.data.col(2) += 1.0;
   world.data.col(3) += 1.0;
   c.refresh(world.data, nullptr);
@@ -90,7 +89,7 @@ TEST(Design, ReadsOnlyMutableColumnsAgain) {
 }
 
 TEST(Design, ParametersAndRandomNumbersMakeAColumnMutable) {
-  std::vector<bool> const none(5, false);
+  const std::vector<bool> none(5, false);
   EXPECT_FALSE(is_mutable(*computed("#DATA(1)+exp(#DATA(2))").node, none));
   EXPECT_TRUE(is_mutable(*computed("#DATA(1)*#VAR(0)").node, none));
   EXPECT_TRUE(is_mutable(*computed("#DATA(1)+normal(0,1)").node, none));
@@ -102,17 +101,17 @@ TEST(Design, ParametersAndRandomNumbersMakeAColumnMutable) {
 }
 
 TEST(RowScale, ThreeFormsOneAnswer) {
-  arma::Col<double> const clusters = {1.0, 4.0};
-  arma::Col<arma::uword> const of = {0, 0, 1};
-  row_scale const per_cluster = row_scale::per_cluster(clusters, of);
+  const arma::Col<double> clusters = {1.0, 4.0};
+  const arma::Col<arma::uword> of = {0, 0, 1};
+  const row_scale per_cluster = row_scale::per_cluster(clusters, of);
   EXPECT_EQ(per_cluster.precision(2), 4.0);
   EXPECT_EQ(per_cluster.variance(2), 0.25);
   EXPECT_EQ(per_cluster.sd(2), 0.5);
   EXPECT_FALSE(per_cluster.is_one());
-  row_scale const per_row = row_scale::per_row(clusters);
+  const row_scale per_row = row_scale::per_row(clusters);
   EXPECT_EQ(per_row.precision(1), 4.0);
   EXPECT_EQ(per_row.kind(), row_scale::form::per_row);
-  row_scale const one(3.0);
+  const row_scale one(3.0);
   EXPECT_TRUE(one.is_one());
   EXPECT_EQ(one.value(), 3.0);
   EXPECT_EQ(one.variance(7), 3.0);
@@ -122,14 +121,14 @@ TEST(RowScale, ThreeFormsOneAnswer) {
 
 TEST(CrossProducts, FollowMutableColumnsAndWeights) {
   World world(2, unbalanced, 73);
-  auto const structure = world.clusters(0);
-  auto const& clusters = *structure.selectors[0];
+  const auto structure = world.clusters(0);
+  const auto& clusters = *structure.selectors[0];
   std::vector<bool> written(9, false);
   written[3] = true;
   columns c({0, 3, 2}, {}, written);
   gram G;
   cluster_products A;
-  auto check = [&](row_scale const& scale) {
+  auto check = [&](const row_scale& scale) {
     c.refresh(world.data, nullptr);
     G.refresh(c, scale);
     A.refresh(c, clusters, scale);
@@ -147,11 +146,11 @@ TEST(CrossProducts, FollowMutableColumnsAndWeights) {
     }
   };
   check(row_scale());
-  unsigned const version = G.version();
+  const unsigned version = G.version();
   world.data.col(3) += 0.3;
   check(row_scale());
   EXPECT_NE(G.version(), version);
-  arma::Col<double> const precisions = arma::linspace(0.5, 2.0, world.data.n_rows);
+  const arma::Col<double> precisions = arma::linspace(0.5, 2.0, world.data.n_rows);
   check(row_scale::per_row(precisions));
   check(row_scale());
 }
@@ -162,7 +161,7 @@ TEST(CrossProducts, StaticColumnsKeepTheirFactor) {
   c.refresh(world.data, nullptr);
   gram G;
   G.refresh(c);
-  unsigned const version = G.version();
+  const unsigned version = G.version();
   G.refresh(c);
   EXPECT_EQ(G.version(), version);
 }
@@ -171,7 +170,7 @@ TEST(CrossProducts, StaticColumnsKeepTheirFactor) {
 TEST(StaticProducts, AgreeWithARowPassAndTellOfCancellation) {
   World world(2, unbalanced, 75);
   simulate_outcome(world, 0, 1.0, 75);
-  auto const structure = world.clusters(0);
+  const auto structure = world.clusters(0);
   columns x({0, 2, 3}, {}, {}), z({0, 2}, {}, {});
   x.refresh(world.data, nullptr);
   z.refresh(world.data, nullptr);
@@ -181,14 +180,14 @@ TEST(StaticProducts, AgreeWithARowPassAndTellOfCancellation) {
   A.refresh(z, *structure.selectors[0]);
   coefficient_step step({0, 1, 2}, {});
   step.factor(G.values(), x.values().n_rows);
-  arma::Col<double> const y = world.data.col(1);
+  const arma::Col<double> y = world.data.col(1);
   arma::Mat<double> b(3, 1, arma::fill::zeros);
   static_products products;
   EXPECT_FALSE(products.built());
   products.build(x.values(), G, step, y, 1.0, b.memptr(), &z.values(), structure.selectors[0], &A);
   EXPECT_TRUE(products.built());
   Random rng(5, 1U);
-  arma::Mat<double> const u = rng.randn(static_cast<int>(structure.n_clusters(0)), 2);
+  const arma::Mat<double> u = rng.randn(static_cast<int>(structure.n_clusters(0)), 2);
   products.draw_coefficients(step, 1.0, &u, rng, b.memptr());
   products.effect_sums();
   arma::Col<double> r = y - x.values() * b;
@@ -216,11 +215,11 @@ TEST(Coefficients, FixedOnesEnterTheMean) {
   G.refresh(x);
   coefficient_step step({0, 2}, {1, 3});
   step.factor(G.values(), 40);
-  arma::Col<double> const h = x.values().t() * world.data.col(1);
+  const arma::Col<double> h = x.values().t() * world.data.col(1);
   arma::Col<double> b = {9.0, 0.5, 9.0, -0.7};
   step.mean(G.values(), h.memptr(), 1.0, b.memptr());
-  arma::Col<double> const r = world.data.col(1) - 0.5 * world.data.col(2) + 0.7 * world.data.col(4);
-  arma::Col<double> const expected = arma::solve(x.values().cols(arma::uvec{0, 2}), r);
+  const arma::Col<double> r = world.data.col(1) - 0.5 * world.data.col(2) + 0.7 * world.data.col(4);
+  const arma::Col<double> expected = arma::solve(x.values().cols(arma::uvec{0, 2}), r);
   EXPECT_NEAR(b(0), expected(0), 1e-10);
   EXPECT_NEAR(b(2), expected(1), 1e-10);
   EXPECT_EQ(b(1), 0.5);
@@ -230,7 +229,7 @@ TEST(Coefficients, NoneToDrawTakesNoRandomNumber) {
   coefficient_step step({}, {0});
   step.factor(arma::Mat<double>(1, 1, arma::fill::ones), 10);
   Random rng(5, 1U), same(5, 1U);
-  double const h = 1.0;
+  const double h = 1.0;
   double b = 3.0;
   step.draw(arma::Mat<double>(1, 1, arma::fill::ones), &h, 1.0, rng, &b);
   EXPECT_EQ(b, 3.0);
@@ -251,8 +250,8 @@ TEST(VarianceShares, AreComputedAboutTheMeans) {
     EXPECT_NEAR(moments.mean(2), arma::mean(world.data.col(3)), 1e-12);
     world.data.col(3) = world.data.col(3) % world.data.col(4);
   }
-  double const b[] = {5.0, 0.3, -2.0};
-  arma::Mat<double> const C = arma::cov(arma::Mat<double>(x.values()));
+  const double b[] = {5.0, 0.3, -2.0};
+  const arma::Mat<double> C = arma::cov(arma::Mat<double>(x.values()));
   EXPECT_NEAR(fixed_variance(moments, b, 1), 0.09 * C(1, 1) + 4 * C(2, 2) - 1.2 * C(1, 2), 1e-6);
 }
 
@@ -262,9 +261,9 @@ TEST(Scan, OneEffectMatchesTheGeneralAlgebra) {
   World world(2, unbalanced, 78);
   arma::uword const C = 9;
   Random rng(4);
-  arma::Mat<double> const A6 = arma::abs(rng.randn(static_cast<int>(C), 6)) * 0.1 +
+  const arma::Mat<double> A6 = arma::abs(rng.randn(static_cast<int>(C), 6)) * 0.1 +
                                arma::repmat(arma::Row<double>{3, 0, 3, 0, 0, 3}, C, 1);
-  arma::Mat<double> const t = rng.randn(static_cast<int>(C), 3);
+  const arma::Mat<double> t = rng.randn(static_cast<int>(C), 3);
   arma::Mat<double> S3 = {{1.2, 0.4, 0}, {0.4, 0.9, 0}, {0, 0, 1e18}};
   random_effects_step step;
   arma::Mat<double> u3(C, 3), u2(C, 2);
@@ -287,8 +286,8 @@ TEST(Scan, RefusesAnIndefinitePrecision) {
   random_effects_step step;
   Random rng(6, 1U);
   for (arma::uword q : {1, 2, 3}) {
-    arma::Mat<double> const A(1, q * (q + 1) / 2, arma::fill::zeros), t(1, q, arma::fill::zeros);
-    arma::Mat<double> const S = -arma::eye(q, q);
+    const arma::Mat<double> A(1, q * (q + 1) / 2, arma::fill::zeros), t(1, q, arma::fill::zeros);
+    const arma::Mat<double> S = -arma::eye(q, q);
     arma::Mat<double> u(1, q);
     EXPECT_THROW(step.draw(A, t, 1.0, S, nullptr, rng, u), numeric_error);
   }
@@ -296,7 +295,7 @@ TEST(Scan, RefusesAnIndefinitePrecision) {
 
 TEST(Marginal, RefusesAnIndefiniteCovariance) {
   World world(2, unbalanced, 79);
-  arma::Col<double> const r(world.data.n_rows, arma::fill::ones);
+  const arma::Col<double> r(world.data.n_rows, arma::fill::ones);
   EXPECT_THROW(
       marginal_log_likelihood(r, {world.data.cols(0, 0)}, {arma::Mat<double>(1, 1, arma::fill::value(-1.0))},
                               1.0, world.clusters(0)),

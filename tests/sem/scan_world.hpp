@@ -7,9 +7,9 @@
 
 #include "evaluate/defines.hpp"
 #include "evaluate/parser.hpp"
-#include "sem/wiring/estimator.hpp"
-#include "sem/outcomes/normal.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {
@@ -25,31 +25,31 @@ class LoneEstimator : public sem::Estimator {
   void tune() override { fail(); }
   void tune_check() override { fail(); }
   arma::Col<double> params() const override { fail(); }
-  arma::Col<double> params(arma::Mat<double> const&) const override { fail(); }
-  arma::Col<double> params(unsigned const&) const override { fail(); }
+  arma::Col<double> params(const arma::Mat<double>&) const override { fail(); }
+  arma::Col<double> params(const unsigned&) const override { fail(); }
   arma::Col<double> computations() const override { fail(); }
   arma::uword n_params() const override { fail(); }
   arma::uword n_estimated() const override { fail(); }
-  arma::uword n_params(arma::Mat<double> const&) const override { fail(); }
-  arma::uword n_params(unsigned const&) const override { fail(); }
+  arma::uword n_params(const arma::Mat<double>&) const override { fail(); }
+  arma::uword n_params(const unsigned&) const override { fail(); }
   arma::uword n_computations() const override { fail(); }
   arma::uword n_correlations() const override { fail(); }
   arma::uword n_defines() const override { fail(); }
-  void categorize_nominal(arma::Mat<double>&, arma::Mat<double> const&) const override { fail(); }
-  arma::Col<double> logLiklihood(arma::Mat<double> const&, int) const override { fail(); }
-  double logLiklihood(arma::Mat<double> const&) const override { fail(); }
-  arma::Col<double> computeLL(arma::Mat<double> const&, int) const override { fail(); }
-  double computeLL(arma::Mat<double> const&) const override { fail(); }
+  void categorize_nominal(arma::Mat<double>&, const arma::Mat<double>&) const override { fail(); }
+  arma::Col<double> logLiklihood(const arma::Mat<double>&, int) const override { fail(); }
+  double logLiklihood(const arma::Mat<double>&) const override { fail(); }
+  arma::Col<double> computeLL(const arma::Mat<double>&, int) const override { fail(); }
+  double computeLL(const arma::Mat<double>&) const override { fail(); }
   std::vector<sem::estimator::tune_results> acceptance() const override { fail(); }
-  arma::Mat<double> const& betas(unsigned const&) const override { fail(); }
+  const arma::Mat<double>& betas(const unsigned&) const override { fail(); }
   std::vector<double> getMissingPercents() const override { fail(); }
   arma::Col<arma::uword> indicators() const override { fail(); }
-  arma::Mat<double> latent(arma::Mat<double> const&) const override { fail(); }
-  arma::Mat<double> residual(arma::Mat<double> const&) const override { fail(); }
-  arma::Mat<double> predicted(arma::Mat<double> const&) const override { fail(); }
-  arma::Mat<double> defines(arma::Mat<double> const&) const override { fail(); }
-  arma::Col<double> correlations(arma::Mat<double> const&) const override { fail(); }
-  arma::Cube<double> likelihood(arma::Mat<double> const&) const override { fail(); }
+  arma::Mat<double> latent(const arma::Mat<double>&) const override { fail(); }
+  arma::Mat<double> residual(const arma::Mat<double>&) const override { fail(); }
+  arma::Mat<double> predicted(const arma::Mat<double>&) const override { fail(); }
+  arma::Mat<double> defines(const arma::Mat<double>&) const override { fail(); }
+  arma::Col<double> correlations(const arma::Mat<double>&) const override { fail(); }
+  arma::Cube<double> likelihood(const arma::Mat<double>&) const override { fail(); }
 
  private:
   [[noreturn]] static void fail() { throw error_debug("A lone model asked its estimator."); }
@@ -64,7 +64,7 @@ struct World {
   arma::Mat<double> data;
   std::vector<arma::Col<arma::uword>> units, first_rows;
 
-  World(unsigned levels, nesting const& sizes, std::uint32_t seed) {
+  World(unsigned levels, const nesting& sizes, std::uint32_t seed) {
     std::vector<arma::uword> two, three;
     for (std::size_t top = 0, c = 0; top < sizes.size(); ++top)
       for (unsigned size : sizes[top]) {
@@ -78,7 +78,7 @@ struct World {
   }
 
   sem::estimator::cluster clusters(unsigned level) const {
-    std::vector<arma::Col<arma::uword> const*> u, f;
+    std::vector<const arma::Col<arma::uword>*> u, f;
     for (std::size_t l = 0; l < units.size(); ++l) {
       u.push_back(&units[l]);
       f.push_back(&first_rows[l]);
@@ -116,8 +116,8 @@ struct World {
     data.col(0).ones();
     for (arma::uword j = 2; j < 9; ++j) {
       std::size_t const level = j < 6 ? 0 : j < 8 ? 1 : 2;
-      auto const& ids = units[std::min(level, units.size() - 1)];
-      arma::Mat<double> const values = random.randn(static_cast<int>(n), 1);
+      const auto& ids = units[std::min(level, units.size() - 1)];
+      const arma::Mat<double> values = random.randn(static_cast<int>(n), 1);
       for (arma::uword i = 0; i < n; ++i) data(i, j) = values(ids(i)) + 0.5 * (static_cast<double>(j) - 1.0);
     }
   }
@@ -127,11 +127,11 @@ struct World {
 /// written into column 1.
 inline void simulate_outcome(World& world, unsigned level, double mean, std::uint32_t seed) {
   Random random(seed, 3U);
-  auto const& own = world.units[level];
+  const auto& own = world.units[level];
   arma::uword const n = own.n_elem;
   arma::Col<double> y(n, arma::fill::value(mean));
   for (std::size_t l = level; l < world.units.size(); ++l) {
-    arma::Mat<double> const e = random.randn(static_cast<int>(n), 4);
+    const arma::Mat<double> e = random.randn(static_cast<int>(n), 4);
     for (arma::uword i = 0; i < n; ++i) {
       arma::uword const c = world.units[l](i);
       y(i) += e(c, 0);
@@ -140,14 +140,14 @@ inline void simulate_outcome(World& world, unsigned level, double mean, std::uin
     }
   }
   for (arma::uword j = 2; j < 9; ++j) {
-    arma::Col<double> const x = world.data.col(j);
+    const arma::Col<double> x = world.data.col(j);
     for (arma::uword i = 0; i < n; ++i) y(i) += 0.3 * x(world.first_rows[level](own(i)));
   }
   world.data.col(1) = y;
 }
 
 /// A computed column from text with "#DATA(k)".
-inline sem::estimator::compute computed(std::string const& text) {
+inline sem::estimator::compute computed(const std::string& text) {
   return sem::estimator::compute(evaluate::opt_ast(text));
 }
 

@@ -11,9 +11,9 @@
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "model/parse.hpp"
+#include "random/random.hpp"
 #include "sem/chain/mcmc.hpp"
 #include "sem/ensemble/outcomes.hpp"
-#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {
@@ -26,20 +26,20 @@ struct small_run {
   ModelList models;
 
   /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS.
-  small_run(std::vector<std::string> const& names, arma::mat const& columns,
-            std::vector<std::string> const& ids, std::vector<std::string> const& statements,
-            std::vector<std::string> const& parameters = {})
+  small_run(const std::vector<std::string>& names, const arma::mat& columns,
+            const std::vector<std::string>& ids, const std::vector<std::string>& statements,
+            const std::vector<std::string>& parameters = {})
       : data(columns) {
     make_catalogue(names, ids);
     std::vector<block::one_model> texts;
-    for (std::string const& text : statements) texts.push_back({text, ""});
+    for (const std::string& text : statements) texts.push_back({text, ""});
     models = sem::parse(texts, vars, block::map(), {parameters, false, false});
-    for (auto const& v : vars.subset(data::usage::covariate)) {
+    for (const auto& v : vars.subset(data::usage::covariate)) {
       if (!data.col(v->column).has_nan()) v->fixed(true);
     }
   }
 
-  std::shared_ptr<sem::Mcmc> chain(Random const& rng, sem::priors const& prior = {}, int xprior = 1) const {
+  std::shared_ptr<sem::Mcmc> chain(const Random& rng, const sem::priors& prior = {}, int xprior = 1) const {
     auto out = std::make_shared<sem::Mcmc>(vars, data, rng, xprior, 0.01);
     out->addOutcomes(vars, models, prior);
     return out;
@@ -49,17 +49,17 @@ struct small_run {
   std::string failure() const {
     try {
       chain(Random(1, 1));
-    } catch (tovik::error const& e) {
+    } catch (const tovik::error& e) {
       return e.what();
     }
     return "";
   }
 
  private:
-  void make_catalogue(std::vector<std::string> const& names, std::vector<std::string> const& ids) {
+  void make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids) {
     std::vector<unsigned> id_columns;
     for (unsigned j = 0; j < names.size(); ++j) {
-      for (std::string const& id : ids) {
+      for (const std::string& id : ids) {
         if (id == names[j]) id_columns.push_back(j);
       }
     }
@@ -81,8 +81,8 @@ struct small_run {
 /// the data does.
 inline void prepare(small_run& run) {
   unsigned next = static_cast<unsigned>(run.data.n_cols);
-  for (auto const& v : run.vars.variables) {
-    const bool effect = dynamic_cast<data::random const*>(v.get()) != nullptr;
+  for (const auto& v : run.vars.variables) {
+    const bool effect = dynamic_cast<const data::random*>(v.get()) != nullptr;
     if ((v->type == data::type::phantom || effect) && v->column == data::variable::no_column)
       v->column = next++;
   }
@@ -103,7 +103,7 @@ inline arma::mat draws(sem::Mcmc& chain, arma::uword burn, arma::uword n) {
 }
 
 /// Standard error of the mean of a correlated series, from the means of 50 batches.
-inline double mean_error(arma::rowvec const& series) {
+inline double mean_error(const arma::rowvec& series) {
   constexpr arma::uword batches = 50;
   const arma::uword length = series.n_elem / batches;
   arma::vec means(batches);

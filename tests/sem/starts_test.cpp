@@ -14,17 +14,17 @@ arma::mat two_level() {
   return {{1, 1, 0, 5}, {1, 2, 1, 5}, {2, nan, 0, 7}, {2, 4, 3, 7}, {3, 9, 2, nan}, {3, nan, 5, nan}};
 }
 
-tests::small_run run(std::string const& statement) {
+tests::small_run run(const std::string& statement) {
   return {{"school", "y", "x", "w"}, two_level(), {"school"}, {statement}};
 }
 
-arma::vec starts(tests::small_run const& r, double scale, double shift) {
+arma::vec starts(const tests::small_run& r, double scale, double shift) {
   const working_data working(r.data, {0});
   const unsigned level = r.models[0].levels == 0 ? 1 : 0;
   return generateStarts(r.models[0], working.data, working.clusters(level), scale, shift);
 }
 
-void expect_values(arma::vec const& actual, std::vector<double> const& expected) {
+void expect_values(const arma::vec& actual, const std::vector<double>& expected) {
   ASSERT_EQ(actual.n_elem, expected.size());
   for (arma::uword i = 0; i < actual.n_elem; ++i) EXPECT_NEAR(actual[i], expected[i], 1e-12) << i;
 }

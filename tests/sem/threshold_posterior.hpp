@@ -13,14 +13,14 @@ namespace tovik::tests {
 using units = arma::Col<arma::uword>;
 
 /// Log likelihood of categories given thresholds, scores integrated out; units with a flag left out.
-inline double log_likelihood(arma::vec const& tau, units const& categories, arma::vec const& mean,
-                             std::vector<char> const& left_out = {}) {
+inline double log_likelihood(const arma::vec& tau, const units& categories, const arma::vec& mean,
+                             const std::vector<char>& left_out = {}) {
   double sum = 0.0;
   for (arma::uword i = 0; i < categories.n_elem; ++i) {
     if (!left_out.empty() && left_out[i]) continue;
     arma::uword const k = categories[i];
-    double const lower = k == 0 ? 0.0 : phi(tau[k - 1] - mean[i]);
-    double const upper = k == tau.n_elem ? 1.0 : phi(tau[k] - mean[i]);
+    const double lower = k == 0 ? 0.0 : phi(tau[k - 1] - mean[i]);
+    const double upper = k == tau.n_elem ? 1.0 : phi(tau[k] - mean[i]);
     sum += std::log(upper - lower);
   }
   return sum;
@@ -29,14 +29,14 @@ inline double log_likelihood(arma::vec const& tau, units const& categories, arma
 /// Distribution function of a density known up to a factor at equally spaced midpoints.
 class GridCdf {
  public:
-  GridCdf(double lower, double step, arma::vec const& density)
+  GridCdf(double lower, double step, const arma::vec& density)
       : lower_(lower), step_(step), mass_(density / arma::accu(density)) {}
   double operator()(double x) const {
-    double const at = (x - lower_) / step_;
+    const double at = (x - lower_) / step_;
     if (at <= 0.0) return 0.0;
     double sum = 0.0;
     for (arma::uword j = 0; j < mass_.n_elem; ++j) {
-      double const jd = static_cast<double>(j);
+      const double jd = static_cast<double>(j);
       if (jd + 1.0 <= at)
         sum += mass_[j];
       else if (jd < at)
@@ -50,13 +50,13 @@ class GridCdf {
   arma::vec mass_;
 };
 
-inline units const categories_of_14 = {0, 1, 2, 1, 0, 2, 2, 1, 0, 1, 2, 0, 1, 1};
+inline const units categories_of_14 = {0, 1, 2, 1, 0, 2, 2, 1, 0, 1, 2, 0, 1, 1};
 
 /// K = 2: the one free threshold given these means; `weight` multiplies the likelihood.
-inline GridCdf threshold_posterior(units const& categories, arma::vec const& mean,
-                                   std::vector<char> const& left_out,
-                                   std::function<double(arma::vec const&)> const& weight) {
-  double const step = 0.01;
+inline GridCdf threshold_posterior(const units& categories, const arma::vec& mean,
+                                   const std::vector<char>& left_out,
+                                   const std::function<double(arma::vec const&)>& weight) {
+  const double step = 0.01;
   arma::vec density(600);
   for (arma::uword j = 0; j < density.n_elem; ++j) {
     arma::vec const tau = {0.0, (static_cast<double>(j) + 0.5) * step};
@@ -65,7 +65,7 @@ inline GridCdf threshold_posterior(units const& categories, arma::vec const& mea
   return {0.0, step, density};
 }
 
-inline double unweighted(arma::vec const&) {
+inline double unweighted(const arma::vec&) {
   return 1.0;
 }
 

@@ -18,13 +18,13 @@ namespace {
 using sem::scan::thresholds;
 
 TEST(Thresholds, StartAtNormalQuantilesOfCumulativeShares) {
-  thresholds const t(units{30, 20, 40, 10});
+  const thresholds t(units{30, 20, 40, 10});
   ASSERT_EQ(t.tau.n_elem, 3u);
   EXPECT_EQ(t.tau[0], 0.0);
   EXPECT_NEAR(t.tau[1], iPhi(0.5) - iPhi(0.3), 1e-12);
   EXPECT_NEAR(t.tau[2], iPhi(0.9) - iPhi(0.3), 1e-12);
   EXPECT_EQ(thresholds(units{4, 5}).tau[0], 0.0);
-  thresholds const gap(units{0, 5, 0, 5, 0});
+  const thresholds gap(units{0, 5, 0, 5, 0});
   for (arma::uword k = 1; k < 4; ++k) EXPECT_GT(gap.tau[k], gap.tau[k - 1]);
   EXPECT_THROW(thresholds(units{4}), error_debug);
 }
@@ -52,7 +52,7 @@ TEST(Thresholds, TruncatedDrawsStayInsideAndFollowTheirNormal) {
   Random rng(5, 1U);
   arma::vec z(20000, arma::fill::value(0.4));
   sem::scan::drawMid(z, -0.3, 0.9, rng);
-  double const a = phi(-0.7), b = phi(0.5);
+  const double a = phi(-0.7), b = phi(0.5);
   EXPECT_LT(kolmogorov({z.begin(), z.end()}, [&](double v) { return (phi(v - 0.4) - a) / (b - a); }), 2.5);
   z.fill(0.4);
   sem::scan::drawTail(z, 0.0, true, rng);
@@ -64,7 +64,7 @@ TEST(Thresholds, TruncatedDrawsStayInsideAndFollowTheirNormal) {
             2.5);
 }
 
-std::vector<units> members_of(units const& categories, arma::uword n_categories) {
+std::vector<units> members_of(const units& categories, arma::uword n_categories) {
   std::vector<units> out;
   for (arma::uword k = 0; k < n_categories; ++k) out.push_back(arma::find(categories == k));
   return out;
@@ -74,8 +74,8 @@ TEST(Thresholds, TwoThresholdsHaveTheirPosterior) {
   Random rng(6, 1U);
   arma::vec const mean = 0.5 + 0.6 * arma::vec(rng.randn(14, 1));
   thresholds t(units{4, 6, 4});
-  auto const sets = members_of(categories_of_14, 3);
-  auto const sample = chain(
+  const auto sets = members_of(categories_of_14, 3);
+  const auto sample = chain(
       20000, 25, [&] { t.move(sets, mean.memptr(), 14, rng); }, [&] { return t.tau[1]; });
   EXPECT_LT(kolmogorov(sample, threshold_posterior(categories_of_14, mean, {}, unweighted)), 2.5);
 }
@@ -85,11 +85,11 @@ TEST(Thresholds, OfScoresWithStandardDeviationsHaveTheirPosterior) {
   arma::vec const mean = 0.5 + 0.6 * arma::vec(rng.randn(14, 1));
   arma::vec const sd = arma::linspace(0.4, 2.5, 14);
   thresholds t(units{4, 6, 4});
-  auto const sets = members_of(categories_of_14, 3);
-  auto const sample = chain(
+  const auto sets = members_of(categories_of_14, 3);
+  const auto sample = chain(
       20000, 25, [&] { t.move(sets, mean.memptr(), 14, rng, sd.memptr()); }, [&] { return t.tau[1]; });
   // The likelihood of all units stands in the weight.
-  auto const likelihood = [&](arma::vec const& tau) {
+  const auto likelihood = [&](const arma::vec& tau) {
     double product = 1.0;
     for (arma::uword i = 0; i < 14; ++i) {
       arma::uword const k = categories_of_14[i];
@@ -106,8 +106,8 @@ TEST(Thresholds, OfScoresWithStandardDeviationsHaveTheirPosterior) {
 TEST(Thresholds, ScoresFollowNormalsWithTheirStandardDeviationsWithinCategories) {
   thresholds t(units{1, 1, 1});
   t.tau = {0.0, 1.0};
-  std::vector<units> const sets = {{0}, {1}, {2}};
-  double const mean[] = {0.3, -0.2, 0.4}, sd[] = {2.0, 0.5, 3.0};
+  const std::vector<units> sets = {{0}, {1}, {2}};
+  const double mean[] = {0.3, -0.2, 0.4}, sd[] = {2.0, 0.5, 3.0};
   Random rng(10, 1U);
   std::vector<double> sample[3];
   for (int i = 0; i < 20000; ++i) {
@@ -115,9 +115,9 @@ TEST(Thresholds, ScoresFollowNormalsWithTheirStandardDeviationsWithinCategories)
     t.draw(sets, mean, scores, rng, sd);
     for (int k = 0; k < 3; ++k) sample[k].push_back(scores[k]);
   }
-  double const below[] = {0.0, phi(0.4), phi(0.2)}, above[] = {phi(-0.15), phi(2.4), 1.0};
+  const double below[] = {0.0, phi(0.4), phi(0.2)}, above[] = {phi(-0.15), phi(2.4), 1.0};
   for (int k = 0; k < 3; ++k) {
-    auto const cdf = [&](double x) {
+    const auto cdf = [&](double x) {
       return (phi((x - mean[k]) / sd[k]) - below[k]) / (above[k] - below[k]);
     };
     EXPECT_LT(kolmogorov(sample[k], cdf), 2.5) << k;
@@ -126,7 +126,7 @@ TEST(Thresholds, ScoresFollowNormalsWithTheirStandardDeviationsWithinCategories)
 
 TEST(Thresholds, StandardDeviationsOfOneAreTheDefault) {
   arma::vec const mean = arma::linspace(-0.5, 1.5, 14), ones(14, arma::fill::ones);
-  auto const sets = members_of(categories_of_14, 3);
+  const auto sets = members_of(categories_of_14, 3);
   thresholds given(units{4, 6, 4}), left(units{4, 6, 4});
   Random rng(11, 1U), same(11, 1U);
   arma::vec a(14), b(14);
@@ -143,23 +143,23 @@ TEST(Thresholds, StandardDeviationsOfOneAreTheDefault) {
 TEST(Thresholds, ThreeThresholdsHaveTheirJointPosterior) {
   // Few units and a small category: proposals are wide against the gaps, and thresholds pass each other.
   Random rng(7, 1U);
-  units const categories = {0, 3, 1, 2, 0, 1, 3, 3, 1, 0};
+  const units categories = {0, 3, 1, 2, 0, 1, 3, 3, 1, 0};
   arma::vec const mean = 0.3 + 0.5 * arma::vec(rng.randn(10, 1));
-  double const step = 0.02;
+  const double step = 0.02;
   arma::uword const n = 350;
   arma::mat density(n, n, arma::fill::zeros);
   for (arma::uword a = 0; a < n; ++a)
     for (arma::uword b = a; b < n; ++b) {
-      double const first = (static_cast<double>(a) + 0.5) * step;
+      const double first = (static_cast<double>(a) + 0.5) * step;
       // The diagonal cells hold half of their mass, on average at a third of the distance.
-      double const second = a == b ? first + step / 3.0 : (static_cast<double>(b) + 0.5) * step;
+      const double second = a == b ? first + step / 3.0 : (static_cast<double>(b) + 0.5) * step;
       density(a, b) = std::exp(log_likelihood({0.0, first, second}, categories, mean)) * (a == b ? 0.5 : 1.0);
     }
   thresholds t(units{3, 3, 1, 3});
   t.tuning.value = 12.0;
-  auto const sets = members_of(categories, 4);
+  const auto sets = members_of(categories, 4);
   std::vector<double> second, gap;
-  auto const first = chain(
+  const auto first = chain(
       8000, 80, [&] { t.move(sets, mean.memptr(), 10, rng); },
       [&] {
         EXPECT_TRUE(0.0 < t.tau[1] && t.tau[1] < t.tau[2]);
@@ -173,7 +173,7 @@ TEST(Thresholds, ThreeThresholdsHaveTheirJointPosterior) {
 TEST(Thresholds, OneThresholdDoesNotMove) {
   Random rng(8, 1U);
   thresholds t(units{3, 3});
-  double const mean[] = {0, 0, 0, 0, 0, 0};
+  const double mean[] = {0, 0, 0, 0, 0, 0};
   EXPECT_FALSE(t.move({{0, 1, 2}, {3, 4, 5}}, mean, 6, rng));
   EXPECT_EQ(t.tuning.total, 0u);
   t.tuning.total = 10;

@@ -25,7 +25,7 @@ class TwoEquations {
   sem::equation_setup m, y;
   std::string transformation;  ///< of m, in "#DATA(0)"; empty for none
 
-  TwoEquations(unsigned levels, nesting const& sizes, std::uint32_t seed)
+  TwoEquations(unsigned levels, const nesting& sizes, std::uint32_t seed)
       : world(levels, sizes, seed), estimator_(seed), rng_(seed, 4U) {
     world.data.insert_cols(9, 3);
     for (std::size_t l = 1; l < world.units.size(); ++l)
@@ -56,12 +56,12 @@ class TwoEquations {
       of_m().addTransform(evaluate::pair::transformation(evaluate::opt_ast(transformation)));
     if (!linked) return;
     sem::level_units units;
-    for (auto const& ids : world.units) units.push_back(&ids);
+    for (const auto& ids : world.units) units.push_back(&ids);
     sem::wire_likelihood_lists({models_.begin(), models_.end()}, units, world.data);
   }
 
   /// Everything from the joint distribution. `admitted`: the y* of m that have a place; null for all.
-  void draw_joint(std::function<bool(double)> const& admitted = nullptr) {
+  void draw_joint(const std::function<bool(double)>& admitted = nullptr) {
     draw_equation(of_m(), m, transformation, admitted);
     draw_equation(of_y(), y, "", nullptr);
   }
@@ -75,31 +75,31 @@ class TwoEquations {
   std::vector<double> functions() {
     std::vector<double> out;
     std::vector<arma::Mat<double>> e;
-    for (auto const& model : models_) {
+    for (const auto& model : models_) {
       e.push_back(model->compute_residual(world.data));
-      double const sd = std::sqrt(model->sigma2);
+      const double sd = std::sqrt(model->sigma2);
       if (model->estimate_resid) out.push_back(std::log(model->sigma2));
       out.push_back(std::log(arma::accu(arma::square(e.back())) / model->sigma2));
       out.push_back(arma::accu(e.back()) / sd);
       out.push_back(e.back()(0) / sd);
-      for (auto const& u : model->u)
+      for (const auto& u : model->u)
         if (u.n_cols > 0) out.insert(out.end(), {u(0, 0), u(1, u.n_cols - 1) * u(1, 0)});
     }
     for (arma::uword k : {arma::uword{0}, m.missing_units.n_elem - 1}) {
       arma::uword const unit = m.missing_units(k);
       arma::uword const row = world.first_rows[m.level](unit);
-      double const value = world.data(row, m_column);
+      const double value = world.data(row, m_column);
       out.insert(out.end(), {value, e[0](unit) / std::sqrt(of_m().sigma2), value * world.data(row, 1)});
     }
     return out;
   }
 
  private:
-  void draw_equation(sem::Normal& model, sem::equation_setup const& setup, std::string const& transform,
-                     std::function<bool(double)> const& admitted) {
+  void draw_equation(sem::Normal& model, const sem::equation_setup& setup, const std::string& transform,
+                     const std::function<bool(double)>& admitted) {
     if (setup.estimate_resid) model.sigma2 = 1.0 / rng_.rgamma(1.0, 2.0);
     for (unsigned L = 0; L < setup.n_levels; ++L) draw_effects(model, L);
-    auto const& rows = *setup.cluster.own_rows[0];
+    const auto& rows = *setup.cluster.own_rows[0];
     arma::Col<double> value(rows.n_elem, arma::fill::zeros);
     add_fixed(setup, rows, value);
     for (unsigned L = 0; L < setup.n_levels; ++L)
@@ -107,14 +107,14 @@ class TwoEquations {
         for (arma::uword i = 0; i < value.n_elem; ++i)
           value(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
     for (double& v : value) {
-      double const mean = v;
+      const double mean = v;
       do v = mean + std::sqrt(model.sigma2) * rng_.rnorm();
       while (admitted && !admitted(v));
     }
     if (!transform.empty()) {
-      auto const forward = evaluate::opt_ast(transform);
-      auto const back = forward->inverse();
-      value = back->eval(static_cast<arma::Mat<double> const&>(value));
+      const auto forward = evaluate::opt_ast(transform);
+      const auto back = forward->inverse();
+      value = back->eval(static_cast<const arma::Mat<double>&>(value));
     }
     for (arma::uword row = 0; row < world.data.n_rows; ++row)
       world.data(row, setup.y) = value(world.units[setup.level](row));
@@ -132,10 +132,10 @@ class TwoEquations {
         rng_.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
   }
 
-  void add_fixed(sem::equation_setup const& setup, arma::Col<arma::uword> const& rows,
+  void add_fixed(const sem::equation_setup& setup, const arma::Col<arma::uword>& rows,
                  arma::Col<double>& value) const {
     for (arma::uword j = 0; j < setup.fixed_values.n_elem; ++j) {
-      arma::Col<double> const column = j < setup.x.n_elem
+      const arma::Col<double> column = j < setup.x.n_elem
                                            ? arma::Col<double>(world.data.col(setup.x(j)))
                                            : setup.x_compute[j - setup.x.n_elem].node->eval(world.data);
       for (arma::uword i = 0; i < value.n_elem; ++i) value(i) += setup.fixed_values(j) * column(rows(i));

@@ -11,19 +11,19 @@ namespace {
 using arma::uword;
 
 /// Columns: district, school. Districts of three and two schools; schools of 3, 2, 1, 2 and 2 rows.
-working_data const& schools() {
-  static working_data const working(
+const working_data& schools() {
+  static const working_data working(
       arma::mat{{2, 21}, {1, 12}, {1, 11}, {2, 22}, {1, 12}, {2, 21}, {1, 13}, {1, 11}, {2, 22}, {1, 11}},
       {1, 0});
   return working;
 }
 
-std::vector<uword> list(arma::Col<uword> const& column) {
+std::vector<uword> list(const arma::Col<uword>& column) {
   return {column.begin(), column.end()};
 }
 
 TEST(UnitChain, PassesThroughAllLevelsAtWhichTheVariableVaries) {
-  unit_chain const chain(schools(), 0, {true, true, true});
+  const unit_chain chain(schools(), 0, {true, true, true});
   ASSERT_EQ(chain.n_above(), 2u);
   EXPECT_EQ(chain.level(1), 1u);
   EXPECT_EQ(chain.level(2), 2u);
@@ -37,7 +37,7 @@ TEST(UnitChain, PassesThroughAllLevelsAtWhichTheVariableVaries) {
 }
 
 TEST(UnitChain, ASkippedLevelJoinsTheUnitsOfItsNeighbours) {
-  unit_chain const chain(schools(), 0, {true, false, true});
+  const unit_chain chain(schools(), 0, {true, false, true});
   ASSERT_EQ(chain.n_above(), 1u);
   EXPECT_EQ(chain.level(1), 2u);
   EXPECT_EQ(chain.place(2), 1u);
@@ -47,7 +47,7 @@ TEST(UnitChain, ASkippedLevelJoinsTheUnitsOfItsNeighbours) {
 }
 
 TEST(UnitChain, AVariableOfTheMiddleLevelStartsThere) {
-  unit_chain const chain(schools(), 1, {true, true});
+  const unit_chain chain(schools(), 1, {true, true});
   EXPECT_EQ(chain.n_above(), 1u);
   EXPECT_EQ(chain.level(0), 1u);
   EXPECT_EQ(chain.place(0), 0u);
@@ -57,7 +57,7 @@ TEST(UnitChain, AVariableOfTheMiddleLevelStartsThere) {
 }
 
 TEST(UnitChain, WithoutVariationAboveThereIsNoParent) {
-  for (unit_chain const& chain :
+  for (const unit_chain& chain :
        {unit_chain(schools(), 2, {true}), unit_chain(schools(), 0, {true, false, false}),
         unit_chain(schools(), 0, {})}) {
     EXPECT_EQ(chain.n_above(), 0u);
@@ -68,8 +68,8 @@ TEST(UnitChain, WithoutVariationAboveThereIsNoParent) {
 }
 
 TEST(UnitChain, SingleLevelData) {
-  working_data const rows(arma::mat(4, 1, arma::fill::zeros), {});
-  unit_chain const chain(rows, 0, {true});
+  const working_data rows(arma::mat(4, 1, arma::fill::zeros), {});
+  const unit_chain chain(rows, 0, {true});
   EXPECT_EQ(chain.n_above(), 0u);
   EXPECT_EQ(chain.n_units(0), 4u);
 }

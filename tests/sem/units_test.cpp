@@ -1,6 +1,7 @@
-// The units of the data mean nothing: with priors that know no unit a chain does the same in thousandths or in millions.
-// Factors are powers of two, which change no digit of a number, so that the standardised draws of two chains with one
-// seed agree as long as no step holds a number of its own unit: they are compared scan by scan.
+// The units of the data mean nothing: with priors that know no unit a chain does the same in thousandths or
+// in millions. Factors are powers of two, which change no digit of a number, so that the standardised draws
+// of two chains with one seed agree as long as no step holds a number of its own unit: they are compared scan
+// by scan.
 
 #include <gtest/gtest.h>
 
@@ -26,25 +27,27 @@ struct design {
   std::vector<std::string> parameters = {};
 };
 
-void PrintTo(design const& d, std::ostream* out) {
+void PrintTo(const design& d, std::ostream* out) {
   *out << d.name;
 }
 
 const std::vector<std::string> names = {"school", "class", "y", "m", "x", "z", "w"};
 
-arma::uword place(std::string const& name) {
+arma::uword place(const std::string& name) {
   for (arma::uword j = 0; j < names.size(); ++j)
     if (names[j] == name) return j;
   throw error_debug("no such column");
 }
 
 /// 8 schools, 4 classes each, 5 rows each; w belongs to the school.
-arma::mat example(std::vector<std::string> const& incomplete) {
+arma::mat example(const std::vector<std::string>& incomplete) {
   Random rng(91, 3);
   arma::mat data(160, names.size());
   for (arma::uword i = 0; i < data.n_rows; ++i) {
     const arma::uword group = i / 5, school = i / 20;
-    auto effect = [](arma::uword k, double scale) { return scale * std::sin(1.7 * static_cast<double>(k + 1)); };
+    auto effect = [](arma::uword k, double scale) {
+      return scale * std::sin(1.7 * static_cast<double>(k + 1));
+    };
     data(i, 0) = static_cast<double>(school + 1);
     data(i, 1) = static_cast<double>(group + 1);
     data(i, 6) = effect(school, 1.3);
@@ -60,10 +63,10 @@ arma::mat example(std::vector<std::string> const& incomplete) {
 }
 
 /// The standardised coefficients and variance shares of all equations: one column per scan.
-arma::mat standardised(design const& d, arma::mat const& data, int scans) {
+arma::mat standardised(const design& d, const arma::mat& data, int scans) {
   const tests::small_run run(names, data, d.ids, d.statements, d.parameters);
   auto chain = run.chain(Random(17, 1), {2, 2}, 2);
-  Outcomes const& outcomes = *chain->outcomes();
+  const Outcomes& outcomes = *chain->outcomes();
   arma::mat out;
   for (int t = 0; t < scans; ++t) {
     chain->oneRep();
@@ -79,7 +82,7 @@ arma::mat standardised(design const& d, arma::mat const& data, int scans) {
 class Units : public ::testing::TestWithParam<design> {};
 
 TEST_P(Units, ScaleOfNoVariableShows) {
-  design const& d = GetParam();
+  const design& d = GetParam();
   const arma::mat data = example(d.incomplete);
   const arma::mat reference = standardised(d, data, 60);
   ASSERT_TRUE(reference.is_finite());
@@ -95,7 +98,8 @@ TEST_P(Units, ScaleOfNoVariableShows) {
 
 INSTANTIATE_TEST_SUITE_P(
     Normal, Units,
-    ::testing::Values(design{"one_level", {}, {"y ~ x z"}}, design{"random_intercept", {"school"}, {"y ~ x z"}},
+    ::testing::Values(design{"one_level", {}, {"y ~ x z"}},
+                      design{"random_intercept", {"school"}, {"y ~ x z"}},
                       design{"random_slope", {"class"}, {"y ~ x z | z"}},
                       design{"two_slopes", {"class"}, {"y ~ x z | x z"}},
                       design{"three_levels", {"school", "class"}, {"y ~ x z w | z[class]"}},
@@ -105,7 +109,7 @@ INSTANTIATE_TEST_SUITE_P(
                       design{"latent_mean", {"class"}, {"y ~ x x.mean z"}, {"x"}},
                       design{"slope_of_incomplete", {"class"}, {"y ~ x z | z"}, {"z"}},
                       design{"level_two_outcome", {"school"}, {"w ~ x.mean", "y ~ w x"}, {"x"}}),
-    [](auto const& info) { return info.param.name; });
+    [](const auto& info) { return info.param.name; });
 
 }  // namespace
 }  // namespace tovik::sem::units_test

@@ -8,8 +8,8 @@
 #include <set>
 
 #include "evaluate/error.hpp"
-#include "sample_tests.hpp"
 #include "random/random.hpp"
+#include "sample_tests.hpp"
 #include "sem/scan/values/metropolis_values.hpp"
 #include "sem/scan/values/slice_values.hpp"
 #include "support/error.hpp"
@@ -41,7 +41,7 @@ struct Toy : sem::scan::value_target {
 
   explicit Toy(value_groups g) : groups(std::move(g)) {}
 
-  void write(arma::Mat<double>& data, units const& which, double const* values,
+  void write(arma::Mat<double>& data, const units& which, const double* values,
              unsigned char* usable) override {
     for (arma::uword j = 0; j < which.n_elem; ++j) {
       arma::uword const row = groups.units()(which(j));
@@ -53,7 +53,7 @@ struct Toy : sem::scan::value_target {
         data(row, 0) = values[j];
     }
   }
-  void log_density(arma::Mat<double> const& data, units const& of, double* out) override {
+  void log_density(const arma::Mat<double>& data, const units& of, double* out) override {
     log_likelihood(data, of, out);
     for (arma::uword j = 0; j < of.n_elem; ++j)
       for_members(of(j), [&](arma::uword row) {
@@ -61,7 +61,7 @@ struct Toy : sem::scan::value_target {
         out[j] -= d * d;
       });
   }
-  void log_likelihood(arma::Mat<double> const& data, units const& of, double* out) override {
+  void log_likelihood(const arma::Mat<double>& data, const units& of, double* out) override {
     evaluated += static_cast<unsigned>(of.n_elem);
     for (arma::uword j = 0; j < of.n_elem; ++j) {
       out[j] = 0.0;
@@ -117,7 +117,7 @@ std::vector<double> chain(Toy& target, arma::Mat<double> data, bool slice, doubl
 
 double normal_distance(std::vector<double> sample, double mean, double variance, double limit = infinity) {
   boost::math::normal const normal(mean, std::sqrt(variance));
-  double const all = std::isinf(limit) ? 1.0 : boost::math::cdf(normal, limit);
+  const double all = std::isinf(limit) ? 1.0 : boost::math::cdf(normal, limit);
   return kolmogorov(std::move(sample),
                     [&](double x) { return x >= limit ? 1.0 : boost::math::cdf(normal, x) / all; });
 }
@@ -135,7 +135,7 @@ TEST(ValueKernels, ValuesWithoutAPlaceAreNeverTaken) {
   for (bool slice : {false, true}) {
     Toy target(value_groups({0, 2, 3}, 0, {}));
     target.limit = 0.6;
-    auto const draws = chain(target, toy_data(5), slice, 2.0, 15);
+    const auto draws = chain(target, toy_data(5), slice, 2.0, 15);
     EXPECT_LE(*std::max_element(draws.begin(), draws.end()), 0.6);
     EXPECT_LT(normal_distance(draws, 0.4, 1.0 / 3.0, 0.6), 2.5);
   }
@@ -143,19 +143,19 @@ TEST(ValueKernels, ValuesWithoutAPlaceAreNeverTaken) {
 
 // Rows 2 and 4 share a group and are observed by their sum: v ~ N((0.1, -0.3), 0.5 I), 1 ~ N(v1 + v2, 1).
 TEST(ValueKernels, ValuesOfAGroupMoveTogether) {
-  units const group = {0, 1, 2, 3, 2};
+  const units group = {0, 1, 2, 3, 2};
   for (bool slice : {false, true}) {
     Toy target(value_groups({0, 2, 3, 4}, 0, acceptance(0, group, group)));
     ASSERT_EQ(target.groups.n_groups(), 3U);
     target.sums = true;
-    arma::Mat<double> const V = arma::inv(arma::Mat<double>{{3.0, 1.0}, {1.0, 3.0}});
-    arma::Col<double> const m = V * arma::Col<double>{0.2 + 1.0, -0.6 + 1.0};
+    const arma::Mat<double> V = arma::inv(arma::Mat<double>{{3.0, 1.0}, {1.0, 3.0}});
+    const arma::Col<double> m = V * arma::Col<double>{0.2 + 1.0, -0.6 + 1.0};
     EXPECT_LT(normal_distance(chain(target, toy_data(5), slice, 1.5, 20), m(0), V(0, 0)), 2.5);
   }
 }
 
 TEST(ValueKernels, MetropolisTakesANormalForEachValueThenAUniformForEachGroup) {
-  units const group = {0, 1, 2, 3, 2};
+  const units group = {0, 1, 2, 3, 2};
   Toy target(value_groups({0, 2, 3, 4}, 0, acceptance(0, group, group)));
   arma::Mat<double> data = toy_data(5), expected = data;
   Random rng(42, 1), same(42, 1);
@@ -192,7 +192,7 @@ TEST(ValueKernels, RejectedValuesComeBackExactly) {
   Toy target(value_groups({0, 2, 3}, 0, {}));
   target.limit = -1e6;
   arma::Mat<double> data = toy_data(5);
-  arma::Mat<double> const before = data;
+  const arma::Mat<double> before = data;
   Random rng(43, 1);
   metropolis_values step;
   tune_obj tune(0.7, tune_obj::kind_type::imputation);
@@ -239,12 +239,12 @@ TEST(ValueKernels, AStateWithoutADensityIsLeft) {
 }
 
 /// A contribution that gives each unit the value of its row, and notes the units that it was asked for.
-likelihood_function noting(void const* source, double weight, std::vector<arma::uword>& asked) {
+likelihood_function noting(const void* source, double weight, std::vector<arma::uword>& asked) {
   return {source,
-          [](arma::Mat<double> const&, int const&) -> arma::Col<double> {
+          [](const arma::Mat<double>&, const int&) -> arma::Col<double> {
             throw error_debug("All units were asked for.");
           },
-          [weight, &asked](arma::Mat<double> const& data, int const&, units const& which, double* out) {
+          [weight, &asked](const arma::Mat<double>& data, const int&, const units& which, double* out) {
             for (arma::uword k = 0; k < which.n_elem; ++k) {
               asked.push_back(which(k));
               out[k] += weight * data(which(k), 0);
@@ -253,8 +253,8 @@ likelihood_function noting(void const* source, double weight, std::vector<arma::
 }
 
 TEST(ValueGroups, DensitiesAreSumsOverTheUnitsOfAGroup) {
-  units const of_value = {5, 1, 5, 1, 7, 5};
-  value_groups const groups({1, 2, 4, 5}, 0, acceptance(0, of_value, of_value));
+  const units of_value = {5, 1, 5, 1, 7, 5};
+  const value_groups groups({1, 2, 4, 5}, 0, acceptance(0, of_value, of_value));
   ASSERT_EQ(groups.n_groups(), 3U);
   EXPECT_EQ(groups.group_of(0), 0U);
   EXPECT_EQ(groups.group_of(1), 1U);
@@ -266,7 +266,7 @@ TEST(ValueGroups, DensitiesAreSumsOverTheUnitsOfAGroup) {
   list.add_once(noting(&a, 1.0, asked));
   list.add_once(noting(&b, 10.0, asked));
   list.add_once(noting(&a, 1000.0, asked));
-  arma::Mat<double> const data = arma::Col<double>{1, 2, 4, 8, 16, 32};
+  const arma::Mat<double> data = arma::Col<double>{1, 2, 4, 8, 16, 32};
   double out[2] = {-1, -1};
   groups.density(list, nullptr, data, units{1, 2}, out);
   EXPECT_EQ(out[0], 11.0 * (1 + 4 + 32));
@@ -277,12 +277,12 @@ TEST(ValueGroups, DensitiesAreSumsOverTheUnitsOfAGroup) {
 }
 
 TEST(ValueGroups, WithoutGroupsEachUnitStandsAlone) {
-  value_groups const groups({1, 4}, 0, {});
+  const value_groups groups({1, 4}, 0, {});
   std::vector<arma::uword> asked;
   int a = 0;
   likelihood list;
   list.add_once(noting(&a, 1.0, asked));
-  arma::Mat<double> const data = arma::Col<double>{1, 2, 4, 8, 16, 32};
+  const arma::Mat<double> data = arma::Col<double>{1, 2, 4, 8, 16, 32};
   double out = -1;
   groups.density(list, nullptr, data, units{1}, &out);
   EXPECT_EQ(out, 16.0);
@@ -290,19 +290,19 @@ TEST(ValueGroups, WithoutGroupsEachUnitStandsAlone) {
 }
 
 TEST(ValueGroups, AGroupWhereAnExpressionHasNoValueStandsAlone) {
-  value_groups const groups({1, 2, 4}, 0, {});
+  const value_groups groups({1, 2, 4}, 0, {});
   int a = 0;
   likelihood list;
   list.add_once({&a,
-                 [](arma::Mat<double> const& data, int const&) -> arma::Col<double> { return data.col(0); },
-                 [](arma::Mat<double> const& data, int const&, units const& which, double* out) {
+                 [](const arma::Mat<double>& data, const int&) -> arma::Col<double> { return data.col(0); },
+                 [](const arma::Mat<double>& data, const int&, const units& which, double* out) {
                    for (arma::uword k = 0; k < which.n_elem; ++k) {
                      if (data(which(k), 0) > 3.0 && data(which(k), 0) < 5.0)
                        throw evaluate::error("out of range");
                      out[k] += data(which(k), 0);
                    }
                  }});
-  arma::Mat<double> const data = arma::Col<double>{1, 2, 4, 8, 16, 32};
+  const arma::Mat<double> data = arma::Col<double>{1, 2, 4, 8, 16, 32};
   double out[3] = {-1, -1, -1};
   groups.density(list, nullptr, data, groups.all_groups(), out);
   EXPECT_EQ(out[0], 2.0);

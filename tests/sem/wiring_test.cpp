@@ -15,10 +15,10 @@ namespace {
 using namespace sem::estimator;
 using kind = tune_obj::kind_type;
 
-nesting const unbalanced = {{5, 1, 9}, {3, 7}, {2}};
+const nesting unbalanced = {{5, 1, 9}, {3, 7}, {2}};
 
 TEST(Selector, GivesRangesOfUnits) {
-  selector const s({0, 0, 1, 2, 2, 2}, 3);
+  const selector s({0, 0, 1, 2, 2, 2}, 3);
   EXPECT_EQ(s.size(), 3U);
   EXPECT_EQ(s.n_units(), 6U);
   EXPECT_EQ(s[1].n_elem, 1U);
@@ -36,8 +36,8 @@ TEST(Selector, RefusesUnsortedUnitsAndEmptyClusters) {
 }
 
 TEST(Cluster, OfTheRowsInThreeLevels) {
-  World const world(3, unbalanced, 1);
-  cluster const c = world.clusters(0);
+  const World world(3, unbalanced, 1);
+  const cluster c = world.clusters(0);
   EXPECT_EQ(c.n_levels(), 2U);
   EXPECT_EQ(c.n_clusters(0), 6U);
   EXPECT_EQ(c.n_clusters(1), 3U);
@@ -50,8 +50,8 @@ TEST(Cluster, OfTheRowsInThreeLevels) {
 }
 
 TEST(Cluster, OfLevelTwoUnits) {
-  World const world(3, unbalanced, 1);
-  cluster const c = world.clusters(1);
+  const World world(3, unbalanced, 1);
+  const cluster c = world.clusters(1);
   EXPECT_EQ(c.n_levels(), 1U);
   EXPECT_EQ(c.n_clusters(0), 3U);
   EXPECT_EQ(c.sel(0, 1).n_elem, 2U);  // units, not rows
@@ -67,12 +67,12 @@ TEST(Cluster, OfLevelTwoUnits) {
 TEST(Weights, SumWithinClusters) {
   World world(2, {{2, 3}}, 1);
   world.data.col(2) = arma::Col<double>{1, 2, 3, 4, 5};
-  weights const w(world.clusters(0), world.data, 2);
+  const weights w(world.clusters(0), world.data, 2);
   EXPECT_EQ(w.rows(4), 5.0);
   ASSERT_EQ(w.clusters.size(), 1U);
   EXPECT_EQ(w.clusters[0](0), 3.0);
   EXPECT_EQ(w.clusters[0](1), 12.0);
-  weights const top(world.clusters(1), world.data, 2);
+  const weights top(world.clusters(1), world.data, 2);
   EXPECT_EQ(top.rows.n_elem, 2U);
   EXPECT_EQ(top.rows(1), 3.0);
 }
@@ -82,11 +82,11 @@ TEST(Likelihood, SumsItsContributions) {
   EXPECT_TRUE(list.logLiklihood({}, 0).is_empty());
   int first = 0, second = 0;  // stand for two models
   list.add_once(
-      {&first, [](arma::Mat<double> const& data, int const&) { return arma::Col<double>(data.col(0)); }});
-  list.add_once({&second, [](arma::Mat<double> const& data, int const& level) {
+      {&first, [](const arma::Mat<double>& data, const int&) { return arma::Col<double>(data.col(0)); }});
+  list.add_once({&second, [](const arma::Mat<double>& data, const int& level) {
                    return arma::Col<double>(data.col(0) * level);
                  }});
-  arma::Mat<double> const data = arma::Col<double>{1.0, 2.0};
+  const arma::Mat<double> data = arma::Col<double>{1.0, 2.0};
   EXPECT_EQ(list.logLiklihood(data, 3)(1), 8.0);
   arma::Col<double> some;
   list.logLiklihood(data, 3, {1}, some);
@@ -99,16 +99,16 @@ TEST(Likelihood, HoldsEachSourceOnce) {
   int model = 0;
   for (int i = 0; i < 2; ++i)
     list.add_once(
-        {&model, [](arma::Mat<double> const& data, int const&) { return arma::Col<double>(data.col(0)); }});
+        {&model, [](const arma::Mat<double>& data, const int&) { return arma::Col<double>(data.col(0)); }});
   EXPECT_EQ(list.size(), 1U);
 }
 
 TEST(Transform, ReturnsItsArgumentWithoutExpressions) {
-  transform const none;
+  const transform none;
   EXPECT_FALSE(none.has_transform());
   EXPECT_EQ(none.fun({2.0})(0), 2.0);
   EXPECT_EQ(none.inv({2.0})(0), 2.0);
-  transform const log(
+  const transform log(
       evaluate::pair(evaluate::opt_ast("log(#DATA(0))"), evaluate::opt_ast("exp(#DATA(0))"), true));
   EXPECT_TRUE(log.has_transform());
   EXPECT_NEAR(log.fun({std::exp(1.5)})(0), 1.5, 1e-15);
@@ -116,12 +116,12 @@ TEST(Transform, ReturnsItsArgumentWithoutExpressions) {
 }
 
 TEST(Transform, OneValueGoesTheWayOfAColumn) {
-  for (char const* text :
+  for (const char* text :
        {"log(#DATA(0) + 1)", "sqrt(#DATA(0))", "#DATA(0) ^ 2", "1 / #DATA(0)", "2 - #DATA(0)",
         "logit(#DATA(0) / 10)", "iphi(#DATA(0) / 10)", "yjt(#DATA(0), 0.5)", "#DATA(0)"}) {
-    transform const g(evaluate::pair::transformation(evaluate::opt_ast(text)));
+    const transform g(evaluate::pair::transformation(evaluate::opt_ast(text)));
     for (double x : {0.25, 1.0, 3.7}) {
-      double const y = g.forward(x);
+      const double y = g.forward(x);
       EXPECT_EQ(y, g.fun(arma::Col<double>{x})(0)) << text;
       EXPECT_EQ(g.backward(y), g.inv(arma::Col<double>{y})(0)) << text;
       double back = 0.0;
@@ -133,11 +133,11 @@ TEST(Transform, OneValueGoesTheWayOfAColumn) {
 
 TEST(Transform, ValuesOutsideTheRangeHaveNoPlace) {
   struct point {
-    char const* text;
+    const char* text;
     double y;
     bool admitted;
   };
-  for (point const& p : std::initializer_list<point>{{"sqrt(#DATA(0))", -0.5, false},
+  for (const point& p : std::initializer_list<point>{{"sqrt(#DATA(0))", -0.5, false},
                                                      {"sqrt(#DATA(0))", 0.5, true},
                                                      {"#DATA(0) ^ 2", -1e-3, false},
                                                      {"phi(#DATA(0))", 1.5, false},
@@ -147,7 +147,7 @@ TEST(Transform, ValuesOutsideTheRangeHaveNoPlace) {
                                                      {"acos(#DATA(0))", 4.0, false},
                                                      {"acos(#DATA(0))", 1.0, true},
                                                      {"yjt(#DATA(0), 3)", -1.5, false}}) {
-    transform const g(evaluate::pair::transformation(evaluate::opt_ast(p.text)));
+    const transform g(evaluate::pair::transformation(evaluate::opt_ast(p.text)));
     double kept = 17.0;
     EXPECT_EQ(g.admits(p.y, kept), p.admitted) << p.text << " " << p.y;
     EXPECT_EQ(kept == 17.0, !p.admitted) << p.text;
@@ -197,7 +197,7 @@ TEST(Tune, CheckListsEveryFailure) {
   try {
     results.check();
     FAIL();
-  } catch (sem::error_tuning const& e) {
+  } catch (const sem::error_tuning& e) {
     EXPECT_STREQ(e.what(),
                  "  [1] = imputation, 0.100000, 2.000000\n  [2] = random effect, 0.900000, 2.000000\n");
   }
@@ -241,9 +241,9 @@ TEST(Constraint, WalksOverItsTarget) {
   p.links = {&link};
   constraint c(&rng, p, 4.0);
   c.likelihoods.push_back(
-      [](double const& x, arma::Mat<double> const&) { return -0.5 * (x - 3.0) * (x - 3.0); });
+      [](const double& x, const arma::Mat<double>&) { return -0.5 * (x - 3.0) * (x - 3.0); });
   double sum = 0, squares = 0;
-  int const n = 40000;
+  const int n = 40000;
   for (int i = 0; i < n; ++i) {
     c.draw({});
     ASSERT_EQ(link, c.value);
@@ -267,7 +267,7 @@ TEST(Constraint, RejectsWhatIsNotANumber) {
   p.value = 1.0;
   p.links = {&link};
   constraint c(&rng, p);
-  c.likelihoods.push_back([](double const& x, arma::Mat<double> const&) { return x == 1.0 ? 0.0 : NAN; });
+  c.likelihoods.push_back([](const double& x, const arma::Mat<double>&) { return x == 1.0 ? 0.0 : NAN; });
   for (int i = 0; i < 20; ++i) c.draw({});
   EXPECT_EQ(link, 1.0);
   EXPECT_EQ(c.tune.accepted, 0U);

@@ -18,7 +18,7 @@ arma::mat shuffled() {
 
 const std::vector<uword> school_district = {1, 0};
 
-std::vector<uword> elements(arma::Col<uword> const& column) {
+std::vector<uword> elements(const arma::Col<uword>& column) {
   return {column.begin(), column.end()};
 }
 
@@ -122,7 +122,7 @@ TEST(WorkingData, NoRowsIsNoFault) {
 
 TEST(WorkingData, TranslatesCatalogueLevels) {
   VariableList list;
-  for (auto const& [name, level] : {std::pair{"school", 1u}, {"district", 0u}}) {
+  for (const auto& [name, level] : {std::pair{"school", 1u}, {"district", 0u}}) {
     list.variables.push_back(std::make_shared<data::variable>(name, data::type::id, level, level));
   }
   EXPECT_EQ(level_of(data::variable("x", data::type::continuous, 2, 2), list), 0u);

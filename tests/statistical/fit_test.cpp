@@ -59,9 +59,7 @@ arma::Mat<double> nested_data() {
 
 class Fit : public testing::Test {
  protected:
-  Fit() : data_(nested_data()) {
-    write(data_);
-  }
+  Fit() : data_(nested_data()) { write(data_); }
 
   void write(const arma::Mat<double>& data) const {
     calibration::write_data(scratch_.path() / "data.csv", {"top", "mid", "x", "y", "z"}, data);

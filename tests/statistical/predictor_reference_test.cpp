@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "data/variable.hpp"
+#include "random/random.hpp"
 #include "sem/chain_posterior.hpp"
 #include "sem/predictors/variable.hpp"
-#include "random/random.hpp"
 #include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests::predictor_reference_test {
@@ -34,7 +34,7 @@ arma::mat incomplete_data() {
 
 /// Functions of completed data: means, variances, correlations; and, one number for each, the largest share
 /// of a posterior standard deviation by which two samplers may differ for other reasons than chance.
-arma::rowvec functionals(arma::mat const& x) {
+arma::rowvec functionals(const arma::mat& x) {
   arma::mat const S = arma::cov(x), C = arma::cor(x);
   arma::rowvec const means = arma::mean(x, 0), variances = S.diag().t();
   return arma::join_rows(means, variances, arma::rowvec{C(0, 1), C(0, 2), C(1, 2)});
@@ -43,7 +43,7 @@ arma::rowvec functionals(arma::mat const& x) {
 /// mu | Sigma, x; Sigma | mu, x under |Sigma|^{-(nu + p + 1) / 2}; missing cells | mu, Sigma, row by row.
 class Augmentation {
  public:
-  Augmentation(arma::mat const& data, int nu, std::uint32_t seed) : nu_(nu), rng_(seed, 1U), x_(data) {
+  Augmentation(const arma::mat& data, int nu, std::uint32_t seed) : nu_(nu), rng_(seed, 1U), x_(data) {
     for (arma::uword k = 0; k < p; ++k) {
       arma::vec const column = data.col(k), seen = column.elem(arma::find_finite(column));
       mu_(k) = arma::mean(seen);
@@ -57,7 +57,7 @@ class Augmentation {
     }
   }
 
-  arma::mat const& scan() {
+  const arma::mat& scan() {
     arma::mat e = x_;
     e.each_row() -= mu_;
     arma::mat const Sigma = rng_.riwish(static_cast<int>(n) + nu_, e.t() * e);
@@ -68,8 +68,8 @@ class Augmentation {
   }
 
  private:
-  void impute(arma::uword i, arma::mat const& Sigma) {
-    arma::uvec const &m = missing_[i], &o = observed_[i];
+  void impute(arma::uword i, const arma::mat& Sigma) {
+    const arma::uvec &m = missing_[i], &o = observed_[i];
     if (m.is_empty()) return;
     arma::rowvec mean = mu_.cols(m);
     arma::mat V = Sigma.submat(m, m);
@@ -93,9 +93,9 @@ class Augmentation {
 /// Every variable regressed on the others: grand means, then parameters, then imputations of all.
 class RoundRobin {
  public:
-  RoundRobin(arma::mat const& data, int xprior, std::uint32_t seed)
+  RoundRobin(const arma::mat& data, int xprior, std::uint32_t seed)
       : working_(data, {}), scores_(n, p, arma::regspace<arma::Col<arma::uword>>(0, p - 1)) {
-    auto const rng = std::make_shared<Random>(seed, 1U);
+    const auto rng = std::make_shared<Random>(seed, 1U);
     for (unsigned k = 0; k < p; ++k)
       catalogue_.push_back(std::make_unique<data::variable>("x", data::type::continuous, k, 0u));
     for (unsigned k = 0; k < p; ++k) {
@@ -128,7 +128,7 @@ class RoundRobin {
   }
 
  private:
-  void write(sem::Variable const& v) { scores_.write(v.columns(), v.deviation(0)); }
+  void write(const sem::Variable& v) { scores_.write(v.columns(), v.deviation(0)); }
 
   sem::working_data working_;
   sem::level_scores scores_;
@@ -142,8 +142,8 @@ void expect_agreement(int xprior, int df) {
   arma::mat const data = incomplete_data();
   Augmentation exact(data, df - static_cast<int>(p - 1), 5);
   RoundRobin robin(data, xprior, 6);
-  ChainPosterior const a([&] { return functionals(exact.scan()); }, 50, 1000);
-  ChainPosterior const b([&] { return functionals(robin.scan()); }, 50, 1000);
+  const ChainPosterior a([&] { return functionals(exact.scan()); }, 50, 1000);
+  const ChainPosterior b([&] { return functionals(robin.scan()); }, 50, 1000);
   // Parameters are drawn before all imputations, so that they are one imputation old: a small difference
   // remains, found to be below .02 (means) and .07 (standard deviations) of a standard deviation.
   expect_same_posterior(a, b, 0.03, 0.1, 0.1);

@@ -1,12 +1,13 @@
 // Whole runs, from the command file to the draws, against posteriors in closed form.
 //
-// Flat coefficients and a flat residual variance (the default prior) give, with n rows, k columns and RSS of least
-// squares, sigma2 ~ inverse gamma((n - k - 2)/2, RSS/2) and b | sigma2 normal about least squares.
+// Flat coefficients and a flat residual variance (the default prior) give, with n rows, k columns and RSS of
+// least squares, sigma2 ~ inverse gamma((n - k - 2)/2, RSS/2) and b | sigma2 normal about least squares.
 //
-// In balanced nested data the covariance matrix of y has one eigenvalue per stratum: with two levels of m rows a
-// cluster, l1 = sigma2 and l2 = sigma2 + m tau2; with three levels l3 = l2 + m m2 tau3. Predictors that live in one
-// stratum make the strata independent, and flat priors of all variances are flat in (l1, l2, ...) on l1 < l2 < ...:
-// each l is inverse gamma(df/2 - 1, SS/2), with the residual df and SS of its stratum, cut to that order.
+// In balanced nested data the covariance matrix of y has one eigenvalue per stratum: with two levels of m
+// rows a cluster, l1 = sigma2 and l2 = sigma2 + m tau2; with three levels l3 = l2 + m m2 tau3. Predictors
+// that live in one stratum make the strata independent, and flat priors of all variances are flat in (l1, l2,
+// ...) on l1 < l2 < ...: each l is inverse gamma(df/2 - 1, SS/2), with the residual df and SS of its stratum,
+// cut to that order.
 
 #include <gtest/gtest.h>
 
@@ -94,18 +95,20 @@ TEST_F(WholeRun, TheThreePriorsOfTheResidualVarianceDiffer) {
     const char* word;
     double shape;
     double extra;
-  } priors[] = {{"prior1", (30 + 2 - 2) / 2.0, 1}, {"prior2", (30 - 2 - 2) / 2.0, 0}, {"prior3", (30 - 2) / 2.0, 0}};
+  } priors[] = {
+      {"prior1", (30 + 2 - 2) / 2.0, 1}, {"prior2", (30 - 2 - 2) / 2.0, 0}, {"prior3", (30 - 2) / 2.0, 0}};
   for (const auto& prior : priors) {
-    const auto run = this->run("attitude/attitude.csv",
-                               "MODEL: rating ~ complaints; SEED: 12; BURN: 500; ITERATIONS: 40000; OPTIONS: " +
-                                   std::string(prior.word) + ";");
+    const auto run =
+        this->run("attitude/attitude.csv",
+                  "MODEL: rating ~ complaints; SEED: 12; BURN: 500; ITERATIONS: 40000; OPTIONS: " +
+                      std::string(prior.word) + ";");
     expect_regression(run.group->iterations(), X, data.col(0), prior.shape, prior.extra);
   }
 }
 
 TEST_F(WholeRun, MissingOutcomesLeaveTheCompleteCasePosterior) {
-  const auto run = this->run("nhanes/nhanes.csv",
-                             "MODEL: chl ~ age; SEED: 13; BURN: 1000; ITERATIONS: 100000;");
+  const auto run =
+      this->run("nhanes/nhanes.csv", "MODEL: chl ~ age; SEED: 13; BURN: 1000; ITERATIONS: 100000;");
   arma::Mat<double> data = load("nhanes/nhanes.csv").tail_rows(25);
   std::vector<arma::uword> observed;
   std::ifstream in(examples / "nhanes/nhanes.csv");
@@ -130,9 +133,9 @@ arma::Mat<double> cluster_means(const arma::Mat<double>& data, arma::uword rows_
 }
 
 TEST_F(WholeRun, BalancedTwoLevelVariancesFollowTheirStrata) {
-  const auto run = this->run(
-      "orthodont/orthodont.csv",
-      "CLUSTERID: id; MODEL: distance ~ age male; SEED: 14; BURN: 1000; ITERATIONS: 60000;");
+  const auto run =
+      this->run("orthodont/orthodont.csv",
+                "CLUSTERID: id; MODEL: distance ~ age male; SEED: 14; BURN: 1000; ITERATIONS: 60000;");
   arma::Mat<double> data = load("orthodont/orthodont.csv").tail_rows(108);
   data = data.rows(arma::stable_sort_index(data.col(0)));
   const arma::Mat<double> means = cluster_means(data, 4);

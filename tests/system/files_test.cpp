@@ -1,5 +1,5 @@
-// What a run leaves on the disk when something goes wrong: full disks, folders that go, closed pipes, signals,
-// paths that would destroy other files, wrong options.
+// What a run leaves on the disk when something goes wrong: full disks, folders that go, closed pipes,
+// signals, paths that would destroy other files, wrong options.
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
@@ -15,8 +15,8 @@ using namespace tovik::tests;
 
 namespace {
 
-const std::string keys[] = {"stacked",    "stacked0", "avgimp", "varimp",   "estimates",  "iterations",
-                            "burn",       "psr",      "starts", "labelfile", "likelihood", "simple"};
+const std::string keys[] = {"stacked", "stacked0", "avgimp", "varimp",    "estimates",  "iterations",
+                            "burn",    "psr",      "starts", "labelfile", "likelihood", "simple"};
 
 std::string unwritten(const std::string& path) {
   return "ERROR: The file '" + path + "' could not be written completely.\n";
@@ -34,11 +34,12 @@ class Files : public testing::Test {
 
   /// Writes a command file of a run of `iterations`.
   std::string commands(const std::string& more, const std::string& iterations = "400") const {
-    write_file(at("run.tovik"),
-               "DATA: attitude.csv; CENTER: grandmean = learning complaints; MODEL: rating ~ complaints*learning "
-               "complaints learning;"
-               "SIMPLE: complaints | learning @ 0; SEED: 1; BURN: 200; CHAINS: 2 processors 1; ITERATIONS: " +
-                   iterations + ";" + more);
+    write_file(
+        at("run.tovik"),
+        "DATA: attitude.csv; CENTER: grandmean = learning complaints; MODEL: rating ~ complaints*learning "
+        "complaints learning;"
+        "SIMPLE: complaints | learning @ 0; SEED: 1; BURN: 200; CHAINS: 2 processors 1; ITERATIONS: " +
+            iterations + ";" + more);
     return at("run.tovik");
   }
 
@@ -63,10 +64,11 @@ TEST_F(Files, AFullDiskIsNamedForEveryKeyAndLosesNoOtherFile) {
   for (const std::string& key : keys) {
     const std::string other = key == "burn" ? "iterations" : "burn";
     fs::remove(at("other.csv"));
-    const run_result run =
-        run_program(commands("NIMPS: 2; SAVE: " + key + " = /dev/full, separate = s*.csv, " + other + " = other.csv;"));
+    const run_result run = run_program(
+        commands("NIMPS: 2; SAVE: " + key + " = /dev/full, separate = s*.csv, " + other + " = other.csv;"));
     EXPECT_EQ(run.status, 1) << key;
-    EXPECT_EQ(run.output.substr(run.output.size() - unwritten("/dev/full").size()), unwritten("/dev/full")) << key;
+    EXPECT_EQ(run.output.substr(run.output.size() - unwritten("/dev/full").size()), unwritten("/dev/full"))
+        << key;
     EXPECT_NE(run.output.find("OUTCOME MODEL ESTIMATES"), std::string::npos) << key;
     EXPECT_TRUE(exists("other.csv")) << key;
     EXPECT_TRUE(exists("s2.csv")) << key;
@@ -85,8 +87,10 @@ TEST_F(Files, FilesThatMayNotGrowKeepWhatStoodThere) {
   write_file(at("it.csv"), "results of yesterday\n");
   const std::string input = commands("SAVE: iterations = it.csv, estimates = e.csv;");
   // Blocks of 512 or 1024 bytes: 16 KiB at most.
-  EXPECT_EQ(shell("(ulimit -f 16; cd /; $P " + input + " 2>/dev/null) | cat > " + at("out") + "; grep -q \"ERROR: The file "
-                  "'it.csv' could not be written completely.\" " + at("out")),
+  EXPECT_EQ(shell("(ulimit -f 16; cd /; $P " + input + " 2>/dev/null) | cat > " + at("out") +
+                  "; grep -q \"ERROR: The file "
+                  "'it.csv' could not be written completely.\" " +
+                  at("out")),
             0);
   EXPECT_EQ(text("it.csv"), "results of yesterday\n");
   EXPECT_TRUE(exists("e.csv"));
@@ -97,7 +101,9 @@ TEST_F(Files, AFolderThatGoesDuringTheRunLosesItsFilesOnly) {
   fs::create_directory(at("gone"));
   const std::string input =
       commands("NIMPS: 2; SAVE: separate = gone/s*.csv, burn = gone/b.csv, estimates = e.csv;", "200000");
-  EXPECT_EQ(shell("$P " + input + " > " + at("out") + " 2>/dev/null & sleep 0.3; rm -r " + at("gone") + "; wait $!"), 1);
+  EXPECT_EQ(shell("$P " + input + " > " + at("out") + " 2>/dev/null & sleep 0.3; rm -r " + at("gone") +
+                  "; wait $!"),
+            1);
   for (const char* name : {"gone/s1.csv", "gone/s2.csv", "gone/slist.csv", "gone/b.csv"}) {
     EXPECT_NE(text("out").find(unwritten(name)), std::string::npos) << name;
   }
@@ -106,7 +112,8 @@ TEST_F(Files, AFolderThatGoesDuringTheRunLosesItsFilesOnly) {
 }
 
 TEST_F(Files, AReaderWhoGoesAwayLosesNoFile) {
-  shell("$P " + commands("NIMPS: 2; SAVE: estimates = e.csv, separate = s*.csv;") + " 2>/dev/null | head -n 1 > /dev/null");
+  shell("$P " + commands("NIMPS: 2; SAVE: estimates = e.csv, separate = s*.csv;") +
+        " 2>/dev/null | head -n 1 > /dev/null");
   for (const char* name : {"e.csv", "s1.csv", "s2.csv", "slist.csv"}) EXPECT_TRUE(exists(name)) << name;
 }
 
@@ -122,8 +129,9 @@ TEST_F(Files, ASignalEndsTheRunWithTheDrawsSoFar) {
     const std::string report = text("out");
     const std::size_t block = report.find("WARNING MESSAGES:\n\n  WARNING: The run was interrupted after ");
     ASSERT_NE(block, std::string::npos) << report;
-    EXPECT_NE(report.find(" of 4000000 iterations.\n           Of 2 imputed data sets 0 were drawn.\n", block),
-              std::string::npos);
+    EXPECT_NE(
+        report.find(" of 4000000 iterations.\n           Of 2 imputed data sets 0 were drawn.\n", block),
+        std::string::npos);
     EXPECT_NE(report.find("OUTCOME MODEL ESTIMATES"), std::string::npos);
     EXPECT_TRUE(exists("it.csv") && exists("e.csv"));
     EXPECT_FALSE(exists("s2.csv")) << "no mixture of two runs";
@@ -135,11 +143,12 @@ TEST_F(Files, ASignalEndsTheRunWithTheDrawsSoFar) {
 }
 
 TEST_F(Files, ASignalInTheBurnInLeavesNothingToEstimateFrom) {
-  write_file(at("run.tovik"),
-             "DATA: attitude.csv; MODEL: rating ~ complaints; SEED: 1; BURN: 3000000; ITERATIONS: 20; NIMPS: 2;"
-             "CHAINS: 2 processors 1; OPTIONS: labels;"
-             "SAVE: iterations = it.csv, estimates = e.csv, stacked = st.csv, stacked0 = st0.csv, avgimp = a.csv,"
-             "varimp = v.csv, starts = s.csv, psr = p.csv, likelihood = l.csv, correlations = c.csv;");
+  write_file(
+      at("run.tovik"),
+      "DATA: attitude.csv; MODEL: rating ~ complaints; SEED: 1; BURN: 3000000; ITERATIONS: 20; NIMPS: 2;"
+      "CHAINS: 2 processors 1; OPTIONS: labels;"
+      "SAVE: iterations = it.csv, estimates = e.csv, stacked = st.csv, stacked0 = st0.csv, avgimp = a.csv,"
+      "varimp = v.csv, starts = s.csv, psr = p.csv, likelihood = l.csv, correlations = c.csv;");
   EXPECT_EQ(shell("$P " + at("run.tovik") + " > " + at("out") + " & sleep 0.5; kill -TERM $!; wait $!"), 143);
   EXPECT_NE(text("out").find("  WARNING: The run was interrupted after 0 of 20 iterations.\n"
                              "           There are no draws to estimate from.\n"),
@@ -189,10 +198,12 @@ TEST_F(Files, TheReportReplacesNoFileOfTheRun) {
 
 TEST_F(Files, AReportThatCannotBeOpenedStopsTheRun) {
   const std::string input = commands("SAVE: burn = b.csv;");
-  EXPECT_EQ(shell("$P " + input + " --output " + at("no/report.txt") + " > " + at("out") + " 2> " + at("err")), 1);
+  EXPECT_EQ(
+      shell("$P " + input + " --output " + at("no/report.txt") + " > " + at("out") + " 2> " + at("err")), 1);
   EXPECT_EQ(text("out"), "");
-  EXPECT_EQ(text("err"), "ERROR: File \"" + at("no/report.txt") +
-                             "\" cannot be created.\n       Please check that the file path is correct in --output.\n");
+  EXPECT_EQ(text("err"),
+            "ERROR: File \"" + at("no/report.txt") +
+                "\" cannot be created.\n       Please check that the file path is correct in --output.\n");
   EXPECT_FALSE(exists("b.csv"));
 }
 
@@ -211,11 +222,14 @@ TEST_F(Files, StandardOutputTakesAFileWhereItStands) {
 }
 
 TEST_F(Files, SavedDataCarryTheNamesOfTheDataFile) {
-  write_file(at("long.csv"), "a_long_identifier,the_first_long_name,the_second_long_name\n1,0.5,2\n1,1.23456789,NA\n"
-                             "2,3.5,1\n2,2.25,2\n3,1,1.5\n3,0.25,1\n4,1.5,2.5\n4,1,1\n5,2,2\n5,1.5,3\n");
-  write_file(at("run.tovik"),
-             "DATA: long.csv; CLUSTERID: a_long_identifier; MODEL: the_first_long_name ~ the_second_long_name;"
-             "SEED: 1; BURN: 100; NIMPS: 1; SAVE: stacked0 = st.csv; OPTIONS: prior1 savelatent saveresid savepred;");
+  write_file(at("long.csv"),
+             "a_long_identifier,the_first_long_name,the_second_long_name\n1,0.5,2\n1,1.23456789,NA\n"
+             "2,3.5,1\n2,2.25,2\n3,1,1.5\n3,0.25,1\n4,1.5,2.5\n4,1,1\n5,2,2\n5,1.5,3\n");
+  write_file(
+      at("run.tovik"),
+      "DATA: long.csv; CLUSTERID: a_long_identifier; MODEL: the_first_long_name ~ the_second_long_name;"
+      "SEED: 1; BURN: 100; NIMPS: 1; SAVE: stacked0 = st.csv; OPTIONS: prior1 savelatent saveresid "
+      "savepred;");
   const run_result run = run_program(at("run.tovik"));
   EXPECT_EQ(run.status, 0) << run.output;
   const std::string saved = text("st.csv");
@@ -245,7 +259,8 @@ TEST_F(Files, WrongOptionsAreNamedOnStandardError) {
       {"--truncate 0", "ERROR: Variable Truncation length is not a positive integer.\n"},
       {"--seed", "The option '--seed' has no value.\n"}};
   for (const auto& [options, message] : cases) {
-    EXPECT_EQ(shell("$P run.tovik " + std::string(options) + " > " + at("out") + " 2> " + at("err")), 2) << options;
+    EXPECT_EQ(shell("$P run.tovik " + std::string(options) + " > " + at("out") + " 2> " + at("err")), 2)
+        << options;
     EXPECT_EQ(text("err"), message);
     EXPECT_EQ(text("out"), "");
   }
@@ -263,7 +278,8 @@ TEST_F(Files, MoreDrawsThanTheMachineHoldsAreRefused) {
 #if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
 TEST_F(Files, AShortAddressSpaceRunsFewerChainsAtATimeOrNone) {
   write_file(at("short.tovik"),
-             "DATA: attitude.csv; MODEL: rating ~ complaints; SEED: 1; BURN: 10; ITERATIONS: 40; CHAINS: 8 processors 2;");
+             "DATA: attitude.csv; MODEL: rating ~ complaints; SEED: 1; BURN: 10; ITERATIONS: 40; CHAINS: 8 "
+             "processors 2;");
   bool refused = false;
   for (int megabytes = 1200; megabytes >= 350; megabytes -= 50) {
     const int status = shell("(ulimit -v " + std::to_string(megabytes * 1024) + "; timeout -s KILL 20 $P " +

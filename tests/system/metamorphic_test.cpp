@@ -1,4 +1,5 @@
-// What must not matter does not: the order of the rows, the case of names, comments and blanks, the processors.
+// What must not matter does not: the order of the rows, the case of names, comments and blanks, the
+// processors.
 
 #include <gtest/gtest.h>
 
@@ -19,7 +20,8 @@ namespace {
 class Metamorphic : public testing::Test {
  protected:
   void SetUp() override {
-    fs::copy_file(fs::path(TOVIK_SOURCE_DIR) / "examples/orthodont/orthodont.csv", scratch_.path() / "data.csv");
+    fs::copy_file(fs::path(TOVIK_SOURCE_DIR) / "examples/orthodont/orthodont.csv",
+                  scratch_.path() / "data.csv");
   }
 
   /// The report from the table of estimates on, where nothing names files or times.
@@ -49,7 +51,8 @@ TEST_F(Metamorphic, OrderOfRowsWithinClusters) {
   std::getline(in, header);
   std::vector<std::string> rows;
   while (std::getline(in, line)) rows.push_back(line);
-  // Rows of a cluster stand in the order of the file, so that reversing it reverses every sum within a cluster.
+  // Rows of a cluster stand in the order of the file, so that reversing it reverses every sum within a
+  // cluster.
   std::reverse(rows.begin(), rows.end());
   std::string text = header + "\n";
   for (const std::string& row : rows) text += row + "\n";

@@ -68,14 +68,14 @@ rows make_rows(sizes n) {
   return out;
 }
 
-std::string join(rows const& table) {
+std::string join(const rows& table) {
   std::string out;
-  for (auto const& row : table)
+  for (const auto& row : table)
     for (std::size_t k = 0; k < row.size(); ++k) out += row[k] + (k + 1 < row.size() ? "," : "\n");
   return out;
 }
 
-rows split_rows(std::string const& text) {
+rows split_rows(const std::string& text) {
   rows out;
   std::istringstream in(text);
   for (std::string line; std::getline(in, line);) {
@@ -101,12 +101,12 @@ void PrintTo(const odd_case& c, std::ostream* out) {
 class OddImputation : public testing::TestWithParam<odd_case> {};
 
 /// Compares set number `imputation` of a stacked file with what was read.
-void expect_kept(rows const& read, rows const& saved, std::size_t first, bool complete) {
+void expect_kept(const rows& read, const rows& saved, std::size_t first, bool complete) {
   std::map<std::string, std::string> of_cluster;
   for (std::size_t i = 1; i < read.size(); ++i) {
-    auto const& now = saved.at(first + i - 1);
+    const auto& now = saved.at(first + i - 1);
     for (std::size_t k = 0; k < read[i].size(); ++k) {
-      std::string const &was = read[i][k], &name = read[0][k], &is = now.at(k + 1);
+      const std::string &was = read[i][k], &name = read[0][k], &is = now.at(k + 1);
       if (was != "NA") {
         EXPECT_NEAR(std::stod(is), std::stod(was), 1e-9) << name << ", row " << i;
         continue;
@@ -127,23 +127,23 @@ void expect_kept(rows const& read, rows const& saved, std::size_t first, bool co
 }
 
 TEST_P(OddImputation, KeepsWhatWasObservedOrTellsWhyNot) {
-  odd_case const& c = GetParam();
+  const odd_case& c = GetParam();
   scratch_folder scratch;
-  rows const read = make_rows(c.clusters);
+  const rows read = make_rows(c.clusters);
   write_file(scratch.path() / "d.csv", join(read));
   write_file(
       scratch.path() / "c.tovik",
       "DATA: d.csv; SEED: 7; BURN: 60; ITERATIONS: 20; CHAINS: 2; NIMPS: 2;\n"
       "SAVE: stacked0 = out.csv; OPTIONS: savelatent savevarnames; DEBUG: allow_tune_fail, no_drop;\n" +
           std::string(c.ids) + "\n" + c.commands + "\n");
-  run_result const run = run_program((scratch.path() / "c.tovik").string());
+  const run_result run = run_program((scratch.path() / "c.tovik").string());
   if (*c.message != '\0') {
     EXPECT_EQ(run.status, 1);
     EXPECT_NE(run.output.find(c.message), std::string::npos) << run.output;
     return;
   }
   ASSERT_EQ(run.status, 0) << run.output;
-  rows const saved = split_rows(read_file(scratch.path() / "out.csv"));
+  const rows saved = split_rows(read_file(scratch.path() / "out.csv"));
   std::size_t const n = read.size() - 1;
   ASSERT_EQ(saved.size(), 3 * n + 1);
   for (std::size_t set = 0; set < 3; ++set) {
@@ -201,7 +201,7 @@ const odd_case cases[] = {
     {"ValuesOfBillions", unequal, two_levels, "TRANSFORM: big = x*1000000000; MODEL: y ~ big m big.mean;"},
 };
 
-std::string name_of(testing::TestParamInfo<odd_case> const& info) {
+std::string name_of(const testing::TestParamInfo<odd_case>& info) {
   return info.param.name;
 }
 

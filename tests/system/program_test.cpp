@@ -1,5 +1,7 @@
 // The program as a user starts it: arguments, files that are not there, streams that break.
 
+#include "system/program.hpp"
+
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <spawn.h>
@@ -9,8 +11,6 @@
 #include <algorithm>
 #include <fstream>
 #include <string>
-
-#include "system/program.hpp"
 
 namespace fs = std::filesystem;
 using namespace tovik::tests;
@@ -37,7 +37,8 @@ class Program : public testing::Test {
   }
 
   std::string regression(const std::string& more = "") {
-    return commands("DATA: attitude.csv; MODEL: rating ~ learning; SEED: 1; BURN: 10; ITERATIONS: 20;" + more);
+    return commands("DATA: attitude.csv; MODEL: rating ~ learning; SEED: 1; BURN: 10; ITERATIONS: 20;" +
+                    more);
   }
 
  private:
@@ -63,8 +64,9 @@ TEST_F(Program, PrintsItsReleaseNotes) {
 TEST_F(Program, ReportsAFileThatIsNotThere) {
   const run_result run = run_program(folder().string() + "/none.tovik");
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.output.find("ERROR: Unable to open syntax file\n        at " + folder().string() + "/none.tovik"),
-            std::string::npos)
+  EXPECT_NE(
+      run.output.find("ERROR: Unable to open syntax file\n        at " + folder().string() + "/none.tovik"),
+      std::string::npos)
       << run.output;
   EXPECT_NE(run.output.find(no_warnings), std::string::npos);
 }
@@ -72,7 +74,8 @@ TEST_F(Program, ReportsAFileThatIsNotThere) {
 TEST_F(Program, ReportsAFolderInPlaceOfAFile) {
   const run_result run = run_program(folder().string());
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.output.find("ERROR: Unable to open syntax file\n        at "), std::string::npos) << run.output;
+  EXPECT_NE(run.output.find("ERROR: Unable to open syntax file\n        at "), std::string::npos)
+      << run.output;
 }
 
 TEST_F(Program, ReportsAnEmptyCommandFile) {
@@ -98,9 +101,9 @@ TEST_F(Program, ReadsCarriageReturnsAndByteOrderMarks) {
   for (char c : data) crlf += c == '\n' ? std::string("\r\n") : std::string(1, c);
   write_file(folder() / "attitude.csv", crlf);
   const std::string plain = run_program(regression()).output;
-  const run_result run = run_program(
-      commands("\xEF\xBB\xBF"
-               "DATA: attitude.csv;\r\nMODEL: rating ~ learning;\r\nSEED: 1;\r\nBURN: 10;\r\nITERATIONS: 20;\r\n"));
+  const run_result run = run_program(commands(
+      "\xEF\xBB\xBF"
+      "DATA: attitude.csv;\r\nMODEL: rating ~ learning;\r\nSEED: 1;\r\nBURN: 10;\r\nITERATIONS: 20;\r\n"));
   EXPECT_EQ(run.status, 0);
   EXPECT_EQ(masked(run.output), masked(plain));
 }
@@ -114,7 +117,8 @@ TEST_F(Program, LetsTheCommandLineOverrideTheFile) {
 TEST_F(Program, StopsOnAFullDisk) {
   const run_result run = run_program(regression() + " --output /dev/full");
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.output.find("ERROR: The file '/dev/full' could not be written completely.\n"), std::string::npos);
+  EXPECT_NE(run.output.find("ERROR: The file '/dev/full' could not be written completely.\n"),
+            std::string::npos);
 }
 
 TEST_F(Program, SurvivesAClosedStandardOutput) {

@@ -26,7 +26,7 @@ class normal {
   }
 
   /// A value for each of the given units: one standard normal each, in their order.
-  arma::Col<double> draw(arma::Col<arma::uword> const& rows, Random* rng) const {
+  arma::Col<double> draw(const arma::Col<arma::uword>& rows, Random* rng) const {
     arma::Col<double> out(rows.n_elem);
     rng->fill_randn(out.memptr(), out.n_elem);
     for (arma::uword k = 0; k < rows.n_elem; ++k)

@@ -17,13 +17,13 @@ class solver {
   Random* rng = nullptr;                   ///< outlives the solver
 
   /// At the current state of the models and these data.
-  T distribution(arma::Mat<double> const& data) const {
+  T distribution(const arma::Mat<double>& data) const {
     T out;
-    for (contribution<T> const& add : functions) out = add(data, out);
+    for (const contribution<T>& add : functions) out = add(data, out);
     return out;
   }
   /// Values of the given units of the unknown.
-  arma::Col<double> draw(arma::Mat<double> const& data, arma::Col<arma::uword> const& rows) const {
+  arma::Col<double> draw(const arma::Mat<double>& data, const arma::Col<arma::uword>& rows) const {
     return distribution(data).draw(rows, rng);
   }
 };

@@ -23,18 +23,18 @@ namespace {
 using variable_ptr = VariableList::variable_ptr;
 
 /// The columns of the identifiers, the finest first: it has the most levels above it.
-arma::Col<arma::uword> identifier_columns(VariableList const& variables) {
+arma::Col<arma::uword> identifier_columns(const VariableList& variables) {
   std::vector<variable_ptr> ids = variables.subset(data::type::id);
   std::stable_sort(ids.begin(), ids.end(),
-                   [](variable_ptr const& a, variable_ptr const& b) { return a->level > b->level; });
+                   [](const variable_ptr& a, const variable_ptr& b) { return a->level > b->level; });
   arma::Col<arma::uword> columns(ids.size());
   for (std::size_t k = 0; k < ids.size(); ++k) columns[k] = ids[k]->column;
   return columns;
 }
 
 template <class Test>
-bool any_proposal(Outcomes const* outcomes, predictor_set const& predictors, Test test) {
-  const auto any_of = [&](estimator::tune_results const& results) {
+bool any_proposal(const Outcomes* outcomes, const predictor_set& predictors, Test test) {
+  const auto any_of = [&](const estimator::tune_results& results) {
     return std::any_of(results.begin(), results.end(), test);
   };
   if (outcomes != nullptr) {
@@ -42,18 +42,18 @@ bool any_proposal(Outcomes const* outcomes, predictor_set const& predictors, Tes
     if (std::any_of(all.begin(), all.end(), any_of)) return true;
   }
   return std::any_of(predictors.models().begin(), predictors.models().end(),
-                     [&](auto const& v) { return any_of(v->tuneResults()); });
+                     [&](const auto& v) { return any_of(v->tuneResults()); });
 }
 
-std::vector<arma::uword> as_vector(arma::Col<arma::uword> const& columns) {
+std::vector<arma::uword> as_vector(const arma::Col<arma::uword>& columns) {
   return {columns.begin(), columns.end()};
 }
 
 }  // namespace
 
-Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
-           Random const& rng, int const& xprior, double const& ICCcutoff,
-           std::shared_ptr<saved_columns const> saved, bool scaled)
+Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const arma::Col<arma::uword>& ids,
+           const Random& rng, const int& xprior, const double& ICCcutoff,
+           std::shared_ptr<const saved_columns> saved, bool scaled)
     : rng_(std::make_shared<Random>(rng)),
       working_(data, as_vector(ids)),
       saved_(saved != nullptr ? std::move(saved) : keep_saved_columns(variables, data)),
@@ -62,22 +62,23 @@ Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::C
       icc_cutoff_(ICCcutoff) {
   if (saved_->values.n_rows != data.n_rows) throw error_debug("The saved columns are those of other data.");
   find_patterns(variables, data);
-  if (scaled) working_.observed = std::make_shared<arma::Mat<double> const>(working_.data);
+  if (scaled) working_.observed = std::make_shared<const arma::Mat<double>>(working_.data);
   predictors_ = std::make_unique<predictor_set>(variables, working_, rng_,
                                                 predictor_set::options{xprior, ICCcutoff, scaled});
 }
 
-Mcmc::Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
-           double const& ICCcutoff, std::shared_ptr<saved_columns const> saved, bool scaled)
-    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff, std::move(saved), scaled) {}
+Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const Random& rng, const int& xprior,
+           const double& ICCcutoff, std::shared_ptr<const saved_columns> saved, bool scaled)
+    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff, std::move(saved), scaled) {
+}
 
 Mcmc::~Mcmc() = default;
 
-void Mcmc::find_patterns(VariableList const& variables, arma::Mat<double> const& data) {
+void Mcmc::find_patterns(const VariableList& variables, const arma::Mat<double>& data) {
   const std::vector<variable_ptr> model_variables = variables.modelvars();
   arma::Mat<double> columns(data.n_rows, model_variables.size());
   for (std::size_t j = 0; j < model_variables.size(); ++j) {
-    data::variable const& v = *model_variables[j];
+    const data::variable& v = *model_variables[j];
     columns.col(j) = data.col(v.column);
     pattern_names_.push_back(v.name);
     const unsigned level = sampler_level(n_levels() - 1, v.level);
@@ -89,7 +90,7 @@ void Mcmc::find_patterns(VariableList const& variables, arma::Mat<double> const&
   patterns_ = patterns(columns);
 }
 
-void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior) {
+void Mcmc::addOutcomes(const VariableList& variables, const ModelList& models, const priors& prior) {
   check_available(variables, models);
   if (!models.empty()) {
     check_cluster_means(models, predictors());
@@ -103,14 +104,14 @@ void Mcmc::addOutcomes(VariableList const& variables, ModelList const& models, p
 
 /// Every outcome whose values move writes the copy that other equations read.
 void Mcmc::link_centered_copies() {
-  for (auto const& v : predictors()) {
+  for (const auto& v : predictors()) {
     if (!v->means_only() || v->value_columns().is_empty()) continue;
     centered_copies_.push_back(std::make_unique<centered_copy>(*v, working_));
     estimator::covariate_link const link = centered_copies_.back()->link();
     link.update(working_.data);
     std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links;
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
-      estimator::Outcome const& model = outcomes_->outcome(i);
+      const estimator::Outcome& model = outcomes_->outcome(i);
       if (model.missing && has_likelihood(model) && arma::any(model.y == centered_copies_.back()->column()))
         links.emplace_back(i, std::make_unique<estimator::covariate_link>(link));
     }
@@ -121,25 +122,25 @@ void Mcmc::link_centered_copies() {
 void Mcmc::oneRep() {
   if (outcomes_) outcomes_->draw(working_.data);
   predictors_->draw(working_.data);
-  for (auto const& copy : centered_copies_) copy->take();
+  for (const auto& copy : centered_copies_) copy->take();
 }
 
 void Mcmc::tune() const {
   if (outcomes_) outcomes_->tune();
-  for (auto const& v : predictors()) v->tune(outcomes_ != nullptr);
+  for (const auto& v : predictors()) v->tune(outcomes_ != nullptr);
 }
 
 void Mcmc::tune_check() const {
   if (outcomes_) outcomes_->tune_check();
-  for (auto const& v : predictors()) v->tuneResults().check();
+  for (const auto& v : predictors()) v->tuneResults().check();
 }
 
 bool Mcmc::tune_warning() const {
-  return any_proposal(outcomes_.get(), *predictors_, [](auto const& proposal) { return proposal.failed(); });
+  return any_proposal(outcomes_.get(), *predictors_, [](const auto& proposal) { return proposal.failed(); });
 }
 
 bool Mcmc::hasTuningInfo() const {
-  return any_proposal(outcomes_.get(), *predictors_, [](auto const& proposal) { return proposal.total > 0; });
+  return any_proposal(outcomes_.get(), *predictors_, [](const auto& proposal) { return proposal.total > 0; });
 }
 
 arma::Col<double> Mcmc::getParams() const {
@@ -148,7 +149,7 @@ arma::Col<double> Mcmc::getParams() const {
   return arma::join_cols(outcomes_->params(working_.data), predictors_->params());
 }
 
-arma::Col<double> Mcmc::getParams(unsigned const& i) const {
+arma::Col<double> Mcmc::getParams(const unsigned& i) const {
   if (!outcomes_) throw error_debug("There are no outcome models.");
   return outcomes_->params(i);
 }
@@ -157,7 +158,7 @@ arma::uword Mcmc::getTotalParams() const {
   return (outcomes_ ? outcomes_->n_params(working_.data) : 0) + predictors_->n_params();
 }
 
-arma::uword Mcmc::getTotalParams(unsigned const& level) const {
+arma::uword Mcmc::getTotalParams(const unsigned& level) const {
   return predictors_->n_params(level);
 }
 arma::uword Mcmc::getCovariateModelNumParams() const {
@@ -183,17 +184,17 @@ arma::uword Mcmc::getNumberCorrelations() const {
   return outcomes_ ? outcomes_->n_correlations() : 0;
 }
 
-std::vector<std::unique_ptr<Variable>> const& Mcmc::predictors() const {
+const std::vector<std::unique_ptr<Variable>>& Mcmc::predictors() const {
   return predictors_->models();
 }
-std::vector<std::string> const& Mcmc::predictor_column_names() const {
+const std::vector<std::string>& Mcmc::predictor_column_names() const {
   return predictors_->column_names();
 }
-std::vector<excluded_level> const& Mcmc::excluded_predictors() const {
+const std::vector<excluded_level>& Mcmc::excluded_predictors() const {
   return predictors_->excluded();
 }
 
-estimator::cluster Mcmc::clusters(int const& level) const {
+estimator::cluster Mcmc::clusters(const int& level) const {
   return working_.clusters(static_cast<unsigned>(level));
 }
 

@@ -52,21 +52,21 @@ class Mcmc {
   /// `scaled`: see priors::scaled.
   /// `saved`: what keep_saved_columns takes from these variables and data, shared by all chains of a run;
   /// null to have it taken here.
-  Mcmc(VariableList const& variables, arma::Mat<double> const& data, arma::Col<arma::uword> const& ids,
-       Random const& rng, int const& xprior, double const& ICCcutoff,
-       std::shared_ptr<saved_columns const> saved = nullptr, bool scaled = false);
+  Mcmc(const VariableList& variables, const arma::Mat<double>& data, const arma::Col<arma::uword>& ids,
+       const Random& rng, const int& xprior, const double& ICCcutoff,
+       std::shared_ptr<const saved_columns> saved = nullptr, bool scaled = false);
   /// Takes the identifiers from the catalogue.
-  Mcmc(VariableList const& variables, arma::Mat<double> const& data, Random const& rng, int const& xprior,
-       double const& ICCcutoff, std::shared_ptr<saved_columns const> saved = nullptr, bool scaled = false);
+  Mcmc(const VariableList& variables, const arma::Mat<double>& data, const Random& rng, const int& xprior,
+       const double& ICCcutoff, std::shared_ptr<const saved_columns> saved = nullptr, bool scaled = false);
   ~Mcmc();
-  Mcmc(Mcmc const&) = delete;
-  Mcmc& operator=(Mcmc const&) = delete;
+  Mcmc(const Mcmc&) = delete;
+  Mcmc& operator=(const Mcmc&) = delete;
 
   /// Builds the ensemble of outcome models, fills their missing cells, sets starting values and ties the
   /// models of predictors to the equations that read them; once, after construction. Without equations there
   /// is no ensemble: the scan then imputes by the models of the predictors alone. Throws tovik::error for
   /// what cannot be estimated.
-  void addOutcomes(VariableList const& variables, ModelList const& models, priors const& prior);
+  void addOutcomes(const VariableList& variables, const ModelList& models, const priors& prior);
 
   /// One Gibbs scan: the outcome models, which read the predictors of the scan before, then the models of the
   /// predictors.
@@ -84,10 +84,10 @@ class Mcmc {
   /// models of the predictors.
   arma::Col<double> getParams() const;
   /// The params() rows of model i alone.
-  arma::Col<double> getParams(unsigned const& i) const;
+  arma::Col<double> getParams(const unsigned& i) const;
   arma::uword getTotalParams() const;
   /// Rows of the predictor models, at one level and in all; how many of them are estimated.
-  arma::uword getTotalParams(unsigned const& level) const;
+  arma::uword getTotalParams(const unsigned& level) const;
   arma::uword getCovariateModelNumParams() const;
   arma::uword getCovariateEstimatedNParams() const;
 
@@ -96,10 +96,10 @@ class Mcmc {
   /// definitions of MODEL; then on demand the latent values of outcomes and of predictor models, residuals,
   /// predicted values.
   arma::Mat<double> getData() const;
-  arma::Mat<double> getData(bool const& latent, bool const& residual, bool const& predicted) const;
+  arma::Mat<double> getData(const bool& latent, const bool& residual, const bool& predicted) const;
   /// The names of getData's columns, for the catalogue and the equations that the chain was built from.
-  std::vector<std::string> dataNames(VariableList const& variables, ModelList const& models,
-                                     bool const& latent, bool const& residual, bool const& predicted) const;
+  std::vector<std::string> dataNames(const VariableList& variables, const ModelList& models,
+                                     const bool& latent, const bool& residual, const bool& predicted) const;
 
   /// Units of the highest level x 2 (marginal, conditional) x (models that have a likelihood, then their
   /// sum); empty without outcome models.
@@ -115,25 +115,25 @@ class Mcmc {
 
   /// Takes a copy of the effects and ties it to the models of this chain. Throws error_debug before
   /// addOutcomes, tovik::error for an effect that is not defined.
-  void addSimpleSlopes(SimpleList const& list);
+  void addSimpleSlopes(const SimpleList& list);
   /// Takes every effect from the current state.
   void computeSimpleSlopes();
   /// By equation and effect the intercept, then the slope; empty without effects.
   arma::Col<double> getSimpleSlopes() const;
   /// Null without effects.
-  SimpleList const* simpleSlopes() const;
+  const SimpleList* simpleSlopes() const;
 
   /// The structure above an outcome at the sampler's level `level`; empty for the top level.
-  estimator::cluster clusters(int const& level) const;
+  estimator::cluster clusters(const int& level) const;
 
   /// The models of the predictors and of the variables to impute, then of the outcomes whose means or centred
   /// values other equations read (means_only()), each in catalogue order. A variable is incomplete if its
   /// `missing` is set; its kind is that of its variable().
-  std::vector<std::unique_ptr<Variable>> const& predictors() const;
+  const std::vector<std::unique_ptr<Variable>>& predictors() const;
   /// The name of each column of the level scores, for Variable::layout.
-  std::vector<std::string> const& predictor_column_names() const;
+  const std::vector<std::string>& predictor_column_names() const;
   /// Where variables had to be left out of the predictor models, in catalogue order, levels rising.
-  std::vector<excluded_level> const& excluded_predictors() const;
+  const std::vector<excluded_level>& excluded_predictors() const;
 
   /// 1, 2 or 3.
   unsigned n_levels() const { return working_.n_levels(); }
@@ -142,49 +142,49 @@ class Mcmc {
 
   /// The missing-data patterns of the model variables, their names (shown form), and the percentage of each
   /// variable's units, at its own level, that are missing.
-  patterns const& missing_patterns() const { return patterns_; }
-  std::vector<std::string> const& pattern_names() const { return pattern_names_; }
-  std::vector<double> const& missing_percents() const { return missing_percents_; }
+  const patterns& missing_patterns() const { return patterns_; }
+  const std::vector<std::string>& pattern_names() const { return pattern_names_; }
+  const std::vector<double>& missing_percents() const { return missing_percents_; }
 
   int xprior() const { return xprior_; }
   double ICCcutoff() const { return icc_cutoff_; }
-  std::shared_ptr<Random> const& rng() const { return rng_; }
+  const std::shared_ptr<Random>& rng() const { return rng_; }
   working_data& working() { return working_; }
-  working_data const& working() const { return working_; }
+  const working_data& working() const { return working_; }
   /// Null before addOutcomes.
-  Outcomes const* outcomes() const { return outcomes_.get(); }
+  const Outcomes* outcomes() const { return outcomes_.get(); }
 
   // The report. Defined beside its tables.
-  void printInfo(std::FILE* stream, VariableList const& variables, ModelList const& models) const;
+  void printInfo(std::FILE* stream, const VariableList& variables, const ModelList& models) const;
   /// True if some model was printed.
-  bool printOutcomes(std::FILE* stream, VariableList const& variables, ModelList const& models,
-                     Summary const& iterations, Summary const& simple) const;
+  bool printOutcomes(std::FILE* stream, const VariableList& variables, const ModelList& models,
+                     const Summary& iterations, const Summary& simple) const;
   /// The models of predictors; `iterations` has their rows and no others.
-  void printCovariates(std::FILE* stream, VariableList const& variables, Summary const& iterations) const;
+  void printCovariates(std::FILE* stream, const VariableList& variables, const Summary& iterations) const;
   /// The conditional effects of an equation from the first rows of `table`; returns how many rows it took. A
   /// null stream only counts. Throws tovik::error for an equation without effects.
-  unsigned printSimpleSlopes(std::FILE* stream, unsigned const& model, Model const& equation,
-                             arma::Mat<double> const& table, std::vector<std::string> const& labels) const;
-  void printCorrelations(std::FILE* stream, ModelList const& models, Summary const& correlations) const;
-  void printParameterLabels(std::FILE* stream, VariableList const& variables, ModelList const& models,
-                            Summary const& burn) const;
+  unsigned printSimpleSlopes(std::FILE* stream, const unsigned& model, const Model& equation,
+                             const arma::Mat<double>& table, const std::vector<std::string>& labels) const;
+  void printCorrelations(std::FILE* stream, const ModelList& models, const Summary& correlations) const;
+  void printParameterLabels(std::FILE* stream, const VariableList& variables, const ModelList& models,
+                            const Summary& burn) const;
   /// The names of all parameters for other programs: quoted model, kind and label, then the number of the row
   /// in the draws, from 1. Predictors and phantoms come before the models.
-  void printParameterLabelsFile(std::FILE* stream, VariableList const& variables,
-                                ModelList const& models) const;
-  void printTuningInfo(std::FILE* stream, VariableList const& variables, ModelList const& models,
+  void printParameterLabelsFile(std::FILE* stream, const VariableList& variables,
+                                const ModelList& models) const;
+  void printTuningInfo(std::FILE* stream, const VariableList& variables, const ModelList& models,
                        bool all) const;
 
  private:
-  void find_patterns(VariableList const& variables, arma::Mat<double> const& data);
+  void find_patterns(const VariableList& variables, const arma::Mat<double>& data);
   void link_centered_copies();
-  void list_output(VariableList const& variables, ModelList const& models);
+  void list_output(const VariableList& variables, const ModelList& models);
   arma::Mat<double> completed() const;
-  void complete(arma::Mat<double>& out, arma::uword column, arma::Col<double> const& values) const;
+  void complete(arma::Mat<double>& out, arma::uword column, const arma::Col<double>& values) const;
 
   std::shared_ptr<Random> rng_;
   working_data working_;
-  std::shared_ptr<saved_columns const> saved_;
+  std::shared_ptr<const saved_columns> saved_;
   /// What getData hands out, in order.
   struct output_part {
     enum class kind { always, latent, residual, predicted };

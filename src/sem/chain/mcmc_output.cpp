@@ -19,48 +19,48 @@ namespace {
 using variable_ptr = VariableList::variable_ptr;
 
 /// The variables behind the score columns of a predictor model.
-std::vector<data::variable const*> score_variables(Variable const& v) {
-  std::vector<data::variable const*> out;
-  for (variable_ptr const& code : v.variable().dummies) out.push_back(code.get());
+std::vector<const data::variable*> score_variables(const Variable& v) {
+  std::vector<const data::variable*> out;
+  for (const variable_ptr& code : v.variable().dummies) out.push_back(code.get());
   if (out.empty()) out.push_back(&v.variable());
   return out;
 }
 
 /// Latent scores of a categorical variable, then latent means from the nearest level up.
-std::vector<std::string> latent_names(Variable const& v, std::vector<variable_ptr> const& clusters) {
+std::vector<std::string> latent_names(const Variable& v, const std::vector<variable_ptr>& clusters) {
   std::vector<std::string> out;
   const auto scores = score_variables(v);
   const auto type = v.variable().type;
   if (type == data::type::ordinal || type == data::type::nominal) {
-    for (data::variable const* score : scores) out.push_back(score->fullName + ".latent");
+    for (const data::variable* score : scores) out.push_back(score->fullName + ".latent");
   }
   for (unsigned q = 1; q <= v.chain().n_above(); ++q) {
     const std::string id = clusters.at(v.chain().level(q) - 1)->fullName;
-    for (data::variable const* score : scores) out.push_back(score->fullName + ".mean[" + id + "]");
+    for (const data::variable* score : scores) out.push_back(score->fullName + ".mean[" + id + "]");
   }
   return out;
 }
 
-void append(std::vector<std::string>& list, std::vector<std::string> const& more) {
+void append(std::vector<std::string>& list, const std::vector<std::string>& more) {
   list.insert(list.end(), more.begin(), more.end());
 }
 
-arma::uword width(arma::Mat<double> const& columns) {
+arma::uword width(const arma::Mat<double>& columns) {
   return columns.n_cols;
 }
 
 }  // namespace
 
 /// Names and columns are listed side by side, so that they cannot part.
-void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
+void Mcmc::list_output(const VariableList& variables, const ModelList& models) {
   using kind = output_part::kind;
   output_.clear();
-  arma::Mat<double> const& data = working_.data;
+  const arma::Mat<double>& data = working_.data;
   if (outcomes_) {
     std::vector<std::string> definitions, latent, residual, predicted;
-    for (auto const& definition : models.definitions) definitions.push_back(definition.first);
+    for (const auto& definition : models.definitions) definitions.push_back(definition.first);
     for (unsigned i = 0; i < outcomes_->n_outcomes(); ++i) {
-      estimator::Outcome const& model = outcomes_->outcome(i);
+      const estimator::Outcome& model = outcomes_->outcome(i);
       if (width(model.latent(data)) > 0) append(latent, latent_names(models[i]));
       if (width(model.residual(data)) > 0) append(residual, residual_names(models[i]));
       if (width(model.predicted(data)) > 0) append(predicted, predicted_names(models[i]));
@@ -71,20 +71,20 @@ void Mcmc::list_output(VariableList const& variables, ModelList const& models) {
     output_.push_back({kind::predicted, predicted, [this] { return outcomes_->predicted(working_.data); }});
   }
   const auto behind = std::find_if(output_.begin(), output_.end(),
-                                   [](output_part const& part) { return part.what == kind::residual; });
+                                   [](const output_part& part) { return part.what == kind::residual; });
   std::vector<output_part> means;
-  for (auto const& v : predictors())
+  for (const auto& v : predictors())
     means.push_back({kind::latent, latent_names(*v, variables.clusters), [&v] { return v->getLatent(); }});
   output_.insert(behind, means.begin(), means.end());
-  for (output_part const& part : output_) {
+  for (const output_part& part : output_) {
     if (width(part.columns()) != part.names.size())
       throw error_debug("Saved columns and their names differ in number.");
   }
 }
 
 /// Fills the missing cells of a saved column; `values` are in the order of the working matrix.
-void Mcmc::complete(arma::Mat<double>& out, arma::uword column, arma::Col<double> const& values) const {
-  std::vector<arma::uword> const& columns = saved_->columns;
+void Mcmc::complete(arma::Mat<double>& out, arma::uword column, const arma::Col<double>& values) const {
+  const std::vector<arma::uword>& columns = saved_->columns;
   const auto saved = std::find(columns.begin(), columns.end(), column);
   if (saved == columns.end()) return;
   double* to = out.colptr(static_cast<arma::uword>(saved - columns.begin()));
@@ -99,7 +99,7 @@ arma::Mat<double> Mcmc::completed() const {
   if (outcomes_) {
     for (arma::uword column : outcomes_->imputed_columns()) complete(out, column, working_.data.col(column));
   }
-  for (auto const& v : predictors()) {
+  for (const auto& v : predictors()) {
     if (!v->missing) continue;
     const arma::Col<double> units = v->uncenteredData().col(0);
     complete(out, v->variable().column, units.elem(working_.units(v->level)));
@@ -111,21 +111,21 @@ arma::Mat<double> Mcmc::getData() const {
   return getData(false, false, false);
 }
 
-arma::Mat<double> Mcmc::getData(bool const& latent, bool const& residual, bool const& predicted) const {
+arma::Mat<double> Mcmc::getData(const bool& latent, const bool& residual, const bool& predicted) const {
   const bool wanted[] = {true, latent, residual, predicted};
   arma::Mat<double> out = completed();
-  for (output_part const& part : output_) {
+  for (const output_part& part : output_) {
     if (!wanted[static_cast<int>(part.what)] || part.names.empty()) continue;
     out.insert_cols(out.n_cols, working_.in_file_order(part.columns()));
   }
   return out;
 }
 
-std::vector<std::string> Mcmc::dataNames(VariableList const&, ModelList const&, bool const& latent,
-                                         bool const& residual, bool const& predicted) const {
+std::vector<std::string> Mcmc::dataNames(const VariableList&, const ModelList&, const bool& latent,
+                                         const bool& residual, const bool& predicted) const {
   const bool wanted[] = {true, latent, residual, predicted};
   std::vector<std::string> out = saved_->names;
-  for (output_part const& part : output_) {
+  for (const output_part& part : output_) {
     if (wanted[static_cast<int>(part.what)]) out.insert(out.end(), part.names.begin(), part.names.end());
   }
   return out;

@@ -9,10 +9,10 @@ namespace tovik::sem {
 
 using variable_ptr = VariableList::variable_ptr;
 
-std::shared_ptr<saved_columns const> keep_saved_columns(VariableList const& variables,
-                                                        arma::Mat<double> const& data) {
+std::shared_ptr<const saved_columns> keep_saved_columns(const VariableList& variables,
+                                                        const arma::Mat<double>& data) {
   const auto constant = std::find_if(variables.variables.begin(), variables.variables.end(),
-                                     [](variable_ptr const& v) { return v->type == data::type::constant; });
+                                     [](const variable_ptr& v) { return v->type == data::type::constant; });
   if (constant == variables.variables.end()) throw error_debug("No intercept!");
   auto out = std::make_shared<saved_columns>();
   for (auto v = variables.variables.begin(); v != constant; ++v) {

@@ -21,8 +21,8 @@ struct saved_columns {
 
 /// Taken from prepared data (rows in file order, columns the variables of the catalogue), once for all
 /// chains. The columns of the data file end where the constant stands; throws error_debug if there is none.
-std::shared_ptr<saved_columns const> keep_saved_columns(VariableList const& variables,
-                                                        arma::Mat<double> const& data);
+std::shared_ptr<const saved_columns> keep_saved_columns(const VariableList& variables,
+                                                        const arma::Mat<double>& data);
 
 }  // namespace sem
 }  // namespace tovik

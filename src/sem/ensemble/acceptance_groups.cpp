@@ -33,7 +33,7 @@ class ties {
     for (arma::uword i = 1; i < parent_.size(); ++i) tie(0, i);
     any_ = true;
   }
-  void tie_clusters(arma::Col<double> const& id) {
+  void tie_clusters(const arma::Col<double>& id) {
     evaluate::grouping const clusters(id);
     std::vector<arma::uword> first(clusters.clusters(), parent_.size());
     for (arma::uword i = 0; i < parent_.size(); ++i) {
@@ -44,7 +44,7 @@ class ties {
     }
   }
   /// Rows of one unit.
-  void tie_units(arma::Col<arma::uword> const& unit) {
+  void tie_units(const arma::Col<arma::uword>& unit) {
     for (arma::uword i = 1; i < unit.n_elem; ++i)
       if (unit(i) == unit(i - 1)) tie(i - 1, i);
   }
@@ -54,18 +54,18 @@ class ties {
   bool any_ = false;
 };
 
-bool holds(node const& tree, arma::uword column) {
-  std::vector<unsigned> const columns = tree.data_columns();
+bool holds(const node& tree, arma::uword column) {
+  const std::vector<unsigned> columns = tree.data_columns();
   return std::binary_search(columns.begin(), columns.end(), static_cast<unsigned>(column));
 }
 
 /// What a function of a column ties when its list of inputs holds the variable.
-void tie_statistic(node const& function, arma::uword column, arma::Mat<double> const& data, ties& rows) {
-  node const* list = function.left.get();
-  bool const is_list = list->op == operations::comma;
+void tie_statistic(const node& function, arma::uword column, const arma::Mat<double>& data, ties& rows) {
+  const node* list = function.left.get();
+  const bool is_list = list->op == operations::comma;
   if ((function.op == operations::max || function.op == operations::min) && is_list) return;  // row by row
   if (!is_list) return rows.tie_all();
-  node const* id = list->right.get();
+  const node* id = list->right.get();
   if (function.op == operations::lag1) {
     if (id->op != operations::comma || holds(*id->left, column)) return rows.tie_all();
     id = id->right.get();
@@ -74,29 +74,29 @@ void tie_statistic(node const& function, arma::uword column, arma::Mat<double> c
   rows.tie_clusters(id->eval(data));
 }
 
-void tie_statistics(node const& tree, arma::uword column, arma::Mat<double> const& data, ties& rows) {
+void tie_statistics(const node& tree, arma::uword column, const arma::Mat<double>& data, ties& rows) {
   if (tree.is_literal() || tree.is_reference()) return;
   if (evaluate::isColumnFunction(tree.op) && holds(tree, column)) tie_statistic(tree, column, data, rows);
   if (tree.left != nullptr) tie_statistics(*tree.left, column, data, rows);
   if (tree.right != nullptr) tie_statistics(*tree.right, column, data, rows);
 }
 
-void tie_readers(arma::Col<arma::uword> const& columns, unsigned level,
-                 std::vector<estimator::Outcome const*> const& readers, level_units const& units,
-                 arma::Mat<double> const& data, ties& rows) {
-  for (estimator::Outcome const* reader : readers) {
+void tie_readers(const arma::Col<arma::uword>& columns, unsigned level,
+                 const std::vector<estimator::Outcome const*>& readers, const level_units& units,
+                 const arma::Mat<double>& data, ties& rows) {
+  for (const estimator::Outcome* reader : readers) {
     if (reader->level > level) rows.tie_units(*units[reader->level]);
     for (arma::uword column : columns) {
       if (!reader->couples(column)) continue;
-      for (estimator::compute const& term : reader->x_compute) tie_statistics(*term.node, column, data, rows);
-      for (auto const& terms : reader->z_compute)
-        for (estimator::compute const& term : terms) tie_statistics(*term.node, column, data, rows);
+      for (const estimator::compute& term : reader->x_compute) tie_statistics(*term.node, column, data, rows);
+      for (const auto& terms : reader->z_compute)
+        for (const estimator::compute& term : terms) tie_statistics(*term.node, column, data, rows);
     }
   }
 }
 
 /// The group of each unit of a level, by the group of its first row.
-arma::Col<arma::uword> of_units(arma::Col<arma::uword> const& unit, arma::Col<arma::uword> const& of_row) {
+arma::Col<arma::uword> of_units(const arma::Col<arma::uword>& unit, const arma::Col<arma::uword>& of_row) {
   arma::Col<arma::uword> out(unit.is_empty() ? 0 : unit(unit.n_elem - 1) + 1);
   for (arma::uword i = unit.n_elem; i-- > 0;) out(unit(i)) = of_row(i);
   return out;
@@ -104,14 +104,14 @@ arma::Col<arma::uword> of_units(arma::Col<arma::uword> const& unit, arma::Col<ar
 
 }  // namespace
 
-estimator::acceptance acceptance_groups(arma::Col<arma::uword> const& columns, unsigned level,
-                                        std::vector<estimator::Outcome const*> const& readers,
-                                        level_units const& units, arma::Mat<double> const& data) {
+estimator::acceptance acceptance_groups(const arma::Col<arma::uword>& columns, unsigned level,
+                                        const std::vector<estimator::Outcome const*>& readers,
+                                        const level_units& units, const arma::Mat<double>& data) {
   ties rows(data.n_rows);
   tie_readers(columns, level, readers, units, data, rows);
   if (!rows.any()) return {};
   unsigned evaluated = level;
-  for (estimator::Outcome const* reader : readers) evaluated = std::max(evaluated, reader->level);
+  for (const estimator::Outcome* reader : readers) evaluated = std::max(evaluated, reader->level);
   rows.tie_units(*units[level]);
   rows.tie_units(*units[evaluated]);
   arma::Col<arma::uword> of_row(data.n_rows);

@@ -13,12 +13,12 @@ namespace tovik::sem {
 namespace {
 
 /// "... ('y')", where y is the outcome of the equation.
-[[noreturn]] void refuse(std::string const& what, Model const& model) {
+[[noreturn]] void refuse(const std::string& what, const Model& model) {
   not_available::refuse(what + " ('" + model.name() + "')");
 }
 
 /// What an equation is by its outcome; null for the kinds that are drawn.
-char const* kind_name(Model const& model) {
+const char* kind_name(const Model& model) {
   switch (model.kind()) {
     case model::kind::normal:
       return model.outcomes.size() == 1 ? nullptr : "An equation with several outcomes";
@@ -43,10 +43,10 @@ char const* kind_name(Model const& model) {
   }
 }
 
-void check_outcome(Model const& model) {
-  if (char const* name = kind_name(model)) refuse(name, model);
+void check_outcome(const Model& model) {
+  if (const char* name = kind_name(model)) refuse(name, model);
   if (model.kind() == model::kind::phantom) return;
-  model::anyVariable const& outcome = model.outcomes.front();
+  const model::anyVariable& outcome = model.outcomes.front();
   if (model.link == model::link::probit || model.link == model::link::logit) {
     throw error_debug("Invalid Link for normal model!");
   }
@@ -55,7 +55,7 @@ void check_outcome(Model const& model) {
 }
 
 /// What a term is that cannot be drawn; null for an observed variable and for what can.
-char const* term_name(model::anyVariable const& term) {
+const char* term_name(const model::anyVariable& term) {
   switch (term.type) {
     case model::type::variable:
       break;
@@ -82,25 +82,25 @@ char const* term_name(model::anyVariable const& term) {
   }
 }
 
-void check_terms(Model const& model) {
-  for (auto const* terms : {&model.fixed, &model.random}) {
-    for (model::anyVariable const& term : *terms) {
-      if (char const* name = term_name(term)) refuse(name, model);
+void check_terms(const Model& model) {
+  for (const auto* terms : {&model.fixed, &model.random}) {
+    for (const model::anyVariable& term : *terms) {
+      if (const char* name = term_name(term)) refuse(name, model);
     }
   }
-  for (auto const* terms : {&model.fixed_compute, &model.random_compute}) {
-    for (model::combinationOfAnyVariable const& computed : *terms) {
-      for (model::anyVariable const& term : computed.all_variables()) {
-        if (char const* name = term_name(term)) refuse(name, model);
+  for (const auto* terms : {&model.fixed_compute, &model.random_compute}) {
+    for (const model::combinationOfAnyVariable& computed : *terms) {
+      for (const model::anyVariable& term : computed.all_variables()) {
+        if (const char* name = term_name(term)) refuse(name, model);
       }
     }
   }
 }
 
 /// A variance that is known is no element of the inverse Wishart draw of its matrix.
-void check_random_variances(Model const& model) {
+void check_random_variances(const Model& model) {
   for (std::int32_t c = 0; c < model.levels; ++c) {
-    for (model::parameter const& p : model.randomParameters(static_cast<unsigned>(c))) {
+    for (const model::parameter& p : model.randomParameters(static_cast<unsigned>(c))) {
       if (p.is_fixed()) refuse("A fixed variance of a random effect", model);
     }
   }
@@ -108,19 +108,19 @@ void check_random_variances(Model const& model) {
 
 }  // namespace
 
-void check_available(VariableList const& variables, ModelList const& models) {
+void check_available(const VariableList& variables, const ModelList& models) {
   if (!variables.weights().empty()) {
     not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
   }
-  for (Model const& model : models) {
+  for (const Model& model : models) {
     if (!model::is_equation(model.kind())) continue;
     check_outcome(model);
     check_terms(model);
     check_random_variances(model);
   }
-  for (auto const& [definition, expression] : models.definitions) {
-    for (model::anyVariable const& term : expression.all_variables()) {
-      if (char const* name = term_name(term)) not_available::refuse(name + (" ('" + definition + "')"));
+  for (const auto& [definition, expression] : models.definitions) {
+    for (const model::anyVariable& term : expression.all_variables()) {
+      if (const char* name = term_name(term)) not_available::refuse(name + (" ('" + definition + "')"));
     }
   }
 }

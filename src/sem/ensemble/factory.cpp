@@ -8,11 +8,11 @@
 #include "evaluate/value.hpp"
 #include "model/compute.hpp"
 #include "model/model.hpp"
-#include "sem/phantoms/phantom_links.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/phantoms/phantom.hpp"
+#include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -20,7 +20,7 @@ namespace tovik::sem {
 
 namespace {
 
-arma::Col<arma::uword> columns_of(std::vector<unsigned> const& positions) {
+arma::Col<arma::uword> columns_of(const std::vector<unsigned>& positions) {
   arma::Col<arma::uword> out(positions.size());
   for (std::size_t k = 0; k < positions.size(); ++k) out[k] = positions[k];
   return out;
@@ -34,7 +34,7 @@ std::vector<estimator::compute> computed_columns(Model::trees terms) {
   return out;
 }
 
-void set_computed(equation_setup& setup, Model const& model, outcome_context const& context) {
+void set_computed(equation_setup& setup, const Model& model, const outcome_context& context) {
   if (model.fixed_compute.empty() && model.random_compute.empty()) return;
   if (context.cells == nullptr) throw error_debug("Could not find parameter name in map.");
   setup.x_compute = computed_columns(model.xindCompute(*context.cells));
@@ -42,7 +42,7 @@ void set_computed(equation_setup& setup, Model const& model, outcome_context con
     setup.z_compute.push_back(computed_columns(std::move(level)));
 }
 
-void set_fixed(equation_setup& setup, Model const& model) {
+void set_fixed(equation_setup& setup, const Model& model) {
   const std::vector<model::parameter> coefficients = model.fixedParameters();
   std::vector<unsigned> positions;
   std::vector<double> values;
@@ -58,11 +58,11 @@ void set_fixed(equation_setup& setup, Model const& model) {
 }
 
 /// What every kind of regression needs to know of its equation.
-equation_setup equation_of(Model const& model, outcome_context const& context) {
+equation_setup equation_of(const Model& model, const outcome_context& context) {
   equation_setup setup;
   setup.y = model.yind().at(0);
   setup.x = columns_of(model.xind());
-  for (std::vector<unsigned> const& level : model.zind()) setup.z.push_back(columns_of(level));
+  for (const std::vector<unsigned>& level : model.zind()) setup.z.push_back(columns_of(level));
   for (bool intercept : model.hasRandomIntercept()) setup.icept.push_back(intercept ? 1 : 0);
   setup.mutable_columns = context.mutable_columns;
   setup.level = outcome_level(model, *context.working);
@@ -77,13 +77,13 @@ equation_setup equation_of(Model const& model, outcome_context const& context) {
   return setup;
 }
 
-std::shared_ptr<estimator::Outcome> make_normal(Model const& model, outcome_context const& context) {
+std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcome_context& context) {
   auto out = std::make_shared<Normal>(context.estimator, equation_of(model, context));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
 }
 
-std::shared_ptr<estimator::Outcome> make_phantom(Model const& model, outcome_context const& context) {
+std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
   phantom_setup setup;
   setup.column = model.yind().at(0);
   setup.level = outcome_level(model, *context.working);
@@ -94,25 +94,25 @@ std::shared_ptr<estimator::Outcome> make_phantom(Model const& model, outcome_con
   return std::make_shared<Phantom>(context.estimator, setup);
 }
 
-std::shared_ptr<estimator::Outcome> make_parameter(Model const& model, outcome_context const& context) {
+std::shared_ptr<estimator::Outcome> make_parameter(const Model& model, const outcome_context& context) {
   return std::make_shared<Parameter>(context.estimator, estimator::cluster(),
                                      parse_distribution(model.prior.name), model.prior.first,
                                      model.prior.second);
 }
 
-std::shared_ptr<estimator::Outcome> make_computation(Model const& model, outcome_context const& context) {
+std::shared_ptr<estimator::Outcome> make_computation(const Model& model, const outcome_context& context) {
   constexpr const char* unknown = "Could not find parameter name in map.";
   if (context.cells == nullptr) throw error_debug(unknown);
   evaluate::defines names;
   std::vector<model::parameter_info> read;
-  for (std::string const& token : model::expression_names(model.computation)) {
+  for (const std::string& token : model::expression_names(model.computation)) {
     const auto entry = context.cells->find(to_lower(token));
     if (entry == context.cells->end()) throw error_debug(unknown);
     names.define_var(entry->first, entry->second.slot);
     read.push_back(entry->second);
   }
   auto tree = evaluate::ast(model.computation, names);
-  for (model::parameter_info const& info : read) tree->register_var(info.cell.get(), info.slot);
+  for (const model::parameter_info& info : read) tree->register_var(info.cell.get(), info.slot);
   if (tree->has_unbound_var()) throw error_debug(unknown);
   return std::make_shared<Computation>(context.estimator, std::move(tree));
 }
@@ -124,11 +124,11 @@ estimator::compute bound_column(std::unique_ptr<evaluate::node> tree) {
   return estimator::compute(std::move(tree));
 }
 
-unsigned outcome_level(Model const& model, working_data const& working) {
+unsigned outcome_level(const Model& model, const working_data& working) {
   return sampler_level(working.n_levels() - 1, static_cast<unsigned>(model.levels));
 }
 
-std::shared_ptr<estimator::Outcome> make_outcome(Model const& model, outcome_context const& context) {
+std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context) {
   if (is_phantom(model)) return make_phantom(model, context);
   switch (model.kind()) {
     case model::kind::parameter:

@@ -23,8 +23,8 @@ arma::Mat<double> reverse_root(arma::Mat<double> S) {
   return arma::trimatu(S);
 }
 
-arma::Mat<double> inverse(arma::Mat<double> const& S) {
-  arma::Mat<double> const T = reverse_root(S);
+arma::Mat<double> inverse(const arma::Mat<double>& S) {
+  const arma::Mat<double> T = reverse_root(S);
   arma::Mat<double> out(S.n_rows, S.n_rows, arma::fill::eye);
   for (index j = 0; j < S.n_rows; ++j) {
     scan::solve_upper(T.memptr(), S.n_rows, out.colptr(j));
@@ -33,13 +33,13 @@ arma::Mat<double> inverse(arma::Mat<double> const& S) {
   return out;
 }
 
-double product(double const* a, double const* b, index n) {
+double product(const double* a, const double* b, index n) {
   return std::inner_product(a, a + n, b, 0.0);
 }
 
 }  // namespace
 
-joint_likelihood::joint_likelihood(std::vector<Regression const*> members, working_data const& working)
+joint_likelihood::joint_likelihood(std::vector<const Regression*> members, const working_data& working)
     : members_(std::move(members)) {
   for (unsigned level = 0; level < working.n_levels(); ++level) tiers_.push_back(make_tier(level, working));
   std::vector<index> first(tiers_.size());  // the first effect of a level among all
@@ -53,7 +53,7 @@ joint_likelihood::joint_likelihood(std::vector<Regression const*> members, worki
     for (index k = 0; k < at.n_residuals; ++k) {
       at.designs.emplace_back();
       for (std::size_t above = l + 1; above < tiers_.size(); ++above)
-        for (part const& effects : tiers_[above].parts)
+        for (const part& effects : tiers_[above].parts)
           if (effects.place > 0 && effects.member == at.parts[k].member)
             for (index j = 0; j < effects.size; ++j)
               at.designs.back().push_back(
@@ -63,20 +63,20 @@ joint_likelihood::joint_likelihood(std::vector<Regression const*> members, worki
   }
 }
 
-joint_likelihood::tier joint_likelihood::make_tier(unsigned level, working_data const& working) const {
+joint_likelihood::tier joint_likelihood::make_tier(unsigned level, const working_data& working) const {
   tier out;
   for (std::size_t m = 0; m < members_.size(); ++m)
     if (members_[m]->level == level) out.parts.push_back({m, 0, out.n_residuals++, 1});
   for (std::size_t m = 0; m < members_.size(); ++m) {
-    Regression const& member = *members_[m];
+    const Regression& member = *members_[m];
     if (member.level >= level || level - member.level > member.n_levels) continue;
-    index const q = member.n_random(level - member.level - 1);
+    const index q = member.n_random(level - member.level - 1);
     if (q == 0) continue;
     out.parts.push_back({m, level - member.level, out.n_residuals + out.n_effects, q});
     out.n_effects += q;
   }
-  unsigned const highest = working.n_levels() - 1;
-  auto const& first_rows = working.first_rows(level);
+  const unsigned highest = working.n_levels() - 1;
+  const auto& first_rows = working.first_rows(level);
   out.parent = working.units(std::min(level + 1, highest)).elem(first_rows);
   out.top = working.units(highest).elem(first_rows);
   find_patterns(out, level);
@@ -85,7 +85,7 @@ joint_likelihood::tier joint_likelihood::make_tier(unsigned level, working_data 
 
 void joint_likelihood::find_patterns(tier& at, unsigned level) const {
   std::vector<std::vector<bool>> missing;
-  for (Regression const* member : members_) {
+  for (const Regression* member : members_) {
     if (member->level != level) continue;
     if (member->n_units != at.n_units()) throw error_debug("An equation has not the units of its level.");
     missing.emplace_back(at.n_units(), false);
@@ -97,7 +97,7 @@ void joint_likelihood::find_patterns(tier& at, unsigned level) const {
     observed.clear();
     for (index k = 0; k < missing.size(); ++k)
       if (!missing[k][i]) observed.push_back(k);
-    auto const [found, is_new] = known.try_emplace(observed, known.size());
+    const auto [found, is_new] = known.try_emplace(observed, known.size());
     if (is_new) at.patterns.push_back(observed);
     at.pattern_of.push_back(found->second);
   }
@@ -105,14 +105,14 @@ void joint_likelihood::find_patterns(tier& at, unsigned level) const {
 
 /// V of a level: a phantom that enters two of its parts with the loadings l and m adds l m' between them.
 void joint_likelihood::stack_covariances(tier& at) const {
-  index const n = at.n_residuals + at.n_effects;
+  const index n = at.n_residuals + at.n_effects;
   at.V.zeros(n, n);
-  for (part const& a : at.parts) {
+  for (const part& a : at.parts) {
     at.V.submat(a.first, a.first, arma::size(a.size, a.size)) = members_[a.member]->covariance(a.place);
-    phantom_loadings const& of_a = members_[a.member]->part(a.place).loadings;
-    for (part const& b : at.parts) {
+    const phantom_loadings& of_a = members_[a.member]->part(a.place).loadings;
+    for (const part& b : at.parts) {
       if (a.member == b.member) continue;
-      phantom_loadings const& of_b = members_[b.member]->part(b.place).loadings;
+      const phantom_loadings& of_b = members_[b.member]->part(b.place).loadings;
       for (index k = 0; k < of_a.size(); ++k)
         for (index l = 0; l < of_b.size(); ++l)
           if (of_a.terms()[k].column == of_b.terms()[l].column)
@@ -122,31 +122,31 @@ void joint_likelihood::stack_covariances(tier& at) const {
   }
 }
 
-joint_likelihood::factor joint_likelihood::factor_of(tier const& at, std::vector<index> const& observed) {
-  arma::Col<index> const o(observed);
-  arma::Col<index> const g = arma::regspace<arma::Col<index>>(0, at.n_effects) + at.n_residuals;
-  arma::Col<index> const effects = g.head(at.n_effects);
+joint_likelihood::factor joint_likelihood::factor_of(const tier& at, const std::vector<index>& observed) {
+  const arma::Col<index> o(observed);
+  const arma::Col<index> g = arma::regspace<arma::Col<index>>(0, at.n_effects) + at.n_residuals;
+  const arma::Col<index> effects = g.head(at.n_effects);
   factor out;
   out.T = reverse_root(at.V.submat(o, o));
   out.M = at.V.submat(o, effects);
   for (index j = 0; j < out.M.n_cols; ++j) scan::solve_upper(out.T.memptr(), o.n_elem, out.M.colptr(j));
-  arma::Mat<double> const left = at.V.submat(effects, effects) - out.M.t() * out.M;
+  const arma::Mat<double> left = at.V.submat(effects, effects) - out.M.t() * out.M;
   out.P = inverse(left);
-  arma::Mat<double> const root = reverse_root(left);
+  const arma::Mat<double> root = reverse_root(left);
   out.constant = static_cast<double>(o.n_elem) * log_2_pi + scan::log_determinant(out.T.memptr(), o.n_elem) +
                  scan::log_determinant(root.memptr(), at.n_effects);
   return out;
 }
 
 /// W := inv(T) [Z, r] of the observed residuals of a unit.
-void joint_likelihood::whiten(tier const& at, index unit, factor const& how) {
-  std::vector<index> const& observed = at.patterns[at.pattern_of[unit]];
-  index const n = observed.size(), width = at.n_above + 1;
+void joint_likelihood::whiten(const tier& at, index unit, const factor& how) {
+  const std::vector<index>& observed = at.patterns[at.pattern_of[unit]];
+  const index n = observed.size(), width = at.n_above + 1;
   W_.set_size(n, width);
   W_.zeros();
   for (index k = 0; k < n; ++k) {
     std::size_t const member = at.parts[observed[k]].member;
-    for (design_entry const& entry : at.designs[observed[k]])
+    for (const design_entry& entry : at.designs[observed[k]])
       W_(k, entry.effect) = Z_[member][entry.L](unit, entry.column);
     W_(k, width - 1) = r_[member](unit);
   }
@@ -161,10 +161,10 @@ void joint_likelihood::whiten(tier const& at, index unit, factor const& how) {
 //   A_xx + N'D + A_xg N - D' inv(H) D.
 //
 // `below` and `above` hold A by columns, then the constant.
-void joint_likelihood::absorb(tier const& at, index unit, factor const& how, double const* below,
+void joint_likelihood::absorb(const tier& at, index unit, const factor& how, const double* below,
                               double* above) {
   whiten(at, unit, how);
-  index const width = at.n_above + 1, g = at.n_effects, in = g + width;
+  const index width = at.n_above + 1, g = at.n_effects, in = g + width;
   for (index j = 0; j < width; ++j)
     for (index i = 0; i < width; ++i) above[i + j * width] += product(W_.colptr(i), W_.colptr(j), W_.n_rows);
   double& constant = above[width * width];
@@ -193,10 +193,10 @@ void joint_likelihood::absorb(tier const& at, index unit, factor const& how, dou
     for (index i = 0; i < width; ++i) above[i + j * width] -= product(D_.colptr(i), D_.colptr(j), g);
 }
 
-arma::Col<double> joint_likelihood::marginal(arma::Mat<double> const& data) {
+arma::Col<double> joint_likelihood::marginal(const arma::Mat<double>& data) {
   r_.clear();
   Z_.clear();
-  for (Regression const* member : members_) {
+  for (const Regression* member : members_) {
     r_.push_back(member->fixed_residual(data));
     Z_.push_back(member->effect_designs(data));
   }
@@ -205,8 +205,8 @@ arma::Col<double> joint_likelihood::marginal(arma::Mat<double> const& data) {
     tier& at = tiers_[l];
     stack_covariances(at);
     std::vector<factor> factors;
-    for (auto const& observed : at.patterns) factors.push_back(factor_of(at, observed));
-    index const width = at.n_above + 1, in = at.n_effects + width;
+    for (const auto& observed : at.patterns) factors.push_back(factor_of(at, observed));
+    const index width = at.n_above + 1, in = at.n_effects + width;
     above.assign((arma::max(at.parent) + 1) * (width * width + 1), 0.0);
     for (index c = 0; c < at.n_units(); ++c)
       absorb(at, c, factors[at.pattern_of[c]], l == 0 ? nullptr : below.data() + c * (in * in + 1),
@@ -220,30 +220,30 @@ arma::Col<double> joint_likelihood::marginal(arma::Mat<double> const& data) {
 
 /// Adds the log density of the observed residuals of each unit given the effects there: their mean is V_eg
 /// inv(V_gg) g and their covariance matrix what this leaves of V_ee.
-void joint_likelihood::add_conditional(tier const& at, std::vector<arma::Col<double>> const& residuals,
+void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::Col<double>>& residuals,
                                        arma::Col<double>& out) const {
-  index const n = at.n_residuals, q = at.n_effects;
+  const index n = at.n_residuals, q = at.n_effects;
   arma::Mat<double> left = at.V.submat(0, 0, arma::size(n, n)), slopes(n, q, arma::fill::zeros);
-  arma::Mat<double> const shared = at.V.submat(0, n, arma::size(n, q));
+  const arma::Mat<double> shared = at.V.submat(0, n, arma::size(n, q));
   if (std::any_of(shared.begin(), shared.end(), [](double x) { return x != 0.0; })) {
     slopes = shared * inverse(at.V.submat(n, n, arma::size(q, q)));
     left -= slopes * shared.t();
   }
   std::vector<arma::Mat<double>> roots;
   std::vector<double> constants;
-  for (auto const& observed : at.patterns) {
-    arma::Col<index> const o(observed);
+  for (const auto& observed : at.patterns) {
+    const arma::Col<index> o(observed);
     roots.push_back(reverse_root(left.submat(o, o)));
     constants.push_back(static_cast<double>(o.n_elem) * log_2_pi +
                         scan::log_determinant(roots.back().memptr(), o.n_elem));
   }
   std::vector<double> e(n);
   for (index c = 0; c < at.n_units(); ++c) {
-    auto const& observed = at.patterns[at.pattern_of[c]];
+    const auto& observed = at.patterns[at.pattern_of[c]];
     for (std::size_t k = 0; k < observed.size(); ++k) {
       e[k] = residuals[at.parts[observed[k]].member](c);
       for (std::size_t p = n; p < at.parts.size(); ++p) {
-        arma::Mat<double> const& u = members_[at.parts[p].member]->u[at.parts[p].place - 1];
+        const arma::Mat<double>& u = members_[at.parts[p].member]->u[at.parts[p].place - 1];
         for (index j = 0; j < u.n_cols; ++j) e[k] -= slopes(observed[k], at.parts[p].first - n + j) * u(c, j);
       }
     }
@@ -252,11 +252,11 @@ void joint_likelihood::add_conditional(tier const& at, std::vector<arma::Col<dou
   }
 }
 
-arma::Col<double> joint_likelihood::conditional(arma::Mat<double> const& data) {
+arma::Col<double> joint_likelihood::conditional(const arma::Mat<double>& data) {
   std::vector<arma::Col<double>> residuals;
-  for (Regression const* member : members_) {
+  for (const Regression* member : members_) {
     residuals.push_back(member->fixed_residual(data));
-    std::vector<arma::Mat<double>> const designs = member->effect_designs(data);
+    const std::vector<arma::Mat<double>> designs = member->effect_designs(data);
     for (unsigned L = 0; L < member->n_levels; ++L)
       scan::subtract_effects(designs[L], member->u[L], *member->cluster.selectors[L],
                              residuals.back().memptr());
@@ -270,14 +270,14 @@ arma::Col<double> joint_likelihood::conditional(arma::Mat<double> const& data) {
   return out;
 }
 
-std::vector<std::size_t> first_tied(std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
+std::vector<std::size_t> first_tied(const std::vector<std::shared_ptr<estimator::Outcome>>& models) {
   std::vector<std::size_t> first(models.size());
   std::iota(first.begin(), first.end(), 0);
   std::map<arma::uword, std::size_t> holder;  // of each phantom's column
   for (std::size_t i = 0; i < models.size(); ++i) {
-    for (auto const& place : models[i]->phantoms) {
+    for (const auto& place : models[i]->phantoms) {
       for (arma::uword column : place) {
-        auto const [found, is_new] = holder.try_emplace(column, i);
+        const auto [found, is_new] = holder.try_emplace(column, i);
         std::size_t const a = first[i], b = first[found->second];
         if (!is_new) std::replace(first.begin(), first.end(), std::max(a, b), std::min(a, b));
       }
@@ -285,7 +285,7 @@ std::vector<std::size_t> first_tied(std::vector<std::shared_ptr<estimator::Outco
   }
   std::vector<bool> normal(models.size(), true);
   for (std::size_t i = 0; i < models.size(); ++i) {
-    auto const* equation = dynamic_cast<Regression const*>(models[i].get());
+    const auto* equation = dynamic_cast<const Regression*>(models[i].get());
     if (equation == nullptr || !equation->is_normal()) normal[first[i]] = false;
   }
   for (std::size_t i = 0; i < models.size(); ++i)

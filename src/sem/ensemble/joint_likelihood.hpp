@@ -26,17 +26,17 @@ class joint_likelihood {
  public:
   /// `members`: equations that are normal, in the order of their list. They and `working` must outlive the
   /// object.
-  joint_likelihood(std::vector<Regression const*> members, working_data const& working);
+  joint_likelihood(std::vector<const Regression*> members, const working_data& working);
 
   /// Some member has random effects; without them both densities are the same.
   bool has_effects() const { return n_effects_ > 0; }
   /// One value for each unit of the highest level, at the data and the parameters as they are.
   ///
   /// The effects given: at each unit the density of e_c given g_c.
-  arma::Col<double> conditional(arma::Mat<double> const& data);
+  arma::Col<double> conditional(const arma::Mat<double>& data);
   /// The effects integrated out. Throws numeric_error "chol(): decomposition failed" when a covariance matrix
   /// is not positive definite.
-  arma::Col<double> marginal(arma::Mat<double> const& data);
+  arma::Col<double> marginal(const arma::Mat<double>& data);
 
  private:
   /// Values of one member at the units of a level: its residual (place 0) or its effects (Regression::part).
@@ -75,16 +75,16 @@ class joint_likelihood {
     double constant = 0.0;
   };
 
-  tier make_tier(unsigned level, working_data const& working) const;
+  tier make_tier(unsigned level, const working_data& working) const;
   void find_patterns(tier& at, unsigned level) const;
   void stack_covariances(tier& at) const;
-  static factor factor_of(tier const& at, std::vector<arma::uword> const& observed);
-  void absorb(tier const& at, arma::uword unit, factor const& how, double const* below, double* above);
-  void whiten(tier const& at, arma::uword unit, factor const& how);
-  void add_conditional(tier const& at, std::vector<arma::Col<double>> const& residuals,
+  static factor factor_of(const tier& at, const std::vector<arma::uword>& observed);
+  void absorb(const tier& at, arma::uword unit, const factor& how, const double* below, double* above);
+  void whiten(const tier& at, arma::uword unit, const factor& how);
+  void add_conditional(const tier& at, const std::vector<arma::Col<double>>& residuals,
                        arma::Col<double>& out) const;
 
-  std::vector<Regression const*> members_;
+  std::vector<const Regression*> members_;
   std::vector<tier> tiers_;  ///< from the rows up
   arma::uword n_effects_ = 0;
   std::vector<arma::Col<double>> r_;               ///< y - Xb of each member
@@ -94,6 +94,6 @@ class joint_likelihood {
 
 /// For each of the models the first of those that phantoms tie it to, or itself; no ties beyond models that
 /// are normal equations: what holds a phantom together with another kind keeps its density given the scores.
-std::vector<std::size_t> first_tied(std::vector<std::shared_ptr<estimator::Outcome>> const& models);
+std::vector<std::size_t> first_tied(const std::vector<std::shared_ptr<estimator::Outcome>>& models);
 
 }  // namespace tovik::sem

@@ -15,23 +15,23 @@ namespace {
 
 using place = model::constraint_info::place;
 
-bool of_parameters_command(model::constraint_info const& info) {
+bool of_parameters_command(const model::constraint_info& info) {
   return info.kind == place::parameter || info.kind == place::computation;
 }
 
-bool has_place(planned_label const& label, place kind) {
+bool has_place(const planned_label& label, place kind) {
   return std::any_of(label.places.begin(), label.places.end(),
-                     [&](model::constraint_info const& info) { return info.kind == kind; });
+                     [&](const model::constraint_info& info) { return info.kind == kind; });
 }
 
 /// The computed parameters: what each reads, directly and through others.
 class computations {
  public:
-  explicit computations(ModelList const& list) {
+  explicit computations(const ModelList& list) {
     for (unsigned i = 0; i < list.size(); ++i) {
       if (list[i].kind() != model::kind::computation) continue;
       std::unordered_set<std::string> reads;
-      for (std::string const& name : model::expression_names(list[i].computation)) {
+      for (const std::string& name : model::expression_names(list[i].computation)) {
         const std::string key = to_lower(name);
         reads.insert(key);
         // What a computed parameter reads stands before it.
@@ -44,22 +44,22 @@ class computations {
     }
   }
 
-  int model_of(std::string const& key) const {
+  int model_of(const std::string& key) const {
     const auto found = index_.find(key);
     return found == index_.end() ? -1 : static_cast<int>(models_[found->second]);
   }
 
-  bool reads(std::string const& computed, std::string const& key) const {
+  bool reads(const std::string& computed, const std::string& key) const {
     return reads_[index_.at(computed)].count(key) > 0;
   }
-  std::unordered_set<std::string> const& all_reads(std::string const& computed) const {
+  const std::unordered_set<std::string>& all_reads(const std::string& computed) const {
     return reads_[index_.at(computed)];
   }
 
   /// The names in the order of their statements.
   std::vector<std::string> names() const {
     std::vector<std::string> out(reads_.size());
-    for (auto const& [name, position] : index_) out[position] = name;
+    for (const auto& [name, position] : index_) out[position] = name;
     return out;
   }
 
@@ -69,11 +69,11 @@ class computations {
   std::vector<unsigned> models_;
 };
 
-std::string statement_of(Model const& model) {
+std::string statement_of(const Model& model) {
   return model.name() + " = " + model.computation;
 }
 
-void check_variance(ModelList const& list, model::constraint_info const& info) {
+void check_variance(const ModelList& list, const model::constraint_info& info) {
   if (list.has_multi(list[info.model]) < 0) return;
   throw error(
       "ERROR: Cannot set variances to a computed parameter with multivariate models.\n"
@@ -82,8 +82,8 @@ void check_variance(ModelList const& list, model::constraint_info const& info) {
 }
 
 /// Where the label of a computed parameter may stand.
-void check_derived_places(ModelList const& list, planned_label const& label) {
-  for (model::constraint_info const& info : label.places) {
+void check_derived_places(const ModelList& list, const planned_label& label) {
+  for (const model::constraint_info& info : label.places) {
     switch (info.kind) {
       case place::correlation:
       case place::phantom:
@@ -103,32 +103,32 @@ void check_derived_places(ModelList const& list, planned_label const& label) {
 
 class planner {
  public:
-  explicit planner(ModelList const& list) : list_(list), computed_(list) {}
+  explicit planner(const ModelList& list) : list_(list), computed_(list) {}
 
   std::vector<planned_label> plan() {
     const auto table = list_.label_table();
-    for (model::parameter const& p : list_.constraints()) add(p.label(), table);
+    for (const model::parameter& p : list_.constraints()) add(p.label(), table);
     for (unsigned i = 0; i < list_.size(); ++i) {
       if (list_[i].kind() == model::kind::parameter) add_prior(i, table);
     }
-    for (std::string const& name : computed_.names()) add_unlabelled(name, table);
+    for (const std::string& name : computed_.names()) add_unlabelled(name, table);
     for (planned_label& label : out_) assign_role(label);
     for (planned_label& label : out_) find_followers(label);
-    for (planned_label const& label : out_) check(label);
+    for (const planned_label& label : out_) check(label);
     return std::move(out_);
   }
 
  private:
   using label_map = std::unordered_map<std::string, model::label_uses>;
 
-  void add(std::string const& name, label_map const& table) {
+  void add(const std::string& name, const label_map& table) {
     planned_label label;
     label.name = name;
     label.key = to_lower(name);
     const auto uses = table.find(label.key);
     if (uses != table.end()) {
       label.appearances = uses->second.appearances;
-      for (model::constraint_info const& info : uses->second.places) {
+      for (const model::constraint_info& info : uses->second.places) {
         if (!of_parameters_command(info)) label.places.push_back(info);
       }
     }
@@ -137,14 +137,14 @@ class planner {
     out_.push_back(std::move(label));
   }
 
-  void add_prior(unsigned model, label_map const& table) {
+  void add_prior(unsigned model, const label_map& table) {
     const std::string key = to_lower(list_[model].name());
     if (position_.count(key) == 0) add(list_[model].name(), table);
     out_[position_.at(key)].prior = static_cast<int>(model);
   }
 
   /// A computed parameter that stands inside a term alone carries no "@".
-  void add_unlabelled(std::string const& key, label_map const& table) {
+  void add_unlabelled(const std::string& key, const label_map& table) {
     if (position_.count(key) > 0) return;
     const int model = computed_.model_of(key);
     add(list_[static_cast<std::size_t>(model)].name(), table);
@@ -167,34 +167,34 @@ class planner {
 
   void find_followers(planned_label& label) const {
     if (label.role != label_role::drawn && label.role != label_role::correlation) return;
-    for (std::string const& name : computed_.names()) {
+    for (const std::string& name : computed_.names()) {
       if (!computed_.reads(name, label.key) || !moves_an_equation(name)) continue;
       label.followers.push_back(static_cast<unsigned>(computed_.model_of(name)));
     }
   }
 
   /// The computed parameter stands in an equation, or one that does depends on it.
-  bool moves_an_equation(std::string const& name) const {
-    return std::any_of(out_.begin(), out_.end(), [&](planned_label const& other) {
+  bool moves_an_equation(const std::string& name) const {
+    return std::any_of(out_.begin(), out_.end(), [&](const planned_label& other) {
       return other.role == label_role::derived && (other.key == name || computed_.reads(other.key, name));
     });
   }
 
-  void check(planned_label const& label) const {
+  void check(const planned_label& label) const {
     if (label.prior >= 0 && has_place(label, place::random))
       throw error("ERROR: Cannot specify random effect variance constraints.\n" +
                   ("       the parameter labeled '" + label.name) + "' was used\n       more than once.");
     if (label.role != label_role::derived) return;
     check_derived_places(list_, label);
-    for (std::string const& name : computed_.all_reads(label.key)) check_read(label, name);
+    for (const std::string& name : computed_.all_reads(label.key)) check_read(label, name);
   }
 
   /// What a computed label reads must be drawn with the likelihood of the computed label's places.
-  void check_read(planned_label const& label, std::string const& name) const {
+  void check_read(const planned_label& label, const std::string& name) const {
     if (computed_.model_of(name) >= 0) return;
     const auto found = position_.find(name);
     if (found != position_.end()) {
-      planned_label const& read = out_[found->second];
+      const planned_label& read = out_[found->second];
       if (read.role == label_role::drawn) return;
       if (read.role == label_role::correlation && has_place(read, place::phantom)) return;
     }
@@ -204,7 +204,7 @@ class planner {
                 statement_of(list_[static_cast<std::size_t>(label.computation)]) + "'");
   }
 
-  ModelList const& list_;
+  const ModelList& list_;
   computations computed_;
   std::unordered_map<std::string, std::size_t> position_;
   std::vector<planned_label> out_;
@@ -212,7 +212,7 @@ class planner {
 
 }  // namespace
 
-std::vector<planned_label> plan_labels(ModelList const& list) {
+std::vector<planned_label> plan_labels(const ModelList& list) {
   return planner(list).plan();
 }
 

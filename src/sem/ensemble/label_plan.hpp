@@ -42,6 +42,6 @@ struct planned_label {
 ///
 /// Throws tovik::error for a computed parameter that labels what cannot follow others (a random effect
 /// variance, a correlation, the variance of an outcome in a block) or that reads what its own label moves.
-std::vector<planned_label> plan_labels(ModelList const& list);
+std::vector<planned_label> plan_labels(const ModelList& list);
 
 }  // namespace tovik::sem

@@ -10,11 +10,11 @@
 #include "model/model_list.hpp"
 #include "random/densities.hpp"
 #include "sem/ensemble/label_plan.hpp"
-#include "sem/phantoms/phantom_links.hpp"
-#include "sem/wiring/proposals.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/phantoms/phantom.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+#include "sem/wiring/proposals.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -35,9 +35,10 @@ constexpr std::array<std::pair<const char*, parameter_type>, 5> variance_names =
     {".totalvar", parameter_type::total_var},
 }};
 
-/// Log density of the default prior of a residual variance, up to a constant; `unit`: the 1 of the first prior.
+/// Log density of the default prior of a residual variance, up to a constant; `unit`: the 1 of the first
+/// prior.
 constraint::term variance_prior(int code, double unit) {
-  return [code, unit](double const& v, arma::Mat<double> const&) {
+  return [code, unit](const double& v, const arma::Mat<double>&) {
     switch (code) {
       case 1:
         return v > 0.0 ? dinvgamma(v, 1.0, 0.5 * unit, true) : -INFINITY;
@@ -53,20 +54,20 @@ constraint::term variance_prior(int code, double unit) {
 
 class wiring {
  public:
-  explicit wiring(label_world const& world) : world_(world), plan_(plan_labels(world.list)) {}
+  explicit wiring(const label_world& world) : world_(world), plan_(plan_labels(world.list)) {}
 
   std::vector<drawn_label> wire() {
     bind_variances();
     for (unsigned i = 0; i < world_.models.size(); ++i) bind_computation(i);
-    for (planned_label const& label : plan_) {
+    for (const planned_label& label : plan_) {
       if (label.role == label_role::derived) place_derived(label);
     }
-    for (planned_label const& label : plan_) {
+    for (const planned_label& label : plan_) {
       if (label.role == label_role::handle) bind_handle(label);
       if (label.role == label_role::correlation) join_correlations(label);
       if (label.role == label_role::drawn) make_drawn(label);
     }
-    for (auto const& model : world_.models) model->connectDriven(world_.data);
+    for (const auto& model : world_.models) model->connectDriven(world_.data);
     start();
     return std::move(drawn_);
   }
@@ -74,12 +75,12 @@ class wiring {
  private:
   estimator::Outcome& model(unsigned i) const { return *world_.models.at(i); }
 
-  evaluate::value* cell(std::string const& key) const {
+  evaluate::value* cell(const std::string& key) const {
     const auto found = world_.cells.find(key);
     return found == world_.cells.end() ? nullptr : found->second.cell.get();
   }
 
-  void bind(std::string const& key, double* address) const {
+  void bind(const std::string& key, double* address) const {
     if (evaluate::value* c = cell(key)) c->set(address);
   }
 
@@ -87,9 +88,9 @@ class wiring {
     for (unsigned i = 0; i < world_.list.size(); ++i) {
       // The names may still be another model's.
       if (!model::shows_variances(world_.list[i].kind(), world_.list[i].link)) continue;
-      for (model::anyVariable const& outcome : world_.list[i].outcomes) {
+      for (const model::anyVariable& outcome : world_.list[i].outcomes) {
         if (outcome.variable == nullptr) continue;
-        for (auto const& [part, kind] : variance_names) {
+        for (const auto& [part, kind] : variance_names) {
           const std::string key = to_lower(outcome.fullname_noModifer() + part);
           if (cell(key) != nullptr) bind(key, model(i).constraint(kind, 0, 0)->ptr());
         }
@@ -105,11 +106,11 @@ class wiring {
   Computation& computation(unsigned i) const { return dynamic_cast<Computation&>(model(i)); }
 
   /// Level of random effects by the catalogue's number: the nearest above the outcome first.
-  unsigned effect_level(constraint_info const& info) const {
+  unsigned effect_level(const constraint_info& info) const {
     return static_cast<unsigned>(world_.list[info.model].levels - 1 - info.level);
   }
 
-  double* address(constraint_info const& info) const {
+  double* address(const constraint_info& info) const {
     estimator::Outcome& holder = model(info.model);
     switch (info.kind) {
       case place::fixed:
@@ -128,15 +129,15 @@ class wiring {
     throw error_debug("Could not find parameter name in map.");
   }
 
-  void bind_handle(planned_label const& label) const {
+  void bind_handle(const planned_label& label) const {
     if (!label.places.empty()) bind(label.key, address(label.places.front()));
   }
 
   /// The first phantom with the label draws it, for all others and for what else carries the label.
-  void join_correlations(planned_label const& label) {
+  void join_correlations(const planned_label& label) {
     Phantom* leader = nullptr;
     constraint others(label.name);
-    for (constraint_info const& info : label.places) {
+    for (const constraint_info& info : label.places) {
       if (info.kind != place::phantom) {
         if (info.kind != place::correlation) take(info, others);
         continue;
@@ -167,15 +168,15 @@ class wiring {
   /// towards 0, each as far as its prior lets it. Throws tovik::error where that does not do.
   void settle_correlations() const {
     // All values stand there before what follows from one of them is computed.
-    for (labelled_correlation const& c : correlations_) {
+    for (const labelled_correlation& c : correlations_) {
       c.leader->rho.value = c.start;
       for (double* link : c.leader->rho.links) *link = c.start;
     }
-    for (labelled_correlation const& c : correlations_) c.leader->addStarts({c.start});
+    for (const labelled_correlation& c : correlations_) c.leader->addStarts({c.start});
     constexpr int steps = 20;
     for (int step = 1; step <= steps; ++step) {
       if (phantoms_feasible(world_.models)) return;
-      for (labelled_correlation const& c : correlations_) {
+      for (const labelled_correlation& c : correlations_) {
         const double x = c.start * (1.0 - static_cast<double>(step) / steps);
         if (admits(*c.label, x)) c.leader->addStarts({x});
       }
@@ -185,16 +186,16 @@ class wiring {
 
   /// The likelihood of a model that reads the parameter inside a term.
   constraint::term model_term(unsigned i) const {
-    estimator::Outcome const* holder = &model(i);
+    const estimator::Outcome* holder = &model(i);
     // The same key as the model's own terms have.
     const void* source = holder->link != nullptr ? static_cast<const void*>(holder->link.get())
                                                  : holder->likelihoodFunc(likelihood_type::imputed).source();
     return {source,
-            [holder](double const&, arma::Mat<double> const& data) { return holder->logLiklihood(data); }};
+            [holder](const double&, const arma::Mat<double>& data) { return holder->logLiklihood(data); }};
   }
 
   /// Takes a place over into `to`; returns what one place tells of the proposal: 1 / variance.
-  double take(constraint_info const& info, constraint& to) const {
+  double take(const constraint_info& info, constraint& to) const {
     estimator::Outcome& holder = model(info.model);
     switch (info.kind) {
       case place::fixed: {
@@ -215,14 +216,14 @@ class wiring {
     }
   }
 
-  void place_derived(planned_label const& label) const {
+  void place_derived(const planned_label& label) const {
     if (label.places.empty()) return;
     Computation& node = computation(static_cast<unsigned>(label.computation));
     node.places = std::make_unique<constraint>(label.name);
-    for (constraint_info const& info : label.places) take(info, *node.places);
+    for (const constraint_info& info : label.places) take(info, *node.places);
   }
 
-  void make_drawn(planned_label const& label) {
+  void make_drawn(const planned_label& label) {
     drawn_label out;
     out.name = label.name;
     out.appearances = label.appearances;
@@ -232,7 +233,7 @@ class wiring {
     parameter.rng = &world_.rng;
     add_prior(label, parameter);
     double precision = 0.0;
-    for (constraint_info const& info : label.places) {
+    for (const constraint_info& info : label.places) {
       precision += take(info, parameter);
       if (info.kind != place::variance) out.searched = true;
     }
@@ -248,22 +249,23 @@ class wiring {
     planned_.push_back(&label);
   }
 
-  void add_prior(planned_label const& label, constraint& parameter) const {
+  void add_prior(const planned_label& label, constraint& parameter) const {
     if (label.prior >= 0) {
       parameter += *model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
     } else if (!label.places.empty() && label.places.front().kind == place::variance) {
-      parameter.likelihoods.push_back(variance_prior(world_.prior.resvar, model(label.places.front().model).residual_unit()));
+      parameter.likelihoods.push_back(
+          variance_prior(world_.prior.resvar, model(label.places.front().model).residual_unit()));
     }
   }
 
   void follow(Computation& node, constraint& parameter) const {
     parameter.refresh.emplace_back([&node] { node.update(); });
     if (node.places == nullptr) return;
-    for (constraint::term const& f : node.places->likelihoods) parameter.add_once(f);
+    for (const constraint::term& f : node.places->likelihoods) parameter.add_once(f);
   }
 
-  model::parameter const* written_at(constraint_info const& info, model::parameter& scratch) const {
-    Model const& equation = world_.list[info.model];
+  const model::parameter* written_at(const constraint_info& info, model::parameter& scratch) const {
+    const Model& equation = world_.list[info.model];
     if (info.kind == place::variance) return &equation.variance;
     if (info.kind != place::fixed) return nullptr;
     scratch = equation.fixedParameters().at(info.position);
@@ -271,23 +273,23 @@ class wiring {
   }
 
   /// Whether the drawn parameter can stand at x: its prior has a density there, and no variance is negative.
-  bool admits(planned_label const& label, double x) const {
-    for (constraint_info const& info : label.places) {
+  bool admits(const planned_label& label, double x) const {
+    for (const constraint_info& info : label.places) {
       if (info.kind == place::variance && !(x > 0.0)) return false;
     }
     if (label.prior < 0) return std::isfinite(x);
-    auto const& node = dynamic_cast<Parameter const&>(model(static_cast<unsigned>(label.prior)));
+    const auto& node = dynamic_cast<const Parameter&>(model(static_cast<unsigned>(label.prior)));
     return std::isfinite(node.prior(x, world_.data));
   }
 
   /// The user's start, else the middle of the prior, else the first place's own. A start of the user holds
   /// whatever the prior says of it.
-  double start_of(planned_label const& label) const {
+  double start_of(const planned_label& label) const {
     std::vector<double> candidates;
     if (label.prior >= 0) candidates.push_back(model(static_cast<unsigned>(label.prior)).betas()(0));
-    for (constraint_info const& info : label.places) {
+    for (const constraint_info& info : label.places) {
       model::parameter scratch;
-      model::parameter const* written = written_at(info, scratch);
+      const model::parameter* written = written_at(info, scratch);
       if (written == nullptr) continue;
       if (written->has_start()) return *address(info);
       candidates.push_back(*address(info));
@@ -297,7 +299,7 @@ class wiring {
     // At 0 a term like (x*k) is a column of zeros, which no regression can take.
     const bool in_term =
         std::any_of(label.places.begin(), label.places.end(),
-                    [](constraint_info const& info) { return info.kind == place::computed; });
+                    [](const constraint_info& info) { return info.kind == place::computed; });
     for (double x : candidates) {
       if (in_term && x == 0.0) x = admits(label, 0.1) ? 0.1 : -0.1;
       if (admits(label, x)) return x;
@@ -308,7 +310,7 @@ class wiring {
   void start() {
     // All starts are read before one is written: labels of one model do not see each other's.
     std::vector<double> starts;
-    for (planned_label const* label : planned_) starts.push_back(start_of(*label));
+    for (const planned_label* label : planned_) starts.push_back(start_of(*label));
     for (std::size_t k = 0; k < drawn_.size(); ++k) {
       drawn_[k].constraint->value = starts[k];
       for (double* link : drawn_[k].constraint->links) *link = starts[k];
@@ -317,7 +319,7 @@ class wiring {
     // With every label in place, what follows from them.
     for (Computation* node : computations_of(world_.models)) node->update();
     for (std::size_t k = 0; k < drawn_.size(); ++k) drawn_[k].constraint->write(starts[k]);
-    for (auto const& model : world_.models) {
+    for (const auto& model : world_.models) {
       if (auto* phantom = dynamic_cast<Phantom*>(model.get())) phantom->find_proposals(world_.data);
     }
     for (drawn_label& label : drawn_) {
@@ -327,13 +329,13 @@ class wiring {
     }
   }
 
-  label_world const& world_;
+  const label_world& world_;
   std::vector<planned_label> plan_;
   std::vector<drawn_label> drawn_;
-  std::vector<planned_label const*> planned_;  ///< of each drawn label
+  std::vector<const planned_label*> planned_;  ///< of each drawn label
   struct labelled_correlation {
     Phantom* leader;
-    planned_label const* label;
+    const planned_label* label;
     double start;
   };
   std::vector<labelled_correlation> correlations_;
@@ -341,13 +343,13 @@ class wiring {
 
 }  // namespace
 
-std::vector<drawn_label> wire_labels(label_world const& world) {
+std::vector<drawn_label> wire_labels(const label_world& world) {
   return wiring(world).wire();
 }
 
-std::vector<Computation*> computations_of(std::vector<std::shared_ptr<estimator::Outcome>> const& models) {
+std::vector<Computation*> computations_of(const std::vector<std::shared_ptr<estimator::Outcome>>& models) {
   std::vector<Computation*> out;
-  for (auto const& model : models) {
+  for (const auto& model : models) {
     if (auto* node = dynamic_cast<Computation*>(model.get())) out.push_back(node);
   }
   return out;

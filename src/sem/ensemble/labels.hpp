@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "model/parameter_info.hpp"
-#include "sem/wiring/outcome.hpp"
 #include "sem/outcomes/priors.hpp"
+#include "sem/wiring/outcome.hpp"
 
 namespace tovik {
 class ModelList;
@@ -22,10 +22,10 @@ class Computation;
 /// What the wiring of labels needs: the equations, the outcome model of each (in the same order), and the
 /// cells that the expressions of the chain read.
 struct label_world {
-  ModelList const& list;
-  std::vector<std::shared_ptr<estimator::Outcome>> const& models;
-  std::unordered_map<std::string, model::parameter_info> const& cells;
-  arma::Mat<double> const& data;
+  const ModelList& list;
+  const std::vector<std::shared_ptr<estimator::Outcome>>& models;
+  const std::unordered_map<std::string, model::parameter_info>& cells;
+  const arma::Mat<double>& data;
   Random& rng;
   priors prior;
 };
@@ -50,9 +50,9 @@ struct drawn_label {
 /// that of its first place: flat for a coefficient, the default prior for a residual variance.
 ///
 /// Throws tovik::error where labels are used in ways that cannot be sampled (see plan_labels).
-std::vector<drawn_label> wire_labels(label_world const& world);
+std::vector<drawn_label> wire_labels(const label_world& world);
 
 /// The computed parameters among the models, in the order of their statements.
-std::vector<Computation*> computations_of(std::vector<std::shared_ptr<estimator::Outcome>> const& models);
+std::vector<Computation*> computations_of(const std::vector<std::shared_ptr<estimator::Outcome>>& models);
 
 }  // namespace tovik::sem

@@ -10,12 +10,12 @@
 namespace tovik::sem {
 
 /// False for models that are no regression of data: free and computed parameters, log variances.
-bool has_likelihood(estimator::Outcome const& model);
+bool has_likelihood(const estimator::Outcome& model);
 
 /// The models other than `owner` whose log likelihood depends on the column of `owner`'s outcome: as a
 /// predictor, a covariate of random effects, or inside an expression.
-std::vector<estimator::Outcome const*> readers_of(
-    estimator::Outcome const& owner, std::vector<std::shared_ptr<estimator::Outcome>> const& models);
+std::vector<const estimator::Outcome*> readers_of(
+    const estimator::Outcome& owner, const std::vector<std::shared_ptr<estimator::Outcome>>& models);
 
 /// Columns that are written whenever the values in another column are.
 struct following_columns {
@@ -28,8 +28,8 @@ struct following_columns {
 /// reads gets none: its values are drawn from its own equation. Trees in the models are bound, cells of
 /// identifiers are in `data`. `following`: what is derived from the columns of outcomes; who reads that reads
 /// the outcome.
-void wire_likelihood_lists(std::vector<std::shared_ptr<estimator::Outcome>> const& models,
-                           level_units const& units, arma::Mat<double> const& data,
-                           std::vector<following_columns> const& following = {});
+void wire_likelihood_lists(const std::vector<std::shared_ptr<estimator::Outcome>>& models,
+                           const level_units& units, const arma::Mat<double>& data,
+                           const std::vector<following_columns>& following = {});
 
 }  // namespace tovik::sem

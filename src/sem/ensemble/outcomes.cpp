@@ -7,16 +7,16 @@
 
 #include "evaluate/value.hpp"
 #include "model/model_list.hpp"
+#include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/joint_likelihood.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
-#include "sem/phantoms/phantom_links.hpp"
-#include "sem/wiring/proposals.hpp"
 #include "sem/ensemble/random_effect_links.hpp"
-#include "sem/ensemble/written_columns.hpp"
-#include "sem/ensemble/factory.hpp"
-#include "sem/outcomes/computation.hpp"
-#include "sem/predictors/variable.hpp"
 #include "sem/ensemble/starts.hpp"
+#include "sem/ensemble/written_columns.hpp"
+#include "sem/outcomes/computation.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+#include "sem/predictors/variable.hpp"
+#include "sem/wiring/proposals.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
 
@@ -29,66 +29,66 @@ using predictor_models = std::vector<std::unique_ptr<Variable>>;
 
 /// The columns that `get` gives for each model, one below the other.
 template <class Get>
-arma::Col<double> join(std::vector<model_ptr> const& models, Get get) {
+arma::Col<double> join(const std::vector<model_ptr>& models, Get get) {
   if (models.size() == 1) return get(*models.front());
   std::vector<arma::Col<double>> parts;
   arma::uword n = 0;
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     parts.push_back(get(*model));
     n += parts.back().n_elem;
   }
   arma::Col<double> out(n);
   double* to = out.memptr();
-  for (arma::Col<double> const& part : parts) to = std::copy(part.begin(), part.end(), to);
+  for (const arma::Col<double>& part : parts) to = std::copy(part.begin(), part.end(), to);
   return out;
 }
 
 /// The matrices that `get` gives for each model, side by side.
 template <class Get>
-arma::Mat<double> join_columns(std::vector<model_ptr> const& models, arma::uword n_rows, Get get) {
+arma::Mat<double> join_columns(const std::vector<model_ptr>& models, arma::uword n_rows, Get get) {
   arma::Mat<double> out(n_rows, 0);
-  for (model_ptr const& model : models) out.insert_cols(out.n_cols, get(*model));
+  for (const model_ptr& model : models) out.insert_cols(out.n_cols, get(*model));
   return out;
 }
 
 /// The copies of outcomes that their means-only models centre.
-std::vector<following_columns> centered_copies(predictor_models const& predictors) {
+std::vector<following_columns> centered_copies(const predictor_models& predictors) {
   std::vector<following_columns> out;
-  for (auto const& v : predictors) {
+  for (const auto& v : predictors) {
     if (v->means_only() && !v->value_columns().is_empty())
       out.push_back({v->variable().column, v->value_columns()});
   }
   return out;
 }
 
-bool is_equation(Model const& model) {
+bool is_equation(const Model& model) {
   return model::is_equation(model.kind());
 }
 
 /// The identifiers of the clusters above the outcome, the nearest level first.
-std::vector<std::string> level_names(Model const& model) {
+std::vector<std::string> level_names(const Model& model) {
   std::vector<std::string> out;
   for (int level = model.levels - 1; level >= 0; --level) {
-    for (auto const& cluster : model.clusters)
+    for (const auto& cluster : model.clusters)
       if (cluster->level == static_cast<unsigned>(level)) out.push_back(cluster->name);
   }
   return out;
 }
 
-std::vector<std::string> coefficient_names(Model const& model) {
+std::vector<std::string> coefficient_names(const Model& model) {
   std::vector<std::string> out;
-  for (model::row const& row : model.rows())
+  for (const model::row& row : model.rows())
     if (row.section == model::row_section::fixed) out.push_back(row.label);
   return out;
 }
 
-bool writes(Model const& model, unsigned column) {
+bool writes(const Model& model, unsigned column) {
   const std::vector<unsigned> own = model.yind();
   return std::find(own.begin(), own.end(), column) != own.end();
 }
 
 /// Two models of one outcome would both write its missing values.
-void check_one_writer(ModelList const& list, working_data const& working, arma::Mat<double> const& data) {
+void check_one_writer(const ModelList& list, const working_data& working, const arma::Mat<double>& data) {
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i])) continue;
     for (std::size_t j = i + 1; j < list.size(); ++j) {
@@ -104,8 +104,8 @@ void check_one_writer(ModelList const& list, working_data const& working, arma::
 
 }  // namespace
 
-Outcomes::Outcomes(working_data const& working, predictor_models const& predictors, ModelList const& list,
-                   arma::Mat<double>& data, std::shared_ptr<Random> const& rng, priors const& prior)
+Outcomes::Outcomes(const working_data& working, const predictor_models& predictors, const ModelList& list,
+                   arma::Mat<double>& data, const std::shared_ptr<Random>& rng, const priors& prior)
     : working_(working), rng_(rng) {
   check_one_writer(list, working_, data);
   cells_ = list.generate_map();
@@ -125,8 +125,8 @@ Outcomes::Outcomes(working_data const& working, predictor_models const& predicto
 
 Outcomes::~Outcomes() = default;
 
-void Outcomes::build_models(ModelList const& list, predictor_models const& predictors,
-                            arma::Mat<double> const& data, priors const& prior) {
+void Outcomes::build_models(const ModelList& list, const predictor_models& predictors,
+                            const arma::Mat<double>& data, const priors& prior) {
   outcome_context context;
   context.estimator = this;
   context.working = &working_;
@@ -135,10 +135,10 @@ void Outcomes::build_models(ModelList const& list, predictor_models const& predi
   context.cells = &cells_;
   context.mutable_columns = written_columns(list, data);
   mark_written(predictors, context.mutable_columns);
-  for (Model const& model : list) models.push_back(make_outcome(model, context));
+  for (const Model& model : list) models.push_back(make_outcome(model, context));
 }
 
-void Outcomes::tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior) {
+void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior) {
   computations_ = computations_of(models);
   for (drawn_label& label : wire_labels({list, models, cells_, data, *rng_, prior})) {
     constraint_map[label.constraint->name] = {label.name, label.appearances, false};
@@ -146,19 +146,19 @@ void Outcomes::tie_labels(ModelList const& list, arma::Mat<double> const& data, 
   }
 }
 
-void Outcomes::bind_definitions(ModelList const& list) {
+void Outcomes::bind_definitions(const ModelList& list) {
   for (auto& [name, tree] : list.get_evaluates()) {
-    for (auto const& [key, info] : cells_) tree->register_var(info.cell.get(), info.slot);
+    for (const auto& [key, info] : cells_) tree->register_var(info.cell.get(), info.slot);
     if (tree->has_unbound_var()) throw error_debug("Could not find parameter name in map.");
     definitions_.push_back(std::move(tree));
   }
 }
 
 /// All starts come from the observed values, so they are computed before any missing cell is filled.
-void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data, priors const& prior) {
+void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const priors& prior) {
   std::vector<arma::Col<double>> starts;
   std::vector<std::vector<outcome_moments>> moments;
-  for (Model const& model : list) {
+  for (const Model& model : list) {
     if (!is_equation(model) || is_phantom(model)) {
       starts.emplace_back(is_phantom(model) ? 1 : 0, arma::fill::zeros);
       moments.emplace_back();
@@ -187,9 +187,9 @@ void Outcomes::set_starts(ModelList const& list, arma::Mat<double>& data, priors
 }
 
 /// Everything downstream finds a value by the position of its name.
-void Outcomes::check_rows(ModelList const& list, arma::Mat<double> const& data) const {
+void Outcomes::check_rows(const ModelList& list, const arma::Mat<double>& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
-    Model const& model = list[i];
+    const Model& model = list[i];
     const std::size_t names = model.n_rows();
     const std::size_t values = models[i]->params(data).n_elem;
     if (names == values) continue;
@@ -198,7 +198,7 @@ void Outcomes::check_rows(ModelList const& list, arma::Mat<double> const& data) 
   }
 }
 
-void Outcomes::check_propriety(ModelList const& list, arma::Mat<double> const& data) const {
+void Outcomes::check_propriety(const ModelList& list, const arma::Mat<double>& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i]) || is_phantom(list[i])) continue;
     const estimator::Outcome::equation_names names = {list[i].name(), level_names(list[i]),
@@ -209,29 +209,29 @@ void Outcomes::check_propriety(ModelList const& list, arma::Mat<double> const& d
 }
 
 void Outcomes::draw(arma::Mat<double>& data) {
-  const auto drawn_first = [](estimator::Outcome const& model) {
+  const auto drawn_first = [](const estimator::Outcome& model) {
     return optimize_draws && data::isLatent(model.type);
   };
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     if (drawn_first(*model)) model->draw(data);
   }
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     if (!drawn_first(*model)) model->draw(data);
   }
-  for (auto const& constraint : constraints) constraint->draw(data);
+  for (const auto& constraint : constraints) constraint->draw(data);
   // Models took their shares before the shared parameters moved: one report must not mix two states.
   if (!constraints.empty()) {
-    for (model_ptr const& model : models) model->refreshShares(data);
+    for (const model_ptr& model : models) model->refreshShares(data);
   }
   for (Computation* node : computations_) node->update();
 }
 
 void Outcomes::tune() {
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     model->tune();
     model->connectDriven(working_.data);  // imputed values have moved since
   }
-  for (auto const& constraint : constraints) {
+  for (const auto& constraint : constraints) {
     if (constraint->links.empty()) continue;
     const double rate = constraint->tune.rate();
     adapt_proposal(*constraint, working_.data);
@@ -242,14 +242,14 @@ void Outcomes::tune() {
 }
 
 void Outcomes::tune_check() {
-  for (model_ptr const& model : models) model->tuneResults().check();
-  for (auto const& constraint : constraints) estimator::tune_results{constraint->tune}.check();
+  for (const model_ptr& model : models) model->tuneResults().check();
+  for (const auto& constraint : constraints) estimator::tune_results{constraint->tune}.check();
 }
 
 std::vector<estimator::tune_results> Outcomes::acceptance() const {
   std::vector<estimator::tune_results> out;
-  for (model_ptr const& model : models) out.push_back(model->tuneResults());
-  for (auto const& constraint : constraints) {
+  for (const model_ptr& model : models) out.push_back(model->tuneResults());
+  for (const auto& constraint : constraints) {
     const auto record = constraint_map.find(constraint->name);
     if (record == constraint_map.end()) throw error_debug("Cannot find Parameter.");
     if (record->second.derived) continue;
@@ -260,14 +260,14 @@ std::vector<estimator::tune_results> Outcomes::acceptance() const {
 }
 
 arma::Col<double> Outcomes::params() const {
-  return join(models, [](estimator::Outcome const& model) { return model.params(); });
+  return join(models, [](const estimator::Outcome& model) { return model.params(); });
 }
 
-arma::Col<double> Outcomes::params(arma::Mat<double> const& data) const {
-  return join(models, [&](estimator::Outcome const& model) { return model.params(data); });
+arma::Col<double> Outcomes::params(const arma::Mat<double>& data) const {
+  return join(models, [&](const estimator::Outcome& model) { return model.params(data); });
 }
 
-arma::Col<double> Outcomes::params(unsigned const& model) const {
+arma::Col<double> Outcomes::params(const unsigned& model) const {
   return models.at(model)->params();
 }
 
@@ -279,23 +279,23 @@ arma::Col<double> Outcomes::computations() const {
 
 arma::uword Outcomes::n_params() const {
   arma::uword n = 0;
-  for (model_ptr const& model : models) n += model->params().n_elem;
+  for (const model_ptr& model : models) n += model->params().n_elem;
   return n;
 }
 
-arma::uword Outcomes::n_params(arma::Mat<double> const& data) const {
+arma::uword Outcomes::n_params(const arma::Mat<double>& data) const {
   arma::uword n = 0;
-  for (model_ptr const& model : models) n += model->params(data).n_elem;
+  for (const model_ptr& model : models) n += model->params(data).n_elem;
   return n;
 }
 
-arma::uword Outcomes::n_params(unsigned const& model) const {
+arma::uword Outcomes::n_params(const unsigned& model) const {
   return models.at(model)->params().n_elem;
 }
 
 arma::uword Outcomes::n_estimated() const {
   arma::uword n = constraints.size();
-  for (model_ptr const& model : models) n += model->n_estimated();
+  for (const model_ptr& model : models) n += model->n_estimated();
   return n;
 }
 
@@ -309,17 +309,17 @@ arma::uword Outcomes::n_defines() const {
   return definitions_.size();
 }
 
-void Outcomes::categorize_nominal(arma::Mat<double>& raw, arma::Mat<double> const& data) const {
-  for (model_ptr const& model : models) model->categorize(raw, data);
+void Outcomes::categorize_nominal(arma::Mat<double>& raw, const arma::Mat<double>& data) const {
+  for (const model_ptr& model : models) model->categorize(raw, data);
 }
 
-arma::Mat<double> const& Outcomes::betas(unsigned const& model) const {
+const arma::Mat<double>& Outcomes::betas(const unsigned& model) const {
   return models.at(model)->betas();
 }
 
 std::vector<double> Outcomes::getMissingPercents() const {
   std::vector<double> out;
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     for (double share : model->getMissingPercents()) out.push_back(100.0 * share);
   }
   return out;
@@ -327,32 +327,32 @@ std::vector<double> Outcomes::getMissingPercents() const {
 
 arma::Col<arma::uword> Outcomes::indicators() const {
   arma::Col<arma::uword> out;
-  for (model_ptr const& model : models) out = arma::join_cols(out, model->published());
+  for (const model_ptr& model : models) out = arma::join_cols(out, model->published());
   return out;
 }
 
-arma::Mat<double> Outcomes::latent(arma::Mat<double> const& data) const {
+arma::Mat<double> Outcomes::latent(const arma::Mat<double>& data) const {
   return join_columns(models, data.n_rows,
-                      [&](estimator::Outcome const& model) { return model.latent(data); });
+                      [&](const estimator::Outcome& model) { return model.latent(data); });
 }
 
-arma::Mat<double> Outcomes::residual(arma::Mat<double> const& data) const {
+arma::Mat<double> Outcomes::residual(const arma::Mat<double>& data) const {
   return join_columns(models, data.n_rows,
-                      [&](estimator::Outcome const& model) { return model.residual(data); });
+                      [&](const estimator::Outcome& model) { return model.residual(data); });
 }
 
-arma::Mat<double> Outcomes::predicted(arma::Mat<double> const& data) const {
+arma::Mat<double> Outcomes::predicted(const arma::Mat<double>& data) const {
   return join_columns(models, data.n_rows,
-                      [&](estimator::Outcome const& model) { return model.predicted(data); });
+                      [&](const estimator::Outcome& model) { return model.predicted(data); });
 }
 
-arma::Mat<double> Outcomes::defines(arma::Mat<double> const& data) const {
+arma::Mat<double> Outcomes::defines(const arma::Mat<double>& data) const {
   arma::Mat<double> out(data.n_rows, definitions_.size());
   for (std::size_t k = 0; k < definitions_.size(); ++k) out.col(k) = definitions_[k]->eval(data);
   return out;
 }
 
-arma::Col<double> Outcomes::correlations(arma::Mat<double> const& data) const {
+arma::Col<double> Outcomes::correlations(const arma::Mat<double>& data) const {
   return residual_correlations_.values(data);
 }
 
@@ -363,7 +363,7 @@ void Outcomes::linkVariables(
 
 std::vector<arma::uword> Outcomes::imputed_columns() const {
   std::vector<arma::uword> out;
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     if (model->missing) out.insert(out.end(), model->y.begin(), model->y.end());
   }
   return out;

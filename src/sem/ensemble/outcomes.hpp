@@ -10,10 +10,10 @@
 #include "model/parameter_info.hpp"
 #include "sem/ensemble/labels.hpp"
 #include "sem/ensemble/residual_correlations.hpp"
-#include "sem/wiring/estimator.hpp"
-#include "sem/wiring/outcome.hpp"
 #include "sem/outcomes/priors.hpp"
 #include "sem/wiring/covariate_link.hpp"
+#include "sem/wiring/estimator.hpp"
+#include "sem/wiring/outcome.hpp"
 
 namespace tovik {
 class ModelList;
@@ -37,12 +37,12 @@ class Outcomes : public virtual Estimator {
   /// parameters together. Throws tovik::error for an equation that cannot be sampled, tovik::error_debug when
   /// a model's rows and the names of its rows disagree in number. `working`, whose matrix `data` is, and the
   /// models of the predictors must outlive the object.
-  Outcomes(working_data const& working, std::vector<std::unique_ptr<Variable>> const& predictors,
-           ModelList const& models, arma::Mat<double>& data, std::shared_ptr<Random> const& rng,
-           priors const& prior);
+  Outcomes(const working_data& working, const std::vector<std::unique_ptr<Variable>>& predictors,
+           const ModelList& models, arma::Mat<double>& data, const std::shared_ptr<Random>& rng,
+           const priors& prior);
   ~Outcomes() override;
-  Outcomes(Outcomes const&) = delete;
-  Outcomes& operator=(Outcomes const&) = delete;
+  Outcomes(const Outcomes&) = delete;
+  Outcomes& operator=(const Outcomes&) = delete;
 
   /// Latent variables first (with optimize_draws), the other models in list order, then shared parameters;
   /// then what follows from all of these: variance shares and computed parameters.
@@ -53,47 +53,47 @@ class Outcomes : public virtual Estimator {
   void tune_check() override;
 
   arma::Col<double> params() const override;
-  arma::Col<double> params(arma::Mat<double> const& data) const override;
-  arma::Col<double> params(unsigned const& model) const override;
+  arma::Col<double> params(const arma::Mat<double>& data) const override;
+  arma::Col<double> params(const unsigned& model) const override;
   arma::Col<double> computations() const override;
 
   arma::uword n_outcomes() const { return models.size(); }
-  estimator::Outcome const& outcome(unsigned model) const { return *models.at(model); }
+  const estimator::Outcome& outcome(unsigned model) const { return *models.at(model); }
   estimator::Outcome& outcome(unsigned model) { return *models.at(model); }
   arma::uword n_params() const override;
   /// Parameters that are drawn, shared ones counted once.
   arma::uword n_estimated() const override;
-  arma::uword n_params(arma::Mat<double> const& data) const override;
-  arma::uword n_params(unsigned const& model) const override;
+  arma::uword n_params(const arma::Mat<double>& data) const override;
+  arma::uword n_params(const unsigned& model) const override;
   arma::uword n_computations() const override;
   arma::uword n_correlations() const override;
   arma::uword n_defines() const override;
 
-  void categorize_nominal(arma::Mat<double>& raw, arma::Mat<double> const& data) const override;
+  void categorize_nominal(arma::Mat<double>& raw, const arma::Mat<double>& data) const override;
 
   /// One value per unit of `level`, which counts from 0 for rows: the sum over the models at or below it that
   /// have a likelihood.
-  arma::Col<double> logLiklihood(arma::Mat<double> const& data, int level) const override;
-  double logLiklihood(arma::Mat<double> const& data) const override;
-  arma::Col<double> computeLL(arma::Mat<double> const& data, int level) const override;
-  double computeLL(arma::Mat<double> const& data) const override;
+  arma::Col<double> logLiklihood(const arma::Mat<double>& data, int level) const override;
+  double logLiklihood(const arma::Mat<double>& data) const override;
+  arma::Col<double> computeLL(const arma::Mat<double>& data, int level) const override;
+  double computeLL(const arma::Mat<double>& data) const override;
 
   Random* rng() const override { return rng_.get(); }
   std::vector<estimator::tune_results> acceptance() const override;
-  arma::Mat<double> const& betas(unsigned const& model) const override;
+  const arma::Mat<double>& betas(const unsigned& model) const override;
   std::vector<double> getMissingPercents() const override;
   arma::Col<arma::uword> indicators() const override;
 
-  arma::Mat<double> latent(arma::Mat<double> const& data) const override;
-  arma::Mat<double> residual(arma::Mat<double> const& data) const override;
-  arma::Mat<double> predicted(arma::Mat<double> const& data) const override;
-  arma::Mat<double> defines(arma::Mat<double> const& data) const override;
-  arma::Col<double> correlations(arma::Mat<double> const& data) const override;
+  arma::Mat<double> latent(const arma::Mat<double>& data) const override;
+  arma::Mat<double> residual(const arma::Mat<double>& data) const override;
+  arma::Mat<double> predicted(const arma::Mat<double>& data) const override;
+  arma::Mat<double> defines(const arma::Mat<double>& data) const override;
+  arma::Col<double> correlations(const arma::Mat<double>& data) const override;
 
-  /// Of the observed cells alone; see observed_logLiklihood. Equations that phantoms tie together have one joint
-  /// density, which stands in the slice of the first; the others' and those of the phantoms are 0. A marginal
-  /// likelihood that cannot be computed is NaN for all units of its model.
-  arma::Cube<double> likelihood(arma::Mat<double> const& data) const override;
+  /// Of the observed cells alone; see observed_logLiklihood. Equations that phantoms tie together have one
+  /// joint density, which stands in the slice of the first; the others' and those of the phantoms are 0. A
+  /// marginal likelihood that cannot be computed is NaN for all units of its model.
+  arma::Cube<double> likelihood(const arma::Mat<double>& data) const override;
   /// How many cells of the outcomes were not observed.
   arma::uword n_unobserved() const;
 
@@ -111,19 +111,19 @@ class Outcomes : public virtual Estimator {
     bool derived = false;  ///< a computed parameter: it follows others and is not drawn
   };
 
-  void build_models(ModelList const& list, std::vector<std::unique_ptr<Variable>> const& predictors,
-                    arma::Mat<double> const& data, priors const& prior);
-  void set_starts(ModelList const& list, arma::Mat<double>& data, priors const& prior);
-  void tie_labels(ModelList const& list, arma::Mat<double> const& data, priors const& prior);
-  void bind_definitions(ModelList const& list);
-  void check_rows(ModelList const& list, arma::Mat<double> const& data) const;
-  void check_propriety(ModelList const& list, arma::Mat<double> const& data) const;
+  void build_models(const ModelList& list, const std::vector<std::unique_ptr<Variable>>& predictors,
+                    const arma::Mat<double>& data, const priors& prior);
+  void set_starts(const ModelList& list, arma::Mat<double>& data, const priors& prior);
+  void tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior);
+  void bind_definitions(const ModelList& list);
+  void check_rows(const ModelList& list, const arma::Mat<double>& data) const;
+  void check_propriety(const ModelList& list, const arma::Mat<double>& data) const;
   void tie_likelihoods();
-  void fill_slice(arma::Mat<double>& out, arma::Mat<double> const& data, std::size_t model) const;
+  void fill_slice(arma::Mat<double>& out, const arma::Mat<double>& data, std::size_t model) const;
 
   // First, so that it is destroyed last: trees in the models read the cells of the map.
   std::unordered_map<std::string, model::parameter_info> cells_;
-  working_data const& working_;
+  const working_data& working_;
   std::shared_ptr<Random> rng_;
   std::vector<std::shared_ptr<estimator::Outcome>> models;
   residual_correlations residual_correlations_;

@@ -15,7 +15,7 @@ namespace {
 
 using model_ptr = std::shared_ptr<estimator::Outcome>;
 
-bool has_random_effects(estimator::Outcome const& model) {
+bool has_random_effects(const estimator::Outcome& model) {
   for (unsigned L = 0; L < model.n_levels; ++L) {
     if (model.n_random(L) > 0) return true;
   }
@@ -24,28 +24,28 @@ bool has_random_effects(estimator::Outcome const& model) {
 
 }  // namespace
 
-arma::Col<double> Outcomes::logLiklihood(arma::Mat<double> const& data, int level) const {
+arma::Col<double> Outcomes::logLiklihood(const arma::Mat<double>& data, int level) const {
   arma::Col<double> out(working_.n_units(static_cast<unsigned>(level)), arma::fill::zeros);
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     if (!has_likelihood(*model) || static_cast<int>(model->level) > level) continue;
     out += model->logLiklihood(data, level);
   }
   return out;
 }
 
-double Outcomes::logLiklihood(arma::Mat<double> const& data) const {
+double Outcomes::logLiklihood(const arma::Mat<double>& data) const {
   double sum = 0.0;
-  for (model_ptr const& model : models) {
+  for (const model_ptr& model : models) {
     if (has_likelihood(*model)) sum += model->logLiklihood(data);
   }
   return sum;
 }
 
-arma::Col<double> Outcomes::computeLL(arma::Mat<double> const& data, int level) const {
+arma::Col<double> Outcomes::computeLL(const arma::Mat<double>& data, int level) const {
   return logLiklihood(data, level);
 }
 
-double Outcomes::computeLL(arma::Mat<double> const& data) const {
+double Outcomes::computeLL(const arma::Mat<double>& data) const {
   return logLiklihood(data);
 }
 
@@ -54,20 +54,20 @@ void Outcomes::tie_likelihoods() {
   joint_.resize(models.size());
   for (std::size_t i = 0; i < models.size(); ++i) {
     if (std::count(tied_.begin(), tied_.end(), i) < 2) continue;
-    std::vector<Regression const*> members;
+    std::vector<const Regression*> members;
     for (std::size_t j = 0; j < models.size(); ++j)
-      if (tied_[j] == i) members.push_back(dynamic_cast<Regression const*>(models[j].get()));
+      if (tied_[j] == i) members.push_back(dynamic_cast<const Regression*>(models[j].get()));
     joint_[i] = std::make_unique<joint_likelihood>(std::move(members), working_);
   }
 }
 
 /// `out`: marginal, conditional.
-void Outcomes::fill_slice(arma::Mat<double>& out, arma::Mat<double> const& data, std::size_t model) const {
+void Outcomes::fill_slice(arma::Mat<double>& out, const arma::Mat<double>& data, std::size_t model) const {
   if (tied_[model] != model) {
     out.zeros();
     return;
   }
-  estimator::Outcome const& own = *models[model];
+  const estimator::Outcome& own = *models[model];
   joint_likelihood* const joint = joint_[model].get();
   const int top = static_cast<int>(working_.n_levels()) - 1;
   out.col(1) = joint != nullptr ? joint->conditional(data) : own.observed_logLiklihood(data, top);
@@ -78,16 +78,16 @@ void Outcomes::fill_slice(arma::Mat<double>& out, arma::Mat<double> const& data,
   }
   try {
     out.col(0) = joint != nullptr ? joint->marginal(data) : own.observed_marginal_logLiklihood(data);
-  } catch (numeric_error const&) {
+  } catch (const numeric_error&) {
     // A covariance matrix on the edge of positive definiteness: the fit statistics leave the marginal block
     // out, the run goes on.
     out.col(0).fill(arma::datum::nan);
   }
 }
 
-arma::Cube<double> Outcomes::likelihood(arma::Mat<double> const& data) const {
+arma::Cube<double> Outcomes::likelihood(const arma::Mat<double>& data) const {
   const auto counted = std::count_if(models.begin(), models.end(),
-                                     [](model_ptr const& model) { return has_likelihood(*model); });
+                                     [](const model_ptr& model) { return has_likelihood(*model); });
   const arma::uword n_models = static_cast<arma::uword>(counted);
   arma::Cube<double> out(working_.n_units(working_.n_levels() - 1), 2, n_models + 1);
   out.slice(n_models).zeros();
@@ -103,7 +103,7 @@ arma::Cube<double> Outcomes::likelihood(arma::Mat<double> const& data) const {
 
 arma::uword Outcomes::n_unobserved() const {
   arma::uword out = 0;
-  for (model_ptr const& model : models) out += model->n_unobserved();
+  for (const model_ptr& model : models) out += model->n_unobserved();
   return out;
 }
 

@@ -9,19 +9,19 @@ namespace tovik::sem {
 namespace {
 
 /// Saved data carry the names of the data file; those of the report may be cut.
-std::string full_name(Model const& model) {
+std::string full_name(const Model& model) {
   std::vector<std::string> names;
-  for (model::anyVariable const& outcome : model.outcomes) names.push_back(outcome.fullname_noModifer());
+  for (const model::anyVariable& outcome : model.outcomes) names.push_back(outcome.fullname_noModifer());
   return join(names, " ");
 }
 
 /// The full name behind the shown name of an effect; effects of computed terms keep theirs.
-std::string full_effect(Model const& model, std::string const& effect) {
-  for (model::anyVariable const& term : model.random) {
+std::string full_effect(const Model& model, const std::string& effect) {
+  for (const model::anyVariable& term : model.random) {
     if (term.is_intercept()) continue;
-    std::vector<data::variable const*> shown{term.variable.get()};
-    for (auto const& code : term.variable->dummies) shown.push_back(code.get());
-    for (data::variable const* v : shown) {
+    std::vector<const data::variable*> shown{term.variable.get()};
+    for (const auto& code : term.variable->dummies) shown.push_back(code.get());
+    for (const data::variable* v : shown) {
       if (effect.rfind(v->name, 0) != 0) continue;
       const std::string ending = effect.substr(v->name.size());
       if (ending.empty() || ending == ".mean" || ending == ".latent" || ending == ".missing") {
@@ -34,25 +34,25 @@ std::string full_effect(Model const& model, std::string const& effect) {
 
 }  // namespace
 
-std::vector<std::string> latent_names(Model const& model) {
+std::vector<std::string> latent_names(const Model& model) {
   std::vector<std::string> out;
   for (int level = model.levels - 1; level >= 0; --level) {
     std::string id;
-    for (auto const& cluster : model.clusters) {
+    for (const auto& cluster : model.clusters) {
       if (model.levels > 1 && cluster->level == static_cast<unsigned>(level)) id = "$" + cluster->fullName;
     }
-    for (std::string const& effect : model.reName(level)) {
+    for (const std::string& effect : model.reName(level)) {
       out.push_back(full_name(model) + "$" + full_effect(model, effect) + id);
     }
   }
   return out;
 }
 
-std::vector<std::string> residual_names(Model const& model) {
+std::vector<std::string> residual_names(const Model& model) {
   return {full_name(model) + ".residual"};
 }
 
-std::vector<std::string> predicted_names(Model const& model) {
+std::vector<std::string> predicted_names(const Model& model) {
   return {full_name(model) + ".predicted"};
 }
 

@@ -15,18 +15,18 @@ using step = predictor_step;
 constexpr int grand_centered = 0;
 constexpr int group_centered = 1;
 
-void append(arma::Col<arma::uword>& to, arma::Col<arma::uword> const& more) {
+void append(arma::Col<arma::uword>& to, const arma::Col<arma::uword>& more) {
   to = arma::join_cols(to, more);
 }
 
 /// Distances above the own level at which the variable has a latent mean, rising.
-std::vector<unsigned> mean_distances(Variable const& v) {
+std::vector<unsigned> mean_distances(const Variable& v) {
   std::vector<unsigned> out;
   for (unsigned q = 1; q <= v.chain().n_above(); ++q) out.push_back(v.chain().level(q) - v.level);
   return out;
 }
 
-arma::Col<arma::uword> moved_by_mean(Variable const& v, unsigned d) {
+arma::Col<arma::uword> moved_by_mean(const Variable& v, unsigned d) {
   arma::Col<arma::uword> out = v.mean_columns(d);
   const unsigned q = v.chain().place(d);
   if (q == 1 && v.mode == group_centered) append(out, v.value_columns());
@@ -35,7 +35,7 @@ arma::Col<arma::uword> moved_by_mean(Variable const& v, unsigned d) {
   return out;
 }
 
-arma::Col<arma::uword> moved_by_grand_mean(Variable const& v) {
+arma::Col<arma::uword> moved_by_grand_mean(const Variable& v) {
   arma::Col<arma::uword> out;
   if (v.mode == grand_centered) append(out, v.value_columns());
   if (v.variable().centeredMeans() != data::center::grand) return out;
@@ -44,7 +44,7 @@ arma::Col<arma::uword> moved_by_grand_mean(Variable const& v) {
 }
 
 /// The intercepts of equations that read some of the columns as plain predictors.
-std::vector<estimator::moving_intercept> intercepts_over(arma::Col<arma::uword> const& columns,
+std::vector<estimator::moving_intercept> intercepts_over(const arma::Col<arma::uword>& columns,
                                                          Outcomes& outcomes) {
   std::vector<estimator::moving_intercept> out;
   for (unsigned i = 0; i < outcomes.n_outcomes(); ++i) {
@@ -59,12 +59,12 @@ std::vector<estimator::moving_intercept> intercepts_over(arma::Col<arma::uword> 
 }
 
 void wire_step(Variable& v, step what, unsigned d, unsigned level, Outcomes& outcomes,
-               level_units const& units, arma::Mat<double> const& data) {
+               const level_units& units, const arma::Mat<double>& data) {
   const arma::Col<arma::uword> columns = moved_columns(v, what, d);
   const auto readers = readers_of(columns, outcomes);
   if (readers.empty()) return;
   auto list = std::make_unique<estimator::likelihood>();
-  for (estimator::Outcome const* reader : readers)
+  for (const estimator::Outcome* reader : readers)
     list->add_once(reader->likelihoodFunc(likelihood_type::imputed));
   // A grand mean is one step whatever its readers tie together.
   if (what == step::grand_mean)
@@ -76,11 +76,11 @@ void wire_step(Variable& v, step what, unsigned d, unsigned level, Outcomes& out
 
 }  // namespace
 
-std::vector<estimator::Outcome const*> readers_of(arma::Col<arma::uword> const& columns,
-                                                  Outcomes const& outcomes) {
-  std::vector<estimator::Outcome const*> out;
+std::vector<const estimator::Outcome*> readers_of(const arma::Col<arma::uword>& columns,
+                                                  const Outcomes& outcomes) {
+  std::vector<const estimator::Outcome*> out;
   for (unsigned i = 0; i < outcomes.n_outcomes(); ++i) {
-    estimator::Outcome const& model = outcomes.outcome(i);
+    const estimator::Outcome& model = outcomes.outcome(i);
     if (!has_likelihood(model)) continue;
     if (std::any_of(columns.begin(), columns.end(), [&](arma::uword c) { return model.reads(c); }))
       out.push_back(&model);
@@ -88,7 +88,7 @@ std::vector<estimator::Outcome const*> readers_of(arma::Col<arma::uword> const& 
   return out;
 }
 
-arma::Col<arma::uword> moved_columns(Variable const& v, predictor_step what, unsigned d) {
+arma::Col<arma::uword> moved_columns(const Variable& v, predictor_step what, unsigned d) {
   switch (what) {
     case step::imputation:
       return v.value_columns();
@@ -99,9 +99,9 @@ arma::Col<arma::uword> moved_columns(Variable const& v, predictor_step what, uns
   }
 }
 
-void wire_predictors(std::vector<std::unique_ptr<Variable>> const& predictors, Outcomes& outcomes,
-                     level_units const& units, arma::Mat<double> const& data) {
-  for (auto const& v : predictors) {
+void wire_predictors(const std::vector<std::unique_ptr<Variable>>& predictors, Outcomes& outcomes,
+                     const level_units& units, const arma::Mat<double>& data) {
+  for (const auto& v : predictors) {
     if (v->missing) wire_step(*v, step::imputation, 0, v->level, outcomes, units, data);
     for (unsigned d : mean_distances(*v))
       wire_step(*v, step::level_mean, d, v->level + d, outcomes, units, data);

@@ -12,9 +12,9 @@ namespace tovik::sem {
 namespace {
 
 /// The rows of `values` at the given places; all when every row is a unit.
-void copy_units(arma::Mat<double> const& values, arma::uword column, arma::Col<arma::uword> const& rows,
+void copy_units(const arma::Mat<double>& values, arma::uword column, const arma::Col<arma::uword>& rows,
                 double* out) {
-  double const* from = values.colptr(column);
+  const double* from = values.colptr(column);
   for (arma::uword i = 0; i < rows.n_elem; ++i) out[i] = from[rows[i]];
 }
 
@@ -26,27 +26,27 @@ void standardize(double* x, arma::uword n) {
     varies = varies || x[i] != x[0];
     sum += x[i];
   }
-  double const mean = sum / static_cast<double>(n);
+  const double mean = sum / static_cast<double>(n);
   double squares = 0.0;
   for (arma::uword i = 0; i < n; ++i) {
     x[i] -= mean;
     squares += x[i] * x[i];
   }
-  double const scale = varies ? 1.0 / std::sqrt(squares) : arma::datum::nan;
+  const double scale = varies ? 1.0 / std::sqrt(squares) : arma::datum::nan;
   for (arma::uword i = 0; i < n; ++i) x[i] *= scale;
 }
 
 }  // namespace
 
-residual_correlations::residual_correlations(ModelList const& list, outcomes const& models,
-                                             working_data const& working)
+residual_correlations::residual_correlations(const ModelList& list, const outcomes& models,
+                                             const working_data& working)
     : models_(&models), working_(&working), levels_(working.n_levels()) {
   for (unsigned level = 0; level < working.n_levels(); ++level) add_level(list, level);
 }
 
-void residual_correlations::add_level(ModelList const& list, unsigned level) {
+void residual_correlations::add_level(const ModelList& list, unsigned level) {
   level_pairs& here = levels_[level];
-  auto const catalogue_level = static_cast<std::int32_t>(working_->n_levels() - 1 - level);
+  const auto catalogue_level = static_cast<std::int32_t>(working_->n_levels() - 1 - level);
   std::vector<std::size_t> owner;
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!model::has_normal_residual(list[i].kind(), list[i].link) || list[i].levels < catalogue_level)
@@ -54,8 +54,8 @@ void residual_correlations::add_level(ModelList const& list, unsigned level) {
     if (list[i].levels == catalogue_level) {
       here.sources.push_back({i, 0, 1, true});
     } else {
-      estimator::Outcome const& outcome = *(*models_)[i];
-      unsigned const L = level - outcome.level - 1;
+      const estimator::Outcome& outcome = *(*models_)[i];
+      const unsigned L = level - outcome.level - 1;
       arma::uword first = 0;
       for (unsigned below = 0; below < L; ++below) first += outcome.n_random(below);
       if (outcome.n_random(L) == 0) continue;
@@ -73,16 +73,16 @@ void residual_correlations::add_level(ModelList const& list, unsigned level) {
   n_pairs_ += here.pairs.size();
 }
 
-void residual_correlations::gather(arma::Mat<double> const& data, unsigned level,
+void residual_correlations::gather(const arma::Mat<double>& data, unsigned level,
                                    arma::Mat<double>& out) const {
-  arma::Col<arma::uword> const& rows = working_->first_rows(level);
+  const arma::Col<arma::uword>& rows = working_->first_rows(level);
   arma::uword n_columns = 0;
-  for (source const& s : levels_[level].sources) n_columns += s.n_columns;
+  for (const source& s : levels_[level].sources) n_columns += s.n_columns;
   out.set_size(rows.n_elem, n_columns);
   arma::uword at = 0;
-  for (source const& s : levels_[level].sources) {
-    estimator::Outcome const& outcome = *(*models_)[s.model];
-    arma::Mat<double> const values = s.is_residual ? outcome.residual(data) : outcome.latent(data);
+  for (const source& s : levels_[level].sources) {
+    const estimator::Outcome& outcome = *(*models_)[s.model];
+    const arma::Mat<double> values = s.is_residual ? outcome.residual(data) : outcome.latent(data);
     for (arma::uword k = 0; k < s.n_columns; ++k, ++at) {
       copy_units(values, s.first + k, rows, out.colptr(at));
       standardize(out.colptr(at), rows.n_elem);
@@ -90,14 +90,14 @@ void residual_correlations::gather(arma::Mat<double> const& data, unsigned level
   }
 }
 
-arma::Col<double> residual_correlations::values(arma::Mat<double> const& data) const {
+arma::Col<double> residual_correlations::values(const arma::Mat<double>& data) const {
   arma::Col<double> out(n_pairs_);
   arma::uword at = 0;
   arma::Mat<double> columns;
   for (unsigned level = 0; level < levels_.size(); ++level) {
     if (levels_[level].pairs.empty()) continue;
     gather(data, level, columns);
-    for (pair const& p : levels_[level].pairs)
+    for (const pair& p : levels_[level].pairs)
       out[at++] = arma::dot(columns.col(p.left), columns.col(p.right));
   }
   return out;

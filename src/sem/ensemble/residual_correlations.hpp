@@ -26,12 +26,12 @@ class residual_correlations {
   residual_correlations() = default;
   /// `models` has the outcome of each equation of the list; it and `working` must outlive the object. Throws
   /// error_debug when an outcome has not the columns that the list names.
-  residual_correlations(ModelList const& list, outcomes const& models, working_data const& working);
+  residual_correlations(const ModelList& list, const outcomes& models, const working_data& working);
 
   /// The number of pairs.
   arma::uword size() const { return n_pairs_; }
   /// One value for each pair, in the current state. `data` is the working matrix.
-  arma::Col<double> values(arma::Mat<double> const& data) const;
+  arma::Col<double> values(const arma::Mat<double>& data) const;
 
  private:
   /// Columns of one equation at a level: its residual, or its random effects there.
@@ -49,11 +49,11 @@ class residual_correlations {
     std::vector<pair> pairs;
   };
 
-  void add_level(ModelList const& list, unsigned level);
-  void gather(arma::Mat<double> const& data, unsigned level, arma::Mat<double>& out) const;
+  void add_level(const ModelList& list, unsigned level);
+  void gather(const arma::Mat<double>& data, unsigned level, arma::Mat<double>& out) const;
 
-  outcomes const* models_ = nullptr;
-  working_data const* working_ = nullptr;
+  const outcomes* models_ = nullptr;
+  const working_data* working_ = nullptr;
   std::vector<level_pairs> levels_;
   arma::uword n_pairs_ = 0;
 };

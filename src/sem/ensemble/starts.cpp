@@ -12,17 +12,17 @@ namespace tovik::sem {
 
 namespace {
 
-double start_or(model::parameter const& parameter, double otherwise) {
+double start_or(const model::parameter& parameter, double otherwise) {
   return parameter.has_start() ? parameter.start() : otherwise;
 }
 
 /// The value of a variance: a fixed one as it stands, else the user's or the default start, dispersed.
-double variance_start(model::parameter const& parameter, double otherwise, double scale) {
+double variance_start(const model::parameter& parameter, double otherwise, double scale) {
   return parameter.is_fixed() ? parameter.value() : scale * start_or(parameter, otherwise);
 }
 
 /// Of the covariate of effect j at level c, as the model counts levels; 1 where nothing is known of it.
-double mean_square(std::vector<arma::Col<double>> const& squares, std::int32_t levels, std::int32_t c,
+double mean_square(const std::vector<arma::Col<double>>& squares, std::int32_t levels, std::int32_t c,
                    std::size_t j) {
   const auto L = static_cast<std::size_t>(levels - 1 - c);
   if (L >= squares.size() || j >= squares[L].n_elem) return 1.0;
@@ -30,8 +30,8 @@ double mean_square(std::vector<arma::Col<double>> const& squares, std::int32_t l
   return square > 0 && std::isfinite(square) ? square : 1.0;
 }
 
-void append_covariances(std::vector<double>& out, Model const& model, double variance,
-                        std::vector<arma::Col<double>> const& squares, double scale) {
+void append_covariances(std::vector<double>& out, const Model& model, double variance,
+                        const std::vector<arma::Col<double>>& squares, double scale) {
   for (std::int32_t c = 0; c < model.levels; ++c) {
     const std::vector<model::parameter> effects = model.randomParameters(static_cast<unsigned>(c));
     for (std::size_t j = 0; j < effects.size(); ++j) {
@@ -42,7 +42,7 @@ void append_covariances(std::vector<double>& out, Model const& model, double var
   }
 }
 
-void append_coefficients(std::vector<double>& out, Model const& model, outcome_moments const& moments,
+void append_coefficients(std::vector<double>& out, const Model& model, const outcome_moments& moments,
                          double shift) {
   const std::vector<model::parameter> coefficients = model.fixedParameters();
   const bool has_intercept = !model.fixed.empty() && model.fixed.front().is_intercept();
@@ -59,7 +59,7 @@ void append_coefficients(std::vector<double>& out, Model const& model, outcome_m
 }
 
 /// The observed values on the scale of the equation.
-arma::Col<double> transformed(Model const& model, arma::Col<double> const& y) {
+arma::Col<double> transformed(const Model& model, const arma::Col<double>& y) {
   if (!model.outcomes.front().is_transformed()) return y;
   const estimator::transform g(model.pair());
   arma::Col<double> out(y.n_elem);
@@ -72,7 +72,7 @@ arma::Col<double> transformed(Model const& model, arma::Col<double> const& y) {
 }
 
 /// Draws on the scale of the equation, put on the scale of the data in place; those out of range are redrawn.
-void draw_back(estimator::transform const& g, outcome_moments const& moments, arma::Col<double>& values,
+void draw_back(const estimator::transform& g, const outcome_moments& moments, arma::Col<double>& values,
                Random& rng) {
   constexpr int most_draws = 100;
   const double sd = std::sqrt(moments.variance);
@@ -90,8 +90,8 @@ void draw_back(estimator::transform const& g, outcome_moments const& moments, ar
 
 namespace {
 
-outcome_moments observed_moments(Model const& model, unsigned column, arma::Mat<double> const& data,
-                                 estimator::cluster const& structure) {
+outcome_moments observed_moments(const Model& model, unsigned column, const arma::Mat<double>& data,
+                                 const estimator::cluster& structure) {
   const bool every_row = structure.own_rows.empty();
   const arma::uword n = every_row ? data.n_rows : structure.own_rows[0]->n_elem;
   arma::Col<double> y(n);
@@ -113,16 +113,16 @@ outcome_moments observed_moments(Model const& model, unsigned column, arma::Mat<
 
 }  // namespace
 
-std::vector<outcome_moments> observed_moments(Model const& model, arma::Mat<double> const& data,
-                                              estimator::cluster const& structure) {
+std::vector<outcome_moments> observed_moments(const Model& model, const arma::Mat<double>& data,
+                                              const estimator::cluster& structure) {
   std::vector<outcome_moments> out;
   for (unsigned column : model.yind()) out.push_back(observed_moments(model, column, data, structure));
   return out;
 }
 
-arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
-                                 estimator::cluster const& structure, double const& start_scale,
-                                 double const& start_shift, std::vector<arma::Col<double>> const& squares) {
+arma::Col<double> generateStarts(const Model& model, const arma::Mat<double>& data,
+                                 const estimator::cluster& structure, const double& start_scale,
+                                 const double& start_shift, const std::vector<arma::Col<double>>& squares) {
   const outcome_moments moments = observed_moments(model, data, structure).front();
   std::vector<double> out;
   append_covariances(out, model, moments.variance, squares, start_scale);
@@ -131,7 +131,7 @@ arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& da
   return out;
 }
 
-arma::Col<double> draw_missing(Model const& model, outcome_moments const& moments, arma::uword n,
+arma::Col<double> draw_missing(const Model& model, const outcome_moments& moments, arma::uword n,
                                Random& rng) {
   arma::Col<double> z(n);
   rng.fill_randn(z.memptr(), n);

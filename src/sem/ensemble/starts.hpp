@@ -21,32 +21,32 @@ struct outcome_moments {
   double central = 0;  ///< the observed value, on the scale of the data, whose g(y) is closest to the mean
 };
 
-/// One for each outcome column of the model. `data`: the working matrix with missing cells NaN. Throws tovik::error if
-/// no unit is observed, or if the transformation of an observed value is not finite.
-std::vector<outcome_moments> observed_moments(Model const& model, arma::Mat<double> const& data,
-                                              estimator::cluster const& structure);
+/// One for each outcome column of the model. `data`: the working matrix with missing cells NaN. Throws
+/// tovik::error if no unit is observed, or if the transformation of an observed value is not finite.
+std::vector<outcome_moments> observed_moments(const Model& model, const arma::Mat<double>& data,
+                                              const estimator::cluster& structure);
 
 /// The starting state of a normal outcome in the order of its params(): with m and v the observed moments,
 ///
-///   covariance matrices of the random effects   start_scale * v / (2 z_j) on the diagonal, from the top level down
-///   residual variance                           start_scale * v
-///   intercept                                   m + start_shift * sqrt(v)
-///   slopes                                      0
+///   covariance matrices of the random effects   start_scale * v / (2 z_j) on the diagonal, from the top
+///   level down residual variance                           start_scale * v intercept m + start_shift *
+///   sqrt(v) slopes                                      0
 ///
-/// with z_j the mean square of the covariate of an effect, so that all effects start at one half of the variance of the
-/// outcome whatever the units of their covariates. A starting value of the user takes the place of v / (2 z_j), v, m
-/// or 0; a fixed value stands as it is. `squares`: z_j per level above the outcome, the nearest first; 1 where it is
-/// not given.
-/// `data`: the working matrix with missing cells NaN. Throws what observed_moments throws.
-arma::Col<double> generateStarts(Model const& model, arma::Mat<double> const& data,
-                                 estimator::cluster const& structure, double const& start_scale,
-                                 double const& start_shift, std::vector<arma::Col<double>> const& squares = {});
+/// with z_j the mean square of the covariate of an effect, so that all effects start at one half of the
+/// variance of the outcome whatever the units of their covariates. A starting value of the user takes the
+/// place of v / (2 z_j), v, m or 0; a fixed value stands as it is. `squares`: z_j per level above the
+/// outcome, the nearest first; 1 where it is not given. `data`: the working matrix with missing cells NaN.
+/// Throws what observed_moments throws.
+arma::Col<double> generateStarts(const Model& model, const arma::Mat<double>& data,
+                                 const estimator::cluster& structure, const double& start_scale,
+                                 const double& start_shift,
+                                 const std::vector<arma::Col<double>>& squares = {});
 
 /// One draw m + sqrt(v) z for each of `n` missing values. For a transformed outcome the result is back on the
 /// scale of the data; draws outside the range of the transformation are made again, up to 100 times, and the
 /// mean stands in for what is left,
 /// or, where even that is outside, the observed value closest to it.
-arma::Col<double> draw_missing(Model const& model, outcome_moments const& moments, arma::uword n,
+arma::Col<double> draw_missing(const Model& model, const outcome_moments& moments, arma::uword n,
                                Random& rng);
 
 }  // namespace tovik::sem

@@ -7,7 +7,7 @@ namespace tovik::sem {
 
 namespace {
 
-bool is_drawn(model::anyVariable const& term) {
+bool is_drawn(const model::anyVariable& term) {
   switch (term.type) {
     case model::type::mean:
     case model::type::latent:
@@ -29,7 +29,7 @@ bool is_drawn(model::anyVariable const& term) {
   }
 }
 
-void mark(arma::Col<arma::uword> const& which, std::vector<bool>& columns) {
+void mark(const arma::Col<arma::uword>& which, std::vector<bool>& columns) {
   for (arma::uword column : which) {
     if (column < columns.size()) columns[column] = true;
   }
@@ -37,9 +37,9 @@ void mark(arma::Col<arma::uword> const& which, std::vector<bool>& columns) {
 
 }  // namespace
 
-void mark_written(std::vector<std::unique_ptr<Variable>> const& predictors, std::vector<bool>& columns) {
+void mark_written(const std::vector<std::unique_ptr<Variable>>& predictors, std::vector<bool>& columns) {
   constexpr int not_centered = 2;
-  for (auto const& v : predictors) {
+  for (const auto& v : predictors) {
     if (v->missing || v->mode != not_centered) mark(v->value_columns(), columns);
     if (v->missing) mark({v->variable().column}, columns);
     for (unsigned d = 1; d < v->deviates.size(); ++d) {
@@ -48,12 +48,12 @@ void mark_written(std::vector<std::unique_ptr<Variable>> const& predictors, std:
   }
 }
 
-std::vector<bool> written_columns(ModelList const& list, arma::Mat<double> const& data) {
+std::vector<bool> written_columns(const ModelList& list, const arma::Mat<double>& data) {
   std::vector<bool> out(data.n_cols, false);
   for (arma::uword j = 0; j < data.n_cols; ++j) out[j] = data.col(j).has_nan();
   for (auto type : {model::type::variable, model::type::mean, model::type::latent, model::type::random,
                     model::type::phantom}) {
-    for (model::anyVariable const& term : list.variables(type, true)) {
+    for (const model::anyVariable& term : list.variables(type, true)) {
       if (!is_drawn(term)) continue;
       for (unsigned column : term.indicator()) {
         if (column < out.size()) out[column] = true;

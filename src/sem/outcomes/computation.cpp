@@ -5,7 +5,7 @@
 
 namespace tovik::sem {
 
-Computation::Computation(Estimator const* estimator_, std::unique_ptr<evaluate::node> tree)
+Computation::Computation(const Estimator* estimator_, std::unique_ptr<evaluate::node> tree)
     : Outcome(shape{.estimator = estimator_, .type = data::type::computation}),
       value_node("Computation"),
       tree_(std::move(tree)),

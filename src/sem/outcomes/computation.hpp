@@ -13,7 +13,7 @@ namespace tovik::sem {
 class Computation : public value_node {
  public:
   /// The tree is a scalar whose parameters are bound to live cells.
-  Computation(Estimator const* estimator, std::unique_ptr<evaluate::node> tree);
+  Computation(const Estimator* estimator, std::unique_ptr<evaluate::node> tree);
 
   /// Evaluates the tree; writes the value here and, to its places, if it has some, and brings up to date
   /// what follows from them. Throws what the functions of the tree throw.
@@ -23,7 +23,7 @@ class Computation : public value_node {
 
   /// The value of the last update.
   arma::Col<double> params() const override { return arma::Col<double>{value_}; }
-  arma::Col<double> params(arma::Mat<double> const&) const override { return params(); }
+  arma::Col<double> params(const arma::Mat<double>&) const override { return params(); }
 
   /// The parameters that follow this value, as one constraint that is never drawn; null for none.
   std::unique_ptr<estimator::constraint> places;

@@ -2,8 +2,8 @@
 
 namespace tovik::sem {
 
-void driven_coefficients::connect(arma::Mat<double> const& X, arma::Col<arma::uword> const& free,
-                                  arma::Mat<double> const& b) {
+void driven_coefficients::connect(const arma::Mat<double>& X, const arma::Col<arma::uword>& free,
+                                  const arma::Mat<double>& b) {
   A_.reset();
   free_ = free;
   if (driven_.empty() || free_.is_empty()) return;
@@ -13,7 +13,7 @@ void driven_coefficients::connect(arma::Mat<double> const& X, arma::Col<arma::uw
   anchor(b);
 }
 
-void driven_coefficients::anchor(arma::Mat<double> const& b) {
+void driven_coefficients::anchor(const arma::Mat<double>& b) {
   if (A_.is_empty()) return;
   anchor_.set_size(b.n_elem);
   std::copy_n(b.memptr(), b.n_elem, anchor_.memptr());

@@ -25,11 +25,11 @@ class driven_coefficients {
 
   /// `X`: units x coefficients, of which driven and drawn columns are read; `free`: the drawn ones; `b`:
   /// where they stand. A design of dependent columns has no A: the drawn coefficients then stay.
-  void connect(arma::Mat<double> const& X, arma::Col<arma::uword> const& free, arma::Mat<double> const& b);
+  void connect(const arma::Mat<double>& X, const arma::Col<arma::uword>& free, const arma::Mat<double>& b);
   /// Drawn coefficients go along.
   bool connected() const { return !A_.is_empty(); }
   /// The coefficients were drawn or set: what follows moves from here.
-  void anchor(arma::Mat<double> const& b);
+  void anchor(const arma::Mat<double>& b);
   /// Driven coefficients were written in `b`: moves the drawn ones along. The result depends on the driven
   /// values alone, so that writing an old value again restores everything.
   void follow(arma::Mat<double>& b) const;

@@ -11,7 +11,7 @@ constexpr int most_draws = 100;
 }  // namespace
 
 missing_outcomes::missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale,
-                                   void const* source)
+                                   const void* source)
     : units_(std::move(units)),
       level_(level),
       scale_(scale),
@@ -28,15 +28,15 @@ void missing_outcomes::set_list(std::unique_ptr<estimator::likelihood> list) {
   if (list_ != nullptr) groups_ = scan::value_groups(units_, level_, list_->together);
 }
 
-void missing_outcomes::read_state(scan::equation_scan const& equation) {
+void missing_outcomes::read_state(const scan::equation_scan& equation) {
   for (arma::uword k = 0; k < units_.n_elem; ++k) {
     values_[k] = equation.y()(units_(k));
     mean_[k] = values_[k] - equation.r()(units_(k));
   }
 }
 
-void missing_outcomes::draw_predictive(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
-                                       arma::Mat<double>& data) {
+void missing_outcomes::draw_predictive(scan::equation_scan& equation, const scan::row_scale& scale,
+                                       Random& rng, arma::Mat<double>& data) {
   if (scale_.has_transform()) {
     read_state(equation);
     for (arma::uword k = 0; k < units_.n_elem; ++k) sd_[k] = scale.sd(units_(k));
@@ -49,7 +49,8 @@ void missing_outcomes::draw_predictive(scan::equation_scan& equation, scan::row_
   if (refresh_) refresh_(data);
 }
 
-void missing_outcomes::draw_solved(scan::equation_scan& equation, autosolver::solver<autosolver::normal> const& solver,
+void missing_outcomes::draw_solved(scan::equation_scan& equation,
+                                   const autosolver::solver<autosolver::normal>& solver,
                                    arma::Mat<double>& data) {
   read_state(equation);
   autosolver::normal const given_all = solver.distribution(data);
@@ -71,7 +72,7 @@ void missing_outcomes::redraw(Random& rng, arma::Mat<double>& data) {
     std::size_t left = 0;
     for (std::size_t j = 0; j < outside_.size(); ++j) {
       arma::uword const k = outside_[j];
-      double const candidate = mean_[k] + sd_[k] * z_[j];
+      const double candidate = mean_[k] + sd_[k] * z_[j];
       if (scale_.write(data, units_(k), candidate))
         values_[k] = candidate;
       else
@@ -81,24 +82,24 @@ void missing_outcomes::redraw(Random& rng, arma::Mat<double>& data) {
   }
 }
 
-void missing_outcomes::draw_metropolis(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
-                                       estimator::tune_obj& tune, arma::Mat<double>& data) {
+void missing_outcomes::draw_metropolis(scan::equation_scan& equation, const scan::row_scale& scale,
+                                       Random& rng, estimator::tune_obj& tune, arma::Mat<double>& data) {
   read_state(equation);
   metropolis_.draw(groups_, *this, scale, rng, tune, data, values_.data());
   equation.replace_values(units_, values_.data());
 }
 
-void missing_outcomes::draw_slice(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
+void missing_outcomes::draw_slice(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
                                   unsigned max_passes, arma::Mat<double>& data) {
   read_state(equation);
   slice_.draw(groups_, *this, mean_.data(), scale, rng, max_passes, data, values_.data());
   equation.replace_values(units_, values_.data());
 }
 
-void missing_outcomes::write(arma::Mat<double>& data, arma::Col<arma::uword> const& which,
-                             double const* values, unsigned char* usable) {
+void missing_outcomes::write(arma::Mat<double>& data, const arma::Col<arma::uword>& which,
+                             const double* values, unsigned char* usable) {
   if (double* cells = scale_.cells(data)) {
-    arma::uword const *unit = units_.memptr(), *chosen = which.memptr();
+    const arma::uword *unit = units_.memptr(), *chosen = which.memptr();
     for (arma::uword j = 0; j < which.n_elem; ++j) cells[unit[chosen[j]]] = values[j];
   } else {
     for (arma::uword j = 0; j < which.n_elem; ++j)
@@ -107,12 +108,12 @@ void missing_outcomes::write(arma::Mat<double>& data, arma::Col<arma::uword> con
   if (refresh_) refresh_(data);
 }
 
-void missing_outcomes::log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+void missing_outcomes::log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                                    double* out) {
   groups_.density(*list_, nullptr, data, groups, out);
 }
 
-void missing_outcomes::log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+void missing_outcomes::log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                                       double* out) {
   groups_.density(*list_, source_, data, groups, out);
 }

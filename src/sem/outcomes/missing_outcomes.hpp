@@ -5,12 +5,12 @@
 #include <memory>
 #include <vector>
 
+#include "random/random.hpp"
 #include "sem/autosolver/solver.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
-#include "random/random.hpp"
-#include "sem/scan/values/metropolis_values.hpp"
-#include "sem/scan/row_scale.hpp"
 #include "sem/scan/equation_scan.hpp"
+#include "sem/scan/row_scale.hpp"
+#include "sem/scan/values/metropolis_values.hpp"
 #include "sem/scan/values/slice_values.hpp"
 #include "sem/scan/values/value_groups.hpp"
 #include "sem/scan/values/value_target.hpp"
@@ -31,7 +31,7 @@ class missing_outcomes final : public scan::value_target {
  public:
   /// `units`: those without an observed value, rising. `source`: what the outcome's own contribution to its
   /// likelihood list stands for.
-  missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale, void const* source);
+  missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale, const void* source);
 
   /// The contributions of the outcome's own equation and of all that read it; null for none.
   void set_list(std::unique_ptr<estimator::likelihood> list);
@@ -41,29 +41,29 @@ class missing_outcomes final : public scan::value_target {
 
   /// The steps. `equation` is in a scan with rows kept: its y() and r() give the predictions p = y - r and
   /// take the new values.
-  void draw_predictive(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
+  void draw_predictive(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
                        arma::Mat<double>& data);
-  void draw_solved(scan::equation_scan& equation, autosolver::solver<autosolver::normal> const& solver,
+  void draw_solved(scan::equation_scan& equation, const autosolver::solver<autosolver::normal>& solver,
                    arma::Mat<double>& data);
-  void draw_metropolis(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng,
+  void draw_metropolis(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
                        estimator::tune_obj& tune, arma::Mat<double>& data);
-  void draw_slice(scan::equation_scan& equation, scan::row_scale const& scale, Random& rng, unsigned max_passes,
-                  arma::Mat<double>& data);
+  void draw_slice(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
+                  unsigned max_passes, arma::Mat<double>& data);
 
-  void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+  void write(arma::Mat<double>& data, const arma::Col<arma::uword>& which, const double* values,
              unsigned char* usable) override;
-  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups, double* out) override;
-  void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+  void log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups, double* out) override;
+  void log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                       double* out) override;
 
  private:
-  void read_state(scan::equation_scan const& equation);
+  void read_state(const scan::equation_scan& equation);
   void redraw(Random& rng, arma::Mat<double>& data);
 
   arma::Col<arma::uword> units_;
   unsigned level_;
   outcome_scale& scale_;
-  void const* source_;
+  const void* source_;
   std::unique_ptr<estimator::likelihood> list_;
   std::function<void(arma::Mat<double>&)> refresh_;
   scan::value_groups groups_;

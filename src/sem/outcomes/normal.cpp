@@ -12,7 +12,8 @@
 #include "support/error.hpp"
 
 namespace tovik::sem {
-Normal::Normal(Estimator const* estimator_, equation_setup const& setup)
+
+Normal::Normal(const Estimator* estimator_, const equation_setup& setup)
     : Outcome(parts_of(estimator_, data::type::continuous, setup)),
       Regression(estimator_, data::type::continuous, setup),
       sigma2(setup.estimate_resid ? 1.0 : setup.resid_value),
@@ -24,47 +25,49 @@ Normal::Normal(Estimator const* estimator_, equation_setup const& setup)
   refresh_phantoms(0);
 }
 
-arma::Col<double> const* Normal::response(arma::Mat<double> const& data) {
+const arma::Col<double>* Normal::response(const arma::Mat<double>& data) {
   return scale_.has_transform() ? &scale_.read(data) : nullptr;
 }
 
-void Normal::copy_response(arma::Mat<double> const& data, double* out) const {
-  if (double const* cells = scale_.cells(data)) {
+void Normal::copy_response(const arma::Mat<double>& data, double* out) const {
+  if (const double* cells = scale_.cells(data)) {
     std::copy_n(cells, n_units, out);
     return;
   }
   for (arma::uword i = 0; i < n_units; ++i) out[i] = scale_.at(data, i);
 }
 
-void Normal::draw_own(arma::Mat<double> const& data) {
+void Normal::draw_own(const arma::Mat<double>& data) {
   if (!estimate_resid) return;
   if (!part(0).empty()) {
     draw_variance_with_phantoms(data);
     return;
   }
-  double const n = static_cast<double>(n_units);
-  sigma2 = 1.0 / scan::draw_precision(resid_prior, n, equation().sum_of_squares(betas_, u), *rng, residual_unit());
+  const double n = static_cast<double>(n_units);
+  sigma2 =
+      1.0 / scan::draw_precision(resid_prior, n, equation().sum_of_squares(betas_, u), *rng, residual_unit());
 }
 
-// The full conditional without phantoms is the proposal: its density of the variance is that of the values without
-// phantoms times the prior, so that only the two densities of the values are left in the ratio.
-void Normal::draw_variance_with_phantoms(arma::Mat<double> const& data) {
+// The full conditional without phantoms is the proposal: its density of the variance is that of the values
+// without phantoms times the prior, so that only the two densities of the values are left in the ratio.
+void Normal::draw_variance_with_phantoms(const arma::Mat<double>& data) {
   values_.set_size(n_units, 1);
   arma::Mat<double>& e = values_;
   phantom_part& phantoms = part(0);
-  arma::Mat<double> const* means = &phantom_means(data);
+  const arma::Mat<double>* means = &phantom_means(data);
   for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = equation().r()(i) + (*means)(i);
   phantoms.read(e, data, phantom_rows(0));
-  double const old = sigma2;
+  const double old = sigma2;
   auto excess = [&] {
     arma::Mat<double> const v(&sigma2, 1, 1, false, true);
     return phantoms.log_density() - phantoms.products().log_density(v);
   };
-  double const before = excess();
-  double const squares = scan::dot(e.n_elem, e.memptr(), e.memptr());
-  sigma2 = 1.0 / scan::draw_precision(resid_prior, static_cast<double>(n_units), squares, *rng, residual_unit());
+  const double before = excess();
+  const double squares = scan::dot(e.n_elem, e.memptr(), e.memptr());
+  sigma2 =
+      1.0 / scan::draw_precision(resid_prior, static_cast<double>(n_units), squares, *rng, residual_unit());
   refresh_phantoms(0);
-  double const change = excess() - before;
+  const double change = excess() - before;
   if (!(std::log(rng->runif()) <= change)) {
     sigma2 = old;
     refresh_phantoms(0);
@@ -73,7 +76,7 @@ void Normal::draw_variance_with_phantoms(arma::Mat<double> const& data) {
   // The phantoms' part of the residual grows with the variance.
   std::copy_n(means->memptr(), e.n_elem, e.memptr());
   means = &phantom_means(data);
-  for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = (*means)(i) - e(i);
+  for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = (*means)(i)-e(i);
   equation().subtract(e.memptr());
 }
 
@@ -89,17 +92,17 @@ void Normal::draw_values(arma::Mat<double>& data) {
     imputed_.draw_metropolis(equation(), scale(), *rng, imp_tune, data);
 }
 
-void Normal::unit_log_density(arma::Mat<double> const& data, arma::uword const* units, arma::uword n,
-                              double const* mu, double* out) const {
-  double const v = residVar();
-  double const each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
-  auto fill = [&](auto const& y) {
+void Normal::unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
+                              const double* mu, double* out) const {
+  const double v = residVar();
+  const double each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
+  auto fill = [&](const auto& y) {
     for (arma::uword k = 0; k < n; ++k) {
       double const r = y(units == nullptr ? k : units[k]) - mu[k];
       out[k] = each - w * r * r;
     }
   };
-  if (double const* cells = scale_.cells(data))
+  if (const double* cells = scale_.cells(data))
     fill([cells](arma::uword i) { return cells[i]; });
   else
     fill([&](arma::uword i) { return scale_.at(data, i); });
@@ -107,7 +110,7 @@ void Normal::unit_log_density(arma::Mat<double> const& data, arma::uword const* 
 
 double Normal::log_likelihood_from_products() const {
   if (link != nullptr || phantoms_of_residual()) return arma::datum::nan;
-  double const v = residVar();
+  const double v = residVar();
   return -0.5 * (static_cast<double>(n_units) * (log_2_pi + std::log(v)) + equation().squares(betas_, u) / v);
 }
 
@@ -121,12 +124,12 @@ void Normal::set_value_list(std::unique_ptr<estimator::likelihood> list) {
   imputed_.set_list(std::move(list));
 }
 
-void Normal::addTransform(evaluate::pair const& pair) {
+void Normal::addTransform(const evaluate::pair& pair) {
   scale_.set(pair);
 }
 
-void Normal::addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solved,
-                     distribution_type const& kind) {
+void Normal::addDist(const std::shared_ptr<autosolver::solver<autosolver::normal>>& solved,
+                     const distribution_type& kind) {
   if (kind != distribution_type::fixed) throw error_debug("Unable to set autosolver for Normal.");
   solver_ = solved;
 }
@@ -147,7 +150,7 @@ arma::uword Normal::n_estimated() const {
   return Regression::n_estimated() + (estimate_resid ? 1 : 0);
 }
 
-double Normal::residVarAR(double const&, arma::Mat<double> const& data) {
+double Normal::residVarAR(const double&, const arma::Mat<double>& data) {
   if (!(sigma2 > 0.0) || !refresh_phantoms(0)) return -std::numeric_limits<double>::infinity();
   return logLiklihood(data);
 }
@@ -155,16 +158,16 @@ double Normal::residVarAR(double const&, arma::Mat<double> const& data) {
 std::shared_ptr<estimator::constraint> Normal::driven_variance() {
   if (link != nullptr) throw error_debug("Cannot constrain residual variance has multivariate link.");
   estimate_resid = false;
-  double const spread = 2.0 * sigma2 * sigma2 / (static_cast<double>(n_units) - 2.0);
+  const double spread = 2.0 * sigma2 * sigma2 / (static_cast<double>(n_units) - 2.0);
   auto out = handle(&sigma2, level, n_units > 2 && std::isfinite(spread) ? spread : 1.0);
   if (phantoms_of_residual()) out->refresh.emplace_back([this] { refresh_phantoms(0); });
   out->likelihoods.emplace_back(
-      source(), [this](double const& x, arma::Mat<double> const& data) { return residVarAR(x, data); });
+      source(), [this](const double& x, const arma::Mat<double>& data) { return residVarAR(x, data); });
   return out;
 }
 
-std::shared_ptr<estimator::constraint> Normal::own_constraint(parameter_type const& kind,
-                                                              unsigned const& index) {
+std::shared_ptr<estimator::constraint> Normal::own_constraint(const parameter_type& kind,
+                                                              const unsigned& index) {
   switch (kind) {
     case parameter_type::residual_variance:
       return driven_variance();

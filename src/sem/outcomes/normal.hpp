@@ -13,25 +13,25 @@ namespace tovik::sem {
 ///
 ///   g(y_i) = eta_i + e_i,   e_i ~ N(0, s2),
 ///
-/// g a transformation, or none: the equation is that of g(y), and so are residuals, predictions and log likelihoods.
-/// Flat prior for the coefficients; s2 has the (improper) inverse gamma prior of `priors`. After the effects a scan
-/// draws s2 from its full conditional, with phantoms of the residual by Metropolis-Hastings from the draw without
-/// them; last, missing y from the equation, or, when other equations read y, by a Metropolis or slice step on the
-/// product of all equations that hold it.
+/// g a transformation, or none: the equation is that of g(y), and so are residuals, predictions and log
+/// likelihoods. Flat prior for the coefficients; s2 has the (improper) inverse gamma prior of `priors`. After
+/// the effects a scan draws s2 from its full conditional, with phantoms of the residual by
+/// Metropolis-Hastings from the draw without them; last, missing y from the equation, or, when other
+/// equations read y, by a Metropolis or slice step on the product of all equations that hold it.
 class Normal : public Regression {
  public:
-  Normal(Estimator const* estimator, equation_setup const& setup);
+  Normal(const Estimator* estimator, const equation_setup& setup);
 
-  void addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solver,
-               distribution_type const& kind) override;
-  void addTransform(evaluate::pair const& pair) override;
+  void addDist(const std::shared_ptr<autosolver::solver<autosolver::normal>>& solver,
+               const distribution_type& kind) override;
+  void addTransform(const evaluate::pair& pair) override;
   void tune() override;
   estimator::tune_results tuneResults() const override;
   /// Also the residual variance, if it is drawn.
   arma::uword n_estimated() const override;
 
   /// Log likelihood of all units when the whole residual variance has been written.
-  double residVarAR(double const& value, arma::Mat<double> const& data);
+  double residVarAR(const double& value, const arma::Mat<double>& data);
 
   bool is_normal() const override { return true; }
 
@@ -43,28 +43,28 @@ class Normal : public Regression {
   double residual_variance() const override { return sigma2; }
   bool residual_variance_moves() const override { return estimate_resid; }
   void set_residual_variance(double v) override { sigma2 = v; }
-  arma::Col<double> const* response(arma::Mat<double> const& data) override;
-  void copy_response(arma::Mat<double> const& data, double* out) const override;
-  void draw_own(arma::Mat<double> const& data) override;
+  const arma::Col<double>* response(const arma::Mat<double>& data) override;
+  void copy_response(const arma::Mat<double>& data, double* out) const override;
+  void draw_own(const arma::Mat<double>& data) override;
   void draw_values(arma::Mat<double>& data) override;
-  void unit_log_density(arma::Mat<double> const& data, arma::uword const* units, arma::uword n,
-                        double const* mu, double* out) const override;
+  void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
+                        const double* mu, double* out) const override;
   double log_likelihood_from_products() const override;
   bool log_likelihood_from_sums(unsigned above, arma::Col<double>& out) const override;
   double share_variance() const override { return sigma2; }
   arma::Col<double> own_rows() const override { return {sigma2}; }
-  void take_own_rows(double const* v) override { sigma2 = *v; }
+  void take_own_rows(const double* v) override { sigma2 = *v; }
   /// The residual variance, to drive (its proposal variance is 2 s2^2 / (n - 2)) or to read.
-  std::shared_ptr<estimator::constraint> own_constraint(parameter_type const& kind,
-                                                        unsigned const& index) override;
+  std::shared_ptr<estimator::constraint> own_constraint(const parameter_type& kind,
+                                                        const unsigned& index) override;
   void set_value_list(std::unique_ptr<estimator::likelihood> list) override;
 
  private:
-  void draw_variance_with_phantoms(arma::Mat<double> const& data);
+  void draw_variance_with_phantoms(const arma::Mat<double>& data);
   std::shared_ptr<estimator::constraint> driven_variance();
 
-  outcome_scale scale_;                                             ///< of the transformation, if there is one
-  missing_outcomes imputed_;                                        ///< reads and writes scale_
+  outcome_scale scale_;       ///< of the transformation, if there is one
+  missing_outcomes imputed_;  ///< reads and writes scale_
   std::shared_ptr<autosolver::solver<autosolver::normal>> solver_;  ///< of missing values; null for none
   arma::Mat<double> values_;                                        ///< residuals, phantoms left in
 };

@@ -5,23 +5,23 @@
 
 namespace tovik::sem {
 
-outcome_scale::outcome_scale(arma::uword column, unsigned level, estimator::cluster const& structure)
+outcome_scale::outcome_scale(arma::uword column, unsigned level, const estimator::cluster& structure)
     : column_(column), rows_(level == 0 ? nullptr : structure.rows) {}
 
-void outcome_scale::set(evaluate::pair const& pair) {
+void outcome_scale::set(const evaluate::pair& pair) {
   transform_.reset();
   if (pair.flag) transform_ = std::make_unique<estimator::transform>(pair);
   cells_.clear();
 }
 
-arma::Col<double> const& outcome_scale::read(arma::Mat<double> const& data) {
+const arma::Col<double>& outcome_scale::read(const arma::Mat<double>& data) {
   arma::uword const n = rows_ == nullptr ? data.n_rows : rows_->size();
   if (cells_.size() != n) {
     cells_.assign(n, std::numeric_limits<double>::quiet_NaN());
     values_.set_size(n);
   }
   for (arma::uword i = 0; i < n; ++i) {
-    double const cell = data(row(i), column_);
+    const double cell = data(row(i), column_);
     if (cells_[i] == cell) continue;
     cells_[i] = cell;
     values_(i) = transform_->forward(cell);

@@ -18,22 +18,22 @@ namespace tovik::sem {
 class outcome_scale {
  public:
   /// `column`: the outcome's column of the working matrix. `structure` is that of the outcome's level.
-  outcome_scale(arma::uword column, unsigned level, estimator::cluster const& structure);
+  outcome_scale(arma::uword column, unsigned level, const estimator::cluster& structure);
 
-  void set(evaluate::pair const& pair);
+  void set(const evaluate::pair& pair);
   bool has_transform() const { return transform_ != nullptr; }
-  estimator::transform const& transform() const { return *transform_; }
+  const estimator::transform& transform() const { return *transform_; }
 
   /// y* of all units at the data, kept. Only with a transformation.
-  arma::Col<double> const& read(arma::Mat<double> const& data);
+  const arma::Col<double>& read(const arma::Mat<double>& data);
   /// y* of one unit at the data.
-  double at(arma::Mat<double> const& data, arma::uword unit) const {
-    double const cell = data(row(unit), column_);
+  double at(const arma::Mat<double>& data, arma::uword unit) const {
+    const double cell = data(row(unit), column_);
     if (transform_ == nullptr) return cell;
     return unit < cells_.size() && cells_[unit] == cell ? values_(unit) : transform_->forward(cell);
   }
   /// The values of all units where they stand, when y* is the cell of a row; else null.
-  double const* cells(arma::Mat<double> const& data) const {
+  const double* cells(const arma::Mat<double>& data) const {
     return transform_ == nullptr && rows_ == nullptr ? data.colptr(column_) : nullptr;
   }
   double* cells(arma::Mat<double>& data) {
@@ -52,7 +52,7 @@ class outcome_scale {
   arma::uword row(arma::uword unit) const { return rows_ == nullptr ? unit : rows_->start[unit]; }
 
   arma::uword column_;
-  estimator::selector const* rows_;  ///< the rows of each unit; null for an outcome of the rows
+  const estimator::selector* rows_;  ///< the rows of each unit; null for an outcome of the rows
   std::unique_ptr<estimator::transform> transform_;
   std::vector<double> cells_;  ///< the cells that values_ belong to
   arma::Col<double> values_;

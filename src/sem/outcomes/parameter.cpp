@@ -11,7 +11,7 @@ namespace tovik::sem {
 
 namespace {
 
-using density = double (*)(double const&, double const&, double const&, bool const&);
+using density = double (*)(const double&, const double&, const double&, const bool&);
 
 density density_of(distribution dist) {
   switch (dist) {
@@ -47,7 +47,7 @@ double middle(double lower, double upper) {
 
 }  // namespace
 
-distribution parse_distribution(std::string const& name) {
+distribution parse_distribution(const std::string& name) {
   static const std::unordered_map<std::string, distribution> families = {
       {"normal", distribution::normal},    {"tnormal", distribution::truncated_normal},
       {"gamma", distribution::gamma},      {"invgamma", distribution::invgamma},
@@ -59,8 +59,8 @@ distribution parse_distribution(std::string const& name) {
   return found->second;
 }
 
-Parameter::Parameter(Estimator const* estimator_, estimator::cluster const& structure,
-                     distribution const& dist_, double const& a_, double const& b_)
+Parameter::Parameter(const Estimator* estimator_, const estimator::cluster& structure,
+                     const distribution& dist_, const double& a_, const double& b_)
     : Outcome(shape{.estimator = estimator_, .type = data::type::parameter}),
       value_node("Parameter"),
       cluster(structure),
@@ -69,7 +69,7 @@ Parameter::Parameter(Estimator const* estimator_, estimator::cluster const& stru
       a(a_),
       b(b_) {
   const density f = density_of(dist);
-  prior_fun = [f](double const& x, double const& first, double const& second) {
+  prior_fun = [f](const double& x, const double& first, const double& second) {
     return f(x, first, second, true);
   };
   value(0, 0) = default_start(dist, a, b);
@@ -92,33 +92,33 @@ double Parameter::default_start(distribution dist, double a, double b) {
   }
 }
 
-double Parameter::prior(double const& x, arma::Mat<double> const&) const {
+double Parameter::prior(const double& x, const arma::Mat<double>&) const {
   try {
     return prior_fun(x, a, b);
-  } catch (std::exception const&) {
+  } catch (const std::exception&) {
     return -std::numeric_limits<double>::infinity();  // the special functions have no value at x
   }
 }
 
-void Parameter::addStarts(arma::Col<double> const& v) {
+void Parameter::addStarts(const arma::Col<double>& v) {
   if (v.is_empty()) throw error_debug("Starting values do not match the parameters.");
   value(0, 0) = v(0);
 }
 
-std::shared_ptr<estimator::constraint> Parameter::constraint(parameter_type const& kind, unsigned const&,
-                                                             unsigned const&) {
+std::shared_ptr<estimator::constraint> Parameter::constraint(const parameter_type& kind, const unsigned&,
+                                                             const unsigned&) {
   if (kind != parameter_type::value) throw error_debug("Unrecognized constraint for Parameter model.");
   estimator::parameterT<double> parameter;
   parameter.value = value(0, 0);
   parameter.links = {value.memptr()};
   auto out = std::make_shared<estimator::constraint>(rng, parameter);
   out->likelihoods.emplace_back(
-      this, [this](double const& x, arma::Mat<double> const& data) { return prior(x, data); });
+      this, [this](const double& x, const arma::Mat<double>& data) { return prior(x, data); });
   return out;
 }
 
-estimator::likelihood_function Parameter::likelihoodFunc(likelihood_type const&) const {
-  return {this, [this](arma::Mat<double> const& data, int const&) {
+estimator::likelihood_function Parameter::likelihoodFunc(const likelihood_type&) const {
+  return {this, [this](const arma::Mat<double>& data, const int&) {
             return arma::Col<double>{prior(value(0, 0), data)};
           }};
 }

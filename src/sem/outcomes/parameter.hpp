@@ -23,15 +23,15 @@ enum class distribution : std::uint32_t {
 };
 
 /// The family by the canonical name of the language. Throws error_debug "Unable to parse distribution.".
-distribution parse_distribution(std::string const& name);
+distribution parse_distribution(const std::string& name);
 
 /// A parameter with a prior of its own. It is drawn by the constraint that is built on it: alone, or together
 /// with the places of the equations that carry its label.
 class Parameter : public value_node {
  public:
   /// The value starts at default_start(). Throws error_debug for a family without a density.
-  Parameter(Estimator const* estimator, estimator::cluster const& structure, distribution const& dist,
-            double const& a, double const& b);
+  Parameter(const Estimator* estimator, const estimator::cluster& structure, const distribution& dist,
+            const double& a, const double& b);
 
   /// A value inside the support, near the middle of the prior: normal a; gamma a b; inverse gamma b / (a +
   /// 1); beta a / (a + b); uniform the midpoint, or 1 inside the one finite bound; Laplace and Cauchy a;
@@ -39,22 +39,22 @@ class Parameter : public value_node {
   static double default_start(distribution dist, double a, double b);
 
   /// Log density at x. Minus infinity where the density cannot be computed.
-  double prior(double const& x, arma::Mat<double> const& data) const;
+  double prior(const double& x, const arma::Mat<double>& data) const;
 
   arma::Col<double> params() const override { return value.as_col(); }
-  arma::Col<double> params(arma::Mat<double> const&) const override { return value.as_col(); }
+  arma::Col<double> params(const arma::Mat<double>&) const override { return value.as_col(); }
   /// Takes the first element as the value.
-  void addStarts(arma::Col<double> const& v) override;
-  arma::Mat<double> const& betas() const override { return value; }
+  void addStarts(const arma::Col<double>& v) override;
+  const arma::Mat<double>& betas() const override { return value; }
   /// Only parameter_type::value: the value, with the prior as its one term.
-  std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
-                                                    unsigned const& level) override;
+  std::shared_ptr<estimator::constraint> constraint(const parameter_type& kind, const unsigned& index,
+                                                    const unsigned& level) override;
   /// The prior at the current value, as a column of one element.
-  estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
+  estimator::likelihood_function likelihoodFunc(const likelihood_type& kind) const override;
 
   estimator::cluster cluster;
   arma::Mat<double> value;  ///< 1 x 1; its address does not change
-  std::function<double(double const&, double const&, double const&)> prior_fun;
+  std::function<double(const double&, const double&, const double&)> prior_fun;
   distribution dist;
   double a, b;
 };

@@ -8,8 +8,8 @@ namespace tovik::sem {
 struct priors {
   int resvar = 2;  ///< residual variances
   int raneff = 2;  ///< covariance matrices of random effects
-  /// The 1 of the first prior is the observed variance of the outcome, for the effect of a covariate that variance over
-  /// the covariate's, and not one unit of the data squared.
+  /// The 1 of the first prior is the observed variance of the outcome, for the effect of a covariate that
+  /// variance over the covariate's, and not one unit of the data squared.
   bool scaled = false;
 };
 

@@ -11,14 +11,14 @@
 namespace tovik::sem {
 namespace {
 
-arma::Col<arma::uword> all_but(arma::uword n, arma::Col<arma::uword> const& excluded) {
+arma::Col<arma::uword> all_but(arma::uword n, const arma::Col<arma::uword>& excluded) {
   std::vector<arma::uword> rest;
   for (arma::uword j = 0; j < n; ++j)
     if (!arma::any(excluded == j)) rest.push_back(j);
   return arma::Col<arma::uword>(rest);
 }
 
-void validate(equation_setup const& setup, arma::uword k) {
+void validate(const equation_setup& setup, arma::uword k) {
   if (setup.fixed.n_elem != setup.fixed_values.n_elem || arma::any(setup.fixed >= k))
     throw error_debug("Fixed coefficients do not match the predictors.");
   if (setup.n_levels > setup.cluster.n_levels() || setup.n_levels > 2)
@@ -32,9 +32,9 @@ void validate(equation_setup const& setup, arma::uword k) {
     throw error_debug("Phantoms do not match the levels.");
 }
 
-std::vector<arma::Col<arma::uword>> phantom_columns(equation_setup const& setup) {
+std::vector<arma::Col<arma::uword>> phantom_columns(const equation_setup& setup) {
   std::vector<arma::Col<arma::uword>> out;
-  for (auto const& place : setup.phantoms) {
+  for (const auto& place : setup.phantoms) {
     out.emplace_back(place.size());
     for (std::size_t k = 0; k < place.size(); ++k) out.back()(k) = place[k].column;
   }
@@ -43,8 +43,8 @@ std::vector<arma::Col<arma::uword>> phantom_columns(equation_setup const& setup)
 
 }  // namespace
 
-estimator::Outcome::shape Regression::parts_of(Estimator const* estimator, data::type const& type,
-                                               equation_setup const& setup) {
+estimator::Outcome::shape Regression::parts_of(const Estimator* estimator, const data::type& type,
+                                               const equation_setup& setup) {
   return {.estimator = estimator,
           .type = type,
           .y = {setup.y},
@@ -58,7 +58,7 @@ estimator::Outcome::shape Regression::parts_of(Estimator const* estimator, data:
           .missing = !setup.missing_units.is_empty()};
 }
 
-Regression::Regression(Estimator const* estimator_, data::type const& type_, equation_setup const& setup)
+Regression::Regression(const Estimator* estimator_, const data::type& type_, const equation_setup& setup)
     : Outcome(parts_of(estimator_, type_, setup)),
       cluster(setup.cluster),
       n_units(setup.cluster.own_rows.empty() ? 0 : setup.cluster.own_rows[0]->n_elem),
@@ -90,7 +90,7 @@ Regression::Regression(Estimator const* estimator_, data::type const& type_, equ
   make_scan(setup);
 }
 
-void Regression::make_parts(equation_setup const& setup) {
+void Regression::make_parts(const equation_setup& setup) {
   parts_.reserve(n_levels + 1);
   for (unsigned place = 0; place <= n_levels; ++place) {
     arma::uword const q = place == 0 ? 1 : n_random(place - 1);
@@ -100,8 +100,8 @@ void Regression::make_parts(equation_setup const& setup) {
   means_.effects.resize(n_levels);
 }
 
-void Regression::make_scan(equation_setup const& setup) {
-  auto const& mutable_columns = setup.mutable_columns;
+void Regression::make_scan(const equation_setup& setup) {
+  const auto& mutable_columns = setup.mutable_columns;
   scan::equation terms;
   terms.y = y(0);
   terms.y_static = !missing && !(y(0) < mutable_columns.size() && mutable_columns[y(0)]);
@@ -116,7 +116,7 @@ void Regression::make_scan(equation_setup const& setup) {
   if (!parts_[0].empty()) scan_->keep_rows();
 }
 
-arma::Col<arma::uword> const* Regression::unit_rows() const {
+const arma::Col<arma::uword>* Regression::unit_rows() const {
   return level == 0 ? nullptr : cluster.own_rows[0];
 }
 
@@ -124,8 +124,8 @@ void Regression::keep_rows() {
   scan_->keep_rows();
 }
 
-void Regression::begin_scan(arma::Mat<double> const& data) {
-  if (arma::Col<double> const* values = response(data))
+void Regression::begin_scan(const arma::Mat<double>& data) {
+  if (const arma::Col<double>* values = response(data))
     scan_->begin(data, *values, betas_, u, scale());
   else
     scan_->begin(data, betas_, u, scale());
@@ -134,7 +134,7 @@ void Regression::begin_scan(arma::Mat<double> const& data) {
   scan_->subtract(means_.residual.memptr());
 }
 
-void Regression::check_residual(arma::Mat<double> const& data) const {
+void Regression::check_residual(const arma::Mat<double>& data) const {
   if (!check_residuals || residual_error(data) < 1e-8) return;
   throw error_debug("The residual of an equation is not that of the data.");
 }
@@ -170,12 +170,12 @@ void Regression::update_shares() {
     slope_total += slope_var[L];
   }
   total_var = coef_var + slope_total + icept_total + share_variance();
-  auto const& C = scan_->moments_of_x().covariance;
+  const auto& C = scan_->moments_of_x().covariance;
   for (arma::uword j = first; j < betas_.n_elem; ++j)
     std_betas(j) = betas_(j) * std::sqrt(C(j, j) / total_var);
 }
 
-void Regression::refreshShares(arma::Mat<double> const& data) {
+void Regression::refreshShares(const arma::Mat<double>& data) {
   scan_->reread_parameters(data);
   update_shares();
 }
@@ -202,13 +202,13 @@ void Regression::coefficient_rows(std::vector<double>& out) const {
   for (arma::uword j = has_intercept ? 1 : 0; j < std_betas.n_elem; ++j) out.push_back(std_betas(j));
 }
 
-arma::Col<double> Regression::postDraw(arma::Mat<double> const&) const {
+arma::Col<double> Regression::postDraw(const arma::Mat<double>&) const {
   std::vector<double> out;
   coefficient_rows(out);
   if (!explains_variance()) return arma::Col<double>(out);
   out.push_back(coef_var / total_var);
   for (unsigned L = 0; L < n_levels; ++L) {
-    bool const has_icept = icept[L] != 0 && n_random(L) > 0;
+    const bool has_icept = icept[L] != 0 && n_random(L) > 0;
     if (has_icept) out.push_back(icept_var[L] / total_var);
     if (n_random(L) > (has_icept ? 1U : 0U)) out.push_back(slope_var[L] / total_var);
   }
@@ -216,13 +216,13 @@ arma::Col<double> Regression::postDraw(arma::Mat<double> const&) const {
   return arma::Col<double>(out);
 }
 
-arma::Col<double> Regression::params(arma::Mat<double> const& data) const {
+arma::Col<double> Regression::params(const arma::Mat<double>& data) const {
   return arma::join_cols(params(), postDraw(data));
 }
 
-void Regression::addStarts(arma::Col<double> const& v) {
+void Regression::addStarts(const arma::Col<double>& v) {
   if (v.n_elem != n_params()) throw error_debug("Starting values do not match the parameters.");
-  double const* next = v.memptr();
+  const double* next = v.memptr();
   for (unsigned L = n_levels; L-- > 0;) {
     arma::uword const q = n_random(L);
     for (arma::uword j = 0; j < q; ++j)
@@ -244,13 +244,13 @@ arma::uword Regression::n_estimated() const {
   return count;
 }
 
-std::vector<arma::Col<double>> Regression::covariate_squares(arma::Mat<double> const& data) const {
+std::vector<arma::Col<double>> Regression::covariate_squares(const arma::Mat<double>& data) const {
   std::vector<arma::Col<double>> out;
   arma::Col<double> scratch;
-  for (scan::columns const& Z : scan_->terms().terms.z) {
+  for (const scan::columns& Z : scan_->terms().terms.z) {
     out.emplace_back(Z.size());
     for (arma::uword j = 0; j < Z.size(); ++j) {
-      double const* z = Z.at(j, data, unit_rows(), scratch);
+      const double* z = Z.at(j, data, unit_rows(), scratch);
       double sum = 0.0, n = 0.0;
       for (arma::uword i = 0; i < n_units; ++i) {
         if (std::isnan(z[i])) continue;
@@ -263,19 +263,19 @@ std::vector<arma::Col<double>> Regression::covariate_squares(arma::Mat<double> c
   return out;
 }
 
-// A variance of effects is in units of the outcome over those of the covariate. A covariate that does not vary (the
-// constant of an intercept), or of which nothing is observed, counts as it stands.
-void Regression::scale_priors(double response_variance, arma::Mat<double> const& observed) {
+// A variance of effects is in units of the outcome over those of the covariate. A covariate that does not
+// vary (the constant of an intercept), or of which nothing is observed, counts as it stands.
+void Regression::scale_priors(double response_variance, const arma::Mat<double>& observed) {
   if (!has_units()) return;
   residual_unit_ = response_variance;
   arma::Col<double> scratch;
   for (unsigned L = 0; L < n_levels; ++L) {
-    scan::columns const& Z = scan_->terms().terms.z[L];
+    const scan::columns& Z = scan_->terms().terms.z[L];
     for (arma::uword j = 0; j < Z.size(); ++j) {
-      double const* z = Z.at(j, observed, unit_rows(), scratch);
+      const double* z = Z.at(j, observed, unit_rows(), scratch);
       arma::Col<double> known(z, n_units);
       known = known.elem(arma::find_finite(known)).eval();
-      double const spread = known.n_elem > 1 ? arma::var(known) : 0.0;
+      const double spread = known.n_elem > 1 ? arma::var(known) : 0.0;
       effect_units_[L](j) = response_variance / (spread > 0.0 ? spread : 1.0);
     }
   }
@@ -291,7 +291,7 @@ estimator::tune_results Regression::tuneResults() const {
   return results;
 }
 
-void Regression::addLL(std::unique_ptr<estimator::likelihood> list, likelihood_type const& kind) {
+void Regression::addLL(std::unique_ptr<estimator::likelihood> list, const likelihood_type& kind) {
   if (kind == likelihood_type::random_effect)
     us_ll_ = std::move(list);
   else
@@ -318,7 +318,7 @@ std::vector<double> Regression::getMissingPercents() const {
   return {getMissingPercent()};
 }
 
-void Regression::addMulti(std::shared_ptr<Multi> const&) {
+void Regression::addMulti(const std::shared_ptr<Multi>&) {
   not_available::refuse("A block of outcomes with correlated residuals");
 }
 

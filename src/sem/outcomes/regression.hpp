@@ -19,98 +19,99 @@ namespace tovik::sem {
 ///
 ///   y*_i = eta_i + e_i,   eta_i = x_i' b + sum over levels L of z_Li' u_L,c(i),   u_L,c ~ N(0, Sigma_L),
 ///
-/// where the response y* of a unit is what the kind says: the observed value, a transformation of it, a latent
-/// score, a working value with its own precision. A scan draws b and each u_L from their full conditionals given
-/// y*, and each Sigma_L under the (improper) inverse Wishart prior of `priors` (Gelfand & Smith, 1990, JASA 85,
-/// 398-409; Gelman et al., Bayesian Data Analysis, ch. 14-15). What a kind alone knows it says in the hooks below.
+/// where the response y* of a unit is what the kind says: the observed value, a transformation of it, a
+/// latent score, a working value with its own precision. A scan draws b and each u_L from their full
+/// conditionals given y*, and each Sigma_L under the (improper) inverse Wishart prior of `priors` (Gelfand &
+/// Smith, 1990, JASA 85, 398-409; Gelman et al., Bayesian Data Analysis, ch. 14-15). What a kind alone knows
+/// it says in the hooks below.
 ///
-/// With phantoms P of the residual or of the effects of a level, e_i ~ N(l'P_i, v - l'l), v the whole residual
-/// variance, and u_L,c ~ N(Lambda P_c, Sigma_L - Lambda Lambda'); Sigma_L stays the whole matrix, proposed from its
-/// draw without phantoms and accepted by Metropolis-Hastings. Random effects that other equations read as
-/// variables are drawn by a random walk, all terms of a cluster together.
+/// With phantoms P of the residual or of the effects of a level, e_i ~ N(l'P_i, v - l'l), v the whole
+/// residual variance, and u_L,c ~ N(Lambda P_c, Sigma_L - Lambda Lambda'); Sigma_L stays the whole matrix,
+/// proposed from its draw without phantoms and accepted by Metropolis-Hastings. Random effects that other
+/// equations read as variables are drawn by a random walk, all terms of a cluster together.
 ///
-/// The sources beside regression.cpp: regression_effects (random effects), regression_likelihood (what the model
-/// says of the data), regression_parameters (parameters seen from outside), regression_phantoms,
+/// The sources beside regression.cpp: regression_effects (random effects), regression_likelihood (what the
+/// model says of the data), regression_parameters (parameters seen from outside), regression_phantoms,
 /// regression_propriety.
 class Regression : public virtual estimator::Outcome {
  public:
   /// Throws error_debug for a setup that contradicts itself.
-  Regression(Estimator const* estimator, data::type const& type, equation_setup const& setup);
+  Regression(const Estimator* estimator, const data::type& type, const equation_setup& setup);
   /// What a concrete kind hands to its virtual base.
-  static shape parts_of(Estimator const* estimator, data::type const& type, equation_setup const& setup);
+  static shape parts_of(const Estimator* estimator, const data::type& type, const equation_setup& setup);
 
   void draw(arma::Mat<double>& data) override;
   arma::Col<double> params() const override;
-  arma::Col<double> postDraw(arma::Mat<double> const& data) const override;
-  arma::Col<double> params(arma::Mat<double> const& data) const override;
+  arma::Col<double> postDraw(const arma::Mat<double>& data) const override;
+  arma::Col<double> params(const arma::Mat<double>& data) const override;
   arma::uword n_params() const override;
-  arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const override;
-  void addLogLiklihood(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+  arma::Col<double> logLiklihood(const arma::Mat<double>& data, const int& level) const override;
+  void addLogLiklihood(const arma::Mat<double>& data, const int& level, const arma::Col<arma::uword>& units,
                        double* out) const override;
-  arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
-  arma::Col<double> observed_logLiklihood(arma::Mat<double> const& data, int const& level) const override;
-  arma::Col<double> observed_marginal_logLiklihood(arma::Mat<double> const& data) const override;
+  arma::Col<double> marginal_logLiklihood(const arma::Mat<double>& data) const override;
+  arma::Col<double> observed_logLiklihood(const arma::Mat<double>& data, const int& level) const override;
+  arma::Col<double> observed_marginal_logLiklihood(const arma::Mat<double>& data) const override;
   arma::uword n_unobserved() const override { return missing_rows.n_elem; }
-  double logLiklihood(arma::Mat<double> const& data) const override;
-  void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) override;
-  void addLL(std::unique_ptr<estimator::likelihood> list, likelihood_type const& kind) override;
-  void addStarts(arma::Col<double> const& v) override;
-  std::vector<arma::Col<double>> covariate_squares(arma::Mat<double> const& data) const override;
-  void check_propriety(arma::Mat<double> const& data, equation_names const& names) const override;
-  void check_design(arma::Mat<double> const& data, equation_names const& names) const override;
-  void scale_priors(double response, arma::Mat<double> const& observed) override;
+  double logLiklihood(const arma::Mat<double>& data) const override;
+  void addIndicator(const arma::Col<arma::uword>& cols, const indicator_type& kind) override;
+  void addLL(std::unique_ptr<estimator::likelihood> list, const likelihood_type& kind) override;
+  void addStarts(const arma::Col<double>& v) override;
+  std::vector<arma::Col<double>> covariate_squares(const arma::Mat<double>& data) const override;
+  void check_propriety(const arma::Mat<double>& data, const equation_names& names) const override;
+  void check_design(const arma::Mat<double>& data, const equation_names& names) const override;
+  void scale_priors(double response, const arma::Mat<double>& observed) override;
   double residual_unit() const override { return residual_unit_; }
   /// Proposals of random effects that other equations read.
   void tune() override;
   estimator::tune_results tuneResults() const override;
   /// 1 x 1: v / x_i'x_i for the column x_i of the coefficient, v the whole residual variance.
-  arma::Mat<double> betaCovB(arma::Mat<double> const& data, unsigned const& index) const override;
-  arma::Mat<double> const& betas() const override { return betas_; }
-  /// A coefficient (`index`), which is from then on not drawn here; a correlation with phantoms; or a handle to
-  /// read: an element of Sigma of the level above with number `level` (`index` counts by columns), variance
-  /// shares. Its proposal variance is 1. Other kinds: own_constraint.
-  std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
-                                                    unsigned const& level) override;
+  arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const override;
+  const arma::Mat<double>& betas() const override { return betas_; }
+  /// A coefficient (`index`), which is from then on not drawn here; a correlation with phantoms; or a handle
+  /// to read: an element of Sigma of the level above with number `level` (`index` counts by columns),
+  /// variance shares. Its proposal variance is 1. Other kinds: own_constraint.
+  std::shared_ptr<estimator::constraint> constraint(const parameter_type& kind, const unsigned& index,
+                                                    const unsigned& level) override;
   std::shared_ptr<estimator::constraint> moved_intercept() override;
-  estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
+  estimator::likelihood_function likelihoodFunc(const likelihood_type& kind) const override;
   void setCentering(std::unique_ptr<estimator::covariate_link> link) override;
   double getMissingPercent() const override;
   std::vector<double> getMissingPercents() const override;
   /// The random effects of each level, the nearest level first, at every row of `data`.
-  arma::Mat<double> latent(arma::Mat<double> const& data) const override;
-  arma::Mat<double> residual(arma::Mat<double> const& data) const override;
-  arma::Mat<double> predicted(arma::Mat<double> const& data) const override;
-  arma::Mat<double> compute_residual(arma::Mat<double> const& data) const override;
-  arma::Mat<double> compute_predicted(arma::Mat<double> const& data) const override;
+  arma::Mat<double> latent(const arma::Mat<double>& data) const override;
+  arma::Mat<double> residual(const arma::Mat<double>& data) const override;
+  arma::Mat<double> predicted(const arma::Mat<double>& data) const override;
+  arma::Mat<double> compute_residual(const arma::Mat<double>& data) const override;
+  arma::Mat<double> compute_predicted(const arma::Mat<double>& data) const override;
   /// Coefficients that are drawn, the elements of the covariance matrices.
   arma::uword n_estimated() const override;
-  void addMulti(std::shared_ptr<Multi> const& block) override;
+  void addMulti(const std::shared_ptr<Multi>& block) override;
 
   std::unique_ptr<correlated_side> correlated(arma::uword column) override;
 
   /// The variance that conditions the draws: what phantoms leave of the residual variance.
   double residVar() const { return parts_[0].empty() ? residual_variance() : parts_[0].loadings.variance(); }
   /// Covariance and precision of the random effects given the phantoms of their level.
-  arma::Mat<double> const& Sigma_s(int const& L) const {
-    auto const l = static_cast<std::size_t>(L);
+  const arma::Mat<double>& Sigma_s(const int& L) const {
+    const auto l = static_cast<std::size_t>(L);
     return parts_[l + 1].empty() ? Sigma[l] : parts_[l + 1].loadings.conditional();
   }
-  arma::Mat<double> const& iSigma_s(int const& L) const {
-    auto const l = static_cast<std::size_t>(L);
+  const arma::Mat<double>& iSigma_s(const int& L) const {
+    const auto l = static_cast<std::size_t>(L);
     return parts_[l + 1].empty() ? iSigma[l] : parts_[l + 1].loadings.precision();
   }
   /// Phantoms of the residual (0) or of the effects of the level above with this number less one.
   phantom_part& part(unsigned place) { return parts_[place]; }
-  phantom_part const& part(unsigned place) const { return parts_[place]; }
+  const phantom_part& part(unsigned place) const { return parts_[place]; }
   /// The whole covariance matrix of a place, phantoms included.
   arma::Mat<double> covariance(unsigned place) const;
-  /// The response given its parameters is normal with one residual variance, so that it has a joint density with
-  /// others.
+  /// The response given its parameters is normal with one residual variance, so that it has a joint density
+  /// with others.
   virtual bool is_normal() const { return false; }
   /// y* - Xb of every unit, random effects and phantoms left in.
-  arma::Col<double> fixed_residual(arma::Mat<double> const& data) const;
+  arma::Col<double> fixed_residual(const arma::Mat<double>& data) const;
   /// Per level, Z: units x terms.
-  std::vector<arma::Mat<double>> effect_designs(arma::Mat<double> const& data) const;
+  std::vector<arma::Mat<double>> effect_designs(const arma::Mat<double>& data) const;
   /// Loadings and conditional variances of a place after a correlation, the residual variance or Sigma was
   /// written. False when nothing positive definite is left.
   bool refresh_phantoms(unsigned place);
@@ -118,26 +119,26 @@ class Regression : public virtual estimator::Outcome {
   /// Log likelihood of the units when a correlation of the residual, or of a level's effects, has been
   /// written; -inf when the correlations leave no variance. They need `value` for their place in a list of
   /// terms only.
-  double compute_LL_correlation(double const& value, arma::Mat<double> const& data);
-  double compute_LL_correlation_L(double const& value, arma::Mat<double> const& data, int const& L);
+  double compute_LL_correlation(const double& value, const arma::Mat<double>& data);
+  double compute_LL_correlation_L(const double& value, const arma::Mat<double>& data, const int& L);
   /// Takes the values that the phantoms of a place enter, at the data; read_part also takes the phantoms.
-  void read_values(unsigned place, arma::Mat<double> const& data);
-  void read_part(unsigned place, arma::Mat<double> const& data);
+  void read_values(unsigned place, const arma::Mat<double>& data);
+  void read_part(unsigned place, const arma::Mat<double>& data);
   /// The row of the data for each unit that the phantoms of a place have; null for every row.
-  arma::Col<arma::uword> const* phantom_rows(unsigned place) const;
+  const arma::Col<arma::uword>* phantom_rows(unsigned place) const;
 
   void publish_effects(arma::Mat<double>& data) const override;
   void accept_together(unsigned L) override { together_[L] = true; }
 
-  arma::Col<double> compute_logLiklihood(arma::Mat<double> const& data, int const& level) const;
-  arma::Col<double> compute_marginal_logLiklihood(arma::Mat<double> const& data) const;
-  arma::Mat<double> compute_latent(arma::Mat<double> const& data) const;
+  arma::Col<double> compute_logLiklihood(const arma::Mat<double>& data, const int& level) const;
+  arma::Col<double> compute_marginal_logLiklihood(const arma::Mat<double>& data) const;
+  arma::Mat<double> compute_latent(const arma::Mat<double>& data) const;
   /// Keeps the residual of every unit in each scan, also where cross-products would do: for comparison,
   /// before the first draw.
   void keep_rows();
   /// By how much the residual that the steps of a scan keep differs from that at the data, relative to the
   /// response; 0 where cross-products take its place.
-  double residual_error(arma::Mat<double> const& data) const;
+  double residual_error(const arma::Mat<double>& data) const;
   /// Every step of a scan then looks at it, and throws error_debug where it shows: in debug builds.
 #ifdef NDEBUG
   static inline bool check_residuals = false;
@@ -147,16 +148,16 @@ class Regression : public virtual estimator::Outcome {
 
   /// Sum of logLiklihood(data, level) at the own level, from cross-products where they serve. `value` is the
   /// parameter that was written, for its place in a list of terms only.
-  double compute_LL_node(double const& value, arma::Mat<double> const& data) const;
+  double compute_LL_node(const double& value, const arma::Mat<double>& data) const;
   /// Recomputes variance shares and standardised coefficients at the current parameters, after some were
   /// written from outside.
-  void refreshShares(arma::Mat<double> const& data) override;
+  void refreshShares(const arma::Mat<double>& data) override;
   /// Drawn coefficients go along with driven ones (see driven_coefficients). Again while proposals are
   /// adapted.
-  void connectDriven(arma::Mat<double> const& data) override;
+  void connectDriven(const arma::Mat<double>& data) override;
 
   /// Log density of the random effects of the L-th level above, one value per cluster.
-  arma::Col<double> compute_Us_LL(arma::Mat<double> const& data, int const& L) const;
+  arma::Col<double> compute_Us_LL(const arma::Mat<double>& data, const int& L) const;
 
   estimator::cluster cluster;
   arma::uword n_units;                    ///< rows, or clusters of the outcome's level
@@ -183,86 +184,112 @@ class Regression : public virtual estimator::Outcome {
   /// The whole residual variance of the response, phantoms included; 1 where there is no such thing.
   virtual double residual_variance() const = 0;
   /// It is drawn by the model, so that a step may move it along with a correlation.
-  virtual bool residual_variance_moves() const { return false; }
+  virtual bool residual_variance_moves() const {
+    return false;
+  }
   virtual void set_residual_variance(double v);
   /// The residual variance of each unit as the draws of coefficients and effects see it.
-  virtual scan::row_scale scale() const { return scan::row_scale(residVar()); }
+  virtual scan::row_scale scale() const {
+    return scan::row_scale(residVar());
+  }
   /// The response of all units as a scan takes it; null: the cells of the outcome's column as they stand.
-  virtual arma::Col<double> const* response(arma::Mat<double> const&) { return nullptr; }
+  virtual const arma::Col<double>* response(const arma::Mat<double>&) {
+    return nullptr;
+  }
   /// Writes the response of every unit at the data to `out`.
-  virtual void copy_response(arma::Mat<double> const& data, double* out) const = 0;
+  virtual void copy_response(const arma::Mat<double>& data, double* out) const = 0;
   /// Before the coefficients: what makes the response (thresholds and scores, weights of an augmentation).
   virtual void draw_auxiliary(arma::Mat<double>&) {}
   /// After the effects: parameters of the kind (a residual variance, a dispersion).
-  virtual void draw_own(arma::Mat<double> const&) {}
+  virtual void draw_own(const arma::Mat<double>&) {}
   /// Last: missing values of the outcome, and what other equations read of it.
   virtual void draw_values(arma::Mat<double>& data) = 0;
-  /// out[k] := log density of the outcome of the k-th of `n` units given its linear predictor mu[k], phantoms of the
-  /// residual included. `units`: their numbers, or null for the first n. `out` may be `mu`.
-  virtual void unit_log_density(arma::Mat<double> const& data, arma::uword const* units, arma::uword n,
-                                double const* mu, double* out) const = 0;
+  /// out[k] := log density of the outcome of the k-th of `n` units given its linear predictor mu[k], phantoms
+  /// of the residual included. `units`: their numbers, or null for the first n. `out` may be `mu`.
+  virtual void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
+                                const double* mu, double* out) const = 0;
   /// The sum of unit_log_density over all units where cross-products give it; NaN where they do not.
-  virtual double log_likelihood_from_products() const { return arma::datum::nan; }
+  virtual double log_likelihood_from_products() const {
+    return arma::datum::nan;
+  }
   /// The log likelihood of each cluster of the level above with this number, from sums within clusters. False
   /// where they do not give it.
   virtual bool log_likelihood_from_sums(unsigned /*above*/, arma::Col<double>& /*out*/) const {
     return false;
   }
   /// False for a response whose scale is fixed by the model: its priors keep their unit.
-  virtual bool has_units() const { return true; }
+  virtual bool has_units() const {
+    return true;
+  }
   /// The part of the outcome's variance that no predictor and no random effect explains.
   virtual double share_variance() const = 0;
   /// False for a kind without shares of explained variance.
-  virtual bool explains_variance() const { return true; }
+  virtual bool explains_variance() const {
+    return true;
+  }
   /// The rows that follow from the coefficients; standardised coefficients without an intercept's.
   virtual void coefficient_rows(std::vector<double>& out) const;
   /// Rows of params() between the covariances and the coefficients, and behind these. take_*: restores them.
-  virtual arma::Col<double> own_rows() const { return {}; }
-  virtual arma::Col<double> last_rows() const { return {}; }
-  virtual void take_own_rows(double const*) {}
-  virtual void take_last_rows(double const*) {}
-  /// A handle on a parameter that belongs to the kind. Throws error_debug for one that the kind does not have.
-  virtual std::shared_ptr<estimator::constraint> own_constraint(parameter_type const& kind, unsigned const& index);
+  virtual arma::Col<double> own_rows() const {
+    return {};
+  }
+  virtual arma::Col<double> last_rows() const {
+    return {};
+  }
+  virtual void take_own_rows(const double*) {}
+  virtual void take_last_rows(const double*) {}
+  /// A handle on a parameter that belongs to the kind. Throws error_debug for one that the kind does not
+  /// have.
+  virtual std::shared_ptr<estimator::constraint> own_constraint(const parameter_type& kind,
+                                                                const unsigned& index);
   /// The likelihood list of the outcome's values.
   virtual void set_value_list(std::unique_ptr<estimator::likelihood> list) = 0;
 
   // What the hooks build on.
 
-  scan::equation_scan& equation() const { return *scan_; }
-  bool phantoms_of_residual() const { return !parts_[0].empty(); }
+  scan::equation_scan& equation() const {
+    return *scan_;
+  }
+  bool phantoms_of_residual() const {
+    return !parts_[0].empty();
+  }
   /// Null: units are rows.
-  arma::Col<arma::uword> const* unit_rows() const;
+  const arma::Col<arma::uword>* unit_rows() const;
   /// eta of every unit, with what phantoms of the residual add to it.
-  void predictor(arma::Mat<double> const& data, arma::Col<double>& mu) const;
+  void predictor(const arma::Mat<double>& data, arma::Col<double>& mu) const;
   /// What they add: units x 1, kept until the next call.
-  arma::Mat<double> const& phantom_means(arma::Mat<double> const& data) const;
+  const arma::Mat<double>& phantom_means(const arma::Mat<double>& data) const;
   /// The same as predictor() at some units; passes over no others.
-  void predictor_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units, double* mu) const;
+  void predictor_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units, double* mu) const;
   /// What follows from the outcome's column after its values were written.
   void refresh_followers(arma::Mat<double>& data) const;
   /// The density of the units, as one address for all who hold it.
-  void const* source() const { return this; }
+  const void* source() const {
+    return this;
+  }
   /// A handle on a field of this model.
-  std::shared_ptr<estimator::constraint> handle(double* address, unsigned at_level, double variance = 1.0) const;
+  std::shared_ptr<estimator::constraint> handle(double* address, unsigned at_level,
+                                                double variance = 1.0) const;
 
  private:
   friend class regression_side;
 
-  void make_parts(equation_setup const& setup);
-  void make_scan(equation_setup const& setup);
-  void begin_scan(arma::Mat<double> const& data);
-  void check_residual(arma::Mat<double> const& data) const;
+  void make_parts(const equation_setup& setup);
+  void make_scan(const equation_setup& setup);
+  void begin_scan(const arma::Mat<double>& data);
+  void check_residual(const arma::Mat<double>& data) const;
   void draw_effects(arma::Mat<double>& data, unsigned L);
-  void draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<double> const* mu);
-  arma::Mat<double> const* effect_means(arma::Mat<double> const& data, unsigned L) const;
+  void draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu);
+  const arma::Mat<double>* effect_means(const arma::Mat<double>& data, unsigned L) const;
   void write_effects(arma::Mat<double>& data, unsigned L) const;
-  void draw_covariance(arma::Mat<double> const& data, unsigned L);
+  void draw_covariance(const arma::Mat<double>& data, unsigned L);
   bool is_estimated(arma::uword j) const;
   /// Estimated coefficients whose predictors do not vary within the clusters of the L-th level above.
-  arma::uword n_between(arma::Mat<double> const& data, unsigned L) const;
-  void check_clusters(arma::Mat<double> const& data, equation_names const& names) const;
-  void check_units(equation_names const& names) const;
-  arma::Col<double> integrated_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& left_out) const;
+  arma::uword n_between(const arma::Mat<double>& data, unsigned L) const;
+  void check_clusters(const arma::Mat<double>& data, const equation_names& names) const;
+  void check_units(const equation_names& names) const;
+  arma::Col<double> integrated_density(const arma::Mat<double>& data,
+                                       const arma::Col<arma::uword>& left_out) const;
   arma::Col<double> sums_at(unsigned above, arma::Col<double> values) const;
   bool has_phantoms() const;
   std::shared_ptr<estimator::constraint> driven_coefficient(unsigned index);
@@ -271,16 +298,16 @@ class Regression : public virtual estimator::Outcome {
   double* covariance_element(unsigned index, unsigned L);
   void update_shares();
   /// The response less eta, phantoms left in; kept until the next call.
-  arma::Col<double> const& values_without_phantoms(arma::Mat<double> const& data);
-  void subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const;
-  void subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const;
-  void subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>& r) const;
-  void subtract_predictor(arma::Mat<double> const& data, arma::Col<double>& r) const;
+  const arma::Col<double>& values_without_phantoms(const arma::Mat<double>& data);
+  void subtract_fixed(const arma::Mat<double>& data, arma::Col<double>& r) const;
+  void subtract_random(const arma::Mat<double>& data, arma::Col<double>& r) const;
+  void subtract_phantoms(const arma::Mat<double>& data, arma::Col<double>& r) const;
+  void subtract_predictor(const arma::Mat<double>& data, arma::Col<double>& r) const;
   void validate_level(int above) const;
   /// unit_log_density at some units; kept until the next call.
-  double const* log_densities_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const;
-  double const* static_part(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const;
-  arma::Mat<double> at_rows(arma::Mat<double> const& units) const;
+  const double* log_densities_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units) const;
+  const double* static_part(const arma::Mat<double>& data, const arma::Col<arma::uword>& units) const;
+  arma::Mat<double> at_rows(const arma::Mat<double>& units) const;
 
   std::unique_ptr<estimator::likelihood> us_ll_;
   std::unique_ptr<estimator::covariate_link> centering_;

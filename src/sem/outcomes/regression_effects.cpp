@@ -5,9 +5,9 @@
 #include <cmath>
 
 #include "data/variable.hpp"
-#include "sem/wiring/estimator.hpp"
-#include "sem/outcomes/regression.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/regression.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -17,28 +17,27 @@ namespace {
 constexpr arma::uword unnamed = data::variable::no_column;
 
 /// (u_c - mu_c)' K (u_c - mu_c).
-double quadratic(arma::Mat<double> const& u, arma::Mat<double> const* mu, arma::Mat<double> const& K,
+double quadratic(const arma::Mat<double>& u, const arma::Mat<double>* mu, const arma::Mat<double>& K,
                  arma::uword c) {
   double sum = 0.0;
   auto value = [&](arma::uword j) { return u(c, j) - (mu == nullptr ? 0.0 : (*mu)(c, j)); };
   for (arma::uword j = 0; j < u.n_cols; ++j) {
-    double const d = value(j);
+    const double d = value(j);
     for (arma::uword i = 0; i < j; ++i) sum += 2.0 * value(i) * K(i, j) * d;
     sum += d * K(j, j) * d;
   }
   return sum;
 }
 
-bool any_named(arma::Col<arma::uword> const& columns) {
+bool any_named(const arma::Col<arma::uword>& columns) {
   return std::any_of(columns.begin(), columns.end(), [](arma::uword c) { return c != unnamed; });
 }
 
 }  // namespace
 
-void Regression::addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) {
+void Regression::addIndicator(const arma::Col<arma::uword>& cols, const indicator_type& kind) {
   if (cols.is_empty()) return;
-  if (kind != indicator_type::random_effect)
-    throw error_debug("A regression publishes no latent residual.");
+  if (kind != indicator_type::random_effect) throw error_debug("A regression publishes no latent residual.");
   arma::uword at = 0;
   for (unsigned L = 0; L < n_levels; ++L) {
     arma::uword const q = n_random(L);
@@ -51,7 +50,7 @@ void Regression::addIndicator(arma::Col<arma::uword> const& cols, indicator_type
       reads_own_effects_ = true;
       for (unsigned l = 0; l < n_levels; ++l) {
         for (arma::uword k : z[l]) varies_by_own_effects_ = varies_by_own_effects_ || k == column;
-        for (auto const& term : z_compute[l])
+        for (const auto& term : z_compute[l])
           varies_by_own_effects_ = varies_by_own_effects_ || term.reads(column);
       }
     }
@@ -61,8 +60,8 @@ void Regression::addIndicator(arma::Col<arma::uword> const& cols, indicator_type
 }
 
 void Regression::write_effects(arma::Mat<double>& data, unsigned L) const {
-  auto const& columns = re_indicators[L];
-  auto const& clusters = *cluster.selectors[L];
+  const auto& columns = re_indicators[L];
+  const auto& clusters = *cluster.selectors[L];
   for (arma::uword j = 0; j < columns.n_elem; ++j) {
     if (columns(j) == unnamed) continue;
     double* to = data.colptr(columns(j));
@@ -82,8 +81,8 @@ void Regression::publish_effects(arma::Mat<double>& data) const {
     if (!re_indicators[L].is_empty()) write_effects(data, L);
 }
 
-arma::Mat<double> const* Regression::effect_means(arma::Mat<double> const& data, unsigned L) const {
-  auto const& loadings = parts_[L + 1].loadings;
+const arma::Mat<double>* Regression::effect_means(const arma::Mat<double>& data, unsigned L) const {
+  const auto& loadings = parts_[L + 1].loadings;
   if (loadings.empty()) return nullptr;
   loadings.means(data, cluster.own_rows[L + 1], means_.effects[L]);
   return &means_.effects[L];
@@ -91,7 +90,7 @@ arma::Mat<double> const* Regression::effect_means(arma::Mat<double> const& data,
 
 void Regression::draw_effects(arma::Mat<double>& data, unsigned L) {
   if (n_random(L) == 0) return;
-  arma::Mat<double> const* mu = effect_means(data, L);
+  const arma::Mat<double>* mu = effect_means(data, L);
   if (re_indicators[L].is_empty()) {
     scan_->draw_effects(L, scale(), iSigma_s(static_cast<int>(L)), mu, *rng, u[L]);
     return;
@@ -101,19 +100,19 @@ void Regression::draw_effects(arma::Mat<double>& data, unsigned L) {
 
 // One proposal for all terms of each cluster. What changes is the likelihood of this equation and of every
 // one that reads a column of the level, and once the density of the effects themselves.
-void Regression::draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<double> const* mu) {
-  int const at = static_cast<int>(level + 1 + L);
+void Regression::draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu) {
+  const int at = static_cast<int>(level + 1 + L);
   auto likelihood = [&] {
     return us_ll_ != nullptr ? us_ll_->logLiklihood(data, at) : estimator->logLiklihood(data, at);
   };
-  arma::Mat<double> const& K = iSigma_s(static_cast<int>(L));
+  const arma::Mat<double>& K = iSigma_s(static_cast<int>(L));
   arma::Mat<double>& kept = published_.kept;
   arma::uword const n = u[L].n_rows;
   kept.set_size(n, u[L].n_cols);
   std::copy_n(u[L].memptr(), u[L].n_elem, kept.memptr());
   published_.gain = -likelihood();
   // The products of covariates that are effects themselves would make the walk depend on where it stands.
-  auto const* A = varies_by_own_effects_ ? nullptr : &scan_->within(L).values();
+  const auto* A = varies_by_own_effects_ ? nullptr : &scan_->within(L).values();
   scan::row_scale const rows = scale();
   walk_.propose(A, rows.is_one() ? 1.0 / rows.value() : 1.0, K, re_tune[L].value, *rng, u[L]);
   write_effects(data, L);
@@ -123,10 +122,10 @@ void Regression::draw_published(arma::Mat<double>& data, unsigned L, arma::Mat<d
     published_.gain(c) += 0.5 * (quadratic(kept, mu, K, c) - quadratic(u[L], mu, K, c));
     sum += published_.gain(c);
   }
-  double const limit = together_[L] ? std::log(rng->runif()) : 0.0;
+  const double limit = together_[L] ? std::log(rng->runif()) : 0.0;
   arma::uword accepted = 0;
   for (arma::uword c = 0; c < n; ++c) {
-    bool const moves = together_[L] ? limit <= sum : std::log(rng->runif()) <= published_.gain(c);
+    const bool moves = together_[L] ? limit <= sum : std::log(rng->runif()) <= published_.gain(c);
     if (moves)
       ++accepted;
     else

@@ -15,8 +15,8 @@
 namespace tovik::sem {
 
 // r -= X b.
-void Regression::subtract_fixed(arma::Mat<double> const& data, arma::Col<double>& r) const {
-  auto const& columns = scan_->terms().terms.x;
+void Regression::subtract_fixed(const arma::Mat<double>& data, arma::Col<double>& r) const {
+  const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && columns.values().n_rows == r.n_elem) {
     scan::multiply(-1.0, columns.values(), betas_.memptr(), 1.0, r.memptr());
     return;
@@ -27,38 +27,38 @@ void Regression::subtract_fixed(arma::Mat<double> const& data, arma::Col<double>
 }
 
 // r -= sum over levels of Z u.
-void Regression::subtract_random(arma::Mat<double> const& data, arma::Col<double>& r) const {
+void Regression::subtract_random(const arma::Mat<double>& data, arma::Col<double>& r) const {
   arma::Col<double> scratch;
   for (unsigned L = 0; L < n_levels; ++L) {
-    auto const& columns = scan_->terms().terms.z[L];
+    const auto& columns = scan_->terms().terms.z[L];
     for (arma::uword j = 0; j < u[L].n_cols; ++j)
       scan::subtract_effect(columns.at(j, data, unit_rows(), scratch), u[L].colptr(j), *cluster.selectors[L],
                             r.memptr());
   }
 }
 
-void Regression::subtract_predictor(arma::Mat<double> const& data, arma::Col<double>& r) const {
+void Regression::subtract_predictor(const arma::Mat<double>& data, arma::Col<double>& r) const {
   subtract_fixed(data, r);
   subtract_random(data, r);
   subtract_phantoms(data, r);
 }
 
-void Regression::predictor(arma::Mat<double> const& data, arma::Col<double>& mu) const {
+void Regression::predictor(const arma::Mat<double>& data, arma::Col<double>& mu) const {
   mu.zeros(n_units);
   subtract_predictor(data, mu);
   for (double& value : mu) value = -value;
 }
 
-arma::Mat<double> Regression::compute_residual(arma::Mat<double> const& data) const {
+arma::Mat<double> Regression::compute_residual(const arma::Mat<double>& data) const {
   arma::Col<double> r(n_units);
   copy_response(data, r.memptr());
   subtract_predictor(data, r);
   return r;
 }
 
-double Regression::residual_error(arma::Mat<double> const& data) const {
+double Regression::residual_error(const arma::Mat<double>& data) const {
   if (scan_->uses_products() || scan_->r().n_elem != n_units) return 0.0;
-  arma::Mat<double> const r = compute_residual(data);
+  const arma::Mat<double> r = compute_residual(data);
   double worst = 0.0, size = 1.0;
   for (arma::uword i = 0; i < n_units; ++i) {
     worst = std::max(worst, std::fabs(r(i) - scan_->r()(i)));
@@ -67,13 +67,13 @@ double Regression::residual_error(arma::Mat<double> const& data) const {
   return worst / size;
 }
 
-arma::Mat<double> Regression::compute_predicted(arma::Mat<double> const& data) const {
+arma::Mat<double> Regression::compute_predicted(const arma::Mat<double>& data) const {
   arma::Col<double> mu;
   predictor(data, mu);
   return mu;
 }
 
-arma::Mat<double> Regression::at_rows(arma::Mat<double> const& units) const {
+arma::Mat<double> Regression::at_rows(const arma::Mat<double>& units) const {
   if (level == 0) return units;
   arma::Mat<double> out(cluster.rows->n_units(), units.n_cols);
   for (arma::uword j = 0; j < units.n_cols; ++j)
@@ -83,22 +83,22 @@ arma::Mat<double> Regression::at_rows(arma::Mat<double> const& units) const {
 }
 
 // What phantoms carry is part of the residual that a reader of the output sees.
-arma::Mat<double> Regression::residual(arma::Mat<double> const& data) const {
+arma::Mat<double> Regression::residual(const arma::Mat<double>& data) const {
   arma::Mat<double> r = compute_residual(data);
   if (!parts_[0].empty()) r += phantom_means(data);
   return at_rows(r);
 }
 
-arma::Mat<double> Regression::predicted(arma::Mat<double> const& data) const {
+arma::Mat<double> Regression::predicted(const arma::Mat<double>& data) const {
   arma::Mat<double> p = compute_predicted(data);
   if (!parts_[0].empty()) p -= phantom_means(data);
   return at_rows(p);
 }
 
-arma::Mat<double> Regression::compute_latent(arma::Mat<double> const&) const {
+arma::Mat<double> Regression::compute_latent(const arma::Mat<double>&) const {
   arma::uword const n = n_units;
   arma::uword terms = 0;
-  for (auto const& effects : u) terms += effects.n_cols;
+  for (const auto& effects : u) terms += effects.n_cols;
   arma::Mat<double> out(n, terms);
   arma::uword at = 0;
   for (unsigned L = 0; L < n_levels; ++L)
@@ -107,7 +107,7 @@ arma::Mat<double> Regression::compute_latent(arma::Mat<double> const&) const {
   return out;
 }
 
-arma::Mat<double> Regression::latent(arma::Mat<double> const& data) const {
+arma::Mat<double> Regression::latent(const arma::Mat<double>& data) const {
   return at_rows(compute_latent(data));
 }
 
@@ -116,8 +116,8 @@ void Regression::validate_level(int above) const {
     throw error_debug("The outcome has no likelihood at this level.");
 }
 
-arma::Col<double> Regression::compute_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
-  int const above = at_level - static_cast<int>(level);
+arma::Col<double> Regression::compute_logLiklihood(const arma::Mat<double>& data, const int& at_level) const {
+  const int above = at_level - static_cast<int>(level);
   validate_level(above);
   arma::Col<double> sums;
   if (above > 0 && log_likelihood_from_sums(static_cast<unsigned>(above), sums)) return sums;
@@ -130,7 +130,7 @@ arma::Col<double> Regression::compute_logLiklihood(arma::Mat<double> const& data
 /// The values of the units, summed in the clusters of the level above with this number.
 arma::Col<double> Regression::sums_at(unsigned above, arma::Col<double> values) const {
   if (above == 0) return values;
-  auto const& clusters = *cluster.selectors[above - 1];
+  const auto& clusters = *cluster.selectors[above - 1];
   arma::Col<double> sums(clusters.size());
   for (arma::uword c = 0; c < clusters.size(); ++c) {
     double sum = 0.0;
@@ -140,9 +140,10 @@ arma::Col<double> Regression::sums_at(unsigned above, arma::Col<double> values) 
   return sums;
 }
 
-arma::Col<double> Regression::observed_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+arma::Col<double> Regression::observed_logLiklihood(const arma::Mat<double>& data,
+                                                    const int& at_level) const {
   if (missing_rows.is_empty()) return logLiklihood(data, at_level);
-  int const above = at_level - static_cast<int>(level);
+  const int above = at_level - static_cast<int>(level);
   validate_level(above);
   arma::Col<double> values;
   predictor(data, values);
@@ -151,15 +152,16 @@ arma::Col<double> Regression::observed_logLiklihood(arma::Mat<double> const& dat
   return sums_at(static_cast<unsigned>(above), std::move(values));
 }
 
-arma::Col<double> Regression::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+arma::Col<double> Regression::logLiklihood(const arma::Mat<double>& data, const int& at_level) const {
   return compute_logLiklihood(data, at_level);
 }
 
 /// The part of Xb at some units that belongs to columns which never change: one that was just computed for
 /// the same units and coefficients serves again, for Metropolis steps ask twice.
-double const* Regression::static_part(arma::Mat<double> const& data, arma::Col<arma::uword> const& units) const {
+const double* Regression::static_part(const arma::Mat<double>& data,
+                                      const arma::Col<arma::uword>& units) const {
   arma::uword const n = units.n_elem, k = betas_.n_elem;
-  auto const& columns = scan_->terms().terms.x;
+  const auto& columns = scan_->terms().terms.x;
   if (part_.was_filled == columns.filled() && part_.of_units.size() == n && part_.of_betas.size() == k &&
       std::equal(units.begin(), units.end(), part_.of_units.begin()) &&
       std::equal(betas_.begin(), betas_.end(), part_.of_betas.begin()))
@@ -168,29 +170,29 @@ double const* Regression::static_part(arma::Mat<double> const& data, arma::Col<a
   part_.of_units.assign(units.begin(), units.end());
   part_.of_betas.assign(betas_.begin(), betas_.end());
   part_.fixed.assign(n, 0.0);
-  arma::uword const* unit = units.memptr();
+  const arma::uword* unit = units.memptr();
   for (arma::uword j = 0; j < k; ++j) {
     if (!columns.is_kept(j)) continue;
-    double const b = betas_(j);
-    double const* column = columns.stored(j, data, unit_rows());
+    const double b = betas_(j);
+    const double* column = columns.stored(j, data, unit_rows());
     for (arma::uword i = 0; i < n; ++i) part_.fixed[i] += b * column[unit[i]];
   }
   return part_.fixed.data();
 }
 
-void Regression::predictor_at(arma::Mat<double> const& data, arma::Col<arma::uword> const& units,
+void Regression::predictor_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
                               double* mu) const {
   arma::uword const n = units.n_elem;
-  arma::uword const* unit = units.memptr();
+  const arma::uword* unit = units.memptr();
   std::copy_n(static_part(data, units), n, mu);
   if (part_.column.size() < n) part_.column.resize(n);
   double* term = part_.column.data();
-  auto const* rows = unit_rows();
-  auto const& design = scan_->terms().terms;
+  const auto* rows = unit_rows();
+  const auto& design = scan_->terms().terms;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) {
     if (design.x.is_kept(j)) continue;
-    double const b = betas_(j);
-    if (double const* column = design.x.stored(j, data, rows)) {
+    const double b = betas_(j);
+    if (const double* column = design.x.stored(j, data, rows)) {
       for (arma::uword i = 0; i < n; ++i) mu[i] += b * column[unit[i]];
       continue;
     }
@@ -198,10 +200,10 @@ void Regression::predictor_at(arma::Mat<double> const& data, arma::Col<arma::uwo
     scan::add_scaled(n, b, term, mu);
   }
   for (unsigned L = 0; L < n_levels; ++L) {
-    arma::uword const* clusters = cluster.row_cluster[L]->memptr();
+    const arma::uword* clusters = cluster.row_cluster[L]->memptr();
     for (arma::uword j = 0; j < u[L].n_cols; ++j) {
-      double const* effect = u[L].colptr(j);
-      if (double const* column = design.z[L].stored(j, data, rows)) {
+      const double* effect = u[L].colptr(j);
+      if (const double* column = design.z[L].stored(j, data, rows)) {
         for (arma::uword i = 0; i < n; ++i) mu[i] += column[unit[i]] * effect[clusters[unit[i]]];
         continue;
       }
@@ -209,16 +211,16 @@ void Regression::predictor_at(arma::Mat<double> const& data, arma::Col<arma::uwo
       for (arma::uword i = 0; i < n; ++i) mu[i] += term[i] * effect[clusters[unit[i]]];
     }
   }
-  auto const& phantoms_of_residual = parts_[0].loadings;
+  const auto& phantoms_of_residual = parts_[0].loadings;
   for (arma::uword k = 0; k < phantoms_of_residual.size(); ++k) {
-    double const loading = phantoms_of_residual.loadings()(0, k);
-    double const* P = data.colptr(phantoms_of_residual.terms()[k].column);
+    const double loading = phantoms_of_residual.loadings()(0, k);
+    const double* P = data.colptr(phantoms_of_residual.terms()[k].column);
     for (arma::uword i = 0; i < n; ++i) mu[i] += loading * P[rows == nullptr ? unit[i] : (*rows)(unit[i])];
   }
 }
 
-double const* Regression::log_densities_at(arma::Mat<double> const& data,
-                                           arma::Col<arma::uword> const& units) const {
+const double* Regression::log_densities_at(const arma::Mat<double>& data,
+                                           const arma::Col<arma::uword>& units) const {
   arma::uword const n = units.n_elem;
   if (part_.mu.size() < n) part_.mu.resize(n);
   predictor_at(data, units, part_.mu.data());
@@ -226,23 +228,23 @@ double const* Regression::log_densities_at(arma::Mat<double> const& data,
   return part_.mu.data();
 }
 
-void Regression::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
-                                 arma::Col<arma::uword> const& units, double* out) const {
-  int const above = at_level - static_cast<int>(level);
+void Regression::addLogLiklihood(const arma::Mat<double>& data, const int& at_level,
+                                 const arma::Col<arma::uword>& units, double* out) const {
+  const int above = at_level - static_cast<int>(level);
   validate_level(above);
   if (above == 0) {
-    double const* each = log_densities_at(data, units);
+    const double* each = log_densities_at(data, units);
     for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += each[k];
     return;
   }
-  auto const& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
+  const auto& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
   arma::uword n = 0;
   for (arma::uword c : units) n += clusters.count[c];
   if (part_.units.size() < n) part_.units.resize(n);
   arma::uword at = 0;
   for (arma::uword c : units)
     for (arma::uword i = 0; i < clusters.count[c]; ++i) part_.units[at++] = clusters.start[c] + i;
-  double const* each = log_densities_at(data, arma::Col<arma::uword>(part_.units.data(), n, false, true));
+  const double* each = log_densities_at(data, arma::Col<arma::uword>(part_.units.data(), n, false, true));
   for (arma::uword k = 0; k < units.n_elem; ++k) {
     double sum = 0.0;
     for (arma::uword i = clusters.count[units(k)]; i > 0; --i) sum += *each++;
@@ -250,27 +252,27 @@ void Regression::addLogLiklihood(arma::Mat<double> const& data, int const& at_le
   }
 }
 
-double Regression::logLiklihood(arma::Mat<double> const& data) const {
+double Regression::logLiklihood(const arma::Mat<double>& data) const {
   return arma::accu(compute_logLiklihood(data, static_cast<int>(level)));
 }
 
-estimator::likelihood_function Regression::likelihoodFunc(likelihood_type const& kind) const {
+estimator::likelihood_function Regression::likelihoodFunc(const likelihood_type& kind) const {
   using units_of = arma::Col<arma::uword>;
   if (kind == likelihood_type::random_effect) {
-    return {source(), [this](arma::Mat<double> const& data, int const& at) {
+    return {source(), [this](const arma::Mat<double>& data, const int& at) {
               return compute_Us_LL(data, at - static_cast<int>(level) - 1);
             }};
   }
-  return {source(), [this](arma::Mat<double> const& data, int const& at) { return logLiklihood(data, at); },
-          [this](arma::Mat<double> const& data, int const& at, units_of const& units, double* out) {
+  return {source(), [this](const arma::Mat<double>& data, const int& at) { return logLiklihood(data, at); },
+          [this](const arma::Mat<double>& data, const int& at, const units_of& units, double* out) {
             addLogLiklihood(data, at, units, out);
           }};
 }
 
-arma::Col<double> Regression::compute_Us_LL(arma::Mat<double> const& data, int const& L) const {
-  auto const index = static_cast<std::size_t>(L);
+arma::Col<double> Regression::compute_Us_LL(const arma::Mat<double>& data, const int& L) const {
+  const auto index = static_cast<std::size_t>(L);
   if (L < 0 || index >= u.size()) throw error_debug("The outcome has no random effects at this level.");
-  arma::Mat<double> const* mu = effect_means(data, static_cast<unsigned>(L));
+  const arma::Mat<double>* mu = effect_means(data, static_cast<unsigned>(L));
   if (mu == nullptr) return logMvnrmPDF(u[index], Sigma[index]);
   return logMvnrmPDF(arma::Mat<double>(u[index] - *mu), Sigma_s(L));
 }
@@ -279,32 +281,32 @@ arma::Mat<double> Regression::covariance(unsigned place) const {
   return place == 0 ? arma::Mat<double>{residual_variance()} : Sigma[place - 1];
 }
 
-arma::Col<double> Regression::fixed_residual(arma::Mat<double> const& data) const {
+arma::Col<double> Regression::fixed_residual(const arma::Mat<double>& data) const {
   arma::Col<double> r(n_units);
   copy_response(data, r.memptr());
   subtract_fixed(data, r);
   return r;
 }
 
-arma::Col<double> Regression::compute_marginal_logLiklihood(arma::Mat<double> const& data) const {
+arma::Col<double> Regression::compute_marginal_logLiklihood(const arma::Mat<double>& data) const {
   arma::Col<double> out;
   if (scan::cluster_statistics* sums = n_levels > 0 && !has_phantoms() ? scan_->statistics(betas_) : nullptr)
     if (sums->marginal(betas_.memptr(), Sigma, residVar(), out)) return out;
   return integrated_density(data, {});
 }
 
-arma::Col<double> Regression::observed_marginal_logLiklihood(arma::Mat<double> const& data) const {
+arma::Col<double> Regression::observed_marginal_logLiklihood(const arma::Mat<double>& data) const {
   return missing_rows.is_empty() ? marginal_logLiklihood(data) : integrated_density(data, missing_rows);
 }
 
-/// The density with the random effects integrated out, phantoms given: then the residual and the effects have the
-/// mean that these imply and what they leave of the variances. A unit that is left out loses its residual and its
-/// row of Z, which makes it an independent 0 with variance v: its density is taken off again.
-arma::Col<double> Regression::integrated_density(arma::Mat<double> const& data,
-                                                 arma::Col<arma::uword> const& left_out) const {
+/// The density with the random effects integrated out, phantoms given: then the residual and the effects have
+/// the mean that these imply and what they leave of the variances. A unit that is left out loses its residual
+/// and its row of Z, which makes it an independent 0 with variance v: its density is taken off again.
+arma::Col<double> Regression::integrated_density(const arma::Mat<double>& data,
+                                                 const arma::Col<arma::uword>& left_out) const {
   arma::Col<double> r = fixed_residual(data);
   subtract_phantoms(data, r);
-  double const v = residVar();
+  const double v = residVar();
   if (n_levels == 0) {
     arma::Col<double> out = logNormPDF(r, v);
     for (arma::uword i : left_out) out(i) = 0.0;
@@ -313,7 +315,7 @@ arma::Col<double> Regression::integrated_density(arma::Mat<double> const& data,
   std::vector<arma::Mat<double>> designs = effect_designs(data), left;
   for (unsigned L = 0; L < n_levels; ++L) {
     left.push_back(Sigma_s(static_cast<int>(L)));
-    arma::Mat<double> const* mu = effect_means(data, L);
+    const arma::Mat<double>* mu = effect_means(data, L);
     if (mu != nullptr) scan::subtract_effects(designs[L], *mu, *cluster.selectors[L], r.memptr());
   }
   for (arma::uword i : left_out) {
@@ -321,12 +323,12 @@ arma::Col<double> Regression::integrated_density(arma::Mat<double> const& data,
     for (auto& Z : designs) Z.row(i).zeros();
   }
   arma::Col<double> out = scan::marginal_log_likelihood(r, designs, left, v, cluster);
-  arma::Col<arma::uword> const& tops = *cluster.row_cluster[n_levels - 1];
+  const arma::Col<arma::uword>& tops = *cluster.row_cluster[n_levels - 1];
   for (arma::uword i : left_out) out(tops(i)) += 0.5 * (log_2_pi + std::log(v));
   return out;
 }
 
-std::vector<arma::Mat<double>> Regression::effect_designs(arma::Mat<double> const& data) const {
+std::vector<arma::Mat<double>> Regression::effect_designs(const arma::Mat<double>& data) const {
   std::vector<arma::Mat<double>> designs;
   arma::Col<double> scratch;
   for (unsigned L = 0; L < n_levels; ++L) {
@@ -337,7 +339,7 @@ std::vector<arma::Mat<double>> Regression::effect_designs(arma::Mat<double> cons
   return designs;
 }
 
-arma::Col<double> Regression::marginal_logLiklihood(arma::Mat<double> const& data) const {
+arma::Col<double> Regression::marginal_logLiklihood(const arma::Mat<double>& data) const {
   return compute_marginal_logLiklihood(data);
 }
 

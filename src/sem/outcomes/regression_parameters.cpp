@@ -19,18 +19,18 @@ std::shared_ptr<estimator::constraint> Regression::handle(double* address, unsig
   return std::make_shared<estimator::constraint>(rng, parameter, variance);
 }
 
-arma::Mat<double> Regression::betaCovB(arma::Mat<double> const& data, unsigned const& index) const {
+arma::Mat<double> Regression::betaCovB(const arma::Mat<double>& data, const unsigned& index) const {
   if (index >= betas_.n_elem) throw error_debug("The outcome has no such coefficient.");
   arma::Col<double> scratch;
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
-  double const* column = scan_->terms().terms.x.at(index, data, unit_rows(), scratch);
+  const double* column = scan_->terms().terms.x.at(index, data, unit_rows(), scratch);
   arma::Mat<double> out(1, 1);
   out(0, 0) = residual_variance() / scan::dot(n, column, column);
   return out;
 }
 
-double Regression::compute_LL_node(double const&, arma::Mat<double> const& data) const {
-  double const sum = log_likelihood_from_products();
+double Regression::compute_LL_node(const double&, const arma::Mat<double>& data) const {
+  const double sum = log_likelihood_from_products();
   return std::isnan(sum) ? logLiklihood(data) : sum;
 }
 
@@ -43,8 +43,8 @@ std::shared_ptr<estimator::constraint> Regression::driven_coefficient(unsigned i
   driven_.add(index);
   out->refresh.emplace_back([this] { driven_.follow(betas_); });
   out->likelihoods.emplace_back(
-      link != nullptr ? static_cast<void const*>(link.get()) : source(),
-      [this](double const& x, arma::Mat<double> const& data) { return compute_LL_node(x, data); });
+      link != nullptr ? static_cast<const void*>(link.get()) : source(),
+      [this](const double& x, const arma::Mat<double>& data) { return compute_LL_node(x, data); });
   return out;
 }
 
@@ -55,15 +55,15 @@ std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
   return out;
 }
 
-void Regression::connectDriven(arma::Mat<double> const& data) {
+void Regression::connectDriven(const arma::Mat<double>& data) {
   if (driven_.empty() || link != nullptr) return;
-  auto const& columns = scan_->terms().terms.x;
+  const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && driven_.connected()) return;
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
   arma::Mat<double> X(n, columns.size(), arma::fill::zeros);
   arma::Col<double> scratch;
   for (arma::uword j = 0; j < X.n_cols; ++j) {
-    bool const known = !driven_.holds(j) && arma::any(fixed == j);
+    const bool known = !driven_.holds(j) && arma::any(fixed == j);
     if (known) continue;
     std::copy_n(columns.at(j, data, unit_rows(), scratch), n, X.colptr(j));
   }
@@ -76,8 +76,9 @@ double* Regression::covariance_element(unsigned index, unsigned L) {
   return Sigma[L].memptr() + index;
 }
 
-std::shared_ptr<estimator::constraint> Regression::constraint(parameter_type const& kind, unsigned const& index,
-                                                          unsigned const& at_level) {
+std::shared_ptr<estimator::constraint> Regression::constraint(const parameter_type& kind,
+                                                              const unsigned& index,
+                                                              const unsigned& at_level) {
   switch (kind) {
     case parameter_type::coefficient:
       return driven_coefficient(index);
@@ -98,7 +99,7 @@ std::shared_ptr<estimator::constraint> Regression::constraint(parameter_type con
   }
 }
 
-std::shared_ptr<estimator::constraint> Regression::own_constraint(parameter_type const&, unsigned const&) {
+std::shared_ptr<estimator::constraint> Regression::own_constraint(const parameter_type&, const unsigned&) {
   throw error_debug("Unrecognized constraint for a regression.");
 }
 
@@ -108,8 +109,8 @@ std::shared_ptr<estimator::constraint> Regression::driven_correlation(unsigned i
   auto out = handle(&parts_[place].loadings.rho(index), place);
   out->refresh.emplace_back([this, place] { refresh_phantoms(place); });
   // The density of random effects is another term than that of the units.
-  void const* term = place == 0 ? source() : &parts_[place];
-  out->likelihoods.emplace_back(term, [this, place](double const& x, arma::Mat<double> const& data) {
+  const void* term = place == 0 ? source() : &parts_[place];
+  out->likelihoods.emplace_back(term, [this, place](const double& x, const arma::Mat<double>& data) {
     return place == 0 ? compute_LL_correlation(x, data)
                       : compute_LL_correlation_L(x, data, static_cast<int>(place) - 1);
   });

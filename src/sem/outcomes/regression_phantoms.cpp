@@ -1,12 +1,12 @@
-// Correlations of a regression with others, carried by phantoms: its conditional variances, and the draws of the
-// covariance matrices that enter them.
+// Correlations of a regression with others, carried by phantoms: its conditional variances, and the draws of
+// the covariance matrices that enter them.
 
 #include <algorithm>
 #include <cmath>
 #include <limits>
 
-#include "sem/outcomes/regression.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/regression.hpp"
 #include "sem/scan/blas.hpp"
 #include "support/error.hpp"
 
@@ -23,20 +23,20 @@ class regression_side : public correlated_side {
  public:
   regression_side(Regression& model, unsigned place, arma::uword k) : model_(model), place_(place), k_(k) {}
 
-  void read(arma::Mat<double> const& data) override { model_.read_values(place_, data); }
-  phantom_part const& part() const override { return model_.part(place_); }
+  void read(const arma::Mat<double>& data) override { model_.read_values(place_, data); }
+  const phantom_part& part() const override { return model_.part(place_); }
   arma::uword term() const override { return k_; }
   double* rho() override { return &model_.part(place_).loadings.rho(k_); }
   // The density of the residuals is the likelihood of the units; that of random effects is another term.
-  void const* source() const override {
-    return place_ == 0 ? model_.source() : &model_.part(place_);
-  }
+  const void* source() const override { return place_ == 0 ? model_.source() : &model_.part(place_); }
   bool refresh() override { return model_.refresh_phantoms(place_); }
 
   bool variance_moves() const override {
     return model_.link == nullptr && (place_ > 0 || model_.residual_variance_moves());
   }
-  double variance() const override { return place_ == 0 ? model_.residual_variance() : Sigma()(effect(), effect()); }
+  double variance() const override {
+    return place_ == 0 ? model_.residual_variance() : Sigma()(effect(), effect());
+  }
   void set_variance(double v) override {
     if (place_ == 0) {
       model_.set_residual_variance(v);
@@ -45,7 +45,7 @@ class regression_side : public correlated_side {
     arma::Mat<double>& S = Sigma();
     arma::Mat<double>& P = model_.iSigma[place_ - 1];
     arma::uword const t = effect();
-    double const scale = std::sqrt(v / S(t, t));
+    const double scale = std::sqrt(v / S(t, t));
     for (arma::uword j = 0; j < S.n_rows; ++j) {
       if (j == t) continue;
       S(t, j) = S(j, t) = scale * S(t, j);
@@ -73,13 +73,13 @@ class regression_side : public correlated_side {
   // An inverse Wishart with df degrees of freedom and the scale I or 0 in q dimensions is, in a variance v at
   // given correlations, v^-(df / 2 + 1) exp(-tr(inv(Sigma)) / 2) or without the exponential.
   double log_prior() const override {
-    int const code = place_ == 0 ? model_.resid_prior : model_.raneff_prior;
-    double const q = place_ == 0 ? 1.0 : static_cast<double>(Sigma().n_rows);
-    double const df = code == 1 ? q + 1.0 : code == 2 ? -(q + 1.0) : 0.0;
+    const int code = place_ == 0 ? model_.resid_prior : model_.raneff_prior;
+    const double q = place_ == 0 ? 1.0 : static_cast<double>(Sigma().n_rows);
+    const double df = code == 1 ? q + 1.0 : code == 2 ? -(q + 1.0) : 0.0;
     double out = -(0.5 * df + 1.0) * std::log(variance());
     if (code != 1) return out;
     if (place_ == 0) return out - 0.5 * model_.residual_unit_ / model_.residual_variance();
-    arma::Mat<double> const& P = model_.iSigma[place_ - 1];
+    const arma::Mat<double>& P = model_.iSigma[place_ - 1];
     for (arma::uword j = 0; j < P.n_rows; ++j) out -= 0.5 * model_.effect_units_[place_ - 1](j) * P(j, j);
     return out;
   }
@@ -104,33 +104,34 @@ std::unique_ptr<correlated_side> Regression::correlated(arma::uword column) {
 }
 
 bool Regression::has_phantoms() const {
-  return std::any_of(parts_.begin(), parts_.end(), [](phantom_part const& part) { return !part.empty(); });
+  return std::any_of(parts_.begin(), parts_.end(), [](const phantom_part& part) { return !part.empty(); });
 }
 
 bool Regression::refresh_phantoms(unsigned place) {
   if (parts_[place].empty()) return true;
-  return place == 0 ? parts_[0].loadings.refresh(residual_variance()) : parts_[place].loadings.refresh(Sigma[place - 1]);
+  return place == 0 ? parts_[0].loadings.refresh(residual_variance())
+                    : parts_[place].loadings.refresh(Sigma[place - 1]);
 }
 
-arma::Col<arma::uword> const* Regression::phantom_rows(unsigned place) const {
+const arma::Col<arma::uword>* Regression::phantom_rows(unsigned place) const {
   return place == 0 ? unit_rows() : cluster.own_rows[place];
 }
 
-void Regression::read_values(unsigned place, arma::Mat<double> const& data) {
+void Regression::read_values(unsigned place, const arma::Mat<double>& data) {
   if (place > 0)
     parts_[place].read_values(u[place - 1]);
   else
     parts_[0].read_values(values_without_phantoms(data));
 }
 
-void Regression::read_part(unsigned place, arma::Mat<double> const& data) {
+void Regression::read_part(unsigned place, const arma::Mat<double>& data) {
   if (place > 0)
     parts_[place].read(u[place - 1], data, phantom_rows(place));
   else
     parts_[0].read(values_without_phantoms(data), data, phantom_rows(0));
 }
 
-arma::Col<double> const& Regression::values_without_phantoms(arma::Mat<double> const& data) {
+const arma::Col<double>& Regression::values_without_phantoms(const arma::Mat<double>& data) {
   arma::Col<double>& e = means_.e;
   e.set_size(n_units);
   copy_response(data, e.memptr());
@@ -139,12 +140,12 @@ arma::Col<double> const& Regression::values_without_phantoms(arma::Mat<double> c
   return e;
 }
 
-arma::Mat<double> const& Regression::phantom_means(arma::Mat<double> const& data) const {
+const arma::Mat<double>& Regression::phantom_means(const arma::Mat<double>& data) const {
   parts_[0].loadings.means(data, unit_rows(), means_.residual);
   return means_.residual;
 }
 
-void Regression::subtract_phantoms(arma::Mat<double> const& data, arma::Col<double>& r) const {
+void Regression::subtract_phantoms(const arma::Mat<double>& data, arma::Col<double>& r) const {
   if (parts_[0].empty()) return;
   scan::add_scaled(r.n_elem, -1.0, phantom_means(data).memptr(), r.memptr());
 }
@@ -153,21 +154,21 @@ void Regression::set_residual_variance(double) {
   throw error_debug("The model has no residual variance of its own.");
 }
 
-double Regression::compute_LL_correlation(double const&, arma::Mat<double> const& data) {
+double Regression::compute_LL_correlation(const double&, const arma::Mat<double>& data) {
   if (!refresh_phantoms(0)) return impossible;
   read_part(0, data);
   return parts_[0].log_density();
 }
 
-double Regression::compute_LL_correlation_L(double const&, arma::Mat<double> const& data, int const& L) {
-  unsigned const place = static_cast<unsigned>(L) + 1;
+double Regression::compute_LL_correlation_L(const double&, const arma::Mat<double>& data, const int& L) {
+  const unsigned place = static_cast<unsigned>(L) + 1;
   if (place >= parts_.size()) throw error_debug("The outcome has no random effects at this level.");
   if (!refresh_phantoms(place)) return impossible;
   read_part(place, data);
   return parts_[place].log_density();
 }
 
-void Regression::draw_covariance(arma::Mat<double> const& data, unsigned L) {
+void Regression::draw_covariance(const arma::Mat<double>& data, unsigned L) {
   phantom_part& part = parts_[L + 1];
   if (part.empty()) {
     covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L], &effect_units_[L]);
@@ -177,10 +178,10 @@ void Regression::draw_covariance(arma::Mat<double> const& data, unsigned L) {
   means_.Sigma = Sigma[L];
   means_.iSigma = iSigma[L];
   auto excess = [&] { return part.log_density() - part.products().log_density(Sigma[L]); };
-  double const before = excess();
+  const double before = excess();
   covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L], &effect_units_[L]);
   part.loadings.refresh(Sigma[L]);
-  double const change = excess() - before;
+  const double change = excess() - before;
   if (std::log(rng->runif()) <= change) return;
   std::copy_n(means_.Sigma.memptr(), Sigma[L].n_elem, Sigma[L].memptr());
   std::copy_n(means_.iSigma.memptr(), iSigma[L].n_elem, iSigma[L].memptr());

@@ -12,7 +12,7 @@ namespace tovik::sem {
 
 namespace {
 
-bool constant_within(double const* x, estimator::selector const& clusters) {
+bool constant_within(const double* x, const estimator::selector& clusters) {
   for (arma::uword c = 0; c < clusters.size(); ++c) {
     arma::uword const begin = clusters.start[c], end = begin + clusters.count[c];
     for (arma::uword i = begin + 1; i < end; ++i)
@@ -21,19 +21,19 @@ bool constant_within(double const* x, estimator::selector const& clusters) {
   return true;
 }
 
-/// Columns of length one by the part of each that those before it leave (Gram-Schmidt, twice, which is enough: Giraud et
-/// al., 2005, Numerische Mathematik 101, 87-100).
+/// Columns of length one by the part of each that those before it leave (Gram-Schmidt, twice, which is
+/// enough: Giraud et al., 2005, Numerische Mathematik 101, 87-100).
 class independent_columns {
  public:
   /// The columns taken so far make x up to rounding.
-  bool explain(arma::Col<double> const& x) const { return arma::norm(rest_of(x)) < 1e-8; }
-  void add(arma::Col<double> const& x) {
-    arma::Col<double> const rest = rest_of(x);
+  bool explain(const arma::Col<double>& x) const { return arma::norm(rest_of(x)) < 1e-8; }
+  void add(const arma::Col<double>& x) {
+    const arma::Col<double> rest = rest_of(x);
     basis_.push_back(rest / arma::norm(rest));
     columns_.push_back(x);
   }
   /// Which of the columns have a part in `x`, which they make up.
-  std::vector<std::size_t> parts_of(arma::Col<double> const& x) const {
+  std::vector<std::size_t> parts_of(const arma::Col<double>& x) const {
     std::vector<std::size_t> out;
     arma::Mat<double> X(x.n_elem, columns_.size());
     for (std::size_t k = 0; k < columns_.size(); ++k) X.col(k) = columns_[k];
@@ -47,7 +47,7 @@ class independent_columns {
  private:
   arma::Col<double> rest_of(arma::Col<double> x) const {
     for (int pass = 0; pass < 2; ++pass)
-      for (arma::Col<double> const& q : basis_) x -= arma::dot(q, x) * q;
+      for (const arma::Col<double>& q : basis_) x -= arma::dot(q, x) * q;
     return x;
   }
 
@@ -55,7 +55,7 @@ class independent_columns {
 };
 
 /// "'a', 'b' and 'c'".
-std::string listed(std::vector<std::string> const& names) {
+std::string listed(const std::vector<std::string>& names) {
   std::string out;
   for (std::size_t k = 0; k < names.size(); ++k) {
     if (k > 0) out += k + 1 == names.size() ? " and " : ", ";
@@ -64,7 +64,7 @@ std::string listed(std::vector<std::string> const& names) {
   return out;
 }
 
-std::string counted(arma::uword n, std::string const& what) {
+std::string counted(arma::uword n, const std::string& what) {
   return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
 
@@ -74,21 +74,22 @@ bool Regression::is_estimated(arma::uword j) const {
   return arma::any(free == j) || driven_.holds(j);
 }
 
-arma::uword Regression::n_between(arma::Mat<double> const& data, unsigned L) const {
+arma::uword Regression::n_between(const arma::Mat<double>& data, unsigned L) const {
   arma::uword count = 0;
   arma::Col<double> scratch;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) {
     if (!is_estimated(j)) continue;
-    double const* x = scan_->terms().terms.x.at(j, data, unit_rows(), scratch);
+    const double* x = scan_->terms().terms.x.at(j, data, unit_rows(), scratch);
     if (constant_within(x, *cluster.selectors[L])) ++count;
   }
   return count;
 }
 
-// With q random effects and c coefficients of predictors that vary between the clusters only, the effects' scatter
-// matrix has n - c degrees of freedom; the flat prior of Sigma takes away q + 1 more, and a density of q x q matrices
-// with fewer than q + 1 left is not integrable at zero (Hobert & Casella, 1996, JASA 91, 1461-1473).
-void Regression::check_clusters(arma::Mat<double> const& data, equation_names const& names) const {
+// With q random effects and c coefficients of predictors that vary between the clusters only, the effects'
+// scatter matrix has n - c degrees of freedom; the flat prior of Sigma takes away q + 1 more, and a density
+// of q x q matrices with fewer than q + 1 left is not integrable at zero (Hobert & Casella, 1996, JASA 91,
+// 1461-1473).
+void Regression::check_clusters(const arma::Mat<double>& data, const equation_names& names) const {
   if (raneff_prior != 2) return;
   for (unsigned L = 0; L < n_levels; ++L) {
     arma::uword const q = n_random(L);
@@ -96,15 +97,16 @@ void Regression::check_clusters(arma::Mat<double> const& data, equation_names co
     arma::uword const n = u[L].n_rows, c = n_between(data, L), least = 2 * q + c + 1;
     if (n >= least) continue;
     throw error("ERROR: There are too few clusters of '" + names.levels.at(L) + "' in the model of '" +
-                names.outcome + "'.\n       " + counted(n, "cluster") + " for " + counted(q, "random effect") +
-                " and " + counted(c, "coefficient") + " between clusters: a flat prior of variances needs " +
-                std::to_string(least) + ".\n       Use 'OPTIONS: prior1;' or fewer random effects.");
+                names.outcome + "'.\n       " + counted(n, "cluster") + " for " +
+                counted(q, "random effect") + " and " + counted(c, "coefficient") +
+                " between clusters: a flat prior of variances needs " + std::to_string(least) +
+                ".\n       Use 'OPTIONS: prior1;' or fewer random effects.");
   }
 }
 
-// The residual variance given the data, the coefficients integrated out: n - k degrees of freedom, of which a flat prior
-// takes two.
-void Regression::check_units(equation_names const& names) const {
+// The residual variance given the data, the coefficients integrated out: n - k degrees of freedom, of which a
+// flat prior takes two.
+void Regression::check_units(const equation_names& names) const {
   if (!residual_variance_moves() || resid_prior == 1) return;
   arma::uword k = 0;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) k += is_estimated(j) ? 1 : 0;
@@ -116,21 +118,22 @@ void Regression::check_units(equation_names const& names) const {
               ".\n       Use 'OPTIONS: prior1;' or fewer predictors.");
 }
 
-// Predictors that are imputed or computed from what is, and coefficients that are labelled or have a prior, are passed
-// over.
-void Regression::check_design(arma::Mat<double> const& data, equation_names const& names) const {
-  scan::columns const& X = scan_->terms().terms.x;
+// Predictors that are imputed or computed from what is, and coefficients that are labelled or have a prior,
+// are passed over.
+void Regression::check_design(const arma::Mat<double>& data, const equation_names& names) const {
+  const scan::columns& X = scan_->terms().terms.x;
   independent_columns known;
   std::vector<std::string> known_names;
   arma::Col<double> scratch;
   for (arma::uword j = 0; j < X.size() && scan_->terms().prior.is_flat(); ++j) {
     if (!arma::any(free == j) || X.is_dynamic(j)) continue;
-    std::string const& name = names.coefficients.at(j);
-    double const* cells = X.at(j, data, unit_rows(), scratch);
+    const std::string& name = names.coefficients.at(j);
+    const double* cells = X.at(j, data, unit_rows(), scratch);
     arma::Col<double> x(cells, n_units);
     if (!x.is_finite())
-      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome + "' gives values that are not finite.");
-    bool const is_constant = x.max() == x.min();
+      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome +
+                  "' gives values that are not finite.");
+    const bool is_constant = x.max() == x.min();
     if (has_intercept && j == 0) continue;
     if (is_constant && (has_intercept || x(0) == 0.0))
       throw error("ERROR: Variable '" + name + "' does not vary.\n       Remove it and rerun.");
@@ -139,15 +142,15 @@ void Regression::check_design(arma::Mat<double> const& data, equation_names cons
     if (known.explain(x)) {
       std::vector<std::string> parts;
       for (std::size_t k : known.parts_of(x)) parts.push_back(known_names[k]);
-      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome + "' is a combination of " + listed(parts) +
-                  ".\n       Remove one of them and rerun.");
+      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome + "' is a combination of " +
+                  listed(parts) + ".\n       Remove one of them and rerun.");
     }
     known.add(x);
     known_names.push_back(name);
   }
 }
 
-void Regression::check_propriety(arma::Mat<double> const& data, equation_names const& names) const {
+void Regression::check_propriety(const arma::Mat<double>& data, const equation_names& names) const {
   check_units(names);
   check_clusters(data, names);
 }

@@ -4,13 +4,13 @@
 #include <utility>
 
 #include "random/constants.hpp"
-#include "sem/wiring/estimator.hpp"
 #include "random/random.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
 
-Phantom::Phantom(Estimator const* estimator_, phantom_setup const& setup)
+Phantom::Phantom(const Estimator* estimator_, const phantom_setup& setup)
     : Outcome(shape{.estimator = estimator_,
                     .type = data::type::phantom,
                     .y = {setup.column},
@@ -45,12 +45,12 @@ void Phantom::join(std::shared_ptr<phantom_group> group) {
 // The density of the block is that of the values of several sources: it stands for all of them.
 void Phantom::enter(phantom_block& block) {
   block_ = &block;
-  rho.add_once({&block, [this, &block](double const&, arma::Mat<double> const& data) {
+  rho.add_once({&block, [this, &block](const double&, const arma::Mat<double>& data) {
                   if (group_->values_move()) block.read(data);
                   return block.log_density();
                 }});
-  for (void const* source : block.sources())
-    rho.add_once({source, [](double const&, arma::Mat<double> const&) { return 0.0; }});
+  for (const void* source : block.sources())
+    rho.add_once({source, [](const double&, const arma::Mat<double>&) { return 0.0; }});
 }
 
 void Phantom::follow(Phantom& leader) {
@@ -60,14 +60,14 @@ void Phantom::follow(Phantom& leader) {
   leader.addRho(here, false, false);
 }
 
-void Phantom::addRho(estimator::constraint const& label, bool has_prior, bool moves_equations) {
+void Phantom::addRho(const estimator::constraint& label, bool has_prior, bool moves_equations) {
   rho += label;
   labelled_ = true;
   if (has_prior) rho.drop_prior();
   if (moves_equations) group_->set_values_move();
 }
 
-void Phantom::write_scores(arma::Mat<double>& data, double const* values) const {
+void Phantom::write_scores(arma::Mat<double>& data, const double* values) const {
   double* column = data.colptr(y(0));
   if (level == 0) {
     std::copy_n(values, n_units_, column);
@@ -83,7 +83,7 @@ void Phantom::draw_start(arma::Mat<double>& data) {
   write_scores(data, scores.data());
 }
 
-void Phantom::find_proposals(arma::Mat<double> const& data) {
+void Phantom::find_proposals(const arma::Mat<double>& data) {
   if (group_ != nullptr && group_->leads(*this)) group_->find_proposals(data);
 }
 
@@ -92,56 +92,56 @@ void Phantom::draw(arma::Mat<double>& data) {
   if (group_->leads(*this)) group_->draw(*rng, data);
 }
 
-arma::Col<double> Phantom::observed_logLiklihood(arma::Mat<double> const&, int const& at_level) const {
-  int const above = at_level - static_cast<int>(level);
+arma::Col<double> Phantom::observed_logLiklihood(const arma::Mat<double>&, const int& at_level) const {
+  const int above = at_level - static_cast<int>(level);
   if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
     throw error_debug("The phantom has no likelihood at this level.");
   return arma::Col<double>(above == 0 ? n_units_ : cluster.n_clusters(above - 1), arma::fill::zeros);
 }
 
-arma::Col<double> Phantom::observed_marginal_logLiklihood(arma::Mat<double> const& data) const {
+arma::Col<double> Phantom::observed_marginal_logLiklihood(const arma::Mat<double>& data) const {
   return observed_logLiklihood(data, static_cast<int>(level + cluster.n_levels()));
 }
 
-arma::Col<double> Phantom::logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+arma::Col<double> Phantom::logLiklihood(const arma::Mat<double>& data, const int& at_level) const {
   arma::Col<double> out = observed_logLiklihood(data, at_level);
-  int const above = at_level - static_cast<int>(level);
+  const int above = at_level - static_cast<int>(level);
   for (arma::uword i = 0; i < n_units_; ++i) {
-    double const x = data(row(i), y(0));
+    const double x = data(row(i), y(0));
     arma::uword const unit = above == 0 ? i : (*cluster.row_cluster[static_cast<std::size_t>(above) - 1])(i);
     out(unit) -= half_log_2_pi + 0.5 * x * x;
   }
   return out;
 }
 
-arma::Col<double> Phantom::marginal_logLiklihood(arma::Mat<double> const& data) const {
+arma::Col<double> Phantom::marginal_logLiklihood(const arma::Mat<double>& data) const {
   return logLiklihood(data, static_cast<int>(level + cluster.n_levels()));
 }
 
-double Phantom::logLiklihood(arma::Mat<double> const& data) const {
+double Phantom::logLiklihood(const arma::Mat<double>& data) const {
   return arma::accu(logLiklihood(data, static_cast<int>(level)));
 }
 
-estimator::likelihood_function Phantom::likelihoodFunc(likelihood_type const& kind) const {
+estimator::likelihood_function Phantom::likelihoodFunc(const likelihood_type& kind) const {
   if (kind != likelihood_type::imputed) return value_node::likelihoodFunc(kind);
-  return {this, [this](arma::Mat<double> const& data, int const& at) { return logLiklihood(data, at); }};
+  return {this, [this](const arma::Mat<double>& data, const int& at) { return logLiklihood(data, at); }};
 }
 
-void Phantom::addStarts(arma::Col<double> const& v) {
+void Phantom::addStarts(const arma::Col<double>& v) {
   if (v.n_elem != 1) throw error_debug("Starting values do not match the parameters.");
   rho.write(fixed_ ? rho.value : v(0));
 }
 
 bool Phantom::feasible() const {
-  return std::all_of(sides_.begin(), sides_.end(), [](auto const& side) { return side->refresh(); });
+  return std::all_of(sides_.begin(), sides_.end(), [](const auto& side) { return side->refresh(); });
 }
 
 void Phantom::tune() {
   if (rho.tune.total > 0) rho.adapt(group_->data());
 }
 
-std::shared_ptr<estimator::constraint> Phantom::constraint(parameter_type const& kind, unsigned const&,
-                                                           unsigned const&) {
+std::shared_ptr<estimator::constraint> Phantom::constraint(const parameter_type& kind, const unsigned&,
+                                                           const unsigned&) {
   if (kind != parameter_type::phantom_correlation)
     throw error_debug("Unrecognized constraint for Phantom model.");
   return std::make_shared<estimator::constraint>(rho.make_constraint());

@@ -41,7 +41,7 @@ class Phantom : public virtual estimator::Outcome, public value_node {
 
     /// Metropolis-Hastings: artanh(rho) moves by a normal step with the variance tune.value^2 * variance.
     /// Nothing without links, or after hold().
-    void draw(arma::Mat<double> const& data) override;
+    void draw(const arma::Mat<double>& data) override;
     /// The same parameter as a plain constraint, for who reads it.
     estimator::constraint make_constraint() const;
     /// The prior is the terms' alone.
@@ -54,25 +54,25 @@ class Phantom : public virtual estimator::Outcome, public value_node {
     /// log of d rho / d artanh(rho).
     static double log_jacobian(double x);
     /// The first variance of the steps, from the shape of the log density at the data.
-    void find_proposal(arma::Mat<double> const& data);
+    void find_proposal(const arma::Mat<double>& data);
     /// Adapts the steps (see adapt_proposal).
-    void adapt(arma::Mat<double> const& data);
+    void adapt(const arma::Mat<double>& data);
 
    private:
     /// Calls f with the steps as those of an unbounded parameter, and takes them over.
     template <class F>
-    void in_steps(arma::Mat<double> const& data, F f);
+    void in_steps(const arma::Mat<double>& data, F f);
 
     double c_;
     bool has_prior_ = true;
     bool held_ = false;
   };
 
-  Phantom(Estimator const* estimator, phantom_setup const& setup);
+  Phantom(const Estimator* estimator, const phantom_setup& setup);
 
   /// Adds an equation that holds the phantom; before starts are given.
   void attach(std::unique_ptr<correlated_side> side);
-  std::vector<std::unique_ptr<correlated_side>> const& sides() const { return sides_; }
+  const std::vector<std::unique_ptr<correlated_side>>& sides() const { return sides_; }
   /// Makes it the next of a group; once, with both sides attached.
   void join(std::shared_ptr<phantom_group> group);
   /// The values of both sides are in the block, whose density the correlation moves.
@@ -83,40 +83,40 @@ class Phantom : public virtual estimator::Outcome, public value_node {
   /// Other places of the same label: they are drawn here. `moves_equations`: what follows the label moves
   /// more than the correlation, so that the terms are computed anew from the data in every evaluation.
   /// `has_prior`: the terms hold the prior of the label, which takes the place of the own one.
-  void addRho(estimator::constraint const& label, bool has_prior = false, bool moves_equations = true);
+  void addRho(const estimator::constraint& label, bool has_prior = false, bool moves_equations = true);
   /// The correlation has one label with that of `leader`, which draws both.
   void follow(Phantom& leader);
   /// At the first phantom of the group: the first proposals of all correlations from the shape of their log
   /// densities at the data.
-  void find_proposals(arma::Mat<double> const& data);
+  void find_proposals(const arma::Mat<double>& data);
   /// Scores from N(0, 1), into the rows of their units.
   void draw_start(arma::Mat<double>& data);
 
   /// All correlations and scores of the group at the turn of its first phantom, nothing at the others'.
   void draw(arma::Mat<double>& data) override;
   /// One number for each unit, into the rows of the units.
-  void write_scores(arma::Mat<double>& data, double const* values) const;
+  void write_scores(arma::Mat<double>& data, const double* values) const;
   arma::uword n_units() const { return n_units_; }
   arma::Col<double> params() const override { return {rho.value}; }
-  arma::Col<double> params(arma::Mat<double> const&) const override { return {rho.value}; }
+  arma::Col<double> params(const arma::Mat<double>&) const override { return {rho.value}; }
   /// log N(P; 0, 1) of each unit of the level.
-  arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const override;
-  arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
+  arma::Col<double> logLiklihood(const arma::Mat<double>& data, const int& level) const override;
+  arma::Col<double> marginal_logLiklihood(const arma::Mat<double>& data) const override;
   /// 0: scores are no data.
-  arma::Col<double> observed_logLiklihood(arma::Mat<double> const& data, int const& level) const override;
-  arma::Col<double> observed_marginal_logLiklihood(arma::Mat<double> const& data) const override;
-  double logLiklihood(arma::Mat<double> const& data) const override;
-  estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
+  arma::Col<double> observed_logLiklihood(const arma::Mat<double>& data, const int& level) const override;
+  arma::Col<double> observed_marginal_logLiklihood(const arma::Mat<double>& data) const override;
+  double logLiklihood(const arma::Mat<double>& data) const override;
+  estimator::likelihood_function likelihoodFunc(const likelihood_type& kind) const override;
   /// The correlation; a fixed one keeps its value.
-  void addStarts(arma::Col<double> const& v) override;
+  void addStarts(const arma::Col<double>& v) override;
   /// Both sides are left with positive definite matrices.
   bool feasible() const;
   void tune() override;
   estimator::tune_results tuneResults() const override { return {rho.tune}; }
   arma::uword n_estimated() const override { return rho.held() ? 0 : 1; }
   /// A handle on the correlation.
-  std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
-                                                    unsigned const& level) override;
+  std::shared_ptr<estimator::constraint> constraint(const parameter_type& kind, const unsigned& index,
+                                                    const unsigned& level) override;
 
   estimator::cluster cluster;
   correlation rho;

@@ -4,9 +4,9 @@
 #include <cmath>
 #include <limits>
 
-#include "sem/wiring/proposals.hpp"
-#include "sem/phantoms/phantom.hpp"
 #include "random/random.hpp"
+#include "sem/phantoms/phantom.hpp"
+#include "sem/wiring/proposals.hpp"
 
 namespace tovik::sem {
 
@@ -23,7 +23,7 @@ estimator::constraint Phantom::correlation::make_constraint() const {
 }
 
 double Phantom::correlation::log_prior(double x) const {
-  double const p = 0.5 * (x + 1.0);
+  const double p = 0.5 * (x + 1.0);
   if (!(p > 0.0 && p < 1.0)) return -std::numeric_limits<double>::infinity();
   if (!has_prior_) return 0.0;
   return std::log(boost::math::ibeta_derivative(0.5 * c_, 0.5 * c_, p));
@@ -34,10 +34,10 @@ double Phantom::correlation::log_jacobian(double x) {
 }
 
 // With z = artanh(rho) and drho = (1 - rho^2) dz.
-void Phantom::correlation::draw(arma::Mat<double> const& data) {
+void Phantom::correlation::draw(const arma::Mat<double>& data) {
   if (held_ || n_links == 0) return;
-  double const old = value;
-  double const candidate = std::tanh(std::atanh(old) + tune.value * std::sqrt(variance) * rng->rnorm());
+  const double old = value;
+  const double candidate = std::tanh(std::atanh(old) + tune.value * std::sqrt(variance) * rng->rnorm());
   double change = log_prior(candidate) - log_prior(old) + log_jacobian(candidate) - log_jacobian(old);
   change -= log_density(data);
   change += move_to(candidate, data);
@@ -49,13 +49,13 @@ void Phantom::correlation::draw(arma::Mat<double> const& data) {
 }
 
 template <class F>
-void Phantom::correlation::in_steps(arma::Mat<double> const& data, F f) {
-  double const before = value;
+void Phantom::correlation::in_steps(const arma::Mat<double>& data, F f) {
+  const double before = value;
   constraint walk;
   walk.value = std::atanh(before);
   walk.tune = tune;
   walk.variance = variance;
-  walk.add_once({nullptr, [this](double const& z, arma::Mat<double> const& at) {
+  walk.add_once({nullptr, [this](const double& z, const arma::Mat<double>& at) {
                    double const x = std::tanh(z);
                    double const own = log_prior(x) + log_jacobian(x);
                    return std::isfinite(own) ? own + move_to(x, at) : own;
@@ -66,14 +66,14 @@ void Phantom::correlation::in_steps(arma::Mat<double> const& data, F f) {
   write(before);
 }
 
-void Phantom::correlation::find_proposal(arma::Mat<double> const& data) {
+void Phantom::correlation::find_proposal(const arma::Mat<double>& data) {
   if (held_) return;
-  in_steps(data, [](constraint& walk, arma::Mat<double> const& at) {
+  in_steps(data, [](constraint& walk, const arma::Mat<double>& at) {
     walk.variance = proposal_variance(walk, at, walk.variance);
   });
 }
 
-void Phantom::correlation::adapt(arma::Mat<double> const& data) {
+void Phantom::correlation::adapt(const arma::Mat<double>& data) {
   if (held_ || tune.total == 0) return;
   in_steps(data, adapt_proposal);
 }

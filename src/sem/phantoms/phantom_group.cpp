@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <limits>
 
-#include "sem/phantoms/phantom.hpp"
 #include "random/random.hpp"
+#include "sem/phantoms/phantom.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/small_cholesky.hpp"
 #include "support/error.hpp"
@@ -19,32 +19,32 @@ std::size_t phantom_block::member_of(correlated_side& side) {
   return members_.size() - 1;
 }
 
-void phantom_block::add(Phantom const& phantom) {
+void phantom_block::add(const Phantom& phantom) {
   std::vector<entry> places;
-  for (auto const& side : phantom.sides()) places.push_back({member_of(*side), side->term()});
+  for (const auto& side : phantom.sides()) places.push_back({member_of(*side), side->term()});
   phantoms_.push_back(&phantom);
   entries_.push_back(std::move(places));
   X_.set_size(n_units_, n_values_);
   none_.set_size(n_units_, 0);
 }
 
-bool phantom_block::touches(Phantom const& phantom) const {
-  return std::any_of(phantom.sides().begin(), phantom.sides().end(), [&](auto const& side) {
+bool phantom_block::touches(const Phantom& phantom) const {
+  return std::any_of(phantom.sides().begin(), phantom.sides().end(), [&](const auto& side) {
     return std::any_of(members_.begin(), members_.end(),
                        [&](member const& m) { return m.side->source() == side->source(); });
   });
 }
 
-std::vector<void const*> phantom_block::sources() const {
-  std::vector<void const*> out;
-  for (member const& m : members_) out.push_back(m.side->source());
+std::vector<const void*> phantom_block::sources() const {
+  std::vector<const void*> out;
+  for (const member& m : members_) out.push_back(m.side->source());
   return out;
 }
 
-void phantom_block::read(arma::Mat<double> const& data) {
-  for (member const& m : members_) {
+void phantom_block::read(const arma::Mat<double>& data) {
+  for (const member& m : members_) {
     m.side->read(data);
-    arma::Mat<double> const& E = m.side->part().values();
+    const arma::Mat<double>& E = m.side->part().values();
     if (E.n_rows != n_units_) throw error_debug("The sides of a correlation have different units.");
     std::copy_n(E.memptr(), E.n_elem, X_.colptr(m.first));
   }
@@ -55,11 +55,11 @@ void phantom_block::read(arma::Mat<double> const& data) {
 bool phantom_block::stack_loadings() {
   Lambda_.set_size(n_values_, phantoms_.size());
   Lambda_.zeros();
-  for (member const& m : members_)
+  for (const member& m : members_)
     if (!m.side->part().loadings.valid()) return false;
   for (std::size_t k = 0; k < entries_.size(); ++k) {
-    for (entry const& at : entries_[k]) {
-      phantom_loadings const& here = members_[at.member].side->part().loadings;
+    for (const entry& at : entries_[k]) {
+      const phantom_loadings& here = members_[at.member].side->part().loadings;
       arma::uword const effect = here.terms()[at.term].effect;
       Lambda_(members_[at.member].first + effect, k) = here.loadings()(effect, at.term);
     }
@@ -72,8 +72,8 @@ double phantom_block::log_density() {
   arma::uword const p = n_values_;
   V_.set_size(p, p);
   V_.zeros();
-  for (member const& m : members_) {
-    arma::Mat<double> const& C = m.side->part().loadings.conditional();
+  for (const member& m : members_) {
+    const arma::Mat<double>& C = m.side->part().loadings.conditional();
     for (arma::uword j = 0; j < C.n_cols; ++j)
       for (arma::uword i = 0; i < C.n_rows; ++i) V_(m.first + i, m.first + j) = C(i, j);
   }
@@ -90,8 +90,8 @@ bool phantom_block::prepare_scores() {
   arma::uword const p = n_values_, K = phantoms_.size();
   W_.set_size(p, K);
   W_.zeros();
-  for (member const& m : members_) {
-    arma::Mat<double> const& precision = m.side->part().loadings.precision();
+  for (const member& m : members_) {
+    const arma::Mat<double>& precision = m.side->part().loadings.precision();
     arma::uword const q = precision.n_rows;
     for (arma::uword k = 0; k < K; ++k)
       for (arma::uword j = 0; j < q; ++j)
@@ -159,11 +159,11 @@ void phantom_group::connect() {
     for (Phantom* phantom : sets[b]) phantom->enter(*blocks_[b]);
 }
 
-void phantom_group::read(arma::Mat<double> const& data) {
-  for (auto const& block : blocks_) block->read(data);
+void phantom_group::read(const arma::Mat<double>& data) {
+  for (const auto& block : blocks_) block->read(data);
 }
 
-void phantom_group::find_proposals(arma::Mat<double> const& data) {
+void phantom_group::find_proposals(const arma::Mat<double>& data) {
   read(data);
   for (Phantom* phantom : phantoms_) phantom->rho.find_proposal(data);
 }
@@ -177,7 +177,7 @@ void phantom_group::draw(Random& rng, arma::Mat<double>& data) {
   }
   // The last evaluation may have been of a candidate that was rejected.
   if (values_move_) read(data);
-  for (auto const& block : blocks_) block->draw_scores(rng, data);
+  for (const auto& block : blocks_) block->draw_scores(rng, data);
 }
 
 }  // namespace tovik::sem

@@ -30,12 +30,12 @@ class phantom_block {
   explicit phantom_block(arma::uword n_units) : n_units_(n_units) {}
 
   /// A phantom and its two sides, which must outlive the object.
-  void add(Phantom const& phantom);
+  void add(const Phantom& phantom);
   /// One of its sides has values that are in the block already.
-  bool touches(Phantom const& phantom) const;
+  bool touches(const Phantom& phantom) const;
 
   /// Takes the values at the data.
-  void read(arma::Mat<double> const& data);
+  void read(const arma::Mat<double>& data);
   /// log density of the values read last, scores integrated out; -inf where a correlation leaves no variance.
   double log_density();
   /// Two variances and their correlation together, all else in the block and the other correlations of their
@@ -48,7 +48,7 @@ class phantom_block {
   void draw_scores(Random& rng, arma::Mat<double>& data);
 
   /// What the density stands for, of each set of values in the block.
-  std::vector<void const*> sources() const;
+  std::vector<const void*> sources() const;
 
  private:
   /// Values with one covariance matrix.
@@ -63,13 +63,13 @@ class phantom_block {
   };
 
   std::size_t member_of(correlated_side& side);
-  arma::uword value_of(correlated_side const& side) const;
+  arma::uword value_of(const correlated_side& side) const;
   bool stack_loadings();
   bool prepare_scores();
 
   arma::uword n_units_;
   std::vector<member> members_;
-  std::vector<Phantom const*> phantoms_;
+  std::vector<const Phantom*> phantoms_;
   std::vector<std::vector<entry>> entries_;  ///< of each phantom
   arma::uword n_values_ = 0;
   arma::Mat<double> X_;        ///< units x values
@@ -97,19 +97,19 @@ class phantom_group {
   /// by block.
   void draw(Random& rng, arma::Mat<double>& data);
   /// Gives every correlation a first proposal from the shape of its log density at the data.
-  void find_proposals(arma::Mat<double> const& data);
-  bool leads(Phantom const& phantom) const { return !phantoms_.empty() && phantoms_.front() == &phantom; }
+  void find_proposals(const arma::Mat<double>& data);
+  bool leads(const Phantom& phantom) const { return !phantoms_.empty() && phantoms_.front() == &phantom; }
   /// The matrix of the last draw.
-  arma::Mat<double> const& data() const { return *data_; }
+  const arma::Mat<double>& data() const { return *data_; }
 
  private:
-  void read(arma::Mat<double> const& data);
+  void read(const arma::Mat<double>& data);
 
   std::vector<Phantom*> phantoms_;
   std::vector<std::unique_ptr<phantom_block>> blocks_;
   bool values_move_ = false;
   bool before_models_ = false;
-  arma::Mat<double> const* data_ = nullptr;
+  const arma::Mat<double>* data_ = nullptr;
 };
 
 }  // namespace tovik::sem

@@ -16,7 +16,7 @@ phantom_loadings::phantom_loadings(std::vector<phantom_term> terms, arma::uword 
       conditional_(q, q, arma::fill::eye),
       precision_(q, q, arma::fill::eye),
       work_(q * q, arma::fill::zeros) {
-  for (phantom_term const& term : terms_)
+  for (const phantom_term& term : terms_)
     if (term.effect >= q) throw error_debug("A phantom enters a random effect that does not exist.");
 }
 
@@ -27,19 +27,19 @@ arma::uword phantom_loadings::find(arma::uword column) const {
 }
 
 bool phantom_loadings::refresh(double variance) {
-  arma::Mat<double> const S(&variance, 1, 1, false, true);
+  const arma::Mat<double> S(&variance, 1, 1, false, true);
   return refresh(S);
 }
 
 // Every phantom enters one element, so that Lambda Lambda' is diagonal.
-bool phantom_loadings::refresh(arma::Mat<double> const& S) {
+bool phantom_loadings::refresh(const arma::Mat<double>& S) {
   arma::uword const q = conditional_.n_rows;
   std::copy_n(S.memptr(), q * q, conditional_.memptr());
   for (std::size_t k = 0; k < terms_.size(); ++k) {
     arma::uword const t = terms_[k].effect;
-    double const rho = rhos_(k);
-    double const square = std::fabs(rho) * S(t, t);
-    double const root = std::sqrt(square);
+    const double rho = rhos_(k);
+    const double square = std::fabs(rho) * S(t, t);
+    const double root = std::sqrt(square);
     Lambda_(t, k) = rho == 0.0 ? 0.0 : terms_[k].signed_side && rho < 0.0 ? -root : root;
     conditional_(t, t) -= square;
   }
@@ -59,15 +59,15 @@ bool phantom_loadings::refresh(arma::Mat<double> const& S) {
   return true;
 }
 
-void phantom_loadings::means(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows,
+void phantom_loadings::means(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows,
                              arma::Mat<double>& out) const {
   arma::uword const n = rows == nullptr ? data.n_rows : rows->n_elem;
   out.set_size(n, Lambda_.n_rows);
   out.zeros();
   for (std::size_t k = 0; k < terms_.size(); ++k) {
-    double const loading = Lambda_(terms_[k].effect, k);
+    const double loading = Lambda_(terms_[k].effect, k);
     if (loading == 0.0) continue;
-    double const* P = data.colptr(terms_[k].column);
+    const double* P = data.colptr(terms_[k].column);
     double* to = out.colptr(terms_[k].effect);
     for (arma::uword i = 0; i < n; ++i) to[i] += loading * P[rows == nullptr ? i : (*rows)(i)];
   }

@@ -29,7 +29,7 @@ class phantom_loadings {
 
   bool empty() const { return terms_.empty(); }
   arma::uword size() const { return terms_.size(); }
-  std::vector<phantom_term> const& terms() const { return terms_; }
+  const std::vector<phantom_term>& terms() const { return terms_; }
   /// The phantom with these scores. Throws error_debug when there is none.
   arma::uword find(arma::uword column) const;
 
@@ -39,21 +39,21 @@ class phantom_loadings {
 
   /// Loadings and what is left at the current correlations and S (q x q). False when that is not positive
   /// definite; the object is then not to be used before a refresh that succeeds.
-  bool refresh(arma::Mat<double> const& S);
+  bool refresh(const arma::Mat<double>& S);
   bool refresh(double variance);
   /// The last refresh succeeded.
   bool valid() const { return valid_; }
 
-  arma::Mat<double> const& loadings() const { return Lambda_; }          ///< q x phantoms
-  arma::Mat<double> const& conditional() const { return conditional_; }  ///< S - Lambda Lambda'
-  arma::Mat<double> const& precision() const { return precision_; }      ///< its inverse
+  const arma::Mat<double>& loadings() const { return Lambda_; }          ///< q x phantoms
+  const arma::Mat<double>& conditional() const { return conditional_; }  ///< S - Lambda Lambda'
+  const arma::Mat<double>& precision() const { return precision_; }      ///< its inverse
   double log_det() const { return log_det_; }                            ///< log determinant of conditional()
   /// The only element of conditional(), of a residual.
   double variance() const { return conditional_(0, 0); }
 
   /// out := P Lambda' (units x q), what the phantoms add. `rows`: the row of the data for each unit; null for
   /// every row.
-  void means(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows, arma::Mat<double>& out) const;
+  void means(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows, arma::Mat<double>& out) const;
 
  private:
   std::vector<phantom_term> terms_;

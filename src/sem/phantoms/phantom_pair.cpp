@@ -2,9 +2,9 @@
 
 #include <cmath>
 
+#include "random/random.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_group.hpp"
-#include "random/random.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -18,29 +18,29 @@ struct pair_covariance {
   double det() const { return a * b - c * c; }
   /// log density, up to a constant, of an inverse Wishart with scale S and df degrees of freedom, as one of
   /// the two variances and the correlation: dc = sqrt(a b) drho.
-  double log_density(pair_covariance const& S, double df) const {
-    double const trace = (b * S.a - 2.0 * c * S.c + a * S.b) / det();
+  double log_density(const pair_covariance& S, double df) const {
+    const double trace = (b * S.a - 2.0 * c * S.c + a * S.b) / det();
     return -0.5 * (df + 3.0) * std::log(det()) - 0.5 * trace + 0.5 * std::log(a * b);
   }
 };
 
 /// With S = U U', U upper triangular, and A lower triangular by Bartlett's decomposition, U inv(A A') U' is
 /// inverse Wishart.
-pair_covariance draw_inverse_wishart(pair_covariance const& S, double df, Random& rng) {
-  double const u22 = std::sqrt(S.b), u12 = S.c / u22, u11 = std::sqrt(S.a - u12 * u12);
-  double const a11 = std::sqrt(rng.rgamma(0.5 * df, 2.0));
-  double const a21 = rng.rnorm();
-  double const a22 = std::sqrt(rng.rgamma(0.5 * (df - 1.0), 2.0));
-  double const g11 = 1.0 / a11, g21 = -a21 / (a11 * a22), g22 = 1.0 / a22;
-  double const m11 = g11 * g11 + g21 * g21, m12 = g21 * g22, m22 = g22 * g22;
+pair_covariance draw_inverse_wishart(const pair_covariance& S, double df, Random& rng) {
+  const double u22 = std::sqrt(S.b), u12 = S.c / u22, u11 = std::sqrt(S.a - u12 * u12);
+  const double a11 = std::sqrt(rng.rgamma(0.5 * df, 2.0));
+  const double a21 = rng.rnorm();
+  const double a22 = std::sqrt(rng.rgamma(0.5 * (df - 1.0), 2.0));
+  const double g11 = 1.0 / a11, g21 = -a21 / (a11 * a22), g22 = 1.0 / a22;
+  const double m11 = g11 * g11 + g21 * g21, m12 = g21 * g22, m22 = g22 * g22;
   return {u11 * u11 * m11 + 2.0 * u11 * u12 * m12 + u12 * u12 * m22, u22 * u22 * m22,
           u22 * (u11 * m12 + u12 * m22)};
 }
 
 }  // namespace
 
-arma::uword phantom_block::value_of(correlated_side const& side) const {
-  for (member const& m : members_)
+arma::uword phantom_block::value_of(const correlated_side& side) const {
+  for (const member& m : members_)
     if (m.side->source() == side.source()) return m.first + side.part().loadings.terms()[side.term()].effect;
   throw error_debug("The side of a correlation is in another block.");
 }
@@ -52,24 +52,24 @@ void phantom_block::draw_pair(Random& rng, Phantom& phantom) {
   correlated_side& second = *phantom.sides().back();
   if (!phantom.stands_alone() || !first.variance_moves() || !second.variance_moves()) return;
   arma::uword const i = value_of(first), j = value_of(second);
-  arma::Mat<double> const& squares = products_.squares();
-  pair_covariance const S = {squares(i, i), squares(j, j), squares(i, j)};
+  const arma::Mat<double>& squares = products_.squares();
+  const pair_covariance S = {squares(i, i), squares(j, j), squares(i, j)};
   if (n_units_ < 3 || !(S.det() > 1e-12 * S.a * S.b)) return;
-  double const df = static_cast<double>(n_units_);
+  const double df = static_cast<double>(n_units_);
   auto excess = [&](double rho) {
     double const a = first.variance(), b = second.variance();
     pair_covariance const V = {a, b, rho * std::sqrt(a * b)};
     double const prior = phantom.rho.log_prior(rho) + first.log_prior() + second.log_prior();
     return log_density() + prior - V.log_density(S, df);
   };
-  double const old = phantom.rho.value;
-  double const before = excess(old);
+  const double old = phantom.rho.value;
+  const double before = excess(old);
   first.keep();
   second.keep();
-  pair_covariance const V = draw_inverse_wishart(S, df, rng);
+  const pair_covariance V = draw_inverse_wishart(S, df, rng);
   first.set_variance(V.a);
   second.set_variance(V.b);
-  double const candidate = V.c / std::sqrt(V.a * V.b);
+  const double candidate = V.c / std::sqrt(V.a * V.b);
   phantom.rho.write(candidate);
   if (std::log(rng.runif()) <= excess(candidate) - before) return;
   first.restore();

@@ -10,7 +10,7 @@
 
 namespace tovik::sem {
 
-void phantom_products::assign(arma::Mat<double> const& E, arma::Mat<double> const& P) {
+void phantom_products::assign(const arma::Mat<double>& E, const arma::Mat<double>& P) {
   arma::uword const q = E.n_cols, p = P.n_cols;
   n_ = static_cast<double>(E.n_rows);
   EE_.set_size(q, q);
@@ -27,15 +27,15 @@ void phantom_products::assign(arma::Mat<double> const& E, arma::Mat<double> cons
 }
 
 // -n/2 log|2 pi C| - 1/2 tr(inv(C) (E'E - Lambda P'E - E'P Lambda' + Lambda P'P Lambda')).
-double phantom_products::log_density(phantom_loadings const& loadings) const {
+double phantom_products::log_density(const phantom_loadings& loadings) const {
   arma::uword const q = EE_.n_rows, p = PP_.n_rows;
-  auto const& Lambda = loadings.loadings();
-  auto const& terms = loadings.terms();
+  const auto& Lambda = loadings.loadings();
+  const auto& terms = loadings.terms();
   rest_.set_size(q, q);
   std::copy_n(EE_.memptr(), q * q, rest_.memptr());
   for (arma::uword k = 0; k < p; ++k) {
     arma::uword const t = terms[k].effect;
-    double const l = Lambda(t, k);
+    const double l = Lambda(t, k);
     if (l == 0.0) continue;
     for (arma::uword j = 0; j < q; ++j) {
       rest_(t, j) -= l * EP_(j, k);
@@ -45,12 +45,12 @@ double phantom_products::log_density(phantom_loadings const& loadings) const {
       rest_(t, terms[m].effect) += l * Lambda(terms[m].effect, m) * PP_(k, m);
   }
   double trace = 0.0;
-  auto const& precision = loadings.precision();
+  const auto& precision = loadings.precision();
   for (arma::uword i = 0; i < q * q; ++i) trace += precision.memptr()[i] * rest_.memptr()[i];
   return -0.5 * (n_ * (static_cast<double>(q) * log_2_pi + loadings.log_det()) + trace);
 }
 
-double phantom_products::log_density(arma::Mat<double> const& S) const {
+double phantom_products::log_density(const arma::Mat<double>& S) const {
   arma::uword const q = EE_.n_rows;
   T_.set_size(q, q);
   rest_.set_size(q, q);
@@ -67,17 +67,17 @@ double phantom_products::log_density(arma::Mat<double> const& S) const {
   return -0.5 * (n_ * (static_cast<double>(q) * log_2_pi + scan::log_determinant(T_.memptr(), q)) + trace);
 }
 
-void phantom_part::read_values(arma::Mat<double> const& E) {
+void phantom_part::read_values(const arma::Mat<double>& E) {
   E_.set_size(E.n_rows, E.n_cols);
   std::copy_n(E.memptr(), E.n_elem, E_.memptr());
 }
 
-void phantom_part::read(arma::Mat<double> const& E, arma::Mat<double> const& data,
-                        arma::Col<arma::uword> const* rows) {
+void phantom_part::read(const arma::Mat<double>& E, const arma::Mat<double>& data,
+                        const arma::Col<arma::uword>* rows) {
   read_values(E);
   P_.set_size(E.n_rows, loadings.size());
   for (arma::uword k = 0; k < loadings.size(); ++k) {
-    double const* from = data.colptr(loadings.terms()[k].column);
+    const double* from = data.colptr(loadings.terms()[k].column);
     double* to = P_.colptr(k);
     for (arma::uword i = 0; i < P_.n_rows; ++i) to[i] = from[rows == nullptr ? i : (*rows)(i)];
   }

@@ -14,13 +14,13 @@ namespace tovik::sem {
 class phantom_products {
  public:
   /// Without phantoms P has no columns.
-  void assign(arma::Mat<double> const& E, arma::Mat<double> const& P);
+  void assign(const arma::Mat<double>& E, const arma::Mat<double>& P);
 
-  arma::Mat<double> const& squares() const { return EE_; }  ///< E'E
+  const arma::Mat<double>& squares() const { return EE_; }  ///< E'E
   /// log density of E given the phantoms.
-  double log_density(phantom_loadings const& loadings) const;
+  double log_density(const phantom_loadings& loadings) const;
   /// log density of E as rows of N(0, S), phantoms left out of account; -inf when S is not positive definite.
-  double log_density(arma::Mat<double> const& S) const;
+  double log_density(const arma::Mat<double>& S) const;
 
  private:
   double n_ = 0.0;
@@ -40,15 +40,15 @@ class phantom_part {
   phantom_loadings loadings;
 
   /// Takes the values E (units x q), without the phantoms.
-  void read_values(arma::Mat<double> const& E);
+  void read_values(const arma::Mat<double>& E);
   /// Takes the values and the phantoms at the units. `rows`: the row of the data for each unit; null for
   /// every row.
-  void read(arma::Mat<double> const& E, arma::Mat<double> const& data, arma::Col<arma::uword> const* rows);
+  void read(const arma::Mat<double>& E, const arma::Mat<double>& data, const arma::Col<arma::uword>* rows);
 
   /// E as it was read last.
-  arma::Mat<double> const& values() const { return E_; }
+  const arma::Mat<double>& values() const { return E_; }
   /// Since read().
-  phantom_products const& products() const { return products_; }
+  const phantom_products& products() const { return products_; }
   /// log density of the values given the phantoms; -inf while the loadings are not valid. Since read().
   double log_density() const;
 

@@ -6,19 +6,19 @@
 
 namespace tovik::sem {
 
-void category_link::map(arma::Mat<double> const& means, arma::Mat<double>& out) {
+void category_link::map(const arma::Mat<double>& means, arma::Mat<double>& out) {
   out.set_size(means.n_rows, means.n_cols);
   arma::Col<arma::uword> all(means.n_rows);
   for (arma::uword i = 0; i < all.n_elem; ++i) all(i) = i;
   map(means, all, out);
 }
 
-void expected_code::set(arma::Mat<double> const& omega, arma::Col<double> const& thresholds) {
+void expected_code::set(const arma::Mat<double>& omega, const arma::Col<double>& thresholds) {
   sd_ = std::sqrt(omega(0, 0));
   tau_ = thresholds;
 }
 
-void expected_code::map(arma::Mat<double> const& means, arma::Col<arma::uword> const& rows,
+void expected_code::map(const arma::Mat<double>& means, const arma::Col<arma::uword>& rows,
                         arma::Mat<double>& out) {
   for (arma::uword i : rows) {
     double value = codes_[0];
@@ -30,7 +30,7 @@ void expected_code::map(arma::Mat<double> const& means, arma::Col<arma::uword> c
 
 // Category c is seen when A_c Z > 0, with the rows e_c and e_c - e_k, k != c, of A_c: a rectangle for
 // -A_c (Z - t), which is N(0, A_c Omega A_c'), up to the bound A_c t.
-void category_proportions::set(arma::Mat<double> const& omega, arma::Col<double> const&) {
+void category_proportions::set(const arma::Mat<double>& omega, const arma::Col<double>&) {
   arma::uword const D = omega.n_rows;
   sd_ = std::sqrt(omega(0, 0));
   regions_.clear();
@@ -42,7 +42,7 @@ void category_proportions::set(arma::Mat<double> const& omega, arma::Col<double>
   }
 }
 
-void category_proportions::map(arma::Mat<double> const& means, arma::Col<arma::uword> const& rows,
+void category_proportions::map(const arma::Mat<double>& means, const arma::Col<arma::uword>& rows,
                                arma::Mat<double>& out) {
   arma::uword const D = means.n_cols;
   if (D == 1) {

@@ -16,12 +16,12 @@ class category_link {
  public:
   virtual ~category_link() = default;
   /// Takes the covariance of the scores around the mean (not about to depend on the mean), and thresholds.
-  virtual void set(arma::Mat<double> const& omega, arma::Col<double> const& thresholds) = 0;
+  virtual void set(const arma::Mat<double>& omega, const arma::Col<double>& thresholds) = 0;
   /// `out` := the expected values, in the row of each of the given rows of `means`.
-  virtual void map(arma::Mat<double> const& means, arma::Col<arma::uword> const& rows,
+  virtual void map(const arma::Mat<double>& means, const arma::Col<arma::uword>& rows,
                    arma::Mat<double>& out) = 0;
   /// All rows; `out` is resized.
-  void map(arma::Mat<double> const& means, arma::Mat<double>& out);
+  void map(const arma::Mat<double>& means, arma::Mat<double>& out);
 };
 
 /// v_0 + sum over k of (v_{k+1} - v_k) Phi((t - tau_k) / sd), with v the codes.
@@ -29,8 +29,8 @@ class expected_code : public category_link {
  public:
   explicit expected_code(std::vector<double> codes) : codes_(std::move(codes)) {}
   using category_link::map;
-  void set(arma::Mat<double> const& omega, arma::Col<double> const& thresholds) override;
-  void map(arma::Mat<double> const& means, arma::Col<arma::uword> const& rows,
+  void set(const arma::Mat<double>& omega, const arma::Col<double>& thresholds) override;
+  void map(const arma::Mat<double>& means, const arma::Col<arma::uword>& rows,
            arma::Mat<double>& out) override;
 
  private:
@@ -45,8 +45,8 @@ class expected_code : public category_link {
 class category_proportions : public category_link {
  public:
   using category_link::map;
-  void set(arma::Mat<double> const& omega, arma::Col<double> const&) override;
-  void map(arma::Mat<double> const& means, arma::Col<arma::uword> const& rows,
+  void set(const arma::Mat<double>& omega, const arma::Col<double>&) override;
+  void map(const arma::Mat<double>& means, const arma::Col<arma::uword>& rows,
            arma::Mat<double>& out) override;
 
  private:

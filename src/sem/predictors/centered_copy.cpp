@@ -6,9 +6,9 @@
 
 namespace tovik::sem {
 
-centered_copy::centered_copy(Variable const& owner, working_data const& working)
+centered_copy::centered_copy(const Variable& owner, const working_data& working)
     : owner_(owner), unit_of_row_(working.units(owner.level)) {
-  data::variable const& v = owner.variable();
+  const data::variable& v = owner.variable();
   if (!v.dummies.empty()) categories_.assign(v.values.begin() + 1, v.values.end());
   const arma::Col<arma::uword> columns = owner.value_columns();
   for (arma::uword k = 0; k < columns.n_elem; ++k) {
@@ -27,9 +27,9 @@ void centered_copy::take() {
   centers_ = raw.tail_cols(centered.n_cols) - centered;
 }
 
-void centered_copy::write(arma::Col<double> const& x, arma::Mat<double>& out) const {
+void centered_copy::write(const arma::Col<double>& x, arma::Mat<double>& out) const {
   for (arma::uword k = 0; k < out.n_cols; ++k) {
-    double const* center = centers_.colptr(k);
+    const double* center = centers_.colptr(k);
     double* to = out.colptr(k);
     for (arma::uword i = 0; i < out.n_rows; ++i) {
       const double value = categories_.empty() ? x[i] : (x[i] == categories_[k] ? 1.0 : 0.0);
@@ -40,7 +40,7 @@ void centered_copy::write(arma::Col<double> const& x, arma::Mat<double>& out) co
 
 estimator::covariate_link centered_copy::link() const {
   estimator::covariate_link out;
-  out.fun = [this](arma::Col<double> const& x, arma::Mat<double>& to) { write(x, to); };
+  out.fun = [this](const arma::Col<double>& x, arma::Mat<double>& to) { write(x, to); };
   out.column = static_cast<std::uint32_t>(column());
   out.mean_column = static_cast<std::uint32_t>(owner_.value_columns()[0]);
   out.n_columns = static_cast<std::uint32_t>(owner_.value_columns().n_elem);

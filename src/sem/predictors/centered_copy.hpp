@@ -15,9 +15,9 @@ namespace tovik::sem {
 class centered_copy {
  public:
   /// The model and the working data must outlive the copy.
-  centered_copy(Variable const& owner, working_data const& working);
-  centered_copy(centered_copy const&) = delete;
-  centered_copy& operator=(centered_copy const&) = delete;
+  centered_copy(const Variable& owner, const working_data& working);
+  centered_copy(const centered_copy&) = delete;
+  centered_copy& operator=(const centered_copy&) = delete;
 
   /// The working-matrix column of the outcome.
   arma::uword column() const;
@@ -27,10 +27,10 @@ class centered_copy {
   estimator::covariate_link link() const;
 
  private:
-  void write(arma::Col<double> const& x, arma::Mat<double>& out) const;
+  void write(const arma::Col<double>& x, arma::Mat<double>& out) const;
 
-  Variable const& owner_;
-  arma::Col<arma::uword> const& unit_of_row_;
+  const Variable& owner_;
+  const arma::Col<arma::uword>& unit_of_row_;
   std::vector<double> categories_;  ///< of the dummy codes of a nominal outcome; else empty
   arma::Mat<double> centers_;       ///< units of the outcome x columns of the copy
 };

@@ -16,12 +16,12 @@ namespace {
 }
 
 /// "variable 'x'", "variable 'x' at level 2".
-std::string subject(component_setup const& setup) {
+std::string subject(const component_setup& setup) {
   std::string const at = setup.level == 0 ? "" : " at level " + std::to_string(setup.level);
   return "variable '" + setup.name + "'" + at;
 }
 
-void require_units(component_setup const& setup, arma::uword least) {
+void require_units(const component_setup& setup, arma::uword least) {
   if (setup.n_units >= least) return;
   throw error("ERROR: There are too few units for the predictor model of " + subject(setup) +
               ".\n       It has " + std::to_string(setup.n_units) + " units and needs " +
@@ -36,7 +36,7 @@ arma::Col<arma::uword> all_of(arma::uword n) {
 
 }  // namespace
 
-Component::Component(component_setup const& setup)
+Component::Component(const component_setup& setup)
     : rng(setup.rng),
       gamma(setup.n_predictors, setup.dim, arma::fill::zeros),
       score(setup.n_units, setup.dim, arma::fill::zeros),
@@ -47,24 +47,24 @@ Component::Component(component_setup const& setup)
   require_units(setup, setup.n_predictors + 3);
 }
 
-void Component::setScore(arma::Mat<double> const& scores) {
+void Component::setScore(const arma::Mat<double>& scores) {
   if (scores.n_rows != score.n_rows || scores.n_cols != score.n_cols)
     throw error_debug("Scores do not have the shape of their level.");
   score = scores;
 }
 
-void Component::setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) {
+void Component::setScore(const arma::Mat<double>& scores, const arma::Col<arma::uword>& units) {
   if (scores.n_rows != units.n_elem || scores.n_cols != score.n_cols)
     throw error_debug("Scores do not have the shape of their level.");
   for (arma::uword k = 0; k < score.n_cols; ++k)
     for (arma::uword i = 0; i < units.n_elem; ++i) score(units[i], k) = scores(i, k);
 }
 
-void Component::startVariance(arma::Mat<double> const& deviations, double least) {
+void Component::startVariance(const arma::Mat<double>& deviations, double least) {
   sigma2 = std::max(least, arma::as_scalar(arma::var(deviations)));
 }
 
-arma::Mat<double> const& Component::SigmaE() const {
+const arma::Mat<double>& Component::SigmaE() const {
   unsupported();
 }
 
@@ -72,13 +72,13 @@ arma::Mat<double> Component::covariance() const {
   return arma::Mat<double>(1, 1, arma::fill::value(sigma2));
 }
 
-void Component::drawLatent(arma::Mat<double> const&) {}
+void Component::drawLatent(const arma::Mat<double>&) {}
 
-arma::Col<arma::uword> Component::categorize(arma::Mat<double> const&) const {
+arma::Col<arma::uword> Component::categorize(const arma::Mat<double>&) const {
   unsupported();
 }
 
-arma::Col<double> const& Component::thresholds() const {
+const arma::Col<double>& Component::thresholds() const {
   unsupported();
 }
 
@@ -98,32 +98,32 @@ arma::Col<double> Component::variances() const {
   return {sigma2};
 }
 
-void Component::addRegression(level_scores const& level, arma::Col<arma::uword> const& x,
+void Component::addRegression(const level_scores& level, const arma::Col<arma::uword>& x,
                               arma::Mat<double>& out) const {
   for (arma::uword k = 0; k < gamma.n_cols; ++k)
     for (arma::uword j = 0; j < x.n_elem; ++j)
       scan::add_scaled(out.n_rows, gamma(j, k), level.data().colptr(x[j]), out.colptr(k));
 }
 
-arma::Mat<double> Component::regression(level_scores const& level, arma::Col<arma::uword> const& x) const {
+arma::Mat<double> Component::regression(const level_scores& level, const arma::Col<arma::uword>& x) const {
   arma::Mat<double> out(level.n_units(), gamma.n_cols, arma::fill::zeros);
   addRegression(level, x, out);
   return out;
 }
 
-arma::Mat<double> Component::regression(level_scores const& level, arma::Col<arma::uword> const& x,
-                                        arma::Col<arma::uword> const& units) const {
+arma::Mat<double> Component::regression(const level_scores& level, const arma::Col<arma::uword>& x,
+                                        const arma::Col<arma::uword>& units) const {
   arma::Mat<double> out(units.n_elem, gamma.n_cols, arma::fill::zeros);
   for (arma::uword j = 0; j < x.n_elem; ++j) {
-    double const* const w = level.data().colptr(x[j]);
+    const double* const w = level.data().colptr(x[j]);
     for (arma::uword k = 0; k < gamma.n_cols; ++k)
       for (arma::uword i = 0; i < units.n_elem; ++i) out(i, k) += gamma(j, k) * w[units[i]];
   }
   return out;
 }
 
-arma::Mat<double> const& Component::residuals(level_scores const& level, arma::Col<arma::uword> const& x,
-                                              arma::Col<arma::uword> const& own) {
+const arma::Mat<double>& Component::residuals(const level_scores& level, const arma::Col<arma::uword>& x,
+                                              const arma::Col<arma::uword>& own) {
   residuals_.set_size(level.n_units(), own.n_elem);
   for (arma::uword k = 0; k < own.n_elem; ++k) {
     std::copy(level.data().begin_col(own[k]), level.data().end_col(own[k]), residuals_.begin_col(k));
@@ -139,8 +139,8 @@ arma::Mat<double> const& Component::residuals(level_scores const& level, arma::C
 ///   N(inv(P_k) l_k W'e u_k, inv(P_k)),   P_k = l_k W'W + I / gamma_prior,
 ///
 /// which are equations with a residual variance each.
-void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> const& x,
-                                 arma::Col<arma::uword> const& own, arma::Mat<double> const& Sigma) {
+void Component::drawCoefficients(level_scores& level, const arma::Col<arma::uword>& x,
+                                 const arma::Col<arma::uword>& own, const arma::Mat<double>& Sigma) {
   arma::uword const p = x.n_elem, dim = own.n_elem;
   if (p != gamma.n_rows || dim != gamma.n_cols)
     throw error_debug("A level regression has other predictors than it was built for.");
@@ -152,7 +152,7 @@ void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> con
     rotated_ = H_ * eigen_.vectors;
     H_ = rotated_;
   }
-  double const* const variance = dim > 1 ? eigen_.values.memptr() : Sigma.memptr();
+  const double* const variance = dim > 1 ? eigen_.values.memptr() : Sigma.memptr();
   coefficients_.factor(G_, level.n_units());
   for (arma::uword k = 0; k < dim; ++k)
     coefficients_.draw(G_, H_.colptr(k), variance[k], *rng, gamma.colptr(k));
@@ -163,24 +163,24 @@ void Component::drawCoefficients(level_scores& level, arma::Col<arma::uword> con
 
 /// e'e - 2 g'W'e + g'W'W g by products that are known. Where the regression leaves next to nothing their
 /// difference has few digits, and the residuals are taken.
-double Component::sumOfSquares(level_scores& level, arma::Col<arma::uword> const& x,
-                               arma::Col<arma::uword> const& own) {
+double Component::sumOfSquares(level_scores& level, const arma::Col<arma::uword>& x,
+                               const arma::Col<arma::uword>& own) {
   constexpr double cancelled = 1e-4;
   level.products(own, own, own_square_);
-  double const all = own_square_(0, 0);
+  const double all = own_square_(0, 0);
   double ss = all;
   for (arma::uword j = 0; j < x.n_elem; ++j)
     ss += gamma[j] * (scan::dot(x.n_elem, G_.colptr(j), gamma.memptr()) - 2.0 * H_[j]);
   if (ss > cancelled * all) return ss;
-  arma::Mat<double> const& r = residuals(level, x, own);
+  const arma::Mat<double>& r = residuals(level, x, own);
   return scan::dot(r.n_rows, r.memptr(), r.memptr());
 }
 
-void Component::draw(level_scores& level, arma::Col<arma::uword> const& x,
-                     arma::Col<arma::uword> const& own) {
+void Component::draw(level_scores& level, const arma::Col<arma::uword>& x,
+                     const arma::Col<arma::uword>& own) {
   drawCoefficients(level, x, own, covariance());
-  double const n = static_cast<double>(level.n_units());
-  double const ss = sumOfSquares(level, x, own);
+  const double n = static_cast<double>(level.n_units());
+  const double ss = sumOfSquares(level, x, own);
   // Deviations that all vanish leave no scale for the priors without a sum of squares of their own.
   if (!(ss > 0.0) && prior != 1) {
     sigma2 = floor;
@@ -193,7 +193,7 @@ void Component::draw(level_scores& level, arma::Col<arma::uword> const& x,
 
 // --- several columns ---------------------------------------------------------------------------------------
 
-arma::Col<double> lower_triangle(arma::Mat<double> const& S) {
+arma::Col<double> lower_triangle(const arma::Mat<double>& S) {
   arma::Col<double> out(S.n_rows * (S.n_rows + 1) / 2);
   arma::uword at = 0;
   for (arma::uword j = 0; j < S.n_cols; ++j)
@@ -201,7 +201,7 @@ arma::Col<double> lower_triangle(arma::Mat<double> const& S) {
   return out;
 }
 
-MultivarComponent::MultivarComponent(component_setup const& setup)
+MultivarComponent::MultivarComponent(const component_setup& setup)
     : Component(setup),
       Sigma_(setup.dim, setup.dim, arma::fill::eye),
       precision_(setup.dim, setup.dim, arma::fill::eye) {
@@ -209,13 +209,13 @@ MultivarComponent::MultivarComponent(component_setup const& setup)
 }
 
 /// A share of the diagonal is added, so that few units or proportional columns do not start it singular.
-void MultivarComponent::startVariance(arma::Mat<double> const& deviations, double least) {
+void MultivarComponent::startVariance(const arma::Mat<double>& deviations, double least) {
   Sigma_ = arma::symmatl(arma::cov(deviations));
   for (arma::uword k = 0; k < Sigma_.n_rows; ++k) Sigma_(k, k) = std::max(least, Sigma_(k, k)) * 1.05;
 }
 
-void MultivarComponent::draw(level_scores& level, arma::Col<arma::uword> const& x,
-                             arma::Col<arma::uword> const& own) {
+void MultivarComponent::draw(level_scores& level, const arma::Col<arma::uword>& x,
+                             const arma::Col<arma::uword>& own) {
   drawCoefficients(level, x, own, Sigma_);
   step_.draw(prior, residuals(level, x, own), *rng, precision_, Sigma_);
   for (arma::uword k = 0; k < Sigma_.n_rows; ++k) Sigma_(k, k) = std::max(floor, Sigma_(k, k));

@@ -5,8 +5,8 @@
 #include <memory>
 #include <string>
 
-#include "sem/predictors/level_scores.hpp"
 #include "random/random.hpp"
+#include "sem/predictors/level_scores.hpp"
 #include "sem/scan/coefficients.hpp"
 #include "sem/scan/covariance.hpp"
 #include "sem/scan/symmetric_eigen.hpp"
@@ -34,9 +34,9 @@ struct component_setup {
 ///   e = S - S_above[cluster] = W gamma + r,   r ~ N(0, Sigma),
 ///
 /// with gamma flat or N(0, gamma_prior) for each element. Here Sigma = sigma2 of one column, with pseudo
-/// degrees of freedom and sum of squares 2 and `unit`, -2 and 0, 0 and 0 for prior 1, 2, 3. There is no intercept:
-/// deviations have mean 0 and the grand mean is the variable's. A kind of scores that cannot do an operation
-/// throws error_debug.
+/// degrees of freedom and sum of squares 2 and `unit`, -2 and 0, 0 and 0 for prior 1, 2, 3. There is no
+/// intercept: deviations have mean 0 and the grand mean is the variable's. A kind of scores that cannot do an
+/// operation throws error_debug.
 class Component {
  public:
   std::shared_ptr<Random> rng;
@@ -48,32 +48,32 @@ class Component {
   double floor = 0.0;       ///< drawn variances do not fall below it: 1 / sigma2 stays finite under any prior
 
   /// Scores start at 0. Throws tovik::error when there are fewer than n_predictors + 3 units.
-  explicit Component(component_setup const& setup);
+  explicit Component(const component_setup& setup);
   virtual ~Component() = default;
 
-  virtual void setScore(arma::Mat<double> const& scores);
+  virtual void setScore(const arma::Mat<double>& scores);
   /// The rows `units` only: `scores` has one row for each of them.
-  virtual void setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units);
+  virtual void setScore(const arma::Mat<double>& scores, const arma::Col<arma::uword>& units);
   /// Starts the residual (co)variances at those of these deviations, not below `least`.
-  virtual void startVariance(arma::Mat<double> const& deviations, double least);
+  virtual void startVariance(const arma::Mat<double>& deviations, double least);
 
   /// The covariance matrix of several score columns.
-  virtual arma::Mat<double> const& SigmaE() const;
+  virtual const arma::Mat<double>& SigmaE() const;
   /// The same for every kind, 1 x 1 for one column.
   virtual arma::Mat<double> covariance() const;
   /// One Gibbs update of gamma and of the variances that are free, given the deviations that stand in the
   /// columns `own` of `level`; W are its columns `x`, which may be none. Throws numeric_error "inv(): matrix
   /// is singular" when columns of W are collinear under a flat prior, tovik::error when the deviations all
   /// vanish and neither the prior nor `floor` leaves a variance.
-  virtual void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own);
-  arma::Mat<double> const& data() const { return score; }
+  virtual void draw(level_scores& level, const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& own);
+  const arma::Mat<double>& data() const { return score; }
   /// Updates thresholds and latent scores of a categorical variable; `mean` is S_above[cluster] + W gamma,
   /// units x columns. Values are scores already: nothing happens here.
-  virtual void drawLatent(arma::Mat<double> const& mean);
+  virtual void drawLatent(const arma::Mat<double>& mean);
   /// The category, as a position among the variable's `values`, of each row of scores.
-  virtual arma::Col<arma::uword> categorize(arma::Mat<double> const& scores) const;
+  virtual arma::Col<arma::uword> categorize(const arma::Mat<double>& scores) const;
   /// All thresholds, the first of which is 0.
-  virtual arma::Col<double> const& thresholds() const;
+  virtual const arma::Col<double>& thresholds() const;
   virtual estimator::tune_results tuneResults() const;
   virtual void tune();
   /// Coefficients and variances (and thresholds after the first) that are not held fixed.
@@ -85,23 +85,23 @@ class Component {
   arma::uword dim() const { return score.n_cols; }
 
   /// W gamma, units x score columns: all units, or the given ones.
-  arma::Mat<double> regression(level_scores const& level, arma::Col<arma::uword> const& x) const;
-  arma::Mat<double> regression(level_scores const& level, arma::Col<arma::uword> const& x,
-                               arma::Col<arma::uword> const& units) const;
+  arma::Mat<double> regression(const level_scores& level, const arma::Col<arma::uword>& x) const;
+  arma::Mat<double> regression(const level_scores& level, const arma::Col<arma::uword>& x,
+                               const arma::Col<arma::uword>& units) const;
   /// out += W gamma.
-  void addRegression(level_scores const& level, arma::Col<arma::uword> const& x,
+  void addRegression(const level_scores& level, const arma::Col<arma::uword>& x,
                      arma::Mat<double>& out) const;
 
  protected:
-  void drawCoefficients(level_scores& level, arma::Col<arma::uword> const& x,
-                        arma::Col<arma::uword> const& own, arma::Mat<double> const& Sigma);
+  void drawCoefficients(level_scores& level, const arma::Col<arma::uword>& x,
+                        const arma::Col<arma::uword>& own, const arma::Mat<double>& Sigma);
   /// e - W gamma.
-  arma::Mat<double> const& residuals(level_scores const& level, arma::Col<arma::uword> const& x,
-                                     arma::Col<arma::uword> const& own);
+  const arma::Mat<double>& residuals(const level_scores& level, const arma::Col<arma::uword>& x,
+                                     const arma::Col<arma::uword>& own);
 
  private:
-  double sumOfSquares(level_scores& level, arma::Col<arma::uword> const& x,
-                      arma::Col<arma::uword> const& own);
+  double sumOfSquares(level_scores& level, const arma::Col<arma::uword>& x,
+                      const arma::Col<arma::uword>& own);
 
   std::string subject_;  ///< the variable and its level, for messages
   scan::coefficient_step coefficients_;
@@ -115,12 +115,12 @@ class Component {
 class MultivarComponent : public Component {
  public:
   /// Throws tovik::error when there are fewer than 2 dim + n_predictors + 1 or n_predictors + 3 units.
-  explicit MultivarComponent(component_setup const& setup);
+  explicit MultivarComponent(const component_setup& setup);
 
-  void startVariance(arma::Mat<double> const& deviations, double least) override;
-  arma::Mat<double> const& SigmaE() const override { return Sigma_; }
+  void startVariance(const arma::Mat<double>& deviations, double least) override;
+  const arma::Mat<double>& SigmaE() const override { return Sigma_; }
   arma::Mat<double> covariance() const override { return Sigma_; }
-  void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own) override;
+  void draw(level_scores& level, const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& own) override;
   arma::uword n_estimated() const override;
   arma::Col<double> variances() const override;
 
@@ -130,6 +130,6 @@ class MultivarComponent : public Component {
 };
 
 /// The elements of a symmetric matrix with row >= column, column by column.
-arma::Col<double> lower_triangle(arma::Mat<double> const& S);
+arma::Col<double> lower_triangle(const arma::Mat<double>& S);
 
 }  // namespace tovik::sem

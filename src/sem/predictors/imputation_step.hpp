@@ -24,26 +24,26 @@ class imputation_step : private scan::value_target {
  public:
   /// `missing`: units of the own level, rising.
   imputation_step(predictor_state& state, published_columns& published, arma::Col<arma::uword> missing);
-  imputation_step(imputation_step const&) = delete;
-  imputation_step& operator=(imputation_step const&) = delete;
+  imputation_step(const imputation_step&) = delete;
+  imputation_step& operator=(const imputation_step&) = delete;
 
   /// `readers->together` is by units of the own level.
   void set_readers(std::unique_ptr<estimator::likelihood> readers);
   bool has_readers() const { return readers_ != nullptr; }
 
-  void draw(level_scores const& own);
+  void draw(const level_scores& own);
   /// By Metropolis; throws error_debug without readers.
-  void draw(arma::Mat<double>& data, level_scores const& own);
+  void draw(arma::Mat<double>& data, const level_scores& own);
 
   estimator::tune_obj tune;
 
  private:
-  void condition(level_scores const& own);
-  void walk_from(arma::Mat<double> const& from, double scale);
-  void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+  void condition(const level_scores& own);
+  void walk_from(const arma::Mat<double>& from, double scale);
+  void write(arma::Mat<double>& data, const arma::Col<arma::uword>& which, const double* values,
              unsigned char* usable) override;
-  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups, double* out) override;
-  void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+  void log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups, double* out) override;
+  void log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                       double* out) override;
 
   predictor_state& state_;

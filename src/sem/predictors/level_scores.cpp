@@ -25,7 +25,7 @@ level_scores::level_scores(arma::uword n_units, arma::uword n_columns, arma::Col
   }
 }
 
-void unit_groups::sum(arma::uword n_units, double const* x, double* out) const {
+void unit_groups::sum(arma::uword n_units, const double* x, double* out) const {
   if (level == whole) {
     *out = scan::total(n_units, x);
     return;
@@ -56,7 +56,7 @@ double* level_scores::rewrite(arma::uword column) {
   return data_.colptr(column);
 }
 
-void level_scores::write(arma::Col<arma::uword> const& columns, arma::Mat<double> const& deviations) {
+void level_scores::write(const arma::Col<arma::uword>& columns, const arma::Mat<double>& deviations) {
   if (deviations.n_rows != data_.n_rows || deviations.n_cols != columns.n_elem)
     throw error_debug("Deviations do not have the shape of their level.");
   for (arma::uword k = 0; k < columns.n_elem; ++k)
@@ -69,10 +69,10 @@ arma::uword level_scores::place(arma::uword column) const {
   return place_[column];
 }
 
-double const* level_scores::sums(unit_groups const& by, arma::uword column) const {
+const double* level_scores::sums(const unit_groups& by, arma::uword column) const {
   arma::uword const at = place(column);
   auto kept = std::find_if(sums_.begin(), sums_.end(),
-                           [&](column_sums const& known) { return known.level == by.level; });
+                           [&](const column_sums& known) { return known.level == by.level; });
   if (kept == sums_.end()) {
     sums_.push_back({by.level, arma::Mat<double>(by.n, used_.n_elem, arma::fill::zeros),
                      std::vector<unsigned char>(used_.n_elem, 1)});
@@ -86,7 +86,7 @@ double const* level_scores::sums(unit_groups const& by, arma::uword column) cons
 }
 
 /// The used columns side by side.
-double const* level_scores::used_columns() {
+const double* level_scores::used_columns() {
   arma::uword const p = used_.n_elem;
   if (used_[p - 1] - used_[0] + 1 == p) return data_.colptr(used_[0]);
   if (copy_.is_empty()) copy_ = data_.cols(used_);
@@ -96,18 +96,18 @@ double const* level_scores::used_columns() {
 }
 
 /// One symmetric product.
-void level_scores::refresh_all(double const* Z) {
-  char const upper = 'U', transposed = 'T';
-  double const one = 1.0, zero = 0.0;
-  auto const n = static_cast<arma::blas_int>(data_.n_rows), p = static_cast<arma::blas_int>(used_.n_elem);
+void level_scores::refresh_all(const double* Z) {
+  const char upper = 'U', transposed = 'T';
+  const double one = 1.0, zero = 0.0;
+  const auto n = static_cast<arma::blas_int>(data_.n_rows), p = static_cast<arma::blas_int>(used_.n_elem);
   arma::blas::syrk<double>(&upper, &transposed, &p, &n, &one, Z, &n, &zero, products_.memptr(), &p);
   for (arma::uword j = 0; j < used_.n_elem; ++j)
     for (arma::uword i = 0; i < j; ++i) products_(j, i) = products_(i, j);
 }
 
-void level_scores::refresh_some(double const* Z) {
+void level_scores::refresh_some(const double* Z) {
   arma::uword const n = data_.n_rows, p = used_.n_elem;
-  arma::Mat<double> const all(const_cast<double*>(Z), n, p, false, true);
+  const arma::Mat<double> all(const_cast<double*>(Z), n, p, false, true);
   for (arma::uword k : moved_) {
     double* const cross = products_.colptr(k);
     scan::multiply_transposed(1.0, all, Z + k * n, 0.0, cross);
@@ -121,7 +121,7 @@ void level_scores::refresh() {
   for (arma::uword k = 0; k < used_.n_elem; ++k)
     if (stale_[k]) moved_.push_back(k);
   if (moved_.empty()) return;
-  double const* const Z = used_columns();
+  const double* const Z = used_columns();
   if (2 * moved_.size() > used_.n_elem)
     refresh_all(Z);
   else
@@ -129,18 +129,18 @@ void level_scores::refresh() {
   std::fill(stale_.begin(), stale_.end(), static_cast<unsigned char>(0));
 }
 
-arma::Mat<double> level_scores::products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y) {
+arma::Mat<double> level_scores::products(const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& y) {
   arma::Mat<double> out;
   products(x, y, out);
   return out;
 }
 
-void level_scores::products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y,
+void level_scores::products(const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& y,
                             arma::Mat<double>& out) {
   refresh();
   out.set_size(x.n_elem, y.n_elem);
   for (arma::uword j = 0; j < y.n_elem; ++j) {
-    double const* const from = products_.colptr(place(y[j]));
+    const double* const from = products_.colptr(place(y[j]));
     for (arma::uword i = 0; i < x.n_elem; ++i) out(i, j) = from[place(x[i])];
   }
 }

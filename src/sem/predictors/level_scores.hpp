@@ -10,10 +10,10 @@ struct unit_groups {
   static constexpr unsigned whole = static_cast<unsigned>(-1);
   unsigned level = whole;                ///< of the data: where the groups are units; or `whole`
   arma::uword n = 1;                     ///< number of groups
-  arma::uword const* of_unit = nullptr;  ///< not read for the whole
+  const arma::uword* of_unit = nullptr;  ///< not read for the whole
 
   /// out[g] := the sum of x over the units of group g.
-  void sum(arma::uword n_units, double const* x, double* out) const;
+  void sum(arma::uword n_units, const double* x, double* out) const;
 };
 
 /// The deviations of all variables at one level of the data, and their cross-products.
@@ -28,22 +28,22 @@ class level_scores {
   /// `used`: the columns that take part in regressions of this level, rising.
   level_scores(arma::uword n_units, arma::uword n_columns, arma::Col<arma::uword> used);
 
-  arma::Mat<double> const& data() const { return data_; }
+  const arma::Mat<double>& data() const { return data_; }
   arma::uword n_units() const { return data_.n_rows; }
 
   /// Replaces columns; their products are formed anew when they are asked for.
-  void write(arma::Col<arma::uword> const& columns, arma::Mat<double> const& deviations);
+  void write(const arma::Col<arma::uword>& columns, const arma::Mat<double>& deviations);
 
   /// The storage of a column for a caller that writes some or all of its cells; otherwise the same.
   double* rewrite(arma::uword column);
 
   /// Sums of a used column by group, kept until the column is written. Groups of one level are the same in
   /// every call.
-  double const* sums(unit_groups const& by, arma::uword column) const;
+  const double* sums(const unit_groups& by, arma::uword column) const;
 
   /// x'x of these columns, and x'y of columns `x` and `y`; every column among `used`.
-  arma::Mat<double> products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y);
-  void products(arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& y, arma::Mat<double>& out);
+  arma::Mat<double> products(const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& y);
+  void products(const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& y, arma::Mat<double>& out);
 
  private:
   struct column_sums {
@@ -54,9 +54,9 @@ class level_scores {
 
   arma::uword place(arma::uword column) const;
   void refresh();
-  void refresh_all(double const* Z);
-  void refresh_some(double const* Z);
-  double const* used_columns();
+  void refresh_all(const double* Z);
+  void refresh_some(const double* Z);
+  const double* used_columns();
 
   arma::Mat<double> data_;
   arma::Col<arma::uword> used_;

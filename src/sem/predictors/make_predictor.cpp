@@ -6,9 +6,9 @@ namespace tovik::sem {
 
 namespace {
 
-std::unique_ptr<Variable> of_kind(predictor_setup const& setup,
-                                  std::vector<arma::Col<arma::uword>> const& predictors,
-                                  arma::Mat<double> const& data) {
+std::unique_ptr<Variable> of_kind(const predictor_setup& setup,
+                                  const std::vector<arma::Col<arma::uword>>& predictors,
+                                  const arma::Mat<double>& data) {
   switch (setup.variable->type) {
     case data::type::ordinal:
       return std::make_unique<OneVarOrdinal>(setup, predictors, data);
@@ -21,8 +21,8 @@ std::unique_ptr<Variable> of_kind(predictor_setup const& setup,
 
 }  // namespace
 
-std::unique_ptr<Variable> make_predictor(predictor_setup const& setup,
-                                         std::vector<arma::Col<arma::uword>> const& predictors,
+std::unique_ptr<Variable> make_predictor(const predictor_setup& setup,
+                                         const std::vector<arma::Col<arma::uword>>& predictors,
                                          arma::Mat<double>& data) {
   std::unique_ptr<Variable> out = of_kind(setup, predictors, data);
   out->publish(data);

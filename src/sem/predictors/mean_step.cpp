@@ -25,7 +25,7 @@ mean_step::mean_step(predictor_state& state, published_columns& published, unsig
     kind_(j) = known.emplace(n, known.size()).first->second;
   }
   n_children_.set_size(known.size());
-  for (auto const& [n, kind] : known) n_children_(kind) = static_cast<double>(n);
+  for (const auto& [n, kind] : known) n_children_(kind) = static_cast<double>(n);
   precision_.set_size(state.dim, state.dim, known.size());
   variance_ = precision_;
   root_ = precision_;
@@ -38,8 +38,8 @@ void mean_step::set_readers(std::unique_ptr<estimator::likelihood> readers) {
   readers_ = std::move(readers);
   if (readers_ == nullptr) return;
   if (q_ == state_.top()) {
-    unsigned const highest = state_.working->n_levels() - 1;
-    arma::Col<arma::uword> const all(state_.working->n_units(highest), arma::fill::zeros);
+    const unsigned highest = state_.working->n_levels() - 1;
+    const arma::Col<arma::uword> all(state_.working->n_units(highest), arma::fill::zeros);
     groups_ = scan::value_groups({0}, highest, estimator::acceptance(highest, {0}, all));
     centred_ = published_.grand_centred_columns();
     return;
@@ -54,7 +54,7 @@ void mean_step::set_readers(std::unique_ptr<estimator::likelihood> readers) {
 
 // The variances, by number of children.
 void mean_step::factor() {
-  arma::Mat<double> const h = arma::inv_sympd(state_.components[q_ - 1]->covariance());
+  const arma::Mat<double> h = arma::inv_sympd(state_.components[q_ - 1]->covariance());
   arma::Mat<double> own = state_.mean_precision * arma::eye(state_.dim, state_.dim);
   if (q_ < state_.top()) own = arma::inv_sympd(state_.components[q_]->covariance());
   for (arma::uword k = 0; k < n_children_.n_elem; ++k) {
@@ -67,7 +67,7 @@ void mean_step::factor() {
 namespace {
 
 /// out += x H.
-void add_product(arma::Mat<double> const& x, arma::Mat<double> const& H, arma::Mat<double>& out) {
+void add_product(const arma::Mat<double>& x, const arma::Mat<double>& H, arma::Mat<double>& out) {
   for (arma::uword c = 0; c < out.n_cols; ++c)
     for (arma::uword k = 0; k < x.n_cols; ++k)
       scan::add_scaled(out.n_rows, H(k, c), x.colptr(k), out.colptr(c));
@@ -75,16 +75,16 @@ void add_product(arma::Mat<double> const& x, arma::Mat<double> const& H, arma::M
 
 }  // namespace
 
-void mean_step::condition(level_scores const* at, level_scores const& below) {
+void mean_step::condition(const level_scores* at, const level_scores& below) {
   factor();
   arma::uword const dim = state_.dim;
-  Component const& lower = *state_.components[q_ - 1];
+  const Component& lower = *state_.components[q_ - 1];
   unit_groups by;
   if (q_ < state_.top()) by = {state_.chain.level(q_), state_.n_units(q_), state_.parent(q_ - 1).memptr()};
   for (arma::uword k = 0; k < dim; ++k) by.sum(lower.score.n_rows, lower.score.colptr(k), sums_.colptr(k));
-  arma::Col<arma::uword> const& W = state_.predictors[q_ - 1];
+  const arma::Col<arma::uword>& W = state_.predictors[q_ - 1];
   for (arma::uword p = 0; p < W.n_elem; ++p) {
-    double const* const w = below.sums(by, W(p));
+    const double* const w = below.sums(by, W(p));
     for (arma::uword k = 0; k < dim; ++k)
       scan::add_scaled(sums_.n_rows, -lower.gamma(p, k), w, sums_.colptr(k));
   }
@@ -96,25 +96,25 @@ void mean_step::condition(level_scores const* at, level_scores const& below) {
   }
   mean_.zeros(next_.n_rows, dim);
   for (arma::uword j = 0; j < next_.n_rows; ++j) {
-    double const* V = variance_.slice_memptr(kind_(j));
+    const double* V = variance_.slice_memptr(kind_(j));
     for (arma::uword c = 0; c < dim; ++c)
       for (arma::uword k = 0; k < dim; ++k) mean_(j, c) += next_(j, k) * V[k + c * dim];
   }
 }
 
-void mean_step::walk_from(arma::Mat<double> const& from, double scale) {
+void mean_step::walk_from(const arma::Mat<double>& from, double scale) {
   walk_rows(
       from, scale, [this](arma::uword j) { return root_.slice_memptr(kind_(j)); }, *state_.rng, next_);
 }
 
-void mean_step::draw(level_scores const* at, level_scores const& below) {
+void mean_step::draw(const level_scores* at, const level_scores& below) {
   condition(at, below);
   walk_from(mean_, 1.0);
   state_.scores(q_) = next_;
   published_.refresh(q_);
 }
 
-void mean_step::draw(arma::Mat<double>& data, level_scores const* at, level_scores const& below) {
+void mean_step::draw(arma::Mat<double>& data, const level_scores* at, const level_scores& below) {
   if (readers_ == nullptr) throw error_debug("No likelihood was given for the means.");
   condition(at, below);
   current_ = state_.scores(q_);
@@ -139,7 +139,7 @@ void mean_step::move_intercepts() {
 }
 
 // Candidates of all units come first, then what is taken back.
-void mean_step::write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+void mean_step::write(arma::Mat<double>& data, const arma::Col<arma::uword>& which, const double* values,
                       unsigned char*) {
   arma::Mat<double>& means = state_.scores(q_);
   for (arma::uword k = 0; k < state_.dim; ++k)
@@ -155,11 +155,11 @@ void mean_step::write(arma::Mat<double>& data, arma::Col<arma::uword> const& whi
   published_.write(data, q_, which);
 }
 
-void mean_step::log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+void mean_step::log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                             double* out) {
   log_likelihood(data, groups, out);
   if (q_ == state_.top()) return;  // candidates come from the normal density
-  arma::Mat<double> const& means = state_.scores(q_);
+  const arma::Mat<double>& means = state_.scores(q_);
   for (arma::uword g = 0; g < groups.n_elem; ++g) {
     for (arma::uword at = groups_.begin(groups(g)); at < groups_.begin(groups(g) + 1); ++at) {
       arma::uword const j = groups_.value_at(at);
@@ -168,7 +168,7 @@ void mean_step::log_density(arma::Mat<double> const& data, arma::Col<arma::uword
   }
 }
 
-void mean_step::log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+void mean_step::log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                                double* out) {
   groups_.density(*readers_, nullptr, data, groups, out);
 }

@@ -36,8 +36,8 @@ namespace tovik::sem {
 class mean_step : private scan::value_target {
  public:
   mean_step(predictor_state& state, published_columns& published, unsigned q);
-  mean_step(mean_step const&) = delete;
-  mean_step& operator=(mean_step const&) = delete;
+  mean_step(const mean_step&) = delete;
+  mean_step& operator=(const mean_step&) = delete;
 
   /// `readers->together` is by units of the level of the means. Throws error_debug when it is by others.
   void set_readers(std::unique_ptr<estimator::likelihood> readers);
@@ -45,21 +45,21 @@ class mean_step : private scan::value_target {
 
   /// From the full conditional. `at` has the scores of the level of the means, null for the grand mean;
   /// `below` those of the next lower place.
-  void draw(level_scores const* at, level_scores const& below);
+  void draw(const level_scores* at, const level_scores& below);
   /// By Metropolis; throws error_debug without readers.
-  void draw(arma::Mat<double>& data, level_scores const* at, level_scores const& below);
+  void draw(arma::Mat<double>& data, const level_scores* at, const level_scores& below);
 
   estimator::tune_obj tune;
 
  private:
-  void condition(level_scores const* at, level_scores const& below);
+  void condition(const level_scores* at, const level_scores& below);
   void factor();
   void move_intercepts();
-  void walk_from(arma::Mat<double> const& from, double scale);
-  void write(arma::Mat<double>& data, arma::Col<arma::uword> const& which, double const* values,
+  void walk_from(const arma::Mat<double>& from, double scale);
+  void write(arma::Mat<double>& data, const arma::Col<arma::uword>& which, const double* values,
              unsigned char* usable) override;
-  void log_density(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups, double* out) override;
-  void log_likelihood(arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+  void log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups, double* out) override;
+  void log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                       double* out) override;
 
   predictor_state& state_;

@@ -10,8 +10,8 @@
 
 namespace tovik::sem {
 
-modeled_variable::modeled_variable(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
-                                   arma::uword dim, arma::Mat<double> const& data)
+modeled_variable::modeled_variable(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
+                                   arma::uword dim, const arma::Mat<double>& data)
     : state_(setup, W, dim),
       published_(setup, state_),
       variable_(*setup.variable),
@@ -30,7 +30,7 @@ modeled_variable::modeled_variable(predictor_setup const& setup, std::vector<arm
   } else {
     columns_ = arma::Col<arma::uword>{variable_.column};
   }
-  arma::Col<double> const values = coded_values(data);
+  const arma::Col<double> values = coded_values(data);
   std::vector<arma::uword> seen, unseen;
   for (arma::uword i = 0; i < values.n_elem; ++i)
     (means_only_ || !std::isnan(values(i)) ? seen : unseen).push_back(i);
@@ -61,14 +61,14 @@ void modeled_variable::finish() {
 }
 
 // Of a nominal variable without a column of its own the dummy codes tell the category.
-arma::Col<double> modeled_variable::coded_values(arma::Mat<double> const& data) const {
-  working_data const& working = *state_.working;
+arma::Col<double> modeled_variable::coded_values(const arma::Mat<double>& data) const {
+  const working_data& working = *state_.working;
   if (variable_.type != data::type::nominal || variable_.column != data::variable::no_column)
     return unit_values(working, data, variable_.column, level);
   arma::Col<double> out(state_.chain.n_units(0));
   out.fill(variable_.values[0]);
   for (arma::uword k = 0; k < columns_.n_elem; ++k) {
-    arma::Col<double> const code = unit_values(working, data, columns_(k), level);
+    const arma::Col<double> code = unit_values(working, data, columns_(k), level);
     for (arma::uword i = 0; i < out.n_elem; ++i) {
       if (std::isnan(code(i))) out(i) = code(i);
       if (code(i) == 1.0) out(i) = variable_.values[k + 1];
@@ -77,7 +77,7 @@ arma::Col<double> modeled_variable::coded_values(arma::Mat<double> const& data) 
   return out;
 }
 
-void modeled_variable::read(arma::Mat<double> const& data) {
+void modeled_variable::read(const arma::Mat<double>& data) {
   take_values(coded_values(data));
   if (state_.categorical()) state_.follow_categories();
 }
@@ -87,28 +87,28 @@ mean_step& modeled_variable::step_above(unsigned d) {
   return *means_[state_.chain.place(d) - 1];
 }
 
-void modeled_variable::drawComponent(unsigned d, level_scores const& upper, level_scores const& lower) {
+void modeled_variable::drawComponent(unsigned d, const level_scores& upper, const level_scores& lower) {
   step_above(d).draw(&upper, lower);
 }
 
-void modeled_variable::drawComponent(arma::Mat<double>& data, unsigned d, level_scores const& upper,
-                                     level_scores const& lower) {
+void modeled_variable::drawComponent(arma::Mat<double>& data, unsigned d, const level_scores& upper,
+                                     const level_scores& lower) {
   mean_step& step = step_above(d);
   in_step(data);
   step.draw(data, &upper, lower);
 }
 
-void modeled_variable::drawGrandMean(level_scores const& top) {
+void modeled_variable::drawGrandMean(const level_scores& top) {
   means_.back()->draw(nullptr, top);
 }
 
-void modeled_variable::drawGrandMean(arma::Mat<double>& data, level_scores const& top) {
+void modeled_variable::drawGrandMean(arma::Mat<double>& data, const level_scores& top) {
   in_step(data);
   means_.back()->draw(data, nullptr, top);
 }
 
 void modeled_variable::drawParam(unsigned d, level_scores& scores) {
-  unsigned const q = state_.chain.place(d);
+  const unsigned q = state_.chain.place(d);
   Component& component = *state_.components[q];
   if (q == 0 && state_.categorical()) {
     state_.expected(0, scores, scratch_);
@@ -117,7 +117,7 @@ void modeled_variable::drawParam(unsigned d, level_scores& scores) {
   if (means_only_ || (q == 0 && state_.categorical())) {
     writeDeviation(d, scores);
   }
-  arma::Col<arma::uword> const& W = state_.predictors[q];
+  const arma::Col<arma::uword>& W = state_.predictors[q];
   component.draw(scores, W, columns_);
   if (!published_.has_links()) return;
   if (!W.is_empty())
@@ -128,13 +128,13 @@ void modeled_variable::drawParam(unsigned d, level_scores& scores) {
   links_moved_ = true;
 }
 
-void modeled_variable::drawImputation(level_scores const& own) {
+void modeled_variable::drawImputation(const level_scores& own) {
   if (imputation_ == nullptr) return;
   imputation_->draw(own);
   follow_sd();
 }
 
-void modeled_variable::drawImputation(arma::Mat<double>& data, level_scores const& own) {
+void modeled_variable::drawImputation(arma::Mat<double>& data, const level_scores& own) {
   if (imputation_ == nullptr) return;
   in_step(data);
   imputation_->draw(data, own);
@@ -151,7 +151,7 @@ void modeled_variable::publishImputed(arma::Mat<double>& data) const {
 }
 
 void modeled_variable::writeDeviation(unsigned d, level_scores& to) const {
-  unsigned const q = state_.chain.place(d);
+  const unsigned q = state_.chain.place(d);
   for (arma::uword k = 0; k < state_.dim; ++k) state_.deviation(q, k, to.rewrite(columns_(k)));
 }
 
@@ -200,7 +200,7 @@ bool modeled_variable::needsLikelihood(predictor_step step, unsigned d) const {
 void modeled_variable::tune(bool has_outcomes) {
   if (has_outcomes) {
     if (imputation_ != nullptr) imputation_->tune.tune();
-    for (auto const& step : means_) step->tune.tune();
+    for (const auto& step : means_) step->tune.tune();
   }
   if (numThresh() > 0) state_.components[0]->tune();
 }
@@ -209,9 +209,9 @@ estimator::tune_results modeled_variable::tuneResults() const {
   estimator::tune_results out;
   out.label = variable_.name;
   if (imputation_ != nullptr) out.push_back(imputation_->tune);
-  for (auto const& step : means_) out.push_back(step->tune);
+  for (const auto& step : means_) out.push_back(step->tune);
   if (numThresh() > 0)
-    for (estimator::tune_obj const& t : state_.components[0]->tuneResults()) out.push_back(t);
+    for (const estimator::tune_obj& t : state_.components[0]->tuneResults()) out.push_back(t);
   return out;
 }
 

@@ -19,15 +19,15 @@ namespace tovik::sem {
 /// read them: a cut that keeps the parameter step conjugate. What lies between two parameter steps is exact.
 class modeled_variable : public Variable {
  public:
-  void read(arma::Mat<double> const& data) override;
-  void drawComponent(unsigned d, level_scores const& upper, level_scores const& lower) override;
-  void drawComponent(arma::Mat<double>& data, unsigned d, level_scores const& upper,
-                     level_scores const& lower) override;
-  void drawGrandMean(level_scores const& top) override;
-  void drawGrandMean(arma::Mat<double>& data, level_scores const& top) override;
+  void read(const arma::Mat<double>& data) override;
+  void drawComponent(unsigned d, const level_scores& upper, const level_scores& lower) override;
+  void drawComponent(arma::Mat<double>& data, unsigned d, const level_scores& upper,
+                     const level_scores& lower) override;
+  void drawGrandMean(const level_scores& top) override;
+  void drawGrandMean(arma::Mat<double>& data, const level_scores& top) override;
   void drawParam(unsigned d, level_scores& scores) override;
-  void drawImputation(level_scores const& own) override;
-  void drawImputation(arma::Mat<double>& data, level_scores const& own) override;
+  void drawImputation(const level_scores& own) override;
+  void drawImputation(arma::Mat<double>& data, const level_scores& own) override;
   void publish(arma::Mat<double>& data) const override;
   void publishImputed(arma::Mat<double>& data) const override;
 
@@ -40,13 +40,13 @@ class modeled_variable : public Variable {
   arma::Col<arma::uword> mean_columns(unsigned d) const override { return published_.mean_columns(d); }
 
   arma::Col<arma::uword> columns() const override { return columns_; }
-  data::variable const& variable() const override { return variable_; }
-  unit_chain const& chain() const override { return state_.chain; }
+  const data::variable& variable() const override { return variable_; }
+  const unit_chain& chain() const override { return state_.chain; }
   bool means_only() const override { return means_only_; }
   unsigned grandMeanLevel() const override { return state_.chain.level(state_.top() - 1); }
   /// From the first call on kept up to date by publish() and by the imputation.
-  double const& sd() const override;
-  double const& sdLatentMeans() const override;
+  const double& sd() const override;
+  const double& sdLatentMeans() const override;
   arma::Mat<double> deviation(unsigned d) const override;
   void writeDeviation(unsigned d, level_scores& to) const override;
   void writeImputed(level_scores& own) const override;
@@ -55,7 +55,7 @@ class modeled_variable : public Variable {
   arma::Col<double> params() const override;
   arma::uword numParams() const override;
   arma::uword n_estimated() const override;
-  std::vector<predictor_row> layout(std::vector<std::string> const& names) const override;
+  std::vector<predictor_row> layout(const std::vector<std::string>& names) const override;
   void tune(bool has_outcomes) override;
   estimator::tune_results tuneResults() const override;
   std::vector<arma::Mat<double>> latentMeans() const override;
@@ -66,8 +66,8 @@ class modeled_variable : public Variable {
 
  protected:
   /// Finds the missing units in `data`. `dim`: score columns.
-  modeled_variable(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& predictors,
-                   arma::uword dim, arma::Mat<double> const& data);
+  modeled_variable(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& predictors,
+                   arma::uword dim, const arma::Mat<double>& data);
   component_setup setup_of(unsigned q) const;
   /// Builds the components above the own level; `gamma_prior`: prior variance of their coefficients.
   template <typename Upper>
@@ -82,10 +82,10 @@ class modeled_variable : public Variable {
   void finish();
 
   /// The values of the own units, NaN where they are missing; of a nominal variable the categories' codes.
-  arma::Col<double> coded_values(arma::Mat<double> const& data) const;
+  arma::Col<double> coded_values(const arma::Mat<double>& data) const;
 
   /// Takes the values of the own units, all observed.
-  virtual void take_values(arma::Col<double> const& values) = 0;
+  virtual void take_values(const arma::Col<double>& values) = 0;
   /// Whether outcome models read imputed values.
   virtual void heed_missing(bool) {}
   /// The thresholds that are parameters.
@@ -103,7 +103,7 @@ class modeled_variable : public Variable {
   void follow_sd() const;
 
   double unit_ = 1.0;  ///< see predictor_setup
-  data::variable const& variable_;
+  const data::variable& variable_;
   bool means_only_;
   arma::Col<arma::uword> columns_;
   std::vector<std::unique_ptr<mean_step>> means_;  ///< places 1 .. m + 1

@@ -12,11 +12,11 @@ namespace {
 
 /// sqrt of the sum of squares of all columns, about their means or about 0, over n - 1, averaged over
 /// columns.
-double spread_of(arma::Mat<double> const& x, bool about_means) {
+double spread_of(const arma::Mat<double>& x, bool about_means) {
   if (x.n_rows < 2 || x.n_cols == 0) return 0.0;
   double sum = 0;
   for (arma::uword k = 0; k < x.n_cols; ++k) {
-    double const* v = x.colptr(k);
+    const double* v = x.colptr(k);
     double mean = 0;
     if (about_means) {
       for (arma::uword i = 0; i < x.n_rows; ++i) mean += v[i];
@@ -44,13 +44,13 @@ void modeled_variable::follow_sd() const {
   if (sd_is_read_) refresh_sd();
 }
 
-double const& modeled_variable::sd() const {
+const double& modeled_variable::sd() const {
   sd_is_read_ = true;
   refresh_sd();
   return sd_;
 }
 
-double const& modeled_variable::sdLatentMeans() const {
+const double& modeled_variable::sdLatentMeans() const {
   sd_is_read_ = true;
   refresh_sd();
   return sd_means_;
@@ -74,7 +74,7 @@ arma::Mat<double> modeled_variable::uncenteredData() const {
 
 arma::Col<double> modeled_variable::params() const {
   arma::Col<double> out = arma::join_cols(state_.grand_mean.t(), free_thresholds());
-  for (auto const& component : state_.components)
+  for (const auto& component : state_.components)
     out = arma::join_cols(out, arma::vectorise(component->gamma), component->variances());
   return out;
 }
@@ -85,24 +85,24 @@ arma::uword modeled_variable::numParams() const {
 
 arma::uword modeled_variable::n_estimated() const {
   arma::uword n = state_.dim;
-  for (auto const& component : state_.components) n += component->n_estimated();
+  for (const auto& component : state_.components) n += component->n_estimated();
   return n;
 }
 
-std::vector<predictor_row> modeled_variable::layout(std::vector<std::string> const& names) const {
+std::vector<predictor_row> modeled_variable::layout(const std::vector<std::string>& names) const {
   using kind = predictor_row::kind;
-  bool const nominal = variable_.type == data::type::nominal;
+  const bool nominal = variable_.type == data::type::nominal;
   std::vector<std::string> own;
   for (arma::uword k = 0; k < state_.dim; ++k)
     own.push_back(nominal ? variable_.dummies[k]->name : variable_.name);
   std::vector<predictor_row> out;
-  for (std::string const& name : own) out.push_back({kind::grand_mean, 0, name, "", 0, false});
+  for (const std::string& name : own) out.push_back({kind::grand_mean, 0, name, "", 0, false});
   for (unsigned k = 1; k <= numThresh(); ++k)
     out.push_back({kind::threshold, 0, variable_.name, "", k, false});
   for (unsigned q = 0; q < state_.top(); ++q) {
-    unsigned const at = state_.chain.level(q) + 1;
-    bool const held = q == 0 && state_.categorical();
-    for (std::string const& name : own)
+    const unsigned at = state_.chain.level(q) + 1;
+    const bool held = q == 0 && state_.categorical();
+    for (const std::string& name : own)
       for (arma::uword w : state_.predictors[q])
         out.push_back({kind::coefficient, at, name, names.at(w), 0, false});
     if (!nominal) {
@@ -121,7 +121,7 @@ std::vector<predictor_row> modeled_variable::layout(std::vector<std::string> con
 std::vector<arma::Mat<double>> modeled_variable::latentMeans() const {
   std::vector<arma::Mat<double>> out;
   for (unsigned q = 1; q < state_.top(); ++q) {
-    arma::uword const* unit = state_.unit_of_row(q);
+    const arma::uword* unit = state_.unit_of_row(q);
     arma::Mat<double> means(state_.n_units(0), state_.dim);
     for (arma::uword i = 0; i < means.n_rows; ++i)
       means.row(i) = state_.scores(q).row(unit[state_.first_row(0, i)]);
@@ -136,12 +136,12 @@ arma::Mat<double> modeled_variable::latentScores() const {
 }
 
 arma::Mat<double> modeled_variable::getLatent() const {
-  unsigned const first = state_.categorical() ? 0 : 1;
+  const unsigned first = state_.categorical() ? 0 : 1;
   arma::Mat<double> out(state_.working->data.n_rows, (state_.top() - first) * state_.dim);
   for (unsigned q = first; q < state_.top(); ++q) {
-    arma::uword const* unit = state_.unit_of_row(q);
+    const arma::uword* unit = state_.unit_of_row(q);
     for (arma::uword k = 0; k < state_.dim; ++k) {
-      double const* from = state_.scores(q).colptr(k);
+      const double* from = state_.scores(q).colptr(k);
       double* to = out.colptr((q - first) * state_.dim + k);
       for (arma::uword i = 0; i < out.n_rows; ++i) to[i] = from[unit[i]];
     }

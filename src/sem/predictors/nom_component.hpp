@@ -21,32 +21,32 @@ class NomComponent : public Component {
 
   /// `categories`: of every unit, 0 .. setup.dim; `missing`: the units whose category is imputed, rising. The
   /// coefficients' prior is gammaPrior whatever the setup says. Scores start at +-0.5 by their category.
-  NomComponent(component_setup const& setup, arma::Col<arma::uword> categories,
-               arma::Col<arma::uword> const& missing);
+  NomComponent(const component_setup& setup, arma::Col<arma::uword> categories,
+               const arma::Col<arma::uword>& missing);
 
   /// Imputed units: scores, and the categories that follow from them.
-  void setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) override;
+  void setScore(const arma::Mat<double>& scores, const arma::Col<arma::uword>& units) override;
   using Component::setScore;
   /// Replaces all categories by these, as observed ones; scores that break the rule start at +-0.5 again.
-  void setCategories(arma::Col<arma::uword> const& categories);
-  arma::Col<arma::uword> const& categories() const { return categories_; }
+  void setCategories(const arma::Col<arma::uword>& categories);
+  const arma::Col<arma::uword>& categories() const { return categories_; }
 
-  arma::Mat<double> const& SigmaE() const override { return Sigma_; }
+  const arma::Mat<double>& SigmaE() const override { return Sigma_; }
   arma::Mat<double> covariance() const override { return Sigma_; }
   /// Scores of the observed units: completeLatentDraws().
-  void drawLatent(arma::Mat<double> const& mean) override;
+  void drawLatent(const arma::Mat<double>& mean) override;
   /// One Gibbs sweep over the score columns, each from its normal given the others, truncated by the rule.
-  void completeLatentDraws(arma::Mat<double> const& mean);
+  void completeLatentDraws(const arma::Mat<double>& mean);
   /// gamma only.
-  void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own) override;
-  void startVariance(arma::Mat<double> const&, double) override {}
-  arma::Col<arma::uword> categorize(arma::Mat<double> const& scores) const override;
+  void draw(level_scores& level, const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& own) override;
+  void startVariance(const arma::Mat<double>&, double) override {}
+  arma::Col<arma::uword> categorize(const arma::Mat<double>& scores) const override;
   arma::uword n_estimated() const override { return gamma.n_elem; }
   arma::Col<double> variances() const override;
 
  private:
   void startScores(arma::uword unit);
-  void drawUnit(arma::uword unit, arma::Mat<double> const& mean);
+  void drawUnit(arma::uword unit, const arma::Mat<double>& mean);
 
   arma::Col<arma::uword> categories_, observed_;
   arma::Mat<double> Sigma_;

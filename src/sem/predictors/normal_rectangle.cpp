@@ -28,11 +28,11 @@ std::vector<double> roots_of_primes(arma::uword n) {
 
 /// A lattice rule folded into a tent, which makes the integrand periodic: one point after the other.
 arma::Mat<double> frozen_points(arma::uword dim) {
-  std::vector<double> const root = roots_of_primes(dim);
+  const std::vector<double> root = roots_of_primes(dim);
   arma::Mat<double> w(dim, n_points);
   for (arma::uword p = 0; p < n_points; ++p)
     for (arma::uword i = 0; i < dim; ++i) {
-      double const at = static_cast<double>(p + 1) * root[i];
+      const double at = static_cast<double>(p + 1) * root[i];
       w(i, p) = std::fabs(2.0 * (at - std::floor(at)) - 1.0);
     }
   return w;
@@ -40,19 +40,19 @@ arma::Mat<double> frozen_points(arma::uword dim) {
 
 }  // namespace
 
-normal_rectangle::normal_rectangle(arma::Mat<double> const& sigma) {
+normal_rectangle::normal_rectangle(const arma::Mat<double>& sigma) {
   if (sigma.is_empty() || !arma::chol(C_, sigma)) throw numeric_error::not_positive_definite();
   if (dim() > 1) points_ = frozen_points(dim() - 1);
   y_.set_size(dim());
 }
 
-double normal_rectangle::at(double const* bound, double const* w) {
+double normal_rectangle::at(const double* bound, const double* w) {
   double product = 1.0;
   for (arma::uword i = 0; i < dim(); ++i) {
-    double const* const c = C_.colptr(i);
+    const double* const c = C_.colptr(i);
     double sum = 0.0;
     for (arma::uword j = 0; j < i; ++j) sum += c[j] * y_[j];
-    double const e = phi((bound[i] - sum) / c[i]);
+    const double e = phi((bound[i] - sum) / c[i]);
     product *= e;
     if (product == 0.0) return 0.0;
     if (i + 1 < dim()) y_[i] = iPhi(e * w[i]);
@@ -60,7 +60,7 @@ double normal_rectangle::at(double const* bound, double const* w) {
   return product;
 }
 
-double normal_rectangle::operator()(double const* bound) {
+double normal_rectangle::operator()(const double* bound) {
   if (dim() == 1) return at(bound, nullptr);
   double sum = 0.0;
   for (arma::uword p = 0; p < n_points; ++p) sum += at(bound, points_.colptr(p));

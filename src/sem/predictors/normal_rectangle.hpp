@@ -14,19 +14,19 @@ namespace tovik::sem {
 class normal_rectangle {
  public:
   /// Factors sigma. Throws numeric_error "chol(): decomposition failed".
-  explicit normal_rectangle(arma::Mat<double> const& sigma);
+  explicit normal_rectangle(const arma::Mat<double>& sigma);
 
   /// The probability as the mean over 256 points that are always the same, |2 frac(p sqrt(prime_i)) - 1|: a
   /// smooth function of bound and sigma without noise, as ratios of densities need it; exact for one
   /// dimension. `bound` has as many elements as sigma has rows.
-  double operator()(double const* bound);
-  double operator()(arma::Col<double> const& bound) { return (*this)(bound.memptr()); }
+  double operator()(const double* bound);
+  double operator()(const arma::Col<double>& bound) { return (*this)(bound.memptr()); }
 
   arma::uword dim() const { return C_.n_rows; }
 
  private:
   /// The product of the e_i at one point w, of dim() - 1 elements.
-  double at(double const* bound, double const* w);
+  double at(const double* bound, const double* w);
 
   arma::Mat<double> C_;       ///< C', so that the elements of a row of C stand side by side
   arma::Mat<double> points_;  ///< one column each

@@ -15,7 +15,7 @@ double& OneVarNominal::muPrior = categorical_priors::predictor_nominal_mu;
 namespace {
 
 /// The number of scores of a nominal variable.
-arma::uword differences(data::variable const& v) {
+arma::uword differences(const data::variable& v) {
   if (v.values.size() < 2 || v.dummies.size() + 1 != v.values.size())
     throw error_debug("Dummy codes do not fit the categories.");
   return v.dummies.size();
@@ -25,31 +25,31 @@ arma::uword differences(data::variable const& v) {
 
 // --- continuous --------------------------------------------------------------------------------------------
 
-OneVar::OneVar(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
-               arma::Mat<double> const& data)
+OneVar::OneVar(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
+               const arma::Mat<double>& data)
     : modeled_variable(setup, W, 1, data) {
   arma::Col<double> values = unit_values(*setup.working, data, setup.variable->column, level);
   fill_values(values, *state_.rng);
   state_.components.push_back(std::make_unique<Component>(setup_of(0)));
   state_.components[0]->setScore(values);
   add_upper<Component>();
-  double const total = arma::var(values);
+  const double total = arma::var(values);
   if (values.min() == values.max() || !(total > 0))
     throw error("ERROR: Variable '" + setup.variable->name + "' does not vary.\n       Remove it and rerun.");
   start_means(state_, true, total);
   finish();
 }
 
-void OneVar::take_values(arma::Col<double> const& values) {
+void OneVar::take_values(const arma::Col<double>& values) {
   state_.components[0]->setScore(values);
 }
 
 // --- ordinal -----------------------------------------------------------------------------------------------
 
-OneVarOrdinal::OneVarOrdinal(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
-                             arma::Mat<double> const& data)
+OneVarOrdinal::OneVarOrdinal(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
+                             const arma::Mat<double>& data)
     : modeled_variable(setup, W, 1, data) {
-  data::variable const& v = *setup.variable;
+  const data::variable& v = *setup.variable;
   state_.mean_precision = 1.0 / muPrior;
   auto own = std::make_unique<OrdComponent>(
       setup_of(0), fill_categories(unit_values(*setup.working, data, v.column, level), v, *state_.rng),
@@ -66,7 +66,7 @@ OneVarOrdinal::OneVarOrdinal(predictor_setup const& setup, std::vector<arma::Col
   finish();
 }
 
-void OneVarOrdinal::take_values(arma::Col<double> const& values) {
+void OneVarOrdinal::take_values(const arma::Col<double>& values) {
   arma::Mat<double> mean(values.n_elem, 1);
   for (arma::uword i = 0; i < values.n_elem; ++i) mean(i, 0) = state_.scores(1)(state_.parent(0)(i), 0);
   own_->setCategories(fill_categories(values, variable(), *state_.rng), mean);
@@ -77,14 +77,14 @@ void OneVarOrdinal::heed_missing(bool read) {
 }
 
 arma::Col<double> OneVarOrdinal::free_thresholds() const {
-  arma::Col<double> const& tau = own_->thresholds();
+  const arma::Col<double>& tau = own_->thresholds();
   return tau.n_elem < 2 ? arma::Col<double>() : arma::Col<double>(tau.tail(tau.n_elem - 1));
 }
 
 // --- nominal -----------------------------------------------------------------------------------------------
 
-OneVarNominal::OneVarNominal(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
-                             arma::Mat<double> const& data)
+OneVarNominal::OneVarNominal(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
+                             const arma::Mat<double>& data)
     : modeled_variable(setup, W, differences(*setup.variable), data) {
   state_.mean_precision = 1.0 / muPrior;
   auto own = std::make_unique<NomComponent>(
@@ -100,7 +100,7 @@ OneVarNominal::OneVarNominal(predictor_setup const& setup, std::vector<arma::Col
   finish();
 }
 
-void OneVarNominal::take_values(arma::Col<double> const& values) {
+void OneVarNominal::take_values(const arma::Col<double>& values) {
   own_->setCategories(fill_categories(values, variable(), *state_.rng));
 }
 

@@ -14,11 +14,11 @@ class OneVar : public modeled_variable {
   /// Missing values start near the observed ones, latent means at the means of their units. Throws
   /// error_debug when no value is observed, tovik::error when the values do not vary or are
   /// too few.
-  OneVar(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& predictors,
-         arma::Mat<double> const& data);
+  OneVar(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& predictors,
+         const arma::Mat<double>& data);
 
  private:
-  void take_values(arma::Col<double> const& values) override;
+  void take_values(const arma::Col<double>& values) override;
 };
 
 /// An ordered categorical variable: its own scores are latent normals with variance 1 that thresholds cut
@@ -30,11 +30,11 @@ class OneVarOrdinal : public modeled_variable {
 
   /// Missing categories start by the observed shares. Throws error_debug when no value is observed or one is
   /// no category, tovik::error when there are too few units.
-  OneVarOrdinal(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& predictors,
-                arma::Mat<double> const& data);
+  OneVarOrdinal(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& predictors,
+                const arma::Mat<double>& data);
 
  private:
-  void take_values(arma::Col<double> const& values) override;
+  void take_values(const arma::Col<double>& values) override;
   void heed_missing(bool read) override;
   arma::Col<double> free_thresholds() const override;
 
@@ -51,11 +51,11 @@ class OneVarNominal : public modeled_variable {
 
   /// Missing categories start by the observed shares. Throws error_debug when no value is observed, one is no
   /// category, or dummy codes do not fit the values; tovik::error when there are too few units.
-  OneVarNominal(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& predictors,
-                arma::Mat<double> const& data);
+  OneVarNominal(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& predictors,
+                const arma::Mat<double>& data);
 
  private:
-  void take_values(arma::Col<double> const& values) override;
+  void take_values(const arma::Col<double>& values) override;
 
   NomComponent* own_ = nullptr;
 };

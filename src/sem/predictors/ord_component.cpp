@@ -17,19 +17,20 @@ component_setup with_gamma_prior(component_setup setup, double gamma_prior) {
   return setup;
 }
 
-std::vector<unsigned char> flags(arma::uword n, arma::Col<arma::uword> const& set) {
+std::vector<unsigned char> flags(arma::uword n, const arma::Col<arma::uword>& set) {
   std::vector<unsigned char> out(n, 0);
   for (arma::uword i : set) out.at(i) = 1;
   return out;
 }
 
-void check_ordered_categories(arma::Col<arma::uword> const& categories, arma::uword n, arma::uword n_categories) {
+void check_ordered_categories(const arma::Col<arma::uword>& categories, arma::uword n,
+                              arma::uword n_categories) {
   if (categories.n_elem != n || (n > 0 && categories.max() >= n_categories))
     throw error_debug("Categories of an ordinal variable do not fit.");
 }
 
-arma::Col<arma::uword> count(arma::Col<arma::uword> const& categories, arma::uword n_categories,
-                             std::vector<unsigned char> const& left_out) {
+arma::Col<arma::uword> count(const arma::Col<arma::uword>& categories, arma::uword n_categories,
+                             const std::vector<unsigned char>& left_out) {
   arma::Col<arma::uword> out(n_categories, arma::fill::zeros);
   for (arma::uword i = 0; i < categories.n_elem; ++i)
     if (!left_out[i]) ++out[categories[i]];
@@ -38,8 +39,8 @@ arma::Col<arma::uword> count(arma::Col<arma::uword> const& categories, arma::uwo
 
 }  // namespace
 
-OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> categories,
-                           arma::uword n_categories, arma::Col<arma::uword> const& missing)
+OrdComponent::OrdComponent(const component_setup& setup, arma::Col<arma::uword> categories,
+                           arma::uword n_categories, const arma::Col<arma::uword>& missing)
     : Component(with_gamma_prior(setup, gammaPrior)),
       categories_(std::move(categories)),
       imputed_(flags(setup.n_units, missing)),
@@ -52,18 +53,18 @@ OrdComponent::OrdComponent(component_setup const& setup, arma::Col<arma::uword> 
 }
 
 double OrdComponent::startMean() const {
-  double const n = static_cast<double>(arma::accu(counts_)), first = static_cast<double>(counts_[0]);
+  const double n = static_cast<double>(arma::accu(counts_)), first = static_cast<double>(counts_[0]);
   return -iPhi((first + 0.5) / (n + 1.0));
 }
 
-void OrdComponent::startScores(arma::Mat<double> const& mean) {
+void OrdComponent::startScores(const arma::Mat<double>& mean) {
   if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
   unit_sets all;
   sort_units(none_, all);
   tau_.draw(all.by_category, mean.memptr(), score.memptr(), *rng);
 }
 
-void OrdComponent::setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) {
+void OrdComponent::setScore(const arma::Mat<double>& scores, const arma::Col<arma::uword>& units) {
   Component::setScore(scores, units);
   for (arma::uword i = 0; i < units.n_elem; ++i) {
     if (!imputed_.at(units[i])) throw error_debug("An observed category cannot be imputed.");
@@ -72,7 +73,7 @@ void OrdComponent::setScore(arma::Mat<double> const& scores, arma::Col<arma::uwo
   stale_ = true;
 }
 
-void OrdComponent::setCategories(arma::Col<arma::uword> const& categories, arma::Mat<double> const& mean) {
+void OrdComponent::setCategories(const arma::Col<arma::uword>& categories, const arma::Mat<double>& mean) {
   check_ordered_categories(categories, n_units(), tau_.n_categories());
   if (mean.n_rows != n_units()) throw error_debug("Means do not have the shape of their level.");
   categories_ = categories;
@@ -84,9 +85,9 @@ void OrdComponent::setCategories(arma::Col<arma::uword> const& categories, arma:
 }
 
 /// In rising order, those with a flag left out.
-void OrdComponent::sort_units(std::vector<unsigned char> const& left_out, unit_sets& out) const {
+void OrdComponent::sort_units(const std::vector<unsigned char>& left_out, unit_sets& out) const {
   arma::uword const K = tau_.n_categories();
-  arma::Col<arma::uword> const counts = count(categories_, K, left_out);
+  const arma::Col<arma::uword> counts = count(categories_, K, left_out);
   out.units.resize(categories_.n_elem);
   out.by_category.clear();
   out.by_category.reserve(K);
@@ -99,7 +100,7 @@ void OrdComponent::sort_units(std::vector<unsigned char> const& left_out, unit_s
     if (!left_out[i]) out.units[at[categories_[i]]++] = i;
 }
 
-std::vector<arma::Col<arma::uword>> const& OrdComponent::members() {
+const std::vector<arma::Col<arma::uword>>& OrdComponent::members() {
   if (!heed_missing) return observed_members_.by_category;
   if (stale_) sort_units(none_, all_members_);
   stale_ = false;
@@ -108,20 +109,20 @@ std::vector<arma::Col<arma::uword>> const& OrdComponent::members() {
 
 /// The units whose categories the thresholds heed are those whose scores move with them: the scores of other
 /// units are free, and the thresholds' conditional distribution does not involve them.
-void OrdComponent::drawLatent(arma::Mat<double> const& mean) {
+void OrdComponent::drawLatent(const arma::Mat<double>& mean) {
   if (mean.n_rows != n_units() || mean.n_cols != 1)
     throw error_debug("Means do not have the shape of their level.");
-  auto const& sets = members();
-  bool const moved = tau_.move(sets, mean.memptr(), n_units(), *rng);
+  const auto& sets = members();
+  const bool moved = tau_.move(sets, mean.memptr(), n_units(), *rng);
   if (moved || tau_.tau.n_elem < 2) tau_.draw(sets, mean.memptr(), score.memptr(), *rng);
 }
 
-void OrdComponent::draw(level_scores& level, arma::Col<arma::uword> const& x,
-                        arma::Col<arma::uword> const& own) {
+void OrdComponent::draw(level_scores& level, const arma::Col<arma::uword>& x,
+                        const arma::Col<arma::uword>& own) {
   drawCoefficients(level, x, own, arma::Mat<double>(1, 1, arma::fill::ones));
 }
 
-arma::Col<arma::uword> OrdComponent::categorize(arma::Mat<double> const& scores) const {
+arma::Col<arma::uword> OrdComponent::categorize(const arma::Mat<double>& scores) const {
   arma::Col<arma::uword> out(scores.n_rows);
   for (arma::uword i = 0; i < scores.n_rows; ++i) out[i] = tau_.categorize(scores(i, 0));
   return out;

@@ -18,33 +18,33 @@ class OrdComponent : public Component {
   /// `categories`: of every unit, 0 .. n_categories - 1; `missing`: the units whose category is imputed,
   /// rising. The coefficients' prior is gammaPrior whatever the setup says. Thresholds start at the normal
   /// quantiles of the observed shares; scores are drawn by startScores().
-  OrdComponent(component_setup const& setup, arma::Col<arma::uword> categories, arma::uword n_categories,
-               arma::Col<arma::uword> const& missing);
+  OrdComponent(const component_setup& setup, arma::Col<arma::uword> categories, arma::uword n_categories,
+               const arma::Col<arma::uword>& missing);
 
   /// Whether outcome models read the categories: imputed ones are then part of the state that thresholds and
   /// scores heed. Otherwise the imputed units have free scores, which drawLatent() passes over.
   bool heed_missing = false;
 
   /// Draws the scores of all units around `mean` (units x 1) within their categories.
-  void startScores(arma::Mat<double> const& mean);
+  void startScores(const arma::Mat<double>& mean);
   /// Minus the normal quantile of the observed share of category 0: the start of the grand mean.
   double startMean() const;
   /// Imputed units: scores, and the categories in which they fall.
-  void setScore(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units) override;
+  void setScore(const arma::Mat<double>& scores, const arma::Col<arma::uword>& units) override;
   using Component::setScore;
   /// Replaces all categories by these, as observed ones; scores that left theirs are drawn anew around
   /// `mean`.
-  void setCategories(arma::Col<arma::uword> const& categories, arma::Mat<double> const& mean);
-  arma::Col<arma::uword> const& categories() const { return categories_; }
+  void setCategories(const arma::Col<arma::uword>& categories, const arma::Mat<double>& mean);
+  const arma::Col<arma::uword>& categories() const { return categories_; }
 
   /// Thresholds by a Metropolis step with the scores integrated out, then the scores within the categories if
   /// the thresholds moved; with one threshold the scores alone. One block: scores have no meaning between.
-  void drawLatent(arma::Mat<double> const& mean) override;
+  void drawLatent(const arma::Mat<double>& mean) override;
   /// gamma only.
-  void draw(level_scores& level, arma::Col<arma::uword> const& x, arma::Col<arma::uword> const& own) override;
-  void startVariance(arma::Mat<double> const&, double) override {}
-  arma::Col<arma::uword> categorize(arma::Mat<double> const& scores) const override;
-  arma::Col<double> const& thresholds() const override { return tau_.tau; }
+  void draw(level_scores& level, const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& own) override;
+  void startVariance(const arma::Mat<double>&, double) override {}
+  arma::Col<arma::uword> categorize(const arma::Mat<double>& scores) const override;
+  const arma::Col<double>& thresholds() const override { return tau_.tau; }
   estimator::tune_results tuneResults() const override;
   void tune() override { tau_.adapt(); }
   arma::uword n_estimated() const override;
@@ -56,8 +56,8 @@ class OrdComponent : public Component {
     std::vector<arma::Col<arma::uword>> by_category;  ///< views of `units`
   };
 
-  std::vector<arma::Col<arma::uword>> const& members();
-  void sort_units(std::vector<unsigned char> const& left_out, unit_sets& out) const;
+  const std::vector<arma::Col<arma::uword>>& members();
+  void sort_units(const std::vector<unsigned char>& left_out, unit_sets& out) const;
 
   arma::Col<arma::uword> categories_, counts_;
   std::vector<unsigned char> imputed_, none_;  ///< flags of units

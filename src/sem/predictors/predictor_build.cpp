@@ -32,18 +32,18 @@ struct member {
   std::vector<std::vector<bool>> predicts;  ///< per place of the chain and column
 };
 
-bool is_categorical(data::variable const& v) {
+bool is_categorical(const data::variable& v) {
   return v.type == data::type::ordinal || v.type == data::type::nominal;
 }
 
-std::vector<data::variable const*> value_variables(data::variable const& v) {
-  std::vector<data::variable const*> out;
-  for (auto const& code : v.dummies) out.push_back(code.get());
+std::vector<const data::variable*> value_variables(const data::variable& v) {
+  std::vector<const data::variable*> out;
+  for (const auto& code : v.dummies) out.push_back(code.get());
   if (out.empty()) out.push_back(&v);
   return out;
 }
 
-arma::Col<arma::uword> as_columns(std::vector<unsigned> const& columns) {
+arma::Col<arma::uword> as_columns(const std::vector<unsigned>& columns) {
   arma::Col<arma::uword> out(columns.size());
   std::copy(columns.begin(), columns.end(), out.begin());
   return out;
@@ -52,18 +52,18 @@ arma::Col<arma::uword> as_columns(std::vector<unsigned> const& columns) {
 /// Puts columns that were centred in the data back into their raw metric for as long as it lives.
 class raw_metric {
  public:
-  raw_metric(working_data& working, data::variable const& v) : working_(working) {
-    for (data::variable const* code : value_variables(v)) {
+  raw_metric(working_data& working, const data::variable& v) : working_(working) {
+    for (const data::variable* code : value_variables(v)) {
       if (code->uncentered.empty()) continue;
       kept_.emplace_back(code->column, working.data.col(code->column));
       for (arma::uword i = 0; i < working.data.n_rows; ++i)
         working.data(i, code->column) = code->uncentered[working.file_rows()[i]];
     }
   }
-  raw_metric(raw_metric const&) = delete;
-  raw_metric& operator=(raw_metric const&) = delete;
+  raw_metric(const raw_metric&) = delete;
+  raw_metric& operator=(const raw_metric&) = delete;
   ~raw_metric() {
-    for (auto const& [column, values] : kept_) working_.data.col(column) = values;
+    for (const auto& [column, values] : kept_) working_.data.col(column) = values;
   }
 
  private:
@@ -71,7 +71,7 @@ class raw_metric {
   std::vector<std::pair<arma::uword, arma::Col<double>>> kept_;
 };
 
-member make_member(variable_ptr const& v, working_data& working, double icc_cutoff) {
+member make_member(const variable_ptr& v, working_data& working, double icc_cutoff) {
   member out;
   out.variable = v;
   out.level = sampler_level(working.n_levels() - 1, v->level);
@@ -80,7 +80,7 @@ member make_member(variable_ptr const& v, working_data& working, double icc_cuto
   const auto values = value_variables(*v);
   out.columns.set_size(values.size());
   for (std::size_t k = 0; k < values.size(); ++k) out.columns[k] = values[k]->column;
-  raw_metric const raw(working, *v);
+  const raw_metric raw(working, *v);
   out.deviates = varies(working, working.data, *v, out.level, icc_cutoff);
   out.chain = std::make_unique<unit_chain>(working, out.level, out.deviates);
   const bool all_predict = out.modelled && is_categorical(*v);  // by latent scores, which always vary
@@ -97,14 +97,14 @@ member make_member(variable_ptr const& v, working_data& working, double icc_cuto
   return out;
 }
 
-[[noreturn]] void no_group_mean(std::string const& name) {
+[[noreturn]] void no_group_mean(const std::string& name) {
   throw error("ERROR: Cannot group mean center the variable \"" + name +
               "\".\n       The variable has no higher-level variability.\n");
 }
 
 /// The means that centring and equations ask for have to be among those that are estimated.
-void check_means(member const& m) {
-  data::variable const& v = *m.variable;
+void check_means(const member& m) {
+  const data::variable& v = *m.variable;
   const unsigned above = m.chain->n_above();
   const bool is_read = !m.means_only || !v.centered_columns.empty();
   if (is_read && v.centered() == data::center::cluster && above == 0) no_group_mean(v.name);
@@ -114,10 +114,10 @@ void check_means(member const& m) {
     no_group_mean(v.name + ".mean");
 }
 
-std::vector<member> members(VariableList const& variables, working_data& working, double icc_cutoff) {
+std::vector<member> members(const VariableList& variables, working_data& working, double icc_cutoff) {
   std::vector<variable_ptr> list;
   bool any_model = false;
-  for (variable_ptr const& v : variables.covarAndOutMeans()) {
+  for (const variable_ptr& v : variables.covarAndOutMeans()) {
     const bool outcome = v->usage() == data::usage::outcome;
     list.push_back(v);
     any_model = any_model || outcome || !v->fixed();
@@ -130,7 +130,7 @@ std::vector<member> members(VariableList const& variables, working_data& working
         "       in the MODEL command. See the User Guide for example.");
   }
   std::vector<member> out;
-  for (variable_ptr const& v : list) {
+  for (const variable_ptr& v : list) {
     out.push_back(make_member(v, working, icc_cutoff));
     if (out.back().modelled) check_means(out.back());
   }
@@ -138,9 +138,9 @@ std::vector<member> members(VariableList const& variables, working_data& working
 }
 
 /// The columns that predict at a level of the data, rising by member; without those of `but`.
-std::vector<arma::uword> predictors_at(std::vector<member> const& all, unsigned level, member const* but) {
+std::vector<arma::uword> predictors_at(const std::vector<member>& all, unsigned level, const member* but) {
   std::vector<arma::uword> out;
-  for (member const& m : all) {
+  for (const member& m : all) {
     if (&m == but || m.means_only || level < m.level || !m.deviates[level - m.level]) continue;
     const std::vector<bool>& predicts = m.predicts[m.chain->place(level - m.level)];
     for (arma::uword k = 0; k < m.columns.n_elem; ++k) {
@@ -151,9 +151,9 @@ std::vector<arma::uword> predictors_at(std::vector<member> const& all, unsigned 
 }
 
 /// What takes part in regressions of a level, as a predictor or as an outcome.
-arma::Col<arma::uword> used_at(std::vector<member> const& all, unsigned level) {
+arma::Col<arma::uword> used_at(const std::vector<member>& all, unsigned level) {
   std::vector<arma::uword> out = predictors_at(all, level, nullptr);
-  for (member const& m : all) {
+  for (const member& m : all) {
     if (!m.modelled || level < m.level || !m.deviates[level - m.level]) continue;
     out.insert(out.end(), m.columns.begin(), m.columns.end());
   }
@@ -162,7 +162,7 @@ arma::Col<arma::uword> used_at(std::vector<member> const& all, unsigned level) {
   return arma::Col<arma::uword>(out);
 }
 
-void add_excluded(member const& m, unsigned n_levels, std::vector<excluded_level>& out) {
+void add_excluded(const member& m, unsigned n_levels, std::vector<excluded_level>& out) {
   if (m.means_only) return;
   const auto names = value_variables(*m.variable);
   for (unsigned level = m.level; level < n_levels; ++level) {
@@ -177,24 +177,25 @@ void add_excluded(member const& m, unsigned n_levels, std::vector<excluded_level
   }
 }
 
-std::vector<std::string> names_of_columns(VariableList const& variables, arma::uword n) {
+std::vector<std::string> names_of_columns(const VariableList& variables, arma::uword n) {
   std::vector<std::string> out(n);
-  for (variable_ptr const& v : variables.variables) {
+  for (const variable_ptr& v : variables.variables) {
     if (v->column < n) out[v->column] = v->name;
   }
   return out;
 }
 
 /// Of the values that are known; 1 where they do not vary.
-double observed_variance(arma::Col<double> const& values) {
+double observed_variance(const arma::Col<double>& values) {
   const arma::Col<double> known = values.elem(arma::find_finite(values));
   const double variance = known.n_elem > 1 ? arma::var(known) : 0.0;
   return variance > 0.0 ? variance : 1.0;
 }
 
-std::unique_ptr<Variable> make_model(member const& m, std::vector<member> const& all, working_data& working,
-                                     std::shared_ptr<Random> const& rng,
-                                     predictor_set::options const& settings, predictor_set::maker const& make) {
+std::unique_ptr<Variable> make_model(const member& m, const std::vector<member>& all, working_data& working,
+                                     const std::shared_ptr<Random>& rng,
+                                     const predictor_set::options& settings,
+                                     const predictor_set::maker& make) {
   predictor_setup setup;
   setup.rng = rng;
   setup.working = &working;
@@ -219,16 +220,16 @@ std::unique_ptr<Variable> make_model(member const& m, std::vector<member> const&
 
 }  // namespace
 
-predictor_set::predictor_set(VariableList const& variables, working_data& working,
-                             std::shared_ptr<Random> const& rng, options const& settings, maker const& make) {
+predictor_set::predictor_set(const VariableList& variables, working_data& working,
+                             const std::shared_ptr<Random>& rng, const options& settings, const maker& make) {
   const std::vector<member> all = members(variables, working, settings.icc_cutoff);
   if (all.empty()) return;
   column_names_ = names_of_columns(variables, working.data.n_cols);
   for (unsigned level = 0; level < working.n_levels(); ++level)
     level_data_.emplace_back(working.n_units(level), working.data.n_cols, used_at(all, level));
   const bool any_predicted =
-      std::any_of(all.begin(), all.end(), [](member const& m) { return m.modelled && !m.means_only; });
-  for (member const& m : all) {
+      std::any_of(all.begin(), all.end(), [](const member& m) { return m.modelled && !m.means_only; });
+  for (const member& m : all) {
     if (any_predicted) add_excluded(m, working.n_levels(), excluded_);
     if (m.modelled) {
       variables_.push_back(make_model(m, all, working, rng, settings, make));
@@ -238,7 +239,7 @@ predictor_set::predictor_set(VariableList const& variables, working_data& workin
       for (unsigned q = 0; q <= m.chain->n_above(); ++q)
         level_data_[m.chain->level(q)].write({m.columns[k]}, m.manifest[k].deviation(q));
   }
-  for (auto const& v : variables_) {
+  for (const auto& v : variables_) {
     for (unsigned d = 0; d < v->deviates.size(); ++d) {
       if (v->isDeviation(d)) write_scores(*v, d);
     }

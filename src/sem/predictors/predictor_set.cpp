@@ -13,7 +13,7 @@ namespace {
 using step = predictor_step;
 
 /// Whether columns that outcome models read follow from more than the variable's own values.
-bool has_derived_columns(Variable const& v) {
+bool has_derived_columns(const Variable& v) {
   return v.mode != 2 || !v.variable().means.empty();
 }
 
@@ -21,7 +21,7 @@ bool has_derived_columns(Variable const& v) {
 
 void predictor_set::draw(arma::Mat<double>& data) {
   if (variables_.empty()) return;
-  for (auto const& v : variables_) {
+  for (const auto& v : variables_) {
     if (v->means_only()) v->read(data);
   }
   means_step(data);
@@ -30,7 +30,7 @@ void predictor_set::draw(arma::Mat<double>& data) {
   imputation_step(data);
 }
 
-void predictor_set::write_scores(Variable const& v, unsigned d) {
+void predictor_set::write_scores(const Variable& v, unsigned d) {
   v.writeDeviation(d, level_data_[v.level + d]);
 }
 
@@ -38,7 +38,7 @@ void predictor_set::write_scores(Variable const& v, unsigned d) {
 /// have come from elsewhere.
 void predictor_set::means_step(arma::Mat<double>& data) {
   for (unsigned level = 0; level < level_data_.size(); ++level) {
-    for (auto const& v : variables_) {
+    for (const auto& v : variables_) {
       if (v->level > level) continue;
       const unsigned d = level - v->level;
       if (d == 0 && v->means_only()) write_scores(*v, 0);
@@ -48,10 +48,10 @@ void predictor_set::means_step(arma::Mat<double>& data) {
 }
 
 void predictor_set::level_mean(Variable& v, unsigned d, arma::Mat<double>& data) {
-  unit_chain const& chain = v.chain();
+  const unit_chain& chain = v.chain();
   const unsigned below = chain.level(chain.place(d) - 1);
-  level_scores const& upper = level_data_[v.level + d];
-  level_scores const& lower = level_data_[below];
+  const level_scores& upper = level_data_[v.level + d];
+  const level_scores& lower = level_data_[below];
   if (v.needsLikelihood(step::level_mean, d))
     v.drawComponent(data, d, upper, lower);
   else
@@ -61,8 +61,8 @@ void predictor_set::level_mean(Variable& v, unsigned d, arma::Mat<double>& data)
 }
 
 void predictor_set::grand_mean_step(arma::Mat<double>& data) {
-  for (auto const& v : variables_) {
-    level_scores const& top = level_data_[v->grandMeanLevel()];
+  for (const auto& v : variables_) {
+    const level_scores& top = level_data_[v->grandMeanLevel()];
     if (v->needsLikelihood(step::grand_mean, 0))
       v->drawGrandMean(data, top);
     else
@@ -73,7 +73,7 @@ void predictor_set::grand_mean_step(arma::Mat<double>& data) {
 
 void predictor_set::parameter_step() {
   for (unsigned level = 0; level < level_data_.size(); ++level) {
-    for (auto const& v : variables_) {
+    for (const auto& v : variables_) {
       if (v->level <= level && v->isDeviation(level - v->level))
         v->drawParam(level - v->level, level_data_[level]);
     }
@@ -83,7 +83,7 @@ void predictor_set::parameter_step() {
 /// With parameters also the map from the scores of a categorical variable to its expected codes has moved, so
 /// that what is derived from it is written anew.
 void predictor_set::imputation_step(arma::Mat<double>& data) {
-  for (auto const& v : variables_) {
+  for (const auto& v : variables_) {
     const bool reads_likelihood = v->missing && v->needsLikelihood(step::imputation, 0);
     if (reads_likelihood)
       v->drawImputation(data, level_data_[v->level]);
@@ -100,7 +100,7 @@ void predictor_set::imputation_step(arma::Mat<double>& data) {
 arma::Col<double> predictor_set::params() const {
   arma::Col<double> out(n_params());
   double* to = out.memptr();
-  for (auto const& v : variables_) {
+  for (const auto& v : variables_) {
     const arma::Col<double> own = v->params();
     to = std::copy(own.begin(), own.end(), to);
   }
@@ -109,13 +109,13 @@ arma::Col<double> predictor_set::params() const {
 
 arma::uword predictor_set::n_params() const {
   arma::uword n = 0;
-  for (auto const& v : variables_) n += v->numParams();
+  for (const auto& v : variables_) n += v->numParams();
   return n;
 }
 
 arma::uword predictor_set::n_params(unsigned level) const {
   arma::uword n = 0;
-  for (auto const& v : variables_) {
+  for (const auto& v : variables_) {
     const bool counts = v->level == level || static_cast<int>(v->n_levels) - 3 == static_cast<int>(level);
     if (counts) n += v->numParams();
   }
@@ -124,7 +124,7 @@ arma::uword predictor_set::n_params(unsigned level) const {
 
 arma::uword predictor_set::n_estimated() const {
   arma::uword n = 0;
-  for (auto const& v : variables_) n += v->n_estimated();
+  for (const auto& v : variables_) n += v->n_estimated();
   return n;
 }
 

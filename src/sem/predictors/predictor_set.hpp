@@ -37,20 +37,20 @@ class predictor_set {
   /// Builds a model from a setup, the columns that predict at each place of its chain, and the data, whose
   /// missing cells of the variable it fills.
   using maker = std::function<std::unique_ptr<Variable>(
-      predictor_setup const&, std::vector<arma::Col<arma::uword>> const&, arma::Mat<double>&)>;
+      const predictor_setup&, const std::vector<arma::Col<arma::uword>>&, arma::Mat<double>&)>;
 
   predictor_set() = default;
   /// Builds all models, fills the missing cells of the predictors in `working` and publishes what outcome
   /// models read; missing cells of outcomes stay. Throws tovik::error for cluster means that cannot be had,
   /// for models of predictors in a run with sampling weights, and when there are too few units.
-  predictor_set(VariableList const& variables, working_data& working, std::shared_ptr<Random> const& rng,
-                options const& settings, maker const& make = make_predictor);
+  predictor_set(const VariableList& variables, working_data& working, const std::shared_ptr<Random>& rng,
+                const options& settings, const maker& make = make_predictor);
 
-  std::vector<std::unique_ptr<Variable>> const& models() const { return variables_; }
-  std::vector<std::string> const& column_names() const { return column_names_; }
-  std::vector<excluded_level> const& excluded() const { return excluded_; }
+  const std::vector<std::unique_ptr<Variable>>& models() const { return variables_; }
+  const std::vector<std::string>& column_names() const { return column_names_; }
+  const std::vector<excluded_level>& excluded() const { return excluded_; }
   /// By level, from the rows up.
-  std::vector<level_scores> const& scores() const { return level_data_; }
+  const std::vector<level_scores>& scores() const { return level_data_; }
 
   /// One scan, after the outcome models have been drawn.
   void draw(arma::Mat<double>& data);
@@ -66,7 +66,7 @@ class predictor_set {
   void grand_mean_step(arma::Mat<double>& data);
   void parameter_step();
   void imputation_step(arma::Mat<double>& data);
-  void write_scores(Variable const& v, unsigned d);
+  void write_scores(const Variable& v, unsigned d);
 
   std::vector<std::unique_ptr<Variable>> variables_;
   std::vector<level_scores> level_data_;

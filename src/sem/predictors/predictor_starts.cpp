@@ -10,9 +10,9 @@
 
 namespace tovik::sem {
 
-arma::Col<double> unit_values(working_data const& working, arma::Mat<double> const& data, arma::uword column,
+arma::Col<double> unit_values(const working_data& working, const arma::Mat<double>& data, arma::uword column,
                               unsigned level) {
-  auto const& first = working.first_rows(level);
+  const auto& first = working.first_rows(level);
   arma::Col<double> out(first.n_elem);
   for (arma::uword i = 0; i < first.n_elem; ++i) out(i) = data(first(i), column);
   return out;
@@ -29,27 +29,27 @@ void fill_values(arma::Col<double>& values, Random& rng) {
     most = std::max(most, v);
   }
   if (n == 0) throw error_debug("A predictor has no observed value.");
-  double const mean = sum / n;
+  const double mean = sum / n;
   for (double v : values)
     if (!std::isnan(v)) squares += (v - mean) * (v - mean);
-  double const sd = n > 1 ? std::sqrt(squares / (n - 1)) : 0.0;
+  const double sd = n > 1 ? std::sqrt(squares / (n - 1)) : 0.0;
   for (double& v : values)
     if (std::isnan(v)) v = std::clamp(mean + sd * rng.rnorm(), least, most);
 }
 
-arma::Col<arma::uword> fill_categories(arma::Col<double> const& values, data::variable const& variable,
+arma::Col<arma::uword> fill_categories(const arma::Col<double>& values, const data::variable& variable,
                                        Random& rng) {
-  std::vector<double> const& known = variable.values;
+  const std::vector<double>& known = variable.values;
   arma::Col<arma::uword> out(values.n_elem, arma::fill::zeros);
   arma::Row<double> share(known.size(), arma::fill::zeros);
   for (arma::uword i = 0; i < values.n_elem; ++i) {
     if (std::isnan(values(i))) continue;
-    auto const at = std::find(known.begin(), known.end(), values(i));
+    const auto at = std::find(known.begin(), known.end(), values(i));
     if (at == known.end()) throw error_debug("A value of a predictor is none of its categories.");
     out(i) = static_cast<arma::uword>(at - known.begin());
     share(out(i)) += 1;
   }
-  double const n = arma::accu(share);
+  const double n = arma::accu(share);
   if (n == 0) throw error_debug("A predictor has no observed value.");
   share /= n;
   for (arma::uword i = 0; i < values.n_elem; ++i)
@@ -58,10 +58,10 @@ arma::Col<arma::uword> fill_categories(arma::Col<double> const& values, data::va
 }
 
 void start_means(predictor_state& state, bool flat, double total) {
-  double const least = 1e-6 * total;
+  const double least = 1e-6 * total;
   for (unsigned q = 1; q < state.top(); ++q) {
-    arma::Mat<double> const& below = state.scores(q - 1);
-    auto const& up = state.parent(q - 1);
+    const arma::Mat<double>& below = state.scores(q - 1);
+    const auto& up = state.parent(q - 1);
     arma::Mat<double> sums(state.n_units(q), state.dim, arma::fill::zeros);
     for (arma::uword i = 0; i < below.n_rows; ++i) sums.row(up(i)) += below.row(i);
     for (arma::uword j = 0; j < sums.n_rows; ++j)

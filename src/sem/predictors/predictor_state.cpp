@@ -4,7 +4,7 @@
 
 namespace tovik::sem {
 
-predictor_state::predictor_state(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
+predictor_state::predictor_state(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
                                  arma::uword n_dim)
     : rng(setup.rng),
       working(setup.working),
@@ -17,14 +17,14 @@ predictor_state::predictor_state(predictor_setup const& setup, std::vector<arma:
   predictors.resize(chain.n_above() + 1);
 }
 
-void predictor_state::set_own(arma::Mat<double> const& own, arma::Col<arma::uword> const& units) {
+void predictor_state::set_own(const arma::Mat<double>& own, const arma::Col<arma::uword>& units) {
   components[0]->setScore(own, units);
   if (categorical()) follow_categories(units);
 }
 
-void predictor_state::follow_categories(arma::Col<arma::uword> const& units) {
+void predictor_state::follow_categories(const arma::Col<arma::uword>& units) {
   for (arma::uword k = 0; k < dim; ++k) {
-    double const* code = coding.colptr(k);
+    const double* code = coding.colptr(k);
     double* to = coded.colptr(k);
     for (arma::uword i : units) to[i] = code[(*categories)(i)];
   }
@@ -33,7 +33,7 @@ void predictor_state::follow_categories(arma::Col<arma::uword> const& units) {
 void predictor_state::follow_categories() {
   coded.set_size(categories->n_elem, dim);
   for (arma::uword k = 0; k < dim; ++k) {
-    double const* code = coding.colptr(k);
+    const double* code = coding.colptr(k);
     double* to = coded.colptr(k);
     for (arma::uword i = 0; i < categories->n_elem; ++i) to[i] = code[(*categories)(i)];
   }
@@ -47,44 +47,44 @@ arma::Mat<double> predictor_state::deviation(unsigned q) const {
 
 void predictor_state::deviation(unsigned q, arma::uword k, double* __restrict out) const {
   arma::uword const n = scores(q).n_rows;
-  double const* const s = scores(q).colptr(k);
-  double const* const above = scores(q + 1).colptr(k);
+  const double* const s = scores(q).colptr(k);
+  const double* const above = scores(q + 1).colptr(k);
   if (q + 1 == top()) {
-    double const mean = *above;
+    const double mean = *above;
     for (arma::uword i = 0; i < n; ++i) out[i] = s[i] - mean;
     return;
   }
-  arma::uword const* const up = parent(q).memptr();
+  const arma::uword* const up = parent(q).memptr();
   for (arma::uword i = 0; i < n; ++i) out[i] = s[i] - above[up[i]];
 }
 
-void predictor_state::deviation(arma::uword k, arma::Col<arma::uword> const& own_units, double* out) const {
-  double const* const s = scores(0).colptr(k);
-  double const* const above = scores(1).colptr(k);
-  arma::uword const* const up = parent(0).memptr();
+void predictor_state::deviation(arma::uword k, const arma::Col<arma::uword>& own_units, double* out) const {
+  const double* const s = scores(0).colptr(k);
+  const double* const above = scores(1).colptr(k);
+  const arma::uword* const up = parent(0).memptr();
   for (arma::uword i : own_units) out[i] = s[i] - above[up[i]];
 }
 
-void predictor_state::expected(unsigned q, level_scores const& at, arma::Mat<double>& out) const {
-  arma::Mat<double> const& above = scores(q + 1);
-  arma::uword const* up = parent(q).memptr();
+void predictor_state::expected(unsigned q, const level_scores& at, arma::Mat<double>& out) const {
+  const arma::Mat<double>& above = scores(q + 1);
+  const arma::uword* up = parent(q).memptr();
   arma::uword const n = n_units(q);
   out.set_size(n, dim);
   for (arma::uword k = 0; k < dim; ++k) {
-    double const* t = above.colptr(k);
+    const double* t = above.colptr(k);
     double* to = out.colptr(k);
     for (arma::uword i = 0; i < n; ++i) to[i] = t[up[i]];
   }
   if (!predictors[q].is_empty()) components[q]->addRegression(at, predictors[q], out);
 }
 
-arma::uword const* predictor_state::unit_of_row(unsigned q) const {
+const arma::uword* predictor_state::unit_of_row(unsigned q) const {
   return q == top() ? nullptr : working->units(chain.level(q)).memptr();
 }
 
 arma::uword predictor_state::first_row(unsigned q, arma::uword unit) const {
   if (q == top()) return unit == 0 ? 0 : working->data.n_rows;
-  auto const& first = working->first_rows(chain.level(q));
+  const auto& first = working->first_rows(chain.level(q));
   return unit < first.n_elem ? first(unit) : working->data.n_rows;
 }
 

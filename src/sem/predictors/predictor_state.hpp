@@ -17,11 +17,11 @@ namespace tovik::sem {
 /// W_q gamma_q the regression of e_q, a mean at any place q >= 1 has its children at place q - 1.
 struct predictor_state {
   /// Components are added by the kind of variable. `n_dim`: score columns.
-  predictor_state(predictor_setup const& setup, std::vector<arma::Col<arma::uword>> const& W,
+  predictor_state(const predictor_setup& setup, const std::vector<arma::Col<arma::uword>>& W,
                   arma::uword n_dim);
 
   std::shared_ptr<Random> rng;
-  working_data const* working;
+  const working_data* working;
   unsigned level;  ///< own level of the data
   unit_chain chain;
   arma::uword dim;
@@ -30,7 +30,7 @@ struct predictor_state {
   arma::Mat<double> grand_mean;                        ///< 1 x dim
   double mean_precision = 0;  ///< of the grand mean's normal prior about 0; 0 for a flat one
   arma::Mat<double> coding;   ///< of a categorical variable: category x value columns; else empty
-  arma::Col<arma::uword> const* categories = nullptr;  ///< of every own unit, if categorical
+  const arma::Col<arma::uword>* categories = nullptr;  ///< of every own unit, if categorical
   arma::Mat<double> coded;  ///< the values of a categorical variable, own units x dim
 
   bool categorical() const { return categories != nullptr; }
@@ -38,29 +38,29 @@ struct predictor_state {
   unsigned top() const { return chain.n_above() + 1; }
   arma::uword n_units(unsigned q) const { return q == top() ? 1 : chain.n_units(q); }
   arma::Mat<double>& scores(unsigned q) { return q == top() ? grand_mean : components[q]->score; }
-  arma::Mat<double> const& scores(unsigned q) const { return q == top() ? grand_mean : components[q]->score; }
+  const arma::Mat<double>& scores(unsigned q) const { return q == top() ? grand_mean : components[q]->score; }
   /// For q <= m: the unit of place q + 1 that holds each unit of place q.
-  arma::Col<arma::uword> const& parent(unsigned q) const {
+  const arma::Col<arma::uword>& parent(unsigned q) const {
     return q + 1 == top() ? in_all_ : chain.parent(q);
   }
   /// Of the own units, in the metric of the data: values, codes, or dummy codes.
-  arma::Mat<double> const& values() const { return categorical() ? coded : scores(0); }
+  const arma::Mat<double>& values() const { return categorical() ? coded : scores(0); }
   /// Replaces own scores; of a categorical variable its categories and values follow.
-  void set_own(arma::Mat<double> const& scores, arma::Col<arma::uword> const& units);
+  void set_own(const arma::Mat<double>& scores, const arma::Col<arma::uword>& units);
   /// After the categories of these units moved, or of all.
-  void follow_categories(arma::Col<arma::uword> const& units);
+  void follow_categories(const arma::Col<arma::uword>& units);
   void follow_categories();
 
   /// e_q, units x dim.
   arma::Mat<double> deviation(unsigned q) const;
   /// Column k of e_q, and of e_0 at these units only.
   void deviation(unsigned q, arma::uword k, double* out) const;
-  void deviation(arma::uword k, arma::Col<arma::uword> const& own_units, double* out) const;
+  void deviation(arma::uword k, const arma::Col<arma::uword>& own_units, double* out) const;
   /// S_{q+1}[parent] + W_q gamma_q, into `out`.
-  void expected(unsigned q, level_scores const& at, arma::Mat<double>& out) const;
+  void expected(unsigned q, const level_scores& at, arma::Mat<double>& out) const;
 
   /// For every row of the data its unit at a place; null at the grand mean, whose unit is 0.
-  arma::uword const* unit_of_row(unsigned q) const;
+  const arma::uword* unit_of_row(unsigned q) const;
   /// The rows of a unit: [first_row(q, unit), first_row(q, unit + 1)).
   arma::uword first_row(unsigned q, arma::uword unit) const;
 

@@ -15,9 +15,9 @@ int mode_of(data::center c) {
 
 }  // namespace
 
-published_columns::published_columns(predictor_setup const& setup, predictor_state const& state)
+published_columns::published_columns(const predictor_setup& setup, const predictor_state& state)
     : state_(state), nominal_(setup.variable->type == data::type::nominal) {
-  data::variable const& v = *setup.variable;
+  const data::variable& v = *setup.variable;
   mode_ = mode_of(v.centered());
   if (mode_ == 1 && state.top() < 2) {
     if (!setup.means_only || !setup.centred_columns.is_empty())
@@ -30,8 +30,8 @@ published_columns::published_columns(predictor_setup const& setup, predictor_sta
   add_links(v);
 }
 
-void published_columns::add_values(predictor_setup const& setup) {
-  data::variable const& v = *setup.variable;
+void published_columns::add_values(const predictor_setup& setup) {
+  const data::variable& v = *setup.variable;
   if (setup.means_only) {
     value_columns_ = setup.centred_columns;
   } else if (nominal_) {
@@ -51,7 +51,7 @@ void published_columns::add_values(predictor_setup const& setup) {
   blocks_.push_back(b);
 }
 
-void published_columns::add_means(data::variable const& v) {
+void published_columns::add_means(const data::variable& v) {
   if (v.means.empty()) return;
   arma::uword const levels_above = state_.working->n_levels() - 1 - state_.level;
   if (v.means.size() != levels_above * state_.dim)
@@ -68,11 +68,11 @@ void published_columns::add_means(data::variable const& v) {
   }
 }
 
-void published_columns::add_links(data::variable const& v) {
+void published_columns::add_links(const data::variable& v) {
   if (!nominal_ && v.type != data::type::ordinal) return;
   for (unsigned q = 1; q <= state_.top(); ++q) {
     bool needed = false;
-    for (block const& b : blocks_)
+    for (const block& b : blocks_)
       needed = needed || (nominal_ && b.place == q) || ((nominal_ || b.values) && b.centre == q);
     if (!needed) continue;
     links_.resize(state_.top() + 1);
@@ -91,7 +91,7 @@ arma::Col<arma::uword> published_columns::mean_columns(unsigned d) const {
   return out;
 }
 
-void published_columns::set_links(std::vector<arma::Mat<double>> const& omega) {
+void published_columns::set_links(const std::vector<arma::Mat<double>>& omega) {
   for (unsigned q = 1; q < links_.size(); ++q) {
     if (links_[q] == nullptr) continue;
     links_[q]->set(omega[q], nominal_ ? arma::Col<double>() : state_.components[0]->thresholds());
@@ -103,7 +103,7 @@ void published_columns::refresh(unsigned q) {
   if (q < links_.size() && links_[q] != nullptr) links_[q]->map(state_.scores(q), linked_[q]);
 }
 
-void published_columns::refresh(unsigned q, arma::Col<arma::uword> const& units) {
+void published_columns::refresh(unsigned q, const arma::Col<arma::uword>& units) {
   if (q < links_.size() && links_[q] != nullptr) links_[q]->map(state_.scores(q), units, linked_[q]);
 }
 
@@ -111,63 +111,63 @@ void published_columns::keep(unsigned q) {
   if (q < links_.size() && links_[q] != nullptr) kept_ = linked_[q];
 }
 
-void published_columns::take_back(unsigned q, arma::Col<arma::uword> const& units) {
+void published_columns::take_back(unsigned q, const arma::Col<arma::uword>& units) {
   if (q >= links_.size() || links_[q] == nullptr) return;
   for (arma::uword k = 0; k < kept_.n_cols; ++k)
     for (arma::uword u : units) linked_[q](u, k) = kept_(u, k);
 }
 
-arma::Mat<double> const& published_columns::expected(unsigned q) const {
+const arma::Mat<double>& published_columns::expected(unsigned q) const {
   return state_.categorical() ? linked_[q] : state_.scores(q);
 }
 
-arma::Mat<double> const& published_columns::shown_means(unsigned q) const {
+const arma::Mat<double>& published_columns::shown_means(unsigned q) const {
   return nominal_ ? linked_[q] : state_.scores(q);
 }
 
-bool published_columns::depends(block const& b, unsigned q) const {
+bool published_columns::depends(const block& b, unsigned q) const {
   return b.place == q || (b.centre == q && q > 0);
 }
 
-bool published_columns::at_grand_mean(block const& b) const {
+bool published_columns::at_grand_mean(const block& b) const {
   return b.centre > 0 && b.centre == state_.top();
 }
 
-arma::Mat<double> const& published_columns::centres_of(block const& b) const {
+const arma::Mat<double>& published_columns::centres_of(const block& b) const {
   return b.values ? expected(b.centre) : shown_means(b.centre);
 }
 
 arma::Col<arma::uword> published_columns::grand_centred_columns() const {
   arma::Col<arma::uword> out;
-  for (block const& b : blocks_)
+  for (const block& b : blocks_)
     if (at_grand_mean(b)) out = arma::join_cols(out, b.columns);
   return out;
 }
 
 void published_columns::grand_centres(arma::Col<double>& out) const {
   arma::uword n = 0;
-  for (block const& b : blocks_) n += at_grand_mean(b) ? b.columns.n_elem : 0;
+  for (const block& b : blocks_) n += at_grand_mean(b) ? b.columns.n_elem : 0;
   out.set_size(n);
   n = 0;
-  for (block const& b : blocks_)
+  for (const block& b : blocks_)
     for (arma::uword k = 0; at_grand_mean(b) && k < b.columns.n_elem; ++k) out(n++) = centres_of(b)(0, k);
 }
 
 // A row has the values of its unit, wherever the variable's own level is. `each_row` calls its argument with
 // every row to be written.
 template <typename Rows>
-void published_columns::write_rows(arma::Mat<double>& data, block const& b, Rows each_row) const {
-  arma::Mat<double> const& from = b.values ? state_.values() : shown_means(b.place);
-  arma::uword const* const unit = state_.unit_of_row(b.place);
+void published_columns::write_rows(arma::Mat<double>& data, const block& b, Rows each_row) const {
+  const arma::Mat<double>& from = b.values ? state_.values() : shown_means(b.place);
+  const arma::uword* const unit = state_.unit_of_row(b.place);
   for (arma::uword k = 0; k < b.columns.n_elem; ++k) {
-    double const* const value = from.colptr(k);
+    const double* const value = from.colptr(k);
     double* const to = data.colptr(b.columns(k));
     if (b.centre == 0) {
       each_row([=](arma::uword i) { to[i] = value[unit[i]]; });
       continue;
     }
-    double const* const centre = centres_of(b).colptr(k);
-    arma::uword const* const group = state_.unit_of_row(b.centre);
+    const double* const centre = centres_of(b).colptr(k);
+    const arma::uword* const group = state_.unit_of_row(b.centre);
     if (group == nullptr)
       each_row([=, c = centre[0]](arma::uword i) { to[i] = value[unit[i]] - c; });
     else
@@ -177,16 +177,16 @@ void published_columns::write_rows(arma::Mat<double>& data, block const& b, Rows
 
 template <typename Rows>
 void published_columns::write_code(arma::Mat<double>& data, Rows each_row) const {
-  arma::uword const* const unit = state_.unit_of_row(0);
-  arma::uword const* const category = state_.categories->memptr();
-  double const* const code = codes_.data();
+  const arma::uword* const unit = state_.unit_of_row(0);
+  const arma::uword* const category = state_.categories->memptr();
+  const double* const code = codes_.data();
   double* const to = data.colptr(code_column_);
   each_row([=](arma::uword i) { to[i] = code[category[unit[i]]]; });
 }
 
 template <typename Rows>
 void published_columns::write_moved(arma::Mat<double>& data, unsigned q, Rows each_row) const {
-  for (block const& b : blocks_)
+  for (const block& b : blocks_)
     if (depends(b, q)) write_rows(data, b, each_row);
   if (q == 0 && has_code_) write_code(data, each_row);
 }
@@ -195,12 +195,12 @@ void published_columns::write(arma::Mat<double>& data) const {
   auto all = [n = data.n_rows](auto&& row) {
     for (arma::uword i = 0; i < n; ++i) row(i);
   };
-  for (block const& b : blocks_) write_rows(data, b, all);
+  for (const block& b : blocks_) write_rows(data, b, all);
   if (has_code_) write_code(data, all);
 }
 
 void published_columns::write(arma::Mat<double>& data, unsigned q,
-                              arma::Col<arma::uword> const& units) const {
+                              const arma::Col<arma::uword>& units) const {
   if (units.n_elem == state_.n_units(q)) {
     write_moved(data, q, [n = data.n_rows](auto&& row) {
       for (arma::uword i = 0; i < n; ++i) row(i);
@@ -221,10 +221,10 @@ void published_columns::write(arma::Mat<double>& data, unsigned q,
 
 arma::Mat<double> published_columns::centre() const {
   arma::Mat<double> out(state_.n_units(0), state_.dim, arma::fill::zeros);
-  for (block const& b : blocks_) {
+  for (const block& b : blocks_) {
     if (!b.values || b.centre == 0) continue;
-    arma::Mat<double> const& from = expected(b.centre);
-    arma::uword const* group = state_.unit_of_row(b.centre);
+    const arma::Mat<double>& from = expected(b.centre);
+    const arma::uword* group = state_.unit_of_row(b.centre);
     for (arma::uword i = 0; i < out.n_rows; ++i)
       out.row(i) = from.row(group == nullptr ? 0 : group[state_.first_row(0, i)]);
   }

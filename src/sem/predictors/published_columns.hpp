@@ -23,29 +23,29 @@ class published_columns {
  public:
   /// Throws error_debug when group centring is asked for and the variable varies at its own level only, or
   /// when the columns of its means are not one set for each level above.
-  published_columns(predictor_setup const& setup, predictor_state const& state);
+  published_columns(const predictor_setup& setup, const predictor_state& state);
 
   int mode() const { return mode_; }
   int mean_mode() const { return mean_mode_; }
-  arma::Col<arma::uword> const& value_columns() const { return value_columns_; }
+  const arma::Col<arma::uword>& value_columns() const { return value_columns_; }
   arma::Col<arma::uword> mean_columns(unsigned d) const;
 
   /// Whether a column follows from the scores at place q >= 1 by way of a category_link: the link then
   /// depends on all parameters below, which must be known.
   bool has_links() const { return !links_.empty(); }
   /// Takes the links anew: `omega[q]` is the covariance of the scores around the mean at place q >= 1.
-  void set_links(std::vector<arma::Mat<double>> const& omega);
+  void set_links(const std::vector<arma::Mat<double>>& omega);
   /// Refreshes what the links give at place q after its scores moved.
   void refresh(unsigned q);
-  void refresh(unsigned q, arma::Col<arma::uword> const& units);
+  void refresh(unsigned q, const arma::Col<arma::uword>& units);
   /// Remembers what the links give at place q; gives it back to units whose scores are what they were then.
   void keep(unsigned q);
-  void take_back(unsigned q, arma::Col<arma::uword> const& units);
+  void take_back(unsigned q, const arma::Col<arma::uword>& units);
 
   /// Writes the columns over all rows.
   void write(arma::Mat<double>& data) const;
   /// Writes what depends on the scores at place q, over the rows of these units of the place.
-  void write(arma::Mat<double>& data, unsigned q, arma::Col<arma::uword> const& units) const;
+  void write(arma::Mat<double>& data, unsigned q, const arma::Col<arma::uword>& units) const;
 
   /// The columns that stand less the grand mean, or less what a link makes of it, and these centres.
   arma::Col<arma::uword> grand_centred_columns() const;
@@ -54,7 +54,7 @@ class published_columns {
   /// What the values of own units are less of, own units x dim; zeros without centring.
   arma::Mat<double> centre() const;
   /// The means at a place as they are published, before centring.
-  arma::Mat<double> const& shown_means(unsigned q) const;
+  const arma::Mat<double>& shown_means(unsigned q) const;
 
  private:
   struct block {
@@ -64,21 +64,21 @@ class published_columns {
     unsigned centre = 0;  ///< the place whose scores are the centre; 0 for none
   };
 
-  void add_values(predictor_setup const& setup);
-  void add_means(data::variable const& v);
-  void add_links(data::variable const& v);
-  bool depends(block const& b, unsigned q) const;
-  bool at_grand_mean(block const& b) const;
-  arma::Mat<double> const& centres_of(block const& b) const;
-  arma::Mat<double> const& expected(unsigned q) const;
+  void add_values(const predictor_setup& setup);
+  void add_means(const data::variable& v);
+  void add_links(const data::variable& v);
+  bool depends(const block& b, unsigned q) const;
+  bool at_grand_mean(const block& b) const;
+  const arma::Mat<double>& centres_of(const block& b) const;
+  const arma::Mat<double>& expected(unsigned q) const;
   template <typename Rows>
-  void write_rows(arma::Mat<double>& data, block const& b, Rows each_row) const;
+  void write_rows(arma::Mat<double>& data, const block& b, Rows each_row) const;
   template <typename Rows>
   void write_code(arma::Mat<double>& data, Rows each_row) const;
   template <typename Rows>
   void write_moved(arma::Mat<double>& data, unsigned q, Rows each_row) const;
 
-  predictor_state const& state_;
+  const predictor_state& state_;
   bool nominal_ = false;
   int mode_ = 2, mean_mode_ = 0;
   arma::Col<arma::uword> value_columns_;

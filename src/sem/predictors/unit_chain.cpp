@@ -10,7 +10,7 @@ namespace tovik::sem {
 namespace {
 
 /// Mean over the units of each group whose value is known.
-arma::Col<double> means(arma::Col<double> const& values, arma::Col<arma::uword> const& group, arma::uword n) {
+arma::Col<double> means(const arma::Col<double>& values, const arma::Col<arma::uword>& group, arma::uword n) {
   arma::Col<double> sum(n, arma::fill::zeros);
   arma::Col<double> count(n, arma::fill::zeros);
   for (arma::uword i = 0; i < values.n_elem; ++i) {
@@ -21,17 +21,17 @@ arma::Col<double> means(arma::Col<double> const& values, arma::Col<arma::uword> 
   return sum / count;  // 0 / 0 is NaN
 }
 
-double known_mean(arma::Col<double> const& values) {
+double known_mean(const arma::Col<double>& values) {
   return means(values, arma::Col<arma::uword>(values.n_elem, arma::fill::zeros), 1)[0];
 }
 
-double mean_square(arma::Col<double> const& values) {
+double mean_square(const arma::Col<double>& values) {
   return known_mean(arma::square(values));
 }
 
 }  // namespace
 
-unit_chain::unit_chain(working_data const& working, unsigned own, std::vector<bool> const& deviates)
+unit_chain::unit_chain(const working_data& working, unsigned own, const std::vector<bool>& deviates)
     : place_(working.n_levels(), -1) {
   if (own >= working.n_levels()) throw error_debug("A variable stands above all levels of the data.");
   for (unsigned d = 0; own + d < working.n_levels(); ++d) {
@@ -55,12 +55,12 @@ unsigned unit_chain::place(unsigned d) const {
   return static_cast<unsigned>(place_[d]);
 }
 
-arma::Col<arma::uword> const& unit_chain::n_children(unsigned q) const {
+const arma::Col<arma::uword>& unit_chain::n_children(unsigned q) const {
   if (q == 0 || q > n_children_.size()) throw error_debug("There are no units below.");
   return n_children_[q - 1];
 }
 
-manifest_scores::manifest_scores(unit_chain const& chain, arma::Col<double> const& values) {
+manifest_scores::manifest_scores(const unit_chain& chain, const arma::Col<double>& values) {
   // What rounding leaves of a constant is no variation.
   constexpr double rounding = 1e-24;
   total_ = mean_square(values - known_mean(values));

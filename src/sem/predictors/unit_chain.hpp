@@ -14,7 +14,7 @@ class unit_chain {
  public:
   /// `own`: the variable's level. `deviates[d]`: whether it has a deviation d levels above its own; entry 0
   /// is taken as true. The working data must outlive the chain.
-  unit_chain(working_data const& working, unsigned own, std::vector<bool> const& deviates);
+  unit_chain(const working_data& working, unsigned own, const std::vector<bool>& deviates);
 
   /// m: the number of levels above the own one.
   unsigned n_above() const { return static_cast<unsigned>(levels_.size() - 1); }
@@ -24,9 +24,9 @@ class unit_chain {
   unsigned place(unsigned d) const;
   arma::uword n_units(unsigned q) const { return n_units_[q]; }
   /// For q < n_above(): the unit of level(q + 1) that holds each unit of level(q).
-  arma::Col<arma::uword> const& parent(unsigned q) const { return parents_[q]; }
+  const arma::Col<arma::uword>& parent(unsigned q) const { return parents_[q]; }
   /// For q > 0: how many units of level(q - 1) each unit of level(q) holds. Throws error_debug for q = 0.
-  arma::Col<arma::uword> const& n_children(unsigned q) const;
+  const arma::Col<arma::uword>& n_children(unsigned q) const;
 
  private:
   std::vector<unsigned> levels_;
@@ -41,10 +41,10 @@ class unit_chain {
 class manifest_scores {
  public:
   /// `values`: one for each unit of chain.level(0).
-  manifest_scores(unit_chain const& chain, arma::Col<double> const& values);
+  manifest_scores(const unit_chain& chain, const arma::Col<double>& values);
 
   /// One value for each unit of chain.level(q); NaN for units without an observed value.
-  arma::Col<double> const& deviation(unsigned q) const { return deviations_[q]; }
+  const arma::Col<double>& deviation(unsigned q) const { return deviations_[q]; }
   /// True if the deviations are constant up to rounding: their mean square is no part worth speaking of of
   /// that of the values around their mean.
   bool is_constant(unsigned q) const;

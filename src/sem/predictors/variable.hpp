@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
+#include "random/random.hpp"
 #include "sem/predictors/level_scores.hpp"
 #include "sem/predictors/unit_chain.hpp"
-#include "random/random.hpp"
 #include "sem/wiring/likelihood.hpp"
 #include "sem/wiring/tune.hpp"
 
@@ -38,8 +38,8 @@ enum class predictor_step { imputation, level_mean, grand_mean };
 /// What every predictor model is built from.
 struct predictor_setup {
   std::shared_ptr<Random> rng;
-  working_data const* working = nullptr;
-  data::variable const* variable = nullptr;
+  const working_data* working = nullptr;
+  const data::variable* variable = nullptr;
   unsigned level = 0;          ///< the variable's own level of the working data
   std::vector<bool> deviates;  ///< per distance above the own level: varies there; entry 0 is true
   bool means_only = false;     ///< an outcome with an equation of its own, modelled for its means only
@@ -84,21 +84,21 @@ class Variable {
   // --- steps of a scan; `data` is the working matrix -----------------------------------------------------
 
   /// Of a means-only model: takes the current values as own scores.
-  virtual void read(arma::Mat<double> const& data) = 0;
+  virtual void read(const arma::Mat<double>& data) = 0;
   /// The latent means d > 0 levels above the own one, from their full conditional. `upper` and `lower` are
   /// the scores of that level and of the next lower one at which the variable varies. Throws error_debug "l
   /// is less than 1" for d = 0.
-  virtual void drawComponent(unsigned d, level_scores const& upper, level_scores const& lower) = 0;
+  virtual void drawComponent(unsigned d, const level_scores& upper, const level_scores& lower) = 0;
   /// The same by Metropolis with the likelihood of the models that read what moves; publishes in `data`.
-  virtual void drawComponent(arma::Mat<double>& data, unsigned d, level_scores const& upper,
-                             level_scores const& lower) = 0;
-  virtual void drawGrandMean(level_scores const& top) = 0;
-  virtual void drawGrandMean(arma::Mat<double>& data, level_scores const& top) = 0;
+  virtual void drawComponent(arma::Mat<double>& data, unsigned d, const level_scores& upper,
+                             const level_scores& lower) = 0;
+  virtual void drawGrandMean(const level_scores& top) = 0;
+  virtual void drawGrandMean(arma::Mat<double>& data, const level_scores& top) = 0;
   /// Coefficients and variance d levels above the own one; of a categorical variable at d = 0 also thresholds
   /// and latent scores, which are written into `scores`.
   virtual void drawParam(unsigned d, level_scores& scores) = 0;
-  virtual void drawImputation(level_scores const& own) = 0;
-  virtual void drawImputation(arma::Mat<double>& data, level_scores const& own) = 0;
+  virtual void drawImputation(const level_scores& own) = 0;
+  virtual void drawImputation(arma::Mat<double>& data, const level_scores& own) = 0;
   /// Writes every column that outcome models read, over all rows.
   virtual void publish(arma::Mat<double>& data) const = 0;
   /// The same after an imputation, where nothing moved but the missing values.
@@ -121,15 +121,15 @@ class Variable {
 
   /// Columns of level_data: one, or one per dummy code.
   virtual arma::Col<arma::uword> columns() const = 0;
-  virtual data::variable const& variable() const = 0;
-  virtual unit_chain const& chain() const = 0;
+  virtual const data::variable& variable() const = 0;
+  virtual const unit_chain& chain() const = 0;
   virtual bool means_only() const = 0;
   /// The level of the data at which the grand mean is estimated: the top of the chain.
   virtual unsigned grandMeanLevel() const = 0;
   /// Standard deviation of the variable as its centring leaves it, and of its latent means; the addresses
   /// stay.
-  virtual double const& sd() const = 0;
-  virtual double const& sdLatentMeans() const = 0;
+  virtual const double& sd() const = 0;
+  virtual const double& sdLatentMeans() const = 0;
   /// e = S_q - S_{q+1}, units x columns(). Throws error_debug if there is none d levels above the own one.
   virtual arma::Mat<double> deviation(unsigned d) const = 0;
   /// Writes it into the scores of its level.
@@ -150,7 +150,7 @@ class Variable {
   /// Without what is held fixed.
   virtual arma::uword n_estimated() const = 0;
   /// What each row of params() is. `names`: the name of each column of level_data.
-  virtual std::vector<predictor_row> layout(std::vector<std::string> const& names) const = 0;
+  virtual std::vector<predictor_row> layout(const std::vector<std::string>& names) const = 0;
 
   /// Adapts proposals; those of latent means, grand mean and imputations only if there are outcome models.
   virtual void tune(bool has_outcomes) = 0;
@@ -172,8 +172,8 @@ class Variable {
 /// Missing cells of `data` are filled, per unit of the own level, and the latent means start at cluster
 /// means. `predictors`: W_q per place of the chain. Throws tovik::error when there are too few units
 /// for a regression.
-std::unique_ptr<Variable> make_predictor(predictor_setup const& setup,
-                                         std::vector<arma::Col<arma::uword>> const& predictors,
+std::unique_ptr<Variable> make_predictor(const predictor_setup& setup,
+                                         const std::vector<arma::Col<arma::uword>>& predictors,
                                          arma::Mat<double>& data);
 
 }  // namespace tovik::sem

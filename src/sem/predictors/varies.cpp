@@ -17,7 +17,7 @@ struct grouping {
   arma::Col<double> n, mean;
   double groups = 0.0;
 
-  grouping(arma::Col<double> const& values, arma::Col<arma::uword> const& group, arma::uword n_groups)
+  grouping(const arma::Col<double>& values, const arma::Col<arma::uword>& group, arma::uword n_groups)
       : n(n_groups, arma::fill::zeros), mean(n_groups, arma::fill::zeros) {
     for (arma::uword i = 0; i < values.n_elem; ++i) {
       n[group[i]] += 1.0;
@@ -42,7 +42,7 @@ struct observed_values {
   arma::Col<double> x;
   std::vector<arma::Col<arma::uword>> group;
 
-  observed_values(working_data const& working, arma::Mat<double> const& data, arma::uword column,
+  observed_values(const working_data& working, const arma::Mat<double>& data, arma::uword column,
                   unsigned level) {
     std::vector<double> values;
     std::vector<arma::uword> rows;
@@ -52,26 +52,26 @@ struct observed_values {
       rows.push_back(row);
     }
     x = arma::Col<double>(values);
-    arma::Col<arma::uword> const at(rows);
+    const arma::Col<arma::uword> at(rows);
     for (unsigned l = level + 1; l < working.n_levels(); ++l) group.push_back(working.units(l).elem(at));
   }
 };
 
 /// The variance between the groups of one grouping: what their sum of squares has in excess of that within.
-double one_way_between(double N, grouping const& g, double ss_between, double s2_within) {
-  double const q = arma::dot(g.n, g.n) / N;
+double one_way_between(double N, const grouping& g, double ss_between, double s2_within) {
+  const double q = arma::dot(g.n, g.n) / N;
   return ratio(ss_between - (g.groups - 1.0) * s2_within, N - q, N);
 }
 
 /// Sum of squares of the groups' means around the means `around` (one per group), by their sizes.
-double between(grouping const& g, arma::Col<double> const& around) {
+double between(const grouping& g, const arma::Col<double>& around) {
   return arma::accu(g.n % arma::square(g.mean - around));
 }
 
-double within(arma::Col<double> const& x, arma::Col<arma::uword> const& group, grouping const& g) {
+double within(const arma::Col<double>& x, const arma::Col<arma::uword>& group, const grouping& g) {
   double sum = 0.0;
   for (arma::uword i = 0; i < x.n_elem; ++i) {
-    double const e = x[i] - g.mean[group[i]];
+    const double e = x[i] - g.mean[group[i]];
     sum += e * e;
   }
   return sum;
@@ -84,27 +84,27 @@ bool vanishes(double ss, double total) {
   return ss <= 1e-24 * total;
 }
 
-correlations one_level(arma::Col<double> const& x, arma::Col<arma::uword> const& group,
+correlations one_level(const arma::Col<double>& x, const arma::Col<arma::uword>& group,
                        arma::uword n_groups) {
-  double const N = static_cast<double>(x.n_elem);
-  grouping const g(x, group, n_groups);
+  const double N = static_cast<double>(x.n_elem);
+  const grouping g(x, group, n_groups);
   if (g.groups == N) return std::vector<double>{0.0};
-  double const ss = within(x, group, g);
-  arma::Col<double> const around(n_groups, arma::fill::value(arma::mean(x)));
-  double const ss_between = between(g, around);
+  const double ss = within(x, group, g);
+  const arma::Col<double> around(n_groups, arma::fill::value(arma::mean(x)));
+  const double ss_between = between(g, around);
   if (vanishes(ss, ss + ss_between)) return std::nullopt;
-  double const s2 = ss / (N - g.groups);
-  double const s2_between = one_way_between(N, g, ss_between, s2);
+  const double s2 = ss / (N - g.groups);
+  const double s2_between = one_way_between(N, g, ss_between, s2);
   return std::vector<double>{s2_between / (s2_between + s2)};
 }
 
 /// Nested groups, `middle` in `top`; the parent of a middle group is found by its members.
-correlations two_levels(arma::Col<double> const& x, arma::Col<arma::uword> const& middle,
-                        arma::uword n_middle, arma::Col<arma::uword> const& top, arma::uword n_top) {
-  double const N = static_cast<double>(x.n_elem);
-  grouping const b(x, middle, n_middle), a(x, top, n_top);
+correlations two_levels(const arma::Col<double>& x, const arma::Col<arma::uword>& middle,
+                        arma::uword n_middle, const arma::Col<arma::uword>& top, arma::uword n_top) {
+  const double N = static_cast<double>(x.n_elem);
+  const grouping b(x, middle, n_middle), a(x, top, n_top);
   if (b.groups == N) {
-    correlations const of_tops = one_level(x, top, n_top);
+    const correlations of_tops = one_level(x, top, n_top);
     if (!of_tops) return std::nullopt;
     return std::vector<double>{0.0, (*of_tops)[0]};
   }
@@ -114,28 +114,28 @@ correlations two_levels(arma::Col<double> const& x, arma::Col<arma::uword> const
     parent[middle[i]] = top[i];
     of_top[middle[i]] = a.mean[top[i]];
   }
-  double const ss = within(x, middle, b), ss_middle = between(b, of_top);
-  arma::Col<double> const around(n_top, arma::fill::value(arma::mean(x)));
-  double const ss_top = between(a, around);
+  const double ss = within(x, middle, b), ss_middle = between(b, of_top);
+  const arma::Col<double> around(n_top, arma::fill::value(arma::mean(x)));
+  const double ss_top = between(a, around);
   double q1 = 0.0;
   for (arma::uword j = 0; j < n_middle; ++j)
     if (b.n[j] > 0.0) q1 += b.n[j] * b.n[j] / a.n[parent[j]];
-  double const q2 = arma::dot(b.n, b.n) / N, q3 = arma::dot(a.n, a.n) / N;
+  const double q2 = arma::dot(b.n, b.n) / N, q3 = arma::dot(a.n, a.n) / N;
   if (vanishes(ss, ss + ss_middle + ss_top)) return std::nullopt;
-  double const s2 = ss / (N - b.groups);
-  double const s2_middle = ratio(ss_middle - (b.groups - a.groups) * s2, N - q1, N);
-  double const s2_top = ratio(ss_top - (q1 - q2) * s2_middle - (a.groups - 1.0) * s2, N - q3, N);
-  double const sum = s2 + s2_middle + s2_top;
+  const double s2 = ss / (N - b.groups);
+  const double s2_middle = ratio(ss_middle - (b.groups - a.groups) * s2, N - q1, N);
+  const double s2_top = ratio(ss_top - (q1 - q2) * s2_middle - (a.groups - 1.0) * s2, N - q3, N);
+  const double sum = s2 + s2_middle + s2_top;
   return std::vector<double>{s2_middle / sum, s2_top / sum};
 }
 
 }  // namespace
 
-correlations intraclass_correlations(working_data const& working, arma::Mat<double> const& data,
+correlations intraclass_correlations(const working_data& working, const arma::Mat<double>& data,
                                      arma::uword column, unsigned level) {
   if (level >= working.n_levels() || column >= data.n_cols)
     throw error_debug("There is no such column or level.");
-  observed_values const v(working, data, column, level);
+  const observed_values v(working, data, column, level);
   switch (v.group.size()) {
     case 0:
       return std::vector<double>();
@@ -148,17 +148,17 @@ correlations intraclass_correlations(working_data const& working, arma::Mat<doub
   }
 }
 
-std::vector<bool> varies(working_data const& working, arma::Mat<double> const& data, data::variable const& v,
+std::vector<bool> varies(const working_data& working, const arma::Mat<double>& data, const data::variable& v,
                          unsigned level, double cutoff) {
   std::vector<arma::uword> columns;
-  for (auto const& dummy : v.dummies) columns.push_back(dummy->column);
+  for (const auto& dummy : v.dummies) columns.push_back(dummy->column);
   if (columns.empty()) columns.push_back(v.column);
-  unsigned const n_above = working.n_levels() - 1 - level;
+  const unsigned n_above = working.n_levels() - 1 - level;
   std::vector<double> largest(n_above, 0.0);
   bool any = false;
   for (arma::uword column : columns) {
     // A rare category may not vary within clusters, or not at all: the others then tell.
-    correlations const icc = intraclass_correlations(working, data, column, level);
+    const correlations icc = intraclass_correlations(working, data, column, level);
     if (!icc) continue;
     any = true;
     for (unsigned d = 0; d < n_above; ++d) largest[d] = std::max(largest[d], (*icc)[d]);

@@ -7,7 +7,7 @@
 namespace tovik::sem::scan {
 
 /// x'y.
-inline double dot(arma::uword n, double const* x, double const* y) {
+inline double dot(arma::uword n, const double* x, const double* y) {
   if (n >= 24) return arma::blas::dot(n, x, y);
   double sum = 0.0;
   for (arma::uword i = 0; i < n; ++i) sum += x[i] * y[i];
@@ -15,7 +15,7 @@ inline double dot(arma::uword n, double const* x, double const* y) {
 }
 
 /// Sum of x. Four chains of additions overlap.
-inline double total(arma::uword n, double const* x) {
+inline double total(arma::uword n, const double* x) {
   double a = 0.0, b = 0.0, c = 0.0, d = 0.0;
   arma::uword i = 0;
   for (; i + 3 < n; i += 4) {
@@ -29,7 +29,7 @@ inline double total(arma::uword n, double const* x) {
 }
 
 /// y += a x; they do not overlap. Four at a time, which the compiler can put side by side.
-inline void add_scaled(arma::uword n, double a, double const* __restrict x, double* __restrict y) {
+inline void add_scaled(arma::uword n, double a, const double* __restrict x, double* __restrict y) {
   arma::uword i = 0;
   for (; i + 3 < n; i += 4) {
     y[i] += a * x[i];
@@ -41,24 +41,24 @@ inline void add_scaled(arma::uword n, double a, double const* __restrict x, doub
 }
 
 /// y := alpha A x + beta y for a rows x cols matrix A.
-inline void multiply(double alpha, arma::Mat<double> const& A, double const* x, double beta, double* y) {
+inline void multiply(double alpha, const arma::Mat<double>& A, const double* x, double beta, double* y) {
   if (A.n_rows == 0) return;
   if (A.n_cols == 0) {
     for (arma::uword i = 0; i < A.n_rows; ++i) y[i] *= beta;
     return;
   }
-  char const trans = 'N';
-  auto const m = static_cast<arma::blas_int>(A.n_rows), n = static_cast<arma::blas_int>(A.n_cols);
+  const char trans = 'N';
+  const auto m = static_cast<arma::blas_int>(A.n_rows), n = static_cast<arma::blas_int>(A.n_cols);
   arma::blas_int const one = 1;
   arma::blas::gemv<double>(&trans, &m, &n, &alpha, A.memptr(), &m, x, &one, &beta, y, &one);
 }
 
 /// y := alpha A'x + beta y.
-inline void multiply_transposed(double alpha, arma::Mat<double> const& A, double const* x, double beta,
+inline void multiply_transposed(double alpha, const arma::Mat<double>& A, const double* x, double beta,
                                 double* y) {
   if (A.n_cols == 0) return;
-  char const trans = 'T';
-  auto const m = static_cast<arma::blas_int>(A.n_rows), n = static_cast<arma::blas_int>(A.n_cols);
+  const char trans = 'T';
+  const auto m = static_cast<arma::blas_int>(A.n_rows), n = static_cast<arma::blas_int>(A.n_cols);
   arma::blas_int const one = 1;
   arma::blas::gemv<double>(&trans, &m, &n, &alpha, A.memptr(), &m, x, &one, &beta, y, &one);
 }

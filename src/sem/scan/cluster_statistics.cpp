@@ -13,7 +13,6 @@
 namespace tovik::sem::scan {
 namespace {
 
-
 arma::uword packed(arma::uword i, arma::uword j) {
   return cluster_products::packed(i, j);
 }
@@ -29,7 +28,7 @@ struct precision_of {
   arma::Mat<double> inverse;
   double log_det = 0.0;
 
-  explicit precision_of(arma::Mat<double> const& Sigma) : inverse(Sigma.n_rows, Sigma.n_rows) {
+  explicit precision_of(const arma::Mat<double>& Sigma) : inverse(Sigma.n_rows, Sigma.n_rows) {
     arma::uword const q = Sigma.n_rows;
     if (q == 0) return;
     arma::Mat<double> T = Sigma;
@@ -42,15 +41,15 @@ struct precision_of {
 
 }  // namespace
 
-void cluster_statistics::build(arma::Mat<double> const& X, arma::Col<double> const& y,
-                               arma::Col<double> const& base, std::vector<arma::Mat<double> const*> const& z,
-                               estimator::cluster const& structure) {
+void cluster_statistics::build(const arma::Mat<double>& X, const arma::Col<double>& y,
+                               const arma::Col<double>& base, const std::vector<arma::Mat<double> const*>& z,
+                               const estimator::cluster& structure) {
   built_ = current_ = false;
-  auto const& clusters = *structure.selectors[0];
+  const auto& clusters = *structure.selectors[0];
   arma::uword const C = clusters.size(), k = X.n_cols;
   arma::uword Q = 0;
   q_.clear();
-  for (auto const* level : z) {
+  for (const auto* level : z) {
     q_.push_back(level->n_cols);
     Q += level->n_cols;
   }
@@ -63,7 +62,7 @@ void cluster_statistics::build(arma::Mat<double> const& X, arma::Col<double> con
     top_.resize(C);
     for (arma::uword c = 0; c < C; ++c) top_[c] = (*structure.row_cluster[1])(clusters.start[c]);
   }
-  row_scale const one;
+  const row_scale one;
   base_ = base;
   arma::Col<double> e = y;
   multiply(-1.0, X, base_.memptr(), 1.0, e.memptr());
@@ -78,8 +77,8 @@ void cluster_statistics::build(arma::Mat<double> const& X, arma::Col<double> con
   cluster_sums(X, e.memptr(), clusters, one, Xe_);
   ee_.set_size(C);
   cluster_sums(e.memptr(), e.memptr(), clusters, one, ee_.memptr());
-  std::vector<double const*> columns;
-  for (auto const* level : z)
+  std::vector<const double*> columns;
+  for (const auto* level : z)
     for (arma::uword j = 0; j < level->n_cols; ++j) columns.push_back(level->colptr(j));
   ZX_.assign(Q, arma::Mat<double>(C, k));
   Ze_.set_size(C, Q);
@@ -99,10 +98,10 @@ void cluster_statistics::build(arma::Mat<double> const& X, arma::Col<double> con
   built_ = true;
 }
 
-bool cluster_statistics::update(double const* b, double v) {
+bool cluster_statistics::update(const double* b, double v) {
   arma::uword const k = shift_.n_elem, C = squares_.n_elem;
   for (arma::uword j = 0; j < k; ++j) {
-    double const d = b[j] - base_(j);
+    const double d = b[j] - base_(j);
     current_ = current_ && d == shift_(j);
     shift_(j) = d;
   }
@@ -121,13 +120,13 @@ bool cluster_statistics::update(double const* b, double v) {
 }
 
 /// squares += w'Aw - 2 w't. Returns the largest term.
-double cluster_statistics::subtract_effects(std::vector<arma::Mat<double>> const& u,
+double cluster_statistics::subtract_effects(const std::vector<arma::Mat<double>>& u,
                                             arma::Col<double>& squares) {
   arma::uword const C = squares.n_elem;
   arma::uword at = 0;
   for (std::size_t L = 0; L < u.size(); ++L) {
     for (arma::uword j = 0; j < q_[L]; ++j, ++at) {
-      double const* from = u[L].colptr(j);
+      const double* from = u[L].colptr(j);
       double* to = effects_.colptr(at);
       if (L == 0)
         std::copy_n(from, C, to);
@@ -138,31 +137,31 @@ double cluster_statistics::subtract_effects(std::vector<arma::Mat<double>> const
   double largest = 0.0;
   double* out = squares.memptr();
   for (arma::uword j = 0; j < at; ++j) {
-    double const *effect = effects_.colptr(j), *t = t_.colptr(j), *a = A_.colptr(packed(j, j));
+    const double *effect = effects_.colptr(j), *t = t_.colptr(j), *a = A_.colptr(packed(j, j));
     for (arma::uword c = 0; c < C; ++c) {
-      double const square = a[c] * effect[c] * effect[c];  // off-diagonal terms are no larger
+      const double square = a[c] * effect[c] * effect[c];  // off-diagonal terms are no larger
       largest = std::max(largest, square);
       out[c] += square - 2.0 * effect[c] * t[c];
     }
     for (arma::uword i = 0; i < j; ++i) {
-      double const *other = effects_.colptr(i), *b = A_.colptr(packed(i, j));
+      const double *other = effects_.colptr(i), *b = A_.colptr(packed(i, j));
       for (arma::uword c = 0; c < C; ++c) out[c] += 2.0 * b[c] * effect[c] * other[c];
     }
   }
   return largest;
 }
 
-void cluster_statistics::sum_to_top(arma::Col<double> const& lower, arma::Col<double>& out) const {
+void cluster_statistics::sum_to_top(const arma::Col<double>& lower, arma::Col<double>& out) const {
   out.zeros(n_top_);
   for (arma::uword c = 0; c < lower.n_elem; ++c) out(top_[c]) += lower(c);
 }
 
-bool cluster_statistics::conditional(double const* b, std::vector<arma::Mat<double>> const& u, double v,
+bool cluster_statistics::conditional(const double* b, const std::vector<arma::Mat<double>>& u, double v,
                                      unsigned above, arma::Col<double>& out) {
   if (!built_ || above == 0 || above > 2 || (above == 2 && top_.empty()) || !update(b, v)) return false;
   std::copy_n(squares_.memptr(), squares_.n_elem, lower_.memptr());
   if (!is_accurate(std::max(size_, subtract_effects(u, lower_)), v)) return false;
-  double const each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
+  const double each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
   for (arma::uword c = 0; c < lower_.n_elem; ++c)
     lower_(c) = static_cast<double>(counts_[c]) * each - w * lower_(c);
   if (above == 1)
@@ -172,7 +171,7 @@ bool cluster_statistics::conditional(double const* b, std::vector<arma::Mat<doub
   return true;
 }
 
-bool cluster_statistics::marginal(double const* b, std::vector<arma::Mat<double>> const& Sigma, double v,
+bool cluster_statistics::marginal(const double* b, const std::vector<arma::Mat<double>>& Sigma, double v,
                                   arma::Col<double>& out) {
   if (!built_ || Sigma.empty() || !update(b, v)) return false;
   if (Sigma.size() == 1)
@@ -184,23 +183,23 @@ bool cluster_statistics::marginal(double const* b, std::vector<arma::Mat<double>
 
 // Per cluster, with H = inv(Sigma) + A / v and h = t / v: quadratic form s / v - h'inv(H)h, log determinant
 // n log v + log |Sigma| + log |H|. Two effects are written out: one logarithm for each cluster.
-void cluster_statistics::marginal_of_one(arma::Mat<double> const& Sigma, double v,
+void cluster_statistics::marginal_of_one(const arma::Mat<double>& Sigma, double v,
                                          arma::Col<double>& out) const {
   arma::uword const q = q_[0], C = squares_.n_elem;
-  precision_of const prior(Sigma);
-  double const w = 1.0 / v, each = log_2_pi + std::log(v);
+  const precision_of prior(Sigma);
+  const double w = 1.0 / v, each = log_2_pi + std::log(v);
   out.set_size(C);
   if (q == 2) {
-    double const s11 = prior.inverse(0, 0), s12 = prior.inverse(0, 1), s22 = prior.inverse(1, 1);
-    double const *a11 = A_.colptr(0), *a12 = A_.colptr(1), *a22 = A_.colptr(2);
-    double const *t1 = t_.colptr(0), *t2 = t_.colptr(1);
+    const double s11 = prior.inverse(0, 0), s12 = prior.inverse(0, 1), s22 = prior.inverse(1, 1);
+    const double *a11 = A_.colptr(0), *a12 = A_.colptr(1), *a22 = A_.colptr(2);
+    const double *t1 = t_.colptr(0), *t2 = t_.colptr(1);
     bool valid = true;
     for (arma::uword c = 0; c < C; ++c) {
-      double const p11 = s11 + w * a11[c], p12 = s12 + w * a12[c], p22 = s22 + w * a22[c];
-      double const h2 = w * t2[c], slope = p12 / p22;
-      double const h1 = w * t1[c] - slope * h2, d = p11 - slope * p12;
+      const double p11 = s11 + w * a11[c], p12 = s12 + w * a12[c], p22 = s22 + w * a22[c];
+      const double h2 = w * t2[c], slope = p12 / p22;
+      const double h1 = w * t1[c] - slope * h2, d = p11 - slope * p12;
       valid &= p22 > 0.0 && d > 0.0;
-      double const quad = w * squares_(c) - h1 * h1 / d - h2 * h2 / p22;
+      const double quad = w * squares_(c) - h1 * h1 / d - h2 * h2 / p22;
       out(c) = -0.5 * (static_cast<double>(counts_[c]) * each + prior.log_det + std::log(d * p22) + quad);
     }
     if (!valid) throw numeric_error::not_positive_definite();
@@ -215,7 +214,7 @@ void cluster_statistics::marginal_of_one(arma::Mat<double> const& Sigma, double 
     }
     if (!reverse_cholesky(H.memptr(), q)) throw numeric_error::not_positive_definite();
     solve_upper(H.memptr(), q, h.memptr());
-    double const quad = w * squares_(c) - dot(q, h.memptr(), h.memptr());
+    const double quad = w * squares_(c) - dot(q, h.memptr(), h.memptr());
     out(c) = -0.5 *
              (static_cast<double>(counts_[c]) * each + prior.log_det + log_determinant(H.memptr(), q) + quad);
   }
@@ -223,11 +222,11 @@ void cluster_statistics::marginal_of_one(arma::Mat<double> const& Sigma, double 
 
 // The lower effects are integrated out of the sums of each lowest cluster; what is left of Z'V^-1 r, Z'V^-1 Z
 // and r'V^-1 r adds up over the higher cluster, where the same identities serve once more.
-void cluster_statistics::marginal_of_two(std::vector<arma::Mat<double>> const& Sigma, double v,
+void cluster_statistics::marginal_of_two(const std::vector<arma::Mat<double>>& Sigma, double v,
                                          arma::Col<double>& out) const {
   arma::uword const q = q_[0], p = q_[1], C = squares_.n_elem;
-  precision_of const prior(Sigma[0]), prior_top(Sigma[1]);
-  double const w = 1.0 / v, each = log_2_pi + std::log(v);
+  const precision_of prior(Sigma[0]), prior_top(Sigma[1]);
+  const double w = 1.0 / v, each = log_2_pi + std::log(v);
   // Without lower effects (q = 0) a matrix has no columns to point at: pointers are taken from its start.
   arma::Mat<double> H(q, q), cross(q, p + 1), S(p, p);
   arma::Col<double> b(p);
@@ -248,7 +247,7 @@ void cluster_statistics::marginal_of_two(std::vector<arma::Mat<double>> const& S
     if (!reverse_cholesky(H.memptr(), q)) throw numeric_error::not_positive_definite();
     total += log_determinant(H.memptr(), q);
     for (arma::uword l = 0; l <= p; ++l) solve_upper(H.memptr(), q, cross.memptr() + l * q);
-    double const* last = cross.memptr() + p * q;
+    const double* last = cross.memptr() + p * q;
     total -= dot(q, last, last);
     for (arma::uword j = 0; j < p; ++j) {
       b(j) += w * t_(c, q + j) - dot(q, cross.memptr() + j * q, last);

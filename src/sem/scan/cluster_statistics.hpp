@@ -19,26 +19,26 @@ class cluster_statistics {
  public:
   /// `y`: units x 1; `X`: units x k; `z`: per level units x q (q may be 0), one or two levels. `structure`
   /// must outlive the object. Keeps nothing (see built()) when the sums would take more room than the design.
-  void build(arma::Mat<double> const& X, arma::Col<double> const& y, arma::Col<double> const& base,
-             std::vector<arma::Mat<double> const*> const& z, estimator::cluster const& structure);
+  void build(const arma::Mat<double>& X, const arma::Col<double>& y, const arma::Col<double>& base,
+             const std::vector<arma::Mat<double> const*>& z, const estimator::cluster& structure);
   bool built() const { return built_; }
 
   /// Per cluster of the `above`-th level (1 or 2), the sum over its units of log N(y; Xb + Zu, v). False,
   /// with `out` undefined, when rounding could show in it.
-  bool conditional(double const* b, std::vector<arma::Mat<double>> const& u, double v, unsigned above,
+  bool conditional(const double* b, const std::vector<arma::Mat<double>>& u, double v, unsigned above,
                    arma::Col<double>& out);
   /// Per cluster of the highest level with effects, the log density with all effects integrated out (see
   /// marginal_log_likelihood). False as above. Throws numeric_error "chol(): decomposition failed" when
   /// a Sigma is not positive definite.
-  bool marginal(double const* b, std::vector<arma::Mat<double>> const& Sigma, double v,
+  bool marginal(const double* b, const std::vector<arma::Mat<double>>& Sigma, double v,
                 arma::Col<double>& out);
 
  private:
-  bool update(double const* b, double v);
-  double subtract_effects(std::vector<arma::Mat<double>> const& u, arma::Col<double>& squares);
-  void sum_to_top(arma::Col<double> const& lower, arma::Col<double>& out) const;
-  void marginal_of_one(arma::Mat<double> const& Sigma, double v, arma::Col<double>& out) const;
-  void marginal_of_two(std::vector<arma::Mat<double>> const& Sigma, double v, arma::Col<double>& out) const;
+  bool update(const double* b, double v);
+  double subtract_effects(const std::vector<arma::Mat<double>>& u, arma::Col<double>& squares);
+  void sum_to_top(const arma::Col<double>& lower, arma::Col<double>& out) const;
+  void marginal_of_one(const arma::Mat<double>& Sigma, double v, arma::Col<double>& out) const;
+  void marginal_of_two(const std::vector<arma::Mat<double>>& Sigma, double v, arma::Col<double>& out) const;
 
   bool built_ = false;
   bool current_ = false;          ///< squares_, t_ belong to shift_

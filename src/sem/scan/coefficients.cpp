@@ -20,7 +20,7 @@ coefficient_step::coefficient_step(arma::Col<arma::uword> free, arma::Col<arma::
     throw error_debug("A prior is one of other coefficients than the equation has.");
 }
 
-void coefficient_step::factor(arma::Mat<double> const& G, arma::uword n) {
+void coefficient_step::factor(const arma::Mat<double>& G, arma::uword n) {
   tolerance_ = singular_share(n);
   factored_at_ = 0.0;
   if (!prior_.is_flat()) return;
@@ -32,17 +32,17 @@ void coefficient_step::factor(arma::Mat<double> const& G, arma::uword n) {
 
 // P weighs data and prior by v, which changes from scan to scan: k^3 / 6 products then, next to nothing
 // beside h, and nothing where v is 1.
-void coefficient_step::factor_posterior(arma::Mat<double> const& G, double v) {
+void coefficient_step::factor_posterior(const arma::Mat<double>& G, double v) {
   if (v == factored_at_) return;
   factored_at_ = 0.0;
   arma::uword const k = free_.n_elem;
-  double const w = 1.0 / v;
+  const double w = 1.0 / v;
   for (arma::uword j = 0; j < k; ++j) {
     for (arma::uword i = 0; i <= j; ++i) T_(i, j) = G(free_(i), free_(j)) * w;
     T_(j, j) += prior_.precision(free_(j));
   }
   // The prior keeps a dependent column apart, however little of its diagonal element that is.
-  auto const tolerance = [this](arma::uword j) {
+  const auto tolerance = [this](arma::uword j) {
     return prior_.precision(free_(j)) > 0.0 ? 0.0 : tolerance_;
   };
   if (!reverse_cholesky(T_.memptr(), k, tolerance)) throw numeric_error::singular();
@@ -50,19 +50,19 @@ void coefficient_step::factor_posterior(arma::Mat<double> const& G, double v) {
 }
 
 // work := inv(T) (h_F - G_F,fixed b_fixed), of P: inv(T) ((h_F - G_F,fixed b_fixed) / v + P0 m0).
-void coefficient_step::load(arma::Mat<double> const& G, double const* h, double v, double const* b,
-                            double const* base) {
+void coefficient_step::load(const arma::Mat<double>& G, const double* h, double v, const double* b,
+                            const double* base) {
   arma::uword const k = free_.n_elem;
   double* work = work_.memptr();
   for (arma::uword i = 0; i < k; ++i) work[i] = h[free_(i)];
   for (arma::uword j = 0; j < fixed_.n_elem; ++j) {
-    double const value = b[fixed_(j)];
+    const double value = b[fixed_(j)];
     if (value == 0.0) continue;
     for (arma::uword i = 0; i < k; ++i) work[i] -= G(free_(i), fixed_(j)) * value;
   }
   if (!prior_.is_flat()) {
     factor_posterior(G, v);
-    double const w = 1.0 / v;
+    const double w = 1.0 / v;
     for (arma::uword i = 0; i < k; ++i) work[i] *= w;
     if (base != nullptr || !prior_.is_centred()) {
       for (arma::uword i = 0; i < k; ++i) {
@@ -80,19 +80,19 @@ void coefficient_step::store(double* b) {
   for (arma::uword i = 0; i < k; ++i) b[free_(i)] = work_(i);
 }
 
-void coefficient_step::mean(arma::Mat<double> const& G, double const* h, double v, double* b,
-                            double const* base) {
+void coefficient_step::mean(const arma::Mat<double>& G, const double* h, double v, double* b,
+                            const double* base) {
   load(G, h, v, b, base);
   store(b);
 }
 
-void coefficient_step::draw(arma::Mat<double> const& G, double const* h, double v, Random& rng, double* b,
-                            double const* base) {
+void coefficient_step::draw(const arma::Mat<double>& G, const double* h, double v, Random& rng, double* b,
+                            const double* base) {
   arma::uword const k = free_.n_elem;
   if (k == 0) return;
   rng.fill_randn(z_.memptr(), k);
   load(G, h, v, b, base);
-  double const sd = prior_.is_flat() ? std::sqrt(v) : 1.0;
+  const double sd = prior_.is_flat() ? std::sqrt(v) : 1.0;
   for (arma::uword i = 0; i < k; ++i) work_(i) += sd * z_(i);
   store(b);
 }

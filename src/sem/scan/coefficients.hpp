@@ -24,25 +24,25 @@ class coefficient_step {
   /// Takes G for the draws to come. `n`: units behind G. Throws numeric_error "inv(): matrix is singular"
   /// when a column is a linear combination of the others to working precision; where the prior tells about
   /// the coefficients, the draws throw it.
-  void factor(arma::Mat<double> const& G, arma::uword n);
+  void factor(const arma::Mat<double>& G, arma::uword n);
 
   /// `h`: one entry per coefficient of the equation, of which those of F are read; the part of the fixed
   /// coefficients, G_F,fixed b_fixed, is taken off here. Draws randn(1, k) for the k coefficients of F and
   /// writes them into `b`, whose other entries are read only. Does nothing for k = 0. `base`: b and h are
   /// those of the differences from these coefficients; null for none.
-  void draw(arma::Mat<double> const& G, double const* h, double v, Random& rng, double* b,
-            double const* base = nullptr);
+  void draw(const arma::Mat<double>& G, const double* h, double v, Random& rng, double* b,
+            const double* base = nullptr);
 
   /// Writes the mean m instead of a draw.
-  void mean(arma::Mat<double> const& G, double const* h, double v, double* b, double const* base = nullptr);
+  void mean(const arma::Mat<double>& G, const double* h, double v, double* b, const double* base = nullptr);
 
   arma::uword n_free() const { return free_.n_elem; }
-  arma::Col<arma::uword> const& free() const { return free_; }
-  coefficient_prior const& prior() const { return prior_; }
+  const arma::Col<arma::uword>& free() const { return free_; }
+  const coefficient_prior& prior() const { return prior_; }
 
  private:
-  void factor_posterior(arma::Mat<double> const& G, double v);
-  void load(arma::Mat<double> const& G, double const* h, double v, double const* b, double const* base);
+  void factor_posterior(const arma::Mat<double>& G, double v);
+  void load(const arma::Mat<double>& G, const double* h, double v, const double* b, const double* base);
   void store(double* b);
 
   arma::Col<arma::uword> free_, fixed_;

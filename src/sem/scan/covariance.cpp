@@ -23,13 +23,13 @@ int degrees_of_freedom(int prior, int n, int q) {
 
 }  // namespace
 
-void covariance_step::draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
-                           arma::Mat<double>& Sigma, arma::Col<double> const* units) {
+void covariance_step::draw(int prior, const arma::Mat<double>& u, Random& rng, arma::Mat<double>& iSigma,
+                           arma::Mat<double>& Sigma, const arma::Col<double>* units) {
   arma::uword const q = u.n_cols, n = u.n_rows;
   if (q == 0) return;
   if (q == 1) {
-    double const unit = units == nullptr ? 1.0 : (*units)(0);
-    double const precision =
+    const double unit = units == nullptr ? 1.0 : (*units)(0);
+    const double precision =
         draw_precision(prior, static_cast<double>(n), dot(n, u.memptr(), u.memptr()), rng, unit);
     iSigma(0, 0) = precision;
     Sigma(0, 0) = 1.0 / precision;
@@ -40,13 +40,13 @@ void covariance_step::draw(int prior, arma::Mat<double> const& u, Random& rng, a
   work_.set_size(q * (q + 1));
   for (arma::uword j = 0; j < q; ++j) {
     for (arma::uword i = 0; i <= j; ++i) {
-      double const pseudo = prior == 1 && i == j ? (units == nullptr ? 1.0 : (*units)(j)) : 0.0;
-      double const value = dot(n, u.colptr(i), u.colptr(j)) + pseudo;
+      const double pseudo = prior == 1 && i == j ? (units == nullptr ? 1.0 : (*units)(j)) : 0.0;
+      const double value = dot(n, u.colptr(i), u.colptr(j)) + pseudo;
       S_(i, j) = value;
       S_(j, i) = value;
     }
   }
-  int const df = degrees_of_freedom(prior, static_cast<int>(n), static_cast<int>(q));
+  const int df = degrees_of_freedom(prior, static_cast<int>(n), static_cast<int>(q));
   invert_symmetric(S_.memptr(), q, S_inverse_.memptr(), work_.memptr());
   rng.rwish(df, S_inverse_, iSigma, wishart_);
   invert_symmetric(iSigma.memptr(), q, Sigma.memptr(), work_.memptr());

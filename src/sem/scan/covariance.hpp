@@ -13,8 +13,8 @@ class covariance_step {
  public:
   /// `u`: clusters x q. Writes Sigma and iSigma (q x q) in place. Throws numeric_error when there are
   /// too few clusters for the degrees of freedom or u'u is singular.
-  void draw(int prior, arma::Mat<double> const& u, Random& rng, arma::Mat<double>& iSigma,
-            arma::Mat<double>& Sigma, arma::Col<double> const* units = nullptr);
+  void draw(int prior, const arma::Mat<double>& u, Random& rng, arma::Mat<double>& iSigma,
+            arma::Mat<double>& Sigma, const arma::Col<double>* units = nullptr);
 
  private:
   arma::Mat<double> S_, S_inverse_;

@@ -4,8 +4,8 @@
 
 namespace tovik::sem::scan {
 
-void gram::refresh(columns const& x, row_scale const& scale) {
-  auto const& X = x.values();
+void gram::refresh(const columns& x, const row_scale& scale) {
+  const auto& X = x.values();
   if (!scale.is_one()) {
     weighted_.set_size(X.n_rows, X.n_cols);
     for (arma::uword j = 0; j < X.n_cols; ++j)
@@ -24,7 +24,7 @@ void gram::refresh(columns const& x, row_scale const& scale) {
   if (x.all_static()) return;
   for (arma::uword j : x.dynamic()) {
     for (arma::uword l = 0; l < X.n_cols; ++l) {
-      double const value = dot(X.n_rows, X.colptr(j), X.colptr(l));
+      const double value = dot(X.n_rows, X.colptr(j), X.colptr(l));
       G_(j, l) = value;
       G_(l, j) = value;
     }
@@ -32,9 +32,9 @@ void gram::refresh(columns const& x, row_scale const& scale) {
   ++version_;
 }
 
-void cluster_products::refresh(columns const& z, estimator::selector const& clusters,
-                               row_scale const& scale) {
-  auto const& Z = z.values();
+void cluster_products::refresh(const columns& z, const estimator::selector& clusters,
+                               const row_scale& scale) {
+  const auto& Z = z.values();
   arma::uword const q = Z.n_cols;
   A_.set_size(clusters.size(), q * (q + 1) / 2);
   if (scale.is_one() && filled_) {
@@ -52,10 +52,10 @@ void cluster_products::refresh(columns const& z, estimator::selector const& clus
   filled_ = scale.is_one();
 }
 
-void cluster_sums(double const* a, double const* b, estimator::selector const& clusters,
-                  row_scale const& scale, double* out) {
+void cluster_sums(const double* a, const double* b, const estimator::selector& clusters,
+                  const row_scale& scale, double* out) {
   arma::uword const n = clusters.size();
-  bool const plain = scale.is_one();
+  const bool plain = scale.is_one();
   for (arma::uword c = 0; c < n; ++c) {
     arma::uword const begin = clusters.start[c];
     arma::uword const end = begin + clusters.count[c];
@@ -69,47 +69,47 @@ void cluster_sums(double const* a, double const* b, estimator::selector const& c
   }
 }
 
-void cluster_sums(arma::Mat<double> const& z, double const* r, estimator::selector const& clusters,
-                  row_scale const& scale, arma::Mat<double>& out) {
+void cluster_sums(const arma::Mat<double>& z, const double* r, const estimator::selector& clusters,
+                  const row_scale& scale, arma::Mat<double>& out) {
   out.set_size(clusters.size(), z.n_cols);
   for (arma::uword j = 0; j < z.n_cols; ++j) cluster_sums(z.colptr(j), r, clusters, scale, out.colptr(j));
 }
 
-void subtract_effect(double const* z, double const* effect, estimator::selector const& clusters, double* r) {
+void subtract_effect(const double* z, const double* effect, const estimator::selector& clusters, double* r) {
   arma::uword const n = clusters.size();
   for (arma::uword c = 0; c < n; ++c) {
     arma::uword const begin = clusters.start[c];
     arma::uword const end = begin + clusters.count[c];
-    double const value = effect[c];
+    const double value = effect[c];
     for (arma::uword i = begin; i < end; ++i) r[i] -= z[i] * value;
   }
 }
 
-void subtract_effects(arma::Mat<double> const& z, arma::Mat<double> const& u,
-                      estimator::selector const& clusters, double* r) {
+void subtract_effects(const arma::Mat<double>& z, const arma::Mat<double>& u,
+                      const estimator::selector& clusters, double* r) {
   for (arma::uword j = 0; j < z.n_cols; ++j) subtract_effect(z.colptr(j), u.colptr(j), clusters, r);
 }
 
-void add_products(arma::Mat<double> const& A, arma::Mat<double> const& u, arma::Mat<double>& out) {
+void add_products(const arma::Mat<double>& A, const arma::Mat<double>& u, arma::Mat<double>& out) {
   arma::uword const n = u.n_rows, q = u.n_cols;
   for (arma::uword j = 0; j < q; ++j) {
     for (arma::uword l = 0; l < q; ++l) {
-      double const* a = A.colptr(l <= j ? cluster_products::packed(l, j) : cluster_products::packed(j, l));
-      double const* effect = u.colptr(l);
+      const double* a = A.colptr(l <= j ? cluster_products::packed(l, j) : cluster_products::packed(j, l));
+      const double* effect = u.colptr(l);
       double* sum = out.colptr(j);
       for (arma::uword c = 0; c < n; ++c) sum[c] += a[c] * effect[c];
     }
   }
 }
 
-double quadratic_form(arma::Mat<double> const& A, arma::Mat<double> const& u) {
+double quadratic_form(const arma::Mat<double>& A, const arma::Mat<double>& u) {
   arma::uword const n = u.n_rows, q = u.n_cols;
   double total = 0.0;
   for (arma::uword j = 0; j < q; ++j) {
     for (arma::uword i = 0; i <= j; ++i) {
-      double const* a = A.colptr(cluster_products::packed(i, j));
-      double const* x = u.colptr(i);
-      double const* y = u.colptr(j);
+      const double* a = A.colptr(cluster_products::packed(i, j));
+      const double* x = u.colptr(i);
+      const double* y = u.colptr(j);
       double even = 0.0, odd = 0.0;  // two chains of additions overlap
       arma::uword c = 0;
       for (; c + 1 < n; c += 2) {

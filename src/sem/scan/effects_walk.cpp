@@ -6,7 +6,7 @@
 
 namespace tovik::sem::scan {
 
-void effects_walk::propose(arma::Mat<double> const* A, double w, arma::Mat<double> const& iSigma,
+void effects_walk::propose(const arma::Mat<double>* A, double w, const arma::Mat<double>& iSigma,
                            double scale, Random& rng, arma::Mat<double>& u) {
   arma::uword const q = u.n_cols;
   P_.set_size(q * q);

@@ -14,7 +14,7 @@ class effects_walk {
   /// `A`: clusters x q(q + 1)/2, upper triangles of Z_c'Z_c packed by columns, or null for 0; `scale`: s. `u`
   /// (clusters x q) is replaced by the proposals. Consumes q normals per cluster, cluster by cluster. Throws
   /// numeric_error "chol(): decomposition failed" when a precision is not positive definite.
-  void propose(arma::Mat<double> const* A, double w, arma::Mat<double> const& iSigma, double scale,
+  void propose(const arma::Mat<double>* A, double w, const arma::Mat<double>& iSigma, double scale,
                Random& rng, arma::Mat<double>& u);
 
  private:

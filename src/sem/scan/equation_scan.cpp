@@ -33,13 +33,13 @@ void equation_scan::hold(arma::uword j) {
 
 bool equation_scan::is_static() const {
   return eq_.y_static && eq_.terms.x.all_static() &&
-         std::all_of(eq_.terms.z.begin(), eq_.terms.z.end(), [](columns const& z) { return z.all_static(); });
+         std::all_of(eq_.terms.z.begin(), eq_.terms.z.end(), [](const columns& z) { return z.all_static(); });
 }
 
 bool equation_scan::can_use_products() const {
   return use_products_ && is_static() &&
          std::count_if(eq_.terms.z.begin(), eq_.terms.z.end(),
-                       [](columns const& z) { return z.size() > 0; }) <= 1;
+                       [](const columns& z) { return z.size() > 0; }) <= 1;
 }
 
 std::size_t equation_scan::effect_level() const {
@@ -49,7 +49,7 @@ std::size_t equation_scan::effect_level() const {
 }
 
 // Mutable columns, and the products and the factor that depend on them.
-void equation_scan::refresh(arma::Mat<double> const& data, row_scale const& scale) {
+void equation_scan::refresh(const arma::Mat<double>& data, const row_scale& scale) {
   eq_.terms.refresh(data, eq_.rows);
   n_ = eq_.rows == nullptr ? data.n_rows : eq_.rows->n_elem;
   if (first_ && coefficients_.prior().is_flat()) {
@@ -58,7 +58,7 @@ void equation_scan::refresh(arma::Mat<double> const& data, row_scale const& scal
   }
   if (shifted_.active()) shifted_.refresh(eq_.terms.x, scale);
   gram_.refresh(eq_.terms.x, scale);
-  unsigned const version = shifted_.active() ? shifted_.version() : gram_.version();
+  const unsigned version = shifted_.active() ? shifted_.version() : gram_.version();
   if (first_ || version != factored_version_) {
     coefficients_.factor(products(), n_);
     factored_version_ = version;
@@ -71,15 +71,15 @@ void equation_scan::refresh(arma::Mat<double> const& data, row_scale const& scal
 }
 
 /// X'X as the draw of the coefficients takes it.
-arma::Mat<double> const& equation_scan::products() const {
+const arma::Mat<double>& equation_scan::products() const {
   return shifted_.active() ? shifted_.gram() : gram_.values();
 }
 
-void equation_scan::build_products(arma::Mat<double> const& b, double variance) {
+void equation_scan::build_products(const arma::Mat<double>& b, double variance) {
   std::size_t const L = effect_level();
-  bool const has_effects = L < eq_.terms.z.size();
-  bool const one_level = eq_.structure.n_levels() == 1;
-  auto const* clusters = has_effects ? eq_.structure.selectors[L]
+  const bool has_effects = L < eq_.terms.z.size();
+  const bool one_level = eq_.structure.n_levels() == 1;
+  const auto* clusters = has_effects ? eq_.structure.selectors[L]
                          : one_level ? eq_.structure.selectors[0]
                                      : nullptr;
   products_.build(eq_.terms.x.values(), gram_, coefficients_, y_, variance, b.memptr(),
@@ -87,15 +87,15 @@ void equation_scan::build_products(arma::Mat<double> const& b, double variance) 
                   has_effects ? &within_[L] : nullptr);
 }
 
-void equation_scan::begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
-                 std::vector<arma::Mat<double>> const& u, row_scale const& scale) {
+void equation_scan::begin(const arma::Mat<double>& data, const arma::Mat<double>& b,
+                          const std::vector<arma::Mat<double>>& u, const row_scale& scale) {
   if (products_.built()) {
     if (scale.is_one()) return;
     throw error_debug("The row scale of an equation changed its form.");
   }
   refresh(data, scale);
   y_.set_size(n_);
-  double const* column = data.colptr(eq_.y);
+  const double* column = data.colptr(eq_.y);
   if (eq_.rows == nullptr)
     std::copy_n(column, n_, y_.memptr());
   else
@@ -103,8 +103,9 @@ void equation_scan::begin(arma::Mat<double> const& data, arma::Mat<double> const
   start(b, u, scale);
 }
 
-void equation_scan::begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const& b,
-                 std::vector<arma::Mat<double>> const& u, row_scale const& scale) {
+void equation_scan::begin(const arma::Mat<double>& data, const arma::Col<double>& y,
+                          const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u,
+                          const row_scale& scale) {
   if (products_.built()) {
     if (scale.is_one()) return;
     throw error_debug("The row scale of an equation changed its form.");
@@ -115,8 +116,8 @@ void equation_scan::begin(arma::Mat<double> const& data, arma::Col<double> const
   start(b, u, scale);
 }
 
-void equation_scan::start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u,
-                 row_scale const& scale) {
+void equation_scan::start(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u,
+                          const row_scale& scale) {
   variance_ = scale.is_one() ? scale.value() : 1.0;
   if (first_ && scale.is_one() && can_use_products())
     build_products(b, variance_);
@@ -125,24 +126,24 @@ void equation_scan::start(arma::Mat<double> const& b, std::vector<arma::Mat<doub
   first_ = false;
 }
 
-void equation_scan::start_residual(std::vector<arma::Mat<double>> const& u) {
+void equation_scan::start_residual(const std::vector<arma::Mat<double>>& u) {
   r_.set_size(n_);
   std::copy_n(y_.memptr(), n_, r_.memptr());
   for (std::size_t L = 0; L < eq_.terms.z.size(); ++L)
     subtract_effects(eq_.terms.z[L].values(), u[L], *eq_.structure.selectors[L], r_.memptr());
 }
 
-void equation_scan::draw_coefficients(row_scale const& scale, std::vector<arma::Mat<double>> const& u, Random& rng,
-                             arma::Mat<double>& b) {
+void equation_scan::draw_coefficients(const row_scale& scale, const std::vector<arma::Mat<double>>& u,
+                                      Random& rng, arma::Mat<double>& b) {
   if (products_.built()) {
     std::size_t const L = effect_level();
     products_.draw_coefficients(coefficients_, scale.value(), L < u.size() ? &u[L] : nullptr, rng,
                                 b.memptr());
     return;
   }
-  auto const& X = eq_.terms.x.values();
+  const auto& X = eq_.terms.x.values();
   if (coefficients_.n_free() > 0) {
-    double const* r = r_.memptr();
+    const double* r = r_.memptr();
     if (!scale.is_one()) {
       weighted_.set_size(n_);
       for (arma::uword i = 0; i < n_; ++i) weighted_(i) = r_(i) * scale.precision(i);
@@ -150,31 +151,31 @@ void equation_scan::draw_coefficients(row_scale const& scale, std::vector<arma::
     }
     h_.set_size(X.n_cols);
     multiply_transposed(1.0, shifted_.active() ? shifted_.values() : X, r, 0.0, h_.memptr());
-    double const variance = scale.is_one() ? scale.value() : 1.0;
+    const double variance = scale.is_one() ? scale.value() : 1.0;
     coefficients_.draw(products(), h_.memptr(), variance, rng, b.memptr());
     if (shifted_.active()) shifted_.to_plain(b.memptr());
   }
   multiply(-1.0, X, b.memptr(), 1.0, r_.memptr());
 }
 
-void equation_scan::keep_coefficients(arma::Mat<double> const& b) {
+void equation_scan::keep_coefficients(const arma::Mat<double>& b) {
   if (products_.built())
     products_.condition_on(b.memptr());
   else
     multiply(-1.0, eq_.terms.x.values(), b.memptr(), 1.0, r_.memptr());
 }
 
-void equation_scan::draw_effects(unsigned L, row_scale const& scale, arma::Mat<double> const& iSigma,
-                        arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u) {
+void equation_scan::draw_effects(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
+                                 const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u) {
   if (u.n_cols == 0) return;
-  double const precision = scale.is_one() ? 1.0 / scale.value() : 1.0;
-  auto const& A = within_[L].values();
+  const double precision = scale.is_one() ? 1.0 / scale.value() : 1.0;
+  const auto& A = within_[L].values();
   if (products_.built()) {
     effects_[L].draw(A, products_.effect_sums(), precision, iSigma, mu, rng, u);
     return;
   }
-  auto const& Z = eq_.terms.z[L].values();
-  auto const& clusters = *eq_.structure.selectors[L];
+  const auto& Z = eq_.terms.z[L].values();
+  const auto& clusters = *eq_.structure.selectors[L];
   // Z'(r + Zu) = Z'r + Z'Z u: the level's part need not be added back to r first.
   cluster_sums(Z, r_.memptr(), clusters, scale, t_[L]);
   add_products(A, u, t_[L]);
@@ -186,12 +187,12 @@ void equation_scan::draw_effects(unsigned L, row_scale const& scale, arma::Mat<d
   subtract_effects(Z, change, clusters, r_.memptr());
 }
 
-void equation_scan::subtract(double const* part) {
+void equation_scan::subtract(const double* part) {
   if (products_.built()) throw error_debug("Only a residual that is kept by rows has a part taken out.");
   add_scaled(n_, -1.0, part, r_.memptr());
 }
 
-void equation_scan::move_effects(unsigned L, arma::Mat<double> const& change) {
+void equation_scan::move_effects(unsigned L, const arma::Mat<double>& change) {
   if (products_.built()) {  // they hold no residual, but the sums that the residual variance is drawn from
     products_.effect_sums();
     return;
@@ -199,10 +200,10 @@ void equation_scan::move_effects(unsigned L, arma::Mat<double> const& change) {
   subtract_effects(eq_.terms.z[L].values(), change, *eq_.structure.selectors[L], r_.memptr());
 }
 
-double equation_scan::sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u) {
+double equation_scan::sum_of_squares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u) {
   if (products_.built()) {
     std::size_t const L = effect_level();
-    double const ss = products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
+    const double ss = products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
     if (!std::isnan(ss)) return ss;
     start_residual(u);
     multiply(-1.0, eq_.terms.x.values(), b.memptr(), 1.0, r_.memptr());
@@ -210,7 +211,7 @@ double equation_scan::sum_of_squares(arma::Mat<double> const& b, std::vector<arm
   return dot(n_, r_.memptr(), r_.memptr());
 }
 
-double equation_scan::squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u) {
+double equation_scan::squares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u) {
   if (!products_.built()) return std::numeric_limits<double>::quiet_NaN();
   products_.condition_on(b.memptr());
   products_.effect_sums();
@@ -218,13 +219,13 @@ double equation_scan::squares(arma::Mat<double> const& b, std::vector<arma::Mat<
   return products_.sum_of_squares(L < u.size() ? &u[L] : nullptr);
 }
 
-cluster_statistics* equation_scan::statistics(arma::Mat<double> const& b) {
+cluster_statistics* equation_scan::statistics(const arma::Mat<double>& b) {
   if (first_) return nullptr;
   if (!tried_statistics_) {
     tried_statistics_ = true;
     if (use_products_ && is_static() && !eq_.terms.z.empty() && eq_.structure.n_levels() > 0) {
-      std::vector<arma::Mat<double> const*> z;
-      for (columns const& level : eq_.terms.z) z.push_back(&level.values());
+      std::vector<const arma::Mat<double>*> z;
+      for (const columns& level : eq_.terms.z) z.push_back(&level.values());
       arma::Col<double> base(b.memptr(), b.n_elem), h(b.n_elem);
       multiply_transposed(1.0, eq_.terms.x.values(), y_.memptr(), 0.0, h.memptr());
       coefficients_.mean(gram_.values(), h.memptr(), variance_, base.memptr());
@@ -234,12 +235,12 @@ cluster_statistics* equation_scan::statistics(arma::Mat<double> const& b) {
   return statistics_.built() ? &statistics_ : nullptr;
 }
 
-void equation_scan::draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng) {
+void equation_scan::draw_missing(const arma::Col<arma::uword>& units, const row_scale& scale, Random& rng) {
   if (products_.built()) throw error_debug("An outcome without missing values cannot be imputed.");
   predictive_.draw(units, scale, rng, y_.memptr(), r_.memptr());
 }
 
-void equation_scan::replace_values(arma::Col<arma::uword> const& units, double const* values) {
+void equation_scan::replace_values(const arma::Col<arma::uword>& units, const double* values) {
   if (products_.built()) throw error_debug("An outcome without missing values cannot be imputed.");
   for (arma::uword k = 0; k < units.n_elem; ++k) {
     arma::uword const i = units(k);
@@ -248,7 +249,7 @@ void equation_scan::replace_values(arma::Col<arma::uword> const& units, double c
   }
 }
 
-void equation_scan::reread_parameters(arma::Mat<double> const& data) {
+void equation_scan::reread_parameters(const arma::Mat<double>& data) {
   if (eq_.terms.x.holds_parameters()) {
     eq_.terms.x.refresh(data, eq_.rows);
     x_moments_.refresh(eq_.terms.x);
@@ -260,16 +261,16 @@ void equation_scan::reread_parameters(arma::Mat<double> const& data) {
   }
 }
 
-void equation_scan::variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
-                           arma::uword first, std::vector<int> const& icept, shares& out) {
+void equation_scan::variance_shares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& Sigma,
+                                    arma::uword first, const std::vector<int>& icept, shares& out) {
   out.coef = fixed_variance(x_moments_, b.memptr(), first);
   out.levels.resize(Sigma.size());
   for (std::size_t L = 0; L < Sigma.size(); ++L)
     out.levels[L] = random_variance(z_moments_[L], Sigma[L], L < icept.size() && icept[L] != 0);
 }
 
-shares equation_scan::variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
-                             arma::uword first, std::vector<int> const& icept) {
+shares equation_scan::variance_shares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& Sigma,
+                                      arma::uword first, const std::vector<int>& icept) {
   shares out;
   variance_shares(b, Sigma, first, icept, out);
   return out;

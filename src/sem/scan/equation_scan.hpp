@@ -8,11 +8,11 @@
 #include "sem/scan/covariance.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/design.hpp"
-#include "sem/scan/values/predictive_draw.hpp"
 #include "sem/scan/random_effects.hpp"
 #include "sem/scan/row_scale.hpp"
 #include "sem/scan/shifted_design.hpp"
 #include "sem/scan/static_products.hpp"
+#include "sem/scan/values/predictive_draw.hpp"
 #include "sem/scan/variance_shares.hpp"
 #include "sem/wiring/cluster.hpp"
 
@@ -24,7 +24,7 @@ struct equation {
   bool y_static = false;                         ///< no cell of it is ever written
   design terms;                                  ///< predictors and random-effect covariates
   estimator::cluster structure;                  ///< above the outcome
-  arma::Col<arma::uword> const* rows = nullptr;  ///< the row of each unit; null for every row
+  const arma::Col<arma::uword>* rows = nullptr;  ///< the row of each unit; null for every row
   arma::Col<arma::uword> free, fixed;            ///< coefficients drawn; not drawn
   coefficient_prior prior = {};                  ///< of all coefficients; those drawn heed it
 };
@@ -47,8 +47,8 @@ struct shares {
 class equation_scan {
  public:
   explicit equation_scan(equation terms);
-  equation_scan(equation_scan const&) = delete;
-  equation_scan& operator=(equation_scan const&) = delete;
+  equation_scan(const equation_scan&) = delete;
+  equation_scan& operator=(const equation_scan&) = delete;
 
   /// Keeps r in every scan, also where cross-products would do. For comparison; before the first begin().
   void keep_rows() { use_products_ = false; }
@@ -59,71 +59,71 @@ class equation_scan {
 
   /// Starts a scan at the data: reads what can change, and the outcome. `b` and `u`: the current state.
   /// `scale` is the row scale of the scan (it enters the products within clusters unless it is one).
-  void begin(arma::Mat<double> const& data, arma::Mat<double> const& b,
-             std::vector<arma::Mat<double>> const& u, row_scale const& scale);
+  void begin(const arma::Mat<double>& data, const arma::Mat<double>& b,
+             const std::vector<arma::Mat<double>>& u, const row_scale& scale);
   /// The same with the outcome given (a latent score, a transformed value): units x 1. If the equation says
   /// that y is static, it is the same in every scan.
-  void begin(arma::Mat<double> const& data, arma::Col<double> const& y, arma::Mat<double> const& b,
-             std::vector<arma::Mat<double>> const& u, row_scale const& scale);
+  void begin(const arma::Mat<double>& data, const arma::Col<double>& y, const arma::Mat<double>& b,
+             const std::vector<arma::Mat<double>>& u, const row_scale& scale);
 
   /// Takes a known part of the outcome (one value per unit) out of r. Only with rows kept.
-  void subtract(double const* part);
+  void subtract(const double* part);
 
   /// Draws b given the random effects; r becomes the whole residual.
-  void draw_coefficients(row_scale const& scale, std::vector<arma::Mat<double>> const& u, Random& rng,
+  void draw_coefficients(const row_scale& scale, const std::vector<arma::Mat<double>>& u, Random& rng,
                          arma::Mat<double>& b);
   /// In place of draw_coefficients: takes b as it is.
-  void keep_coefficients(arma::Mat<double> const& b);
+  void keep_coefficients(const arma::Mat<double>& b);
 
   /// Draws the effects of the L-th level above, in place. `mu`: their means, or null.
-  void draw_effects(unsigned L, row_scale const& scale, arma::Mat<double> const& iSigma,
-                    arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u);
+  void draw_effects(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
+                    const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u);
 
   /// The effects of the L-th level above were drawn elsewhere: `change`, clusters x q, is what they gained.
-  void move_effects(unsigned L, arma::Mat<double> const& change);
+  void move_effects(unsigned L, const arma::Mat<double>& change);
 
   /// r'r at the current state.
-  double sum_of_squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u);
+  double sum_of_squares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u);
 
   /// |y - Xb - Zu|^2 from products alone, at any state; NaN where they do not serve (see static_products).
-  double squares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u);
+  double squares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u);
 
   /// Draws the outcome of `units` from the equation and writes it into y() and r(). Only with rows kept.
-  void draw_missing(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng);
+  void draw_missing(const arma::Col<arma::uword>& units, const row_scale& scale, Random& rng);
   /// The outcome of `units` was drawn elsewhere: values into y() and r(). Only with rows kept.
-  void replace_values(arma::Col<arma::uword> const& units, double const* values);
+  void replace_values(const arma::Col<arma::uword>& units, const double* values);
 
   /// Reads the columns that hold a parameter again, and the moments that follow from them: the parameter was
   /// written after begin(). Nothing without such columns.
-  void reread_parameters(arma::Mat<double> const& data);
+  void reread_parameters(const arma::Mat<double>& data);
   /// Of the last draw. `first`: 1 if coefficient 0 is the intercept, else 0; `icept`: per level.
-  shares variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
-                         arma::uword first, std::vector<int> const& icept);
+  shares variance_shares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& Sigma,
+                         arma::uword first, const std::vector<int>& icept);
   /// The same without a temporary.
-  void variance_shares(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& Sigma,
-                       arma::uword first, std::vector<int> const& icept, shares& out);
+  void variance_shares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& Sigma,
+                       arma::uword first, const std::vector<int>& icept, shares& out);
 
   /// Sums within clusters that give the log likelihoods; null when something of the equation can change, when
   /// they would take too much room, or before the first scan. `b`: the coefficients, of which the fixed
   /// ones are read.
-  cluster_statistics* statistics(arma::Mat<double> const& b);
-  cluster_products const& within(unsigned L) const { return within_[L]; }
+  cluster_statistics* statistics(const arma::Mat<double>& b);
+  const cluster_products& within(unsigned L) const { return within_[L]; }
 
   arma::uword n_units() const { return n_; }
   bool uses_products() const { return products_.built(); }
-  equation const& terms() const { return eq_; }
-  column_moments const& moments_of_x() const { return x_moments_; }
-  arma::Col<double> const& y() const { return y_; }
-  arma::Col<double> const& r() const { return r_; }
+  const equation& terms() const { return eq_; }
+  const column_moments& moments_of_x() const { return x_moments_; }
+  const arma::Col<double>& y() const { return y_; }
+  const arma::Col<double>& r() const { return r_; }
 
  private:
   bool is_static() const;
   bool can_use_products() const;
-  void refresh(arma::Mat<double> const& data, row_scale const& scale);
-  arma::Mat<double> const& products() const;
-  void start(arma::Mat<double> const& b, std::vector<arma::Mat<double>> const& u, row_scale const& scale);
-  void start_residual(std::vector<arma::Mat<double>> const& u);
-  void build_products(arma::Mat<double> const& b, double variance);
+  void refresh(const arma::Mat<double>& data, const row_scale& scale);
+  const arma::Mat<double>& products() const;
+  void start(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u, const row_scale& scale);
+  void start_residual(const std::vector<arma::Mat<double>>& u);
+  void build_products(const arma::Mat<double>& b, double variance);
   std::size_t effect_level() const;
 
   equation eq_;

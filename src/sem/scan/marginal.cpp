@@ -9,13 +9,12 @@
 namespace tovik::sem::scan {
 namespace {
 
-
 /// A covariance matrix as the algebra needs it.
 struct prior_of_effects {
   arma::Mat<double> precision;
   double log_det = 0.0;
 
-  explicit prior_of_effects(arma::Mat<double> const& Sigma) : precision(Sigma.n_rows, Sigma.n_rows) {
+  explicit prior_of_effects(const arma::Mat<double>& Sigma) : precision(Sigma.n_rows, Sigma.n_rows) {
     arma::uword const q = Sigma.n_rows;
     arma::Mat<double> T = Sigma;
     if (!reverse_cholesky(T.memptr(), q)) throw numeric_error::not_positive_definite();
@@ -33,7 +32,7 @@ void factor(arma::Mat<double>& P) {
   if (!reverse_cholesky(P.memptr(), P.n_rows)) throw numeric_error::not_positive_definite();
 }
 
-double range_product(double const* a, double const* b, arma::uword begin, arma::uword end) {
+double range_product(const double* a, const double* b, arma::uword begin, arma::uword end) {
   double sum = 0.0;
   for (arma::uword i = begin; i < end; ++i) sum += a[i] * b[i];
   return sum;
@@ -55,7 +54,7 @@ struct top_sums {
 };
 
 /// Adds the units begin .. end - 1 with independent residuals of variance v.
-void add_units(top_sums& sums, double const* r, arma::Mat<double> const& z, double v, arma::uword begin,
+void add_units(top_sums& sums, const double* r, const arma::Mat<double>& z, double v, arma::uword begin,
                arma::uword end) {
   sums.quad += range_product(r, r, begin, end) / v;
   sums.log_det += static_cast<double>(end - begin) * std::log(v);
@@ -69,10 +68,10 @@ void add_units(top_sums& sums, double const* r, arma::Mat<double> const& z, doub
 /// Takes off what the effects of one lower cluster explain, and adds their determinant.
 class lower_level {
  public:
-  lower_level(arma::Mat<double> const& z, arma::Mat<double> const& Sigma, arma::uword q_top)
+  lower_level(const arma::Mat<double>& z, const arma::Mat<double>& Sigma, arma::uword q_top)
       : z_(z), prior_(Sigma), H_(z.n_cols, z.n_cols), cross_(z.n_cols, q_top + 1) {}
 
-  void add(top_sums& sums, double const* r, arma::Mat<double> const& z_top, double v, arma::uword begin,
+  void add(top_sums& sums, const double* r, const arma::Mat<double>& z_top, double v, arma::uword begin,
            arma::uword end) {
     arma::uword const q = z_.n_cols, p = z_top.n_cols;
     if (q == 0) return;
@@ -85,7 +84,7 @@ class lower_level {
     }
     factor(H_);
     for (arma::uword l = 0; l <= p; ++l) solve_upper(H_.memptr(), q, cross_.colptr(l));
-    double const* t = cross_.colptr(p);
+    const double* t = cross_.colptr(p);
     sums.quad -= range_product(t, t, 0, q);
     sums.log_det += prior_.log_det + log_determinant(H_.memptr(), q);
     for (arma::uword j = 0; j < p; ++j) {
@@ -96,21 +95,21 @@ class lower_level {
   }
 
  private:
-  arma::Mat<double> const& z_;
+  const arma::Mat<double>& z_;
   prior_of_effects prior_;
   arma::Mat<double> H_, cross_;
 };
 
 }  // namespace
 
-arma::Col<double> marginal_log_likelihood(arma::Col<double> const& r, std::vector<arma::Mat<double>> const& z,
-                                          std::vector<arma::Mat<double>> const& Sigma, double v,
-                                          estimator::cluster const& structure) {
+arma::Col<double> marginal_log_likelihood(const arma::Col<double>& r, const std::vector<arma::Mat<double>>& z,
+                                          const std::vector<arma::Mat<double>>& Sigma, double v,
+                                          const estimator::cluster& structure) {
   std::size_t const top = z.size() - 1;
   arma::uword const q = z[top].n_cols;
-  auto const& clusters = *structure.selectors[top];
-  prior_of_effects const prior(Sigma[top]);
-  arma::Mat<double> const nothing(r.n_elem, 0), no_effects(0, 0);
+  const auto& clusters = *structure.selectors[top];
+  const prior_of_effects prior(Sigma[top]);
+  const arma::Mat<double> nothing(r.n_elem, 0), no_effects(0, 0);
   lower_level lower(top == 1 ? z[0] : nothing, top == 1 ? Sigma[0] : no_effects, q);
   top_sums sums(q);
   arma::Col<double> out(clusters.size());
@@ -120,7 +119,7 @@ arma::Col<double> marginal_log_likelihood(arma::Col<double> const& r, std::vecto
     sums.clear();
     add_units(sums, r.memptr(), z[top], v, begin, end);
     if (top == 1) {
-      auto const& units = *structure.selectors[0];
+      const auto& units = *structure.selectors[0];
       for (; unit < units.size() && units.start[unit] < end; ++unit)
         lower.add(sums, r.memptr(), z[top], v, units.start[unit], units.start[unit] + units.count[unit]);
     }

@@ -17,8 +17,8 @@ namespace tovik::sem::scan {
 ///
 /// `z`: per level, units x q (q may be 0); `Sigma`: per level, q x q. One or two levels. Throws
 /// numeric_error "chol(): decomposition failed" when a Sigma is not positive definite.
-arma::Col<double> marginal_log_likelihood(arma::Col<double> const& r, std::vector<arma::Mat<double>> const& z,
-                                          std::vector<arma::Mat<double>> const& Sigma, double v,
-                                          estimator::cluster const& structure);
+arma::Col<double> marginal_log_likelihood(const arma::Col<double>& r, const std::vector<arma::Mat<double>>& z,
+                                          const std::vector<arma::Mat<double>>& Sigma, double v,
+                                          const estimator::cluster& structure);
 
 }  // namespace tovik::sem::scan

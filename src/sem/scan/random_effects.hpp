@@ -17,16 +17,16 @@ class random_effects_step {
   /// `A`: clusters x q(q + 1)/2, upper triangles packed by columns; `t`: clusters x q; `mu`: clusters x q or
   /// null; `u`: clusters x q, overwritten in place. Consumes q normals per cluster, cluster by cluster.
   /// Throws numeric_error "chol(): decomposition failed" when a precision is not positive definite.
-  void draw(arma::Mat<double> const& A, arma::Mat<double> const& t, double w, arma::Mat<double> const& iSigma,
-            arma::Mat<double> const* mu, Random& rng, arma::Mat<double>& u);
+  void draw(const arma::Mat<double>& A, const arma::Mat<double>& t, double w, const arma::Mat<double>& iSigma,
+            const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u);
 
  private:
-  void draw_1(arma::Mat<double> const& A, arma::Mat<double> const& t, double w,
-              arma::Mat<double> const& iSigma, arma::Mat<double> const* mu, arma::Mat<double>& u);
-  void draw_2(arma::Mat<double> const& A, arma::Mat<double> const& t, double w,
-              arma::Mat<double> const& iSigma, arma::Mat<double> const* mu, arma::Mat<double>& u);
-  void draw_any(arma::Mat<double> const& A, arma::Mat<double> const& t, double w,
-                arma::Mat<double> const& iSigma, arma::Mat<double> const* mu, arma::Mat<double>& u);
+  void draw_1(const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
+              const arma::Mat<double>& iSigma, const arma::Mat<double>* mu, arma::Mat<double>& u);
+  void draw_2(const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
+              const arma::Mat<double>& iSigma, const arma::Mat<double>* mu, arma::Mat<double>& u);
+  void draw_any(const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
+                const arma::Mat<double>& iSigma, const arma::Mat<double>* mu, arma::Mat<double>& u);
 
   arma::Col<double> z_;
   arma::Col<double> P_, h_;

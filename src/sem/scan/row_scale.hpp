@@ -15,8 +15,8 @@ class row_scale {
   /// One variance.
   explicit row_scale(double variance = 1.0) : form_(form::one), variance_(variance) {}
   /// One precision per cluster; `cluster_of` gives the cluster of each unit. Both must outlive this object.
-  static row_scale per_cluster(arma::Col<double> const& precisions,
-                               arma::Col<arma::uword> const& cluster_of) {
+  static row_scale per_cluster(const arma::Col<double>& precisions,
+                               const arma::Col<arma::uword>& cluster_of) {
     row_scale out;
     out.form_ = form::per_cluster;
     out.precisions_ = precisions.memptr();
@@ -24,7 +24,7 @@ class row_scale {
     return out;
   }
   /// One precision per unit. Must outlive this object.
-  static row_scale per_row(arma::Col<double> const& precisions) {
+  static row_scale per_row(const arma::Col<double>& precisions) {
     row_scale out;
     out.form_ = form::per_row;
     out.precisions_ = precisions.memptr();
@@ -53,8 +53,8 @@ class row_scale {
  private:
   form form_;
   double variance_ = 1.0;
-  double const* precisions_ = nullptr;
-  arma::uword const* cluster_of_ = nullptr;
+  const double* precisions_ = nullptr;
+  const arma::uword* cluster_of_ = nullptr;
 };
 
 }  // namespace tovik::sem::scan

@@ -19,20 +19,20 @@ namespace tovik::sem::scan {
 /// The share of a diagonal element at which a pivot counts as zero, for sums of products over n rows. A pivot
 /// is what the later columns leave of a column; rounding leaves about sqrt(n) epsilon of a dependent one.
 inline double singular_share(arma::uword n) {
-  double const epsilon = std::numeric_limits<double>::epsilon();
+  const double epsilon = std::numeric_limits<double>::epsilon();
   return std::max(100.0 * epsilon, 10.0 * epsilon * std::sqrt(static_cast<double>(n)));
 }
 
 /// Overwrites the upper triangle of P by T. False when P is not positive definite: the pivot of some column j
 /// is not above tolerance(j) times its diagonal element.
 template <class Tolerance>
-bool reverse_cholesky(double* P, arma::uword q, Tolerance const& tolerance) {
+bool reverse_cholesky(double* P, arma::uword q, const Tolerance& tolerance) {
   for (arma::uword j = q; j-- > 0;) {
-    double const diagonal = P[j + j * q];
+    const double diagonal = P[j + j * q];
     double pivot = diagonal;
     for (arma::uword l = j + 1; l < q; ++l) pivot -= P[j + l * q] * P[j + l * q];
     if (!(pivot > tolerance(j) * diagonal) || !(pivot > 0.0)) return false;
-    double const root = std::sqrt(pivot);
+    const double root = std::sqrt(pivot);
     P[j + j * q] = root;
     for (arma::uword i = 0; i < j; ++i) {
       double sum = P[i + j * q];
@@ -49,16 +49,16 @@ inline bool reverse_cholesky(double* P, arma::uword q, double tolerance = 0.0) {
 }
 
 /// x := inv(T) x.
-inline void solve_upper(double const* T, arma::uword q, double* x) {
+inline void solve_upper(const double* T, arma::uword q, double* x) {
   for (arma::uword j = q; j-- > 0;) {
-    double const value = x[j] / T[j + j * q];
+    const double value = x[j] / T[j + j * q];
     x[j] = value;
     for (arma::uword i = 0; i < j; ++i) x[i] -= T[i + j * q] * value;
   }
 }
 
 /// x := inv(T)' x.
-inline void solve_upper_transposed(double const* T, arma::uword q, double* x) {
+inline void solve_upper_transposed(const double* T, arma::uword q, double* x) {
   for (arma::uword j = 0; j < q; ++j) {
     double sum = x[j];
     for (arma::uword i = 0; i < j; ++i) sum -= T[i + j * q] * x[i];
@@ -67,7 +67,7 @@ inline void solve_upper_transposed(double const* T, arma::uword q, double* x) {
 }
 
 /// log det(T T').
-inline double log_determinant(double const* T, arma::uword q) {
+inline double log_determinant(const double* T, arma::uword q) {
   double sum = 0.0;
   for (arma::uword j = 0; j < q; ++j) sum += std::log(T[j + j * q]);
   return 2.0 * sum;
@@ -75,7 +75,7 @@ inline double log_determinant(double const* T, arma::uword q) {
 
 /// out := inv(S) for a symmetric positive definite q x q S, written in place and exactly symmetric. `work`
 /// has room for q * (q + 1) numbers. `out` may be S. Throws numeric_error "inv(): matrix is singular".
-inline void invert_symmetric(double const* S, arma::uword q, double* out, double* work) {
+inline void invert_symmetric(const double* S, arma::uword q, double* out, double* work) {
   double* T = work;
   double* e = work + q * q;
   for (arma::uword i = 0; i < q * q; ++i) T[i] = S[i];

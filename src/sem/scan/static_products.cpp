@@ -8,9 +8,9 @@
 
 namespace tovik::sem::scan {
 
-void static_products::build(arma::Mat<double> const& X, gram const& G, coefficient_step& step,
-                            arma::Col<double> const& y, double v, double const* b, arma::Mat<double> const* z,
-                            estimator::selector const* clusters, cluster_products const* A) {
+void static_products::build(const arma::Mat<double>& X, const gram& G, coefficient_step& step,
+                            const arma::Col<double>& y, double v, const double* b, const arma::Mat<double>* z,
+                            const estimator::selector* clusters, const cluster_products* A) {
   arma::uword const k = X.n_cols;
   G_ = &G;
   A_ = A;
@@ -30,7 +30,7 @@ void static_products::build(arma::Mat<double> const& X, gram const& G, coefficie
   ee_ = arma::dot(e, e);
   P_.clear();
   if (z != nullptr) {
-    row_scale const one;
+    const row_scale one;
     for (arma::uword j = 0; j < z->n_cols; ++j) {
       P_.emplace_back(clusters->size(), k);
       for (arma::uword l = 0; l < k; ++l)
@@ -42,7 +42,7 @@ void static_products::build(arma::Mat<double> const& X, gram const& G, coefficie
   built_ = true;
 }
 
-void static_products::draw_coefficients(coefficient_step& step, double v, arma::Mat<double> const* u,
+void static_products::draw_coefficients(coefficient_step& step, double v, const arma::Mat<double>* u,
                                         Random& rng, double* b) {
   condition_on(b);
   std::copy_n(xe_.memptr(), h_.n_elem, h_.memptr());
@@ -53,11 +53,11 @@ void static_products::draw_coefficients(coefficient_step& step, double v, arma::
   for (arma::uword j : step.free()) b[j] = base_(j) + shift_(j);
 }
 
-void static_products::condition_on(double const* b) {
+void static_products::condition_on(const double* b) {
   for (arma::uword j = 0; j < shift_.n_elem; ++j) shift_(j) = b[j] - base_(j);
 }
 
-arma::Mat<double> const& static_products::effect_sums() {
+const arma::Mat<double>& static_products::effect_sums() {
   for (std::size_t j = 0; j < P_.size(); ++j) {
     std::copy_n(ze_.colptr(j), ze_.n_rows, t_.colptr(j));
     multiply(-1.0, P_[j], shift_.memptr(), 1.0, t_.colptr(j));
@@ -65,23 +65,23 @@ arma::Mat<double> const& static_products::effect_sums() {
   return t_;
 }
 
-double static_products::sum_of_squares(arma::Mat<double> const* u) const {
+double static_products::sum_of_squares(const arma::Mat<double>* u) const {
   arma::uword const k = shift_.n_elem;
-  auto const& G = G_->values();
+  const auto& G = G_->values();
   double dGd = 0.0;
   for (arma::uword j = 0; j < k; ++j) {
     double sum = 0.0;
     for (arma::uword i = 0; i < j; ++i) sum += G(i, j) * shift_(i);
     dGd += shift_(j) * (2.0 * sum + G(j, j) * shift_(j));
   }
-  double const linear = 2.0 * dot(k, shift_.memptr(), xe_.memptr());
+  const double linear = 2.0 * dot(k, shift_.memptr(), xe_.memptr());
   double ut = 0.0, uAu = 0.0;
   if (u != nullptr && !P_.empty()) {
     ut = dot(u->n_elem, u->memptr(), t_.memptr());
     uAu = quadratic_form(A_->values(), *u);
   }
-  double const total = ee_ - linear + dGd - 2.0 * ut + uAu;
-  double const size = ee_ + std::fabs(linear) + dGd + 2.0 * std::fabs(ut) + uAu;
+  const double total = ee_ - linear + dGd - 2.0 * ut + uAu;
+  const double size = ee_ + std::fabs(linear) + dGd + 2.0 * std::fabs(ut) + uAu;
   return total > 1e-9 * size ? total : std::numeric_limits<double>::quiet_NaN();
 }
 

@@ -23,25 +23,25 @@ class static_products {
   /// `clusters`: those of the effects, or null; `z` (units x q) and `A` may be null together. `b`:
   /// coefficients, of which the fixed ones are part of the base. `step` has its factor; `v`: a residual
   /// variance, by which a prior weighs in the base.
-  void build(arma::Mat<double> const& X, gram const& G, coefficient_step& step, arma::Col<double> const& y,
-             double v, double const* b, arma::Mat<double> const* z, estimator::selector const* clusters,
-             cluster_products const* A);
+  void build(const arma::Mat<double>& X, const gram& G, coefficient_step& step, const arma::Col<double>& y,
+             double v, const double* b, const arma::Mat<double>* z, const estimator::selector* clusters,
+             const cluster_products* A);
 
   bool built() const { return built_; }
 
   /// Draws the coefficients given the effects (null without) and the residual variance v.
-  void draw_coefficients(coefficient_step& step, double v, arma::Mat<double> const* u, Random& rng,
+  void draw_coefficients(coefficient_step& step, double v, const arma::Mat<double>* u, Random& rng,
                          double* b);
   /// Takes b as given.
-  void condition_on(double const* b);
+  void condition_on(const double* b);
   /// t: clusters x q, at the coefficients last drawn or conditioned on.
-  arma::Mat<double> const& effect_sums();
+  const arma::Mat<double>& effect_sums();
   /// |y - Xb - Zu|^2. NaN when more than nine digits cancelled: the caller then passes over the units.
-  double sum_of_squares(arma::Mat<double> const* u) const;
+  double sum_of_squares(const arma::Mat<double>* u) const;
 
  private:
-  gram const* G_ = nullptr;
-  cluster_products const* A_ = nullptr;
+  const gram* G_ = nullptr;
+  const cluster_products* A_ = nullptr;
   arma::Col<double> base_, shift_;    ///< b0; d
   arma::Col<double> xe_, h_;          ///< X'e; X'(e - Zu)
   double ee_ = 0.0;                   ///< e'e

@@ -14,7 +14,7 @@ class symmetric_eigen {
   arma::Mat<double> vectors;
 
   /// Throws numeric_error where the decomposition fails.
-  void take(arma::Mat<double> const& S) {
+  void take(const arma::Mat<double>& S) {
     char job = 'V', upper = 'U';
     arma::blas_int n = static_cast<arma::blas_int>(S.n_rows), info = 0;
     arma::blas_int size = 1 + 6 * n + 2 * n * n, integers = 3 + 5 * n;

@@ -33,7 +33,7 @@ void drawMid(arma::Col<double>& z, double lower, double upper, Random& rng) {
   for (double& value : z) value = rng.trNorm(value, lower, upper, 1.0);
 }
 
-thresholds::thresholds(arma::Col<arma::uword> const& counts)
+thresholds::thresholds(const arma::Col<arma::uword>& counts)
     : tau(counts.n_elem > 0 ? counts.n_elem - 1 : 0, arma::fill::zeros),
       tuning(5.8, estimator::tune_obj::kind_type::threshold) {
   if (counts.n_elem < 2) throw error_debug("An ordinal variable needs two categories.");
@@ -44,7 +44,7 @@ thresholds::thresholds(arma::Col<arma::uword> const& counts)
   // An empty category would put two thresholds in one place.
   arma::Col<double> n = arma::conv_to<arma::Col<double>>::from(counts);
   if (n.min() == 0.0) n += 0.5;
-  double const total = arma::accu(n);
+  const double total = arma::accu(n);
   double sum = 0.0;
   for (arma::uword k = 0; k < tau.n_elem; ++k) {
     sum += n[k];
@@ -71,7 +71,7 @@ arma::Col<double> thresholds::propose(double s, Random& rng) const {
 
 /// log q(tau | t) - log q(t | tau): the normal kernels cancel and the masses of the truncations stay. A
 /// threshold that t has left behind, t_{k+1} <= tau_k, could not be proposed from t.
-double thresholds::log_proposal_ratio(arma::Col<double> const& t, double s) const {
+double thresholds::log_proposal_ratio(const arma::Col<double>& t, double s) const {
   arma::uword const K = tau.n_elem;
   double sum = 0.0;
   for (arma::uword k = 1; k + 1 < K; ++k) {
@@ -84,16 +84,16 @@ double thresholds::log_proposal_ratio(arma::Col<double> const& t, double s) cons
 }
 
 /// The first category's bounds do not move.
-double thresholds::log_likelihood_ratio(arma::Col<double> const& t,
-                                        std::vector<arma::Col<arma::uword>> const& members,
-                                        double const* mean, double const* sd) const {
+double thresholds::log_likelihood_ratio(const arma::Col<double>& t,
+                                        const std::vector<arma::Col<arma::uword>>& members,
+                                        const double* mean, const double* sd) const {
   arma::uword const K = tau.n_elem;
   double sum = 0.0;
   for (arma::uword k = 1; k <= K; ++k) {
-    double const t_lower = t[k - 1], tau_lower = tau[k - 1];
-    double const t_upper = k < K ? t[k] : infinity, tau_upper = k < K ? tau[k] : infinity;
+    const double t_lower = t[k - 1], tau_lower = tau[k - 1];
+    const double t_upper = k < K ? t[k] : infinity, tau_upper = k < K ? tau[k] : infinity;
     for (arma::uword i : members[k]) {
-      double const m = mean[i], s = sd == nullptr ? 1.0 : sd[i];
+      const double m = mean[i], s = sd == nullptr ? 1.0 : sd[i];
       sum += std::log(interval((t_lower - m) / s, (t_upper - m) / s) /
                       interval((tau_lower - m) / s, (tau_upper - m) / s));
     }
@@ -101,18 +101,18 @@ double thresholds::log_likelihood_ratio(arma::Col<double> const& t,
   return sum;
 }
 
-bool thresholds::move(std::vector<arma::Col<arma::uword>> const& members, double const* mean, arma::uword n,
-                      Random& rng, double const* sd) {
+bool thresholds::move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
+                      Random& rng, const double* sd) {
   if (tau.n_elem < 2) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
-  double const s = std::sqrt(tuning.value / static_cast<double>(n));
-  arma::Col<double> const t = propose(s, rng);
+  const double s = std::sqrt(tuning.value / static_cast<double>(n));
+  const arma::Col<double> t = propose(s, rng);
   double ratio = log_proposal_ratio(t, s);
   if (ratio > -infinity) ratio += log_likelihood_ratio(t, members, mean, sd);
   ++tuning.total;
   // A ratio of two vanishing probabilities tells nothing: it counts as 1.
-  double const u = rng.runif();
-  bool const accepted = std::isnan(ratio) || u <= std::exp(std::min(0.0, ratio));
+  const double u = rng.runif();
+  const bool accepted = std::isnan(ratio) || u <= std::exp(std::min(0.0, ratio));
   if (!accepted || ratio == -infinity) return false;
   tau = t;
   ++tuning.accepted;
@@ -125,10 +125,10 @@ double thresholds::draw(arma::uword k, double mean, Random& rng, double sd) cons
   return rng.trNorm(mean, tau[k - 1], tau[k], sd);
 }
 
-void thresholds::draw(std::vector<arma::Col<arma::uword>> const& members, double const* mean, double* scores,
-                      Random& rng, double const* sd) const {
+void thresholds::draw(const std::vector<arma::Col<arma::uword>>& members, const double* mean, double* scores,
+                      Random& rng, const double* sd) const {
   arma::uword const K = tau.n_elem;
-  auto const category = [&](arma::uword k) {
+  const auto category = [&](arma::uword k) {
     for (arma::uword i : members[k]) scores[i] = draw(k, mean[i], rng, sd == nullptr ? 1.0 : sd[i]);
   };
   category(0);

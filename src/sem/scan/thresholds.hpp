@@ -19,7 +19,7 @@ class thresholds {
   thresholds() = default;
   /// Starts at the normal quantiles of the cumulative shares less the first; `counts`: units per category, at
   /// least two categories, else error_debug.
-  explicit thresholds(arma::Col<arma::uword> const& counts);
+  explicit thresholds(const arma::Col<arma::uword>& counts);
 
   arma::uword n_categories() const { return tau.n_elem + 1; }
   /// Throws error_debug for NaN.
@@ -29,12 +29,12 @@ class thresholds {
   /// Computing 6, 101-111). `members`: per category, its units; `mean` and `sd`: of each unit's score, the
   /// latter null for 1; `n`: units that scale the proposal. True if the thresholds moved; nothing happens,
   /// and it is false, for K = 1.
-  bool move(std::vector<arma::Col<arma::uword>> const& members, double const* mean, arma::uword n,
-            Random& rng, double const* sd = nullptr);
+  bool move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
+            Random& rng, const double* sd = nullptr);
   /// Draws the members' scores around `mean` within their categories: the first category, the last, then
   /// those between.
-  void draw(std::vector<arma::Col<arma::uword>> const& members, double const* mean, double* scores,
-            Random& rng, double const* sd = nullptr) const;
+  void draw(const std::vector<arma::Col<arma::uword>>& members, const double* mean, double* scores,
+            Random& rng, const double* sd = nullptr) const;
   /// One score of category k.
   double draw(arma::uword k, double mean, Random& rng, double sd = 1.0) const;
 
@@ -43,9 +43,9 @@ class thresholds {
 
  private:
   arma::Col<double> propose(double s, Random& rng) const;
-  double log_proposal_ratio(arma::Col<double> const& t, double s) const;
-  double log_likelihood_ratio(arma::Col<double> const& t, std::vector<arma::Col<arma::uword>> const& members,
-                              double const* mean, double const* sd) const;
+  double log_proposal_ratio(const arma::Col<double>& t, double s) const;
+  double log_likelihood_ratio(const arma::Col<double>& t, const std::vector<arma::Col<arma::uword>>& members,
+                              const double* mean, const double* sd) const;
 };
 
 /// log(Phi(b) - Phi(a)) for a <= b, accurate in both tails; minus infinity when it is 0.

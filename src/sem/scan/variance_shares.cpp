@@ -12,16 +12,16 @@ namespace {
 constexpr double most_cancelled = 1e5;
 }  // namespace
 
-double column_moments::about_means(arma::Mat<double> const& X, arma::uword j, arma::uword l) {
+double column_moments::about_means(const arma::Mat<double>& X, arma::uword j, arma::uword l) {
   arma::uword const n = X.n_rows;
-  double const* x = X.colptr(j);
+  const double* x = X.colptr(j);
   if (centred_column_ != j + 1) {
     centred_.set_size(n);
     for (arma::uword i = 0; i < n; ++i) centred_(i) = x[i] - mean(j);
     centred_column_ = j + 1;
   }
-  double const* y = X.colptr(l);
-  double const m = mean(l);
+  const double* y = X.colptr(l);
+  const double m = mean(l);
   double sums[4] = {0.0, 0.0, 0.0, 0.0};  // their additions overlap
   arma::uword i = 0;
   for (; i + 3 < n; i += 4)
@@ -30,27 +30,27 @@ double column_moments::about_means(arma::Mat<double> const& X, arma::uword j, ar
   return (sums[0] + sums[1]) + (sums[2] + sums[3]);
 }
 
-void column_moments::update(arma::Mat<double> const& X, arma::uword j, arma::Mat<double> const* products) {
-  double const n = static_cast<double>(X.n_rows);
+void column_moments::update(const arma::Mat<double>& X, arma::uword j, const arma::Mat<double>* products) {
+  const double n = static_cast<double>(X.n_rows);
   for (arma::uword l = 0; l < X.n_cols; ++l) {
     if (l != j && filled_ && covariance(l, l) == 0.0) {  // a constant
       covariance(j, l) = 0.0;
       covariance(l, j) = 0.0;
       continue;
     }
-    double const of_means = n * mean(j) * mean(l);
+    const double of_means = n * mean(j) * mean(l);
     double sum = products == nullptr ? 0.0 : (*products)(j, l) - of_means;
     // |sum| is at most the root of the product of both sums of squares, by which its error is to be judged.
-    bool const safe = products != nullptr && std::fabs(of_means) <= most_cancelled * spread_(j) * spread_(l);
+    const bool safe = products != nullptr && std::fabs(of_means) <= most_cancelled * spread_(j) * spread_(l);
     if (!safe) sum = about_means(X, j, l);
     covariance(j, l) = sum / (n - 1.0);
     covariance(l, j) = covariance(j, l);
   }
 }
 
-void column_moments::refresh(columns const& x, arma::Mat<double> const* products) {
-  auto const& X = x.values();
-  double const n = static_cast<double>(X.n_rows);
+void column_moments::refresh(const columns& x, const arma::Mat<double>* products) {
+  const auto& X = x.values();
+  const double n = static_cast<double>(X.n_rows);
   centred_column_ = 0;
   if (!filled_) {
     mean.set_size(X.n_cols);
@@ -72,11 +72,11 @@ void column_moments::refresh(columns const& x, arma::Mat<double> const* products
   filled_ = true;
 }
 
-double fixed_variance(column_moments const& x, double const* b, arma::uword first) {
+double fixed_variance(const column_moments& x, const double* b, arma::uword first) {
   arma::uword const k = x.covariance.n_cols;
   double total = 0.0;
   for (arma::uword j = first; j < k; ++j) {
-    double const* c = x.covariance.colptr(j);
+    const double* c = x.covariance.colptr(j);
     double sum = 0.0;
     for (arma::uword i = first; i < j; ++i) sum += c[i] * b[i];
     total += b[j] * (2.0 * sum + c[j] * b[j]);
@@ -84,7 +84,7 @@ double fixed_variance(column_moments const& x, double const* b, arma::uword firs
   return total;
 }
 
-level_variance random_variance(column_moments const& z, arma::Mat<double> const& Sigma, bool has_intercept) {
+level_variance random_variance(const column_moments& z, const arma::Mat<double>& Sigma, bool has_intercept) {
   level_variance out;
   arma::uword const q = Sigma.n_cols;
   arma::uword const first = has_intercept ? 1 : 0;

@@ -13,14 +13,14 @@ class column_moments {
  public:
   /// `products`: X'X of the same design, or null. Elements are taken from it where the means are not so large
   /// that digits would cancel, and computed about the means elsewhere.
-  void refresh(columns const& x, arma::Mat<double> const* products = nullptr);
+  void refresh(const columns& x, const arma::Mat<double>* products = nullptr);
 
   arma::Col<double> mean;
   arma::Mat<double> covariance;
 
  private:
-  void update(arma::Mat<double> const& X, arma::uword j, arma::Mat<double> const* products);
-  double about_means(arma::Mat<double> const& X, arma::uword j, arma::uword l);
+  void update(const arma::Mat<double>& X, arma::uword j, const arma::Mat<double>* products);
+  double about_means(const arma::Mat<double>& X, arma::uword j, arma::uword l);
   bool filled_ = false;
   arma::Col<double> spread_;  ///< root of each sum of squares about the mean, from the products
   arma::Col<double> centred_;
@@ -28,7 +28,7 @@ class column_moments {
 };
 
 /// Variance of the fixed part: b'Cb over the coefficients from `first` on (1 skips an intercept).
-double fixed_variance(column_moments const& x, double const* b, arma::uword first);
+double fixed_variance(const column_moments& x, const double* b, arma::uword first);
 
 /// The variance that the random effects of one level add to an outcome, Var(z'u) = tr(Sigma E[zz']), in two
 /// parts (Rights & Sterba, 2019, Psychological Methods 24, 309-338).
@@ -41,6 +41,6 @@ struct level_variance {
 };
 
 /// `z`: moments of the covariates, of which the first is the intercept's if `has_intercept`.
-level_variance random_variance(column_moments const& z, arma::Mat<double> const& Sigma, bool has_intercept);
+level_variance random_variance(const column_moments& z, const arma::Mat<double>& Sigma, bool has_intercept);
 
 }  // namespace tovik::sem::scan

@@ -22,8 +22,8 @@ class acceptance {
   bool each_alone() const { return group_of_value_.is_empty(); }
   /// Only for groups.
   unsigned level() const { return level_; }
-  arma::Col<arma::uword> const& group_of_value() const { return group_of_value_; }
-  arma::Col<arma::uword> const& group_of_unit() const { return group_of_unit_; }
+  const arma::Col<arma::uword>& group_of_value() const { return group_of_value_; }
+  const arma::Col<arma::uword>& group_of_unit() const { return group_of_unit_; }
 
  private:
   unsigned level_ = 0;

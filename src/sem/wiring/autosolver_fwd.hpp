@@ -15,6 +15,6 @@ class solver;
 
 /// The contribution of one model: takes what the models before it gave, adds its own.
 template <class T>
-using contribution = std::function<T(arma::Mat<double> const&, T const&)>;
+using contribution = std::function<T(const arma::Mat<double>&, T const&)>;
 
 }  // namespace tovik::sem::autosolver

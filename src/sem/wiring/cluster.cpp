@@ -12,18 +12,18 @@ struct cluster::storage {
   std::vector<selector> rows;
 };
 
-cluster::cluster(unsigned level, std::vector<arma::Col<arma::uword> const*> const& units,
-                 std::vector<arma::Col<arma::uword> const*> const& first_rows) {
+cluster::cluster(unsigned level, const std::vector<arma::Col<arma::uword> const*>& units,
+                 const std::vector<arma::Col<arma::uword> const*>& first_rows) {
   if (level >= units.size() || units.size() != first_rows.size())
     throw error_debug("The data have no such level.");
   auto store = std::make_shared<storage>();
   std::size_t const above = units.size() - level - 1;
   store->row_cluster.resize(above);
   store->selectors.reserve(above);
-  arma::Col<arma::uword> const& own = *first_rows[level];
+  const arma::Col<arma::uword>& own = *first_rows[level];
   own_rows.push_back(&own);
   for (std::size_t L = 0; L < above; ++L) {
-    arma::Col<arma::uword> const& ids = *units[level + 1 + L];
+    const arma::Col<arma::uword>& ids = *units[level + 1 + L];
     arma::uword const n = first_rows[level + 1 + L]->n_elem;
     if (level == 0) {
       row_cluster.push_back(&ids);
@@ -36,8 +36,8 @@ cluster::cluster(unsigned level, std::vector<arma::Col<arma::uword> const*> cons
     own_rows.push_back(first_rows[level + 1 + L]);
   }
   if (level > 0) store->rows.emplace_back(*units[level], own.n_elem);
-  for (auto const& count : store->counts) n_cluster.push_back(&count);
-  for (auto const& s : store->selectors) selectors.push_back(&s);
+  for (const auto& count : store->counts) n_cluster.push_back(&count);
+  for (const auto& s : store->selectors) selectors.push_back(&s);
   if (level > 0) rows = &store->rows.front();
   storage_ = std::move(store);
 }

@@ -21,20 +21,20 @@ class cluster {
   /// the unit of each row of the working matrix, numbered from 0 in row order, and `first_rows`, the first
   /// row of each unit. Rows are sorted so that units of every level are ranges of rows. The columns must
   /// outlive the result. Throws error_debug when units are not nested ranges.
-  cluster(unsigned level, std::vector<arma::Col<arma::uword> const*> const& units,
-          std::vector<arma::Col<arma::uword> const*> const& first_rows);
+  cluster(unsigned level, const std::vector<arma::Col<arma::uword> const*>& units,
+          const std::vector<arma::Col<arma::uword> const*>& first_rows);
 
   /// Per level, the cluster of each of the outcome's units.
-  std::vector<arma::Col<arma::uword> const*> row_cluster;
+  std::vector<const arma::Col<arma::uword>*> row_cluster;
   /// Entry 0: the row of the working matrix that stands for each unit of the outcome (its first row). Entry
   /// L + 1: the same for the clusters of the L-th level above. Empty for a default object.
-  std::vector<arma::Col<arma::uword> const*> own_rows;
+  std::vector<const arma::Col<arma::uword>*> own_rows;
   /// Per level, the number of clusters.
-  std::vector<std::uint32_t const*> n_cluster;
+  std::vector<const std::uint32_t*> n_cluster;
   /// Per level, the outcome's units in each cluster.
-  std::vector<selector const*> selectors;
+  std::vector<const selector*> selectors;
   /// For an outcome above level 0: the rows of the working matrix of each of its units; null at level 0.
-  selector const* rows = nullptr;
+  const selector* rows = nullptr;
 
   unsigned n_levels() const { return static_cast<unsigned>(n_cluster.size()); }
   arma::uword n_clusters(int level) const { return *n_cluster[static_cast<std::size_t>(level)]; }
@@ -46,7 +46,7 @@ class cluster {
 
  private:
   struct storage;
-  std::shared_ptr<storage const> storage_;
+  std::shared_ptr<const storage> storage_;
 };
 
 }  // namespace tovik::sem::estimator

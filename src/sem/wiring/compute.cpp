@@ -19,9 +19,9 @@ struct compute::compact {
 namespace {
 
 /// Renumbers "#DATA(k)" by the position of k among the columns read.
-void renumber(evaluate::node& tree, std::vector<unsigned> const& columns) {
+void renumber(evaluate::node& tree, const std::vector<unsigned>& columns) {
   if (tree.op == evaluate::operations::data) {
-    auto const at = std::lower_bound(columns.begin(), columns.end(), tree.index());
+    const auto at = std::lower_bound(columns.begin(), columns.end(), tree.index());
     tree.left->number = static_cast<double>(at - columns.begin());
     return;
   }
@@ -48,13 +48,13 @@ bool compute::reads(arma::uword column) const {
   return std::binary_search(columns_.begin(), columns_.end(), static_cast<unsigned>(column));
 }
 
-void compute::eval(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows, double* out) const {
+void compute::eval(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows, double* out) const {
   if (compact_ != nullptr && compact_->program != nullptr) {
     arma::uword const n = rows == nullptr ? data.n_rows : rows->n_elem;
     return compact_->program->eval(data, rows == nullptr ? nullptr : rows->memptr(), n, out);
   }
   if (rows == nullptr) {
-    arma::Col<double> const all = node->eval(data);
+    const arma::Col<double> all = node->eval(data);
     std::copy(all.begin(), all.end(), out);
     return;
   }
@@ -63,18 +63,18 @@ void compute::eval(arma::Mat<double> const& data, arma::Col<arma::uword> const* 
     return;
   }
   if (compact_ == nullptr) {
-    arma::Col<double> const all = node->eval(data);
+    const arma::Col<double> all = node->eval(data);
     for (arma::uword i = 0; i < rows->n_elem; ++i) out[i] = all((*rows)(i));
     return;
   }
   arma::Mat<double>& values = compact_->values;
   values.set_size(rows->n_elem, columns_.size());
   for (std::size_t j = 0; j < columns_.size(); ++j) {
-    double const* from = data.colptr(columns_[j]);
+    const double* from = data.colptr(columns_[j]);
     double* to = values.colptr(j);
     for (arma::uword i = 0; i < rows->n_elem; ++i) to[i] = from[(*rows)(i)];
   }
-  arma::Col<double> const chosen = compact_->tree->eval(values);
+  const arma::Col<double> chosen = compact_->tree->eval(values);
   std::copy(chosen.begin(), chosen.end(), out);
 }
 

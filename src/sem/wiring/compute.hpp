@@ -18,14 +18,14 @@ struct compute {
   explicit compute(std::shared_ptr<evaluate::node> tree);
 
   /// The columns of the working matrix that the tree reads, ascending.
-  std::vector<unsigned> const& columns() const { return columns_; }
+  const std::vector<unsigned>& columns() const { return columns_; }
   bool reads(arma::uword column) const;
   /// The value of a row depends on other rows: a statistic of a column or of its clusters.
   bool couples_rows() const { return couples_rows_; }
 
   /// The values at the given rows of `data` (null: at every row), one after another, into `out`. Touches only
   /// those rows, unless the tree couples rows.
-  void eval(arma::Mat<double> const& data, arma::Col<arma::uword> const* rows, double* out) const;
+  void eval(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows, double* out) const;
 
  private:
   struct compact;

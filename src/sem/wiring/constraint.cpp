@@ -5,19 +5,19 @@
 #include <limits>
 
 #include "evaluate/error.hpp"
-#include "sem/wiring/estimator.hpp"
 #include "random/random.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::estimator {
 
-constraint::constraint(Estimator const* estimator) : rng(estimator->rng()) {}
+constraint::constraint(const Estimator* estimator) : rng(estimator->rng()) {}
 
-constraint::constraint(Random* generator, parameterT<double> const& parameter)
+constraint::constraint(Random* generator, const parameterT<double>& parameter)
     : constraint(generator, parameter, 1.0) {}
 
-constraint::constraint(Random* generator, parameterT<double> const& parameter,
-                       double const& proposal_variance)
+constraint::constraint(Random* generator, const parameterT<double>& parameter,
+                       const double& proposal_variance)
     : rng(generator),
       value(parameter.value),
       level(parameter.level),
@@ -27,20 +27,20 @@ constraint::constraint(Random* generator, parameterT<double> const& parameter,
   if (!(variance >= 0.0) || std::isinf(variance)) throw error_debug("Invalid starting values.");
 }
 
-constraint::constraint(std::string const& label) : name(label) {}
+constraint::constraint(const std::string& label) : name(label) {}
 
-constraint& constraint::operator+=(constraint const& other) {
+constraint& constraint::operator+=(const constraint& other) {
   links.insert(links.end(), other.links.begin(), other.links.end());
   refresh.insert(refresh.end(), other.refresh.begin(), other.refresh.end());
-  for (term const& f : other.likelihoods) add_once(f);
+  for (const term& f : other.likelihoods) add_once(f);
   n_links += other.n_links;
   return *this;
 }
 
 void constraint::add_once(term f) {
-  bool const held =
+  const bool held =
       f.source() != nullptr && std::any_of(likelihoods.begin(), likelihoods.end(),
-                                           [&](term const& other) { return other.source() == f.source(); });
+                                           [&](const term& other) { return other.source() == f.source(); });
   if (!held) likelihoods.push_back(std::move(f));
 }
 
@@ -52,39 +52,39 @@ double* constraint::ptr() const {
 void constraint::write(double x) {
   value = x;
   for (double* link : links) *link = x;
-  for (auto const& follow : refresh) follow();
+  for (const auto& follow : refresh) follow();
 }
 
-double constraint::log_density(arma::Mat<double> const& data) const {
+double constraint::log_density(const arma::Mat<double>& data) const {
   double sum = 0.0;
-  for (term const& f : likelihoods) {
+  for (const term& f : likelihoods) {
     sum += f(value, data);
     if (sum == -std::numeric_limits<double>::infinity()) break;  // no other term can make up for it
   }
   return sum;
 }
 
-double constraint::move_to(double x, arma::Mat<double> const& data) {
+double constraint::move_to(double x, const arma::Mat<double>& data) {
   try {
     write(x);
     return log_density(data);
-  } catch (evaluate::error_debug const&) {
+  } catch (const evaluate::error_debug&) {
     throw;
-  } catch (evaluate::error const&) {
+  } catch (const evaluate::error&) {
     return -std::numeric_limits<double>::infinity();
   }
 }
 
 // The old value is evaluated first: the state then stands at the candidate when it is accepted.
-void constraint::draw(arma::Mat<double> const& data) {
+void constraint::draw(const arma::Mat<double>& data) {
   if (n_links == 0 || likelihoods.empty()) return;
-  double const old = value;
-  double const candidate = tune.value * std::sqrt(variance) * rng->rnorm() + old;
+  const double old = value;
+  const double candidate = tune.value * std::sqrt(variance) * rng->rnorm() + old;
   double before = log_density(data);
   // A start without a density must not hold the chain there.
   if (std::isnan(before)) before = -std::numeric_limits<double>::infinity();
-  double const after = move_to(candidate, data);
-  double const limit = std::log(rng->runif());
+  const double after = move_to(candidate, data);
+  const double limit = std::log(rng->runif());
   ++tune.total;
   if (after > -std::numeric_limits<double>::infinity() && after - before >= limit)
     ++tune.accepted;

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "sem/wiring/settings.hpp"
 #include "sem/wiring/parameterT.hpp"
+#include "sem/wiring/settings.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik {
@@ -29,20 +29,20 @@ class constraint {
   /// One log density, at a candidate value that has been written to all links.
   class term {
    public:
-    using function = std::function<double(double const&, arma::Mat<double> const&)>;
+    using function = std::function<double(const double&, const arma::Mat<double>&)>;
 
     /// A term of no model, such as a prior.
     template <class F, class = std::enable_if_t<!std::is_same_v<std::decay_t<F>, term>>>
     term(F f) : f_(std::move(f)) {}
     /// `source` is what the term stands for, a model or a block of models: a parameter that stands there
     /// several times has the term once.
-    term(void const* source, function f) : source_(source), f_(std::move(f)) {}
+    term(const void* source, function f) : source_(source), f_(std::move(f)) {}
 
-    double operator()(double const& x, arma::Mat<double> const& data) const { return f_(x, data); }
-    void const* source() const { return source_; }
+    double operator()(const double& x, const arma::Mat<double>& data) const { return f_(x, data); }
+    const void* source() const { return source_; }
 
    private:
-    void const* source_ = nullptr;
+    const void* source_ = nullptr;
     function f_;
   };
 
@@ -50,17 +50,17 @@ class constraint {
       sampler_settings::print_debug_constraint;  ///< report tuning as it happens
 
   constraint() = default;
-  explicit constraint(Estimator const* estimator);
-  constraint(Random* rng, parameterT<double> const& parameter);
+  explicit constraint(const Estimator* estimator);
+  constraint(Random* rng, const parameterT<double>& parameter);
   /// `variance` is that of the proposal before its multiplier. Throws error_debug "Invalid starting values."
   /// when it is negative or infinite.
-  constraint(Random* rng, parameterT<double> const& parameter, double const& variance);
-  explicit constraint(std::string const& name);
-  constraint(constraint const&) = default;
+  constraint(Random* rng, const parameterT<double>& parameter, const double& variance);
+  explicit constraint(const std::string& name);
+  constraint(const constraint&) = default;
   virtual ~constraint() = default;
 
   /// Appends the other's links, refreshers, and those of its terms whose source is not held.
-  constraint& operator+=(constraint const& other);
+  constraint& operator+=(const constraint& other);
 
   /// The only address. Throws error_debug "Not correct length." unless there is exactly one.
   double* ptr() const;
@@ -71,14 +71,14 @@ class constraint {
   /// Sets the value here and at every link, then brings up to date what follows from it.
   void write(double x);
   /// The sum of the terms at the current value.
-  double log_density(arma::Mat<double> const& data) const;
+  double log_density(const arma::Mat<double>& data) const;
   /// Writes x and returns the sum of the terms there; minus infinity when an expression that reads the
   /// parameter has no value at x.
-  double move_to(double x, arma::Mat<double> const& data);
+  double move_to(double x, const arma::Mat<double>& data);
 
   /// One random-walk Metropolis update at the data: nothing without links or without terms. A candidate
   /// without a density (minus infinity or NaN) is never accepted.
-  virtual void draw(arma::Mat<double> const& data);
+  virtual void draw(const arma::Mat<double>& data);
 
   tune_obj tune{1.0, tune_obj::kind_type::parameter};
   Random* rng = nullptr;

@@ -11,15 +11,15 @@ class correlated_side {
  public:
   virtual ~correlated_side() = default;
   /// Takes the values of the equation at the data into part().
-  virtual void read(arma::Mat<double> const& data) = 0;
+  virtual void read(const arma::Mat<double>& data) = 0;
   /// What the phantoms enter: normal values with one covariance matrix at all units.
-  virtual phantom_part const& part() const = 0;
+  virtual const phantom_part& part() const = 0;
   /// The number of the phantom among those of part().
   virtual arma::uword term() const = 0;
   /// Where the equation keeps the correlation.
   virtual double* rho() = 0;
   /// What the density of the values stands for: one address for all phantoms that enter the same values.
-  virtual void const* source() const = 0;
+  virtual const void* source() const = 0;
   /// The equation draws the variance of the element that the phantom enters, which may then be moved here
   /// too.
   virtual bool variance_moves() const = 0;

@@ -14,7 +14,7 @@ class covariate_link {
  public:
   /// Computes the derived columns (rows of the data x n_columns) from the values x, one for each row. A
   /// function of x alone as long as no mean moves.
-  using derived = std::function<void(arma::Col<double> const& x, arma::Mat<double>& out)>;
+  using derived = std::function<void(const arma::Col<double>& x, arma::Mat<double>& out)>;
 
   derived fun;
   std::uint32_t column = 0;       ///< the imputed variable
@@ -22,12 +22,12 @@ class covariate_link {
   std::uint32_t n_columns = 1;    ///< derived columns, side by side
 
   /// From the given values, one per row of the data.
-  void update(arma::Col<double> const& x, arma::Mat<double>& data) const;
+  void update(const arma::Col<double>& x, arma::Mat<double>& data) const;
   /// From the current content of `column`.
   void update(arma::Mat<double>& data) const;
   /// For a variable above level 0: the value at the first row of each of its units is spread over the rows of
   /// the unit first.
-  void update(arma::Mat<double>& data, cluster const& structure) const;
+  void update(arma::Mat<double>& data, const cluster& structure) const;
 };
 
 }  // namespace tovik::sem::estimator

@@ -14,29 +14,29 @@ namespace tovik::sem::estimator {
 class likelihood_function {
  public:
   /// Log likelihood of each unit of the level at the data: units x 1.
-  using whole = std::function<arma::Col<double>(arma::Mat<double> const& data, int const& level)>;
+  using whole = std::function<arma::Col<double>(const arma::Mat<double>& data, const int& level)>;
   /// Adds to out[k] the log likelihood of the k-th of the given units (ascending) of the level.
-  using part = std::function<void(arma::Mat<double> const& data, int const& level,
-                                  arma::Col<arma::uword> const& units, double* out)>;
+  using part = std::function<void(const arma::Mat<double>& data, const int& level,
+                                  const arma::Col<arma::uword>& units, double* out)>;
 
   likelihood_function() = default;
   /// A contribution that passes over all units even when some are asked for.
-  likelihood_function(void const* source, whole all);
+  likelihood_function(const void* source, whole all);
   /// `source` is what the contribution stands for, a model or a block of models: a list holds it once.
-  likelihood_function(void const* source, whole all, part some)
+  likelihood_function(const void* source, whole all, part some)
       : source_(source), all_(std::move(all)), some_(std::move(some)) {}
 
-  arma::Col<double> operator()(arma::Mat<double> const& data, int const& level) const {
+  arma::Col<double> operator()(const arma::Mat<double>& data, const int& level) const {
     return all_(data, level);
   }
-  void add(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+  void add(const arma::Mat<double>& data, const int& level, const arma::Col<arma::uword>& units,
            double* out) const {
     some_(data, level, units, out);
   }
-  void const* source() const { return source_; }
+  const void* source() const { return source_; }
 
  private:
-  void const* source_ = nullptr;
+  const void* source_ = nullptr;
   whole all_;
   part some_;
 };
@@ -50,9 +50,9 @@ class likelihood : public std::vector<likelihood_function> {
   void add_once(likelihood_function f);
 
   /// The sum over the models, one value per unit of `level`; an empty column if there is no contribution.
-  arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const;
+  arma::Col<double> logLiklihood(const arma::Mat<double>& data, const int& level) const;
   /// The same for the given units (ascending) of the level only; `out` is resized.
-  void logLiklihood(arma::Mat<double> const& data, int const& level, arma::Col<arma::uword> const& units,
+  void logLiklihood(const arma::Mat<double>& data, const int& level, const arma::Col<arma::uword>& units,
                     arma::Col<double>& out) const;
 
   /// Which of the variable's values are accepted together.

@@ -22,7 +22,7 @@ class moving_intercept {
  public:
   /// A plain predictor: its slope, which stands at this address, and its column of the working matrix.
   struct term {
-    double const* slope;
+    const double* slope;
     arma::uword column;
   };
 
@@ -30,10 +30,10 @@ class moving_intercept {
       : intercept_(std::move(intercept)), terms_(std::move(terms)) {}
 
   /// Column columns(k) is from now on less of a centre that is larger by change(k).
-  void follow(arma::Col<arma::uword> const& columns, arma::Col<double> const& change) {
+  void follow(const arma::Col<arma::uword>& columns, const arma::Col<double>& change) {
     kept_ = *intercept_->ptr();
     double moved = kept_;
-    for (term const& t : terms_)
+    for (const term& t : terms_)
       for (arma::uword k = 0; k < columns.n_elem; ++k)
         if (columns(k) == t.column) moved += *t.slope * change(k);
     intercept_->write(moved);

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "sem/wiring/estimator.hpp"
 #include "sem/wiring/correlated_side.hpp"
+#include "sem/wiring/estimator.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::estimator {
@@ -39,17 +39,17 @@ Outcome::Outcome(shape parts)
     throw error_debug("The random effects do not match the levels.");
 }
 
-void Outcome::addLogLiklihood(arma::Mat<double> const& data, int const& at_level,
-                              arma::Col<arma::uword> const& units, double* out) const {
-  arma::Col<double> const all = logLiklihood(data, at_level);
+void Outcome::addLogLiklihood(const arma::Mat<double>& data, const int& at_level,
+                              const arma::Col<arma::uword>& units, double* out) const {
+  const arma::Col<double> all = logLiklihood(data, at_level);
   for (arma::uword k = 0; k < units.n_elem; ++k) out[k] += all(units(k));
 }
 
-arma::Col<double> Outcome::observed_logLiklihood(arma::Mat<double> const& data, int const& at_level) const {
+arma::Col<double> Outcome::observed_logLiklihood(const arma::Mat<double>& data, const int& at_level) const {
   return logLiklihood(data, at_level);
 }
 
-arma::Col<double> Outcome::observed_marginal_logLiklihood(arma::Mat<double> const& data) const {
+arma::Col<double> Outcome::observed_marginal_logLiklihood(const arma::Mat<double>& data) const {
   return marginal_logLiklihood(data);
 }
 
@@ -57,7 +57,7 @@ std::unique_ptr<correlated_side> Outcome::correlated(arma::uword) {
   throw error_debug("The model has no residual that can be correlated.");
 }
 
-std::vector<arma::Col<double>> Outcome::covariate_squares(arma::Mat<double> const&) const {
+std::vector<arma::Col<double>> Outcome::covariate_squares(const arma::Mat<double>&) const {
   return {};
 }
 
@@ -72,14 +72,14 @@ void Outcome::accept_together(unsigned) {
 namespace {
 
 template <class Test>
-bool any_computed(Outcome const& model, Test test) {
+bool any_computed(const Outcome& model, Test test) {
   if (std::any_of(model.x_compute.begin(), model.x_compute.end(), test)) return true;
-  return std::any_of(model.z_compute.begin(), model.z_compute.end(), [&](std::vector<compute> const& level) {
+  return std::any_of(model.z_compute.begin(), model.z_compute.end(), [&](const std::vector<compute>& level) {
     return std::any_of(level.begin(), level.end(), test);
   });
 }
 
-bool holds(arma::Col<arma::uword> const& columns, arma::uword column) {
+bool holds(const arma::Col<arma::uword>& columns, arma::uword column) {
   return std::find(columns.begin(), columns.end(), column) != columns.end();
 }
 
@@ -87,14 +87,14 @@ bool holds(arma::Col<arma::uword> const& columns, arma::uword column) {
 
 bool Outcome::reads(arma::uword column) const {
   if (holds(x, column)) return true;
-  for (auto const* lists : {&z, &phantoms})
-    for (arma::Col<arma::uword> const& columns : *lists)
+  for (const auto* lists : {&z, &phantoms})
+    for (const arma::Col<arma::uword>& columns : *lists)
       if (holds(columns, column)) return true;
-  return any_computed(*this, [&](compute const& term) { return term.reads(column); });
+  return any_computed(*this, [&](const compute& term) { return term.reads(column); });
 }
 
 bool Outcome::couples(arma::uword column) const {
-  return any_computed(*this, [&](compute const& term) { return term.couples_rows() && term.reads(column); });
+  return any_computed(*this, [&](const compute& term) { return term.couples_rows() && term.reads(column); });
 }
 
 }  // namespace tovik::sem::estimator

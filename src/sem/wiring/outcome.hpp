@@ -8,13 +8,13 @@
 #include "data/variable.hpp"
 #include "evaluate/pair.hpp"
 #include "sem/wiring/autosolver_fwd.hpp"
-#include "sem/wiring/settings.hpp"
 #include "sem/wiring/cluster.hpp"
 #include "sem/wiring/compute.hpp"
 #include "sem/wiring/constraint.hpp"
 #include "sem/wiring/covariate_link.hpp"
 #include "sem/wiring/kinds.hpp"
 #include "sem/wiring/likelihood.hpp"
+#include "sem/wiring/settings.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik {
@@ -42,7 +42,7 @@ class Outcome {
 
   /// What a model is made of, for models that are many classes deep: each names its virtual base.
   struct shape {
-    Estimator const* estimator = nullptr;
+    const Estimator* estimator = nullptr;
     data::type type{};
     arma::Col<arma::uword> y = {};
     arma::Col<arma::uword> x = {};
@@ -54,8 +54,8 @@ class Outcome {
     bool missing = false;
   };
   explicit Outcome(shape parts);
-  Outcome(Outcome const&) = delete;
-  Outcome& operator=(Outcome const&) = delete;
+  Outcome(const Outcome&) = delete;
+  Outcome& operator=(const Outcome&) = delete;
   virtual ~Outcome() = default;
 
   /// One complete update within a scan: parameters, random effects, variances, imputations. Writes imputed
@@ -65,58 +65,60 @@ class Outcome {
   /// level down (lower triangles by columns), residual variance, coefficients.
   virtual arma::Col<double> params() const = 0;
   /// What follows from a draw: standardised coefficients, variance shares.
-  virtual arma::Col<double> postDraw(arma::Mat<double> const& data) const = 0;
+  virtual arma::Col<double> postDraw(const arma::Mat<double>& data) const = 0;
   /// The report column: params(), then postDraw(data).
-  virtual arma::Col<double> params(arma::Mat<double> const& data) const = 0;
+  virtual arma::Col<double> params(const arma::Mat<double>& data) const = 0;
 
   /// Log likelihood of each unit of `level`, which is not below the model's own.
-  virtual arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const = 0;
+  virtual arma::Col<double> logLiklihood(const arma::Mat<double>& data, const int& level) const = 0;
   /// Adds to out[k] the log likelihood of the k-th of the given units (ascending) of `level`; passes over no
   /// others where it can.
-  virtual void addLogLiklihood(arma::Mat<double> const& data, int const& level,
-                               arma::Col<arma::uword> const& units, double* out) const;
+  virtual void addLogLiklihood(const arma::Mat<double>& data, const int& level,
+                               const arma::Col<arma::uword>& units, double* out) const;
   /// Random effects integrated out: one value per cluster of the highest level (per row without levels).
-  virtual arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const = 0;
-  /// The same two for the observed cells of the outcome alone, as fit statistics count them: an imputed cell is
-  /// part of the state, and contributes 0. What is no outcome of the data contributes 0 altogether.
-  virtual arma::Col<double> observed_logLiklihood(arma::Mat<double> const& data, int const& level) const;
-  virtual arma::Col<double> observed_marginal_logLiklihood(arma::Mat<double> const& data) const;
+  virtual arma::Col<double> marginal_logLiklihood(const arma::Mat<double>& data) const = 0;
+  /// The same two for the observed cells of the outcome alone, as fit statistics count them: an imputed cell
+  /// is part of the state, and contributes 0. What is no outcome of the data contributes 0 altogether.
+  virtual arma::Col<double> observed_logLiklihood(const arma::Mat<double>& data, const int& level) const;
+  virtual arma::Col<double> observed_marginal_logLiklihood(const arma::Mat<double>& data) const;
   /// How many cells of the outcome, one per unit, were not observed.
   virtual arma::uword n_unobserved() const { return 0; }
   /// Sum of logLiklihood(data, level) at the own level.
-  virtual double logLiklihood(arma::Mat<double> const& data) const = 0;
+  virtual double logLiklihood(const arma::Mat<double>& data) const = 0;
 
   /// Registers the columns that publish latent values.
-  virtual void addIndicator(arma::Col<arma::uword> const& cols, indicator_type const& kind) = 0;
+  virtual void addIndicator(const arma::Col<arma::uword>& cols, const indicator_type& kind) = 0;
   /// Takes ownership of the likelihood list of this variable or of its random effects; replaces one held.
-  virtual void addLL(std::unique_ptr<likelihood> list, likelihood_type const& kind) = 0;
+  virtual void addLL(std::unique_ptr<likelihood> list, const likelihood_type& kind) = 0;
   /// Sets the solved conditional distribution that replaces a Metropolis step.
-  virtual void addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solver,
-                       distribution_type const& kind) = 0;
+  virtual void addDist(const std::shared_ptr<autosolver::solver<autosolver::normal>>& solver,
+                       const distribution_type& kind) = 0;
   /// Restores a full state, in the order of params(). Throws error_debug when the length differs.
-  virtual void addStarts(arma::Col<double> const& v) = 0;
+  virtual void addStarts(const arma::Col<double>& v) = 0;
 
-  /// Per level above, the nearest first: the mean square of each random-effect covariate over the units where it is
-  /// known, NaN where it is known nowhere.
-  virtual std::vector<arma::Col<double>> covariate_squares(arma::Mat<double> const& data) const;
+  /// Per level above, the nearest first: the mean square of each random-effect covariate over the units where
+  /// it is known, NaN where it is known nowhere.
+  virtual std::vector<arma::Col<double>> covariate_squares(const arma::Mat<double>& data) const;
 
-  /// The words of an equation for messages: its outcome, and the identifiers of its levels, the nearest first.
+  /// The words of an equation for messages: its outcome, and the identifiers of its levels, the nearest
+  /// first.
   struct equation_names {
     std::string outcome;
     std::vector<std::string> levels;
     std::vector<std::string> coefficients;  ///< the predictors, as the report names them
   };
-  /// Throws tovik::error when priors that are no distributions leave no distribution given the data: too few units for
-  /// the coefficients, too few clusters for the random effects. After all constraints are made, missing cells filled.
-  virtual void check_propriety(arma::Mat<double> const&, equation_names const&) const {}
-  /// Throws tovik::error with the names of predictors that never change and that are not finite, do not vary, or are
-  /// combinations of others, so that no coefficients are determined.
-  virtual void check_design(arma::Mat<double> const&, equation_names const&) const {}
+  /// Throws tovik::error when priors that are no distributions leave no distribution given the data: too few
+  /// units for the coefficients, too few clusters for the random effects. After all constraints are made,
+  /// missing cells filled.
+  virtual void check_propriety(const arma::Mat<double>&, const equation_names&) const {}
+  /// Throws tovik::error with the names of predictors that never change and that are not finite, do not vary,
+  /// or are combinations of others, so that no coefficients are determined.
+  virtual void check_design(const arma::Mat<double>&, const equation_names&) const {}
 
-  /// Puts the priors of variances on the scale of the data (see priors::scaled): `response` is the observed variance
-  /// of the outcome on the scale of the equation, `observed` the working matrix with missing cells NaN. Before the first
-  /// draw.
-  virtual void scale_priors(double /*response*/, arma::Mat<double> const& /*observed*/) {}
+  /// Puts the priors of variances on the scale of the data (see priors::scaled): `response` is the observed
+  /// variance of the outcome on the scale of the equation, `observed` the working matrix with missing cells
+  /// NaN. Before the first draw.
+  virtual void scale_priors(double /*response*/, const arma::Mat<double>& /*observed*/) {}
   /// The 1 of the residual variance's first prior.
   virtual double residual_unit() const { return 1.0; }
 
@@ -125,19 +127,19 @@ class Outcome {
   virtual tune_results tuneResults() const = 0;
 
   /// Conditional variance of a coefficient given the others: the default proposal of a constraint.
-  virtual arma::Mat<double> betaCovB(arma::Mat<double> const& data, unsigned const& index) const = 0;
+  virtual arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const = 0;
   /// Coefficients, a column. The address of an element stays the same for the model's life.
-  virtual arma::Mat<double> const& betas() const = 0;
+  virtual const arma::Mat<double>& betas() const = 0;
   /// A handle on one parameter of this model; a driven one is no longer drawn here.
-  virtual std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
-                                                            unsigned const& level) = 0;
+  virtual std::shared_ptr<estimator::constraint> constraint(const parameter_type& kind, const unsigned& index,
+                                                            const unsigned& level) = 0;
   /// The intercept, for a step that moves it along with other parameters: null unless it is drawn here from a
   /// flat prior. It is drawn here all the same.
   virtual std::shared_ptr<estimator::constraint> moved_intercept() { return nullptr; }
   /// The function that enters the likelihood lists of other variables; holds a pointer to this model.
-  virtual likelihood_function likelihoodFunc(likelihood_type const& kind) const = 0;
+  virtual likelihood_function likelihoodFunc(const likelihood_type& kind) const = 0;
 
-  virtual void addTransform(evaluate::pair const& pair) = 0;
+  virtual void addTransform(const evaluate::pair& pair) = 0;
   /// Takes ownership of the link that refreshes centred columns after imputation.
   virtual void setCentering(std::unique_ptr<covariate_link> link) = 0;
 
@@ -146,39 +148,39 @@ class Outcome {
   virtual std::vector<double> getMissingPercents() const = 0;
 
   /// Columns for output; one row per row of `data`.
-  virtual arma::Mat<double> latent(arma::Mat<double> const& data) const = 0;
-  virtual arma::Mat<double> residual(arma::Mat<double> const& data) const = 0;
-  virtual arma::Mat<double> predicted(arma::Mat<double> const& data) const = 0;
+  virtual arma::Mat<double> latent(const arma::Mat<double>& data) const = 0;
+  virtual arma::Mat<double> residual(const arma::Mat<double>& data) const = 0;
+  virtual arma::Mat<double> predicted(const arma::Mat<double>& data) const = 0;
   /// One row per unit of the model.
-  virtual arma::Mat<double> compute_residual(arma::Mat<double> const& data) const = 0;
-  virtual arma::Mat<double> compute_predicted(arma::Mat<double> const& data) const = 0;
+  virtual arma::Mat<double> compute_residual(const arma::Mat<double>& data) const = 0;
+  virtual arma::Mat<double> compute_predicted(const arma::Mat<double>& data) const = 0;
 
-  /// Writes the category of each row into the outcome's column of `raw` where `data` holds its codes only; nothing
-  /// for an outcome whose column holds its values.
-  virtual void categorize(arma::Mat<double>& /*raw*/, arma::Mat<double> const& /*data*/) const {}
+  /// Writes the category of each row into the outcome's column of `raw` where `data` holds its codes only;
+  /// nothing for an outcome whose column holds its values.
+  virtual void categorize(arma::Mat<double>& /*raw*/, const arma::Mat<double>& /*data*/) const {}
 
   /// How many parameters this model draws itself.
   virtual arma::uword n_estimated() const = 0;
-  /// Recomputes what follows from the parameters (postDraw) after some were written from outside, since the last
-  /// draw(); nothing for a model in which nothing does.
-  virtual void refreshShares(arma::Mat<double> const&) {}
+  /// Recomputes what follows from the parameters (postDraw) after some were written from outside, since the
+  /// last draw(); nothing for a model in which nothing does.
+  virtual void refreshShares(const arma::Mat<double>&) {}
   /// All constraints on this model are made: prepares what their draws need of it.
-  virtual void connectDriven(arma::Mat<double> const&) {}
+  virtual void connectDriven(const arma::Mat<double>&) {}
   /// Makes this model part of a block of outcomes with correlated residuals.
-  virtual void addMulti(std::shared_ptr<Multi> const& block) = 0;
+  virtual void addMulti(const std::shared_ptr<Multi>& block) = 0;
 
   /// Writes the random effects that are variables into their columns. Throws error_debug for a model without.
   virtual void publish_effects(arma::Mat<double>& data) const;
-  /// Other equations tie the clusters of the level together: proposals of their effects are accepted or rejected in
-  /// one.
+  /// Other equations tie the clusters of the level together: proposals of their effects are accepted or
+  /// rejected in one.
   virtual void accept_together(unsigned L);
 
-  /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug when
-  /// the model does not hold it.
+  /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug
+  /// when the model does not hold it.
   virtual std::unique_ptr<correlated_side> correlated(arma::uword column);
 
-  /// Columns of the working matrix, beside y, in which the values of the outcome stand in another form for other
-  /// equations to read: a latent propensity, the codes of its categories.
+  /// Columns of the working matrix, beside y, in which the values of the outcome stand in another form for
+  /// other equations to read: a latent propensity, the codes of its categories.
   virtual arma::Col<arma::uword> published() const { return {}; }
   /// All columns that hold the outcome: y, then published().
   arma::Col<arma::uword> columns() const { return arma::join_cols(y, published()); }
@@ -195,7 +197,7 @@ class Outcome {
   bool couples(arma::uword column) const;
 
   Random* rng;
-  Estimator const* estimator;
+  const Estimator* estimator;
   std::vector<double> slope_var;  ///< per level above, variance of the random slopes' part; NaN before a draw
   std::vector<double> icept_var;  ///< per level above, variance at the means of the slopes' covariates
   double total_var;               ///< model-implied variance of the outcome

@@ -12,7 +12,7 @@ struct parameterT {
   std::vector<T*> links;
 
   /// Appends the other's addresses.
-  parameterT& operator+=(parameterT const& other) {
+  parameterT& operator+=(const parameterT& other) {
     links.insert(links.end(), other.links.begin(), other.links.end());
     return *this;
   }

@@ -13,7 +13,7 @@ constexpr int max_steps = 60;
 /// The mean fall of the log density at the two points at distance s.
 class fall {
  public:
-  fall(estimator::constraint& parameter, arma::Mat<double> const& data)
+  fall(estimator::constraint& parameter, const arma::Mat<double>& data)
       : parameter_(parameter),
         data_(data),
         centre_(parameter.value),
@@ -31,14 +31,14 @@ class fall {
 
  private:
   estimator::constraint& parameter_;
-  arma::Mat<double> const& data_;
+  const arma::Mat<double>& data_;
   double centre_;
   double top_;
 };
 
 /// The distance where `f` passes the wanted fall; NaN if it does not within many orders of magnitude of
 /// `first`.
-double distance(fall const& f, double first) {
+double distance(const fall& f, double first) {
   double low = first, high = first;
   if (f(first) < wanted_fall) {
     int step = 0;
@@ -64,7 +64,7 @@ double distance(fall const& f, double first) {
 
 }  // namespace
 
-double proposal_variance(estimator::constraint& parameter, arma::Mat<double> const& data, double guess) {
+double proposal_variance(estimator::constraint& parameter, const arma::Mat<double>& data, double guess) {
   const double before = parameter.value;
   const fall f(parameter, data);
   double s = std::numeric_limits<double>::quiet_NaN();
@@ -74,7 +74,7 @@ double proposal_variance(estimator::constraint& parameter, arma::Mat<double> con
   return std::isfinite(variance) && variance > 0.0 ? variance : guess;
 }
 
-void adapt_proposal(estimator::constraint& parameter, arma::Mat<double> const& data) {
+void adapt_proposal(estimator::constraint& parameter, const arma::Mat<double>& data) {
   estimator::tune_obj& tune = parameter.tune;
   if (tune.total == 0) return;
   const double found = proposal_variance(parameter, data, parameter.variance);

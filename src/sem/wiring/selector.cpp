@@ -4,7 +4,7 @@
 
 namespace tovik::sem::estimator {
 
-selector::selector(arma::Col<arma::uword> const& ids, arma::uword n_clusters)
+selector::selector(const arma::Col<arma::uword>& ids, arma::uword n_clusters)
     : start(n_clusters, 0), count(n_clusters, 0), index(ids.n_elem) {
   arma::uword next = 0;  // the first cluster not seen yet
   for (arma::uword i = 0; i < ids.n_elem; ++i) {

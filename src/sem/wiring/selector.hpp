@@ -10,7 +10,7 @@ class selector {
  public:
   /// `ids`: the cluster of each unit, 0 .. n_clusters - 1, not decreasing, every cluster present. Throws
   /// error_debug otherwise.
-  selector(arma::Col<arma::uword> const& ids, arma::uword n_clusters);
+  selector(const arma::Col<arma::uword>& ids, arma::uword n_clusters);
 
   std::vector<unsigned> start;   ///< first unit of each cluster
   std::vector<unsigned> count;   ///< units in each cluster

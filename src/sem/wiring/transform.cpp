@@ -19,10 +19,10 @@ std::unique_ptr<evaluate::node> reference(const char* kind, unsigned index) {
 
 }  // namespace
 
-void transform::scalar_form::set(evaluate::node const* tree) {
+void transform::scalar_form::set(const evaluate::node* tree) {
   if (tree == nullptr) return;
-  auto const column = reference("#DATA", 0);
-  auto const cell = reference("#VAR", cell_number);
+  const auto column = reference("#DATA", 0);
+  const auto cell = reference("#VAR", cell_number);
   tree_ = *tree == *column ? cell->copy() : tree->copy();
   tree_->replace(*column, *cell);
   auto place = std::make_unique<evaluate::value>();
@@ -36,9 +36,9 @@ double transform::scalar_form::eval(double x) const {
   x_ = x;
   try {
     return tree_->eval();
-  } catch (evaluate::error_debug const&) {
+  } catch (const evaluate::error_debug&) {
     throw;
-  } catch (evaluate::error const&) {
+  } catch (const evaluate::error&) {
     return std::numeric_limits<double>::quiet_NaN();
   }
 }
@@ -50,16 +50,16 @@ transform::transform(evaluate::pair pair) : pair_(std::move(pair)) {
 
 arma::Col<double> transform::fun(arma::Col<double> x) const {
   if (pair_.data_side == nullptr) return x;
-  return pair_.data_side->eval(static_cast<arma::Mat<double> const&>(x));
+  return pair_.data_side->eval(static_cast<const arma::Mat<double>&>(x));
 }
 
 arma::Col<double> transform::inv(arma::Col<double> x) const {
   if (pair_.parameter_side == nullptr) return x;
-  return pair_.parameter_side->eval(static_cast<arma::Mat<double> const&>(x));
+  return pair_.parameter_side->eval(static_cast<const arma::Mat<double>&>(x));
 }
 
 bool transform::admits(double y, double& out) const {
-  double const x = backward(y);
+  const double x = backward(y);
   if (!std::isfinite(x) || !(std::fabs(forward(x) - y) <= 1e-8 * (1.0 + std::fabs(y)))) return false;
   out = x;
   return true;

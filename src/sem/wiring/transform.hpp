@@ -16,8 +16,8 @@ class transform {
   /// The data side is the forward expression, the parameter side the inverse. Parameters in them are bound
   /// already.
   explicit transform(evaluate::pair pair);
-  transform(transform const&) = delete;
-  transform& operator=(transform const&) = delete;
+  transform(const transform&) = delete;
+  transform& operator=(const transform&) = delete;
 
   bool has_transform() const { return pair_.flag; }
   arma::Col<double> fun(arma::Col<double> x) const;
@@ -34,7 +34,7 @@ class transform {
   /// An expression of one number: the column is a cell.
   class scalar_form {
    public:
-    void set(evaluate::node const* tree);
+    void set(const evaluate::node* tree);
     double eval(double x) const;
 
    private:

@@ -18,7 +18,7 @@ double tune_obj::rate() const {
 
 void tune_obj::tune() {
   if (kind == kind_type::logistic_imputation) return;
-  double const p = rate();
+  const double p = rate();
   if (p > target)
     value *= 2.0 - (1.0 - p) / (1.0 - target);
   else if (target > p)
@@ -32,7 +32,7 @@ void tune_obj::tune() {
 bool tune_obj::failed() const {
   if (total == 0 || !std::isfinite(target)) return false;
   constexpr double slack = 0.15000000000000002;
-  double const p = rate();
+  const double p = rate();
   return p >= upper + slack || p <= lower - slack;
 }
 
@@ -62,7 +62,7 @@ std::string tune_obj::str() const {
   return label() + std::string(numbers);
 }
 
-std::string tuning_message(std::vector<tune_obj> const& failed) {
+std::string tuning_message(const std::vector<tune_obj>& failed) {
   std::string text;
   for (std::size_t n = 0; n < failed.size(); ++n)
     text += "  [" + std::to_string(n + 1) + "] = " + failed[n].str() + "\n";
@@ -71,7 +71,7 @@ std::string tuning_message(std::vector<tune_obj> const& failed) {
 
 void tune_results::check() const {
   std::vector<tune_obj> failed;
-  for (tune_obj const& entry : *this)
+  for (const tune_obj& entry : *this)
     if (entry.failed()) failed.push_back(entry);
   if (!failed.empty()) throw error_tuning(tuning_message(failed));
 }

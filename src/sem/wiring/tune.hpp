@@ -61,6 +61,6 @@ class tune_results : public std::vector<tune_obj> {
 };
 
 /// One line "  [n] = kind, rate, value" for each failed entry.
-std::string tuning_message(std::vector<tune_obj> const& failed);
+std::string tuning_message(const std::vector<tune_obj>& failed);
 
 }  // namespace tovik::sem::estimator

@@ -17,38 +17,38 @@ class value_node : public virtual estimator::Outcome {
   explicit value_node(std::string name) : name_(std::move(name)) {}
 
   void draw(arma::Mat<double>&) override {}
-  arma::Col<double> postDraw(arma::Mat<double> const&) const override { return {}; }
-  arma::Col<double> logLiklihood(arma::Mat<double> const& data, int const& level) const override;
-  arma::Col<double> marginal_logLiklihood(arma::Mat<double> const& data) const override;
-  double logLiklihood(arma::Mat<double> const& data) const override;
-  void addIndicator(arma::Col<arma::uword> const&, indicator_type const&) override {}
-  void addLL(std::unique_ptr<estimator::likelihood> list, likelihood_type const& kind) override;
-  void addDist(std::shared_ptr<autosolver::solver<autosolver::normal>> const& solver,
-               distribution_type const& kind) override;
-  void addStarts(arma::Col<double> const& v) override;
+  arma::Col<double> postDraw(const arma::Mat<double>&) const override { return {}; }
+  arma::Col<double> logLiklihood(const arma::Mat<double>& data, const int& level) const override;
+  arma::Col<double> marginal_logLiklihood(const arma::Mat<double>& data) const override;
+  double logLiklihood(const arma::Mat<double>& data) const override;
+  void addIndicator(const arma::Col<arma::uword>&, const indicator_type&) override {}
+  void addLL(std::unique_ptr<estimator::likelihood> list, const likelihood_type& kind) override;
+  void addDist(const std::shared_ptr<autosolver::solver<autosolver::normal>>& solver,
+               const distribution_type& kind) override;
+  void addStarts(const arma::Col<double>& v) override;
   void tune() override {}
   estimator::tune_results tuneResults() const override { return {}; }
-  arma::Mat<double> betaCovB(arma::Mat<double> const& data, unsigned const& index) const override;
-  arma::Mat<double> const& betas() const override { return none_; }
-  std::shared_ptr<estimator::constraint> constraint(parameter_type const& kind, unsigned const& index,
-                                                    unsigned const& level) override;
-  estimator::likelihood_function likelihoodFunc(likelihood_type const& kind) const override;
-  void addTransform(evaluate::pair const&) override {}
+  arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const override;
+  const arma::Mat<double>& betas() const override { return none_; }
+  std::shared_ptr<estimator::constraint> constraint(const parameter_type& kind, const unsigned& index,
+                                                    const unsigned& level) override;
+  estimator::likelihood_function likelihoodFunc(const likelihood_type& kind) const override;
+  void addTransform(const evaluate::pair&) override {}
   void setCentering(std::unique_ptr<estimator::covariate_link> link) override;
   arma::uword n_params() const override { return 1; }
   double getMissingPercent() const override { return 0.0; }
   std::vector<double> getMissingPercents() const override { return {}; }
   /// No columns.
-  arma::Mat<double> latent(arma::Mat<double> const& data) const override;
-  arma::Mat<double> residual(arma::Mat<double> const& data) const override;
-  arma::Mat<double> predicted(arma::Mat<double> const& data) const override;
-  arma::Mat<double> compute_residual(arma::Mat<double> const& data) const override;
-  arma::Mat<double> compute_predicted(arma::Mat<double> const& data) const override;
+  arma::Mat<double> latent(const arma::Mat<double>& data) const override;
+  arma::Mat<double> residual(const arma::Mat<double>& data) const override;
+  arma::Mat<double> predicted(const arma::Mat<double>& data) const override;
+  arma::Mat<double> compute_residual(const arma::Mat<double>& data) const override;
+  arma::Mat<double> compute_predicted(const arma::Mat<double>& data) const override;
   arma::uword n_estimated() const override { return 0; }
-  void addMulti(std::shared_ptr<Multi> const& block) override;
+  void addMulti(const std::shared_ptr<Multi>& block) override;
 
  private:
-  [[noreturn]] void unsupported(char const* what) const;
+  [[noreturn]] void unsupported(const char* what) const;
 
   std::string name_;
   arma::Mat<double> none_;

@@ -11,7 +11,7 @@ namespace tovik::sem::estimator {
 class weights {
  public:
   /// `column`: the column of the working matrix that holds the weights.
-  weights(cluster const& structure, arma::Mat<double> const& data, arma::uword column);
+  weights(const cluster& structure, const arma::Mat<double>& data, arma::uword column);
 
   arma::Col<double> rows;                   ///< one weight per unit
   std::vector<arma::Col<double>> clusters;  ///< per level above, the sum of the weights of each cluster

@@ -13,7 +13,7 @@ namespace tovik::sem {
 
 namespace {
 
-bool any_missing(arma::Mat<double> const& data, arma::uword column) {
+bool any_missing(const arma::Mat<double>& data, arma::uword column) {
   for (arma::uword i = 0; i < data.n_rows; ++i) {
     if (std::isnan(data(i, column))) return true;
   }
@@ -22,7 +22,7 @@ bool any_missing(arma::Mat<double> const& data, arma::uword column) {
 
 }  // namespace
 
-working_data::working_data(arma::Mat<double> const& file, std::vector<arma::uword> const& identifiers) {
+working_data::working_data(const arma::Mat<double>& file, const std::vector<arma::uword>& identifiers) {
   for (arma::uword column : identifiers) {
     if (column >= file.n_cols || any_missing(file, column)) {
       throw error_debug("An identifier of the working data is missing.");
@@ -35,7 +35,7 @@ working_data::working_data(arma::Mat<double> const& file, std::vector<arma::uwor
   for (std::size_t k = 0; k < identifiers.size(); ++k) add_cluster_level(identifiers, k);
 }
 
-void working_data::sort_rows(arma::Mat<double> const& file, std::vector<arma::uword> const& identifiers) {
+void working_data::sort_rows(const arma::Mat<double>& file, const std::vector<arma::uword>& identifiers) {
   file_rows_.set_size(file.n_rows);
   std::iota(file_rows_.begin(), file_rows_.end(), arma::uword{0});
   std::stable_sort(file_rows_.begin(), file_rows_.end(), [&](arma::uword a, arma::uword b) {
@@ -55,7 +55,7 @@ void working_data::add_row_level() {
 }
 
 /// A cluster begins where its identifier or a coarser one changes.
-void working_data::add_cluster_level(std::vector<arma::uword> const& identifiers, std::size_t finest) {
+void working_data::add_cluster_level(const std::vector<arma::uword>& identifiers, std::size_t finest) {
   arma::Col<arma::uword> unit(data.n_rows);
   std::vector<arma::uword> first;
   for (arma::uword i = 0; i < data.n_rows; ++i) {
@@ -69,17 +69,17 @@ void working_data::add_cluster_level(std::vector<arma::uword> const& identifiers
   first_rows_.emplace_back(first);
 }
 
-std::vector<arma::Col<arma::uword> const*> working_data::units() const {
-  std::vector<arma::Col<arma::uword> const*> out;
-  for (arma::Col<arma::uword> const& level : units_) out.push_back(&level);
+std::vector<const arma::Col<arma::uword>*> working_data::units() const {
+  std::vector<const arma::Col<arma::uword>*> out;
+  for (const arma::Col<arma::uword>& level : units_) out.push_back(&level);
   return out;
 }
 
-arma::Mat<double> working_data::in_file_order(arma::Mat<double> const& working) const {
+arma::Mat<double> working_data::in_file_order(const arma::Mat<double>& working) const {
   if (working.n_rows != file_rows_.n_elem) throw error_debug("Rows do not match the working data.");
   arma::Mat<double> out(working.n_rows, working.n_cols);
   for (arma::uword j = 0; j < working.n_cols; ++j) {
-    double const* from = working.colptr(j);
+    const double* from = working.colptr(j);
     double* to = out.colptr(j);
     for (arma::uword i = 0; i < working.n_rows; ++i) to[file_rows_[i]] = from[i];
   }
@@ -87,8 +87,8 @@ arma::Mat<double> working_data::in_file_order(arma::Mat<double> const& working) 
 }
 
 estimator::cluster working_data::clusters(unsigned level) const {
-  std::vector<arma::Col<arma::uword> const*> units;
-  std::vector<arma::Col<arma::uword> const*> first;
+  std::vector<const arma::Col<arma::uword>*> units;
+  std::vector<const arma::Col<arma::uword>*> first;
   for (std::size_t l = 0; l < units_.size(); ++l) {
     units.push_back(&units_[l]);
     first.push_back(&first_rows_[l]);
@@ -96,9 +96,9 @@ estimator::cluster working_data::clusters(unsigned level) const {
   return {level, units, first};
 }
 
-arma::Col<arma::uword> working_data::missing_units(arma::Mat<double> const& data, arma::uword column,
+arma::Col<arma::uword> working_data::missing_units(const arma::Mat<double>& data, arma::uword column,
                                                    unsigned level) const {
-  arma::Col<arma::uword> const& first = first_rows(level);
+  const arma::Col<arma::uword>& first = first_rows(level);
   std::vector<arma::uword> missing;
   for (arma::uword k = 0; k < first.n_elem; ++k) {
     if (std::isnan(data(first[k], column))) missing.push_back(k);
@@ -107,9 +107,9 @@ arma::Col<arma::uword> working_data::missing_units(arma::Mat<double> const& data
 }
 
 void working_data::write(arma::Mat<double>& data, arma::uword column, unsigned level,
-                         arma::Col<arma::uword> const& which, arma::Col<double> const& values) const {
+                         const arma::Col<arma::uword>& which, const arma::Col<double>& values) const {
   if (which.n_elem != values.n_elem) throw error_debug("One value is needed for each unit.");
-  arma::Col<arma::uword> const& first = first_rows(level);
+  const arma::Col<arma::uword>& first = first_rows(level);
   for (arma::uword m = 0; m < which.n_elem; ++m) {
     const arma::uword k = which[m];
     const arma::uword end = k + 1 < first.n_elem ? first[k + 1] : data.n_rows;
@@ -117,7 +117,7 @@ void working_data::write(arma::Mat<double>& data, arma::uword column, unsigned l
   }
 }
 
-unsigned level_of(data::variable const& variable, VariableList const& variables) {
+unsigned level_of(const data::variable& variable, const VariableList& variables) {
   return sampler_level(variables.subset(data::type::id).size(), variable.level);
 }
 

@@ -16,9 +16,9 @@ bool accepts(double log_uniform, double old_density, double new_density) {
 void metropolis_values::decide(Random& rng, arma::uword n) {
   arma::uword left = 0;
   for (arma::uword g = 0; g < n; ++g) {
-    double const u = rng.runif(), gain = new_density_[g] - old_density_[g];
-    bool const finite = gain - gain == 0.0;
-    bool const moves = u - 1.0 <= gain, stays = u - 1.0 > gain * u;
+    const double u = rng.runif(), gain = new_density_[g] - old_density_[g];
+    const bool finite = gain - gain == 0.0;
+    const bool moves = u - 1.0 <= gain, stays = u - 1.0 > gain * u;
     accepted_[g] = static_cast<unsigned char>(moves);
     uniform_[left] = u;
     undecided_[left] = g;
@@ -31,7 +31,7 @@ void metropolis_values::decide(Random& rng, arma::uword n) {
   }
 }
 
-void metropolis_values::reserve(value_groups const& groups, unsigned dim) {
+void metropolis_values::reserve(const value_groups& groups, unsigned dim) {
   back_.resize(groups.n_values() * dim);
   which_.resize(groups.n_values() + 1);
   usable_.resize(groups.n_values());
@@ -42,22 +42,22 @@ void metropolis_values::reserve(value_groups const& groups, unsigned dim) {
   undecided_.resize(groups.n_groups() + 1);
 }
 
-void metropolis_values::draw(value_groups const& groups, value_target& target, row_scale const& scale,
+void metropolis_values::draw(const value_groups& groups, value_target& target, const row_scale& scale,
                              Random& rng, estimator::tune_obj& tune, arma::Mat<double>& data,
                              double* values) {
   arma::uword const m = groups.n_values();
   candidate_.resize(m);
   rng.fill_randn(candidate_.data(), m);
-  double const sd_of_all = scale.is_one() ? std::sqrt(scale.value()) : 0.0;
+  const double sd_of_all = scale.is_one() ? std::sqrt(scale.value()) : 0.0;
   for (arma::uword k = 0; k < m; ++k) {
-    double const sd = scale.is_one() ? sd_of_all : scale.sd(groups.units()(k));
+    const double sd = scale.is_one() ? sd_of_all : scale.sd(groups.units()(k));
     candidate_[k] = values[k] + tune.value * sd * candidate_[k];
   }
   accept(groups, target, 1, candidate_.data(), rng, tune, data, values);
 }
 
-void metropolis_values::accept(value_groups const& groups, value_target& target, unsigned dim,
-                               double const* candidates, Random& rng, estimator::tune_obj& tune,
+void metropolis_values::accept(const value_groups& groups, value_target& target, unsigned dim,
+                               const double* candidates, Random& rng, estimator::tune_obj& tune,
                                arma::Mat<double>& data, double* values) {
   reserve(groups, dim);
   target.log_density(data, groups.all_groups(), old_density_.data());
@@ -73,8 +73,8 @@ void metropolis_values::accept(value_groups const& groups, value_target& target,
 }
 
 // Accepted candidates become the values; the others leave the data.
-void metropolis_values::take_back(value_groups const& groups, value_target& target, unsigned dim,
-                                  double const* candidates, arma::Mat<double>& data, double* values) {
+void metropolis_values::take_back(const value_groups& groups, value_target& target, unsigned dim,
+                                  const double* candidates, arma::Mat<double>& data, double* values) {
   arma::uword n = 0;
   arma::uword const m = groups.n_values();
   for (arma::uword k = 0; k < m; ++k) {  // without a branch: acceptance is a coin toss
@@ -84,12 +84,12 @@ void metropolis_values::take_back(value_groups const& groups, value_target& targ
   for (unsigned c = 0; c < dim; ++c) {
     for (arma::uword j = 0; j < n; ++j) back_[c * n + j] = values[c * m + which_[j]];
     for (arma::uword k = 0; k < m; ++k) {
-      double const* from = accepted_[groups.group_of(k)] != 0 ? candidates : values;
+      const double* from = accepted_[groups.group_of(k)] != 0 ? candidates : values;
       values[c * m + k] = from[c * m + k];
     }
   }
   if (n == 0) return;
-  arma::Col<arma::uword> const which(which_.data(), n, false, true);
+  const arma::Col<arma::uword> which(which_.data(), n, false, true);
   target.write(data, which, back_.data(), usable_.data());
 }
 

@@ -19,19 +19,19 @@ class metropolis_values {
  public:
   /// `values`: the current ones, replaced by the new ones. `scale`: the residual variance of each unit.
   /// Counts groups in `tune`. Random numbers: a normal for each value, then a uniform for each group.
-  void draw(value_groups const& groups, value_target& target, row_scale const& scale, Random& rng,
+  void draw(const value_groups& groups, value_target& target, const row_scale& scale, Random& rng,
             estimator::tune_obj& tune, arma::Mat<double>& data, double* values);
   /// The same for vectors of `dim` elements that the caller has proposed by a symmetric walk, or by steps
   /// that are reversible under a factor of the density which log_density() then leaves out: `candidates` and
   /// the current `values`, replaced by the new ones, have a row for each value and `dim` columns. Random
   /// numbers: a uniform for each group.
-  void accept(value_groups const& groups, value_target& target, unsigned dim, double const* candidates,
+  void accept(const value_groups& groups, value_target& target, unsigned dim, const double* candidates,
               Random& rng, estimator::tune_obj& tune, arma::Mat<double>& data, double* values);
 
  private:
-  void reserve(value_groups const& groups, unsigned dim);
+  void reserve(const value_groups& groups, unsigned dim);
   void decide(Random& rng, arma::uword n);
-  void take_back(value_groups const& groups, value_target& target, unsigned dim, double const* candidates,
+  void take_back(const value_groups& groups, value_target& target, unsigned dim, const double* candidates,
                  arma::Mat<double>& data, double* values);
 
   std::vector<double> candidate_, old_density_, new_density_, back_, uniform_;

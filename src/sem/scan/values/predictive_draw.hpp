@@ -13,7 +13,7 @@ class predictive_step {
  public:
   /// `r`: the residual y - p of every unit at the current y. For each of `units` in turn y and r are
   /// replaced.
-  void draw(arma::Col<arma::uword> const& units, row_scale const& scale, Random& rng, double* y, double* r);
+  void draw(const arma::Col<arma::uword>& units, const row_scale& scale, Random& rng, double* y, double* r);
 
  private:
   arma::Col<double> z_;

@@ -11,8 +11,8 @@ namespace {
 constexpr double whole_turn = 6.283185307179586;
 }
 
-void slice_values::start(value_groups const& groups, value_target& target, row_scale const& scale,
-                         Random& rng, arma::Mat<double> const& data) {
+void slice_values::start(const value_groups& groups, value_target& target, const row_scale& scale,
+                         Random& rng, const arma::Mat<double>& data) {
   arma::uword const m = groups.n_values(), n = groups.n_groups();
   for (auto* v : {&nu_, &candidate_, &written_}) v->resize(m);
   for (auto* v : {&threshold_, &angle_, &low_, &high_, &density_}) v->resize(n);
@@ -24,7 +24,7 @@ void slice_values::start(value_groups const& groups, value_target& target, row_s
   for (arma::uword k = 0; k < m; ++k) nu_[k] *= scale.sd(groups.units()(k));
   target.log_likelihood(data, groups.all_groups(), threshold_.data());
   for (double& t : threshold_) {
-    double const log_u = std::log(rng.runif());
+    const double log_u = std::log(rng.runif());
     // Any point that has a density is better than a state without one.
     t = std::isfinite(t) ? t + log_u : -std::numeric_limits<double>::max();
   }
@@ -38,11 +38,11 @@ void slice_values::start(value_groups const& groups, value_target& target, row_s
 }
 
 // The points of the ellipses of all open groups, into written_; how many.
-arma::uword slice_values::propose(value_groups const& groups, double const* mean, double const* values) {
+arma::uword slice_values::propose(const value_groups& groups, const double* mean, const double* values) {
   arma::uword n = 0;
   for (arma::uword o = 0; o < n_open_; ++o) {
     arma::uword const g = open_[o];
-    double const c = std::cos(angle_[g]), s = std::sin(angle_[g]);
+    const double c = std::cos(angle_[g]), s = std::sin(angle_[g]);
     for (arma::uword at = groups.begin(g); at < groups.begin(g + 1); ++at) {
       arma::uword const k = groups.value_at(at);
       which_[n] = k;
@@ -71,19 +71,19 @@ void slice_values::shrink(Random& rng) {
   }
 }
 
-void slice_values::draw(value_groups const& groups, value_target& target, double const* mean,
-                        row_scale const& scale, Random& rng, unsigned max_passes, arma::Mat<double>& data,
+void slice_values::draw(const value_groups& groups, value_target& target, const double* mean,
+                        const row_scale& scale, Random& rng, unsigned max_passes, arma::Mat<double>& data,
                         double* values) {
   start(groups, target, scale, rng, data);
   for (unsigned passes = 1; n_open_ > 0; ++passes) {
     arma::uword const n = propose(groups, mean, values);
     std::fill_n(usable_.begin(), n, static_cast<unsigned char>(1));
-    arma::Col<arma::uword> const which(which_.data(), n, false, true);
+    const arma::Col<arma::uword> which(which_.data(), n, false, true);
     target.write(data, which, written_.data(), usable_.data());
     for (arma::uword o = 0; o < n_open_; ++o) inside_[open_[o]] = 1;
     for (arma::uword j = 0; j < n; ++j)
       if (usable_[j] == 0) inside_[groups.group_of(which_[j])] = 0;
-    arma::Col<arma::uword> const open(open_.data(), n_open_, false, true);
+    const arma::Col<arma::uword> open(open_.data(), n_open_, false, true);
     target.log_likelihood(data, open, density_.data());
     keep_unfinished();
     if (n_open_ == 0) break;

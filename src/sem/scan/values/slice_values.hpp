@@ -18,13 +18,13 @@ class slice_values {
   /// `values`: the current ones, replaced. `mean`: of each value. Random numbers: a normal for each value, a
   /// uniform for each group (thresholds), again one (angles), then one for each unfinished group in each
   /// pass. Throws error_ess when a group is not finished after `max_passes` + 1 passes.
-  void draw(value_groups const& groups, value_target& target, double const* mean, row_scale const& scale,
+  void draw(const value_groups& groups, value_target& target, const double* mean, const row_scale& scale,
             Random& rng, unsigned max_passes, arma::Mat<double>& data, double* values);
 
  private:
-  void start(value_groups const& groups, value_target& target, row_scale const& scale, Random& rng,
-             arma::Mat<double> const& data);
-  arma::uword propose(value_groups const& groups, double const* mean, double const* values);
+  void start(const value_groups& groups, value_target& target, const row_scale& scale, Random& rng,
+             const arma::Mat<double>& data);
+  arma::uword propose(const value_groups& groups, const double* mean, const double* values);
   void keep_unfinished();
   void shrink(Random& rng);
 

@@ -26,7 +26,7 @@ arma::Col<arma::uword> counting(arma::uword n) {
 }  // namespace
 
 value_groups::value_groups(arma::Col<arma::uword> units, unsigned level,
-                           estimator::acceptance const& together)
+                           const estimator::acceptance& together)
     : units_(std::move(units)),
       group_of_(counting(units_.n_elem)),
       values_(group_of_),
@@ -49,10 +49,10 @@ value_groups::value_groups(arma::Col<arma::uword> units, unsigned level,
 }
 
 // The groups that hold an unknown value, numbered anew, and what depends on them.
-void value_groups::number_groups(estimator::acceptance const& together) {
+void value_groups::number_groups(const estimator::acceptance& together) {
   level_ = static_cast<int>(together.level());
-  auto const& of_value = together.group_of_value();
-  auto const& of_unit = together.group_of_unit();
+  const auto& of_value = together.group_of_value();
+  const auto& of_unit = together.group_of_unit();
   if (!units_.is_empty() && units_.max() >= of_value.n_elem)
     throw error_debug("Unknown values are not in the data.");
   std::vector<arma::uword> number(1 + std::max(of_value.max(), of_unit.max()), none);
@@ -70,14 +70,14 @@ void value_groups::number_groups(estimator::acceptance const& together) {
 }
 
 // A function may refuse a candidate instead of answering NaN: which one, each group then tells for itself.
-void value_groups::density(estimator::likelihood const& list, void const* without,
-                           arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+void value_groups::density(const estimator::likelihood& list, const void* without,
+                           const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                            double* out) const {
   try {
     return add_up(list, without, data, groups, out);
-  } catch (evaluate::error_debug const&) {
+  } catch (const evaluate::error_debug&) {
     throw;
-  } catch (evaluate::error const&) {
+  } catch (const evaluate::error&) {
     if (groups.n_elem == 1) out[0] = std::numeric_limits<double>::quiet_NaN();
   }
   if (groups.n_elem == 1) return;
@@ -85,15 +85,15 @@ void value_groups::density(estimator::likelihood const& list, void const* withou
     density(list, without, data, arma::Col<arma::uword>{groups(j)}, out + j);
 }
 
-void value_groups::add_up(estimator::likelihood const& list, void const* without,
-                          arma::Mat<double> const& data, arma::Col<arma::uword> const& groups,
+void value_groups::add_up(const estimator::likelihood& list, const void* without,
+                          const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                           double* out) const {
   arma::uword n = 0;
   if (alone_) {
     for (arma::uword g : groups) work_.units[n++] = units_(g);
     std::fill_n(out, n, 0.0);
-    arma::Col<arma::uword> const units = view(work_.units, n);
-    for (auto const& term : list)
+    const arma::Col<arma::uword> units = view(work_.units, n);
+    for (const auto& term : list)
       if (without == nullptr || term.source() != without) term.add(data, level_, units, out);
     return;
   }
@@ -105,9 +105,9 @@ void value_groups::add_up(estimator::likelihood const& list, void const* without
     work_.to[n++] = place - 1;
   }
   for (arma::uword g : groups) work_.place[g] = 0;
-  arma::Col<arma::uword> const units = view(work_.units, n);
+  const arma::Col<arma::uword> units = view(work_.units, n);
   std::fill_n(work_.values.data(), n, 0.0);
-  for (auto const& term : list)
+  for (const auto& term : list)
     if (without == nullptr || term.source() != without) term.add(data, level_, units, work_.values.data());
   std::fill_n(out, groups.n_elem, 0.0);
   for (arma::uword i = 0; i < n; ++i) out[work_.to[i]] += work_.values[i];

@@ -14,15 +14,15 @@ class value_groups {
  public:
   value_groups() = default;
   /// `units`: the units, rising, of the variable's `level` (0: rows) whose value is unknown.
-  value_groups(arma::Col<arma::uword> units, unsigned level, estimator::acceptance const& together);
+  value_groups(arma::Col<arma::uword> units, unsigned level, const estimator::acceptance& together);
 
-  arma::Col<arma::uword> const& units() const { return units_; }
+  const arma::Col<arma::uword>& units() const { return units_; }
   arma::uword n_values() const { return units_.n_elem; }
   arma::uword n_groups() const { return all_.n_elem; }
   arma::uword group_of(arma::uword value) const { return group_of_(value); }
   /// Every value, and every group: 0, 1, ...
-  arma::Col<arma::uword> const& all_values() const { return values_; }
-  arma::Col<arma::uword> const& all_groups() const { return all_; }
+  const arma::Col<arma::uword>& all_values() const { return values_; }
+  const arma::Col<arma::uword>& all_groups() const { return all_; }
   /// The values of group g are values_of(begin(g)) .. values_of(begin(g + 1) - 1), rising.
   arma::uword begin(arma::uword g) const { return start_[g]; }
   arma::uword value_at(arma::uword position) const { return members_[position]; }
@@ -30,13 +30,13 @@ class value_groups {
   /// out[j] := the sum of the list's contributions over the units that depend on the values of groups(j);
   /// `groups` rises. A contribution whose source is `without` is left out. NaN where an expression has no
   /// value at the data.
-  void density(estimator::likelihood const& list, void const* without, arma::Mat<double> const& data,
-               arma::Col<arma::uword> const& groups, double* out) const;
+  void density(const estimator::likelihood& list, const void* without, const arma::Mat<double>& data,
+               const arma::Col<arma::uword>& groups, double* out) const;
 
  private:
-  void number_groups(estimator::acceptance const& together);
-  void add_up(estimator::likelihood const& list, void const* without, arma::Mat<double> const& data,
-              arma::Col<arma::uword> const& groups, double* out) const;
+  void number_groups(const estimator::acceptance& together);
+  void add_up(const estimator::likelihood& list, const void* without, const arma::Mat<double>& data,
+              const arma::Col<arma::uword>& groups, double* out) const;
 
   arma::Col<arma::uword> units_, group_of_, values_, all_;
   std::vector<arma::uword> start_, members_;
