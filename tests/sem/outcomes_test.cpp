@@ -196,13 +196,26 @@ TEST(Outcomes, RefusesOtherLinks) {
   EXPECT_EQ(run.failure(), "Invalid Link for normal model!");
 }
 
-TEST(Outcomes, RefusesTwoEquationsOfOneIncompleteOutcome) {
+// With both equations known, N(0, 1) and N(3, 1), the missing value is drawn from their product, N(3/2, 1/2).
+TEST(Outcomes, TwoEquationsOfAnIncompleteOutcomeDrawItFromTheirProduct) {
   const tests::Setting<bool> apart(sem::defaults::reduce_models, false);
   arma::mat data = two_level();
-  EXPECT_EQ(small_run(names, data, {}, {"y ~ x", "y ~ w"}).failure(), "");
   data(3, 1) = arma::datum::nan;
-  EXPECT_EQ(small_run(names, data, {}, {"y ~ x", "y ~ w"}).failure(),
-            "ERROR: A second equation for the incomplete outcome 'y' is not available in this version.");
+  small_run run(names, data, {}, {"y ~ 1@0 x@0", "y ~ 1@3 w@0", "y ~~ y@1"});
+  ASSERT_EQ(run.models.size(), 2U);
+  for (Model& model : run.models)
+    model.variance = run.models[0].variance.is_fixed() ? run.models[0].variance : run.models[1].variance;
+  auto chain = run.chain(Random(8, 1));
+  constexpr int scans = 40000;
+  arma::rowvec values(scans);
+  for (double& value : values) {
+    chain->oneRep();
+    value = chain->working().data(3, 1);
+  }
+  EXPECT_NEAR(arma::mean(values), 1.5, 4.0 * tests::mean_error(values));
+  const arma::rowvec squares = arma::square(values - 1.5);
+  EXPECT_NEAR(arma::mean(squares), 0.5, 4.0 * tests::mean_error(squares));
+  EXPECT_EQ(chain->outcomes()->imputed_columns().size(), 1U);
 }
 
 }  // namespace

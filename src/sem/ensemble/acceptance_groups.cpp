@@ -82,7 +82,7 @@ void tie_statistics(const node& tree, arma::uword column, const arma::Mat<double
 }
 
 void tie_readers(const arma::Col<arma::uword>& columns, unsigned level,
-                 const std::vector<estimator::Outcome const*>& readers, const level_units& units,
+                 const std::vector<const estimator::Outcome*>& readers, const level_units& units,
                  const arma::Mat<double>& data, ties& rows) {
   for (const estimator::Outcome* reader : readers) {
     if (reader->level > level) rows.tie_units(*units[reader->level]);
@@ -105,7 +105,7 @@ arma::Col<arma::uword> of_units(const arma::Col<arma::uword>& unit, const arma::
 }  // namespace
 
 estimator::acceptance acceptance_groups(const arma::Col<arma::uword>& columns, unsigned level,
-                                        const std::vector<estimator::Outcome const*>& readers,
+                                        const std::vector<const estimator::Outcome*>& readers,
                                         const level_units& units, const arma::Mat<double>& data) {
   ties rows(data.n_rows);
   tie_readers(columns, level, readers, units, data, rows);

@@ -70,6 +70,7 @@ equation_setup equation_of(const Model& model, const outcome_context& context) {
   setup.n_levels = static_cast<unsigned>(model.levels);
   setup.missing_units = context.working->missing_units(*context.data, setup.y, setup.level);
   setup.has_intercept = !model.fixed.empty() && model.fixed.front().is_intercept();
+  setup.imputes = context.imputes;
   setup.prior = context.prior;
   setup.phantoms = phantoms_of(model);
   set_fixed(setup, model);

@@ -28,6 +28,7 @@ struct outcome_context {
   /// The cells that expressions read, by name; they outlive the models.
   const std::unordered_map<std::string, model::parameter_info>* cells = nullptr;
   priors prior;
+  bool imputes = true;  ///< the equation draws the missing values of its outcome
 };
 
 /// The units of the outcome's level, as the sampler counts levels.

@@ -20,7 +20,10 @@ std::vector<const estimator::Outcome*> readers_of(const arma::Col<arma::uword>& 
   std::vector<const estimator::Outcome*> out;
   for (const auto& model : models) {
     if (model.get() == &owner || !has_likelihood(*model)) continue;
-    if (std::any_of(columns.begin(), columns.end(), [&](arma::uword c) { return model->reads(c); }))
+    const bool same_outcome =
+        std::any_of(owner.y.begin(), owner.y.end(), [&](arma::uword c) { return arma::any(model->y == c); });
+    if (same_outcome ||
+        std::any_of(columns.begin(), columns.end(), [&](arma::uword c) { return model->reads(c); }))
       out.push_back(model.get());
   }
   return out;

@@ -13,7 +13,7 @@ namespace tovik::sem {
 bool has_likelihood(const estimator::Outcome& model);
 
 /// The models other than `owner` whose log likelihood depends on the column of `owner`'s outcome: as a
-/// predictor, a covariate of random effects, or inside an expression.
+/// predictor, a covariate of random effects, inside an expression, or as an outcome of its own.
 std::vector<const estimator::Outcome*> readers_of(
     const estimator::Outcome& owner, const std::vector<std::shared_ptr<estimator::Outcome>>& models);
 

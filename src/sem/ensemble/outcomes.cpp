@@ -18,7 +18,6 @@
 #include "sem/predictors/variable.hpp"
 #include "sem/wiring/proposals.hpp"
 #include "support/error.hpp"
-#include "support/not_available.hpp"
 
 namespace tovik::sem {
 
@@ -87,19 +86,15 @@ bool writes(const Model& model, unsigned column) {
   return std::find(own.begin(), own.end(), column) != own.end();
 }
 
-/// Two models of one outcome would both write its missing values.
-void check_one_writer(const ModelList& list, const working_data& working, const arma::Mat<double>& data) {
-  for (std::size_t i = 0; i < list.size(); ++i) {
-    if (!is_equation(list[i])) continue;
-    for (std::size_t j = i + 1; j < list.size(); ++j) {
-      if (!is_equation(list[j])) continue;
-      for (unsigned column : list[i].yind()) {
-        if (!writes(list[j], column)) continue;
-        if (working.missing_units(data, column, outcome_level(list[i], working)).n_elem == 0) continue;
-        not_available::refuse("A second equation for the incomplete outcome '" + list[i].name() + "'");
-      }
-    }
+/// Of the equations of one outcome the first draws its missing values; the others take them as they come, and
+/// their densities stand in its likelihood list.
+bool imputes(const ModelList& list, std::size_t i) {
+  for (std::size_t j = 0; j < i; ++j) {
+    if (!is_equation(list[j])) continue;
+    for (unsigned column : list[i].yind())
+      if (writes(list[j], column)) return false;
   }
+  return true;
 }
 
 }  // namespace
@@ -107,7 +102,6 @@ void check_one_writer(const ModelList& list, const working_data& working, const 
 Outcomes::Outcomes(const working_data& working, const predictor_models& predictors, const ModelList& list,
                    arma::Mat<double>& data, const std::shared_ptr<Random>& rng, const priors& prior)
     : working_(working), rng_(rng) {
-  check_one_writer(list, working_, data);
   cells_ = list.generate_map();
   build_models(list, predictors, data, prior);
   link_phantoms(list, models, data);
@@ -135,7 +129,10 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
   context.cells = &cells_;
   context.mutable_columns = written_columns(list, data);
   mark_written(predictors, context.mutable_columns);
-  for (const Model& model : list) models.push_back(make_outcome(model, context));
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    context.imputes = imputes(list, i);
+    models.push_back(make_outcome(list[i], context));
+  }
 }
 
 void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior) {

@@ -55,7 +55,7 @@ estimator::Outcome::shape Regression::parts_of(const Estimator* estimator, const
           .phantoms = phantom_columns(setup),
           .n_levels = setup.n_levels,
           .level = setup.level,
-          .missing = !setup.missing_units.is_empty()};
+          .missing = setup.imputes && !setup.missing_units.is_empty()};
 }
 
 Regression::Regression(const Estimator* estimator_, const data::type& type_, const equation_setup& setup)
@@ -311,7 +311,7 @@ void Regression::refresh_followers(arma::Mat<double>& data) const {
 }
 
 double Regression::getMissingPercent() const {
-  return missing ? static_cast<double>(missing_rows.n_elem) / static_cast<double>(n_units) : 0.0;
+  return missing_rows.is_empty() ? 0.0 : static_cast<double>(missing_rows.n_elem) / static_cast<double>(n_units);
 }
 
 std::vector<double> Regression::getMissingPercents() const {
