@@ -106,9 +106,8 @@ INSTANTIATE_TEST_SUITE_P(
                       design{"incomplete_outcome", {"class"}, {"y ~ x z | z"}, {"y"}},
                       design{"mediator", {"class"}, {"m ~ x", "y ~ m x z"}, {"m", "y"}},
                       design{"incomplete_predictors", {"class"}, {"y ~ x z w"}, {"x", "z"}},
-                      design{"latent_mean", {"class"}, {"y ~ x x.mean z"}, {"x"}},
                       design{"slope_of_incomplete", {"class"}, {"y ~ x z | z"}, {"z"}},
-                      design{"level_two_outcome", {"school"}, {"w ~ x.mean", "y ~ w x"}, {"x"}}),
+                      design{"level_two_outcome", {"school"}, {"w ~ 1", "y ~ w x"}, {"x"}}),
     [](const auto& info) { return info.param.name; });
 
 }  // namespace
