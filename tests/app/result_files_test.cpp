@@ -71,7 +71,7 @@ struct ResultFiles : CommandFile {
   /// Runs the command file and writes its files.
   void run(const std::string& commands) {
     use_one_blas_thread();
-    input = read("DATA: d.csv; SEED: 41; MISSING: NA; " + commands);
+    input = read("DATA: d.csv; SEED: 41; MISSING: NA; OPTIONS: prior1; " + commands);
     const quiet_output quiet;
     prepared = std::make_unique<analysis>(prepare(*input));
     group = std::make_unique<chain_group<sem::Mcmc>>(build_chains(*input, *prepared));

@@ -69,7 +69,7 @@ TEST_F(Metamorphic, CaseOfCommandsAndNames) {
 
 TEST_F(Metamorphic, CommentsAndBlanks) {
   const std::string reference = estimates(plain_);
-  EXPECT_EQ(estimates("# a comment; with a semicolon\nDATA:\tdata.csv ;\n\n  CLUSTERID:id; # more\n"
+  EXPECT_EQ(estimates("# a comment; with a semicolon\nDATA:\tdata.csv ;\n\n  CLUSTERID:   id; # more\n"
                       "MODEL:\n  distance~age\n    male|age ;  # and more: y ~ x;\nSEED: 7;BURN: 200;\r\n"
                       "ITERATIONS:   400;\nCHAINS: 3;\n# the end"),
             reference);
