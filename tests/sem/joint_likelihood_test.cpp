@@ -287,7 +287,7 @@ TEST_F(JointLikelihood, OfOneEquationIsThatOfItsObservedCells) {
   data.col(6).replace(data(5, 6), arma::datum::nan);
   for (const std::vector<std::string>& ids : {std::vector<std::string>{}, {"g"}, {"g", "t"}}) {
     small_run run(names, data, ids, {"y ~ x", "z ~ 1", "w ~ 1"});
-    const index cells = run.chain(Random(5, 1))->getUnobservedCells();
+    const index cells = run.chain(Random(5, 1), {1, 1})->getUnobservedCells();
     EXPECT_EQ(cells, 3u + 3u + (ids.empty() ? arma::uvec(arma::find_nonfinite(data.col(6))).n_elem : 1u));
     expect_dense(run, {"y"}, {"z", "w"});
   }

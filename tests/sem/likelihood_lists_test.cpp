@@ -33,6 +33,7 @@ struct Web {
     setup.mutable_columns.assign(world.data.n_cols, true);
     auto model = std::make_shared<Normal>(&estimator, setup);
     model->betas_.fill(0.7);
+    for (arma::Mat<double>& effects : model->u) effects.fill(0.3);
     models.push_back(model);
   }
 

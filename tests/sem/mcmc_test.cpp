@@ -60,7 +60,7 @@ TEST(Mcmc, TheOrderOfRowsInTheFileChangesNothingButTheOrderOfRows) {
 
 TEST(Mcmc, DataComeBackInFileOrderWithOnlyMissingCellsFilled) {
   const arma::mat file = with_holes(arma::mat(three_level().rows(mixed_rows())));
-  const auto chain = small_run(names, file, {"school", "district"}, {"y ~ x | 1"}).chain(Random(5, 1));
+  const auto chain = small_run(names, file, {"school", "district"}, {"y ~ x | 1"}).chain(Random(5, 1), {1, 1});
   chain->oneRep();
   const arma::mat once = chain->getData();
   chain->oneRep();
@@ -84,7 +84,7 @@ TEST(Mcmc, AMissingValueOfALevelTwoOutcomeIsOneValuePerCluster) {
   }
   const small_run run(names, file, {"school"}, {"w ~ 1"});
   EXPECT_EQ(run.models[0].levels, 0);
-  const auto chain = run.chain(Random(5, 1));
+  const auto chain = run.chain(Random(5, 1), {1, 1});
   chain->oneRep();
   const arma::mat out = chain->getData();
   const arma::uvec school = arma::find(file.col(1) == 12);
@@ -96,7 +96,7 @@ TEST(Mcmc, AMissingValueOfALevelTwoOutcomeIsOneValuePerCluster) {
 
 TEST(Mcmc, PercentagesCountUnitsOfTheVariablesOwnLevelAndPatternsCountRows) {
   const arma::mat file = with_holes(three_level());
-  const auto chain = small_run(names, file, {"school"}, {"y ~ x w"}).chain(Random(5, 1));
+  const auto chain = small_run(names, file, {"school"}, {"y ~ x w"}).chain(Random(5, 1), {1, 1});
   EXPECT_EQ(chain->pattern_names(), (std::vector<std::string>{"y", "x", "w"}));
   ASSERT_EQ(chain->missing_percents().size(), 3u);
   EXPECT_NEAR(chain->missing_percents()[0], 400.0 / 24.0, 1e-12);
@@ -109,15 +109,15 @@ TEST(Mcmc, PercentagesCountUnitsOfTheVariablesOwnLevelAndPatternsCountRows) {
 
 TEST(Mcmc, SeedAndStreamFixTheDraws) {
   const small_run run(names, with_holes(three_level()), {"school"}, {"y ~ x | x"});
-  const arma::mat a = tests::draws(*run.chain(Random(9, 1)), 0, 10);
-  EXPECT_TRUE(arma::approx_equal(a, tests::draws(*run.chain(Random(9, 1)), 0, 10), "absdiff", 0.0));
-  EXPECT_FALSE(arma::approx_equal(a, tests::draws(*run.chain(Random(9, 2)), 0, 10), "absdiff", 1e-6));
+  const arma::mat a = tests::draws(*run.chain(Random(9, 1), {1, 1}), 0, 10);
+  EXPECT_TRUE(arma::approx_equal(a, tests::draws(*run.chain(Random(9, 1), {1, 1}), 0, 10), "absdiff", 0.0));
+  EXPECT_FALSE(arma::approx_equal(a, tests::draws(*run.chain(Random(9, 2), {1, 1}), 0, 10), "absdiff", 1e-6));
 }
 
 TEST(Mcmc, IdentifiersMayBeGivenOrFoundInTheCatalogue) {
   const small_run run(names, three_level(), {"school", "district"}, {"y ~ x | 1"});
   const auto first = [&](Mcmc&& chain) {
-    chain.addOutcomes(run.vars, run.models, {});
+    chain.addOutcomes(run.vars, run.models, {1, 1});
     return tests::draws(chain, 0, 3);
   };
   const arma::Col<arma::uword> ids = {1, 0};
@@ -135,7 +135,7 @@ TEST(Mcmc, ChainsShareTheColumnsThatAreSaved) {
       other(run.vars, run.data, Random(4, 2), 1, 0.01, saved);
   EXPECT_EQ(saved.use_count(), 3);
   for (Mcmc* chain : {&own, &shared, &other}) {
-    chain->addOutcomes(run.vars, run.models, {});
+    chain->addOutcomes(run.vars, run.models, {1, 1});
     for (int t = 0; t < 3; ++t) chain->oneRep();
   }
   EXPECT_TRUE(arma::approx_equal(own.getData(), shared.getData(), "absdiff", 0.0));
@@ -146,7 +146,7 @@ TEST(Mcmc, ChainsShareTheColumnsThatAreSaved) {
 
 TEST(Mcmc, ReportsTheStartingStateBeforeTheFirstScan) {
   const small_run run(names, three_level(), {}, {"y ~ x"});
-  const auto chain = run.chain(Random(4, 1));
+  const auto chain = run.chain(Random(4, 1), {1, 1});
   EXPECT_TRUE(arma::approx_equal(chain->getParams(0), chain->getParams().head(3), "absdiff", 0.0));
   EXPECT_NEAR(chain->getParams()[1], arma::mean(run.data.col(2)), 1e-12);
   EXPECT_EQ(chain->getTotalParams(), 3u + 1u + 2u);
@@ -168,7 +168,7 @@ TEST(Mcmc, WithoutOutcomeModelsThereIsNothingToReport) {
 
 TEST(Mcmc, NamesOfSavedColumnsEndBeforeTheConstant) {
   const small_run run(names, three_level(), {"school"}, {"y ~ x"});
-  const auto chain = run.chain(Random(4, 1));
+  const auto chain = run.chain(Random(4, 1), {1, 1});
   EXPECT_EQ(chain->dataNames(run.vars, run.models, false, false, false), names);
   auto with_residuals = names;
   with_residuals.insert(with_residuals.end(), {"y$Intercept", "y.residual"});
@@ -178,7 +178,7 @@ TEST(Mcmc, NamesOfSavedColumnsEndBeforeTheConstant) {
 
 TEST(Mcmc, NoProposalWasMadeWithoutMetropolisSteps) {
   const auto chain =
-      small_run(names, with_holes(three_level()), {"school"}, {"y ~ x | x"}).chain(Random(4, 1));
+      small_run(names, with_holes(three_level()), {"school"}, {"y ~ x | x"}).chain(Random(4, 1), {1, 1});
   tests::draws(*chain, 0, 5);
   chain->tune();
   EXPECT_NO_THROW(chain->tune_check());
@@ -188,7 +188,7 @@ TEST(Mcmc, NoProposalWasMadeWithoutMetropolisSteps) {
 }
 
 TEST(Mcmc, ClustersStandAboveTheLevelOfAnOutcome) {
-  const auto chain = small_run(names, three_level(), {"school", "district"}, {"y ~ x"}).chain(Random(4, 1));
+  const auto chain = small_run(names, three_level(), {"school", "district"}, {"y ~ x"}).chain(Random(4, 1), {1, 1});
   EXPECT_EQ(chain->n_levels(), 3u);
   EXPECT_EQ(chain->n_units(0), 24u);
   EXPECT_EQ(chain->n_units(1), 7u);
@@ -201,12 +201,12 @@ TEST(Mcmc, ClustersStandAboveTheLevelOfAnOutcome) {
 TEST(Mcmc, APredictorHasAModelUnlessItIsFixedOrAnOutcome) {
   arma::mat file = three_level();
   file(4, 3) = nan;
-  EXPECT_EQ(small_run(names, file, {}, {"y ~ x w"}).chain(Random(4, 1))->predictors().size(), 1u);
-  EXPECT_TRUE(small_run(names, file, {}, {"y ~ x", "x ~ w"}).chain(Random(4, 1))->predictors().empty());
+  EXPECT_EQ(small_run(names, file, {}, {"y ~ x w"}).chain(Random(4, 1), {1, 1})->predictors().size(), 1u);
+  EXPECT_TRUE(small_run(names, file, {}, {"y ~ x", "x ~ w"}).chain(Random(4, 1), {1, 1})->predictors().empty());
   small_run run(names, three_level(), {}, {"y ~ x", "x ~ w"});
-  EXPECT_TRUE(run.chain(Random(4, 1))->predictors().empty());
+  EXPECT_TRUE(run.chain(Random(4, 1), {1, 1})->predictors().empty());
   run.vars.find("w")->fixed(false);
-  const auto chain = run.chain(Random(4, 1));
+  const auto chain = run.chain(Random(4, 1), {1, 1});
   ASSERT_EQ(chain->predictors().size(), 1u);
   EXPECT_FALSE(chain->predictors().front()->missing);
   EXPECT_EQ(chain->getCovariateModelNumParams(), 2u);

@@ -33,7 +33,7 @@ arma::mat two_level() {
 
 TEST(Outcomes, RowsOfAllModelsFollowInListOrder) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | x", "w ~ 1", "x ~ w"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   chain->oneRep();
   const Outcomes& all = *chain->outcomes();
   ASSERT_EQ(all.n_outcomes(), 3u);
@@ -54,7 +54,7 @@ TEST(Outcomes, RowsOfAllModelsFollowInListOrder) {
 
 TEST(Outcomes, CountsEstimatedParametersWithoutFixedOnes) {
   const small_run run(names, two_level(), {"school"}, {"y ~ 1@1 x | x", "w ~ 1", "w ~~ w@2"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   EXPECT_EQ(chain->outcomes()->n_estimated(), 3u + 1u + 1u + 1u);
   EXPECT_EQ(chain->outcomes()->n_computations(), 0u);
   EXPECT_EQ(chain->outcomes()->n_defines(), 0u);
@@ -62,7 +62,7 @@ TEST(Outcomes, CountsEstimatedParametersWithoutFixedOnes) {
 
 TEST(Outcomes, FixedValuesStayInTheirRows) {
   const small_run run(names, two_level(), {}, {"y ~ 1@1.5 x", "y ~~ y@2"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   const arma::mat draws = tests::draws(*chain, 0, 5);
   EXPECT_TRUE(arma::all(draws.row(0) == 2.0));
   EXPECT_TRUE(arma::all(draws.row(1) == 1.5));
@@ -73,7 +73,7 @@ TEST(Outcomes, NamesAndValuesMustAgreeInNumber) {
   small_run run(names, two_level(), {}, {"y ~ x"});
   std::swap(run.models[0].fixed[0], run.models[0].fixed[1]);  // names skip the intercept wherever it stands
   try {
-    run.chain(Random(2, 1));
+    run.chain(Random(2, 1), {1, 1});
     FAIL() << "accepted";
   } catch (const error_debug& e) {
     EXPECT_STREQ(e.what(), "Model 'y ~ x Intercept' has 6 names for 7 values.");
@@ -82,7 +82,7 @@ TEST(Outcomes, NamesAndValuesMustAgreeInNumber) {
 
 TEST(Outcomes, LikelihoodOfSingleLevelDataIsTheNormalDensityOfEachRow) {
   const small_run run(names, two_level(), {}, {"y ~ x", "w ~ 1"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   chain->oneRep();
   const arma::cube cube = chain->getLikelihoods();
   ASSERT_EQ(cube.n_rows, 15u);
@@ -101,7 +101,7 @@ TEST(Outcomes, LikelihoodOfSingleLevelDataIsTheNormalDensityOfEachRow) {
 
 TEST(Outcomes, MarginalLikelihoodOfACluster) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | x"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   for (int i = 0; i < 3; ++i) chain->oneRep();
   const arma::cube cube = chain->getLikelihoods();
   ASSERT_EQ(cube.n_rows, 5u);
@@ -122,7 +122,7 @@ TEST(Outcomes, MarginalLikelihoodOfACluster) {
 
 TEST(Outcomes, LikelihoodOfALevelSumsItsUnits) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | 1", "w ~ 1"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   chain->oneRep();
   const Outcomes& all = *chain->outcomes();
   const arma::mat& data = chain->working().data;
@@ -138,7 +138,7 @@ TEST(Outcomes, LikelihoodOfALevelSumsItsUnits) {
 
 TEST(Outcomes, ColumnsForOutputJoinTheModels) {
   const small_run run(names, two_level(), {"school"}, {"y ~ x | x", "w ~ 1"});
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   chain->oneRep();
   const Outcomes& all = *chain->outcomes();
   const arma::mat& data = chain->working().data;
@@ -155,7 +155,7 @@ TEST(Outcomes, ColumnsForOutputJoinTheModels) {
 TEST(Outcomes, AListWithoutModelsMakesNone) {
   small_run run(names, two_level(), {"school"}, {"y ~ x"});
   run.models.clear();
-  const auto chain = run.chain(Random(2, 1));
+  const auto chain = run.chain(Random(2, 1), {1, 1});
   chain->oneRep();
   EXPECT_EQ(chain->outcomes(), nullptr);
   EXPECT_TRUE(chain->getParams().is_empty());
@@ -205,7 +205,7 @@ TEST(Outcomes, TwoEquationsOfAnIncompleteOutcomeDrawItFromTheirProduct) {
   ASSERT_EQ(run.models.size(), 2U);
   for (Model& model : run.models)
     model.variance = run.models[0].variance.is_fixed() ? run.models[0].variance : run.models[1].variance;
-  auto chain = run.chain(Random(8, 1));
+  auto chain = run.chain(Random(8, 1), {1, 1});
   constexpr int scans = 40000;
   arma::rowvec values(scans);
   for (double& value : values) {

@@ -94,8 +94,9 @@ TEST(ResidualCorrelations, RandomEffectsMeetResidualsOfTheirLevel) {
 
 TEST(ResidualCorrelations, AConstantColumnHasNone) {
   arma::mat data = pupils();
-  data.col(3).fill(2.0);
-  const small_run world(names, data, {}, {"y1 ~ x", "y2 ~ x@0"});
+  data.col(4) = arma::round(4.0 * data.col(4));
+  data.col(3) = data.col(4) + 2.0;  // so that the residual of y2 is 2 to the last digit
+  const small_run world(names, data, {}, {"y1 ~ x", "y2 ~ 1@0 x@1"});
   const auto chain = world.chain(Random(5, 1));
   EXPECT_TRUE(std::isnan(chain->getCorrelations()[0]));
 }

@@ -45,10 +45,10 @@ struct small_run {
     return out;
   }
 
-  /// The text of the error that building a chain raises; "" for none.
-  std::string failure() const {
+  /// The text of the error that building a chain raises; "" for none. The prior is one that little data carry.
+  std::string failure(const sem::priors& prior = {1, 1}) const {
     try {
-      chain(Random(1, 1));
+      chain(Random(1, 1), prior);
     } catch (const tovik::error& e) {
       return e.what();
     }

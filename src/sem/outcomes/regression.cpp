@@ -81,7 +81,7 @@ Regression::Regression(const Estimator* estimator_, const data::type& type_, con
     arma::uword const q = n_random(L);
     Sigma.emplace_back(q, q, arma::fill::eye);
     iSigma.emplace_back(q, q, arma::fill::eye);
-    // Zero, in whatever units: a start of one unit could outweigh the data by far.
+    // Until the starting state is known: one unit could outweigh the data by far.
     u.emplace_back(cluster.n_clusters(static_cast<int>(L)), q, arma::fill::zeros);
     effect_units_.emplace_back(q, arma::fill::ones);
     re_tune.emplace_back(1.5, estimator::tune_obj::kind_type::random_effect);
@@ -236,6 +236,18 @@ void Regression::addStarts(const arma::Col<double>& v) {
   take_last_rows(next);
   driven_.anchor(betas_);
   for (unsigned place = 0; place <= n_levels; ++place) refresh_phantoms(place);
+  start_effects();
+}
+
+// A quarter of their standard deviations: small beside the data in whatever units, and not at zero, where correlations
+// of effects would have all the density at +-1. Effects that stand anywhere else stay.
+void Regression::start_effects() {
+  constexpr double share = 0.25;
+  for (unsigned L = 0; L < n_levels; ++L) {
+    if (!u[L].is_zero()) continue;
+    rng->fill_randn(u[L].memptr(), u[L].n_elem);
+    for (arma::uword j = 0; j < u[L].n_cols; ++j) u[L].col(j) *= share * std::sqrt(Sigma[L](j, j));
+  }
 }
 
 arma::uword Regression::n_estimated() const {

@@ -292,6 +292,7 @@ class Regression : public virtual estimator::Outcome {
                                        const arma::Col<arma::uword>& left_out) const;
   arma::Col<double> sums_at(unsigned above, arma::Col<double> values) const;
   bool has_phantoms() const;
+  void start_effects();
   std::shared_ptr<estimator::constraint> driven_coefficient(unsigned index);
   /// The phantom with this index of a place (see part()).
   std::shared_ptr<estimator::constraint> driven_correlation(unsigned index, unsigned place);
