@@ -236,7 +236,8 @@ TEST_F(PsrTest, SavesTheMatrix) {
     return text.str();
   };
   two_chains().savePSR(path, false);
-  EXPECT_EQ(content(), "1.0539,1.0156299195e+00,1.0469394093e+00,nan\n1.2007,1.0047065699e+00,1.0645367309e+00,nan\n");
+  EXPECT_EQ(content(),
+            "1.0539,1.0156299195e+00,1.0469394093e+00,nan\n1.2007,1.0047065699e+00,1.0645367309e+00,nan\n");
   two_chains().savePSR(path, "dat", false);
   EXPECT_EQ(content(),
             "      1.0539 1.0156299195e+00 1.0469394093e+00          nan\n"

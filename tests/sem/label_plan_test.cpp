@@ -108,7 +108,8 @@ TEST(LabelPlan, WhatALabelCannotBe) {
     ADD_FAILURE() << "a prior of a random effect's variance was read";
   } catch (const tovik::error& e) {
     EXPECT_STREQ(e.what(),
-                 "ERROR: Cannot specify a prior for a random effect variance.\n       The parameter labeled 'v' is the "
+                 "ERROR: Cannot specify a prior for a random effect variance.\n       The parameter labeled "
+                 "'v' is the "
                  "variance of a random effect.");
   }
   try {

@@ -60,7 +60,8 @@ TEST(Mcmc, TheOrderOfRowsInTheFileChangesNothingButTheOrderOfRows) {
 
 TEST(Mcmc, DataComeBackInFileOrderWithOnlyMissingCellsFilled) {
   const arma::mat file = with_holes(arma::mat(three_level().rows(mixed_rows())));
-  const auto chain = small_run(names, file, {"school", "district"}, {"y ~ x | 1"}).chain(Random(5, 1), {1, 1});
+  const auto chain =
+      small_run(names, file, {"school", "district"}, {"y ~ x | 1"}).chain(Random(5, 1), {1, 1});
   chain->oneRep();
   const arma::mat once = chain->getData();
   chain->oneRep();
@@ -188,7 +189,8 @@ TEST(Mcmc, NoProposalWasMadeWithoutMetropolisSteps) {
 }
 
 TEST(Mcmc, ClustersStandAboveTheLevelOfAnOutcome) {
-  const auto chain = small_run(names, three_level(), {"school", "district"}, {"y ~ x"}).chain(Random(4, 1), {1, 1});
+  const auto chain =
+      small_run(names, three_level(), {"school", "district"}, {"y ~ x"}).chain(Random(4, 1), {1, 1});
   EXPECT_EQ(chain->n_levels(), 3u);
   EXPECT_EQ(chain->n_units(0), 24u);
   EXPECT_EQ(chain->n_units(1), 7u);
@@ -202,7 +204,8 @@ TEST(Mcmc, APredictorHasAModelUnlessItIsFixedOrAnOutcome) {
   arma::mat file = three_level();
   file(4, 3) = nan;
   EXPECT_EQ(small_run(names, file, {}, {"y ~ x w"}).chain(Random(4, 1), {1, 1})->predictors().size(), 1u);
-  EXPECT_TRUE(small_run(names, file, {}, {"y ~ x", "x ~ w"}).chain(Random(4, 1), {1, 1})->predictors().empty());
+  EXPECT_TRUE(
+      small_run(names, file, {}, {"y ~ x", "x ~ w"}).chain(Random(4, 1), {1, 1})->predictors().empty());
   small_run run(names, three_level(), {}, {"y ~ x", "x ~ w"});
   EXPECT_TRUE(run.chain(Random(4, 1), {1, 1})->predictors().empty());
   run.vars.find("w")->fixed(false);

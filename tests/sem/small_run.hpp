@@ -45,7 +45,8 @@ struct small_run {
     return out;
   }
 
-  /// The text of the error that building a chain raises; "" for none. The prior is one that little data carry.
+  /// The text of the error that building a chain raises; "" for none. The prior is one that little data
+  /// carry.
   std::string failure(const sem::priors& prior = {1, 1}) const {
     try {
       chain(Random(1, 1), prior);

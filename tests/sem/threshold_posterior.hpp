@@ -55,7 +55,7 @@ inline const units categories_of_14 = {0, 1, 2, 1, 0, 2, 2, 1, 0, 1, 2, 0, 1, 1}
 /// K = 2: the one free threshold given these means; `weight` multiplies the likelihood.
 inline GridCdf threshold_posterior(const units& categories, const arma::vec& mean,
                                    const std::vector<char>& left_out,
-                                   const std::function<double(arma::vec const&)>& weight) {
+                                   const std::function<double(const arma::vec&)>& weight) {
   const double step = 0.01;
   arma::vec density(600);
   for (arma::uword j = 0; j < density.n_elem; ++j) {

@@ -133,8 +133,7 @@ TEST_F(Program, NamesAPredictorThatIsConstant) {
   const run_result run =
       run_program(commands("DATA: flat.csv; MODEL: y ~ x; SEED: 1; BURN: 10; ITERATIONS: 20;"));
   EXPECT_EQ(run.status, 1);
-  EXPECT_NE(run.output.find("ERROR: Variable 'x' does not vary.\n"), std::string::npos)
-      << run.output;
+  EXPECT_NE(run.output.find("ERROR: Variable 'x' does not vary.\n"), std::string::npos) << run.output;
 }
 
 /// The most threads that a process ever had, as its status file told while it ran.

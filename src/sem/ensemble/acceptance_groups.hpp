@@ -19,11 +19,11 @@ using level_units = std::vector<const arma::Col<arma::uword>*>;
 /// cluster; an equation of a higher level ties the units below each of its own. What is tied over any chain
 /// of such links is one group. Identifiers are read at `data`.
 estimator::acceptance acceptance_groups(const arma::Col<arma::uword>& columns, unsigned level,
-                                        const std::vector<estimator::Outcome const*>& readers,
+                                        const std::vector<const estimator::Outcome*>& readers,
                                         const level_units& units, const arma::Mat<double>& data);
 /// Of a variable that stands in one column.
 inline estimator::acceptance acceptance_groups(arma::uword column, unsigned level,
-                                               const std::vector<estimator::Outcome const*>& readers,
+                                               const std::vector<const estimator::Outcome*>& readers,
                                                const level_units& units, const arma::Mat<double>& data) {
   return acceptance_groups(arma::Col<arma::uword>{column}, level, readers, units, data);
 }

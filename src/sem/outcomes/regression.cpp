@@ -239,8 +239,8 @@ void Regression::addStarts(const arma::Col<double>& v) {
   start_effects();
 }
 
-// A quarter of their standard deviations: small beside the data in whatever units, and not at zero, where correlations
-// of effects would have all the density at +-1. Effects that stand anywhere else stay.
+// A quarter of their standard deviations: small beside the data in whatever units, and not at zero, where
+// correlations of effects would have all the density at +-1. Effects that stand anywhere else stay.
 void Regression::start_effects() {
   constexpr double share = 0.25;
   for (unsigned L = 0; L < n_levels; ++L) {
@@ -323,7 +323,8 @@ void Regression::refresh_followers(arma::Mat<double>& data) const {
 }
 
 double Regression::getMissingPercent() const {
-  return missing_rows.is_empty() ? 0.0 : static_cast<double>(missing_rows.n_elem) / static_cast<double>(n_units);
+  return missing_rows.is_empty() ? 0.0
+                                 : static_cast<double>(missing_rows.n_elem) / static_cast<double>(n_units);
 }
 
 std::vector<double> Regression::getMissingPercents() const {

@@ -42,7 +42,7 @@ struct precision_of {
 }  // namespace
 
 void cluster_statistics::build(const arma::Mat<double>& X, const arma::Col<double>& y,
-                               const arma::Col<double>& base, const std::vector<arma::Mat<double> const*>& z,
+                               const arma::Col<double>& base, const std::vector<const arma::Mat<double>*>& z,
                                const estimator::cluster& structure) {
   built_ = current_ = false;
   const auto& clusters = *structure.selectors[0];

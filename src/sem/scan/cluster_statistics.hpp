@@ -20,7 +20,7 @@ class cluster_statistics {
   /// `y`: units x 1; `X`: units x k; `z`: per level units x q (q may be 0), one or two levels. `structure`
   /// must outlive the object. Keeps nothing (see built()) when the sums would take more room than the design.
   void build(const arma::Mat<double>& X, const arma::Col<double>& y, const arma::Col<double>& base,
-             const std::vector<arma::Mat<double> const*>& z, const estimator::cluster& structure);
+             const std::vector<const arma::Mat<double>*>& z, const estimator::cluster& structure);
   bool built() const { return built_; }
 
   /// Per cluster of the `above`-th level (1 or 2), the sum over its units of log N(y; Xb + Zu, v). False,

@@ -12,8 +12,8 @@ struct cluster::storage {
   std::vector<selector> rows;
 };
 
-cluster::cluster(unsigned level, const std::vector<arma::Col<arma::uword> const*>& units,
-                 const std::vector<arma::Col<arma::uword> const*>& first_rows) {
+cluster::cluster(unsigned level, const std::vector<const arma::Col<arma::uword>*>& units,
+                 const std::vector<const arma::Col<arma::uword>*>& first_rows) {
   if (level >= units.size() || units.size() != first_rows.size())
     throw error_debug("The data have no such level.");
   auto store = std::make_shared<storage>();

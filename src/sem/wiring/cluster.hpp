@@ -21,8 +21,8 @@ class cluster {
   /// the unit of each row of the working matrix, numbered from 0 in row order, and `first_rows`, the first
   /// row of each unit. Rows are sorted so that units of every level are ranges of rows. The columns must
   /// outlive the result. Throws error_debug when units are not nested ranges.
-  cluster(unsigned level, const std::vector<arma::Col<arma::uword> const*>& units,
-          const std::vector<arma::Col<arma::uword> const*>& first_rows);
+  cluster(unsigned level, const std::vector<const arma::Col<arma::uword>*>& units,
+          const std::vector<const arma::Col<arma::uword>*>& first_rows);
 
   /// Per level, the cluster of each of the outcome's units.
   std::vector<const arma::Col<arma::uword>*> row_cluster;
