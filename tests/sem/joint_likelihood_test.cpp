@@ -83,6 +83,7 @@ class dense_state {
       both.push_back(at.cells[k].residual);
     }
     arma::uvec const all(both), given(effects);
+    if (effects.empty()) return log_normal(x, C(all, all));
     return log_normal(x, C(all, all)) - log_normal(arma::vec(x.head(effects.size())), C(given, given));
   }
 

@@ -125,7 +125,7 @@ void joint_likelihood::stack_covariances(tier& at) const {
 joint_likelihood::factor joint_likelihood::factor_of(const tier& at, const std::vector<index>& observed) {
   const arma::Col<index> o(observed);
   const arma::Col<index> g = arma::regspace<arma::Col<index>>(0, at.n_effects) + at.n_residuals;
-  const arma::Col<index> effects = g.head(at.n_effects);
+  const arma::Col<index> effects = at.n_effects == 0 ? arma::Col<index>() : g.head(at.n_effects).eval();
   factor out;
   out.T = reverse_root(at.V.submat(o, o));
   out.M = at.V.submat(o, effects);
@@ -224,7 +224,7 @@ void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::C
                                        arma::Col<double>& out) const {
   const index n = at.n_residuals, q = at.n_effects;
   arma::Mat<double> left = at.V.submat(0, 0, arma::size(n, n)), slopes(n, q, arma::fill::zeros);
-  const arma::Mat<double> shared = at.V.submat(0, n, arma::size(n, q));
+  const arma::Mat<double> shared = q == 0 ? arma::Mat<double>(n, 0) : at.V.submat(0, n, arma::size(n, q)).eval();
   if (std::any_of(shared.begin(), shared.end(), [](double x) { return x != 0.0; })) {
     slopes = shared * inverse(at.V.submat(n, n, arma::size(q, q)));
     left -= slopes * shared.t();
