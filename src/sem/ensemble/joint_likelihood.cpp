@@ -17,6 +17,15 @@ namespace {
 
 using index = arma::uword;
 
+/// The start of a column. A unit without observed cells has matrices without rows: there a reference to a
+/// first cell, which the library takes on the way to the pointer, would refer to nothing.
+double* column(arma::Mat<double>& of, index j) {
+  return of.memptr() + j * of.n_rows;
+}
+const double* column(const arma::Mat<double>& of, index j) {
+  return of.memptr() + j * of.n_rows;
+}
+
 /// The upper triangular T of S = T T', zeros below its diagonal.
 arma::Mat<double> reverse_root(arma::Mat<double> S) {
   if (!scan::reverse_cholesky(S.memptr(), S.n_rows)) throw numeric_error::not_positive_definite();
@@ -27,8 +36,8 @@ arma::Mat<double> inverse(const arma::Mat<double>& S) {
   const arma::Mat<double> T = reverse_root(S);
   arma::Mat<double> out(S.n_rows, S.n_rows, arma::fill::eye);
   for (index j = 0; j < S.n_rows; ++j) {
-    scan::solve_upper(T.memptr(), S.n_rows, out.colptr(j));
-    scan::solve_upper_transposed(T.memptr(), S.n_rows, out.colptr(j));
+    scan::solve_upper(T.memptr(), S.n_rows, column(out, j));
+    scan::solve_upper_transposed(T.memptr(), S.n_rows, column(out, j));
   }
   return out;
 }
@@ -129,7 +138,7 @@ joint_likelihood::factor joint_likelihood::factor_of(const tier& at, const std::
   factor out;
   out.T = reverse_root(at.V.submat(o, o));
   out.M = at.V.submat(o, effects);
-  for (index j = 0; j < out.M.n_cols; ++j) scan::solve_upper(out.T.memptr(), o.n_elem, out.M.colptr(j));
+  for (index j = 0; j < out.M.n_cols; ++j) scan::solve_upper(out.T.memptr(), o.n_elem, column(out.M, j));
   const arma::Mat<double> left = at.V.submat(effects, effects) - out.M.t() * out.M;
   out.P = inverse(left);
   const arma::Mat<double> root = reverse_root(left);
@@ -150,7 +159,7 @@ void joint_likelihood::whiten(const tier& at, index unit, const factor& how) {
       W_(k, entry.effect) = Z_[member][entry.L](unit, entry.column);
     W_(k, width - 1) = r_[member](unit);
   }
-  for (index j = 0; j < width; ++j) scan::solve_upper(how.T.memptr(), n, W_.colptr(j));
+  for (index j = 0; j < width; ++j) scan::solve_upper(how.T.memptr(), n, column(W_, j));
 }
 
 // What the cells below a unit say of the effects g here and h above it is, up to a constant, a quadratic form
@@ -166,7 +175,8 @@ void joint_likelihood::absorb(const tier& at, index unit, const factor& how, con
   whiten(at, unit, how);
   const index width = at.n_above + 1, g = at.n_effects, in = g + width;
   for (index j = 0; j < width; ++j)
-    for (index i = 0; i < width; ++i) above[i + j * width] += product(W_.colptr(i), W_.colptr(j), W_.n_rows);
+    for (index i = 0; i < width; ++i)
+      above[i + j * width] += product(column(W_, i), column(W_, j), W_.n_rows);
   double& constant = above[width * width];
   constant += how.constant;
   if (below == nullptr) return;
@@ -175,22 +185,22 @@ void joint_likelihood::absorb(const tier& at, index unit, const factor& how, con
   N_.set_size(g, width);
   D_.set_size(g, width);
   for (index j = 0; j < width; ++j)
-    for (index i = 0; i < g; ++i) N_(i, j) = -product(how.M.colptr(i), W_.colptr(j), W_.n_rows);
+    for (index i = 0; i < g; ++i) N_(i, j) = -product(column(how.M, i), column(W_, j), W_.n_rows);
   for (index j = 0; j < width; ++j)
-    for (index i = 0; i < g; ++i) D_(i, j) = A(i, g + j) + product(below + i * in, N_.colptr(j), g);
+    for (index i = 0; i < g; ++i) D_(i, j) = A(i, g + j) + product(below + i * in, column(N_, j), g);
   for (index j = 0; j < width; ++j)
     for (index i = 0; i < width; ++i)
-      above[i + j * width] += A(g + i, g + j) + product(N_.colptr(i), D_.colptr(j), g) +
-                              product(below + (g + i) * in, N_.colptr(j), g);
+      above[i + j * width] += A(g + i, g + j) + product(column(N_, i), column(D_, j), g) +
+                              product(below + (g + i) * in, column(N_, j), g);
   if (g == 0) return;
   H_.set_size(g, g);
   for (index j = 0; j < g; ++j)
     for (index i = 0; i < g; ++i) H_(i, j) = how.P(i, j) + A(i, j);
   if (!scan::reverse_cholesky(H_.memptr(), g)) throw numeric_error::not_positive_definite();
   constant += scan::log_determinant(H_.memptr(), g);
-  for (index j = 0; j < width; ++j) scan::solve_upper(H_.memptr(), g, D_.colptr(j));
+  for (index j = 0; j < width; ++j) scan::solve_upper(H_.memptr(), g, column(D_, j));
   for (index j = 0; j < width; ++j)
-    for (index i = 0; i < width; ++i) above[i + j * width] -= product(D_.colptr(i), D_.colptr(j), g);
+    for (index i = 0; i < width; ++i) above[i + j * width] -= product(column(D_, i), column(D_, j), g);
 }
 
 arma::Col<double> joint_likelihood::marginal(const arma::Mat<double>& data) {
@@ -224,7 +234,8 @@ void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::C
                                        arma::Col<double>& out) const {
   const index n = at.n_residuals, q = at.n_effects;
   arma::Mat<double> left = at.V.submat(0, 0, arma::size(n, n)), slopes(n, q, arma::fill::zeros);
-  const arma::Mat<double> shared = q == 0 ? arma::Mat<double>(n, 0) : at.V.submat(0, n, arma::size(n, q)).eval();
+  const arma::Mat<double> shared =
+      q == 0 ? arma::Mat<double>(n, 0) : at.V.submat(0, n, arma::size(n, q)).eval();
   if (std::any_of(shared.begin(), shared.end(), [](double x) { return x != 0.0; })) {
     slopes = shared * inverse(at.V.submat(n, n, arma::size(q, q)));
     left -= slopes * shared.t();
