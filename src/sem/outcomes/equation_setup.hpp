@@ -24,6 +24,7 @@ struct equation_setup {
   unsigned n_levels = 0;                 ///< levels above the outcome, with effects or not
   unsigned level = 0;                    ///< 0: rows
   arma::Col<arma::uword> missing_units;  ///< units of the outcome without an observed value
+  bool response_moves = false;           ///< it is drawn, whether or not the outcome is observed
   bool imputes = true;                   ///< their values are drawn here, and not by another equation
   arma::Col<arma::uword> fixed;          ///< coefficients that are not drawn
   arma::Col<double> fixed_values;        ///< one each
