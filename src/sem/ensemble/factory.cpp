@@ -18,6 +18,7 @@
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
+#include "support/not_available.hpp"
 #include "support/text.hpp"
 
 namespace tovik::sem {
@@ -113,6 +114,9 @@ arma::Col<arma::uword> categories_of(const equation_setup& setup, const arma::Ma
 
 std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Ordinal::priBeta);
+  // Each equation has a propensity of its own, which the imputations of another would have to stay with.
+  if (!context.imputes && !setup.missing_units.is_empty())
+    not_available::refuse("A second equation of an incomplete ordinal outcome ('" + model.name() + "')");
   const data::variable& y = *model.outcomes.front().variable;
   ordered_values observed;
   observed.values = arma::Col<double>(y.values);

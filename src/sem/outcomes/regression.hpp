@@ -222,6 +222,10 @@ class Regression : public virtual estimator::Outcome {
   virtual bool has_units() const {
     return true;
   }
+  /// How many clusters of the L-th level above bound the variance of their effects from above.
+  virtual arma::uword n_telling(unsigned L) const {
+    return u[L].n_rows;
+  }
   /// The part of the outcome's variance that no predictor and no random effect explains.
   virtual double share_variance() const = 0;
   /// False for a kind without shares of explained variance.
@@ -247,6 +251,11 @@ class Regression : public virtual estimator::Outcome {
   virtual void set_value_list(std::unique_ptr<estimator::likelihood> list) = 0;
 
   // What the hooks build on.
+
+  /// Where the category of a unit stands among those of its variable.
+  enum class place { first, between, last, unknown };
+  /// The clusters of the L-th level above whose units are not all in the first category, nor all in the last.
+  arma::uword n_mixed(unsigned L, const std::vector<place>& of_units) const;
 
   scan::equation_scan& equation() const {
     return *scan_;
