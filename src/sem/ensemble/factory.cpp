@@ -9,6 +9,7 @@
 #include "model/compute.hpp"
 #include "model/model.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/phantoms/phantom.hpp"
@@ -84,6 +85,15 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
   return out;
 }
 
+std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {
+  equation_setup setup = equation_of(model, context);
+  setup.coefficients = scan::coefficient_prior::ridge(Logistic::priBeta);
+  setup.response_moves = true;
+  auto out = std::make_shared<Logistic>(context.estimator, setup);
+  if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
+  return out;
+}
+
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
   phantom_setup setup;
   setup.column = model.yind().at(0);
@@ -131,6 +141,7 @@ unsigned outcome_level(const Model& model, const working_data& working) {
 
 std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context) {
   if (is_phantom(model)) return make_phantom(model, context);
+  if (model.link == model::link::logit) return make_logistic(model, context);
   switch (model.kind()) {
     case model::kind::parameter:
       return make_parameter(model, context);

@@ -53,6 +53,7 @@ std::vector<std::string> residual_names(const Model& model) {
 }
 
 std::vector<std::string> predicted_names(const Model& model) {
+  if (model.link == model::link::logit) return {full_name(model) + ".1.probability"};
   return {full_name(model) + ".predicted"};
 }
 

@@ -104,7 +104,8 @@ void Regression::make_scan(const equation_setup& setup) {
   const auto& mutable_columns = setup.mutable_columns;
   scan::equation terms;
   terms.y = y(0);
-  terms.y_static = !missing && !(y(0) < mutable_columns.size() && mutable_columns[y(0)]);
+  terms.y_static =
+      !setup.response_moves && !missing && !(y(0) < mutable_columns.size() && mutable_columns[y(0)]);
   terms.terms.x = scan::columns(x, x_compute, mutable_columns);
   for (unsigned L = 0; L < n_levels; ++L) terms.terms.z.emplace_back(z[L], z_compute[L], mutable_columns);
   terms.structure = cluster;
@@ -173,6 +174,18 @@ void Regression::update_shares() {
   const auto& C = scan_->moments_of_x().covariance;
   for (arma::uword j = first; j < betas_.n_elem; ++j)
     std_betas(j) = betas_(j) * std::sqrt(C(j, j) / total_var);
+}
+
+void Regression::lose_state() {
+  betas_.elem(free).fill(arma::datum::nan);
+  for (unsigned L = 0; L < n_levels; ++L) {
+    u[L].fill(arma::datum::nan);
+    Sigma[L].fill(arma::datum::nan);
+    iSigma[L].fill(arma::datum::nan);
+    icept_var[L] = slope_var[L] = arma::datum::nan;
+  }
+  coef_var = slope_total = icept_total = total_var = arma::datum::nan;
+  std_betas.fill(arma::datum::nan);
 }
 
 void Regression::refreshShares(const arma::Mat<double>& data) {

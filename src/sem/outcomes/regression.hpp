@@ -200,6 +200,8 @@ class Regression : public virtual estimator::Outcome {
   virtual void copy_response(const arma::Mat<double>& data, double* out) const = 0;
   /// Before the coefficients: what makes the response (thresholds and scores, weights of an augmentation).
   virtual void draw_auxiliary(arma::Mat<double>&) {}
+  /// While true, unit_log_density takes what draw_auxiliary drew as given, up to a constant of the units.
+  virtual void condition_on_auxiliary(bool) {}
   /// After the effects: parameters of the kind (a residual variance, a dispersion).
   virtual void draw_own(const arma::Mat<double>&) {}
   /// Last: missing values of the outcome, and what other equations read of it.
@@ -247,6 +249,8 @@ class Regression : public virtual estimator::Outcome {
 
   // What the hooks build on.
 
+  /// In place of a scan that cannot be made: whatever is drawn here becomes NaN, for the report to tell.
+  void lose_state();
   scan::equation_scan& equation() const {
     return *scan_;
   }

@@ -49,14 +49,15 @@ std::shared_ptr<estimator::constraint> Regression::driven_coefficient(unsigned i
 }
 
 std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
-  if (!has_intercept || !arma::any(free == 0)) return nullptr;
+  if (!has_intercept || !arma::any(free == 0) || !scan_->terms().prior.is_flat()) return nullptr;
   auto out = handle(betas_.memptr(), level);
   out->refresh.emplace_back([this] { driven_.anchor(betas_); });
   return out;
 }
 
 void Regression::connectDriven(const arma::Mat<double>& data) {
-  if (driven_.empty() || link != nullptr) return;
+  // Drawn coefficients with a prior of their own stay: what goes along is accepted by the likelihood alone.
+  if (driven_.empty() || link != nullptr || !scan_->terms().prior.is_flat()) return;
   const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && driven_.connected()) return;
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
