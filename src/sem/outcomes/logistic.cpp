@@ -95,8 +95,7 @@ void Logistic::unit_log_density(const arma::Mat<double>& data, const arma::uword
   for (arma::uword k = 0; k < n; ++k) {
     arma::uword const i = units == nullptr ? k : units[k];
     const double y_i = scale_.at(data, i), psi = mu[k] - offset(i);
-    out[k] =
-        weights_given_ ? (y_i - 0.5 - 0.5 * omega(i) * psi) * psi : y_i * psi - scan::log_one_plus_exp(psi);
+    out[k] = weights_given_ ? (y_i - 0.5 - 0.5 * omega(i) * psi) * psi : scan::log_bernoulli(y_i, psi);
   }
 }
 

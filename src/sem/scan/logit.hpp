@@ -15,9 +15,10 @@ inline double logistic(double x) {
   return e / (1.0 + e);
 }
 
-/// log(1 + exp(x)), exact where exp(x) overflows and where 1 + exp(x) rounds to 1.
-inline double log_one_plus_exp(double x) {
-  return std::max(x, 0.0) + std::log1p(std::exp(-std::fabs(x)));
+/// y x - log(1 + exp(x)): the log probability of y, 0 or 1, with the log odds x. Nothing overflows, and a
+/// probability that rounds to 1 keeps the digits of its logarithm.
+inline double log_bernoulli(double y, double x) {
+  return y * x - std::max(x, 0.0) - std::log1p(std::exp(-std::fabs(x)));
 }
 
 }  // namespace tovik::sem::scan
