@@ -70,7 +70,7 @@ void check(const tovik::Model& model) {
     require(trees[k].size() == model.fixed_compute[k].indicators().size());
   }
   require(model.parameters().size() + model.standardized().size() + model.rsquare().size() > 0 ||
-          model.kind() == 12 || model.fixed.empty());
+          model.kind() == tovik::model::kind::log_variance || model.fixed.empty());
 }
 
 /// Each equation that a statement gives by itself can be written down and read again.

@@ -36,12 +36,12 @@ void require(bool holds) {
 
 /// A parameter that was accepted can be written down and read again.
 void check(const tovik::Model& model) {
-  if (model.kind() != 10 && model.kind() != 11) return;
+  if (model.kind() != tovik::model::kind::parameter && model.kind() != tovik::model::kind::computation) return;
   const tovik::Model again(model.command());
   require(again.kind() == model.kind() && again.name() == model.name());
   require(again.command() == model.command());
   require(model.parameters().size() == 1 && model.standardized().empty() && model.rsquare().empty());
-  if (model.kind() == 11) return;
+  if (model.kind() == tovik::model::kind::computation) return;
   require(!model.prior.name.empty() && !std::isnan(model.prior.first) && !std::isnan(model.prior.second));
 }
 

@@ -20,6 +20,8 @@ const char* without_variance(const Model& model) {
   switch (model.kind()) {
     case model::kind::ordinal:
       return model.link == model::link::logit ? "logistic" : "ordinal";
+    case model::kind::missing:
+      return "missing data indicator";
     case model::kind::count:
       return "count";
     case model::kind::nominal:

@@ -41,8 +41,7 @@ TEST(Availability, LabelsTermsAndDefinitionsAreDrawn) {
 
 TEST(Availability, OutcomesByKind) {
   using data::type;
-  for (const auto& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
-                                   {type::count, "A count outcome ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::count, "A count outcome ('y')"},
                                    {type::nominal, "A nominal outcome ('y')"},
                                    {type::latent, "A latent outcome ('y')"}}) {
     small_run run(names, columns(), {}, {"w ~ 1", "y ~ x"});
@@ -51,14 +50,19 @@ TEST(Availability, OutcomesByKind) {
   }
 }
 
-TEST(Availability, TermsByKind) {
-  using model::type;
-  for (const auto& [kind, text] : {std::pair{type::latent, "A latent propensity as a predictor ('y')"},
-                                   {type::phantom, "A phantom variable as a predictor ('y')"}}) {
-    small_run run(names, columns(), {}, {"y ~ x"});
-    run.models[0].fixed.back().type = kind;
-    EXPECT_EQ(run.failure(), refused(text));
-  }
+TEST(Availability, PhantomsAreNoTerms) {
+  small_run run(names, columns(), {}, {"y ~ x"});
+  run.models[0].fixed.back().type = model::type::phantom;
+  EXPECT_EQ(run.failure(), refused("A phantom variable as a predictor ('y')"));
+}
+
+TEST(Availability, OrdinalOutcomesAreProbitModels) {
+  small_run run(names, columns(), {}, {"w ~ 1", "y ~ x"});
+  run.vars.find("y")->type = data::type::ordinal;
+  run.models[1].link = model::link::identity;
+  EXPECT_THROW(check_available(run.vars, run.models), error_debug);
+  run.models[1].link = model::link::probit;
+  EXPECT_NO_THROW(check_available(run.vars, run.models));
 }
 
 TEST(Availability, IndicatorsOfMissingCellsAreCompleteData) {
@@ -81,11 +85,11 @@ TEST(Availability, VariablesThatAreNoData) {
 
 TEST(Availability, VariablesInsideTermsAndDefinitions) {
   small_run term(names, columns(), {}, {"y ~ x (x*w)"});
-  term.models[0].fixed_compute.front().variables.front().type = model::type::latent;
-  EXPECT_EQ(term.failure(), refused("A latent propensity as a predictor ('y')"));
+  term.models[0].fixed_compute.front().variables.front().type = model::type::phantom;
+  EXPECT_EQ(term.failure(), refused("A phantom variable as a predictor ('y')"));
   small_run definition(names, columns(), {}, {"d = x * w", "y ~ x"});
-  definition.models.definitions.front().second.variables.front().type = model::type::latent;
-  EXPECT_EQ(definition.failure(), refused("A latent propensity as a predictor ('d')"));
+  definition.models.definitions.front().second.variables.front().type = model::type::phantom;
+  EXPECT_EQ(definition.failure(), refused("A phantom variable as a predictor ('d')"));
 }
 
 }  // namespace

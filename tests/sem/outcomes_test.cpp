@@ -177,8 +177,7 @@ TEST(Outcomes, ALevelTwoOutcomeOfThreeLevelDataHasTheTopLevelAboveIt) {
 
 TEST(Outcomes, RefusesOtherKindsByNameAndVariable) {
   using data::type;
-  for (const auto& [kind, text] : {std::pair{type::ordinal, "An ordinal outcome ('y')"},
-                                   {type::count, "A count outcome ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::count, "A count outcome ('y')"},
                                    {type::nominal, "A nominal outcome ('y')"},
                                    {type::latent, "A latent outcome ('y')"}}) {
     small_run run(names, two_level(), {}, {"y ~ x"});

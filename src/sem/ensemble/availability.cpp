@@ -23,13 +23,12 @@ const char* kind_name(const Model& model) {
     case model::kind::normal:
       return model.outcomes.size() == 1 ? nullptr : "An equation with several outcomes";
     case model::kind::ordinal:
-      return "An ordinal outcome";
+    case model::kind::missing:
+      return nullptr;
     case model::kind::count:
       return "A count outcome";
     case model::kind::nominal:
       return "A nominal outcome";
-    case model::kind::missing:
-      return "A missing data indicator as an outcome";
     case model::kind::latent:
       return "A latent outcome";
     case model::kind::phantom:
@@ -43,9 +42,19 @@ const char* kind_name(const Model& model) {
   }
 }
 
+void check_ordinal(const Model& model) {
+  if (model.link == model::link::logit) refuse("A logistic outcome", model);
+  if (model.link != model::link::probit) throw error_debug("Unrecognized Link for Ordinal variables!");
+}
+
 void check_outcome(const Model& model) {
   if (const char* name = kind_name(model)) refuse(name, model);
   if (model.kind() == model::kind::phantom) return;
+  if (model.kind() == model::kind::ordinal) {
+    check_ordinal(model);
+    return;
+  }
+  if (model.kind() == model::kind::missing) return;
   const model::anyVariable& outcome = model.outcomes.front();
   if (model.link == model::link::probit || model.link == model::link::logit) {
     throw error_debug("Invalid Link for normal model!");
@@ -62,8 +71,7 @@ const char* term_name(const model::anyVariable& term) {
     case model::type::mean:
       return nullptr;
     case model::type::latent:
-      return "A latent propensity as a predictor";
-    case model::type::missing:  // complete data: a cell is observed or not
+    case model::type::missing:
       return nullptr;
     case model::type::random:
       return nullptr;

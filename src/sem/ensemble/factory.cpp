@@ -1,5 +1,7 @@
 #include "sem/ensemble/factory.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <vector>
 
 #include "data/levels.hpp"
@@ -11,7 +13,9 @@
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
+#include "sem/outcomes/rstar.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
@@ -85,11 +89,53 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
   return out;
 }
 
-std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {
+/// For an outcome of categories whose response is drawn.
+equation_setup latent_equation_of(const Model& model, const outcome_context& context, double prior_variance) {
   equation_setup setup = equation_of(model, context);
-  setup.coefficients = scan::coefficient_prior::ridge(Logistic::priBeta);
   setup.response_moves = true;
-  auto out = std::make_shared<Logistic>(context.estimator, setup);
+  setup.coefficients = scan::coefficient_prior::ridge(prior_variance);
+  return setup;
+}
+
+/// Which of the values each unit has; 0 for a unit without one.
+arma::Col<arma::uword> categories_of(const equation_setup& setup, const arma::Mat<double>& data,
+                                     const arma::Col<double>& values) {
+  const arma::Col<arma::uword>& rows = *setup.cluster.own_rows[0];
+  arma::Col<arma::uword> out(rows.n_elem, arma::fill::zeros);
+  for (arma::uword i = 0; i < rows.n_elem; ++i) {
+    const double cell = data(rows[i], setup.y);
+    if (std::isnan(cell)) continue;
+    const auto* at = std::lower_bound(values.begin(), values.end(), cell);
+    if (at == values.end() || *at != cell) throw error_debug("A value is none of the categories.");
+    out[i] = static_cast<arma::uword>(at - values.begin());
+  }
+  return out;
+}
+
+std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outcome_context& context) {
+  const equation_setup setup = latent_equation_of(model, context, Ordinal::priBeta);
+  const data::variable& y = *model.outcomes.front().variable;
+  ordered_values observed;
+  observed.values = arma::Col<double>(y.values);
+  observed.of_unit = categories_of(setup, *context.data, observed.values);
+  for (const model::row& row : model.rows())
+    observed.n_reported += row.section == model::row_section::threshold ? 1 : 0;
+  auto out = std::make_shared<Ordinal>(context.estimator, setup, observed);
+  // Of several equations the first publishes.
+  if (context.imputes && !y.latent.empty())
+    out->addIndicator({y.latent.front()}, indicator_type::latent_residual);
+  return out;
+}
+
+std::shared_ptr<estimator::Outcome> make_missing_indicator(const Model& model,
+                                                           const outcome_context& context) {
+  const equation_setup setup = latent_equation_of(model, context, Rstar::priBeta);
+  return std::make_shared<Rstar>(context.estimator, setup, categories_of(setup, *context.data, {0.0, 1.0}));
+}
+
+std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {
+  auto out = std::make_shared<Logistic>(context.estimator,
+                                        latent_equation_of(model, context, Logistic::priBeta));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
 }
@@ -141,12 +187,15 @@ unsigned outcome_level(const Model& model, const working_data& working) {
 
 std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context) {
   if (is_phantom(model)) return make_phantom(model, context);
-  if (model.link == model::link::logit) return make_logistic(model, context);
   switch (model.kind()) {
     case model::kind::parameter:
       return make_parameter(model, context);
     case model::kind::computation:
       return make_computation(model, context);
+    case model::kind::ordinal:
+      return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
+    case model::kind::missing:
+      return make_missing_indicator(model, context);
     default:
       return make_normal(model, context);
   }

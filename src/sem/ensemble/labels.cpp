@@ -52,6 +52,11 @@ constraint::term variance_prior(int code, double unit) {
   };
 }
 
+/// Of a coefficient with the prior N(0, v).
+constraint::term coefficient_prior(double v) {
+  return [v](const double& b, const arma::Mat<double>&) { return -0.5 * b * b / v; };
+}
+
 class wiring {
  public:
   explicit wiring(const label_world& world) : world_(world), plan_(plan_labels(world.list)) {}
@@ -255,6 +260,10 @@ class wiring {
     } else if (!label.places.empty() && label.places.front().kind == place::variance) {
       parameter.likelihoods.push_back(
           variance_prior(world_.prior.resvar, model(label.places.front().model).residual_unit()));
+    } else if (!label.places.empty() && label.places.front().kind == place::fixed) {
+      const constraint_info& first = label.places.front();
+      const double v = model(first.model).coefficient_variance(first.position);
+      if (std::isfinite(v)) parameter.likelihoods.push_back(coefficient_prior(v));
     }
   }
 

@@ -47,7 +47,8 @@ struct drawn_label {
 ///
 /// With p such a parameter, a draw targets the product of its prior and of the likelihoods of all models that
 /// hold p or a computed parameter that follows it, each once. Without a prior of its own the parameter has
-/// that of its first place: flat for a coefficient, the default prior for a residual variance.
+/// that of its first place: the equation's for a coefficient (flat, or normal for categories), the default
+/// prior for a residual variance.
 ///
 /// Throws tovik::error where labels are used in ways that cannot be sampled (see plan_labels).
 std::vector<drawn_label> wire_labels(const label_world& world);

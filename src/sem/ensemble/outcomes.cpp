@@ -177,7 +177,9 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
     }
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (is_equation(list[i])) models[i]->addStarts(starts[i]);
+    if (!is_equation(list[i])) continue;
+    models[i]->addStarts(starts[i]);
+    models[i]->publish(data);
     if (prior.scaled && working_.observed != nullptr && !moments[i].empty())
       models[i]->scale_priors(moments[i].front().variance, *working_.observed);
   }

@@ -1,7 +1,8 @@
 #include "sem/ensemble/output_names.hpp"
 
-#include "data/variable.hpp"
+#include "data/dummy.hpp"
 #include "model/model.hpp"
+#include "model/row_layout.hpp"
 #include "support/text.hpp"
 
 namespace tovik::sem {
@@ -32,10 +33,22 @@ std::string full_effect(const Model& model, const std::string& effect) {
   return effect;
 }
 
+/// Of each category of a probit model.
+std::vector<std::string> probability_names(const Model& model) {
+  std::vector<std::string> out;
+  if (!model.layout().thresholds) return out;
+  const bool indicator = model.kind() == model::kind::missing;
+  const std::vector<double> values =
+      indicator ? std::vector<double>{0.0, 1.0} : model.outcomes.front().variable->values;
+  for (double value : values) out.push_back(data::dummy::label(full_name(model), value) + ".probability");
+  return out;
+}
+
 }  // namespace
 
 std::vector<std::string> latent_names(const Model& model) {
   std::vector<std::string> out;
+  if (model.layout().thresholds) out.push_back(full_name(model) + ".latent");
   for (int level = model.levels - 1; level >= 0; --level) {
     std::string id;
     for (const auto& cluster : model.clusters) {
@@ -53,8 +66,11 @@ std::vector<std::string> residual_names(const Model& model) {
 }
 
 std::vector<std::string> predicted_names(const Model& model) {
-  if (model.link == model::link::logit) return {full_name(model) + ".1.probability"};
-  return {full_name(model) + ".predicted"};
+  if (model.kind() == model::kind::ordinal && model.link == model::link::logit)
+    return {data::dummy::label(full_name(model), 1.0) + ".probability"};
+  std::vector<std::string> out = probability_names(model);
+  out.push_back(full_name(model) + ".predicted");
+  return out;
 }
 
 }  // namespace tovik::sem

@@ -56,7 +56,7 @@ void residual_correlations::add_level(const ModelList& list, unsigned level) {
     } else {
       const estimator::Outcome& outcome = *(*models_)[i];
       const unsigned L = level - outcome.level - 1;
-      arma::uword first = 0;
+      arma::uword first = outcome.n_scores();
       for (unsigned below = 0; below < L; ++below) first += outcome.n_random(below);
       if (outcome.n_random(L) == 0) continue;
       here.sources.push_back({i, first, outcome.n_random(L), false});

@@ -1,10 +1,14 @@
 #include "sem/ensemble/starts.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
 #include "model/model.hpp"
+#include "model/row_layout.hpp"
+#include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sem/scan/thresholds.hpp"
 #include "sem/wiring/transform.hpp"
 #include "support/error.hpp"
 
@@ -58,6 +62,50 @@ void append_coefficients(std::vector<double>& out, const Model& model, const out
   }
 }
 
+void append_residual(std::vector<double>& out, const Model& model, double variance, double scale) {
+  switch (model.layout().residual) {
+    case model::residual_rows::one:
+      out.push_back(variance_start(model.variance, variance, scale));
+      return;
+    case model::residual_rows::unit:
+      out.push_back(1.0);
+      return;
+    default:
+      return;
+  }
+}
+
+/// The last of them are parameters; the first is 0 where an intercept places the scale.
+void append_thresholds(std::vector<double>& out, const Model& model, const outcome_moments& moments) {
+  arma::uword n = 0;
+  for (const model::row& row : model.rows()) n += row.section == model::row_section::threshold ? 1 : 0;
+  if (n == 0) return;
+  const arma::Col<double> tau = scan::thresholds(moments.counts).tau;
+  if (n > tau.n_elem) throw error_debug("Thresholds do not match the categories.");
+  const arma::Col<double> reported = tau.tail(n);
+  out.insert(out.end(), reported.begin(), reported.end());
+}
+
+bool is_categorical(const Model& model) {
+  return model.kind() == model::kind::ordinal || model.kind() == model::kind::missing;
+}
+
+/// Mean and variance of the score behind the categories that gives the first one its share; half a unit in
+/// each keeps a mean finite.
+outcome_moments category_moments(const arma::Col<double>& y, bool logit) {
+  outcome_moments out;
+  out.categories = arma::unique(y);
+  out.counts.zeros(out.categories.n_elem);
+  for (double value : y)
+    ++out.counts[static_cast<arma::uword>(
+        std::lower_bound(out.categories.begin(), out.categories.end(), value) - out.categories.begin())];
+  const double n = static_cast<double>(y.n_elem),
+               share = (static_cast<double>(out.counts[0]) + 0.5) / (n + 1.0);
+  out.mean = logit ? std::log((1.0 - share) / share) : -iPhi(share);
+  if (logit) out.variance = arma::datum::pi * arma::datum::pi / 3.0;
+  return out;
+}
+
 /// The observed values on the scale of the equation.
 arma::Col<double> transformed(const Model& model, const arma::Col<double>& y) {
   if (!model.outcomes.front().is_transformed()) return y;
@@ -86,9 +134,17 @@ void draw_back(const estimator::transform& g, const outcome_moments& moments, ar
   }
 }
 
-}  // namespace
-
-namespace {
+/// A category for each value, by the observed shares.
+arma::Col<double> draw_categories(const outcome_moments& moments, arma::uword n, Random& rng) {
+  const arma::Col<double> upto = arma::cumsum(arma::conv_to<arma::Col<double>>::from(moments.counts));
+  arma::Col<double> out(n);
+  for (double& value : out) {
+    const double u = rng.runif() * upto.back();
+    const auto k = static_cast<arma::uword>(std::lower_bound(upto.begin(), upto.end(), u) - upto.begin());
+    value = moments.categories[std::min(k, upto.n_elem - 1)];
+  }
+  return out;
+}
 
 outcome_moments observed_moments(const Model& model, unsigned column, const arma::Mat<double>& data,
                                  const estimator::cluster& structure) {
@@ -102,10 +158,12 @@ outcome_moments observed_moments(const Model& model, unsigned column, const arma
   }
   if (n_observed == 0) throw error("ERROR: Variable '" + model.name() + "' has no observed values.");
   y.resize(n_observed);
+  const bool varies = y.max() != y.min() || (n_observed == 1 && !is_categorical(model));
+  if (varies && is_categorical(model)) return category_moments(y, model.link == model::link::logit);
   const arma::Col<double> g = transformed(model, y);
   outcome_moments moments{arma::mean(g), n_observed > 1 ? arma::var(g) : 1.0};
   if (!(moments.variance > 0)) moments.variance = 1.0;
-  if (n_observed > 1 && y.max() == y.min())
+  if (!varies)
     throw error("ERROR: Variable '" + model.name() + "' does not vary.\n       Remove it and rerun.");
   moments.central = y[arma::index_min(arma::abs(g - moments.mean))];
   return moments;
@@ -126,13 +184,15 @@ arma::Col<double> generateStarts(const Model& model, const arma::Mat<double>& da
   const outcome_moments moments = observed_moments(model, data, structure).front();
   std::vector<double> out;
   append_covariances(out, model, moments.variance, squares, start_scale);
-  out.push_back(variance_start(model.variance, moments.variance, start_scale));
+  append_residual(out, model, moments.variance, start_scale);
   append_coefficients(out, model, moments, start_shift);
+  append_thresholds(out, model, moments);
   return out;
 }
 
 arma::Col<double> draw_missing(const Model& model, const outcome_moments& moments, arma::uword n,
                                Random& rng) {
+  if (!moments.categories.is_empty()) return draw_categories(moments, n, rng);
   arma::Col<double> z(n);
   rng.fill_randn(z.memptr(), n);
   arma::Col<double> values = moments.mean + std::sqrt(moments.variance) * z;

@@ -13,12 +13,14 @@ class Random;
 namespace tovik::sem {
 
 /// Mean and variance of the observed values of an outcome over its units, on the scale of the equation: of
-/// g(y) for an outcome with the transformation g. The variance of fewer than two values, or of equal ones,
-/// counts as 1: it only has to set a scale.
+/// g(y) for an outcome with the transformation g, of the latent score for categories. The variance of fewer
+/// than two values, or of equal ones, counts as 1: it only has to set a scale.
 struct outcome_moments {
   double mean = 0;
   double variance = 1;
   double central = 0;  ///< the observed value, on the scale of the data, whose g(y) is closest to the mean
+  arma::Col<double> categories = {};   ///< of a categorical outcome, ascending; else empty
+  arma::Col<arma::uword> counts = {};  ///< observed units of each
 };
 
 /// One for each outcome column of the model. `data`: the working matrix with missing cells NaN. Throws
@@ -26,11 +28,14 @@ struct outcome_moments {
 std::vector<outcome_moments> observed_moments(const Model& model, const arma::Mat<double>& data,
                                               const estimator::cluster& structure);
 
-/// The starting state of a normal outcome in the order of its params(): with m and v the observed moments,
+/// The starting state of an outcome in the order of its params(): with m and v the observed moments,
 ///
-///   covariance matrices of the random effects   start_scale * v / (2 z_j) on the diagonal, from the top
-///   level down residual variance                           start_scale * v intercept m + start_shift *
-///   sqrt(v) slopes                                      0
+///   covariance matrices of the random effects, from the top level down: start_scale * v / (2 z_j) on the
+///     diagonal
+///   residual variance: start_scale * v; 1 for a latent score; none for a logit
+///   intercept: m + start_shift * sqrt(v)
+///   slopes: 0
+///   thresholds: the normal quantiles of the observed shares, less the first
 ///
 /// with z_j the mean square of the covariate of an effect, so that all effects start at one half of the
 /// variance of the outcome whatever the units of their covariates. A starting value of the user takes the
@@ -42,7 +47,8 @@ arma::Col<double> generateStarts(const Model& model, const arma::Mat<double>& da
                                  const double& start_shift,
                                  const std::vector<arma::Col<double>>& squares = {});
 
-/// One draw m + sqrt(v) z for each of `n` missing values. For a transformed outcome the result is back on the
+/// One draw m + sqrt(v) z for each of `n` missing values; of a categorical outcome a category by the observed
+/// shares. For a transformed outcome the result is back on the
 /// scale of the data; draws outside the range of the transformation are made again, up to 100 times, and the
 /// mean stands in for what is left,
 /// or, where even that is outside, the observed value closest to it.

@@ -24,8 +24,8 @@ struct equation_setup {
   unsigned n_levels = 0;                 ///< levels above the outcome, with effects or not
   unsigned level = 0;                    ///< 0: rows
   arma::Col<arma::uword> missing_units;  ///< units of the outcome without an observed value
+  bool response_moves = false;           ///< it is drawn, whether or not the outcome is observed
   bool imputes = true;                   ///< their values are drawn here, and not by another equation
-  bool response_moves = false;           ///< the response is drawn anew in each scan, whatever the data
   arma::Col<arma::uword> fixed;          ///< coefficients that are not drawn
   arma::Col<double> fixed_values;        ///< one each
   bool estimate_resid = true;            ///< the residual variance is drawn

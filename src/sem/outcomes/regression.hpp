@@ -67,6 +67,7 @@ class Regression : public virtual estimator::Outcome {
   /// 1 x 1: v / x_i'x_i for the column x_i of the coefficient, v the whole residual variance.
   arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const override;
   const arma::Mat<double>& betas() const override { return betas_; }
+  double coefficient_variance(arma::uword j) const override;
   /// A coefficient (`index`), which is from then on not drawn here; a correlation with phantoms; or a handle
   /// to read: an element of Sigma of the level above with number `level` (`index` counts by columns),
   /// variance shares. Its proposal variance is 1. Other kinds: own_constraint.
@@ -265,6 +266,8 @@ class Regression : public virtual estimator::Outcome {
   const arma::Mat<double>& phantom_means(const arma::Mat<double>& data) const;
   /// The same as predictor() at some units; passes over no others.
   void predictor_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units, double* mu) const;
+  /// Values of units at their rows.
+  arma::Mat<double> at_rows(const arma::Mat<double>& units) const;
   /// What follows from the outcome's column after its values were written.
   void refresh_followers(arma::Mat<double>& data) const;
   /// The density of the units, as one address for all who hold it.
@@ -312,8 +315,6 @@ class Regression : public virtual estimator::Outcome {
   /// unit_log_density at some units; kept until the next call.
   const double* log_densities_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units) const;
   const double* static_part(const arma::Mat<double>& data, const arma::Col<arma::uword>& units) const;
-  arma::Mat<double> at_rows(const arma::Mat<double>& units) const;
-
   std::unique_ptr<estimator::likelihood> us_ll_;
   std::unique_ptr<estimator::covariate_link> centering_;
   std::unique_ptr<scan::equation_scan> scan_;

@@ -25,8 +25,13 @@ arma::Mat<double> Regression::betaCovB(const arma::Mat<double>& data, const unsi
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
   const double* column = scan_->terms().terms.x.at(index, data, unit_rows(), scratch);
   arma::Mat<double> out(1, 1);
-  out(0, 0) = residual_variance() / scan::dot(n, column, column);
+  out(0, 0) =
+      1.0 / (scan::dot(n, column, column) / residual_variance() + scan_->terms().prior.precision(index));
   return out;
+}
+
+double Regression::coefficient_variance(arma::uword j) const {
+  return 1.0 / scan_->terms().prior.precision(j);
 }
 
 double Regression::compute_LL_node(const double&, const arma::Mat<double>& data) const {
@@ -55,8 +60,8 @@ std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
   return out;
 }
 
+// Going along leaves a density as it is only where the coefficients have a flat prior.
 void Regression::connectDriven(const arma::Mat<double>& data) {
-  // Drawn coefficients with a prior of their own stay: what goes along is accepted by the likelihood alone.
   if (driven_.empty() || link != nullptr || !scan_->terms().prior.is_flat()) return;
   const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && driven_.connected()) return;

@@ -94,7 +94,9 @@ void Regression::check_clusters(const arma::Mat<double>& data, const equation_na
   for (unsigned L = 0; L < n_levels; ++L) {
     arma::uword const q = n_random(L);
     if (q == 0) continue;
-    arma::uword const n = u[L].n_rows, c = n_between(data, L), least = 2 * q + c + 1;
+    arma::uword const n = u[L].n_rows;
+    arma::uword const c = scan_->terms().prior.is_flat() ? n_between(data, L) : 0;
+    arma::uword const least = 2 * q + c + 1;
     if (n >= least) continue;
     throw error("ERROR: There are too few clusters of '" + names.levels.at(L) + "' in the model of '" +
                 names.outcome + "'.\n       " + counted(n, "cluster") + " for " +

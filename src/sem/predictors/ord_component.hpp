@@ -1,8 +1,7 @@
 #pragma once
 
-#include <vector>
-
 #include "sem/predictors/component.hpp"
+#include "sem/scan/category_sets.hpp"
 #include "sem/scan/thresholds.hpp"
 
 namespace tovik::sem {
@@ -35,7 +34,7 @@ class OrdComponent : public Component {
   /// Replaces all categories by these, as observed ones; scores that left theirs are drawn anew around
   /// `mean`.
   void setCategories(const arma::Col<arma::uword>& categories, const arma::Mat<double>& mean);
-  const arma::Col<arma::uword>& categories() const { return categories_; }
+  const arma::Col<arma::uword>& categories() const { return sets_.categories(); }
 
   /// Thresholds by a Metropolis step with the scores integrated out, then the scores within the categories if
   /// the thresholds moved; with one threshold the scores alone. One block: scores have no meaning between.
@@ -50,20 +49,8 @@ class OrdComponent : public Component {
   arma::uword n_estimated() const override;
 
  private:
-  /// Per category its units, in memory that is kept.
-  struct unit_sets {
-    std::vector<arma::uword> units;
-    std::vector<arma::Col<arma::uword>> by_category;  ///< views of `units`
-  };
-
-  const std::vector<arma::Col<arma::uword>>& members();
-  void sort_units(const std::vector<unsigned char>& left_out, unit_sets& out) const;
-
-  arma::Col<arma::uword> categories_, counts_;
-  std::vector<unsigned char> imputed_, none_;  ///< flags of units
+  scan::category_sets sets_;
   scan::thresholds tau_;
-  unit_sets observed_members_, all_members_;
-  bool stale_ = true;
 };
 
 }  // namespace tovik::sem

@@ -10,19 +10,18 @@ namespace tovik::sem::scan {
 
 namespace {
 
-/// Phi(b) - Phi(a) from the tails that keep their digits.
-double interval(double a, double b) {
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+}  // namespace
+
+double interval_mass(double a, double b) {
   constexpr double root = 0.70710678118654752440;
   return a > 0.0 ? 0.5 * (std::erfc(a * root) - std::erfc(b * root))
                  : 0.5 * (std::erfc(-b * root) - std::erfc(-a * root));
 }
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
-
-}  // namespace
-
 double log_interval(double a, double b) {
-  return std::log(interval(a, b));
+  return std::log(interval_mass(a, b));
 }
 
 void drawTail(arma::Col<double>& z, double bound, bool upper, Random& rng) {
@@ -94,8 +93,8 @@ double thresholds::log_likelihood_ratio(const arma::Col<double>& t,
     const double t_upper = k < K ? t[k] : infinity, tau_upper = k < K ? tau[k] : infinity;
     for (arma::uword i : members[k]) {
       const double m = mean[i], s = sd == nullptr ? 1.0 : sd[i];
-      sum += std::log(interval((t_lower - m) / s, (t_upper - m) / s) /
-                      interval((tau_lower - m) / s, (tau_upper - m) / s));
+      sum += std::log(interval_mass((t_lower - m) / s, (t_upper - m) / s) /
+                      interval_mass((tau_lower - m) / s, (tau_upper - m) / s));
     }
   }
   return sum;
@@ -105,15 +104,19 @@ bool thresholds::move(const std::vector<arma::Col<arma::uword>>& members, const 
                       Random& rng, const double* sd) {
   if (tau.n_elem < 2) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
-  const double s = std::sqrt(tuning.value / static_cast<double>(n));
-  const arma::Col<double> t = propose(s, rng);
-  double ratio = log_proposal_ratio(t, s);
-  if (ratio > -infinity) ratio += log_likelihood_ratio(t, members, mean, sd);
+  return move(n, rng, [&](const arma::Col<double>& t) { return log_likelihood_ratio(t, members, mean, sd); });
+}
+
+double thresholds::proposal_scale(arma::uword n) const {
+  return std::sqrt(tuning.value / static_cast<double>(n));
+}
+
+/// A ratio of two vanishing probabilities tells nothing: it counts as 1.
+bool thresholds::decide(const arma::Col<double>& t, double log_ratio, Random& rng) {
   ++tuning.total;
-  // A ratio of two vanishing probabilities tells nothing: it counts as 1.
   const double u = rng.runif();
-  const bool accepted = std::isnan(ratio) || u <= std::exp(std::min(0.0, ratio));
-  if (!accepted || ratio == -infinity) return false;
+  const bool accepted = std::isnan(log_ratio) || u <= std::exp(std::min(0.0, log_ratio));
+  if (!accepted || log_ratio == -infinity) return false;
   tau = t;
   ++tuning.accepted;
   return true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <armadillo>
+#include <limits>
 #include <vector>
 
 #include "random/random.hpp"
@@ -31,6 +32,16 @@ class thresholds {
   /// and it is false, for K = 1.
   bool move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
             Random& rng, const double* sd = nullptr);
+  /// The same step for any density of the thresholds: gain(t) is the log of its ratio at t to where they are.
+  template <class Gain>
+  bool move(arma::uword n, Random& rng, const Gain& gain) {
+    if (tau.n_elem < 2) return false;
+    const double s = proposal_scale(n);
+    const arma::Col<double> t = propose(s, rng);
+    double ratio = log_proposal_ratio(t, s);
+    if (ratio > -std::numeric_limits<double>::infinity()) ratio += gain(t);
+    return decide(t, ratio, rng);
+  }
   /// Draws the members' scores around `mean` within their categories: the first category, the last, then
   /// those between.
   void draw(const std::vector<arma::Col<arma::uword>>& members, const double* mean, double* scores,
@@ -42,12 +53,16 @@ class thresholds {
   void adapt();
 
  private:
+  double proposal_scale(arma::uword n) const;
+  bool decide(const arma::Col<double>& t, double log_ratio, Random& rng);
   arma::Col<double> propose(double s, Random& rng) const;
   double log_proposal_ratio(const arma::Col<double>& t, double s) const;
   double log_likelihood_ratio(const arma::Col<double>& t, const std::vector<arma::Col<arma::uword>>& members,
                               const double* mean, const double* sd) const;
 };
 
+/// Phi(b) - Phi(a) for a <= b, from the tails that keep their digits.
+double interval_mass(double a, double b);
 /// log(Phi(b) - Phi(a)) for a <= b, accurate in both tails; minus infinity when it is 0.
 double log_interval(double a, double b);
 

@@ -6,11 +6,12 @@ namespace tovik::sem {
 enum class likelihood_type : int {
   imputed = 0,        ///< the values of an imputed variable
   random_effect = 1,  ///< the random effects of an equation, as a variable of other equations
+  latent = 2,         ///< the latent scores of an outcome, as a variable of other equations
 };
 
 /// Which latent values a model publishes as columns of the working matrix.
 enum class indicator_type : int {
-  latent_residual = 0,
+  latent_residual = 0,  ///< the latent score of an outcome
   random_effect = 1,
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <armadillo>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -178,6 +179,14 @@ class Outcome {
   /// What the phantom in this column of the working matrix needs to see of this model. Throws error_debug
   /// when the model does not hold it.
   virtual std::unique_ptr<correlated_side> correlated(arma::uword column);
+
+  /// Writes the starting values of what the outcome publishes beside its observed values (see published()),
+  /// and of missing values that follow from these. After addStarts().
+  virtual void publish(arma::Mat<double>&) {}
+  /// Columns of latent() in front of the random effects.
+  virtual arma::uword n_scores() const { return 0; }
+  /// Prior variance of a coefficient; infinite for a flat prior.
+  virtual double coefficient_variance(arma::uword) const { return std::numeric_limits<double>::infinity(); }
 
   /// Columns of the working matrix, beside y, in which the values of the outcome stand in another form for
   /// other equations to read: a latent propensity, the codes of its categories.

@@ -1,0 +1,165 @@
+#include "sem/outcomes/ordinal.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "random/constants.hpp"
+#include "random/densities.hpp"
+#include "random/random.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+Ordinal::Ordinal(const Estimator* estimator_, const equation_setup& setup, const ordered_values& observed)
+    : Outcome(parts_of(estimator_, data::type::ordinal, setup)),
+      Regression(estimator_, data::type::ordinal, setup),
+      tune_mis(3.0, estimator::tune_obj::kind_type::imputation_2),
+      tune_cmp(3.0, estimator::tune_obj::kind_type::latent_2),
+      scores_(observed, setup.missing_units, setup.y, setup.level, cluster),
+      n_reported_(observed.n_reported),
+      walk_all_(scores_, score_walk::category::kept),
+      walk_complete_(scores_, score_walk::category::kept),
+      walk_missing_(scores_, score_walk::category::free) {
+  if (observed.of_unit.n_elem != n_units) throw error_debug("Categories of an ordinal variable do not fit.");
+  if (n_reported_ > tau().n_elem) throw error_debug("Thresholds do not match the categories.");
+  if (!setup.response_moves) throw error_debug("The response of an ordinal outcome is drawn.");
+  scores_.set_refresh([this](arma::Mat<double>& data) { refresh_followers(data); });
+  refresh_phantoms(0);
+}
+
+void Ordinal::addIndicator(const arma::Col<arma::uword>& cols, const indicator_type& kind) {
+  if (kind != indicator_type::latent_residual) {
+    Regression::addIndicator(cols, kind);
+    return;
+  }
+  if (cols.n_elem != 1) throw error_debug("An ordinal outcome has one propensity.");
+  scores_.publish_in(cols(0));
+}
+
+void Ordinal::addTransform(const evaluate::pair& pair) {
+  if (pair.flag) throw error_debug("An ordinal outcome has no transformation.");
+}
+
+void Ordinal::addDist(const std::shared_ptr<autosolver::solver<autosolver::normal>>& solved,
+                      const distribution_type& kind) {
+  if (kind != distribution_type::fixed) throw error_debug("Unable to set autosolver for Ordinal.");
+  solver_ = solved;
+}
+
+// The list of those who read the scores holds those who read the categories.
+void Ordinal::addLL(std::unique_ptr<estimator::likelihood> list, const likelihood_type& kind) {
+  if (kind != likelihood_type::latent) {
+    Regression::addLL(std::move(list), kind);
+    return;
+  }
+  if (!scores_.is_published()) throw error_debug("The propensity of the outcome has no column.");
+  scores_read_ = list != nullptr;
+  set_list(std::move(list));
+}
+
+void Ordinal::set_value_list(std::unique_ptr<estimator::likelihood> list) {
+  values_read_ = list != nullptr;
+  if (!scores_read_) set_list(std::move(list));
+}
+
+void Ordinal::set_list(std::unique_ptr<estimator::likelihood> list) {
+  list_ = std::move(list);
+  if (list_ == nullptr) return;
+  walk_all_.set_list(*list_, arma::regspace<arma::Col<arma::uword>>(0, n_units - 1), level);
+  walk_complete_.set_list(*list_, scores_.complete(), level);
+  walk_missing_.set_list(*list_, missing_rows, level);
+}
+
+void Ordinal::take_last_rows(const double* v) {
+  arma::Col<double>& tau = scores_.cuts.tau;
+  std::copy_n(v, n_reported_, tau.end() - static_cast<std::ptrdiff_t>(n_reported_));
+  if (!tau.is_sorted() || tau[0] != 0.0) throw error_debug("Thresholds do not rise from 0.");
+}
+
+// Y* starts around the intercept: what other terms add is not known while columns that they read are not
+// filled.
+void Ordinal::addStarts(const arma::Col<double>& v) {
+  Regression::addStarts(v);
+  mean_.set_size(n_units);
+  mean_.fill(has_intercept ? betas()(0) : 0.0);
+  scores_.draw_within(scores_.sets.observed(), mean_.memptr(), nullptr, *rng);
+  for (arma::uword i : missing_rows) scores_.values(i) = mean_(i) + rng->rnorm();
+}
+
+void Ordinal::publish(arma::Mat<double>& data) {
+  scores_.write_all(data);
+  for (arma::uword i : missing_rows) scores_.impute(data, i);
+}
+
+void Ordinal::tune() {
+  Regression::tune();
+  scores_.cuts.adapt();
+  if (missing && walks_missing()) tune_mis.tune();
+  if (walks()) tune_cmp.tune();
+}
+
+estimator::tune_results Ordinal::tuneResults() const {
+  estimator::tune_results results{tune_mis, tune_cmp};
+  if (tau().n_elem > 1) results.push_back(scores_.cuts.tuning);
+  estimator::tune_results const effects = Regression::tuneResults();
+  results.insert(results.end(), effects.begin(), effects.end());
+  return results;
+}
+
+arma::uword Ordinal::n_estimated() const {
+  return Regression::n_estimated() + tau().n_elem - 1;
+}
+
+void Ordinal::copy_response(const arma::Mat<double>&, double* out) const {
+  std::copy_n(scores_.values.memptr(), n_units, out);
+}
+
+void Ordinal::unit_log_density(const arma::Mat<double>&, const arma::uword* units, arma::uword n,
+                               const double* mu, double* out) const {
+  const double v = residVar(), each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
+  for (arma::uword k = 0; k < n; ++k) {
+    const double r = scores_.values(units == nullptr ? k : units[k]) - mu[k];
+    out[k] = each - w * r * r;
+  }
+}
+
+std::shared_ptr<estimator::constraint> Ordinal::own_constraint(const parameter_type& kind,
+                                                               const unsigned& index) {
+  if (kind == parameter_type::residual_variance_read) return handle(&sigma2_, level);
+  return Regression::own_constraint(kind, index);
+}
+
+arma::Mat<double> Ordinal::latent(const arma::Mat<double>& data) const {
+  return arma::join_rows(at_rows(scores_.values), Regression::latent(data));
+}
+
+arma::Mat<double> Ordinal::predicted(const arma::Mat<double>& data) const {
+  return at_rows(compute_predicted_prob(data));
+}
+
+// Phantoms are part of the residual, which then has its whole variance.
+arma::Mat<double> Ordinal::compute_predicted_prob(const arma::Mat<double>& data) const {
+  arma::Col<double> mu;
+  predictor(data, mu);
+  if (phantoms_of_residual()) mu -= phantom_means(data);
+  arma::uword const K = tau().n_elem;
+  arma::Mat<double> out(n_units, K + 2);
+  for (arma::uword i = 0; i < n_units; ++i) {
+    for (arma::uword k = 0; k <= K; ++k) {
+      const double lower = k == 0 ? -arma::datum::inf : tau()[k - 1] - mu(i);
+      const double upper = k == K ? arma::datum::inf : tau()[k] - mu(i);
+      out(i, k) = scan::interval_mass(lower, upper);
+    }
+    out(i, K + 1) = mu(i);
+  }
+  return out;
+}
+
+arma::Col<arma::uword> Ordinal::categorize(const arma::Col<double>& scores) const {
+  arma::Col<arma::uword> out(scores.n_elem);
+  for (arma::uword i = 0; i < out.n_elem; ++i) out(i) = categorize(scores(i));
+  return out;
+}
+
+}  // namespace tovik::sem

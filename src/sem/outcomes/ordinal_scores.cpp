@@ -1,0 +1,112 @@
+// What a scan of an ordinal outcome begins with: thresholds, propensities, missing categories.
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include "random/random.hpp"
+#include "sem/autosolver/solver.hpp"
+#include "sem/outcomes/ordinal.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+/// Mean and standard deviation of every Y*, other than which it has no part in the step: those of the solved
+/// distribution, or of the equation.
+void Ordinal::read_distribution(const arma::Mat<double>& data) {
+  if (solver_ != nullptr) {
+    const autosolver::normal solved = solver_->distribution(data);
+    mean_ = solved.mean;
+    sd_ = arma::sqrt(solved.variance);
+    return;
+  }
+  predictor(data, mean_);
+  const double v = residVar();
+  sd_.set_size(v == 1.0 ? 0 : n_units);
+  sd_.fill(std::sqrt(v));
+}
+
+void Ordinal::draw_auxiliary(arma::Mat<double>& data) {
+  if (walks()) {
+    move_with_scores(data);
+    drawLatentMH_Cmp(data);
+  } else {
+    draw_with_thresholds(data);
+  }
+  if (!missing) return;
+  if (walks_missing())
+    drawLatentMH_Mis(data);
+  else if (solver_ != nullptr)
+    drawLatentAuto_Mis(data);
+  else
+    draw_free(data);
+}
+
+/// Thresholds with the scores integrated out, then the scores: both move or neither.
+void Ordinal::draw_with_thresholds(arma::Mat<double>& data) {
+  read_distribution(data);
+  const bool moved = scores_.cuts.move(scores_.sets.all(), mean_.memptr(), n_units, *rng, sd());
+  if (!moved && tau().n_elem > 1) return;
+  if (solver_ != nullptr)
+    drawLatentAuto_Cmp(data);
+  else
+    drawLatent(mean_);
+  // The categories of units without one were given, too.
+  if (moved && missing && walks_missing())
+    scores_.draw_within(scores_.sets.imputed(), mean_.memptr(), sd(), *rng);
+  scores_.write_all(data);
+}
+
+/// Thresholds and all scores in one move. Where the densities give no number the move is rejected.
+void Ordinal::move_with_scores(arma::Mat<double>& data) {
+  bool proposed = false;
+  kept_.set_size(n_units);
+  std::copy_n(scores_.values.memptr(), n_units, kept_.memptr());
+  const bool moved = scores_.cuts.move(n_units, *rng, [&](const arma::Col<double>& t) {
+    const double before = walk_all_.log_density(data);
+    const double jacobian = scores_.stretch(t);
+    scores_.write_all(data);
+    scores_.refresh(data);
+    proposed = true;
+    const double gain = walk_all_.log_density(data) - before + jacobian;
+    return std::isnan(gain) ? -std::numeric_limits<double>::infinity() : gain;
+  });
+  if (moved || !proposed) return;
+  std::copy_n(kept_.memptr(), n_units, scores_.values.memptr());
+  scores_.write_all(data);
+  scores_.refresh(data);
+}
+
+// Each from its distribution; the category follows.
+void Ordinal::draw_free(arma::Mat<double>& data) {
+  for (arma::uword i : missing_rows) {
+    scores_.write(data, i, mean_(i) + (sd() == nullptr ? 1.0 : sd_(i)) * rng->rnorm());
+    scores_.impute(data, i);
+  }
+  scores_.refresh(data);
+}
+
+void Ordinal::drawLatent(const arma::Col<double>& mu) {
+  scores_.draw_within(scores_.sets.observed(), mu.memptr(), sd(), *rng);
+}
+
+void Ordinal::drawLatentAuto_Cmp(arma::Mat<double>& data) {
+  if (solver_ == nullptr) throw error_debug("No likelihod specified");
+  drawLatent(mean_);
+  scores_.write_all(data);
+}
+
+void Ordinal::drawLatentAuto_Mis(arma::Mat<double>& data) {
+  if (solver_ == nullptr) throw error_debug("No likelihod specified");
+  draw_free(data);
+}
+
+void Ordinal::drawLatentMH_Cmp(arma::Mat<double>& data) {
+  walk_complete_.draw(std::sqrt(residVar()), *rng, tune_cmp, data);
+}
+
+void Ordinal::drawLatentMH_Mis(arma::Mat<double>& data) {
+  walk_missing_.draw(std::sqrt(residVar()), *rng, tune_mis, data);
+}
+
+}  // namespace tovik::sem
