@@ -226,8 +226,8 @@ struct PublishedWorld {
   bool together = false;
   const Setting<bool> check{sem::Regression::check_residuals, true};
 
-  PublishedWorld(unsigned levels, std::uint32_t seed)
-      : world(levels, small, seed), estimator(seed), rng(seed, 2U) {
+  PublishedWorld(unsigned levels, std::uint32_t seed, const nesting& sizes = small)
+      : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {
     world.data.insert_cols(9, 3);
     owner = proper(world.setup(0, {0, 2}));
     for (unsigned L = 0; L + 1 < levels; ++L) {
@@ -302,6 +302,16 @@ TEST(LogisticInvariance, EffectsThatAreVariablesOfOthers) {
 TEST(LogisticInvariance, EffectsThatAreVariablesBelowOthersThatAreNot) {
   PublishedWorld run(3, 88);
   run.reader.z[0] = {};
+  run.scans_leave_joint();
+}
+
+// Many units with large predictors: their weights tell much of the effects, and so does what the walk makes
+// of them.
+TEST(LogisticInvariance, EffectsThatTheWeightsTell) {
+  PublishedWorld run(3, 92, {{30, 20}, {25, 25}});
+  run.world.data.col(4).fill(6.0);
+  run.owner.z = {{4}, {0}};
+  run.owner.x = {2};
   run.scans_leave_joint();
 }
 

@@ -134,8 +134,8 @@ std::shared_ptr<estimator::Outcome> make_missing_indicator(const Model& model,
 }
 
 std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {
-  auto out = std::make_shared<Logistic>(context.estimator,
-                                        latent_equation_of(model, context, Logistic::priBeta));
+  auto out =
+      std::make_shared<Logistic>(context.estimator, latent_equation_of(model, context, Logistic::priBeta));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
 }
