@@ -14,17 +14,17 @@ namespace tovik::sem {
 Ordinal::Ordinal(const Estimator* estimator_, const equation_setup& setup, const ordered_values& observed)
     : Outcome(parts_of(estimator_, data::type::ordinal, setup)),
       Regression(estimator_, data::type::ordinal, setup),
+      propensity(observed, setup.missing_units, setup.y, setup.level, cluster),
       tune_mis(3.0, estimator::tune_obj::kind_type::imputation_2),
       tune_cmp(3.0, estimator::tune_obj::kind_type::latent_2),
-      scores_(observed, setup.missing_units, setup.y, setup.level, cluster),
       n_reported_(observed.n_reported),
-      walk_all_(scores_, score_walk::category::kept),
-      walk_complete_(scores_, score_walk::category::kept),
-      walk_missing_(scores_, score_walk::category::free) {
+      walk_all_(propensity, score_walk::category::kept),
+      walk_complete_(propensity, score_walk::category::kept),
+      walk_missing_(propensity, score_walk::category::free) {
   if (observed.of_unit.n_elem != n_units) throw error_debug("Categories of an ordinal variable do not fit.");
   if (n_reported_ > tau().n_elem) throw error_debug("Thresholds do not match the categories.");
   if (!setup.response_moves) throw error_debug("The response of an ordinal outcome is drawn.");
-  scores_.set_refresh([this](arma::Mat<double>& data) { refresh_followers(data); });
+  propensity.set_refresh([this](arma::Mat<double>& data) { refresh_followers(data); });
   refresh_phantoms(0);
 }
 
@@ -34,7 +34,7 @@ void Ordinal::addIndicator(const arma::Col<arma::uword>& cols, const indicator_t
     return;
   }
   if (cols.n_elem != 1) throw error_debug("An ordinal outcome has one propensity.");
-  scores_.publish_in(cols(0));
+  propensity.publish_in(cols(0));
 }
 
 void Ordinal::addTransform(const evaluate::pair& pair) {
@@ -53,7 +53,7 @@ void Ordinal::addLL(std::unique_ptr<estimator::likelihood> list, const likelihoo
     Regression::addLL(std::move(list), kind);
     return;
   }
-  if (!scores_.is_published()) throw error_debug("The propensity of the outcome has no column.");
+  if (!propensity.is_published()) throw error_debug("The propensity of the outcome has no column.");
   scores_read_ = list != nullptr;
   set_list(std::move(list));
 }
@@ -67,12 +67,12 @@ void Ordinal::set_list(std::unique_ptr<estimator::likelihood> list) {
   list_ = std::move(list);
   if (list_ == nullptr) return;
   walk_all_.set_list(*list_, arma::regspace<arma::Col<arma::uword>>(0, n_units - 1), level);
-  walk_complete_.set_list(*list_, scores_.complete(), level);
+  walk_complete_.set_list(*list_, propensity.complete(), level);
   walk_missing_.set_list(*list_, missing_rows, level);
 }
 
 void Ordinal::take_last_rows(const double* v) {
-  arma::Col<double>& tau = scores_.cuts.tau;
+  arma::Col<double>& tau = propensity.cuts.tau;
   std::copy_n(v, n_reported_, tau.end() - static_cast<std::ptrdiff_t>(n_reported_));
   if (!tau.is_sorted() || tau[0] != 0.0) throw error_debug("Thresholds do not rise from 0.");
 }
@@ -83,25 +83,25 @@ void Ordinal::addStarts(const arma::Col<double>& v) {
   Regression::addStarts(v);
   mean_.set_size(n_units);
   mean_.fill(has_intercept ? betas()(0) : 0.0);
-  scores_.draw_within(scores_.sets.observed(), mean_.memptr(), nullptr, *rng);
-  for (arma::uword i : missing_rows) scores_.values(i) = mean_(i) + rng->rnorm();
+  propensity.draw_within(propensity.sets.observed(), mean_.memptr(), nullptr, *rng);
+  for (arma::uword i : missing_rows) propensity.values(i) = mean_(i) + rng->rnorm();
 }
 
 void Ordinal::publish(arma::Mat<double>& data) {
-  scores_.write_all(data);
-  for (arma::uword i : missing_rows) scores_.impute(data, i);
+  propensity.write_all(data);
+  for (arma::uword i : missing_rows) propensity.impute(data, i);
 }
 
 void Ordinal::tune() {
   Regression::tune();
-  scores_.cuts.adapt();
+  propensity.cuts.adapt();
   if (missing && walks_missing()) tune_mis.tune();
   if (walks()) tune_cmp.tune();
 }
 
 estimator::tune_results Ordinal::tuneResults() const {
   estimator::tune_results results{tune_mis, tune_cmp};
-  if (tau().n_elem > 1) results.push_back(scores_.cuts.tuning);
+  if (tau().n_elem > 1) results.push_back(propensity.cuts.tuning);
   estimator::tune_results const effects = Regression::tuneResults();
   results.insert(results.end(), effects.begin(), effects.end());
   return results;
@@ -112,14 +112,14 @@ arma::uword Ordinal::n_estimated() const {
 }
 
 void Ordinal::copy_response(const arma::Mat<double>&, double* out) const {
-  std::copy_n(scores_.values.memptr(), n_units, out);
+  std::copy_n(propensity.values.memptr(), n_units, out);
 }
 
 void Ordinal::unit_log_density(const arma::Mat<double>&, const arma::uword* units, arma::uword n,
                                const double* mu, double* out) const {
   const double v = residVar(), each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
   for (arma::uword k = 0; k < n; ++k) {
-    const double r = scores_.values(units == nullptr ? k : units[k]) - mu[k];
+    const double r = propensity.values(units == nullptr ? k : units[k]) - mu[k];
     out[k] = each - w * r * r;
   }
 }
@@ -131,7 +131,7 @@ std::shared_ptr<estimator::constraint> Ordinal::own_constraint(const parameter_t
 }
 
 arma::Mat<double> Ordinal::latent(const arma::Mat<double>& data) const {
-  return arma::join_rows(at_rows(scores_.values), Regression::latent(data));
+  return arma::join_rows(at_rows(propensity.values), Regression::latent(data));
 }
 
 arma::Mat<double> Ordinal::predicted(const arma::Mat<double>& data) const {

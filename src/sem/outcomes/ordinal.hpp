@@ -38,7 +38,7 @@ class Ordinal : public Regression {
   void addTransform(const evaluate::pair& pair) override;
   void addStarts(const arma::Col<double>& v) override;
   void publish(arma::Mat<double>& data) override;
-  arma::Col<arma::uword> published() const override { return scores_.published(); }
+  arma::Col<arma::uword> published() const override { return propensity.published(); }
   void tune() override;
   estimator::tune_results tuneResults() const override;
   /// Also the thresholds but the first.
@@ -52,10 +52,9 @@ class Ordinal : public Regression {
   /// The same with one row per unit.
   arma::Mat<double> compute_predicted_prob(const arma::Mat<double>& data) const;
 
-  const arma::Col<double>& tau() const { return scores_.cuts.tau; }
-  const arma::Col<double>& scores() const { return scores_.values; }
+  const arma::Col<double>& tau() const { return propensity.cuts.tau; }
   /// The category, 0 to K, in which a value of Y* falls. Throws error_debug for NaN.
-  arma::uword categorize(double score) const { return scores_.cuts.categorize(score); }
+  arma::uword categorize(double score) const { return propensity.cuts.categorize(score); }
   arma::Col<arma::uword> categorize(const arma::Col<double>& scores) const;
   using Outcome::categorize;
 
@@ -72,11 +71,12 @@ class Ordinal : public Regression {
   void drawLatentMH_Cmp(arma::Mat<double>& data);
   void drawLatentMH_Mis(arma::Mat<double>& data);
 
+  ordered_scores propensity;  ///< Y*, thresholds, categories
   estimator::tune_obj tune_mis, tune_cmp;
 
  protected:
   double residual_variance() const override { return sigma2_; }
-  const arma::Col<double>* response(const arma::Mat<double>&) override { return &scores_.values; }
+  const arma::Col<double>* response(const arma::Mat<double>&) override { return &propensity.values; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
   void draw_auxiliary(arma::Mat<double>& data) override;
   void draw_values(arma::Mat<double>&) override {}
@@ -103,7 +103,6 @@ class Ordinal : public Regression {
   const double* sd() const { return sd_.is_empty() ? nullptr : sd_.memptr(); }
 
   double sigma2_ = 1.0;  ///< the unit of the propensity; never drawn
-  ordered_scores scores_;
   arma::uword n_reported_;
 
   std::unique_ptr<estimator::likelihood> list_;  ///< all densities that Y* or the category of a unit enters

@@ -45,7 +45,7 @@ void Ordinal::draw_auxiliary(arma::Mat<double>& data) {
 /// Thresholds with the scores integrated out, then the scores: both move or neither.
 void Ordinal::draw_with_thresholds(arma::Mat<double>& data) {
   read_distribution(data);
-  const bool moved = scores_.cuts.move(scores_.sets.all(), mean_.memptr(), n_units, *rng, sd());
+  const bool moved = propensity.cuts.move(propensity.sets.all(), mean_.memptr(), n_units, *rng, sd());
   if (!moved && tau().n_elem > 1) return;
   if (solver_ != nullptr)
     drawLatentAuto_Cmp(data);
@@ -53,47 +53,47 @@ void Ordinal::draw_with_thresholds(arma::Mat<double>& data) {
     drawLatent(mean_);
   // The categories of units without one were given, too.
   if (moved && missing && walks_missing())
-    scores_.draw_within(scores_.sets.imputed(), mean_.memptr(), sd(), *rng);
-  scores_.write_all(data);
+    propensity.draw_within(propensity.sets.imputed(), mean_.memptr(), sd(), *rng);
+  propensity.write_all(data);
 }
 
 /// Thresholds and all scores in one move. Where the densities give no number the move is rejected.
 void Ordinal::move_with_scores(arma::Mat<double>& data) {
   bool proposed = false;
   kept_.set_size(n_units);
-  std::copy_n(scores_.values.memptr(), n_units, kept_.memptr());
-  const bool moved = scores_.cuts.move(n_units, *rng, [&](const arma::Col<double>& t) {
+  std::copy_n(propensity.values.memptr(), n_units, kept_.memptr());
+  const bool moved = propensity.cuts.move(n_units, *rng, [&](const arma::Col<double>& t) {
     const double before = walk_all_.log_density(data);
-    const double jacobian = scores_.stretch(t);
-    scores_.write_all(data);
-    scores_.refresh(data);
+    const double jacobian = propensity.stretch(t);
+    propensity.write_all(data);
+    propensity.refresh(data);
     proposed = true;
     const double gain = walk_all_.log_density(data) - before + jacobian;
     return std::isnan(gain) ? -std::numeric_limits<double>::infinity() : gain;
   });
   if (moved || !proposed) return;
-  std::copy_n(kept_.memptr(), n_units, scores_.values.memptr());
-  scores_.write_all(data);
-  scores_.refresh(data);
+  std::copy_n(kept_.memptr(), n_units, propensity.values.memptr());
+  propensity.write_all(data);
+  propensity.refresh(data);
 }
 
 // Each from its distribution; the category follows.
 void Ordinal::draw_free(arma::Mat<double>& data) {
   for (arma::uword i : missing_rows) {
-    scores_.write(data, i, mean_(i) + (sd() == nullptr ? 1.0 : sd_(i)) * rng->rnorm());
-    scores_.impute(data, i);
+    propensity.write(data, i, mean_(i) + (sd() == nullptr ? 1.0 : sd_(i)) * rng->rnorm());
+    propensity.impute(data, i);
   }
-  scores_.refresh(data);
+  propensity.refresh(data);
 }
 
 void Ordinal::drawLatent(const arma::Col<double>& mu) {
-  scores_.draw_within(scores_.sets.observed(), mu.memptr(), sd(), *rng);
+  propensity.draw_within(propensity.sets.observed(), mu.memptr(), sd(), *rng);
 }
 
 void Ordinal::drawLatentAuto_Cmp(arma::Mat<double>& data) {
   if (solver_ == nullptr) throw error_debug("No likelihod specified");
   drawLatent(mean_);
-  scores_.write_all(data);
+  propensity.write_all(data);
 }
 
 void Ordinal::drawLatentAuto_Mis(arma::Mat<double>& data) {
