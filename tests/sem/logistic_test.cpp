@@ -55,6 +55,7 @@ TEST(Logistic, HasCovariancesAndCoefficientsAndNoResidualVariance) {
   EXPECT_TRUE(arma::approx_equal(model.params(), starts, "absdiff", 0.0));
   EXPECT_EQ(model.residVar(), 1.0);
   EXPECT_THROW(model.constraint(parameter_type::residual_variance, 0, 0), error_debug);
+  EXPECT_EQ(*model.constraint(parameter_type::residual_variance_read, 0, 0)->ptr(), 3.289868133696453);
 }
 
 TEST(Logistic, TellsOddsRatiosOfAllCoefficientsThenShares) {

@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "random/random.hpp"
-#include "sem/scan/logit.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -99,8 +98,10 @@ void Logistic::unit_log_density(const arma::Mat<double>& data, const arma::uword
   }
 }
 
-double Logistic::share_variance() const {
-  return scan::logistic_variance;
+std::shared_ptr<estimator::constraint> Logistic::own_constraint(const parameter_type& kind,
+                                                                const unsigned& index) {
+  if (kind == parameter_type::residual_variance_read) return handle(&unexplained_, level);
+  return Regression::own_constraint(kind, index);
 }
 
 void Logistic::coefficient_rows(std::vector<double>& out) const {

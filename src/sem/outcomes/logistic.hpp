@@ -7,6 +7,7 @@
 #include "sem/outcomes/missing_categories.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
 #include "sem/outcomes/regression.hpp"
+#include "sem/scan/logit.hpp"
 #include "sem/wiring/settings.hpp"
 
 namespace tovik::sem {
@@ -64,9 +65,12 @@ class Logistic : public Regression {
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                         const double* mu, double* out) const override;
   bool has_units() const override { return false; }
-  double share_variance() const override;
+  double share_variance() const override { return unexplained_; }
   /// Odds ratios, of all coefficients.
   void coefficient_rows(std::vector<double>& out) const override;
+  /// The variance of the logistic distribution, to read: the last of those that make the total.
+  std::shared_ptr<estimator::constraint> own_constraint(const parameter_type& kind,
+                                                        const unsigned& index) override;
   void set_value_list(std::unique_ptr<estimator::likelihood> list) override;
 
  private:
@@ -81,7 +85,8 @@ class Logistic : public Regression {
   arma::Col<double> offset_;    ///< of the last draw; empty: none
   arma::Col<double> psi_, response_;
   std::vector<double> imputed_response_;
-  bool lost_ = false;  ///< the last scan could not be made
+  double unexplained_ = scan::logistic_variance;  ///< a constant, with an address
+  bool lost_ = false;                             ///< the last scan could not be made
   bool weights_given_ = false;
 };
 
