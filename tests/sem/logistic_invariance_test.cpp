@@ -78,6 +78,7 @@ void add_functions(const Logistic& model, const arma::Mat<double>& data, std::ve
 }
 
 void scan_leaves_joint(World world, const equation_setup& setup, std::uint32_t seed) {
+  const Setting<bool> check(sem::Regression::check_residuals, true);
   LoneEstimator estimator(seed);
   Random rng(seed, 2U);
   Samples fresh, after;
@@ -142,6 +143,7 @@ struct TwoBinaries {
   Random rng;
   equation_setup of_x, of_y;
   std::vector<std::shared_ptr<Logistic>> models;
+  const Setting<bool> check{sem::Regression::check_residuals, true};
 
   TwoBinaries(unsigned levels, const nesting& sizes, std::uint32_t seed)
       : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {

@@ -33,6 +33,7 @@ Logistic::Logistic(const Estimator* estimator_, const equation_setup& setup)
       response_(n_units, arma::fill::zeros),
       imputed_response_(setup.missing_units.n_elem) {
   imputed_.set_refresh([this](arma::Mat<double>& data) { refresh_followers(data); });
+  refresh_phantoms(0);
 }
 
 void Logistic::set_offset(const arma::Col<double>* offset) {
@@ -143,6 +144,14 @@ arma::Mat<double> Logistic::compute_residual(const arma::Mat<double>& data) cons
   arma::Mat<double> r = Regression::compute_residual(data);
   for (arma::uword i = 0; i < n_units; ++i) r(i) *= std::sqrt(omega(i));
   return r;
+}
+
+arma::Mat<double> Logistic::residual(const arma::Mat<double>& data) const {
+  return at_rows(compute_residual(data));
+}
+
+arma::Mat<double> Logistic::predicted(const arma::Mat<double>& data) const {
+  return at_rows(compute_predicted(data));
 }
 
 arma::Mat<double> Logistic::compute_predicted(const arma::Mat<double>& data) const {

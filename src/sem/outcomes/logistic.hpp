@@ -22,6 +22,10 @@ namespace tovik::sem {
 /// before has left; coefficients and effects follow as in every regression. Last come missing y: from the
 /// equation, or, when other equations read y, by a Metropolis step with the equation as its proposal.
 ///
+/// A phantom of the residual adds l P_i to psi_i. What is left beside the phantoms has the logistic variance
+/// pi^2 / 3, so that with correlations rho the whole latent variance is V = pi^2 / 3 / (1 - sum |rho|), and
+/// l = +-sqrt(|rho| V) as in every regression.
+///
 /// A linear predictor that is not finite, or a weight whose draw has failed, makes whatever is drawn here
 /// NaN, and so the report; values of the data stay.
 class Logistic : public Regression {
@@ -45,6 +49,10 @@ class Logistic : public Regression {
   void addDist(const std::shared_ptr<autosolver::solver<autosolver::normal>>& solver,
                const distribution_type& kind) override;
   void addMulti(const std::shared_ptr<Multi>& block) override;
+  std::unique_ptr<correlated_side> correlated(arma::uword column) override;
+  /// As the next two, for every row: what phantoms carry is left in, since a probability is one of psi.
+  arma::Mat<double> residual(const arma::Mat<double>& data) const override;
+  arma::Mat<double> predicted(const arma::Mat<double>& data) const override;
   /// In the working scale of the weights of the last draw: sqrt(w_i) times working response less eta_i.
   arma::Mat<double> compute_residual(const arma::Mat<double>& data) const override;
   /// The probabilities of 1.
@@ -57,6 +65,7 @@ class Logistic : public Regression {
 
  protected:
   double residual_variance() const override { return 1.0; }
+  double correlated_variance() const override;
   scan::row_scale scale() const override { return scan::row_scale::per_row(omega); }
   const arma::Col<double>* response(const arma::Mat<double>&) override { return &response_; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
@@ -74,6 +83,8 @@ class Logistic : public Regression {
   void set_value_list(std::unique_ptr<estimator::likelihood> list) override;
 
  private:
+  friend class logistic_side;
+
   bool draw_weights(const arma::Mat<double>& data);
   void set_offset(const arma::Col<double>* offset);
   double offset(arma::uword i) const { return offset_.is_empty() ? 0.0 : offset_(i); }

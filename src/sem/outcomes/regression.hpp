@@ -189,6 +189,10 @@ class Regression : public virtual estimator::Outcome {
     return false;
   }
   virtual void set_residual_variance(double v);
+  /// The variance of which phantoms of the residual are part.
+  virtual double correlated_variance() const {
+    return residual_variance();
+  }
   /// The residual variance of each unit as the draws of coefficients and effects see it.
   virtual scan::row_scale scale() const {
     return scan::row_scale(residVar());
