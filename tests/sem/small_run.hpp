@@ -27,20 +27,14 @@ struct small_run {
   arma::mat data;
   ModelList models;
 
-  /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS; `ordinals` are
-  /// names of columns with categories.
+  /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS; `ordinal` are names
+  /// of variables with categories.
   small_run(const std::vector<std::string>& names, const arma::mat& columns,
             const std::vector<std::string>& ids, const std::vector<std::string>& statements,
-            const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinals = {})
+            const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {})
       : data(columns) {
     make_catalogue(names, ids);
-    for (const std::string& name : ordinals) {
-      const auto v = vars.find(name);
-      v->type = data::type::ordinal;
-      const arma::vec known = data.col(v->column);
-      const arma::vec values = arma::unique(known.elem(arma::find_finite(known)).eval());
-      v->values.assign(values.begin(), values.end());
-    }
+    for (const std::string& name : ordinal) make_ordinal(*vars.find(name));
     std::vector<block::one_model> texts;
     for (const std::string& text : statements) texts.push_back({text, ""});
     models = sem::parse(texts, vars, block::map(), {parameters, false, false});
@@ -67,6 +61,13 @@ struct small_run {
   }
 
  private:
+  void make_ordinal(data::variable& v) const {
+    v.type = data::type::ordinal;
+    const arma::vec column = data.col(v.column);
+    const arma::vec values = arma::unique(column.elem(arma::find_finite(column)));
+    v.values.assign(values.begin(), values.end());
+  }
+
   void make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids) {
     std::vector<unsigned> id_columns;
     for (unsigned j = 0; j < names.size(); ++j) {

@@ -11,6 +11,7 @@
 #include "model/compute.hpp"
 #include "model/model.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
@@ -136,6 +137,13 @@ std::shared_ptr<estimator::Outcome> make_missing_indicator(const Model& model,
   return std::make_shared<Rstar>(context.estimator, setup, categories_of(setup, *context.data, {0.0, 1.0}));
 }
 
+std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {
+  auto out =
+      std::make_shared<Logistic>(context.estimator, latent_equation_of(model, context, Logistic::priBeta));
+  if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
+  return out;
+}
+
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
   phantom_setup setup;
   setup.column = model.yind().at(0);
@@ -189,7 +197,7 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
     case model::kind::computation:
       return make_computation(model, context);
     case model::kind::ordinal:
-      return make_ordinal(model, context);
+      return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
     case model::kind::missing:
       return make_missing_indicator(model, context);
     default:
