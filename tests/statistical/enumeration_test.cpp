@@ -99,7 +99,7 @@ TEST(Enumeration, OfABinaryPredictorOfABinaryOutcome) {
   std::ofstream(folder.path() / "run.tovik")
       << "DATA: data.csv; SEED: 5; CHAINS: 2 processors 2; BURN: 4000; ORDINAL: x y;\n"
          "MODEL: x ~ 1; y ~ x; DEBUG: no_sort; OPTIONS: disable_dic disable_corrs;\n"
-         "NIMPS: 8000; ITERATIONS: 400000; SAVE: stacked = imps.csv;\n";
+         "NIMPS: 4000; ITERATIONS: 200000; SAVE: stacked = imps.csv;\n";
   const sampled_run run = sample(folder.path() / "run.tovik");
   const toy exact;
   const Summary draws = run.group->iterations();
@@ -110,7 +110,7 @@ TEST(Enumeration, OfABinaryPredictorOfABinaryOutcome) {
   const std::vector<arma::Mat<double>>& sets = run.input->imputations;
   arma::Mat<double> ones(sets.size() - 1, 1);  // the first set is the incomplete data
   for (arma::uword k = 0; k < ones.n_rows; ++k) ones(k, 0) = sets[k + 1](2, 0);
-  ASSERT_EQ(ones.n_rows, 8000U);
+  ASSERT_EQ(ones.n_rows, 4000U);
   const double error = 6 * std::sqrt(exact.x3 * (1 - exact.x3) / effective(ones));
   EXPECT_NEAR(arma::mean(ones.col(0)), exact.x3, error);
   EXPECT_LT(error, 0.06);

@@ -113,7 +113,7 @@ class ProbitReference : public Reference {
         [unit](const state& s) {
           return arma::Col<double>{std::exp(s[0]) * unit * unit, s[1] * unit, s[2] * unit, s[3], s[4] / unit};
         },
-        120000);
+        60000);
   }
 };
 
@@ -136,7 +136,7 @@ TEST_F(ProbitReference, BinaryWithARandomIntercept) {
   };
   expect_agreement({"id", "x", "b"}, data,
                    "CLUSTERID: id; ORDINAL: b; FIXED: x; MODEL: b ~ x;\n"
-                   "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 200000;",
+                   "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 100000;",
                    {0, 2, 3}, {"variance of intercepts", "b: 1", "b: x"}, density, state(3 + clusters, 0.1),
                    [](const state& s) {
                      return arma::Col<double>{std::exp(s[0]), s[1], s[2]};
@@ -169,16 +169,17 @@ TEST_F(ProbitReference, FiveCategoriesThatAnotherEquationReads) {
     }
     return sum;
   };
-  expect_agreement({"x", "o", "z"}, data,
-                   "ORDINAL: o; FIXED: x; MODEL: o ~ x; z ~ o x; DEBUG: no_sort;\n"
-                   "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 400000;",
-                   {1, 2, 3, 4, 5, 9, 10, 11, 12},
-                   {"o: 1", "o: x", "tau 1", "tau 2", "tau 3", "vz", "z: 1", "z: o", "z: x"}, density,
-                   state(9, 0.1), [](const state& s) {
-                     const double t1 = std::exp(s[2]), t2 = t1 + std::exp(s[3]);
-                     return arma::Col<double>{s[0],           s[1], t1,   t2,  t2 + std::exp(s[4]),
-                                              std::exp(s[5]), s[6], s[7], s[8]};
-                   });
+  expect_agreement(
+      {"x", "o", "z"}, data,
+      "ORDINAL: o; FIXED: x; MODEL: o ~ x; z ~ o x; DEBUG: no_sort;\n"
+      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 200000;",
+      {1, 2, 3, 4, 5, 9, 10, 11, 12},
+      {"o: 1", "o: x", "tau 1", "tau 2", "tau 3", "vz", "z: 1", "z: o", "z: x"}, density, state(9, 0.1),
+      [](const state& s) {
+        const double t1 = std::exp(s[2]), t2 = t1 + std::exp(s[3]);
+        return arma::Col<double>{s[0], s[1], t1, t2, t2 + std::exp(s[4]), std::exp(s[5]), s[6], s[7], s[8]};
+      },
+      25000);
 }
 
 /// y = c0 + c1 M* + c2 x + e reads the propensity of m. Over M* ~ N(eta, 1), y has the mean c0 + c1 eta + c2
@@ -210,7 +211,7 @@ TEST_F(ProbitReference, MediationThroughAPropensityOfFourCategories) {
   expect_agreement(
       {"x", "m", "y"}, data,
       "ORDINAL: m; FIXED: x; MODEL: m ~ x; y ~ m.latent x; DEBUG: no_sort;\n"
-      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 400000;",
+      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 200000;",
       {1, 2, 3, 4, 8, 9, 10, 11}, {"m: 1", "m: x", "tau 1", "tau 2", "v", "y: 1", "y: m.latent", "y: x"},
       density, state(8, 0.1), [](const state& s) {
         const double t1 = std::exp(s[2]);
@@ -219,13 +220,13 @@ TEST_F(ProbitReference, MediationThroughAPropensityOfFourCategories) {
 }
 
 TEST_F(ProbitReference, ValuesThatMakeThemselvesMissing) {
-  expect_selection(1, "400000");
+  expect_selection(1, "300000");
 }
 
 /// The variance of y is then large beside the unit of its prior, and the slope of the indicator small beside
 /// that of its own.
 TEST_F(ProbitReference, ValuesInCentsThatMakeThemselvesMissing) {
-  expect_selection(100, "400000");
+  expect_selection(100, "300000");
 }
 
 /// The prior of the slope rules where x is small, and is flat where x is large.
@@ -267,7 +268,7 @@ TEST_F(ProbitReference, ACategoryOfTwoRows) {
   };
   expect_agreement({"x", "o"}, data,
                    "ORDINAL: o; FIXED: x; MODEL: o ~ x; OPTIONS: disable_dic disable_corrs; "
-                   "ITERATIONS: 400000;",
+                   "ITERATIONS: 200000;",
                    {1, 2, 3, 4}, {"o: 1", "o: x", "tau 1", "tau 2"}, density, state(4, 0.1),
                    [](const state& s) {
                      const double t1 = std::exp(s[2]);

@@ -1,6 +1,7 @@
-// Outcomes of categories. Data that the program refuses (one category only, or nothing missing where an
-// equation is about what is missing) are simulated again, with new parameters: what is done depends on the
-// data alone, so that given the data the parameters are draws of their posterior as before.
+// Outcomes of categories. Data that the program refuses (an outcome of one category, or one that varies
+// between clusters alone, or nothing missing where an equation is about what is missing) are simulated again,
+// with new parameters: what is done depends on the data alone, so that given the data the parameters are draws
+// of their posterior as before.
 
 #include <cmath>
 #include <random>
@@ -31,17 +32,20 @@ arma::uword count(const arma::Mat<double>& data, arma::uword column, double valu
 study simulate_binary(std::mt19937_64& engine) {
   constexpr arma::uword clusters = 8, each = 4;
   study one{arma::Mat<double>(clusters * each, 3), {}};
+  bool varies = false;
   do {
     const double tau = prior1(engine), b0 = normal(engine, ridge), b1 = normal(engine, ridge);
     one.truth = {tau, b0, b1};
     for (arma::uword c = 0; c < clusters; ++c) {
       const double u = normal(engine, tau);
+      const arma::span rows(c * each, (c + 1) * each - 1);
       for (arma::uword i = 0; i < each; ++i) {
         const double x = normal(engine), score = b0 + b1 * x + u + normal(engine);
         one.data.row(c * each + i) = arma::Row<double>{c + 1.0, x, score > 0 ? 1.0 : 0.0};
       }
+      varies = varies || arma::range(one.data(rows, arma::span(2)).as_col()) > 0;
     }
-  } while (count(one.data, 2, 0) == 0 || count(one.data, 2, 1) == 0);
+  } while (!varies);
   return one;
 }
 
@@ -145,7 +149,7 @@ rank_study binary_ranks() {
   model.parameters = {"variance of intercepts", "intercept", "b on x"};
   model.rows = {0, 2, 3};
   model.log_likelihood = binary_likelihood;
-  model.thin = 400;
+  model.thin = 300;
   return model;
 }
 
@@ -168,9 +172,9 @@ rank_study propensity_ranks() {
   model.parameters = {"intercept of m", "m on x",          "residual variance of y",
                       "intercept of y", "y on propensity", "y on x",
                       "product a b"};
-  model.rows = {1, 2, 6, 7, 8, 9, 0};
+  model.rows = {1, 2, 6, 7, 8, 9, 18};
   model.log_likelihood = propensity_likelihood;
-  model.thin = 400;
+  model.thin = 250;
   return model;
 }
 
