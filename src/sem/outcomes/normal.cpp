@@ -98,14 +98,17 @@ void Normal::unit_log_density(const arma::Mat<double>& data, const arma::uword* 
   const double each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
   auto fill = [&](const auto& y) {
     for (arma::uword k = 0; k < n; ++k) {
-      double const r = y(units == nullptr ? k : units[k]) - mu[k];
+      double const r = y(k) - mu[k];
       out[k] = each - w * r * r;
     }
   };
-  if (const double* cells = scale_.cells(data))
-    fill([cells](arma::uword i) { return cells[i]; });
+  const double* cells = scale_.cells(data);
+  if (cells != nullptr && units == nullptr)
+    fill([cells](arma::uword k) { return cells[k]; });
+  else if (cells != nullptr)
+    fill([cells, units](arma::uword k) { return cells[units[k]]; });
   else
-    fill([&](arma::uword i) { return scale_.at(data, i); });
+    fill([&](arma::uword k) { return scale_.at(data, units == nullptr ? k : units[k]); });
 }
 
 double Normal::log_likelihood_from_products() const {

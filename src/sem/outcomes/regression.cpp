@@ -104,7 +104,8 @@ void Regression::make_scan(const equation_setup& setup) {
   const auto& mutable_columns = setup.mutable_columns;
   scan::equation terms;
   terms.y = y(0);
-  terms.y_static = !setup.response_moves && !missing && !(y(0) < mutable_columns.size() && mutable_columns[y(0)]);
+  terms.y_static =
+      !setup.response_moves && !missing && !(y(0) < mutable_columns.size() && mutable_columns[y(0)]);
   terms.terms.x = scan::columns(x, x_compute, mutable_columns);
   for (unsigned L = 0; L < n_levels; ++L) terms.terms.z.emplace_back(z[L], z_compute[L], mutable_columns);
   terms.structure = cluster;

@@ -303,10 +303,11 @@ class Regression : public virtual estimator::Outcome {
   void update_shares();
   /// The response less eta, phantoms left in; kept until the next call.
   const arma::Col<double>& values_without_phantoms(const arma::Mat<double>& data);
-  void subtract_fixed(const arma::Mat<double>& data, arma::Col<double>& r) const;
-  void subtract_random(const arma::Mat<double>& data, arma::Col<double>& r) const;
-  void subtract_phantoms(const arma::Mat<double>& data, arma::Col<double>& r) const;
-  void subtract_predictor(const arma::Mat<double>& data, arma::Col<double>& r) const;
+  void set_fixed(const arma::Mat<double>& data, arma::Col<double>& mu) const;
+  void add_fixed(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
+  void add_random(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
+  void add_phantoms(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
+  void add_predictor(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
   void validate_level(int above) const;
   /// unit_log_density at some units; kept until the next call.
   const double* log_densities_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units) const;

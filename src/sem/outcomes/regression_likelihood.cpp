@@ -14,45 +14,62 @@
 
 namespace tovik::sem {
 
-// r -= X b.
-void Regression::subtract_fixed(const arma::Mat<double>& data, arma::Col<double>& r) const {
+// r += sign X b.
+void Regression::add_fixed(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const {
   const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && columns.values().n_rows == r.n_elem) {
-    scan::multiply(-1.0, columns.values(), betas_.memptr(), 1.0, r.memptr());
+    scan::multiply(sign, columns.values(), betas_.memptr(), 1.0, r.memptr());
     return;
   }
   arma::Col<double> scratch;
   for (arma::uword j = 0; j < betas_.n_elem; ++j)
-    scan::add_scaled(r.n_elem, -betas_(j), columns.at(j, data, unit_rows(), scratch), r.memptr());
+    scan::add_scaled(r.n_elem, sign * betas_(j), columns.at(j, data, unit_rows(), scratch), r.memptr());
 }
 
-// r -= sum over levels of Z u.
-void Regression::subtract_random(const arma::Mat<double>& data, arma::Col<double>& r) const {
+// mu := X b; the first column sets what the others add to.
+void Regression::set_fixed(const arma::Mat<double>& data, arma::Col<double>& mu) const {
+  const auto& columns = scan_->terms().terms.x;
+  if (betas_.is_empty()) {
+    mu.zeros();
+  } else if (columns.all_static() && columns.values().n_rows == mu.n_elem) {
+    scan::multiply(1.0, columns.values(), betas_.memptr(), 0.0, mu.memptr());
+  } else {
+    arma::Col<double> scratch;
+    const double* first = columns.at(0, data, unit_rows(), scratch);
+    for (arma::uword i = 0; i < mu.n_elem; ++i) mu[i] = betas_(0) * first[i];
+    for (arma::uword j = 1; j < betas_.n_elem; ++j)
+      scan::add_scaled(mu.n_elem, betas_(j), columns.at(j, data, unit_rows(), scratch), mu.memptr());
+  }
+}
+
+// r += sign times the sum over levels of Z u.
+void Regression::add_random(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const {
   arma::Col<double> scratch;
   for (unsigned L = 0; L < n_levels; ++L) {
     const auto& columns = scan_->terms().terms.z[L];
     for (arma::uword j = 0; j < u[L].n_cols; ++j)
-      scan::subtract_effect(columns.at(j, data, unit_rows(), scratch), u[L].colptr(j), *cluster.selectors[L],
-                            r.memptr());
+      scan::add_effect(sign, columns.at(j, data, unit_rows(), scratch), u[L].colptr(j), *cluster.selectors[L],
+                       r.memptr());
   }
 }
 
-void Regression::subtract_predictor(const arma::Mat<double>& data, arma::Col<double>& r) const {
-  subtract_fixed(data, r);
-  subtract_random(data, r);
-  subtract_phantoms(data, r);
+void Regression::add_predictor(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const {
+  add_fixed(data, sign, r);
+  add_random(data, sign, r);
+  add_phantoms(data, sign, r);
 }
 
 void Regression::predictor(const arma::Mat<double>& data, arma::Col<double>& mu) const {
-  mu.zeros(n_units);
-  subtract_predictor(data, mu);
-  for (double& value : mu) value = -value;
+  mu.set_size(n_units);
+  set_fixed(data, mu);
+  add_random(data, 1.0, mu);
+  add_phantoms(data, 1.0, mu);
 }
 
 arma::Mat<double> Regression::compute_residual(const arma::Mat<double>& data) const {
   arma::Col<double> r(n_units);
   copy_response(data, r.memptr());
-  subtract_predictor(data, r);
+  add_predictor(data, -1.0, r);
   return r;
 }
 
@@ -284,7 +301,7 @@ arma::Mat<double> Regression::covariance(unsigned place) const {
 arma::Col<double> Regression::fixed_residual(const arma::Mat<double>& data) const {
   arma::Col<double> r(n_units);
   copy_response(data, r.memptr());
-  subtract_fixed(data, r);
+  add_fixed(data, -1.0, r);
   return r;
 }
 
@@ -305,7 +322,7 @@ arma::Col<double> Regression::observed_marginal_logLiklihood(const arma::Mat<dou
 arma::Col<double> Regression::integrated_density(const arma::Mat<double>& data,
                                                  const arma::Col<arma::uword>& left_out) const {
   arma::Col<double> r = fixed_residual(data);
-  subtract_phantoms(data, r);
+  add_phantoms(data, -1.0, r);
   const double v = residVar();
   if (n_levels == 0) {
     arma::Col<double> out = logNormPDF(r, v);

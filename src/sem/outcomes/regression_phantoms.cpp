@@ -135,8 +135,8 @@ const arma::Col<double>& Regression::values_without_phantoms(const arma::Mat<dou
   arma::Col<double>& e = means_.e;
   e.set_size(n_units);
   copy_response(data, e.memptr());
-  subtract_fixed(data, e);
-  subtract_random(data, e);
+  add_fixed(data, -1.0, e);
+  add_random(data, -1.0, e);
   return e;
 }
 
@@ -145,9 +145,9 @@ const arma::Mat<double>& Regression::phantom_means(const arma::Mat<double>& data
   return means_.residual;
 }
 
-void Regression::subtract_phantoms(const arma::Mat<double>& data, arma::Col<double>& r) const {
+void Regression::add_phantoms(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const {
   if (parts_[0].empty()) return;
-  scan::add_scaled(r.n_elem, -1.0, phantom_means(data).memptr(), r.memptr());
+  scan::add_scaled(r.n_elem, sign, phantom_means(data).memptr(), r.memptr());
 }
 
 void Regression::set_residual_variance(double) {

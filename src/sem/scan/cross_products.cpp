@@ -75,19 +75,20 @@ void cluster_sums(const arma::Mat<double>& z, const double* r, const estimator::
   for (arma::uword j = 0; j < z.n_cols; ++j) cluster_sums(z.colptr(j), r, clusters, scale, out.colptr(j));
 }
 
-void subtract_effect(const double* z, const double* effect, const estimator::selector& clusters, double* r) {
+void add_effect(double scale, const double* z, const double* effect, const estimator::selector& clusters,
+                double* r) {
   arma::uword const n = clusters.size();
   for (arma::uword c = 0; c < n; ++c) {
     arma::uword const begin = clusters.start[c];
     arma::uword const end = begin + clusters.count[c];
-    const double value = effect[c];
-    for (arma::uword i = begin; i < end; ++i) r[i] -= z[i] * value;
+    const double value = scale * effect[c];
+    for (arma::uword i = begin; i < end; ++i) r[i] += z[i] * value;
   }
 }
 
 void subtract_effects(const arma::Mat<double>& z, const arma::Mat<double>& u,
                       const estimator::selector& clusters, double* r) {
-  for (arma::uword j = 0; j < z.n_cols; ++j) subtract_effect(z.colptr(j), u.colptr(j), clusters, r);
+  for (arma::uword j = 0; j < z.n_cols; ++j) add_effect(-1.0, z.colptr(j), u.colptr(j), clusters, r);
 }
 
 void add_products(const arma::Mat<double>& A, const arma::Mat<double>& u, arma::Mat<double>& out) {

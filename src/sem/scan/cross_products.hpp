@@ -52,8 +52,9 @@ void cluster_sums(const double* a, const double* b, const estimator::selector& c
 void cluster_sums(const arma::Mat<double>& z, const double* r, const estimator::selector& clusters,
                   const row_scale& scale, arma::Mat<double>& out);
 
-/// r -= z * effect(cluster).
-void subtract_effect(const double* z, const double* effect, const estimator::selector& clusters, double* r);
+/// r += scale * z * effect(cluster).
+void add_effect(double scale, const double* z, const double* effect, const estimator::selector& clusters,
+                double* r);
 
 /// r -= z_j * u_j(cluster) for every column j: the part of the random effects u (clusters x q).
 void subtract_effects(const arma::Mat<double>& z, const arma::Mat<double>& u,
