@@ -34,6 +34,13 @@ struct coverage_study {
   std::function<std::vector<estimate>(const sampled_run&)> analyse;
 };
 
+/// A run of one chain with this model.
+inline std::string one_chain(const std::string& model) {
+  return model +
+         "OPTIONS: disable_dic disable_corrs; DEBUG: allow_tune_fail;\n"
+         "CHAINS: 1; BURN: 1500; ITERATIONS: 3000;\n";
+}
+
 /// What repeated sampling says of one target. Monte Carlo errors are standard errors over replications.
 struct coverage_row {
   std::string name;

@@ -10,6 +10,8 @@ namespace tovik::tests::calibration {
 coverage_study interaction_coverage();
 /// An incomplete binary predictor and an incomplete ordinal one.
 coverage_study categorical_coverage();
+/// An incomplete ordinal outcome of five categories, which another equation reads.
+coverage_study ordinal_outcome_coverage();
 /// An incomplete predictor of level 2.
 coverage_study level_two_coverage();
 /// An incomplete predictor, centred at its latent cluster means, which are predictors themselves.
@@ -21,8 +23,9 @@ coverage_study three_level_coverage();
 coverage_study fcs_coverage();
 
 inline std::vector<coverage_study> coverage_studies() {
-  return {interaction_coverage(), categorical_coverage(), level_two_coverage(),
-          contextual_coverage(),  three_level_coverage(), fcs_coverage()};
+  return {interaction_coverage(), categorical_coverage(), ordinal_outcome_coverage(),
+          level_two_coverage(),   contextual_coverage(),  three_level_coverage(),
+          fcs_coverage()};
 }
 
 }  // namespace tovik::tests::calibration

@@ -33,6 +33,10 @@ TEST(Coverage, CategoricalPredictors) {
   expect_coverage(categorical_coverage());
 }
 
+TEST(Coverage, OrdinalOutcome) {
+  expect_coverage(ordinal_outcome_coverage());
+}
+
 TEST(Coverage, PredictorOfLevelTwo) {
   expect_coverage(level_two_coverage());
 }

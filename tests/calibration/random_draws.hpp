@@ -1,8 +1,10 @@
 #pragma once
 
+#include <armadillo>
 #include <cmath>
 #include <limits>
 #include <random>
+#include <vector>
 
 /// Draws for simulated data, apart from the generator of the program.
 namespace tovik::tests::calibration {
@@ -29,6 +31,26 @@ inline bool chance(std::mt19937_64& engine, double probability) {
 /// True with a probability whose log odds are given.
 inline bool chance_of_odds(std::mt19937_64& engine, double log_odds) {
   return chance(engine, 1 / (1 + std::exp(-log_odds)));
+}
+
+/// The prior of `prior1` for one variance: unit sum of squares, two degrees of freedom.
+inline double prior1(std::mt19937_64& engine) {
+  return inverse_gamma(engine, 1, 0.5);
+}
+
+/// The prior of `prior1` for a covariance matrix: its inverse is a Wishart matrix with q + 1 degrees of
+/// freedom and the identity as scale.
+inline arma::Mat<double> prior1(std::mt19937_64& engine, arma::uword q) {
+  arma::Mat<double> roots(q, q + 1);
+  for (double& z : roots) z = normal(engine);
+  return arma::inv_sympd(roots * roots.t());
+}
+
+/// The category of a latent score: 1 and one more for every cut below it.
+inline double category(double score, const std::vector<double>& cuts) {
+  double out = 1;
+  for (double cut : cuts) out += score > cut;
+  return out;
 }
 
 }  // namespace tovik::tests::calibration

@@ -15,8 +15,18 @@ rank_study random_slope_ranks();
 /// Two outcomes with random intercepts at two levels, whose residuals are correlated through a phantom.
 rank_study phantom_ranks();
 
+/// A binary outcome with random intercepts.
+rank_study binary_ranks();
+
+/// y on the propensity of a binary m, which is missing at random, by x.
+rank_study propensity_ranks();
+
+/// Values of y that make themselves missing.
+rank_study selection_ranks();
+
 inline std::vector<rank_study> rank_studies() {
-  return {mediation_ranks(), random_slope_ranks(), phantom_ranks()};
+  return {mediation_ranks(), random_slope_ranks(), phantom_ranks(),
+          binary_ranks(),    propensity_ranks(),   selection_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

@@ -37,6 +37,18 @@ TEST(Ranks, Phantom) {
   expect_uniform(phantom_ranks());
 }
 
+TEST(Ranks, BinaryOutcome) {
+  expect_uniform(binary_ranks());
+}
+
+TEST(Ranks, Propensity) {
+  expect_uniform(propensity_ranks());
+}
+
+TEST(Ranks, Selection) {
+  expect_uniform(selection_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <sstream>
 #include <string>
 
 #include "calibration/pooling.hpp"
@@ -13,14 +12,6 @@ namespace tovik::tests::calibration {
 namespace {
 
 using engine_type = std::mt19937_64;
-
-/// A run of one chain with this model.
-std::string one_chain(const char* model) {
-  std::ostringstream commands;
-  commands << model << "OPTIONS: disable_dic disable_corrs; DEBUG: allow_tune_fail;\n"
-           << "CHAINS: 1; BURN: 1500; ITERATIONS: 3000;\n";
-  return commands.str();
-}
 
 study simulate_interaction(engine_type& engine) {
   study one{arma::Mat<double>(200, 3), {}};
@@ -32,13 +23,6 @@ study simulate_interaction(engine_type& engine) {
   return one;
 }
 
-/// The category of a latent score: 1 and one more for every cut below it.
-double category(double score, const std::vector<double>& cuts) {
-  double out = 1;
-  for (double cut : cuts) out += score > cut;
-  return out;
-}
-
 study simulate_categorical(engine_type& engine) {
   study one{arma::Mat<double>(250, 4), {}};
   for (arma::uword i = 0; i < 250; ++i) {
@@ -48,6 +32,17 @@ study simulate_categorical(engine_type& engine) {
     const double y = 0.3 + 0.6 * b + 0.3 * o + 0.4 * z + normal(engine);
     one.data.row(i) = arma::Row<double>{chance_of_odds(engine, 0.5 * z + 0.3 * y - 1.8) ? missing : b,
                                         chance_of_odds(engine, 0.6 * z - 1.2) ? missing : o, z, y};
+  }
+  return one;
+}
+
+study simulate_ordinal_outcome(engine_type& engine) {
+  study one{arma::Mat<double>(250, 3), {}};
+  for (arma::uword i = 0; i < 250; ++i) {
+    const double x = normal(engine);
+    const double o = category(0.4 + 0.6 * x + normal(engine), {0.0, 0.5, 1.1, 1.8}) - 1;
+    const double z = 0.2 + 0.3 * o + 0.4 * x + normal(engine);
+    one.data.row(i) = arma::Row<double>{x, chance_of_odds(engine, 0.7 * z - 2.4) ? missing : o, z};
   }
   return one;
 }
@@ -175,6 +170,21 @@ coverage_study categorical_coverage() {
   what.runs.simulate = simulate_categorical;
   what.runs.seed = 202;
   what.targets = {{"intercept", 0.3, 1}, {"b", 0.6, 2}, {"o", 0.3, 3}, {"z", 0.4, 4}};
+  return what;
+}
+
+coverage_study ordinal_outcome_coverage() {
+  coverage_study what;
+  what.title = "Incomplete ordinal outcome that another equation reads";
+  what.design =
+      "250 rows; o, of five categories, is missing given z in about 15% of them. o ~ x and z ~ o x.";
+  what.runs.names = {"x", "o", "z"};
+  what.runs.commands = one_chain("ORDINAL: o; FIXED: x; MODEL: o ~ x; z ~ o x; DEBUG: no_sort;\n");
+  what.runs.simulate = simulate_ordinal_outcome;
+  what.runs.seed = 207;
+  what.targets = {{"intercept of o", 0.4, 1}, {"o on x", 0.6, 2},      {"threshold 2", 0.5, 3},
+                  {"threshold 3", 1.1, 4},    {"threshold 4", 1.8, 5}, {"intercept of z", 0.2, 10},
+                  {"z on o", 0.3, 11},        {"z on x", 0.4, 12}};
   return what;
 }
 

@@ -9,19 +9,6 @@
 namespace tovik::tests::calibration {
 namespace {
 
-/// The prior of `prior1` for one variance: unit sum of squares, two degrees of freedom.
-double prior1(std::mt19937_64& engine) {
-  return inverse_gamma(engine, 1, 0.5);
-}
-
-/// The prior of `prior1` for a covariance matrix: its inverse is a Wishart matrix with q + 1 degrees of
-/// freedom and the identity as scale.
-arma::Mat<double> prior1(std::mt19937_64& engine, arma::uword q) {
-  arma::Mat<double> roots(q, q + 1);
-  for (double& z : roots) z = normal(engine);
-  return arma::inv_sympd(roots * roots.t());
-}
-
 study simulate_mediation(std::mt19937_64& engine) {
   constexpr arma::uword n = 20;
   study one{arma::Mat<double>(n, 3), arma::Col<double>(8)};
