@@ -27,7 +27,7 @@ const std::vector<request> requests = {
     {"MODEL: score ~ pretest@b; WALDTEST: b = 0;", "The WALDTEST command"},
     {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
     {"SAVE: waldtest = w.csv; MODEL: score ~ pretest;", "The keyword 'waldtest' of the SAVE command"},
-    {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "A variance model ('grade')"},
+    {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
     {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
