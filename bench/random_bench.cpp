@@ -59,6 +59,14 @@ void truncated_normal(benchmark::State& state) {
 }
 BENCHMARK(truncated_normal)->Arg(-2)->Arg(0)->Arg(3);
 
+void polya_gamma(benchmark::State& state) {
+  Random random(90291U, 1U);
+  const double z = static_cast<double>(state.range(0)) / 10;
+  for (auto _ : state) benchmark::DoNotOptimize(random.rpg(z));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(polya_gamma)->Arg(0)->Arg(10)->Arg(30)->Arg(100)->Arg(600);
+
 void wishart(benchmark::State& state) {
   Random random(90291U, 1U);
   const arma::Mat<double> S = {{1.0, 0.3}, {0.3, 0.5}};

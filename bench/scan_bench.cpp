@@ -1,11 +1,12 @@
-// Scans of the normal outcome per second, and beside each its floor: the random numbers that the scan
-// consumes, and one pass over the data that it describes.
+// Scans of the normal and the logistic outcome per second, and beside each its floor: the random numbers that
+// the scan consumes, and one pass over the data that it describes.
 
 #include <benchmark/benchmark.h>
 
 #include <cmath>
 #include <vector>
 
+#include "../tests/sem/logistic_world.hpp"
 #include "../tests/sem/scan_world.hpp"
 #include "support/blas_threads.hpp"
 
@@ -13,6 +14,7 @@ namespace {
 
 using tovik::Random;
 using tovik::sem::equation_setup;
+using tovik::sem::Logistic;
 using tovik::sem::Normal;
 using tovik::tests::LoneEstimator;
 
@@ -59,10 +61,11 @@ struct Workload {
   }
 };
 
+template <class Model = Normal>
 void run_scans(benchmark::State& state, Workload& work, bool keep_rows) {
   tovik::use_one_blas_thread();
   LoneEstimator estimator(11);
-  Normal model(&estimator, work.setup);
+  Model model(&estimator, work.setup);
   if (keep_rows) model.keep_rows();
   for (auto _ : state) {
     model.draw(work.data);
@@ -96,6 +99,17 @@ Workload& w2() {
   return work;
 }
 
+/// The second with an outcome of 0 and 1.
+Workload& w2_binary() {
+  static Workload work = [] {
+    Workload out(20000, 1000, 4);
+    for (double& y : out.data.col(1)) y = y > 0.0 ? 1.0 : 0.0;
+    out.setup = tovik::tests::logistic(out.setup);
+    return out;
+  }();
+  return work;
+}
+
 void W1_scan(benchmark::State& state) {
   run_scans(state, w1(), false);
 }
@@ -122,6 +136,17 @@ void W2_floor(benchmark::State& state) {
   run_floor(state, w2(), 5 + 2000 + 1994, 1, true);
 }
 
+void W2_logistic_scan(benchmark::State& state) {
+  run_scans<Logistic>(state, w2_binary(), false);
+}
+// Beside those of the normal outcome.
+void W2_logistic_weights(benchmark::State& state) {
+  Random random(7U, 1U);
+  const arma::Col<double> psi = w2().data.col(1);
+  for (auto _ : state)
+    for (double value : psi) benchmark::DoNotOptimize(random.rpg(value));
+}
+
 void W2_likelihoods(benchmark::State& state) {
   LoneEstimator estimator(11);
   Normal model(&estimator, w2().setup);
@@ -140,6 +165,8 @@ BENCHMARK(W2_scan);
 BENCHMARK(W2_scan_rows_kept);
 BENCHMARK(W2_random_numbers);
 BENCHMARK(W2_floor);
+BENCHMARK(W2_logistic_scan);
+BENCHMARK(W2_logistic_weights);
 BENCHMARK(W2_likelihoods);
 
 }  // namespace

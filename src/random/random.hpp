@@ -82,6 +82,12 @@ class Random {
   /// `pg_max_niter` passes.
   double rtignorm(const double& mu, const double& t);
 
+  /// Polya-Gamma PG(1, z), mean tanh(z / 2) / (2z): a quarter of a draw from the tilted Jacobi distribution
+  /// J*(1, z / 2) by rejection from two proposals (Polson, Scott and Windle, 2013; Devroye, 2009, "On exact
+  /// simulation algorithms for some distributions related to Jacobi theta functions", Statistics &
+  /// Probability Letters 79). NaN for a z that is not finite and after `pg_max_niter` passes.
+  double rpg(double z);
+
   /// An index 0 .. K-1 with probabilities p (which sum to 1), by Vose's form of Walker's alias method (Vose,
   /// 1991, IEEE Trans. Softw. Eng. 17). Throws error_debug for an empty p.
   int rmnom(arma::Row<double> p);

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <algorithm>
 #include <armadillo>
+#include <cmath>
 #include <memory>
 #include <string>
 #include <utility>
@@ -25,12 +27,14 @@ struct small_run {
   arma::mat data;
   ModelList models;
 
-  /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS.
+  /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS; `ordinal` are names
+  /// of variables with categories.
   small_run(const std::vector<std::string>& names, const arma::mat& columns,
             const std::vector<std::string>& ids, const std::vector<std::string>& statements,
-            const std::vector<std::string>& parameters = {})
+            const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {})
       : data(columns) {
     make_catalogue(names, ids);
+    for (const std::string& name : ordinal) make_ordinal(*vars.find(name));
     std::vector<block::one_model> texts;
     for (const std::string& text : statements) texts.push_back({text, ""});
     models = sem::parse(texts, vars, block::map(), {parameters, false, false});
@@ -57,6 +61,13 @@ struct small_run {
   }
 
  private:
+  void make_ordinal(data::variable& v) const {
+    v.type = data::type::ordinal;
+    const arma::vec column = data.col(v.column);
+    const arma::vec values = arma::unique(column.elem(arma::find_finite(column)));
+    v.values.assign(values.begin(), values.end());
+  }
+
   void make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids) {
     std::vector<unsigned> id_columns;
     for (unsigned j = 0; j < names.size(); ++j) {
@@ -78,10 +89,21 @@ struct small_run {
   }
 };
 
-/// Numbers the columns of phantoms and of named random effects that the equations hold, as the preparation of
-/// the data does.
+/// Numbers the columns of phantoms, of named random effects, of propensities and of missing data indicators
+/// that the equations hold, as the preparation of the data does.
 inline void prepare(small_run& run) {
   unsigned next = static_cast<unsigned>(run.data.n_cols);
+  const auto read = [&](model::type what) {
+    std::vector<data::variable*> out;
+    for (const model::anyVariable& term : run.models.variables(what, true)) {
+      data::variable* v = run.vars.find(term.variable->name).get();
+      if (std::find(out.begin(), out.end(), v) == out.end()) out.push_back(v);
+    }
+    return out;
+  };
+  for (data::variable* v : read(model::type::latent)) v->setLatent(next++);
+  const auto indicators = read(model::type::missing);
+  for (data::variable* v : indicators) v->setRstar(next++);
   for (const auto& v : run.vars.variables) {
     const bool effect = dynamic_cast<const data::random*>(v.get()) != nullptr;
     if ((v->type == data::type::phantom || effect) && v->column == data::variable::no_column)
@@ -90,6 +112,9 @@ inline void prepare(small_run& run) {
   const arma::uword before = run.data.n_cols;
   run.data.resize(run.data.n_rows, next);
   if (next > before) run.data.cols(before, next - 1).fill(arma::datum::nan);
+  for (const data::variable* v : indicators)
+    for (arma::uword i = 0; i < run.data.n_rows; ++i)
+      run.data(i, v->rstar.front()) = std::isnan(run.data(i, v->column)) ? 1.0 : 0.0;
 }
 
 /// The report columns of `n` scans after `burn` more: parameters x draws.

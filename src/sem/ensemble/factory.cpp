@@ -11,6 +11,7 @@
 #include "model/compute.hpp"
 #include "model/model.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
@@ -18,6 +19,7 @@
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
+#include "support/not_available.hpp"
 #include "support/text.hpp"
 
 namespace tovik::sem {
@@ -113,6 +115,9 @@ arma::Col<arma::uword> categories_of(const equation_setup& setup, const arma::Ma
 
 std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Ordinal::priBeta);
+  // Each equation has a propensity of its own, which the imputations of another would have to stay with.
+  if (!context.imputes && !setup.missing_units.is_empty())
+    not_available::refuse("A second equation of an incomplete ordinal outcome ('" + model.name() + "')");
   const data::variable& y = *model.outcomes.front().variable;
   ordered_values observed;
   observed.values = arma::Col<double>(y.values);
@@ -130,6 +135,13 @@ std::shared_ptr<estimator::Outcome> make_missing_indicator(const Model& model,
                                                            const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Rstar::priBeta);
   return std::make_shared<Rstar>(context.estimator, setup, categories_of(setup, *context.data, {0.0, 1.0}));
+}
+
+std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {
+  auto out =
+      std::make_shared<Logistic>(context.estimator, latent_equation_of(model, context, Logistic::priBeta));
+  if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
+  return out;
 }
 
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
@@ -185,7 +197,7 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
     case model::kind::computation:
       return make_computation(model, context);
     case model::kind::ordinal:
-      return make_ordinal(model, context);
+      return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
     case model::kind::missing:
       return make_missing_indicator(model, context);
     default:

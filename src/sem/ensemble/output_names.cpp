@@ -66,6 +66,8 @@ std::vector<std::string> residual_names(const Model& model) {
 }
 
 std::vector<std::string> predicted_names(const Model& model) {
+  if (model.kind() == model::kind::ordinal && model.link == model::link::logit)
+    return {data::dummy::label(full_name(model), 1.0) + ".probability"};
   std::vector<std::string> out = probability_names(model);
   out.push_back(full_name(model) + ".predicted");
   return out;

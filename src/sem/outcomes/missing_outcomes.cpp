@@ -98,13 +98,7 @@ void missing_outcomes::draw_slice(scan::equation_scan& equation, const scan::row
 
 void missing_outcomes::write(arma::Mat<double>& data, const arma::Col<arma::uword>& which,
                              const double* values, unsigned char* usable) {
-  if (double* cells = scale_.cells(data)) {
-    const arma::uword *unit = units_.memptr(), *chosen = which.memptr();
-    for (arma::uword j = 0; j < which.n_elem; ++j) cells[unit[chosen[j]]] = values[j];
-  } else {
-    for (arma::uword j = 0; j < which.n_elem; ++j)
-      if (!scale_.write(data, units_(which(j)), values[j])) usable[j] = 0;
-  }
+  scale_.write(data, units_, which, values, usable);
   if (refresh_) refresh_(data);
 }
 

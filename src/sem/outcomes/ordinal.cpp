@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 #include "random/constants.hpp"
 #include "random/densities.hpp"
@@ -128,6 +129,15 @@ std::shared_ptr<estimator::constraint> Ordinal::own_constraint(const parameter_t
                                                                const unsigned& index) {
   if (kind == parameter_type::residual_variance_read) return handle(&sigma2_, level);
   return Regression::own_constraint(kind, index);
+}
+
+arma::uword Ordinal::n_telling(unsigned L) const {
+  std::vector<place> of_units(n_units, place::unknown);
+  for (arma::uword i : propensity.complete()) {
+    arma::uword const k = propensity.sets[i];
+    of_units[i] = k == 0 ? place::first : k == tau().n_elem ? place::last : place::between;
+  }
+  return n_mixed(L, of_units);
 }
 
 arma::Mat<double> Ordinal::latent(const arma::Mat<double>& data) const {

@@ -43,4 +43,15 @@ bool outcome_scale::write_all(arma::Mat<double>& data, arma::uword unit, double 
   return true;
 }
 
+void outcome_scale::write(arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                          const arma::Col<arma::uword>& which, const double* values, unsigned char* usable) {
+  const arma::uword *unit = units.memptr(), *chosen = which.memptr();
+  if (double* cells_of_rows = cells(data)) {
+    for (arma::uword j = 0; j < which.n_elem; ++j) cells_of_rows[unit[chosen[j]]] = values[j];
+    return;
+  }
+  for (arma::uword j = 0; j < which.n_elem; ++j)
+    if (!write(data, unit[chosen[j]], values[j])) usable[j] = 0;
+}
+
 }  // namespace tovik::sem

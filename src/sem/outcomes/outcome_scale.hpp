@@ -46,6 +46,10 @@ class outcome_scale {
     data.colptr(column_)[unit] = value;
     return true;
   }
+  /// The same for the values of several unknown units: values[j] becomes that of units(which(j)). usable[j]
+  /// := 0 where it has no place.
+  void write(arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+             const arma::Col<arma::uword>& which, const double* values, unsigned char* usable);
 
  private:
   bool write_all(arma::Mat<double>& data, arma::uword unit, double value);

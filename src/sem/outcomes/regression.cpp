@@ -176,6 +176,18 @@ void Regression::update_shares() {
     std_betas(j) = betas_(j) * std::sqrt(C(j, j) / total_var);
 }
 
+void Regression::lose_state() {
+  betas_.elem(free).fill(arma::datum::nan);
+  for (unsigned L = 0; L < n_levels; ++L) {
+    u[L].fill(arma::datum::nan);
+    Sigma[L].fill(arma::datum::nan);
+    iSigma[L].fill(arma::datum::nan);
+    icept_var[L] = slope_var[L] = arma::datum::nan;
+  }
+  coef_var = slope_total = icept_total = total_var = arma::datum::nan;
+  std_betas.fill(arma::datum::nan);
+}
+
 void Regression::refreshShares(const arma::Mat<double>& data) {
   scan_->reread_parameters(data);
   update_shares();

@@ -189,6 +189,10 @@ class Regression : public virtual estimator::Outcome {
     return false;
   }
   virtual void set_residual_variance(double v);
+  /// The variance of which phantoms of the residual are part.
+  virtual double correlated_variance() const {
+    return residual_variance();
+  }
   /// The residual variance of each unit as the draws of coefficients and effects see it.
   virtual scan::row_scale scale() const {
     return scan::row_scale(residVar());
@@ -201,6 +205,8 @@ class Regression : public virtual estimator::Outcome {
   virtual void copy_response(const arma::Mat<double>& data, double* out) const = 0;
   /// Before the coefficients: what makes the response (thresholds and scores, weights of an augmentation).
   virtual void draw_auxiliary(arma::Mat<double>&) {}
+  /// While true, unit_log_density takes what draw_auxiliary drew as given, up to a constant of the units.
+  virtual void condition_on_auxiliary(bool) {}
   /// After the effects: parameters of the kind (a residual variance, a dispersion).
   virtual void draw_own(const arma::Mat<double>&) {}
   /// Last: missing values of the outcome, and what other equations read of it.
@@ -221,6 +227,10 @@ class Regression : public virtual estimator::Outcome {
   /// False for a response whose scale is fixed by the model: its priors keep their unit.
   virtual bool has_units() const {
     return true;
+  }
+  /// How many clusters of the L-th level above bound the variance of their effects from above.
+  virtual arma::uword n_telling(unsigned L) const {
+    return u[L].n_rows;
   }
   /// The part of the outcome's variance that no predictor and no random effect explains.
   virtual double share_variance() const = 0;
@@ -248,6 +258,13 @@ class Regression : public virtual estimator::Outcome {
 
   // What the hooks build on.
 
+  /// Where the category of a unit stands among those of its variable.
+  enum class place { first, between, last, unknown };
+  /// The clusters of the L-th level above whose units are not all in the first category, nor all in the last.
+  arma::uword n_mixed(unsigned L, const std::vector<place>& of_units) const;
+
+  /// In place of a scan that cannot be made: whatever is drawn here becomes NaN, for the report to tell.
+  void lose_state();
   scan::equation_scan& equation() const {
     return *scan_;
   }

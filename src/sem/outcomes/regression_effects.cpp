@@ -102,8 +102,13 @@ void Regression::draw_effects(arma::Mat<double>& data, unsigned L) {
 // one that reads a column of the level, and once the density of the effects themselves.
 void Regression::draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu) {
   const int at = static_cast<int>(level + 1 + L);
+  // Later steps of the scan, and the proposals, take what draw_auxiliary drew as given.
   auto likelihood = [&] {
-    return us_ll_ != nullptr ? us_ll_->logLiklihood(data, at) : estimator->logLiklihood(data, at);
+    condition_on_auxiliary(true);
+    arma::Col<double> out =
+        us_ll_ != nullptr ? us_ll_->logLiklihood(data, at) : estimator->logLiklihood(data, at);
+    condition_on_auxiliary(false);
+    return out;
   };
   const arma::Mat<double>& K = iSigma_s(static_cast<int>(L));
   arma::Mat<double>& kept = published_.kept;

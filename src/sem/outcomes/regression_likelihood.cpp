@@ -75,7 +75,7 @@ arma::Mat<double> Regression::compute_residual(const arma::Mat<double>& data) co
 
 double Regression::residual_error(const arma::Mat<double>& data) const {
   if (scan_->uses_products() || scan_->r().n_elem != n_units) return 0.0;
-  const arma::Mat<double> r = compute_residual(data);
+  const arma::Mat<double> r = Regression::compute_residual(data);
   double worst = 0.0, size = 1.0;
   for (arma::uword i = 0; i < n_units; ++i) {
     worst = std::max(worst, std::fabs(r(i) - scan_->r()(i)));

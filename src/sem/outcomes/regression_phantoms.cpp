@@ -24,6 +24,7 @@ class regression_side : public correlated_side {
   regression_side(Regression& model, unsigned place, arma::uword k) : model_(model), place_(place), k_(k) {}
 
   void read(const arma::Mat<double>& data) override { model_.read_values(place_, data); }
+  void read_given_scores(const arma::Mat<double>& data) override { model_.read_part(place_, data); }
   const phantom_part& part() const override { return model_.part(place_); }
   arma::uword term() const override { return k_; }
   double* rho() override { return &model_.part(place_).loadings.rho(k_); }
@@ -109,7 +110,7 @@ bool Regression::has_phantoms() const {
 
 bool Regression::refresh_phantoms(unsigned place) {
   if (parts_[place].empty()) return true;
-  return place == 0 ? parts_[0].loadings.refresh(residual_variance())
+  return place == 0 ? parts_[0].loadings.refresh(correlated_variance())
                     : parts_[place].loadings.refresh(Sigma[place - 1]);
 }
 
@@ -156,6 +157,7 @@ void Regression::set_residual_variance(double) {
 
 double Regression::compute_LL_correlation(const double&, const arma::Mat<double>& data) {
   if (!refresh_phantoms(0)) return impossible;
+  if (!is_normal()) return logLiklihood(data);
   read_part(0, data);
   return parts_[0].log_density();
 }

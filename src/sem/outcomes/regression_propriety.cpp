@@ -94,15 +94,15 @@ void Regression::check_clusters(const arma::Mat<double>& data, const equation_na
   for (unsigned L = 0; L < n_levels; ++L) {
     arma::uword const q = n_random(L);
     if (q == 0) continue;
-    arma::uword const n = u[L].n_rows;
+    arma::uword const n = n_telling(L);
     arma::uword const c = scan_->terms().prior.is_flat() ? n_between(data, L) : 0;
     arma::uword const least = 2 * q + c + 1;
     if (n >= least) continue;
     throw error("ERROR: There are too few clusters of '" + names.levels.at(L) + "' in the model of '" +
-                names.outcome + "'.\n       " + counted(n, "cluster") + " for " +
-                counted(q, "random effect") + " and " + counted(c, "coefficient") +
-                " between clusters: a flat prior of variances needs " + std::to_string(least) +
-                ".\n       Use 'OPTIONS: prior1;' or fewer random effects.");
+                names.outcome + "'.\n       " + counted(n, "cluster") +
+                (n < u[L].n_rows ? " with different values" : "") + " for " + counted(q, "random effect") +
+                " and " + counted(c, "coefficient") + " between clusters: a flat prior of variances needs " +
+                std::to_string(least) + ".\n       Use 'OPTIONS: prior1;' or fewer random effects.");
   }
 }
 
@@ -150,6 +150,23 @@ void Regression::check_design(const arma::Mat<double>& data, const equation_name
     known.add(x);
     known_names.push_back(name);
   }
+}
+
+// A cluster in which all values are the first, or all the last, is as likely under an effect without bounds:
+// such clusters do not hold a flat prior of the variance together (compare Natarajan & Kass, 2000, JASA 95,
+// 227-237).
+arma::uword Regression::n_mixed(unsigned L, const std::vector<place>& of_units) const {
+  const estimator::selector& clusters = *cluster.selectors[L];
+  arma::uword mixed = 0;
+  for (arma::uword c = 0; c < clusters.size(); ++c) {
+    bool not_first = false, not_last = false;
+    for (arma::uword i = clusters.start[c]; i < clusters.start[c] + clusters.count[c]; ++i) {
+      not_first = not_first || of_units[i] == place::between || of_units[i] == place::last;
+      not_last = not_last || of_units[i] == place::between || of_units[i] == place::first;
+    }
+    mixed += not_first && not_last ? 1 : 0;
+  }
+  return mixed;
 }
 
 void Regression::check_propriety(const arma::Mat<double>& data, const equation_names& names) const {

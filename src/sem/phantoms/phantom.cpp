@@ -77,6 +77,11 @@ void Phantom::write_scores(arma::Mat<double>& data, const double* values) const 
     std::fill_n(column + cluster.rows->start[i], cluster.rows->count[i], values[i]);
 }
 
+void Phantom::read_scores(const arma::Mat<double>& data, double* values) const {
+  const double* column = data.colptr(y(0));
+  for (arma::uword i = 0; i < n_units_; ++i) values[i] = column[row(i)];
+}
+
 void Phantom::draw_start(arma::Mat<double>& data) {
   std::vector<double> scores(n_units_);
   rng->fill_randn(scores.data(), scores.size());

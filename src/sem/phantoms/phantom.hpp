@@ -96,6 +96,8 @@ class Phantom : public virtual estimator::Outcome, public value_node {
   void draw(arma::Mat<double>& data) override;
   /// One number for each unit, into the rows of the units.
   void write_scores(arma::Mat<double>& data, const double* values) const;
+  /// Those that stand there.
+  void read_scores(const arma::Mat<double>& data, double* values) const;
   arma::uword n_units() const { return n_units_; }
   arma::Col<double> params() const override { return {rho.value}; }
   arma::Col<double> params(const arma::Mat<double>&) const override { return {rho.value}; }

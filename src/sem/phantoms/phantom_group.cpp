@@ -21,7 +21,10 @@ std::size_t phantom_block::member_of(correlated_side& side) {
 
 void phantom_block::add(const Phantom& phantom) {
   std::vector<entry> places;
-  for (const auto& side : phantom.sides()) places.push_back({member_of(*side), side->term()});
+  for (const auto& side : phantom.sides()) {
+    places.push_back({member_of(*side), side->term()});
+    given_scores_ = given_scores_ || side->weighted() != nullptr;
+  }
   phantoms_.push_back(&phantom);
   entries_.push_back(std::move(places));
   X_.set_size(n_units_, n_values_);
@@ -42,13 +45,18 @@ std::vector<const void*> phantom_block::sources() const {
 }
 
 void phantom_block::read(const arma::Mat<double>& data) {
+  data_ = &data;
   for (const member& m : members_) {
+    if (given_scores_) {
+      m.side->read_given_scores(data);
+      continue;
+    }
     m.side->read(data);
     const arma::Mat<double>& E = m.side->part().values();
     if (E.n_rows != n_units_) throw error_debug("The sides of a correlation have different units.");
     std::copy_n(E.memptr(), E.n_elem, X_.colptr(m.first));
   }
-  products_.assign(X_, none_);
+  if (!given_scores_) products_.assign(X_, none_);
 }
 
 /// Lambda. False when an equation has no variance left.
@@ -68,6 +76,7 @@ bool phantom_block::stack_loadings() {
 }
 
 double phantom_block::log_density() {
+  if (given_scores_) return log_density_given_scores();
   if (!stack_loadings()) return -std::numeric_limits<double>::infinity();
   arma::uword const p = n_values_;
   V_.set_size(p, p);
@@ -118,6 +127,10 @@ bool phantom_block::prepare_scores() {
 }
 
 void phantom_block::draw_scores(Random& rng, arma::Mat<double>& data) {
+  if (given_scores_) {
+    draw_scores_in_turn(rng, data);
+    return;
+  }
   if (!prepare_scores()) throw error_debug("Correlations leave their outcomes no variance.");
   arma::uword const K = phantoms_.size();
   Z_.set_size(n_units_, K);

@@ -25,6 +25,10 @@ class Phantom;
 /// which has the S_j on its diagonal and the covariances rho sqrt(v w) beside them. The scores given x are
 /// normal with the precision H = I + Lambda' inv(C) Lambda and the mean inv(H) Lambda' inv(C) x, the same for
 /// all units.
+///
+/// With a side whose values are normal only given weights of the units (see weighted_side) the scores stay:
+/// densities are those of all values given the scores, variances are left to their equations, and the scores
+/// of one phantom after the other are drawn given the rest and fresh weights.
 class phantom_block {
  public:
   explicit phantom_block(arma::uword n_units) : n_units_(n_units) {}
@@ -66,6 +70,10 @@ class phantom_block {
   arma::uword value_of(const correlated_side& side) const;
   bool stack_loadings();
   bool prepare_scores();
+  double log_density_given_scores();
+  void draw_scores_in_turn(Random& rng, arma::Mat<double>& data);
+  void take_slopes(Random& rng, const arma::Mat<double>& data);
+  void add_information(std::size_t phantom, const entry& at);
 
   arma::uword n_units_;
   std::vector<member> members_;
@@ -76,6 +84,12 @@ class phantom_block {
   arma::Mat<double> none_;     ///< units x 0
   phantom_products products_;  ///< of X alone
   arma::Mat<double> Lambda_, V_, W_, H_, M_, noise_, Z_, scores_;
+
+  bool given_scores_ = false;
+  const arma::Mat<double>* data_ = nullptr;  ///< of the last read()
+  std::vector<arma::Mat<double>> slopes_;    ///< per member, of the log density of its values at scores of 0
+  std::vector<arma::Col<double>> weights_;   ///< per member; empty: one precision for all units
+  arma::Col<double> information_, sum_, slope_;  ///< of one score: of each unit
 };
 
 /// All correlations of a chain that phantoms carry. They are drawn together, at the turn of the first: each

@@ -50,7 +50,7 @@ arma::uword phantom_block::value_of(const correlated_side& side) const {
 void phantom_block::draw_pair(Random& rng, Phantom& phantom) {
   correlated_side& first = *phantom.sides().front();
   correlated_side& second = *phantom.sides().back();
-  if (!phantom.stands_alone() || !first.variance_moves() || !second.variance_moves()) return;
+  if (given_scores_ || !phantom.stands_alone() || !first.variance_moves() || !second.variance_moves()) return;
   arma::uword const i = value_of(first), j = value_of(second);
   const arma::Mat<double>& squares = products_.squares();
   const pair_covariance S = {squares(i, i), squares(j, j), squares(i, j)};

@@ -2,9 +2,27 @@
 
 #include <armadillo>
 
+namespace tovik {
+class Random;
+}
+
 namespace tovik::sem {
 
 class phantom_part;
+
+/// A side whose values have a normal likelihood only given a weight for each unit, which is drawn: scores
+/// cannot be integrated out there.
+class weighted_side {
+ public:
+  virtual ~weighted_side() = default;
+  /// log likelihood of all units at the values read last, given the scores in the data; weights integrated
+  /// out.
+  virtual double log_density(const arma::Mat<double>& data) = 0;
+  /// Draws the weights w of the units at the scores in the data. Given these the log likelihood of the part m
+  /// that the phantoms add to a unit is g m - w m^2 / 2; w and g are 0 where there is none.
+  virtual void draw_weights(Random& rng, const arma::Mat<double>& data, arma::Col<double>& w,
+                            arma::Col<double>& g) = 0;
+};
 
 /// One side of a correlation, as its phantom sees it. The equation keeps the state.
 class correlated_side {
@@ -12,6 +30,10 @@ class correlated_side {
   virtual ~correlated_side() = default;
   /// Takes the values of the equation at the data into part().
   virtual void read(const arma::Mat<double>& data) = 0;
+  /// The same, and the scores that stand in the data.
+  virtual void read_given_scores(const arma::Mat<double>& data) { read(data); }
+  /// Null: the values are normal.
+  virtual weighted_side* weighted() { return nullptr; }
   /// What the phantoms enter: normal values with one covariance matrix at all units.
   virtual const phantom_part& part() const = 0;
   /// The number of the phantom among those of part().

@@ -1,0 +1,266 @@
+// Correlations between the latent residuals of logistic outcomes and other outcomes: the steps of
+// correlations, scores and equations leave the joint distribution of everything unchanged.
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <memory>
+#include <numeric>
+
+#include "correlated_world.hpp"
+#include "kernel_samples.hpp"
+#include "logistic_world.hpp"
+#include "sample_tests.hpp"
+
+namespace tovik::tests::logistic_phantom_kernel_test {
+namespace {
+
+using sem::equation_setup;
+using sem::Logistic;
+using sem::Normal;
+using sem::Phantom;
+using sem::Regression;
+
+constexpr int replications = 12000;
+constexpr int applications = 8;
+constexpr double prior_variance = 0.5;
+
+/// Logistic and normal outcomes with correlations among them; coefficients of the normal ones are known.
+struct MixedWorld {
+  World world;
+  std::vector<equation_setup> setups;
+  std::vector<bool> binary;
+  std::vector<tie> ties;
+  LoneEstimator estimator;
+  Random rng;
+  std::vector<std::unique_ptr<Regression>> models;
+  std::vector<std::unique_ptr<Phantom>> phantoms;
+  const Setting<bool> check{Regression::check_residuals, true};
+
+  MixedWorld(unsigned levels, const nesting& sizes, std::uint32_t seed)
+      : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {
+    world.data.insert_cols(9, 8);  // 9, 10: outcomes; 11 on: phantoms
+    world.data.cols(9, 16).zeros();
+  }
+
+  equation_setup& add(bool is_binary, unsigned level, arma::uword y, arma::Col<arma::uword> x) {
+    equation_setup setup = world.setup(level, std::move(x));
+    setup.y = y;
+    setup.phantoms.resize(setup.n_levels + 1);
+    if (is_binary) {
+      setup = logistic(setup, prior_variance);
+    } else {
+      setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
+      setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+    }
+    setup.prior = {1, 1};
+    binary.push_back(is_binary);
+    setups.push_back(std::move(setup));
+    return setups.back();
+  }
+  void finish() {
+    for (const tie& t : ties)
+      for (int side : {0, 1})
+        setups[t.ends[side].model].phantoms[t.ends[side].place].push_back(
+            {t.column, t.ends[side].effect, side == 1});
+  }
+  void build() {
+    phantoms.clear();
+    models.clear();
+    for (std::size_t m = 0; m < setups.size(); ++m) {
+      if (binary[m])
+        models.push_back(std::make_unique<Logistic>(&estimator, setups[m]));
+      else
+        models.push_back(std::make_unique<Normal>(&estimator, setups[m]));
+    }
+    const auto group = std::make_shared<sem::phantom_group>();
+    for (const tie& t : ties) {
+      sem::phantom_setup setup;
+      setup.column = t.column;
+      setup.level = t.level;
+      setup.cluster = world.clusters(t.level);
+      setup.n_levels = static_cast<unsigned>(world.units.size()) - t.level - 1;
+      phantoms.push_back(std::make_unique<Phantom>(&estimator, setup));
+      for (const auto& end : t.ends) phantoms.back()->attach(models[end.model]->correlated(t.column));
+      phantoms.back()->join(group);
+    }
+    group->connect();
+    group->set_before_models(true);
+  }
+
+  /// Parameters of a model from their priors; variances and correlations are there when phantoms have theirs.
+  void draw_parameters(Regression& model) {
+    arma::Col<double> starts = model.params();
+    arma::uword at = 0;
+    for (unsigned L = model.n_levels; L-- > 0;) {
+      arma::uword const q = model.u[L].n_cols;
+      const arma::Mat<double> S = q == 0 ? arma::Mat<double>() : draw_prior_covariance(q, rng);
+      for (arma::uword j = 0; j < q; ++j)
+        for (arma::uword i = j; i < q; ++i) starts(at++) = S(i, j);
+    }
+    if (dynamic_cast<Normal*>(&model) != nullptr) {
+      starts(at) = draw_prior_covariance(1, rng)(0, 0);
+      model.addStarts(starts);
+      return;
+    }
+    for (; at < starts.n_elem; ++at) starts(at) = std::sqrt(prior_variance) * rng.rnorm();
+    model.addStarts(starts);
+  }
+  /// Rows of Lambda P + noise with what is left.
+  arma::Mat<double> draw_place(Regression& model, unsigned place) {
+    const auto& loadings = model.part(place).loadings;
+    const auto& rows = *model.cluster.own_rows[place];
+    const arma::Mat<double> left =
+        place == 0 ? arma::Mat<double>{model.residVar()} : model.Sigma_s(static_cast<int>(place) - 1);
+    arma::Mat<double> out =
+        rng.randn(static_cast<int>(rows.n_elem), static_cast<int>(left.n_rows)) * arma::chol(left);
+    for (arma::uword k = 0; k < loadings.size(); ++k) {
+      const arma::uword t = loadings.terms()[k].effect;
+      const arma::Col<double> P = world.data.col(loadings.terms()[k].column);
+      out.col(t) += loadings.loadings()(t, k) * P.elem(rows);
+    }
+    return out;
+  }
+  void draw_outcome(Regression& model) {
+    for (unsigned L = 0; L < model.n_levels; ++L)
+      if (model.u[L].n_cols > 0) model.u[L] = draw_place(model, L + 1);
+    if (auto* logit = dynamic_cast<Logistic*>(&model)) {
+      draw_binary(world, *logit, rng);
+      return;
+    }
+    arma::Mat<double> y = model.compute_predicted(world.data);  // with what the phantoms add
+    y += std::sqrt(model.residVar()) * rng.randn(static_cast<int>(y.n_rows), 1);
+    for (arma::uword row = 0; row < world.data.n_rows; ++row)
+      world.data(row, model.y(0)) = y(world.units[model.level](row));
+  }
+  void draw_joint() {
+    for (bool valid = false; !valid;) {
+      for (const auto& model : models) draw_parameters(*model);
+      for (const auto& phantom : phantoms) phantom->rho.write(2.0 * rng.runif() - 1.0);
+      valid = true;
+      for (const auto& phantom : phantoms) valid = phantom->feasible() && valid;
+    }
+    for (const tie& t : ties) {
+      const auto& units = world.units[t.level];
+      const arma::Mat<double> P = rng.randn(static_cast<int>(units.max() + 1), 1);
+      for (arma::uword i = 0; i < units.n_elem; ++i) world.data(i, t.column) = P(units(i));
+    }
+    for (const auto& model : models) draw_outcome(*model);
+  }
+
+  std::vector<double> functions() const {
+    std::vector<double> out;
+    for (std::size_t k = 0; k < ties.size(); ++k) {
+      const arma::Col<double> P = world.data.col(ties[k].column);
+      const double rho = phantoms[k]->rho.value;
+      out.insert(out.end(), {rho, rho * std::fabs(rho), P(0), arma::dot(P, P), rho * P(0)});
+      for (const auto& end : ties[k].ends) {
+        const Regression& model = *models[end.model];
+        const auto& rows = *model.cluster.own_rows[end.place];
+        const arma::Col<double> scores = P.elem(rows);
+        arma::Col<double> e(rows.n_elem);
+        if (end.place > 0)
+          e = model.u[end.place - 1].col(end.effect);
+        else if (binary[end.model])
+          for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = world.data(rows(i), model.y(0)) - 0.5;
+        else
+          e = arma::Col<double>(model.compute_residual(world.data));
+        out.insert(out.end(), {arma::dot(e, scores), e(0) * scores(0), rho * e(0) * scores(0)});
+      }
+    }
+    for (std::size_t m = 0; m < models.size(); ++m) {
+      const Regression& model = *models[m];
+      const arma::Col<double> l = model.logLiklihood(world.data, static_cast<int>(model.level));
+      out.insert(out.end(), {arma::accu(l), l(0)});
+      if (binary[m])
+        for (double b : model.betas()) out.push_back(b);
+      else
+        out.push_back(std::log(model.params()(model.n_params() - model.betas().n_elem - 1)));
+      for (unsigned L = 0; L < model.n_levels; ++L)
+        if (model.u[L].n_cols > 0)
+          out.insert(out.end(), {std::log(model.Sigma[L](0, 0)), model.u[L](0, 0), model.u[L](1, 0)});
+    }
+    return out;
+  }
+  void scans_leave_joint() {
+    Samples fresh, after;
+    for (int rep = 0; rep < replications; ++rep) {
+      build();
+      draw_joint();
+      fresh.add(functions());
+      draw_joint();
+      for (int t = 0; t < applications; ++t) {
+        for (const auto& phantom : phantoms) phantom->draw(world.data);
+        for (const auto& model : models) model->draw(world.data);
+      }
+      after.add(functions());
+    }
+    expect_same_distribution(fresh, after);
+  }
+};
+
+TEST(LogisticPhantoms, ABinaryAndANormalOutcome) {
+  MixedWorld w(1, {{8}}, 321);
+  w.add(true, 0, 1, {0, 2}).missing_units = {1, 4};
+  w.add(false, 0, 9, {0, 3}).missing_units = {1, 2};
+  w.ties = {{11, 0, {{0, 0, 0}, {1, 0, 0}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+TEST(LogisticPhantoms, TwoBinaryOutcomesAndANormalOne) {
+  MixedWorld w(1, {{9}}, 322);
+  w.add(true, 0, 1, {0, 2});
+  w.add(true, 0, 9, {0});
+  w.add(false, 0, 10, {0, 3});
+  w.ties = {
+      {11, 0, {{0, 0, 0}, {1, 0, 0}}}, {12, 0, {{2, 0, 0}, {0, 0, 0}}}, {13, 0, {{1, 0, 0}, {2, 0, 0}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+// A binary outcome of the second level and the effects of a normal one of the rows.
+TEST(LogisticPhantoms, ABinaryOutcomeAndEffectsOfItsLevel) {
+  MixedWorld w(2, {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}}, 323);
+  w.add(true, 1, 1, {0, 6});
+  w.add(false, 0, 9, {0}).z = {{0, 3}};
+  w.ties = {{11, 1, {{0, 0, 0}, {1, 1, 0}}}, {12, 1, {{0, 0, 0}, {1, 1, 1}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+TEST(LogisticPhantoms, EffectsOfABinaryOutcomeAndOfANormalOne) {
+  MixedWorld w(2, {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}}, 324);
+  w.add(true, 0, 1, {0, 2}).z = {{0}};
+  w.add(false, 0, 9, {0}).z = {{0}};
+  w.ties = {{11, 1, {{0, 1, 0}, {1, 1, 0}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+// The whole latent variance is what the phantoms carry and the logistic variance beside them.
+TEST(LogisticPhantoms, LoadingsGiveTheLatentScaleItsCorrelations) {
+  MixedWorld w(1, {{8}}, 325);
+  w.add(true, 0, 1, {0});
+  w.add(false, 0, 9, {0});
+  w.add(false, 0, 10, {0});
+  w.ties = {{11, 0, {{0, 0, 0}, {1, 0, 0}}}, {12, 0, {{2, 0, 0}, {0, 0, 0}}}};
+  w.finish();
+  w.build();
+  w.phantoms[0]->rho.write(0.3);
+  w.phantoms[1]->rho.write(-0.5);
+  const double noise = 3.289868133696453, V = noise / 0.2;
+  const arma::Mat<double>& l = w.models[0]->part(0).loadings.loadings();
+  EXPECT_NEAR(l(0, 0), std::sqrt(0.3 * V), 1e-12);
+  EXPECT_NEAR(l(0, 1), -std::sqrt(0.5 * V), 1e-12);
+  EXPECT_NEAR(arma::accu(l % l) + noise, V, 1e-12);
+  const double other = w.models[1]->part(0).loadings.loadings()(0, 0);  // of variance 1
+  EXPECT_NEAR(l(0, 0) * other / std::sqrt(V), 0.3, 1e-12);
+  w.phantoms[0]->rho.write(0.5);
+  EXPECT_FALSE(w.phantoms[0]->feasible());
+  w.phantoms[0]->rho.write(0.7);
+  EXPECT_FALSE(w.phantoms[0]->feasible());
+}
+
+}  // namespace
+}  // namespace tovik::tests::logistic_phantom_kernel_test
