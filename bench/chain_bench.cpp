@@ -74,11 +74,19 @@ void Mediation_with_product(benchmark::State& state) {
 void Three_levels(benchmark::State& state) {
   run(state, tovik::bench::three_levels());
 }
+void Ordinal_item(benchmark::State& state) {
+  run(state, tovik::bench::ordinal_item());
+}
+void Logistic_clusters(benchmark::State& state) {
+  run(state, tovik::bench::logistic_clusters());
+}
 
 BENCHMARK(Random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mediation)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mediation_with_product)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Three_levels)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Ordinal_item)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Logistic_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

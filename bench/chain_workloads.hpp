@@ -1,6 +1,7 @@
 #pragma once
 
 #include <armadillo>
+#include <cmath>
 #include <string>
 #include <vector>
 
@@ -79,6 +80,43 @@ inline chain_workload three_levels() {
   }
   return {tests::small_run({"school", "class", "y", "x1", "x2"}, data, {"school", "class"}, {"y ~ x1 x2"}),
           3 + top * middle + top, 0, 3};
+}
+
+/// A questionnaire item with five categories in 5,000 rows, six predictors. One truncated normal a row.
+inline chain_workload ordinal_item() {
+  constexpr arma::uword n = 5000;
+  Random rng(10, 0);
+  arma::mat data(n, 7);
+  for (arma::uword i = 0; i < n; ++i) {
+    double score = 0.5 + rng.rnorm();
+    for (arma::uword j = 1; j < 7; ++j) {
+      data(i, j) = rng.rnorm();
+      score += (j % 2 == 0 ? -0.2 : 0.3) * data(i, j);
+    }
+    data(i, 0) = 1.0 + (score > 0.0) + (score > 0.6) + (score > 1.2) + (score > 2.0);
+  }
+  return {tests::small_run({"o", "x1", "x2", "x3", "x4", "x5", "x6"}, data, {}, {"o ~ x1 x2 x3 x4 x5 x6"}, {},
+                           {"o"}),
+          n + 7, n, 0};
+}
+
+/// A yes or no in 5,000 rows in 200 clusters, three predictors, a random intercept and a random slope.
+inline chain_workload logistic_clusters() {
+  constexpr arma::uword clusters = 200, size = 25;
+  Random rng(11, 0);
+  arma::mat data(clusters * size, 5);
+  for (arma::uword i = 0, c = 0; c < clusters; ++c) {
+    const double a = 0.7 * rng.rnorm(), b = 0.4 * rng.rnorm();
+    for (arma::uword k = 0; k < size; ++k, ++i) {
+      data(i, 0) = static_cast<double>(c + 1);
+      for (arma::uword j = 2; j < 5; ++j) data(i, j) = rng.rnorm();
+      const double eta = -0.3 + a + (0.5 + b) * data(i, 2) - 0.4 * data(i, 3) + 0.2 * data(i, 4);
+      data(i, 1) = rng.runif() < 1.0 / (1.0 + std::exp(-eta)) ? 1.0 : 0.0;
+    }
+  }
+  return {
+      tests::small_run({"id", "b", "x1", "x2", "x3"}, data, {"id"}, {"logit(b) ~ x1 x2 x3 | x1"}, {}, {"b"}),
+      4 + 2 * clusters + 3, 2 * clusters * size, 1};
 }
 
 }  // namespace tovik::bench

@@ -42,16 +42,12 @@ const char* kind_name(const Model& model) {
   }
 }
 
-void check_ordinal(const Model& model) {
-  if (model.link == model::link::logit) refuse("A logistic outcome", model);
-  if (model.link != model::link::probit) throw error_debug("Unrecognized Link for Ordinal variables!");
-}
-
 void check_outcome(const Model& model) {
   if (const char* name = kind_name(model)) refuse(name, model);
   if (model.kind() == model::kind::phantom) return;
   if (model.kind() == model::kind::ordinal) {
-    check_ordinal(model);
+    if (model.link != model::link::probit && model.link != model::link::logit)
+      throw error_debug("Unrecognized Link for Ordinal variables!");
     return;
   }
   if (model.kind() == model::kind::missing) return;

@@ -105,6 +105,14 @@ std::shared_ptr<estimator::constraint> Logistic::own_constraint(const parameter_
   return Regression::own_constraint(kind, index);
 }
 
+arma::uword Logistic::n_telling(const arma::Mat<double>& data, unsigned L) const {
+  std::vector<place> of_units(n_units);
+  for (arma::uword i = 0; i < n_units; ++i)
+    of_units[i] = scale_.at(data, i) > 0.5 ? place::last : place::first;
+  for (arma::uword i : missing_rows) of_units[i] = place::unknown;
+  return n_mixed(L, of_units);
+}
+
 void Logistic::coefficient_rows(std::vector<double>& out) const {
   for (double b : betas_) out.push_back(std::exp(b));
 }

@@ -74,6 +74,7 @@ class Logistic : public Regression {
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                         const double* mu, double* out) const override;
   bool has_units() const override { return false; }
+  arma::uword n_telling(const arma::Mat<double>& data, unsigned L) const override;
   double share_variance() const override { return unexplained_; }
   /// Odds ratios, of all coefficients.
   void coefficient_rows(std::vector<double>& out) const override;

@@ -131,7 +131,7 @@ std::shared_ptr<estimator::constraint> Ordinal::own_constraint(const parameter_t
   return Regression::own_constraint(kind, index);
 }
 
-arma::uword Ordinal::n_telling(unsigned L) const {
+arma::uword Ordinal::n_telling(const arma::Mat<double>&, unsigned L) const {
   std::vector<place> of_units(n_units, place::unknown);
   for (arma::uword i : propensity.complete()) {
     arma::uword const k = propensity.sets[i];

@@ -83,7 +83,7 @@ class Ordinal : public Regression {
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                         const double* mu, double* out) const override;
   bool has_units() const override { return false; }
-  arma::uword n_telling(unsigned L) const override;
+  arma::uword n_telling(const arma::Mat<double>& data, unsigned L) const override;
   double share_variance() const override { return sigma2_; }
   arma::Col<double> own_rows() const override { return {sigma2_}; }
   arma::Col<double> last_rows() const override { return tau().tail(n_reported_); }

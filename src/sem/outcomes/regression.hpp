@@ -229,7 +229,7 @@ class Regression : public virtual estimator::Outcome {
     return true;
   }
   /// How many clusters of the L-th level above bound the variance of their effects from above.
-  virtual arma::uword n_telling(unsigned L) const {
+  virtual arma::uword n_telling(const arma::Mat<double>&, unsigned L) const {
     return u[L].n_rows;
   }
   /// The part of the outcome's variance that no predictor and no random effect explains.

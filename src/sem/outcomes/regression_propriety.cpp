@@ -94,7 +94,7 @@ void Regression::check_clusters(const arma::Mat<double>& data, const equation_na
   for (unsigned L = 0; L < n_levels; ++L) {
     arma::uword const q = n_random(L);
     if (q == 0) continue;
-    arma::uword const n = n_telling(L);
+    arma::uword const n = n_telling(data, L);
     arma::uword const c = scan_->terms().prior.is_flat() ? n_between(data, L) : 0;
     arma::uword const least = 2 * q + c + 1;
     if (n >= least) continue;
