@@ -52,14 +52,14 @@ TEST_F(LogisticReference, RandomSlope) {
   expect_agreement(
       {"id", "x", "b"}, data,
       "CLUSTERID: id; ORDINAL: b; FIXED: x; MODEL: logit(b) ~ x | x;\n"
-      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 100000;",
+      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 60000;",
       {0, 1, 2, 3, 4}, {"variance of intercepts", "covariance", "variance of slopes", "b: 1", "b: x"},
       density, state(5 + 2 * clusters, 0.1),
       [](const state& s) {
         const double l1 = std::exp(s[2]), l2 = std::exp(s[3]), k = s[4];
         return arma::Col<double>{l1 * l1, l1 * k, k * k + l2 * l2, s[0], s[1]};
       },
-      30000);
+      25000);
 }
 
 /// A row without m has either value, as y tells.
@@ -88,7 +88,7 @@ TEST_F(LogisticReference, IncompleteMediator) {
   expect_agreement(
       {"x", "m", "y"}, data,
       "ORDINAL: m; FIXED: x; MODEL: y ~ m x; logit(m) ~ x; DEBUG: no_sort;\n"
-      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 100000;",
+      "OPTIONS: prior1 disable_dic disable_corrs; ITERATIONS: 60000;",
       {8, 9, 0, 1, 2, 3}, {"m: 1", "m: x", "v", "y: 1", "y: m", "y: x"}, density, state(6, 0.1),
       [](const state& s) { return arma::Col<double>{s[0], s[1], std::exp(s[2]), s[3], s[4], s[5]}; });
 }
@@ -109,7 +109,7 @@ TEST_F(LogisticReference, SeparatedDataInSeveralUnits) {
     SCOPED_TRACE("x in a unit of 1/" + std::to_string(unit));
     expect_agreement({"x", "b"}, data,
                      "ORDINAL: b; FIXED: x; MODEL: logit(b) ~ x; OPTIONS: disable_dic disable_corrs; "
-                     "ITERATIONS: 60000;",
+                     "ITERATIONS: 40000;",
                      {0, 1}, {"b: 1", "b: x"}, density, {0.1, 0.1}, [unit](const state& s) {
                        return arma::Col<double>{s[0], s[1] / unit};
                      });

@@ -220,6 +220,7 @@ rank_study propensity_ranks() {
   model.rows = {1, 2, 6, 7, 8, 9, 18};
   model.log_likelihood = propensity_likelihood;
   model.thin = 250;
+  model.burn = 500;
   return model;
 }
 
@@ -242,7 +243,7 @@ rank_study selection_ranks() {
                       "y.missing on y"};
   model.rows = {0, 1, 2, 7, 8};
   model.log_likelihood = selection_likelihood;
-  model.thin = 400;
+  model.thin = 350;
   return model;
 }
 
