@@ -24,9 +24,12 @@ rank_study propensity_ranks();
 /// Values of y that make themselves missing.
 rank_study selection_ranks();
 
+/// A binary outcome under the logit link with random intercepts and slopes.
+rank_study logistic_ranks();
+
 inline std::vector<rank_study> rank_studies() {
-  return {mediation_ranks(), random_slope_ranks(), phantom_ranks(),
-          binary_ranks(),    propensity_ranks(),   selection_ranks()};
+  return {mediation_ranks(),  random_slope_ranks(), phantom_ranks(), binary_ranks(),
+          propensity_ranks(), selection_ranks(),    logistic_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

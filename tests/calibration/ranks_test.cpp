@@ -49,6 +49,10 @@ TEST(Ranks, Selection) {
   expect_uniform(selection_ranks());
 }
 
+TEST(Ranks, Logistic) {
+  expect_uniform(logistic_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

@@ -12,7 +12,9 @@
 #include "calibration/random_draws.hpp"
 #include "calibration/replicate.hpp"
 #include "golden/sampled_run.hpp"
+#include "input/chain_info.hpp"
 #include "results/summary.hpp"
+#include "sample_tests.hpp"
 #include "sem/ensemble/outcomes.hpp"
 
 using namespace tovik;
@@ -94,6 +96,8 @@ class Fit : public testing::Test {
   arma::Mat<double> data_;
 
  private:
+  // Options are those of the process: a test before this one may have switched the criteria off.
+  Setting<bool> criteria_{chain_info::compute_DIC, true};
   scratch_folder scratch_;
 };
 

@@ -113,7 +113,7 @@ class ProbitReference : public Reference {
         [unit](const state& s) {
           return arma::Col<double>{std::exp(s[0]) * unit * unit, s[1] * unit, s[2] * unit, s[3], s[4] / unit};
         },
-        60000);
+        40000);
   }
 };
 
@@ -220,7 +220,7 @@ TEST_F(ProbitReference, MediationThroughAPropensityOfFourCategories) {
 }
 
 TEST_F(ProbitReference, ValuesThatMakeThemselvesMissing) {
-  expect_selection(1, "300000");
+  expect_selection(1, "200000");
 }
 
 /// The variance of y is then large beside the unit of its prior, and the slope of the indicator small beside

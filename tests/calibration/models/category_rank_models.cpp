@@ -1,8 +1,9 @@
 // Outcomes of categories. Data that the program refuses (an outcome of one category, or one that varies
 // between clusters alone, or nothing missing where an equation is about what is missing) are simulated again,
-// with new parameters: what is done depends on the data alone, so that given the data the parameters are draws
-// of their posterior as before.
+// with new parameters: what is done depends on the data alone, so that given the data the parameters are
+// draws of their posterior as before.
 
+#include <algorithm>
 #include <cmath>
 #include <random>
 
@@ -133,6 +134,50 @@ double selection_likelihood(const arma::Col<double>& p, const arma::Mat<double>&
   return sum;
 }
 
+study simulate_logistic(std::mt19937_64& engine) {
+  constexpr arma::uword clusters = 8, each = 4;
+  study one{arma::Mat<double>(clusters * each, 3), {}};
+  bool varies = false;
+  do {
+    const arma::Mat<double> Sigma = prior1(engine, 2), root = arma::chol(Sigma, "lower");
+    const double b0 = normal(engine, ridge), b1 = normal(engine, ridge);
+    one.truth = {Sigma(0, 0), Sigma(1, 0), Sigma(1, 1), b0, b1};
+    for (arma::uword c = 0; c < clusters; ++c) {
+      const arma::Col<double> z{normal(engine), normal(engine)}, u = root * z;
+      const arma::span rows(c * each, (c + 1) * each - 1);
+      for (arma::uword i = 0; i < each; ++i) {
+        const double x = normal(engine);
+        const bool is_one = chance_of_odds(engine, b0 + u(0) + (b1 + u(1)) * x);
+        one.data.row(c * each + i) = arma::Row<double>{c + 1.0, x, is_one ? 1.0 : 0.0};
+      }
+      varies = varies || arma::range(one.data(rows, arma::span(2)).as_col()) > 0;
+    }
+  } while (!varies);
+  return one;
+}
+
+/// Random effects are integrated out by a sum over a grid.
+double logistic_likelihood(const arma::Col<double>& p, const arma::Mat<double>& data) {
+  constexpr arma::uword clusters = 8, each = 4;
+  const double l1 = std::sqrt(p(0)), k = p(1) / l1, l2 = std::sqrt(std::max(0.0, p(2) - k * k));
+  double sum = 0;
+  for (arma::uword c = 0; c < clusters; ++c) {
+    double marginal = 0;
+    for (double z0 = -4; z0 <= 4; z0 += 0.5) {
+      for (double z1 = -4; z1 <= 4; z1 += 0.5) {
+        double product = std::exp(-0.5 * (z0 * z0 + z1 * z1));
+        for (arma::uword i = c * each; i < (c + 1) * each; ++i) {
+          const double eta = p(3) + l1 * z0 + (p(4) + k * z0 + l2 * z1) * data(i, 1);
+          product /= 1 + std::exp(data(i, 2) > 0 ? -eta : eta);
+        }
+        marginal += product;
+      }
+    }
+    sum += std::log(marginal + 1e-300);
+  }
+  return sum;
+}
+
 }  // namespace
 
 rank_study binary_ranks() {
@@ -175,6 +220,7 @@ rank_study propensity_ranks() {
   model.rows = {1, 2, 6, 7, 8, 9, 18};
   model.log_likelihood = propensity_likelihood;
   model.thin = 250;
+  model.burn = 500;
   return model;
 }
 
@@ -197,7 +243,25 @@ rank_study selection_ranks() {
                       "y.missing on y"};
   model.rows = {0, 1, 2, 7, 8};
   model.log_likelihood = selection_likelihood;
-  model.thin = 400;
+  model.thin = 350;
+  return model;
+}
+
+rank_study logistic_ranks() {
+  rank_study model;
+  model.title = "Binary outcome under the logit link, random slope";
+  model.design = "8 clusters of 4 rows; coefficients have the prior of the program, N(0, 5).";
+  model.runs.names = {"id", "x", "b"};
+  model.runs.commands =
+      "CLUSTERID: id; ORDINAL: b; FIXED: x;\n"
+      "MODEL: logit(b) ~ x | x;\n"
+      "OPTIONS: prior1 disable_dic disable_corrs;\n";
+  model.runs.simulate = simulate_logistic;
+  model.runs.seed = 108;
+  model.parameters = {"variance of intercepts", "covariance", "variance of slopes", "intercept", "b on x"};
+  model.rows = {0, 1, 2, 3, 4};
+  model.log_likelihood = logistic_likelihood;
+  model.thin = 200;
   return model;
 }
 

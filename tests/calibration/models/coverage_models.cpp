@@ -37,8 +37,8 @@ study simulate_categorical(engine_type& engine) {
 }
 
 study simulate_ordinal_outcome(engine_type& engine) {
-  study one{arma::Mat<double>(250, 3), {}};
-  for (arma::uword i = 0; i < 250; ++i) {
+  study one{arma::Mat<double>(400, 3), {}};
+  for (arma::uword i = 0; i < 400; ++i) {
     const double x = normal(engine);
     const double o = category(0.4 + 0.6 * x + normal(engine), {0.0, 0.5, 1.1, 1.8}) - 1;
     const double z = 0.2 + 0.3 * o + 0.4 * x + normal(engine);
@@ -177,7 +177,7 @@ coverage_study ordinal_outcome_coverage() {
   coverage_study what;
   what.title = "Incomplete ordinal outcome that another equation reads";
   what.design =
-      "250 rows; o, of five categories, is missing given z in about 15% of them. o ~ x and z ~ o x.";
+      "400 rows; o, of five categories, is missing given z in about 15% of them. o ~ x and z ~ o x.";
   what.runs.names = {"x", "o", "z"};
   what.runs.commands = one_chain("ORDINAL: o; FIXED: x; MODEL: o ~ x; z ~ o x; DEBUG: no_sort;\n");
   what.runs.simulate = simulate_ordinal_outcome;
