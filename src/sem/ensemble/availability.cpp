@@ -46,6 +46,7 @@ void check_outcome(const Model& model) {
   if (const char* name = kind_name(model)) refuse(name, model);
   if (model.kind() == model::kind::phantom) return;
   if (model.kind() == model::kind::ordinal) {
+    if (model.link == model::link::scale) refuse("The link '" + model::link_str(model.link) + "'", model);
     if (model.link != model::link::probit && model.link != model::link::logit)
       throw error_debug("Unrecognized Link for Ordinal variables!");
     return;

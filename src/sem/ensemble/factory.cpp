@@ -113,6 +113,13 @@ arma::Col<arma::uword> categories_of(const equation_setup& setup, const arma::Ma
   return out;
 }
 
+/// How many thresholds, the last ones, have rows of the model.
+arma::uword reported_thresholds(const Model& model) {
+  arma::uword n = 0;
+  for (const model::row& row : model.rows()) n += row.section == model::row_section::threshold ? 1 : 0;
+  return n;
+}
+
 std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Ordinal::priBeta);
   // Each equation has a propensity of its own, which the imputations of another would have to stay with.
@@ -122,8 +129,7 @@ std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outco
   ordered_values observed;
   observed.values = arma::Col<double>(y.values);
   observed.of_unit = categories_of(setup, *context.data, observed.values);
-  for (const model::row& row : model.rows())
-    observed.n_reported += row.section == model::row_section::threshold ? 1 : 0;
+  observed.n_reported = reported_thresholds(model);
   auto out = std::make_shared<Ordinal>(context.estimator, setup, observed);
   // Of several equations the first publishes.
   if (context.imputes && !y.latent.empty())
@@ -134,7 +140,8 @@ std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outco
 std::shared_ptr<estimator::Outcome> make_missing_indicator(const Model& model,
                                                            const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Rstar::priBeta);
-  return std::make_shared<Rstar>(context.estimator, setup, categories_of(setup, *context.data, {0.0, 1.0}));
+  return std::make_shared<Rstar>(context.estimator, setup, categories_of(setup, *context.data, {0.0, 1.0}),
+                                 reported_thresholds(model));
 }
 
 std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {

@@ -13,8 +13,10 @@ class Rstar : public Ordinal {
   /// Prior variance of the coefficients.
   static inline double& priBeta = categorical_priors::rstar;
 
-  /// `is_missing`: per unit 0 or 1. Throws error_debug for a setup with missing units.
-  Rstar(const Estimator* estimator, const equation_setup& setup, const arma::Col<arma::uword>& is_missing);
+  /// `is_missing`: per unit 0 or 1; `n_reported`: 1 where the threshold has a row. Throws error_debug for a
+  /// setup with missing units.
+  Rstar(const Estimator* estimator, const equation_setup& setup, const arma::Col<arma::uword>& is_missing,
+        arma::uword n_reported = 0);
 };
 
 }  // namespace tovik::sem
