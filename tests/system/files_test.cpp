@@ -101,8 +101,8 @@ TEST_F(Files, AFolderThatGoesDuringTheRunLosesItsFilesOnly) {
   fs::create_directory(at("gone"));
   const std::string input =
       commands("NIMPS: 2; SAVE: separate = gone/s*.csv, burn = gone/b.csv, estimates = e.csv;", "200000");
-  EXPECT_EQ(shell("$P " + input + " > " + at("out") + " 2>/dev/null & sleep 0.3; rm -r " + at("gone") +
-                  "; wait $!"),
+  EXPECT_EQ(shell("$P " + input + " > " + at("out") + " 2>/dev/null & until grep -q 'burn-in started' " +
+                  at("out") + "; do sleep 0.05; done; rm -r " + at("gone") + "; wait $!"),
             1);
   for (const char* name : {"gone/s1.csv", "gone/s2.csv", "gone/slist.csv", "gone/b.csv"}) {
     EXPECT_NE(text("out").find(unwritten(name)), std::string::npos) << name;
@@ -123,9 +123,10 @@ TEST_F(Files, ASignalEndsTheRunWithTheDrawsSoFar) {
   const std::pair<const char*, int> signals[] = {{"INT", 130}, {"TERM", 143}};
   for (const auto& [signal, status] : signals) {
     write_file(at("s2.csv"), "of an earlier run");
-    EXPECT_EQ(shell("$P " + input + " > " + at("out") + " & until grep -q 'completed burn-in' " + at("out") +
-                    "; do sleep 0.05; done; sleep 0.05; kill -" + signal + " $!; wait $!"),
-              status);
+    EXPECT_EQ(
+        shell("$P " + input + " > " + at("out") + " & until [ $(grep -c 'completed burn-in' " + at("out") +
+              ") -ge 2 ]; do sleep 0.05; done; sleep 0.2; kill -" + signal + " $!; wait $!"),
+        status);
     const std::string report = text("out");
     const std::size_t block = report.find("WARNING MESSAGES:\n\n  WARNING: The run was interrupted after ");
     ASSERT_NE(block, std::string::npos) << report;
@@ -149,7 +150,9 @@ TEST_F(Files, ASignalInTheBurnInLeavesNothingToEstimateFrom) {
       "CHAINS: 2 processors 1; OPTIONS: labels;"
       "SAVE: iterations = it.csv, estimates = e.csv, stacked = st.csv, stacked0 = st0.csv, avgimp = a.csv,"
       "varimp = v.csv, starts = s.csv, psr = p.csv, likelihood = l.csv, correlations = c.csv;");
-  EXPECT_EQ(shell("$P " + at("run.tovik") + " > " + at("out") + " & sleep 0.5; kill -TERM $!; wait $!"), 143);
+  EXPECT_EQ(shell("$P " + at("run.tovik") + " > " + at("out") + " & until grep -q 'burn-in started' " +
+                  at("out") + "; do sleep 0.05; done; sleep 0.1; kill -TERM $!; wait $!"),
+            143);
   EXPECT_NE(text("out").find("  WARNING: The run was interrupted after 0 of 20 iterations.\n"
                              "           There are no draws to estimate from.\n"),
             std::string::npos);
@@ -162,8 +165,8 @@ TEST_F(Files, ASecondSignalEndsAtOnce) {
   write_file(at("slow.tovik"),
              "SIMULATE: n = 3000000; n: x = normal(0, 1); y = normal(x, 1); MODEL: y ~ x; SEED: 1; BURN: 10; "
              "ITERATIONS: 10000; SAVE: burn = slow.csv;");
-  EXPECT_EQ(shell("$P " + at("slow.tovik") + " > " + at("out") +
-                  " & p=$!; sleep 0.1; kill -TERM $p; sleep 0.2; kill -TERM $p; wait $p"),
+  EXPECT_EQ(shell("$P " + at("slow.tovik") + " > " + at("out") + " & p=$!; until grep -q 'burn-in started' " +
+                  at("out") + "; do sleep 0.05; done; kill -TERM $p; sleep 0.2; kill -TERM $p; wait $p"),
             143);
   EXPECT_EQ(text("out").find("interrupted"), std::string::npos);
   EXPECT_FALSE(exists("slow.csv"));
