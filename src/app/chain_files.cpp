@@ -4,6 +4,7 @@
 
 #include "data/read_data.hpp"
 #include "data/save_matrix.hpp"
+#include "model/row_table.hpp"
 
 namespace tovik {
 
@@ -14,16 +15,17 @@ namespace {
 /// only.
 std::vector<arma::uword> parameter_draws(const ModelList& models, arma::uword n_rows) {
   std::vector<arma::uword> out;
-  arma::uword first = 0;
-  for (const Model& model : models) {
-    const arma::uword codes = model.n_codes();
-    const arma::uword drawn = model.parameters().size();
-    for (arma::uword code = 0; code < codes; ++code) {
-      for (arma::uword k = 0; k < drawn; ++k) out.push_back(first + k);
-      first += model.n_rows() / codes;
+  const model::row_table table(models);
+  arma::uword place = 0;
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    for (unsigned code = 0; code < models[i].n_codes(); ++code) {
+      for (const model::row& row : table.rows(i)) {
+        if (model::is_parameter(row.section)) out.push_back(place);
+        ++place;
+      }
     }
   }
-  for (arma::uword k = first; k < n_rows; ++k) out.push_back(k);
+  for (arma::uword k = place; k < n_rows; ++k) out.push_back(k);
   return out;
 }
 

@@ -12,6 +12,7 @@
 
 #include "evaluate/error.hpp"
 #include "support/error.hpp"
+#include "support/file_access.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
 #include "support/source.hpp"
@@ -98,8 +99,9 @@ bool same_stream(int a, int b) {
 
 }  // namespace
 
-void print_unwritten(const std::string& path) {
-  const std::string text = "ERROR: The file '" + path + "' could not be written completely.\n";
+void print_unwritten(const unwritten_file& file) {
+  const std::string text = "ERROR: The file '" + file.path + "' could not be written completely." +
+                           system_reason(file.open_failure) + "\n";
   std::fputs(text.c_str(), stdout);
   std::fflush(stdout);
   if (Output::fp != stdout) std::fputs(text.c_str(), Output::fp);
@@ -118,8 +120,8 @@ int report_errors(const std::function<void()>& stages) {
     warning::buffer.flush(Output::fp, true, true);
     status = 1;
   }
-  for (const std::string& path : file_set::failures()) {
-    print_unwritten(path);
+  for (const unwritten_file& file : file_set::failures()) {
+    print_unwritten(file);
     status = 1;
   }
   file_set::failures().clear();

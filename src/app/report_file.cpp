@@ -7,6 +7,7 @@
 
 #include "app/banner.hpp"
 #include "app/handlers.hpp"
+#include "support/file_access.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
 
@@ -45,11 +46,10 @@ bool open() {
     Output::fp = report->stream();
     return true;
   }
+  const std::string advice =
+      path_advice(report->open_failure(), "Please check that the file path is correct in --output.");
   report.reset();
-  std::fprintf(stderr,
-               "ERROR: File \"%s\" cannot be created.\n       Please check that the file path is correct in "
-               "--output.\n",
-               given.c_str());
+  std::fprintf(stderr, "ERROR: File \"%s\" cannot be created.%s\n", given.c_str(), advice.c_str());
   return false;
 }
 
@@ -59,7 +59,7 @@ bool close() {
   bool good = true;
   if (Output::report_checked || is_free(Output::report_path)) {
     good = report->commit();
-    if (!good) print_unwritten(given);
+    if (!good) print_unwritten({given});
   }
   report.reset();
   return good;

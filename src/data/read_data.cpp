@@ -2,16 +2,16 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <filesystem>
 #include <memory>
-#include <system_error>
 
 #include "data/cell_walker.hpp"
 #include "data/line_reader.hpp"
 #include "data/numbers.hpp"
 #include "support/error.hpp"
+#include "support/file_access.hpp"
 #include "support/source.hpp"
 #include "support/text.hpp"
 
@@ -39,8 +39,8 @@ struct job {
   bool fast() const { return missing.empty(); }
 };
 
-[[noreturn]] void fail_unopened(const std::string& path) {
-  throw error("ERROR: Unable to open data file at \"" + path + "\"");
+[[noreturn]] void fail_unopened(const std::string& path, int failure) {
+  throw error("ERROR: Unable to open data file at \"" + path + "\"" + system_reason(failure));
 }
 
 [[noreturn]] void fail_empty(const std::string& path) {
@@ -237,14 +237,12 @@ arma::Mat<double> read_lines(line_reader& lines, job j) {
 
 arma::Mat<double> read_file(const job& j) {
   check_delimiter(j.delimiter);
-  // A directory opens like a file and fails only when it is read.
-  std::error_code ignored;
-  if (std::filesystem::is_directory(j.path, ignored)) fail_unopened(j.path);
+  if (const int failure = read_failure(j.path)) fail_unopened(j.path, failure);
   const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(j.path.c_str(), "rb"), std::fclose);
-  if (!file) fail_unopened(j.path);
+  if (!file) fail_unopened(j.path, errno);
   line_reader lines([&](char* to, std::size_t size) {
     const std::size_t got = std::fread(to, 1, size, file.get());
-    if (got == 0 && std::ferror(file.get()) != 0) fail_unopened(j.path);
+    if (got == 0 && std::ferror(file.get()) != 0) fail_unopened(j.path, errno);
     return got;
   });
   return read_lines(lines, j);

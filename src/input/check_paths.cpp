@@ -1,13 +1,9 @@
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <unordered_map>
 
 #include "input/input_file.hpp"
 #include "support/error.hpp"
+#include "support/file_access.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
 #include "support/text.hpp"
@@ -18,10 +14,19 @@ namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void cannot_create(const std::string& path) {
-  throw error("ERROR: File \"" + path +
-              "\" cannot be created.\n"
-              "       Please check that the file path is correct in SAVE command.");
+[[noreturn]] void cannot_read(const std::string& path, int failure) {
+  const std::string done = is_absent(failure) ? "found" : "opened";
+  throw error("ERROR: File \"" + path + "\" cannot be " + done + "." + system_reason(failure));
+}
+
+[[noreturn]] void cannot_create(const std::string& path, int failure) {
+  throw error("ERROR: File \"" + path + "\" cannot be created." +
+              path_advice(failure, "Please check that the file path is correct in SAVE command."));
+}
+
+[[noreturn]] void cannot_create_folder(const std::string& folder, int failure) {
+  throw error("ERROR: Folder \"" + folder + "\" cannot be created." +
+              path_advice(failure, "Please check that the path is correct in --traceplot."));
 }
 
 /// A key of SAVE or an option of the command line, as messages call it.
@@ -38,40 +43,9 @@ std::string called(const std::string& key) {
               ".\n       Both would be written to \"" + path + "\".");
 }
 
-/// True when something that can be written stands at the path. Its contents stay. Pipes and devices are not
-/// opened: that would wait for a reader or disturb one.
-bool existing_is_writable(const std::string& path) {
-  std::error_code none;
-  if (fs::is_directory(path, none)) return false;
-  if (!fs::is_regular_file(path, none)) return ::access(path.c_str(), W_OK) == 0;
-  return std::ofstream(path, std::ios::app).good();
-}
-
-/// Makes a new file and takes it away again. A file that another program puts there in between is kept.
-bool can_create(const std::string& path) {
-  std::FILE* file = std::fopen(path.c_str(), "wx");
-  if (file == nullptr) return errno == EEXIST && existing_is_writable(path);
-  std::fclose(file);
-  return std::remove(path.c_str()) == 0;
-}
-
-/// Finds a path that cannot be written before the chains start, without a trace on the disk.
-bool can_write(const std::string& path) {
-  std::error_code none;
-  return fs::exists(path, none) ? existing_is_writable(path) : can_create(end_of_links(path));
-}
-
 bool same_file(const std::string& a, const std::string& b) {
   std::error_code none;
   return fs::equivalent(a, b, none);
-}
-
-/// The data can be opened for reading. Pipes are not opened here: what they hold can be read only once.
-bool is_readable(const std::string& path) {
-  std::error_code none;
-  if (fs::is_directory(path, none)) return false;
-  if (!fs::is_regular_file(path, none)) return ::access(path.c_str(), R_OK) == 0;
-  return std::ifstream(path).good();
 }
 
 std::string numbered(const std::string& path, const std::string& number) {
@@ -100,7 +74,7 @@ void InputFile::checkPaths() const {
     for (const auto& [key, path] : savePaths) {
       if (!path.empty() && iequals(path, data_file)) matches(key, "DATA command");
     }
-    if (!is_readable(data_file)) throw error("ERROR: File \"" + data_file + "\" cannot be found.");
+    if (const int failure = read_failure(data_file)) cannot_read(data_file, failure);
   }
   for (const auto& [key, path] : savePaths) {
     if (path.empty()) continue;
@@ -126,7 +100,7 @@ void InputFile::checkSource(const output& file) const {
 
 void InputFile::checkTarget(const std::string& key, const std::string& path) const {
   checkSource({key, path});
-  if (!can_write(path)) cannot_create(path);
+  if (const int failure = write_failure(path)) cannot_create(path, failure);
 }
 
 void InputFile::checkSeparate() const {
@@ -168,15 +142,14 @@ void InputFile::checkOutputs(std::vector<output> files) const {
 void InputFile::checkTraces(const std::vector<output>& files) const {
   const std::string& folder = Output::traceplotPath;
   if (folder.empty()) return;
-  std::error_code failed;
+  std::error_code failed, none;
   fs::create_directories(folder, failed);
-  if (!fs::is_directory(folder, failed) || !can_write(folder + "/labels.dat") ||
-      !can_write(folder + "/burn1.csv")) {
-    throw error("ERROR: Folder \"" + folder +
-                "\" cannot be created.\n       Please check that the path is correct in --traceplot.");
+  if (!fs::is_directory(folder, none)) cannot_create_folder(folder, failed.value());
+  for (const char* name : {"/labels.dat", "/burn1.csv"}) {
+    if (const int failure = write_failure(folder + name)) cannot_create_folder(folder, failure);
   }
   const std::string option = "--traceplot";
-  const fs::path place = fs::canonical(folder, failed);
+  const fs::path place = fs::canonical(folder, none);
   const auto is_trace = [&](const std::string& path) {
     const fs::path end = end_of_links(path);
     return end.parent_path() == place && is_trace_name(end.filename().string());

@@ -1,12 +1,14 @@
 #include "input/input_file.hpp"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 
 #include "input/commands.hpp"
 #include "random/random.hpp"
 #include "support/error.hpp"
+#include "support/file_access.hpp"
 #include "support/source.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
@@ -19,8 +21,8 @@ const std::vector<std::string> InputFile::invalid_strings = {
 
 namespace {
 
-[[noreturn]] void unable_to_open(const std::string& path) {
-  throw error("ERROR: Unable to open syntax file\n        at " + path);
+[[noreturn]] void unable_to_open(const std::string& path, int failure) {
+  throw error("ERROR: Unable to open syntax file\n        at " + path + system_reason(failure));
 }
 
 /// A command file as one line, without comments, and where in it each line of the file begins.
@@ -36,9 +38,9 @@ struct command_text {
 
 /// Every line adds a blank and its text up to the first '#'.
 command_text read_without_comments(const std::string& path) {
-  std::error_code none;
+  if (const int failure = read_failure(path)) unable_to_open(path, failure);
   std::ifstream file(path);
-  if (!file || std::filesystem::is_directory(path, none)) unable_to_open(path);
+  if (!file) unable_to_open(path, errno);
   command_text out;
   std::string line;
   for (bool first = true; std::getline(file, line); first = false) {
@@ -56,7 +58,7 @@ void enter_folder_of(const std::string& path) {
   if (slash == std::string::npos) return;
   std::error_code failed;
   std::filesystem::current_path(slash == 0 ? path.substr(0, 1) : path.substr(0, slash), failed);
-  if (failed) unable_to_open(path);
+  if (failed) unable_to_open(path, failed.value());
 }
 
 keyed_list<std::string> initial_paths() {

@@ -264,12 +264,6 @@ std::vector<constraint_info> ModelList::constraintInfo(
   return out;
 }
 
-std::vector<unsigned> ModelList::row_starts() const {
-  std::vector<unsigned> out = {0};
-  for (const Model& model : *this) out.push_back(out.back() + model.n_rows());
-  return out;
-}
-
 std::pair<unsigned, unsigned> ModelList::estimates_span(const Model& wanted) const {
   // The same object if it is one of the list, else an equal one: with merging switched off two models can
   // share their outcome.

@@ -157,7 +157,8 @@ class Model {
   /// The rows of the model in the estimates: variances and covariances from the top level down (lower
   /// triangle by columns), residual variance or what stands for it, coefficients, thresholds, lambda; then
   /// standardized slopes; then shares. Values come from the outcome model in the same order. For a nominal
-  /// outcome they are the rows of one dummy code, and the list repeats n_codes() times.
+  /// outcome they are the rows of one dummy code, and the list repeats n_codes() times. Made anew by each
+  /// call; whoever reads those of a whole list takes a model::row_table.
   std::vector<model::row> rows() const;
   /// Which rows those are (model/row_layout.hpp).
   model::row_layout layout() const;
@@ -165,6 +166,8 @@ class Model {
   std::vector<std::string> parameters() const;
   std::vector<std::string> standardized() const;
   std::vector<std::string> rsquare() const;
+  /// The number of thresholds among the rows of one outcome.
+  unsigned n_thresholds() const;
   /// The number of dummy codes of a nominal outcome, 1 for every other.
   unsigned n_codes() const;
   /// The number of rows of the model in the estimates.

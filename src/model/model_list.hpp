@@ -135,10 +135,8 @@ class ModelList : public std::vector<Model> {
   /// All of that for every label at once, by lower-cased label, in one pass. Checks nothing.
   std::unordered_map<std::string, model::label_uses> label_table() const;
 
-  /// First row of each model in the estimates, and behind the last one the number of all rows.
-  std::vector<unsigned> row_starts() const;
   /// First row of a model in the estimates, and its row count; one row for each of its names. Throws
-  /// tovik::error_debug if the model is not in the list. For many models use row_starts().
+  /// tovik::error_debug if the model is not in the list. For many models take a model::row_table.
   std::pair<unsigned, unsigned> estimates_span(const Model& model) const;
 
   /// The parameters of a run by lower-cased name, each with a new cell. Slots are a function of the list

@@ -83,18 +83,9 @@ std::vector<row> residual_rows(const Model& model, model::residual_rows which) {
   return out;
 }
 
-/// The first of the K - 1 thresholds of K categories is 0 where an intercept places the scale.
-std::vector<row> threshold_rows(const Model& model) {
-  const bool indicator = model.kind() == model::kind::missing;
-  const std::size_t categories = indicator ? 2 : model.outcomes.front().variable->values.size();
-  const bool anchored =
-      std::any_of(model.fixed.begin(), model.fixed.end(), [](const model::anyVariable& term) {
-        return term.is_intercept() && !(term.param.is_fixed() && term.param.value() == 0.0);
-      });
-  const std::size_t all = categories > 0 ? categories - 1 : 0;
-  const std::size_t n = anchored && all > 0 ? all - 1 : all;
+std::vector<row> threshold_rows(unsigned n) {
   std::vector<row> out;
-  for (std::size_t k = 1; k <= n; ++k)
+  for (unsigned k = 1; k <= n; ++k)
     out.push_back(plain_row(row_section::threshold, "Tau " + std::to_string(k)));
   return out;
 }
@@ -197,7 +188,7 @@ std::vector<row> Model::parameter_rows(const model::row_layout& layout) const {
     append_covariances(out, printed_level(static_cast<unsigned>(c)), reName(c));
   append(out, residual_rows(*this, layout.residual));
   append(out, coefficient_rows(row_section::fixed, true));
-  if (layout.thresholds) append(out, threshold_rows(*this));
+  append(out, threshold_rows(n_thresholds()));
   if (layout.lambda) out.push_back(plain_row(row_section::transform, "Yeo-Johnson (lambda)"));
   if (!has_several_outcomes(*this)) return out;
   std::vector<row> all;
@@ -255,6 +246,18 @@ std::vector<std::string> Model::standardized() const {
 std::vector<std::string> Model::rsquare() const {
   const auto test = [](row_section section) { return section == row_section::share; };
   return texts(rows(), test, [](const row& one) { return one.tagged(); });
+}
+
+/// The first of the K - 1 thresholds of K categories is 0 where an intercept places the scale.
+unsigned Model::n_thresholds() const {
+  if (!layout().thresholds) return 0;
+  const std::size_t categories =
+      kind() == model::kind::missing ? 2 : outcomes.front().variable->values.size();
+  const bool anchored = std::any_of(fixed.begin(), fixed.end(), [](const model::anyVariable& term) {
+    return term.is_intercept() && !(term.param.is_fixed() && term.param.value() == 0.0);
+  });
+  const std::size_t all = categories > 0 ? categories - 1 : 0;
+  return static_cast<unsigned>(anchored && all > 0 ? all - 1 : all);
 }
 
 unsigned Model::n_codes() const {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "model/model_list.hpp"
+#include "model/row_table.hpp"
 #include "results/report_predictors.hpp"
 #include "results/report_rows.hpp"
 #include "results/summary.hpp"
@@ -65,11 +66,11 @@ class numbered_rows {
 /// Walks through the equations as the tables of estimates do.
 class label_report {
  public:
-  label_report(std::FILE* stream, const ModelList& models, const numbered_rows& rows)
-      : stream_(stream), models_(models), rows_(rows) {}
+  label_report(std::FILE* stream, const ModelList& models, const model::row_table& table,
+               const numbered_rows& rows)
+      : stream_(stream), models_(models), table_(table), rows_(rows) {}
 
   void print() {
-    const std::vector<unsigned> starts = models_.row_starts();
     std::string block = block::predef::none;
     for (unsigned i = 0; i < models_.size(); ++i) {
       const Model& model = models_[i];
@@ -77,13 +78,13 @@ class label_report {
       if (model.block != block) flush(phantoms_, "Phantom Variable Correlations:");
       block = model.block;
       if (model.kind() == model::kind::phantom) {
-        phantoms_.emplace_back(Model::correlationParse(model), starts[i]);
+        phantoms_.emplace_back(Model::correlationParse(model), table_.first(i));
       } else if (model.kind() == model::kind::parameter) {
-        parameters_.emplace_back(model.name(), starts[i]);
+        parameters_.emplace_back(model.name(), table_.first(i));
       } else if (model.kind() == model::kind::computation) {
-        computations_.emplace_back(model.name(), starts[i]);
+        computations_.emplace_back(model.name(), table_.first(i));
       } else {
-        print_model(model, starts[i]);
+        print_model(i);
       }
     }
     flush(phantoms_, "Phantom Variable Correlations:");
@@ -101,18 +102,19 @@ class label_report {
     rows.clear();
   }
 
-  void print_model(const Model& model, arma::uword number) const {
+  void print_model(unsigned i) const {
+    const Model& model = models_[i];
+    arma::uword number = table_.first(i);
     std::fprintf(stream_, "\n%s\n\n", model_title(model).c_str());
     const bool nominal = model.kind() == model::kind::nominal;
     for (unsigned code = 0; code < model.n_codes(); ++code) {
       if (nominal) rows_.section("", model.outcomes.front().variable->dummies.at(code)->name);
-      print_rows(model, number);
+      print_rows(model, table_.rows(i), number);
     }
   }
 
-  void print_rows(const Model& model, arma::uword& number) const {
+  void print_rows(const Model& model, const std::vector<model::row>& all, arma::uword& number) const {
     const model::row* last = nullptr;
-    const std::vector<model::row> all = model.rows();
     for (const model::row& row : all) {
       if (last == nullptr || last->section != row.section)
         rows_.section(last == nullptr ? "" : "\n", section_title(row.section, model, models_));
@@ -124,6 +126,7 @@ class label_report {
 
   std::FILE* stream_;
   const ModelList& models_;
+  const model::row_table& table_;
   const numbered_rows& rows_;
   numbered phantoms_;
   numbered parameters_;
@@ -165,8 +168,9 @@ void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, con
   const numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(),
                            width);
   rows.heading();
-  label_report(stream, models, rows).print();
-  print_predictor_labels(stream, *this, rows, models.row_starts().back());
+  const model::row_table table(models);
+  label_report(stream, models, table, rows).print();
+  print_predictor_labels(stream, *this, rows, table.total());
   std::fputs("\n", stream);
   std::fflush(stream);
 }

@@ -8,6 +8,7 @@
 #include "data/variable.hpp"
 #include "model/model_list.hpp"
 #include "model/row_layout.hpp"
+#include "model/row_table.hpp"
 #include "results/report_predictors.hpp"
 #include "sem/chain/mcmc.hpp"
 
@@ -102,10 +103,9 @@ class label_lines {
   }
 
   /// The rows of one equation; a nominal outcome has them once for each dummy code.
-  void write(const Model& model, unsigned number) {
+  void write(const Model& model, const std::vector<model::row>& rows, unsigned number) {
     const unsigned codes = model.n_codes();
     const model::standardized_rows standardized = model.layout().standardized;
-    const std::vector<model::row> rows = model.rows();
     for (unsigned code = 0; code < codes; ++code) {
       const std::string name =
           codes > 1 ? model.outcomes.front().variable->dummies.at(code)->name : model.name();
@@ -123,23 +123,19 @@ class label_lines {
 void sem::Mcmc::printParameterLabelsFile(std::FILE* stream, const VariableList&,
                                          const ModelList& models) const {
   label_lines lines(stream);
-  const std::vector<unsigned> starts = models.row_starts();
-  std::size_t place = 0;
-  for (const Model& model : models) {
-    const unsigned first = starts[place++] + 1;
-    if (model.kind() != model::kind::phantom) continue;
-    const std::string label = Model::correlationParse(model);
-    lines.write(label, label, label, first);
+  const model::row_table table(models);
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    if (models[i].kind() != model::kind::phantom) continue;
+    const std::string label = Model::correlationParse(models[i]);
+    lines.write(label, label, label, table.first(i) + 1);
   }
-  arma::uword first_row = starts.back() + 1;
+  arma::uword first_row = table.total() + 1;
   for (const auto& model : predictors()) {
     lines.write(*model, predictor_column_names(), first_row);
     first_row += model->numParams();
   }
-  place = 0;
-  for (const Model& model : models) {
-    const unsigned first = starts[place++] + 1;
-    if (model.kind() != model::kind::phantom) lines.write(model, first);
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    if (models[i].kind() != model::kind::phantom) lines.write(models[i], table.rows(i), table.first(i) + 1);
   }
 }
 

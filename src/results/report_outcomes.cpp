@@ -8,6 +8,7 @@
 
 #include "model/model_list.hpp"
 #include "model/row_layout.hpp"
+#include "model/row_table.hpp"
 #include "results/report_rows.hpp"
 #include "results/simple_slopes.hpp"
 #include "results/summary.hpp"
@@ -60,10 +61,10 @@ void print_row(const Table& table, const model::row& row, const arma::Row<double
   }
 }
 
-void print_rows(const Table& table, const Model& model, const ModelList& models, estimates& values) {
+void print_rows(const Table& table, const Model& model, const std::vector<model::row>& rows,
+                const ModelList& models, estimates& values) {
   const model::standardized_rows standardized = model.layout().standardized;
   const model::row* last = nullptr;
-  const std::vector<model::row> rows = model.rows();
   for (const model::row& row : rows) {
     if (last == nullptr || last->section != row.section) {
       const std::string title = section_title(row.section, model, models);
@@ -152,6 +153,7 @@ class outcome_report {
                  const sem::SimpleList& effects)
       : stream_(stream),
         models_(models),
+        rows_(models),
         summary_(summary),
         effects_(effects),
         columns_(summary.colNames()),
@@ -202,7 +204,7 @@ class outcome_report {
   }
 
   void skip(unsigned i) {
-    values_.skip(models_[i].n_rows());
+    values_.skip(rows_.count(i));
     if (effects_.find(i) != nullptr) simple_.skip(print_effects(nullptr, i));
   }
 
@@ -225,7 +227,7 @@ class outcome_report {
     const bool nominal = model.kind() == model::kind::nominal;
     for (unsigned code = 0; code < codes; ++code) {
       if (nominal) table.section(model.outcomes.front().variable->dummies.at(code)->name);
-      if (!values_.empty()) print_rows(table, model, models_, values_);
+      if (!values_.empty()) print_rows(table, model, rows_.rows(i), models_, values_);
     }
     table.close("\n");
     if (effects_.find(i) != nullptr) simple_.skip(print_effects(stream_, i));
@@ -264,6 +266,7 @@ class outcome_report {
 
   std::FILE* stream_;
   const ModelList& models_;
+  const model::row_table rows_;
   const Summary& summary_;
   const sem::SimpleList& effects_;
   std::vector<std::string> columns_;

@@ -81,9 +81,10 @@ file_writer::file_writer(std::string path) : path_(std::move(path)) {
 }
 
 void file_writer::open_directly(int descriptor) {
-  if (descriptor < 0) return;
-  file_ = ::fdopen(descriptor, "w");
-  if (file_ == nullptr) ::close(descriptor);
+  if (descriptor >= 0) file_ = ::fdopen(descriptor, "w");
+  if (file_ != nullptr) return;
+  open_failure_ = errno;
+  if (descriptor >= 0) ::close(descriptor);
 }
 
 void file_writer::open_beside() {
@@ -96,6 +97,7 @@ void file_writer::open_beside() {
     fd = make_temporary(fs::temp_directory_path(failed), target_, temporary_);
   }
   if (fd < 0) {
+    open_failure_ = errno;
     temporary_.clear();
     return;
   }
@@ -113,6 +115,7 @@ file_writer& file_writer::operator=(file_writer&& other) noexcept {
   std::swap(temporary_, other.temporary_);
   std::swap(file_, other.file_);
   std::swap(failed_, other.failed_);
+  std::swap(open_failure_, other.open_failure_);
   return *this;
 }
 
@@ -176,17 +179,18 @@ file_set::~file_set() {
   open_set = nullptr;
 }
 
-std::vector<std::string>& file_set::failures() {
-  static std::vector<std::string> paths;
-  return paths;
+std::vector<unwritten_file>& file_set::failures() {
+  static std::vector<unwritten_file> files;
+  return files;
 }
 
 namespace {
 
 void put_in_place(file_writer& file) {
   if (file.commit()) return;
-  std::vector<std::string>& failed = file_set::failures();
-  if (std::find(failed.begin(), failed.end(), file.path()) == failed.end()) failed.push_back(file.path());
+  std::vector<unwritten_file>& failed = file_set::failures();
+  const auto same = [&](const unwritten_file& one) { return one.path == file.path(); };
+  if (std::none_of(failed.begin(), failed.end(), same)) failed.push_back({file.path(), file.open_failure()});
 }
 
 }  // namespace

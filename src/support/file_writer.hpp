@@ -35,6 +35,8 @@ class file_writer {
   bool commit();
 
   bool good() const { return !failed_; }
+  /// The system's error number when the file could not be opened, else 0.
+  int open_failure() const { return open_failure_; }
   const std::string& path() const { return path_; }  ///< as it was given
 
  private:
@@ -48,6 +50,15 @@ class file_writer {
   std::string temporary_;  ///< where the text waits; empty for devices, pipes, and when it waits no longer
   std::FILE* file_ = nullptr;
   bool failed_ = false;
+  int open_failure_ = 0;
+};
+
+/// A file that could not be written completely.
+struct unwritten_file {
+  std::string path;  ///< as it was given
+  int open_failure = 0;
+
+  bool operator==(const unwritten_file&) const = default;
 };
 
 /// Files that appear together. While a set is open, store() keeps files back for it; without one each file
@@ -64,8 +75,8 @@ class file_set {
 
   /// Takes a written file: for the open set, or for its place at once.
   static void store(file_writer file);
-  /// Paths that could not be written completely, as they were given, each once.
-  static std::vector<std::string>& failures();
+  /// What could not be written completely, each path once.
+  static std::vector<unwritten_file>& failures();
 
  private:
   std::vector<file_writer> files_;

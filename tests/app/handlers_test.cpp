@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <new>
 #include <stdexcept>
 #include <system_error>
@@ -82,13 +83,17 @@ TEST(Handlers, TellWhatToDoWhenMemoryIsShort) {
 
 TEST(Handlers, NameFilesThatCouldNotBeWrittenBehindEverythingElse) {
   const std::string file = "ERROR: The file 'a.csv' could not be written completely.\n";
-  EXPECT_EQ(words([] { tovik::file_set::failures().push_back("a.csv"); }), file);
+  EXPECT_EQ(words([] { tovik::file_set::failures().push_back({"a.csv"}); }), file);
   EXPECT_EQ(words([] {
-              tovik::file_set::failures().push_back("a.csv");
+              tovik::file_set::failures().push_back({"a.csv"});
               throw tovik::error("ERROR: x");
             }),
             "ERROR: x\n" + no_warnings + file);
   EXPECT_TRUE(tovik::file_set::failures().empty());
+  EXPECT_EQ(words([] {
+              tovik::file_set::failures().push_back({"a.csv", EACCES});
+            }),
+            file + "       The system says: Permission denied.\n");
 }
 
 TEST(Handlers, ReturnZeroAndPrintNothingOnSuccess) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cmath>
 #include <sstream>
 
@@ -214,7 +215,7 @@ TEST_F(ResultFiles, TracesHoldTheBurnInByParameter) {
   EXPECT_TRUE(std::filesystem::exists("traces/labels.dat"));
   group->saveTraces("no/such/folder", prepared->vars, prepared->models);
   ASSERT_EQ(file_set::failures().size(), 9u);
-  EXPECT_EQ(file_set::failures().back(), "no/such/folder/labels.dat");
+  EXPECT_EQ(file_set::failures().back(), (unwritten_file{"no/such/folder/labels.dat", ENOENT}));
   file_set::failures().clear();
 }
 
@@ -239,7 +240,7 @@ TEST_F(ResultFiles, LabelsNameEveryRowOfTheDraws) {
             "\"y\" \"R2\" \"Level-1 Residual Variation\" 11\n");
   EXPECT_EQ(group->iterations().n_rows(), 11u);
   group->saveLabelFile("no/such/folder/l.dat", prepared->vars, prepared->models);
-  EXPECT_EQ(file_set::failures(), Names{"no/such/folder/l.dat"});
+  EXPECT_EQ(file_set::failures(), (std::vector{unwritten_file{"no/such/folder/l.dat", ENOENT}}));
   file_set::failures().clear();
 }
 

@@ -55,14 +55,18 @@ TEST(ReadDataMessages, FileMustOpen) {
 
 TEST(ReadDataMessages, DirectoryIsNoFile) {
   const std::string path = std::filesystem::temp_directory_path().string();
-  EXPECT_EQ(failure(path, "NA", {}), "ERROR: Unable to open data file at \"" + path + "\"");
-  EXPECT_EQ(failure(path, "", {"x"}), "ERROR: Unable to open data file at \"" + path + "\"");
+  const std::string want =
+      "ERROR: Unable to open data file at \"" + path + "\"\n       The system says: Is a directory.";
+  EXPECT_EQ(failure(path, "NA", {}), want);
+  EXPECT_EQ(failure(path, "", {"x"}), want);
 }
 
 TEST(ReadDataMessages, FailingReadIsToldAsUnopened) {
   // The address space of a process opens, but nothing is mapped at its first byte.
   ASSERT_TRUE(std::filesystem::exists("/proc/self/mem"));
-  EXPECT_EQ(failure("/proc/self/mem", "NA", {}), "ERROR: Unable to open data file at \"/proc/self/mem\"");
+  EXPECT_EQ(
+      failure("/proc/self/mem", "NA", {}),
+      "ERROR: Unable to open data file at \"/proc/self/mem\"\n       The system says: Input/output error.");
 }
 
 TEST(ReadDataMessages, EmptyFile) {

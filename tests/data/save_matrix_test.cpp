@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <fstream>
 #include <limits>
@@ -175,7 +176,7 @@ TEST_F(SaveMatrix, AFileThatCannotBeWrittenIsNamed) {
   const std::string none = ::testing::TempDir() + "no/such/folder/x.csv";
   save_matrix(arma::Mat<double>(1, 1, arma::fill::zeros), none, "csv", "", nan, false);
   save_matrix(arma::Mat<double>(1, 1, arma::fill::zeros), "/dev/full", "csv", "", nan, false);
-  EXPECT_EQ(file_set::failures(), (std::vector<std::string>{none, "/dev/full"}));
+  EXPECT_EQ(file_set::failures(), (std::vector<unwritten_file>{{none, ENOENT}, {"/dev/full"}}));
   file_set::failures().clear();
 }
 

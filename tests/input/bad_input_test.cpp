@@ -53,7 +53,8 @@ TEST_F(BadInput, NamesOfAMegabyteStayWhole) {
             "ERROR: Do not recognize keyword \"" + name + "\" in OPTIONS command.");
   EXPECT_EQ(add_fault("SAVE: burn = " + name),
             "ERROR: File \"" + name +
-                "\" cannot be created.\n       Please check that the file path is correct in SAVE command.");
+                "\" cannot be created.\n       Please check that the file path is correct in SAVE command."
+                "\n       The system says: File name too long.");
 }
 
 TEST_F(BadInput, NestedParenthesesAreKept) {

@@ -55,8 +55,7 @@ TEST_F(CheckPaths, EverySeparateFileIsTried) {
   EXPECT_FALSE(std::filesystem::exists("out/imp1.csv"));
   std::filesystem::create_directory("out/b2.csv");
   EXPECT_EQ(add_fault("NIMPS: 3; SAVE: separate = out/b*.csv;"),
-            "ERROR: File \"out/b2.csv\" cannot be created.\n"
-            "       Please check that the file path is correct in SAVE command.");
+            cannot_create("out/b2.csv") + "\n       The system says: Is a directory.");
 }
 
 TEST_F(CheckPaths, WhatStandsThereStays) {
@@ -118,9 +117,10 @@ TEST_F(CheckPaths, TheProbeHasTheNameOfARealFile) {
 
 TEST_F(CheckPaths, FoldersPipesAndLinks) {
   fs::create_directory("folder");
-  EXPECT_EQ(add_fault("SAVE: burn = folder;"), cannot_create("folder"));
+  EXPECT_EQ(add_fault("SAVE: burn = folder;"),
+            cannot_create("folder") + "\n       The system says: Is a directory.");
   EXPECT_EQ(read_fault("DATA: folder; SEED: 1; BURN: 1; ITER: 4; MODEL: y ~ x;"),
-            "ERROR: File \"folder\" cannot be found.");
+            "ERROR: File \"folder\" cannot be opened.\n       The system says: Is a directory.");
   ASSERT_EQ(::mkfifo("pipe", 0600), 0);
   EXPECT_EQ(add_fault("SAVE: burn = pipe;"), "");  // returns although nobody reads
   EXPECT_TRUE(fs::is_fifo("pipe"));
@@ -128,7 +128,8 @@ TEST_F(CheckPaths, FoldersPipesAndLinks) {
   EXPECT_EQ(add_fault("SAVE: burn = link.csv;"), "");
   EXPECT_TRUE(fs::is_symlink("link.csv"));
   EXPECT_FALSE(fs::exists("later.csv"));
-  EXPECT_EQ(add_fault("SAVE: burn = " + std::string(300, 'x') + ";"), cannot_create(std::string(300, 'x')));
+  EXPECT_EQ(add_fault("SAVE: burn = " + std::string(300, 'x') + ";"),
+            cannot_create(std::string(300, 'x')) + "\n       The system says: File name too long.");
 }
 
 TEST_F(CheckPaths, APureSimulationNeedsOnlyItsOwnFile) {

@@ -169,7 +169,8 @@ TEST_F(Reader, ReportsUnreadableFiles) {
   const auto at = [&](const std::string& path) { return fault([&] { InputFile in(path); }); };
   EXPECT_EQ(at("none.imp"), "ERROR: Unable to open syntax file\n        at none.imp");
   EXPECT_EQ(at(""), "ERROR: Unable to open syntax file\n        at ");
-  EXPECT_EQ(at(folder_.string()), "ERROR: Unable to open syntax file\n        at " + folder_.string());
+  EXPECT_EQ(at(folder_.string()), "ERROR: Unable to open syntax file\n        at " + folder_.string() +
+                                      "\n       The system says: Is a directory.");
 }
 
 TEST_F(Reader, EntersTheFolderOfTheFile) {

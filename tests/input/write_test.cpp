@@ -1,3 +1,4 @@
+#include <cerrno>
 #include <sstream>
 
 #include "command_file.hpp"
@@ -285,7 +286,9 @@ TEST_F(WriteFiles, AFolderThatHasGoneIsAFailureForEachFile) {
   seen += cells(1);
   in->writeAvgImp(seen);
   EXPECT_FALSE(exists("gone"));
-  EXPECT_EQ(file_set::failures(), (Names{"gone/b.csv", "gone/e.csv", "gone/a.csv"}));
+  EXPECT_EQ(
+      file_set::failures(),
+      (std::vector<unwritten_file>{{"gone/b.csv", ENOENT}, {"gone/e.csv", ENOENT}, {"gone/a.csv", ENOENT}}));
   file_set::failures().clear();
 }
 

@@ -1,5 +1,6 @@
 // The names of the rows of every kind of outcome and every link.
 
+#include "model/row_table.hpp"
 #include "run_models.hpp"
 
 namespace tovik::tests::kind_rows_test {
@@ -260,12 +261,17 @@ TEST(KindRows, PropensitiesIndicatorsAndNamedEffectsKeepTheirNames) {
 TEST(KindRows, SpansFollowEachOther) {
   run_models run(1, {"y ~ x@a | x", "g ~ x", "visits ~ x", "grade ~ x", "y <-> grade"},
                  {"a ~ normal(0, 1)", "d = 2 * a"});
-  const std::vector<unsigned> starts = run.all.row_starts();
+  const model::row_table table(run.all);
+  const std::vector<unsigned>& starts = table.starts();
   ASSERT_EQ(starts.size(), run.all.size() + 1);
   EXPECT_EQ(starts.front(), 0u);
+  EXPECT_EQ(starts.back(), table.total());
   for (std::size_t i = 0; i < run.all.size(); ++i) {
     EXPECT_EQ(run.all.estimates_span(run.all[i]), std::make_pair(starts[i], run.all[i].n_rows()));
     EXPECT_EQ(starts[i + 1], starts[i] + run.all[i].n_rows());
+    EXPECT_EQ(table.first(i), starts[i]);
+    EXPECT_EQ(table.count(i), run.all[i].n_rows());
+    EXPECT_EQ(table.rows(i).size() * run.all[i].n_codes(), run.all[i].n_rows());
   }
 }
 

@@ -7,6 +7,7 @@
 #include "results/simple_slopes.hpp"
 #include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::mcmc_simple_test {
 namespace {

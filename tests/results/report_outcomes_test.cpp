@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "capture.hpp"
+#include "model/row_table.hpp"
 #include "model/run_models.hpp"
 #include "results/settings.hpp"
 #include "results/simple_slopes.hpp"
@@ -54,7 +55,7 @@ class ReportOutcomes : public testing::Test {
     warning::buffer.clear();
   }
 
-  static arma::uword n_rows(const ModelList& models) { return models.row_starts().back(); }
+  static arma::uword n_rows(const ModelList& models) { return model::row_table(models).total(); }
 
   static std::string print(const ModelList& models, const Summary& estimates, const Summary& simple = {},
                            const sem::SimpleList& effects = {}) {
@@ -155,7 +156,7 @@ TEST_F(ReportOutcomes, ABlockHasCovariancesAndCorrelations) {
   const std::size_t at = text.find("\nCovariance Matrix:");
   ASSERT_NE(at, std::string::npos) << text;
   const unsigned block = run.all.subset_multi().at(0);
-  const int k = static_cast<int>(run.all.row_starts()[block]);
+  const int k = static_cast<int>(model::row_table(run.all).first(block));
   EXPECT_EQ(text.substr(at),
             "\nCovariance Matrix: y y2 y10   \n\n" + heading + title("Covariances:") +
                 untested("Var(y)", k + 1) + untested("Cov(y,y2)", k + 2) + untested("Cov(y,y10)", k + 3) +
@@ -172,10 +173,10 @@ TEST_F(ReportOutcomes, PhantomsFollowTheirBlock) {
   ASSERT_NE(at, std::string::npos) << text;
   unsigned place = 0;
   while (run.all[place].kind() != model::kind::phantom) ++place;
-  EXPECT_EQ(text.substr(at),
-            "\nPhantom Variable Correlations:\n\n" + heading +
-                full("y2[school] <-> y[school]", static_cast<int>(run.all.row_starts()[place]) + 1) +
-                closing + "\n\n\n");
+  EXPECT_EQ(text.substr(at), "\nPhantom Variable Correlations:\n\n" + heading +
+                                 full("y2[school] <-> y[school]",
+                                      static_cast<int>(model::row_table(run.all).first(place)) + 1) +
+                                 closing + "\n\n\n");
 }
 
 TEST_F(ReportOutcomes, AFixedPhantomCorrelationShowsItsValue) {
@@ -204,7 +205,7 @@ TEST_F(ReportOutcomes, HiddenEquationsKeepTheirRows) {
   EXPECT_EQ(text.substr(0, summaries.size() + 57),
             summaries + "  WARNING: 1 model was suppressed from printing.\n\n\nOutcom");
   EXPECT_EQ(text.find("Outcome Variable:  " + run.all[1].name() + " "), std::string::npos);
-  const int k = static_cast<int>(run.all.row_starts()[2]);
+  const int k = static_cast<int>(model::row_table(run.all).first(2));
   EXPECT_NE(text.find(title("Variances:") + untested("Residual Var.", k + 1)), std::string::npos);
 }
 

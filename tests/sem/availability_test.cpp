@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::availability_test {
 namespace {

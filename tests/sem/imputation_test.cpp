@@ -5,9 +5,11 @@
 #include <cmath>
 
 #include "allocation_count.hpp"
+#include "evaluate/parser.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/settings.hpp"
 #include "small_run.hpp"
+#include "support/error.hpp"
 #include "two_equations.hpp"
 
 namespace tovik::tests::imputation_test {

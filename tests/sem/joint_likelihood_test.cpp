@@ -9,6 +9,7 @@
 #include "model/defaults.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::joint_likelihood_test {
 namespace {

@@ -1,19 +1,18 @@
 #pragma once
 
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
 #include "evaluate/value.hpp"
-#include "scan_world.hpp"
-#include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/labels.hpp"
 #include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/priors.hpp"
 #include "sem/phantoms/phantom.hpp"
-#include "sem/phantoms/phantom_links.hpp"
+#include "sem/scan_world.hpp"
 #include "sem/small_run.hpp"
+#include "sem/wiring/working_data.hpp"
 
 namespace tovik::tests {
 
@@ -32,86 +31,28 @@ class label_bench {
   label_bench(const std::vector<std::string>& names, const arma::mat& columns,
               const std::vector<std::string>& ids, const std::vector<std::string>& statements,
               const std::vector<std::string>& parameters, sem::priors prior, std::uint32_t seed,
-              bool changing)
-      : run(with_scores(small_run(names, columns, ids, statements, parameters))),
-        estimator(seed),
-        working(run.data, id_columns(names, ids)),
-        cells(run.models.generate_map()),
-        prior_(prior),
-        changing_(changing) {
-    build();
-  }
+              bool changing);
 
   /// Makes the models anew, at the data as they are.
-  void build() {
-    sem::outcome_context context;
-    context.estimator = &estimator;
-    context.working = &working;
-    context.data = &working.data;
-    context.prior = prior_;
-    context.cells = &cells;
-    context.mutable_columns.assign(working.data.n_cols, changing_);
-    labels.clear();
-    models.clear();
-    for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
-    sem::link_phantoms(run.models, models, working.data);
-    labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
-  }
+  void build();
 
   /// The equation of an outcome.
-  sem::Normal& equation(const std::string& outcome) const {
-    for (std::size_t i = 0; i < models.size(); ++i) {
-      if (run.models[i].name() == outcome) return dynamic_cast<sem::Normal&>(*models[i]);
-    }
-    throw std::out_of_range(outcome);
-  }
-  sem::drawn_label& label(const std::string& name) {
-    for (sem::drawn_label& l : labels) {
-      if (l.name == name) return l;
-    }
-    throw std::out_of_range(name);
-  }
+  sem::Normal& equation(const std::string& outcome) const;
+  sem::drawn_label& label(const std::string& name);
   double cell(const std::string& name) const { return cells.at(name).cell->eval(); }
   arma::mat& data() { return working.data; }
 
   /// The outcome of an equation from the equation, at its current parameters.
-  void draw_outcome(const std::string& outcome) {
-    sem::Normal& model = equation(outcome);
-    arma::mat const fitted = model.compute_predicted(data());
-    for (arma::uword i = 0; i < fitted.n_elem; ++i)
-      data()(i, model.y(0)) = fitted(i) + std::sqrt(model.residVar()) * estimator.random.rnorm();
-  }
+  void draw_outcome(const std::string& outcome);
 
   /// The k-th correlation that a phantom carries, counted from 0 in the order of the list.
-  sem::Phantom& phantom(std::size_t k) const {
-    for (const auto& model : models) {
-      auto* found = dynamic_cast<sem::Phantom*>(model.get());
-      if (found != nullptr && k-- == 0) return *found;
-    }
-    throw std::out_of_range("phantom");
-  }
+  sem::Phantom& phantom(std::size_t k) const;
 
  private:
   /// Columns for the scores of phantoms, as the preparation of the data makes them.
-  static small_run with_scores(small_run run) {
-    for (const auto& v : run.vars.variables) {
-      if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
-      v->column = static_cast<unsigned>(run.data.n_cols);
-      run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::zeros));
-    }
-    return run;
-  }
-
+  static small_run with_scores(small_run run);
   static std::vector<arma::uword> id_columns(const std::vector<std::string>& names,
-                                             const std::vector<std::string>& ids) {
-    std::vector<arma::uword> out;
-    for (const std::string& id : ids) {
-      for (arma::uword j = 0; j < names.size(); ++j) {
-        if (names[j] == id) out.push_back(j);
-      }
-    }
-    return out;
-  }
+                                             const std::vector<std::string>& ids);
 
   sem::priors prior_;
   bool changing_;

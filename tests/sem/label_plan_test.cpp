@@ -8,6 +8,7 @@
 
 #include "model/defaults.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::label_plan_test {
 namespace {

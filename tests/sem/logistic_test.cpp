@@ -6,6 +6,7 @@
 #include <cmath>
 #include <vector>
 
+#include "evaluate/parser.hpp"
 #include "logistic_world.hpp"
 #include "sample_tests.hpp"
 #include "support/error.hpp"

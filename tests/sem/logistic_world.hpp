@@ -1,41 +1,20 @@
 #pragma once
 
 #include <armadillo>
-#include <cmath>
 #include <cstdint>
 
-#include "scan_world.hpp"
 #include "sem/outcomes/logistic.hpp"
-#include "sem/scan/logit.hpp"
+#include "sem/scan_world.hpp"
 
 namespace tovik::tests {
 
 /// What the ensemble adds to a setup for a logistic outcome.
-inline sem::equation_setup logistic(sem::equation_setup setup,
-                                    double prior_variance = sem::Logistic::priBeta) {
-  setup.coefficients = sem::scan::coefficient_prior::ridge(prior_variance);
-  setup.response_moves = true;
-  return setup;
-}
+sem::equation_setup logistic(sem::equation_setup setup, double prior_variance = sem::Logistic::priBeta);
 
 /// 0 or 1 for each unit of the model, from its equation at the data, into every row of the unit.
-inline void draw_binary(World& world, const sem::Logistic& model, Random& rng) {
-  const arma::Mat<double> p = model.compute_predicted_prob(world.data);
-  arma::Col<double> y(p.n_rows);
-  for (arma::uword i = 0; i < y.n_elem; ++i) y(i) = rng.runif() < p(i) ? 1.0 : 0.0;
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, model.y(0)) = y(world.units[model.level](row));
-}
+void draw_binary(World& world, const sem::Logistic& model, Random& rng);
 
 /// y of the data, 0 or 1 with a probability that falls from `high` to `low` over the units.
-inline void simulate_binary(World& world, unsigned level, double high, double low, std::uint32_t seed) {
-  Random rng(seed, 3U);
-  const auto& units = world.units[level];
-  const double n = static_cast<double>(units.max()) + 1.0;
-  arma::Col<double> y(units.max() + 1);
-  for (arma::uword i = 0; i < y.n_elem; ++i)
-    y(i) = rng.runif() < high + (low - high) * static_cast<double>(i) / n ? 1.0 : 0.0;
-  for (arma::uword row = 0; row < world.data.n_rows; ++row) world.data(row, 1) = y(units(row));
-}
+void simulate_binary(World& world, unsigned level, double high, double low, std::uint32_t seed);
 
 }  // namespace tovik::tests

@@ -7,6 +7,7 @@
 #include "sem/chain/saved_columns.hpp"
 #include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::mcmc_test {
 namespace {

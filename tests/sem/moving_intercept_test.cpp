@@ -8,6 +8,7 @@
 
 #include "kernel_samples.hpp"
 #include "predictor_world.hpp"
+#include "support/error.hpp"
 #include "two_level_predictors.hpp"
 
 namespace tovik::tests::moving_intercept_test {

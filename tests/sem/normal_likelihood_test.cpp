@@ -4,6 +4,7 @@
 
 #include "random/densities.hpp"
 #include "scan_world.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::normal_likelihood_test {
 namespace {

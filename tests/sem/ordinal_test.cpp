@@ -11,6 +11,7 @@
 #include "sample_tests.hpp"
 #include "sem/ensemble/output_names.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::ordinal_test {
 namespace {

@@ -6,6 +6,7 @@
 #include "random/densities.hpp"
 #include "sample_tests.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::outcomes_test {
 namespace {

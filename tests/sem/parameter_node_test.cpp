@@ -2,10 +2,12 @@
 
 #include <cmath>
 
+#include "evaluate/parser.hpp"
 #include "random/densities.hpp"
 #include "scan_world.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::parameter_node_test {
 namespace {

@@ -7,6 +7,7 @@
 #include <memory>
 
 #include "phantom_world.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::phantom_group_test {
 namespace {

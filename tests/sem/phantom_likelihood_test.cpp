@@ -6,6 +6,7 @@
 
 #include "phantom_world.hpp"
 #include "random/densities.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::phantom_likelihood_test {
 namespace {

@@ -1,42 +1,22 @@
 #pragma once
 
 #include <armadillo>
-#include <cmath>
-#include <memory>
-#include <utility>
 #include <vector>
 
-#include "scan_world.hpp"
 #include "sem/phantoms/phantom.hpp"
+#include "sem/scan_world.hpp"
 
 namespace tovik::tests {
 
 /// A random number of the prior with shape 1 and scale 1/2 of a variance, or 1 / Wishart(q + 1, I).
-inline arma::Mat<double> draw_prior_covariance(arma::uword q, Random& rng) {
-  if (q == 1) return arma::Mat<double>{1.0 / rng.rgamma(1.0, 2.0)};
-  return arma::inv_sympd(rng.rwish(static_cast<int>(q) + 1, arma::eye(q, q)));
-}
+arma::Mat<double> draw_prior_covariance(arma::uword q, Random& rng);
 
 /// Whether the correlations that phantoms carry leave a positive definite matrix.
-inline bool leaves_variance(arma::Mat<double> S, const std::vector<sem::phantom_term>& terms,
-                            const std::vector<double>& rhos) {
-  const arma::Col<double> diagonal = S.diag();
-  for (std::size_t k = 0; k < terms.size(); ++k)
-    S(terms[k].effect, terms[k].effect) -= std::fabs(rhos[k]) * diagonal(terms[k].effect);
-  arma::Mat<double> root;
-  return arma::chol(root, S);
-}
+bool leaves_variance(arma::Mat<double> S, const std::vector<sem::phantom_term>& terms,
+                     const std::vector<double>& rhos);
 
 /// Lambda by its definition.
-inline arma::Mat<double> dense_loadings(const arma::Mat<double>& S,
-                                        const std::vector<sem::phantom_term>& terms,
-                                        const std::vector<double>& rhos) {
-  arma::Mat<double> out(S.n_rows, terms.size(), arma::fill::zeros);
-  for (std::size_t k = 0; k < terms.size(); ++k) {
-    const double sign = terms[k].signed_side && rhos[k] < 0.0 ? -1.0 : rhos[k] == 0.0 ? 0.0 : 1.0;
-    out(terms[k].effect, k) = sign * std::sqrt(std::fabs(rhos[k]) * S(terms[k].effect, terms[k].effect));
-  }
-  return out;
-}
+arma::Mat<double> dense_loadings(const arma::Mat<double>& S, const std::vector<sem::phantom_term>& terms,
+                                 const std::vector<double>& rhos);
 
 }  // namespace tovik::tests

@@ -5,6 +5,7 @@
 
 #include "kernel_samples.hpp"
 #include "predictor_world.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::predictor_invariance_test {
 namespace {

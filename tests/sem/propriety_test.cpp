@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::propriety_test {
 namespace {

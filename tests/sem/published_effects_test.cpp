@@ -10,6 +10,7 @@
 #include "kernel_samples.hpp"
 #include "phantom_world.hpp"
 #include "sample_tests.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::published_effects_test {
 namespace {

@@ -14,6 +14,7 @@
 #include "scan_world.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::residual_kept_test {
 namespace {

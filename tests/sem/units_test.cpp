@@ -12,6 +12,7 @@
 
 #include "sem/ensemble/outcomes.hpp"
 #include "sem/small_run.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem::units_test {
 namespace {

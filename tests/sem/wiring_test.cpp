@@ -3,11 +3,13 @@
 #include <cmath>
 #include <memory>
 
+#include "evaluate/parser.hpp"
 #include "scan_world.hpp"
 #include "sem/wiring/constraint.hpp"
 #include "sem/wiring/transform.hpp"
 #include "sem/wiring/tune.hpp"
 #include "sem/wiring/weights.hpp"
+#include "support/error.hpp"
 
 namespace tovik::tests::wiring_test {
 namespace {

@@ -5,6 +5,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <csignal>
 #include <fstream>
 #include <iterator>
@@ -229,7 +230,7 @@ TEST_F(FileWriter, AFailureDoesNotHoldUpTheOthers) {
   }
   set.commit();
   EXPECT_EQ(text("b.csv"), "new");
-  EXPECT_EQ(file_set::failures(), std::vector<std::string>{at("no/a.csv")});
+  EXPECT_EQ(file_set::failures(), (std::vector{unwritten_file{at("no/a.csv"), ENOENT}}));
 }
 
 TEST_F(FileWriter, PathsToOneFileHaveOneEnd) {

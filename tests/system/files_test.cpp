@@ -97,6 +97,26 @@ TEST_F(Files, FilesThatMayNotGrowKeepWhatStoodThere) {
   expect_no_temporaries();
 }
 
+TEST_F(Files, TheShortageOfDescriptorsIsToldAsWhatItIs) {
+  const std::string line = "; exec $P " + commands("NIMPS: 2; SAVE: separate = s*.csv, burn = b*.csv;") +
+                           " --output " + at("report") + " > " + at("out") + " 2>&1)";
+  bool refused = false;
+  // The first of them are too few for the loader of the program, which then says so.
+  for (int descriptors = 3; descriptors <= 40; ++descriptors) {
+    const int status = shell("(ulimit -n " + std::to_string(descriptors) + line);
+    if (status == 0) break;
+    if (status == 127) continue;
+    EXPECT_EQ(status, 1) << descriptors;
+    EXPECT_NE(text("out").find("The system lets the program open no more files"), std::string::npos)
+        << descriptors << ": " << text("out");
+    EXPECT_EQ(text("out").find("cannot be found"), std::string::npos);
+    refused = true;
+  }
+  EXPECT_TRUE(refused);
+  EXPECT_TRUE(exists("s2.csv"));
+  expect_no_temporaries();
+}
+
 TEST_F(Files, AFolderThatGoesDuringTheRunLosesItsFilesOnly) {
   fs::create_directory(at("gone"));
   const std::string input =

@@ -113,13 +113,6 @@ arma::Col<arma::uword> categories_of(const equation_setup& setup, const arma::Ma
   return out;
 }
 
-/// How many thresholds, the last ones, have rows of the model.
-arma::uword reported_thresholds(const Model& model) {
-  arma::uword n = 0;
-  for (const model::row& row : model.rows()) n += row.section == model::row_section::threshold ? 1 : 0;
-  return n;
-}
-
 std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Ordinal::priBeta);
   // Each equation has a propensity of its own, which the imputations of another would have to stay with.
@@ -129,7 +122,7 @@ std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outco
   ordered_values observed;
   observed.values = arma::Col<double>(y.values);
   observed.of_unit = categories_of(setup, *context.data, observed.values);
-  observed.n_reported = reported_thresholds(model);
+  observed.n_reported = model.n_thresholds();
   auto out = std::make_shared<Ordinal>(context.estimator, setup, observed);
   // Of several equations the first publishes.
   if (context.imputes && !y.latent.empty())
@@ -141,7 +134,7 @@ std::shared_ptr<estimator::Outcome> make_missing_indicator(const Model& model,
                                                            const outcome_context& context) {
   const equation_setup setup = latent_equation_of(model, context, Rstar::priBeta);
   return std::make_shared<Rstar>(context.estimator, setup, categories_of(setup, *context.data, {0.0, 1.0}),
-                                 reported_thresholds(model));
+                                 model.n_thresholds());
 }
 
 std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outcome_context& context) {

@@ -7,6 +7,7 @@
 
 #include "evaluate/value.hpp"
 #include "model/model_list.hpp"
+#include "model/row_table.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/joint_likelihood.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
@@ -74,9 +75,9 @@ std::vector<std::string> level_names(const Model& model) {
   return out;
 }
 
-std::vector<std::string> coefficient_names(const Model& model) {
+std::vector<std::string> coefficient_names(const std::vector<model::row>& rows) {
   std::vector<std::string> out;
-  for (const model::row& row : model.rows())
+  for (const model::row& row : rows)
     if (row.section == model::row_section::fixed) out.push_back(row.label);
   return out;
 }
@@ -111,8 +112,9 @@ Outcomes::Outcomes(const working_data& working, const predictor_models& predicto
   wire_likelihood_lists(models, working_.units(), data, centered_copies(predictors));
   tie_labels(list, data, prior);
   bind_definitions(list);
-  check_rows(list, data);
-  check_propriety(list, data);
+  const model::row_table rows(list);
+  check_rows(list, rows, data);
+  check_propriety(list, rows, data);
   residual_correlations_ = residual_correlations(list, models, working_);
   tie_likelihoods();
 }
@@ -186,10 +188,11 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
 }
 
 /// Everything downstream finds a value by the position of its name.
-void Outcomes::check_rows(const ModelList& list, const arma::Mat<double>& data) const {
+void Outcomes::check_rows(const ModelList& list, const model::row_table& rows,
+                          const arma::Mat<double>& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
     const Model& model = list[i];
-    const std::size_t names = model.n_rows();
+    const std::size_t names = rows.count(i);
     const std::size_t values = models[i]->params(data).n_elem;
     if (names == values) continue;
     throw error_debug("Model '" + model.command() + "' has " + std::to_string(names) + " names for " +
@@ -197,11 +200,12 @@ void Outcomes::check_rows(const ModelList& list, const arma::Mat<double>& data) 
   }
 }
 
-void Outcomes::check_propriety(const ModelList& list, const arma::Mat<double>& data) const {
+void Outcomes::check_propriety(const ModelList& list, const model::row_table& rows,
+                               const arma::Mat<double>& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i]) || is_phantom(list[i])) continue;
     const estimator::Outcome::equation_names names = {list[i].name(), level_names(list[i]),
-                                                      coefficient_names(list[i])};
+                                                      coefficient_names(rows.rows(i))};
     models[i]->check_design(data, names);
     models[i]->check_propriety(data, names);
   }

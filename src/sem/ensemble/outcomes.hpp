@@ -20,6 +20,10 @@ class ModelList;
 class Random;
 }  // namespace tovik
 
+namespace tovik::model {
+class row_table;
+}
+
 namespace tovik::sem {
 
 class joint_likelihood;
@@ -116,8 +120,9 @@ class Outcomes : public virtual Estimator {
   void set_starts(const ModelList& list, arma::Mat<double>& data, const priors& prior);
   void tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior);
   void bind_definitions(const ModelList& list);
-  void check_rows(const ModelList& list, const arma::Mat<double>& data) const;
-  void check_propriety(const ModelList& list, const arma::Mat<double>& data) const;
+  void check_rows(const ModelList& list, const model::row_table& rows, const arma::Mat<double>& data) const;
+  void check_propriety(const ModelList& list, const model::row_table& rows,
+                       const arma::Mat<double>& data) const;
   void tie_likelihoods();
   void fill_slice(arma::Mat<double>& out, const arma::Mat<double>& data, std::size_t model) const;
 

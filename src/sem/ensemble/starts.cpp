@@ -77,8 +77,7 @@ void append_residual(std::vector<double>& out, const Model& model, double varian
 
 /// The last of them are parameters; the first is 0 where an intercept places the scale.
 void append_thresholds(std::vector<double>& out, const Model& model, const outcome_moments& moments) {
-  arma::uword n = 0;
-  for (const model::row& row : model.rows()) n += row.section == model::row_section::threshold ? 1 : 0;
+  const arma::uword n = model.n_thresholds();
   if (n == 0) return;
   const arma::Col<double> tau = scan::thresholds(moments.counts).tau;
   if (n > tau.n_elem) throw error_debug("Thresholds do not match the categories.");

@@ -1,0 +1,88 @@
+#include "sem/label_bench.hpp"
+
+#include <cmath>
+#include <stdexcept>
+
+#include "sem/ensemble/factory.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+
+namespace tovik::tests {
+
+label_bench::label_bench(const std::vector<std::string>& names, const arma::mat& columns,
+                         const std::vector<std::string>& ids, const std::vector<std::string>& statements,
+                         const std::vector<std::string>& parameters, sem::priors prior, std::uint32_t seed,
+                         bool changing)
+    : run(with_scores(small_run(names, columns, ids, statements, parameters))),
+      estimator(seed),
+      working(run.data, id_columns(names, ids)),
+      cells(run.models.generate_map()),
+      prior_(prior),
+      changing_(changing) {
+  build();
+}
+
+void label_bench::build() {
+  sem::outcome_context context;
+  context.estimator = &estimator;
+  context.working = &working;
+  context.data = &working.data;
+  context.prior = prior_;
+  context.cells = &cells;
+  context.mutable_columns.assign(working.data.n_cols, changing_);
+  labels.clear();
+  models.clear();
+  for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
+  sem::link_phantoms(run.models, models, working.data);
+  labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+}
+
+sem::Normal& label_bench::equation(const std::string& outcome) const {
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    if (run.models[i].name() == outcome) return dynamic_cast<sem::Normal&>(*models[i]);
+  }
+  throw std::out_of_range(outcome);
+}
+
+sem::drawn_label& label_bench::label(const std::string& name) {
+  for (sem::drawn_label& l : labels) {
+    if (l.name == name) return l;
+  }
+  throw std::out_of_range(name);
+}
+
+void label_bench::draw_outcome(const std::string& outcome) {
+  sem::Normal& model = equation(outcome);
+  arma::mat const fitted = model.compute_predicted(data());
+  for (arma::uword i = 0; i < fitted.n_elem; ++i)
+    data()(i, model.y(0)) = fitted(i) + std::sqrt(model.residVar()) * estimator.random.rnorm();
+}
+
+sem::Phantom& label_bench::phantom(std::size_t k) const {
+  for (const auto& model : models) {
+    auto* found = dynamic_cast<sem::Phantom*>(model.get());
+    if (found != nullptr && k-- == 0) return *found;
+  }
+  throw std::out_of_range("phantom");
+}
+
+small_run label_bench::with_scores(small_run run) {
+  for (const auto& v : run.vars.variables) {
+    if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
+    v->column = static_cast<unsigned>(run.data.n_cols);
+    run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::zeros));
+  }
+  return run;
+}
+
+std::vector<arma::uword> label_bench::id_columns(const std::vector<std::string>& names,
+                                                 const std::vector<std::string>& ids) {
+  std::vector<arma::uword> out;
+  for (const std::string& id : ids) {
+    for (arma::uword j = 0; j < names.size(); ++j) {
+      if (names[j] == id) out.push_back(j);
+    }
+  }
+  return out;
+}
+
+}  // namespace tovik::tests

@@ -1,0 +1,117 @@
+#include "sem/two_equations.hpp"
+
+#include <cmath>
+
+#include "evaluate/parser.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+
+namespace tovik::tests {
+
+TwoEquations::TwoEquations(unsigned levels, const nesting& sizes, std::uint32_t seed)
+    : world(levels, sizes, seed), estimator_(seed), rng_(seed, 4U) {
+  world.data.insert_cols(9, 3);
+  for (std::size_t l = 1; l < world.units.size(); ++l)
+    for (arma::uword i = 0; i < world.data.n_rows; ++i)
+      world.data(i, 9 + l) = static_cast<double>(world.units[l](i)) + 1.0;
+}
+
+void TwoEquations::build(bool linked) {
+  for (sem::equation_setup* setup : {&m, &y}) {
+    arma::uword const k = setup->x.n_elem + setup->x_compute.size();
+    setup->prior = {1, 1};
+    setup->fixed = arma::regspace<arma::Col<arma::uword>>(0, k - 1);
+    setup->fixed_values =
+        k == 1 ? arma::Col<double>{last_coefficient} : arma::linspace(-0.5, last_coefficient, k).eval();
+    setup->mutable_columns.assign(world.data.n_cols, false);
+    setup->mutable_columns[1] = setup->mutable_columns[m_column] = true;
+  }
+  m.y = m_column;
+  models_ = {std::make_shared<sem::Normal>(&estimator_, m), std::make_shared<sem::Normal>(&estimator_, y)};
+  if (!transformation.empty())
+    of_m().addTransform(evaluate::pair::transformation(evaluate::opt_ast(transformation)));
+  if (!linked) return;
+  sem::level_units units;
+  for (const auto& ids : world.units) units.push_back(&ids);
+  sem::wire_likelihood_lists({models_.begin(), models_.end()}, units, world.data);
+}
+
+void TwoEquations::draw_joint(const std::function<bool(double)>& admitted) {
+  draw_equation(of_m(), m, transformation, admitted);
+  draw_equation(of_y(), y, "", nullptr);
+}
+
+void TwoEquations::scan() {
+  of_m().draw(world.data);
+  of_y().draw(world.data);
+}
+
+std::vector<double> TwoEquations::functions() {
+  std::vector<double> out;
+  std::vector<arma::Mat<double>> e;
+  for (const auto& model : models_) {
+    e.push_back(model->compute_residual(world.data));
+    const double sd = std::sqrt(model->sigma2);
+    if (model->estimate_resid) out.push_back(std::log(model->sigma2));
+    out.push_back(std::log(arma::accu(arma::square(e.back())) / model->sigma2));
+    out.push_back(arma::accu(e.back()) / sd);
+    out.push_back(e.back()(0) / sd);
+    for (const auto& u : model->u)
+      if (u.n_cols > 0) out.insert(out.end(), {u(0, 0), u(1, u.n_cols - 1) * u(1, 0)});
+  }
+  for (arma::uword k : {arma::uword{0}, m.missing_units.n_elem - 1}) {
+    arma::uword const unit = m.missing_units(k);
+    arma::uword const row = world.first_rows[m.level](unit);
+    const double value = world.data(row, m_column);
+    out.insert(out.end(), {value, e[0](unit) / std::sqrt(of_m().sigma2), value * world.data(row, 1)});
+  }
+  return out;
+}
+
+void TwoEquations::draw_equation(sem::Normal& model, const sem::equation_setup& setup,
+                                 const std::string& transform, const std::function<bool(double)>& admitted) {
+  if (setup.estimate_resid) model.sigma2 = 1.0 / rng_.rgamma(1.0, 2.0);
+  for (unsigned L = 0; L < setup.n_levels; ++L) draw_effects(model, L);
+  const auto& rows = *setup.cluster.own_rows[0];
+  arma::Col<double> value(rows.n_elem, arma::fill::zeros);
+  add_fixed(setup, rows, value);
+  for (unsigned L = 0; L < setup.n_levels; ++L)
+    for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
+      for (arma::uword i = 0; i < value.n_elem; ++i)
+        value(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
+  for (double& v : value) {
+    const double mean = v;
+    do v = mean + std::sqrt(model.sigma2) * rng_.rnorm();
+    while (admitted && !admitted(v));
+  }
+  if (!transform.empty()) {
+    const auto forward = evaluate::opt_ast(transform);
+    const auto back = forward->inverse();
+    value = back->eval(static_cast<const arma::Mat<double>&>(value));
+  }
+  for (arma::uword row = 0; row < world.data.n_rows; ++row)
+    world.data(row, setup.y) = value(world.units[setup.level](row));
+}
+
+void TwoEquations::draw_effects(sem::Normal& model, unsigned L) {
+  arma::uword const q = model.u[L].n_cols;
+  if (q == 0) return;
+  if (q == 1)
+    model.iSigma[L](0, 0) = rng_.rgamma(1.0, 2.0);
+  else
+    model.iSigma[L] = rng_.rwish(static_cast<int>(q) + 1, arma::eye(q, q));
+  model.Sigma[L] = arma::inv_sympd(model.iSigma[L]);
+  model.u[L] =
+      rng_.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
+}
+
+void TwoEquations::add_fixed(const sem::equation_setup& setup, const arma::Col<arma::uword>& rows,
+                             arma::Col<double>& value) const {
+  for (arma::uword j = 0; j < setup.fixed_values.n_elem; ++j) {
+    const arma::Col<double> column = j < setup.x.n_elem
+                                         ? arma::Col<double>(world.data.col(setup.x(j)))
+                                         : setup.x_compute[j - setup.x.n_elem].node->eval(world.data);
+    for (arma::uword i = 0; i < value.n_elem; ++i) value(i) += setup.fixed_values(j) * column(rows(i));
+  }
+}
+
+}  // namespace tovik::tests
