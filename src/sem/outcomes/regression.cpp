@@ -143,9 +143,9 @@ void Regression::check_residual(const arma::Mat<double>& data) const {
 void Regression::draw(arma::Mat<double>& data) {
   draw_auxiliary(data);
   begin_scan(data);
-  scan_->draw_coefficients(scale(), u, *rng, betas_);
+  const unsigned drawn = draw_coefficients(data);
   check_residual(data);
-  for (unsigned L = 0; L < n_levels; ++L) {
+  for (unsigned L = 0; L < drawn; ++L) {
     draw_effects(data, L);
     check_residual(data);
   }
@@ -156,6 +156,26 @@ void Regression::draw(arma::Mat<double>& data) {
   check_residual(data);
   driven_.anchor(betas_);
   update_shares();
+}
+
+/// Of the effects those that are drawn next are integrated out, unless other equations hold them. Returns how
+/// many levels, from the nearest up, are still to be drawn.
+unsigned Regression::draw_coefficients(const arma::Mat<double>& data) {
+  const auto alone = [this](unsigned L) { return re_indicators[L].is_empty(); };
+  const auto precision = [this](unsigned L) -> const auto& {
+    return iSigma_s(static_cast<int>(L));
+  };
+  unsigned L = 0;
+  while (L < n_levels && n_random(L) == 0) ++L;
+  if (L == n_levels || !alone(L) || !sampler_settings::integrate_effects) {
+    scan_->draw_coefficients(scale(), u, *rng, betas_);
+    return n_levels;
+  }
+  const bool two =
+      n_levels == 2 && L == 0 && n_random(1) > 0 && alone(1) && parts_[1].empty() && parts_[2].empty();
+  if (two && scan_->draw_nested(scale(), precision(0), precision(1), u, *rng, betas_)) return 1;
+  scan_->draw_coefficients(L, scale(), precision(L), effect_means(data, L), u, *rng, betas_);
+  return n_levels;
 }
 
 void Regression::update_shares() {

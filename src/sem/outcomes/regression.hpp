@@ -298,6 +298,7 @@ class Regression : public virtual estimator::Outcome {
   void make_scan(const equation_setup& setup);
   void begin_scan(const arma::Mat<double>& data);
   void check_residual(const arma::Mat<double>& data) const;
+  unsigned draw_coefficients(const arma::Mat<double>& data);
   void draw_effects(arma::Mat<double>& data, unsigned L);
   void draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu);
   const arma::Mat<double>* effect_means(const arma::Mat<double>& data, unsigned L) const;

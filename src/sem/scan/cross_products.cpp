@@ -52,6 +52,24 @@ void cluster_products::refresh(const columns& z, const estimator::selector& clus
   filled_ = scale.is_one();
 }
 
+void cluster_cross::refresh(const columns& z, const columns& x, const estimator::selector& clusters,
+                            const row_scale& scale) {
+  const auto &Z = z.values(), &X = x.values();
+  const auto sum = [&](arma::uword j, arma::uword l) {
+    cluster_sums(Z.colptr(j), X.colptr(l), clusters, scale, B_[j].colptr(l));
+  };
+  const bool again = scale.is_one() && filled_;
+  B_.resize(Z.n_cols);
+  for (arma::uword j = 0; j < Z.n_cols; ++j) {
+    B_[j].set_size(clusters.size(), X.n_cols);
+    const bool moved = !again || z.is_dynamic(j);
+    for (arma::uword l = 0; moved && l < X.n_cols; ++l) sum(j, l);
+    if (moved) continue;
+    for (arma::uword l : x.dynamic()) sum(j, l);
+  }
+  filled_ = scale.is_one();
+}
+
 void cluster_sums(const double* a, const double* b, const estimator::selector& clusters,
                   const row_scale& scale, double* out) {
   arma::uword const n = clusters.size();

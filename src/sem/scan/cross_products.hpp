@@ -44,6 +44,21 @@ class cluster_products {
   bool filled_ = false;
 };
 
+/// The products of the covariates of one level's random effects and the predictors within each cluster,
+/// Z_c'X_c (or Z_c'W_cX_c).
+class cluster_cross {
+ public:
+  void refresh(const columns& z, const columns& x, const estimator::selector& clusters,
+               const row_scale& scale = row_scale());
+
+  /// Per covariate: clusters x predictors.
+  const std::vector<arma::Mat<double>>& values() const { return B_; }
+
+ private:
+  std::vector<arma::Mat<double>> B_;
+  bool filled_ = false;
+};
+
 /// out(c) := sum over the units of cluster c of a * b (times the precision when the scale is not one).
 void cluster_sums(const double* a, const double* b, const estimator::selector& clusters,
                   const row_scale& scale, double* out);

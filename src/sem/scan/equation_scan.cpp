@@ -13,7 +13,9 @@ namespace tovik::sem::scan {
 equation_scan::equation_scan(equation terms)
     : eq_(std::move(terms)),
       coefficients_(eq_.free, eq_.fixed, eq_.prior),
+      integrated_(eq_.free, eq_.fixed, eq_.prior),
       within_(eq_.terms.z.size()),
+      cross_(eq_.terms.z.size()),
       effects_(eq_.terms.z.size()),
       z_moments_(eq_.terms.z.size()),
       t_(eq_.terms.z.size()),
@@ -29,6 +31,7 @@ void equation_scan::hold(arma::uword j) {
   eq_.free = eq_.free.elem(arma::find(eq_.free != j)).eval();
   eq_.fixed = arma::join_cols(eq_.fixed, arma::Col<arma::uword>{j}).eval();
   coefficients_ = coefficient_step(eq_.free, eq_.fixed, eq_.prior);
+  integrated_ = integrated_step(eq_.free, eq_.fixed, eq_.prior);
 }
 
 bool equation_scan::is_static() const {
@@ -143,12 +146,7 @@ void equation_scan::draw_coefficients(const row_scale& scale, const std::vector<
   }
   const auto& X = eq_.terms.x.values();
   if (coefficients_.n_free() > 0) {
-    const double* r = r_.memptr();
-    if (!scale.is_one()) {
-      weighted_.set_size(n_);
-      for (arma::uword i = 0; i < n_; ++i) weighted_(i) = r_(i) * scale.precision(i);
-      r = weighted_.memptr();
-    }
+    const double* r = weighted_residual(scale);
     h_.set_size(X.n_cols);
     multiply_transposed(1.0, shifted_.active() ? shifted_.values() : X, r, 0.0, h_.memptr());
     const double variance = scale.is_one() ? scale.value() : 1.0;
@@ -156,6 +154,87 @@ void equation_scan::draw_coefficients(const row_scale& scale, const std::vector<
     if (shifted_.active()) shifted_.to_plain(b.memptr());
   }
   multiply(-1.0, X, b.memptr(), 1.0, r_.memptr());
+}
+
+/// W r.
+const double* equation_scan::weighted_residual(const row_scale& scale) {
+  if (scale.is_one()) return r_.memptr();
+  weighted_.set_size(n_);
+  for (arma::uword i = 0; i < n_; ++i) weighted_(i) = r_(i) * scale.precision(i);
+  return weighted_.memptr();
+}
+
+void equation_scan::draw_coefficients(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
+                                      const arma::Mat<double>* mu, const std::vector<arma::Mat<double>>& u,
+                                      Random& rng, arma::Mat<double>& b) {
+  if (coefficients_.n_free() == 0 || shifted_.active() || !draw_integrated(L, scale, iSigma, mu, u, rng, b)) {
+    draw_coefficients(scale, u, rng, b);
+    return;
+  }
+  if (!products_.built()) multiply(-1.0, eq_.terms.x.values(), b.memptr(), 1.0, r_.memptr());
+}
+
+// r holds the level's effects, and e holds of them what differs from their mean:
+// Z'e = Z'r + Z'Z (u - mu), X'e = X'r + X'Z (u - mu).
+bool equation_scan::draw_integrated(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
+                                    const arma::Mat<double>* mu, const std::vector<arma::Mat<double>>& u,
+                                    Random& rng, arma::Mat<double>& b) {
+  const double w = scale.is_one() ? 1.0 / scale.value() : 1.0;
+  if (products_.built() && mu == nullptr)
+    return products_.draw_integrated(integrated_, w, iSigma, n_, rng, b.memptr());
+  if (products_.built()) return false;
+  const auto &X = eq_.terms.x.values(), &Z = eq_.terms.z[L].values();
+  const auto& clusters = *eq_.structure.selectors[L];
+  cross_[L].refresh(eq_.terms.z[L], eq_.terms.x, clusters, scale);
+  added_.set_size(u[L].n_rows, u[L].n_cols);
+  std::copy_n(u[L].memptr(), u[L].n_elem, added_.memptr());
+  if (mu != nullptr)
+    for (arma::uword i = 0; i < added_.n_elem; ++i) added_.memptr()[i] -= mu->memptr()[i];
+  cluster_sums(Z, r_.memptr(), clusters, scale, t_[L]);
+  add_products(within_[L].values(), added_, t_[L]);
+  h_.set_size(X.n_cols);
+  multiply_transposed(1.0, X, weighted_residual(scale), 0.0, h_.memptr());
+  const auto& B = cross_[L].values();
+  for (arma::uword j = 0; j < B.size(); ++j)
+    multiply_transposed(1.0, B[j], added_.colptr(j), 1.0, h_.memptr());
+  return integrated_.draw(within_[L].values(), B, t_[L], gram_.values(), h_.memptr(), w, iSigma, n_, rng,
+                          b.memptr());
+}
+
+bool equation_scan::draw_nested(const row_scale& scale, const arma::Mat<double>& lower,
+                                const arma::Mat<double>& upper, std::vector<arma::Mat<double>>& u,
+                                Random& rng, arma::Mat<double>& b) {
+  if (coefficients_.n_free() == 0 || shifted_.active() || products_.built()) return false;
+  const auto& X = eq_.terms.x.values();
+  for (unsigned L : {0U, 1U}) {
+    const auto& clusters = *eq_.structure.selectors[L];
+    cross_[L].refresh(eq_.terms.z[L], eq_.terms.x, clusters, scale);
+    for (arma::uword j = 0; j < u[L].n_cols; ++j)
+      add_effect(1.0, eq_.terms.z[L].values().colptr(j), u[L].colptr(j), clusters, r_.memptr());
+  }
+  between_.refresh(eq_.terms.z[0], eq_.terms.z[1], *eq_.structure.selectors[0], scale);
+  if (upper_of_.is_empty()) {
+    const auto& starts = eq_.structure.selectors[0]->start;
+    upper_of_.set_size(u[0].n_rows);
+    for (arma::uword c = 0; c < upper_of_.n_elem; ++c)
+      upper_of_(c) = (*eq_.structure.row_cluster[1])(starts[c]);
+  }
+  for (unsigned L : {0U, 1U})
+    cluster_sums(eq_.terms.z[L].values(), r_.memptr(), *eq_.structure.selectors[L], scale, t_[L]);
+  h_.set_size(X.n_cols);
+  multiply_transposed(1.0, X, weighted_residual(scale), 0.0, h_.memptr());
+  const double w = scale.is_one() ? 1.0 / scale.value() : 1.0;
+  const bool drawn =
+      integrated_.draw_nested({&within_[0].values(), &cross_[0].values(), &t_[0], &lower}, between_.values(),
+                              {&within_[1].values(), &cross_[1].values(), &t_[1], &upper}, upper_of_,
+                              gram_.values(), h_.memptr(), w, n_, rng, b.memptr());
+  if (drawn) {
+    effects_[1].draw(integrated_.upper_precision(), integrated_.upper_sums(), 1.0, upper, nullptr, rng, u[1]);
+    multiply(-1.0, X, b.memptr(), 1.0, r_.memptr());
+  }
+  for (unsigned L : {0U, 1U})
+    subtract_effects(eq_.terms.z[L].values(), u[L], *eq_.structure.selectors[L], r_.memptr());
+  return drawn;
 }
 
 void equation_scan::keep_coefficients(const arma::Mat<double>& b) {

@@ -8,6 +8,7 @@
 #include "sem/scan/covariance.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/design.hpp"
+#include "sem/scan/integrated_effects.hpp"
 #include "sem/scan/random_effects.hpp"
 #include "sem/scan/row_scale.hpp"
 #include "sem/scan/shifted_design.hpp"
@@ -72,6 +73,16 @@ class equation_scan {
   /// Draws b given the random effects; r becomes the whole residual.
   void draw_coefficients(const row_scale& scale, const std::vector<arma::Mat<double>>& u, Random& rng,
                          arma::Mat<double>& b);
+  /// The same with the effects of the L-th level above integrated out (see integrated_step), whose draw with
+  /// the same `iSigma` and `mu` must come next.
+  void draw_coefficients(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
+                         const arma::Mat<double>* mu, const std::vector<arma::Mat<double>>& u, Random& rng,
+                         arma::Mat<double>& b);
+  /// Coefficients with the effects of both levels above integrated out, then the effects of the upper one, in
+  /// place, with those of the lower one integrated out: the draw of these must come next. False, with nothing
+  /// done, where it cannot be.
+  bool draw_nested(const row_scale& scale, const arma::Mat<double>& lower, const arma::Mat<double>& upper,
+                   std::vector<arma::Mat<double>>& u, Random& rng, arma::Mat<double>& b);
   /// In place of draw_coefficients: takes b as it is.
   void keep_coefficients(const arma::Mat<double>& b);
 
@@ -122,6 +133,10 @@ class equation_scan {
   void refresh(const arma::Mat<double>& data, const row_scale& scale);
   const arma::Mat<double>& products() const;
   void start(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u, const row_scale& scale);
+  bool draw_integrated(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
+                       const arma::Mat<double>* mu, const std::vector<arma::Mat<double>>& u, Random& rng,
+                       arma::Mat<double>& b);
+  const double* weighted_residual(const row_scale& scale);
   void start_residual(const std::vector<arma::Mat<double>>& u);
   void build_products(const arma::Mat<double>& b, double variance);
   std::size_t effect_level() const;
@@ -135,8 +150,13 @@ class equation_scan {
 
   gram gram_;
   coefficient_step coefficients_;
+  integrated_step integrated_;
   shifted_design shifted_;
   std::vector<cluster_products> within_;  ///< per level
+  std::vector<cluster_cross> cross_;      ///< per level; of levels that are integrated out
+  cluster_cross between_;                 ///< of the covariates of two levels
+  arma::Col<arma::uword> upper_of_;       ///< the upper cluster of each lower one
+  arma::Mat<double> added_;               ///< effects that are part of e there
   std::vector<random_effects_step> effects_;
   static_products products_;
   cluster_statistics statistics_;

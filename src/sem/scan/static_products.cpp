@@ -53,6 +53,16 @@ void static_products::draw_coefficients(coefficient_step& step, double v, const 
   for (arma::uword j : step.free()) b[j] = base_(j) + shift_(j);
 }
 
+bool static_products::draw_integrated(integrated_step& step, double w, const arma::Mat<double>& K,
+                                      arma::uword n_units, Random& rng, double* b) {
+  condition_on(b);
+  if (!step.draw(A_->values(), P_, ze_, G_->values(), xe_.memptr(), w, K, n_units, rng, shift_.memptr(),
+                 base_.memptr()))
+    return false;
+  for (arma::uword j = 0; j < shift_.n_elem; ++j) b[j] = base_(j) + shift_(j);
+  return true;
+}
+
 void static_products::condition_on(const double* b) {
   for (arma::uword j = 0; j < shift_.n_elem; ++j) shift_(j) = b[j] - base_(j);
 }

@@ -5,6 +5,7 @@
 
 #include "sem/scan/coefficients.hpp"
 #include "sem/scan/cross_products.hpp"
+#include "sem/scan/integrated_effects.hpp"
 
 namespace tovik::sem::scan {
 
@@ -32,6 +33,10 @@ class static_products {
   /// Draws the coefficients given the effects (null without) and the residual variance v.
   void draw_coefficients(coefficient_step& step, double v, const arma::Mat<double>* u, Random& rng,
                          double* b);
+  /// The same with the effects integrated out; `w`: the residual precision, `K`: that of the effects. False
+  /// where integrated_step cannot.
+  bool draw_integrated(integrated_step& step, double w, const arma::Mat<double>& K, arma::uword n_units,
+                       Random& rng, double* b);
   /// Takes b as given.
   void condition_on(const double* b);
   /// t: clusters x q, at the coefficients last drawn or conditioned on.

@@ -16,6 +16,8 @@ struct sampler_settings {
   inline static bool use_autosolver = true;
   /// Draw blocks of outcomes jointly where the model list has found them.
   inline static bool optimize_draws = true;
+  /// Draw coefficients with random effects integrated out where that can be; off for comparison only.
+  inline static bool integrate_effects = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
