@@ -39,11 +39,37 @@ std::string table_of(const std::vector<slow_parameter>& slow, const std::vector<
   return out;
 }
 
-const char* headline(bool differ) {
-  return differ ? "WARNING: The chains have not converged. These estimates have a potential scale reduction\n"
-                  "         (PSR) above 1.05 or fewer than 100 effective draws (N_Eff), the worst first:\n"
-                : "WARNING: There are too few draws. These estimates have fewer than 100 effective draws\n"
-                  "         (N_Eff), the worst first:\n";
+/// What can be said of draws of which some fall short.
+enum class verdict {
+  unknown,  ///< as many draws as these differ by chance as much as slow chains do
+  apart,    ///< the chains, or their halves, have not come together
+  few       ///< nothing tells the chains apart, but they move slowly
+};
+
+verdict verdict_on(const Summary& draws, const std::vector<slow_parameter>& slow) {
+  if (draws.n_iterations() < least_effective) return verdict::unknown;
+  const bool any =
+      std::any_of(slow.begin(), slow.end(), [](const slow_parameter& one) { return !(one.psr <= most_psr); });
+  return any ? verdict::apart : verdict::few;
+}
+
+std::string headline(verdict what) {
+  switch (what) {
+    case verdict::unknown:
+      return "WARNING: There are too few iterations to tell whether the chains have converged.\n";
+    case verdict::apart:
+      return "WARNING: The chains have not converged.\n";
+    case verdict::few:
+      return "WARNING: The chains have too few effective draws.\n";
+  }
+  throw error_debug("Unknown verdict on the chains.");
+}
+
+std::string about_data_sets(verdict what) {
+  const char* clause = what == verdict::apart     ? ", which have not converged"
+                       : what == verdict::unknown ? ", which may not have converged"
+                                                  : ", and may depend on each other";
+  return std::string("         The imputed data sets come from the same chains") + clause + ".\n";
 }
 
 }  // namespace
@@ -66,24 +92,24 @@ std::string warning_of_draws(const Summary& draws, const std::vector<parameter_n
                              bool saves_data) {
   constexpr std::uint32_t least_draws = 4;  // two in each half of a chain
   if (draws.n_iterations() == 0 || draws.n_rows() == 0) return "";
-  if (draws.n_cols() < least_draws) {
-    return "WARNING: There are too few iterations to tell whether the chains have converged.\n"
-           "         Please use more iterations (ITERATIONS command).";
+  const bool measured = draws.n_cols() >= least_draws;
+  const std::vector<slow_parameter> slow =
+      measured ? slow_parameters(draws, names) : std::vector<slow_parameter>();
+  if (measured && slow.empty()) return "";
+  const verdict what = verdict_on(draws, slow);
+  std::string out = headline(what);
+  if (measured) {
+    out +=
+        "         These estimates have a potential scale reduction (PSR) above 1.05 or fewer than 100\n"
+        "         effective draws (N_Eff), the worst first:\n" +
+        table_of(slow, names);
   }
-  const std::vector<slow_parameter> slow = slow_parameters(draws, names);
-  if (slow.empty()) return "";
-  const bool differ =
-      std::any_of(slow.begin(), slow.end(), [](const slow_parameter& one) { return !(one.psr <= most_psr); });
-  std::string out = headline(differ) + table_of(slow, names);
-  if (differ && saves_data) {
-    out += "         The imputed data sets come from the same chains, which have not converged.\n";
-  } else if (saves_data) {
-    out += "         The imputed data sets come from the same draws, and may depend on each other.\n";
-  }
-  out +=
-      "         Please use longer BURN and ITERATIONS; THIN does not replace them. If the warning stays,\n"
-      "         the first of the list shows which part of the model holds the chains back.";
-  return out;
+  if (saves_data) out += about_data_sets(what);
+  out += "         Please use longer BURN and ITERATIONS; THIN does not replace them.";
+  if (what == verdict::unknown) return out;
+  return out +
+         " If the warning stays,\n"
+         "         the first of the list shows which part of the model holds the chains back.";
 }
 
 std::string warning_of_burn_in(const Summary& burn, const std::vector<parameter_name>& names) {
