@@ -90,6 +90,7 @@ TEST(Logistic, OffersNoInterceptToMove) {
 
 // The conditional distribution of the coefficients given the weights of the scan and the effects before it.
 TEST(Logistic, DrawsCoefficientsFromTheirConditionalGivenTheWeights) {
+  const Setting<bool> given(sem::sampler_settings::integrate_effects, false);
   BinaryModel m;
   m.setup.fixed = {2};
   m.setup.fixed_values = {-0.4};

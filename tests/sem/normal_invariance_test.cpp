@@ -1,5 +1,6 @@
 // The whole scan of the normal outcome leaves the joint distribution of parameters and data unchanged.
-// Coefficients are held fixed, since their prior is flat; the variances have their proper prior (prior 1).
+// Coefficients are held fixed, since their prior is flat, or have a normal one; the variances have their
+// proper prior (prior 1).
 
 #include <gtest/gtest.h>
 
@@ -13,6 +14,7 @@ namespace {
 
 using sem::equation_setup;
 using sem::Normal;
+namespace scan = sem::scan;
 
 constexpr int replications = 20000;
 constexpr int applications = 10;
@@ -34,12 +36,14 @@ void draw_joint(World& world, const equation_setup& setup, Normal& model, Random
     model.u[L] =
         rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
   }
+  if (setup.fixed.is_empty())
+    for (double& b : model.betas_) b = rng.rnorm();
   const auto& rows = *setup.cluster.own_rows[0];
   arma::Col<double> y(rows.n_elem);
   for (arma::uword i = 0; i < y.n_elem; ++i) {
     y(i) = std::sqrt(model.sigma2) * rng.rnorm();
     for (arma::uword j = 0; j < setup.x.n_elem; ++j)
-      y(i) += world.data(rows(i), setup.x(j)) * setup.fixed_values(j);
+      y(i) += world.data(rows(i), setup.x(j)) * model.betas_(j);
     for (unsigned L = 0; L < setup.n_levels; ++L)
       for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
         y(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
@@ -58,6 +62,11 @@ std::vector<double> functions(const World& world, const equation_setup& setup, c
   out.push_back(std::log(arma::accu(arma::square(e)) / model.sigma2));
   out.push_back(arma::accu(e) / sd);
   out.push_back(e(0) / sd);
+  if (setup.fixed.is_empty()) {
+    const auto& b = model.betas_;
+    out.insert(out.end(), {b(0), b(1), b(0) * b(1), b(0) * y(rows(0))});
+    if (model.u[0].n_cols > 0) out.insert(out.end(), {b(0) * model.u[0](0, 0), b(1) * model.u[0](1, 0)});
+  }
   for (unsigned L = 0; L < setup.n_levels; ++L) {
     arma::uword const q = model.u[L].n_cols;
     if (q == 0) continue;
@@ -77,8 +86,10 @@ std::vector<double> functions(const World& world, const equation_setup& setup, c
 
 void scan_leaves_joint(World world, equation_setup setup, std::uint32_t seed) {
   setup.prior = {1, 1};
-  setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-  setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+  if (setup.coefficients.is_flat()) {
+    setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
+    setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+  }
   LoneEstimator estimator(seed);
   Random rng(seed, 2U);
   Samples fresh, after;
@@ -127,6 +138,35 @@ TEST(NormalInvariance, OutcomeOfLevelTwo) {
   setup.icept = {1};
   setup.missing_units = {0, 5};
   scan_leaves_joint(world, setup, 230);
+}
+
+// Coefficients with the effects of one level or of two integrated out, and effects given these.
+TEST(NormalInvariance, WithCoefficientsOfTwoLevels) {
+  World world(2, small, 5);
+  equation_setup setup = world.setup(0, {0, 2, 6});
+  setup.coefficients = scan::coefficient_prior::ridge(1.0);
+  setup.z[0] = {0};
+  setup.icept = {1};
+  scan_leaves_joint(world, setup, 240);
+  setup.z[0] = {0, 2};
+  setup.missing_units = {0, 5, 6, 7};
+  scan_leaves_joint(world, setup, 241);
+}
+
+TEST(NormalInvariance, WithCoefficientsOfThreeLevels) {
+  World world(3, small, 6);
+  equation_setup setup = world.setup(0, {0, 2, 6, 8});
+  setup.coefficients = scan::coefficient_prior::ridge(1.0);
+  setup.z = {{0, 2}, {0, 2}};
+  setup.icept = {1, 1};
+  setup.missing_units = {5, 9};
+  scan_leaves_joint(world, setup, 250);
+  setup.z = {{0}, {}};
+  setup.icept = {1, 0};
+  scan_leaves_joint(world, setup, 251);
+  setup.z = {{}, {0, 2}};
+  setup.icept = {0, 1};
+  scan_leaves_joint(world, setup, 252);
 }
 
 }  // namespace
