@@ -65,6 +65,13 @@ std::string headline(verdict what) {
   throw error_debug("Unknown verdict on the chains.");
 }
 
+std::string criterion(verdict what) {
+  if (what == verdict::few)
+    return "         These estimates have fewer than 100 effective draws (N_Eff), the worst first:\n";
+  return "         These estimates have a potential scale reduction (PSR) above 1.05 or fewer than 100\n"
+         "         effective draws (N_Eff), the worst first:\n";
+}
+
 std::string about_data_sets(verdict what) {
   const char* clause = what == verdict::apart     ? ", which have not converged"
                        : what == verdict::unknown ? ", which may not have converged"
@@ -98,12 +105,7 @@ std::string warning_of_draws(const Summary& draws, const std::vector<parameter_n
   if (measured && slow.empty()) return "";
   const verdict what = verdict_on(draws, slow);
   std::string out = headline(what);
-  if (measured) {
-    out +=
-        "         These estimates have a potential scale reduction (PSR) above 1.05 or fewer than 100\n"
-        "         effective draws (N_Eff), the worst first:\n" +
-        table_of(slow, names);
-  }
+  if (measured) out += criterion(what) + table_of(slow, names);
   if (saves_data) out += about_data_sets(what);
   out += "         Please use longer BURN and ITERATIONS; THIN does not replace them.";
   if (what == verdict::unknown) return out;

@@ -109,7 +109,12 @@ TEST_F(Convergence, SlowChainsThatAgreeHaveTooFewDraws) {
   // Two periods of a wave in each half of a chain: the halves agree, and few of their draws count.
   arma::mat chain(1, 400);
   for (arma::uword t = 0; t < 400; ++t) chain(0, t) = std::sin(2 * arma::datum::pi * double(t) / 100);
-  EXPECT_EQ(say({chain, chain}, true).rfind("WARNING: The chains have too few effective draws.\n", 0), 0u);
+  EXPECT_EQ(
+      say({chain, chain}, true)
+          .rfind("WARNING: The chains have too few effective draws.\n"
+                 "         These estimates have fewer than 100 effective draws (N_Eff), the worst first:\n",
+                 0),
+      0u);
   EXPECT_NE(say({chain, chain}, true).find("same chains, and may depend on each other.\n"),
             std::string::npos);
 }
