@@ -5,6 +5,7 @@
 
 #include "app/analysis.hpp"
 #include "app/banner.hpp"
+#include "app/convergence_warnings.hpp"
 #include "app/handlers.hpp"
 #include "app/report_file.hpp"
 #include "app/result_files.hpp"
@@ -115,9 +116,11 @@ bool Application::run(InputFile& input) const {
   if (input.labels) group.printLabels(vars, models);
   if (input.tuneinfo) group.printTune(fp, vars, models, input.tune_all);
   group.warnTune();
+  const Summary draws = group.estimates();
+  warn_of_convergence(input, group, models, draws);
   if (!print_iterations) group.printInfo(vars, models);
   warning::buffer.flush(fp, true, true);
-  group.print(vars, models);
+  group.print(vars, models, draws);
   input.printVariableOrder();
   return group.interrupted();
 }

@@ -175,10 +175,10 @@ class chain_group {
   }
 
   /// The results: fit, correlations among residuals, estimates of the outcome models and of the predictor
-  /// models, each where there is something to print.
-  void print(const VariableList& vars, const ModelList& models) const requires reporting_sampler<T> {
+  /// models, each where there is something to print. `draws`: those of estimates().
+  void print(const VariableList& vars, const ModelList& models,
+             const Summary& draws) const requires reporting_sampler<T> {
     std::FILE* fp = Output::fp;
-    const Summary draws = estimates();
     if (interrupted() && draws.n_iterations() == 0) return;
     const T& estimator = front().estimator();
     const arma::uword n_covariate_rows = estimator.getCovariateModelNumParams();

@@ -63,6 +63,8 @@ class InputFile {
   /// True when the file of the SAVE keyword `key` is to be written. Throws tovik::error_debug for an unknown
   /// key.
   bool isWrite(const std::string& key) const;
+  /// True when imputed data sets are to be written, together or each to its own file.
+  bool savesDataSets() const;
   const std::string& writePath(const std::string& key) const;
   /// The path with the label of a group in the place of "*". Throws tovik::error_debug when it has none.
   std::string writePath(const std::string& key, const std::string& group) const;

@@ -49,9 +49,12 @@ bool InputFile::savesImputations(const std::string& key) const {
   return nimps != not_set && nimps > 0 && isWrite(key);
 }
 
+bool InputFile::savesDataSets() const {
+  return savesImputations("separate") || savesImputations("stacked") || savesImputations("stacked0");
+}
+
 bool InputFile::savesData() const {
-  return isWrite("avgimp") || savesImputations("separate") || savesImputations("stacked") ||
-         savesImputations("stacked0");
+  return isWrite("avgimp") || savesDataSets();
 }
 
 file_writer InputFile::writtenCells(const arma::Mat<double>& data, const std::string& path,

@@ -54,6 +54,7 @@ Summary::Summary(arma::Mat<double> table, std::vector<std::string> labels) : lab
 void Summary::push_back(chain_draws chain) {
   if (!chains_.empty() && chain.n_rows() != n_rows()) throw error_debug("Estimates don't match!");
   chains_.push_back(std::move(chain));
+  ess_.reset();
 }
 
 std::uint32_t Summary::n_cols() const {
@@ -74,6 +75,7 @@ Summary Summary::rows(const arma::span& which) const {
   const arma::uword first = which.whole ? 0 : which.a;
   const arma::uword count = which.whole ? n_rows() : which.b + 1 - which.a;
   for (chain_draws& chain : out.chains_) chain = chain.rows(first, count);
+  if (ess_ && count > 0) out.ess_ = ess_->rows(first, first + count - 1);
   return out;
 }
 
@@ -89,7 +91,9 @@ arma::Mat<double> Summary::summary() const {
 
   const summary_plan plan(cols, "Failed to compute output.");
   const arma::Col<double> psr_values = plan.needs_psr() ? psr() : arma::Col<double>(n_rows());
-  EffectiveSize effective_size(chains_.size(), plan.needs_ess() ? n_cols() : 0);
+  const bool new_ess = plan.needs_ess() && !ess_;
+  EffectiveSize effective_size(chains_.size(), new_ess ? n_cols() : 0);
+  arma::Col<double> ess_values = ess_ ? *ess_ : arma::Col<double>(n_rows(), arma::fill::zeros);
   arma::Mat<double> out(n_rows(), plan.width());
   arma::Mat<double> values(n_iterations(), std::min(block_rows, n_rows()));
   std::vector<const double*> starts(chains_.size());
@@ -101,8 +105,8 @@ arma::Mat<double> Summary::summary() const {
       double* x = values.colptr(r);
       const double* start = x;
       for (std::size_t j = 0; j < chains_.size(); start += chains_[j++].n_cols()) starts[j] = start;
-      const double ess = plan.needs_ess() ? effective_size(starts) : 0.0;
-      plan.fill(x, values.n_rows, psr_values(first + r), ess, out, first + r);
+      if (new_ess) ess_values(first + r) = effective_size(starts);
+      plan.fill(x, values.n_rows, psr_values(first + r), ess_values(first + r), out, first + r);
     }
   }
   return out;
@@ -123,6 +127,11 @@ arma::Mat<double> Summary::compute(const column& which, const arma::Mat<double>&
 
 arma::Col<double> Summary::ess() const {
   if (chains_.empty()) throw error_debug("No data to compute ESS!");
+  if (!ess_) ess_ = compute_ess();
+  return *ess_;
+}
+
+arma::Col<double> Summary::compute_ess() const {
   const arma::uword n = n_cols();
   EffectiveSize effective_size(chains_.size(), n);
   arma::Col<double> out(n_rows());

@@ -3,6 +3,7 @@
 #include <armadillo>
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -106,13 +107,21 @@ class Summary {
   /// The same from the second half of the first n iterations of every chain.
   arma::Col<double> psr(const unsigned long long& n) const;
   /// Effective sample size by Geyer's initial monotone sequence (1992, Statistical Science 7, 473-483) on the
-  /// autocovariances of all chains; NaN below three draws and for parameters that do not vary.
+  /// autocovariances of all chains; NaN below three draws and for parameters that do not vary. Costs more
+  /// than all other columns together where chains mix slowly: the first call keeps the values, which rows()
+  /// hands on.
   arma::Col<double> ess() const;
   /// Monte Carlo standard error: the standard deviation of the rows of x over sqrt(ess()).
   arma::Col<double> mcmc_se(const arma::Mat<double>& x) const;
 
   /// psr(n) at the check points: one row per check point, one column per parameter.
   arma::Mat<double> psrMatrix() const;
+  /// psr(n) at the last check point; empty without any.
+  arma::Col<double> last_psr() const;
+  /// The place of the highest of such values. NaN never wins; without any number there is none. Of parameters
+  /// that mirror each other, as two shares of variance that add up to one, the first counts, whichever way
+  /// the last digits are rounded.
+  static std::optional<arma::uword> highest(const arma::Col<double>& psr);
   /// The block BURN-IN POTENTIAL SCALE REDUCTION (PSR) OUTPUT with the highest PSR at each check point.
   void printPSR(std::FILE* stream) const;
   /// The head of a table with one PSR column for each of the last `rows` check points.
@@ -126,7 +135,10 @@ class Summary {
   std::vector<unsigned long long> check_points() const;
   arma::Col<double> psr_core(const std::vector<psr_chunk>& chunks, arma::uword length) const;
 
+  arma::Col<double> compute_ess() const;
+
   std::vector<chain_draws> chains_;
+  mutable std::optional<arma::Col<double>> ess_;
   std::vector<std::string> labels_;
   unsigned long long iterations_ = 0;
 };

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "data/read_data.hpp"
 #include "data/save_matrix.hpp"
@@ -18,26 +19,16 @@ constexpr const char* split_note =
     "  NOTE: Split chain PSR is being used. This splits each chain's\n"
     "        iterations to create twice as many chains.";
 
-/// What a row of the table shows: the highest PSR and its parameter, counted from 1. NaN never wins; without
-/// any number there is no parameter to name. Of parameters that mirror each other, as two shares of variance
-/// that add up to one, the first counts, whichever way the last digits are rounded.
-struct highest {
+/// What a row of the table shows: the highest PSR and its parameter, counted from 1.
+struct highest_cells {
   std::string value;
   std::string parameter;
 };
 
-highest find_highest(const arma::Col<double>& psr) {
-  constexpr double rounding = 1e-9;
-  double best = -std::numeric_limits<double>::infinity();
-  arma::uword where = 0;
-  for (arma::uword i = 0; i < psr.n_elem; ++i) {
-    if (psr(i) > best && (where == 0 || psr(i) - best > rounding * std::abs(best))) {
-      best = psr(i);
-      where = i + 1;
-    }
-  }
-  if (where == 0) return {format("%11.3f", not_a_number), format("%11s", "nan")};
-  return {format("%11.3f", best), format("%11i", static_cast<int>(where))};
+highest_cells find_highest(const arma::Col<double>& psr) {
+  const std::optional<arma::uword> where = Summary::highest(psr);
+  if (!where) return {format("%11.3f", not_a_number), format("%11s", "nan")};
+  return {format("%11.3f", psr(*where)), format("%11i", static_cast<int>(*where + 1))};
 }
 
 /// The four printed bounds of a check point: the halves of the iterations that psr(n) compares.
@@ -142,6 +133,24 @@ arma::Mat<double> Summary::psrMatrix() const {
   return out;
 }
 
+arma::Col<double> Summary::last_psr() const {
+  const std::vector<unsigned long long> points = check_points();
+  return points.empty() ? arma::Col<double>() : psr(points.back());
+}
+
+std::optional<arma::uword> Summary::highest(const arma::Col<double>& psr) {
+  constexpr double rounding = 1e-9;
+  double best = -std::numeric_limits<double>::infinity();
+  std::optional<arma::uword> where;
+  for (arma::uword i = 0; i < psr.n_elem; ++i) {
+    if (psr(i) > best && (!where || psr(i) - best > rounding * std::abs(best))) {
+      best = psr(i);
+      where = i;
+    }
+  }
+  return where;
+}
+
 void Summary::printPSR(std::FILE* stream) const {
   std::fprintf(stream, "\nBURN-IN POTENTIAL SCALE REDUCTION (PSR) OUTPUT:\n\n");
   const std::vector<unsigned long long> points = check_points();
@@ -158,7 +167,7 @@ void Summary::printPSR(std::FILE* stream) const {
     std::fprintf(stream, heading, title.c_str(), "Highest PSR", "Parameter #");
   }
   for (const unsigned long long point : points) {
-    const highest top = find_highest(psr(point));
+    const highest_cells top = find_highest(psr(point));
     const auto [a, b, n] = bounds_of(point);
     if (single) {
       std::fprintf(stream, "  %6i to %-6i with %6i to %-6i   %s   %s  \n", a, b - 1, b, n, top.value.c_str(),

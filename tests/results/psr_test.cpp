@@ -121,6 +121,21 @@ TEST_F(PsrTest, OfTwoSharesThatAddUpToOneTheFirstIsNamed) {
   }
 }
 
+TEST_F(PsrTest, LastIsThatOfTheLastCheckPoint) {
+  Summary::interval = 15;
+  const arma::Col<double> last = two_chains().last_psr(), expected = two_chains().psr(30);
+  expect_near(last, {expected(0), expected(1), expected(2), nan});
+  Summary::interval = 41;
+  EXPECT_TRUE(two_chains().last_psr().empty());
+}
+
+TEST_F(PsrTest, HighestIsNoNumberButAPlace) {
+  EXPECT_EQ(Summary::highest({1.0, 1.3, nan, 1.2}), 1u);
+  EXPECT_EQ(Summary::highest({nan, 1.3, 1.3}), 1u);
+  EXPECT_EQ(Summary::highest({nan, nan}), std::nullopt);
+  EXPECT_EQ(Summary::highest(arma::Col<double>()), std::nullopt);
+}
+
 TEST_F(PsrTest, PrintsTheTableOfSeveralChains) {
   Summary::interval = 10;
   EXPECT_EQ(printed(two_chains()),

@@ -33,6 +33,11 @@ Summary first_draws(arma::uword n) {
   return Summary(chains, n);
 }
 
+void expect_same(const arma::Mat<double>& actual, const arma::Mat<double>& expected) {
+  ASSERT_EQ(arma::size(actual), arma::size(expected));
+  expect_near(actual, {expected.begin(), expected.end()});
+}
+
 TEST_F(SummaryTest, ComputesEveryPlainColumn) {
   const Summary s = two_chains();
   const arma::Mat<double> x = tests::pooled();
@@ -92,6 +97,24 @@ TEST_F(SummaryTest, EffectiveSizeOfVeryShortChains) {
   expect_near(first_draws(1).ess(), {nan, nan, nan, nan});
   EXPECT_TRUE(first_draws(3).ess().is_finite() || std::isnan(first_draws(3).ess()(3)));
   EXPECT_THROW(Summary().ess(), error_debug);
+}
+
+TEST_F(SummaryTest, EffectiveSizesThatAreKnownServeTablesAndWindows) {
+  Summary::cols = {column::mean, column::n_eff, column::mcmc_se};
+  const Summary fresh = two_chains(), known = two_chains();
+  const arma::Col<double> ess = known.ess();
+  expect_same(known.summary(), fresh.summary());
+  expect_same(known.rows(arma::span(1, 2)).summary(), fresh.rows(arma::span(1, 2)).summary());
+  expect_same(known.rows(arma::span(1, 2)).ess(), ess.rows(1, 2));
+}
+
+TEST_F(SummaryTest, AFurtherChainChangesTheEffectiveSizes) {
+  const std::vector<arma::Mat<double>> series = tests::series();
+  Summary s(series[0], 0);
+  const double one = s.ess()(1);
+  s.push_back(series[1]);
+  expect_same(s.ess(), two_chains().ess());
+  EXPECT_GT(s.ess()(1), one);
 }
 
 TEST_F(SummaryTest, AutocovariancesOfOneChain) {

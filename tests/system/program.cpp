@@ -120,10 +120,37 @@ std::string masked_line(const std::string& line) {
   return out;
 }
 
+bool starts_with(const std::string& line, const char* text) {
+  return line.rfind(text, 0) == 0;
+}
+
+/// Which parameters are slow, and whether any is, is a matter of numbers.
+bool begins_a_warning_of_convergence(const std::string& line) {
+  return starts_with(line, "  WARNING: The chains have ") ||
+         starts_with(line, "  WARNING: The burn-in has ") ||
+         starts_with(line, "  WARNING: At the end of the burn-in") ||
+         starts_with(line, "  WARNING: There are too few iterations to tell ");
+}
+
+std::string without_warnings_of_convergence(const std::string& report) {
+  static const std::string heading = "WARNING MESSAGES:\n\n";
+  std::istringstream lines(report);
+  std::string out;
+  bool inside = false;
+  for (std::string line; std::getline(lines, line);) {
+    inside = begins_a_warning_of_convergence(line) || (inside && starts_with(line, "         "));
+    if (!inside) out += line + "\n";
+  }
+  const std::size_t block = out.find(heading);
+  if (block != std::string::npos && out[block + heading.size()] == '\n')
+    out.insert(block + heading.size(), "  No warning messages.\n");
+  return out;
+}
+
 }  // namespace
 
 std::string masked_numbers(const std::string& report) {
-  std::istringstream lines(report);
+  std::istringstream lines(without_warnings_of_convergence(report));
   std::string out;
   for (std::string line; std::getline(lines, line);) out += masked_line(line) + "\n";
   return out;

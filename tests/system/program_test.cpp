@@ -179,4 +179,16 @@ TEST(MaskedNumbers, KeepPlacesAndTitles) {
             "      71 to 105    with    106 to 140            0.000             1  \n");
 }
 
+TEST(MaskedNumbers, LeaveOutTheWarningsOfConvergence) {
+  const std::string block = "\nWARNING MESSAGES:\n\n";
+  const std::string slow =
+      "  WARNING: At the end of the burn-in, the highest PSR\n             parameter 5, 'y': x\n"
+      "  WARNING: The chains have not converged.\n           These estimates\n             'y': x  2.645  "
+      "1.610\n";
+  const std::string other = "  WARNING: Performing listwise deletion.\n           2 rows\n";
+  EXPECT_EQ(masked_numbers(block + slow + "\n\nMODEL FIT:\n"),
+            block + "  No warning messages.\n\n\nMODEL FIT:\n");
+  EXPECT_EQ(masked_numbers(block + other + slow + other + "\n\n"), block + other + other + "\n\n");
+}
+
 }  // namespace

@@ -1,0 +1,89 @@
+#include "results/parameter_names.hpp"
+
+#include <gtest/gtest.h>
+
+#include "model/run_models.hpp"
+#include "results/fake_predictor.hpp"
+#include "support/error.hpp"
+#include "support/text.hpp"
+#include "support/warning.hpp"
+
+namespace tovik::tests::parameter_names_test {
+namespace {
+
+using kind = sem::predictor_row::kind;
+using texts = std::vector<std::string>;
+
+texts texts_of(const std::vector<parameter_name>& names) {
+  texts out;
+  for (const parameter_name& name : names) out.push_back(name.text);
+  return out;
+}
+
+class ParameterNames : public testing::Test {
+ protected:
+  ~ParameterNames() override { warning::buffer.clear(); }
+
+  static std::vector<parameter_name> names(const ModelList& models) {
+    return parameter_names(models, {}, {});
+  }
+};
+
+TEST_F(ParameterNames, AreTheOutcomeAndTheLabelOfTheTable) {
+  run_models run(1, {"y ~ x | x"});
+  EXPECT_EQ(texts_of(names(run.all)),
+            (texts{"'y': L2 : Var(Intercept)", "'y': L2 : Cov(Intercept,x)", "'y': L2 : Var(x)",
+                   "'y': Residual Var.", "'y': Intercept", "'y': x", "'y': Standardized Coefficients: x",
+                   "'y': Proportion Variance Explained by Coefficients",
+                   "'y': Proportion Variance Explained by Level-2 Random Intercepts",
+                   "'y': Proportion Variance Explained by Level-2 Random Slopes",
+                   "'y': Proportion Variance Explained by Level-1 Residual Variation"}));
+}
+
+TEST_F(ParameterNames, AreAsManyAsTheRowsOfTheDraws) {
+  run_models run(0, split("y ~ x; grade ~ x; g ~ x; logit(bin) ~ x; visits ~ x; y2 <-> y10", ";", true),
+                 {"p ~ normal(0, 1)", "q = p * 2"});
+  EXPECT_EQ(names(run.all).size(), run.all.row_starts().back());
+}
+
+TEST_F(ParameterNames, TellOfWhatTheModelFixes) {
+  run_models run(0, {"y ~ x z@2"});
+  const std::vector<parameter_name> all = names(run.all);
+  for (const parameter_name& name : all) EXPECT_EQ(name.fixed, name.text == "'y': z") << name.text;
+  EXPECT_EQ(all.at(3).text, "'y': z");
+}
+
+TEST_F(ParameterNames, OfANominalOutcomeAreThoseOfItsCodes) {
+  run_models run(0, {"g ~ x"});
+  EXPECT_EQ(texts_of(names(run.all)),
+            (texts{"'g.2': Intercept", "'g.2': x", "'g.2': Odds Ratio: Intercept", "'g.2': Odds Ratio: x",
+                   "'g.3': Intercept", "'g.3': x", "'g.3': Odds Ratio: Intercept", "'g.3': Odds Ratio: x"}));
+}
+
+TEST_F(ParameterNames, OfLabelledAndComputedParametersAreTheirOwn) {
+  run_models run(0, {"y ~ x@p"}, {"p ~ normal(0, 1)", "q = p * 2"});
+  const texts all = texts_of(names(run.all));
+  EXPECT_EQ(texts(all.end() - 2, all.end()), (texts{"p", "q"}));
+}
+
+TEST_F(ParameterNames, OfPredictorModelsStandAtThePlacesOfTheirValues) {
+  run_models run(0, {"y ~ x"});
+  predictor_models models;
+  models.push_back(std::make_unique<FakePredictor>(
+      "o", data::type::ordinal,
+      std::vector<sem::predictor_row>{{kind::grand_mean, 0, "o", "", 0, false},
+                                      {kind::threshold, 0, "o", "", 1, false},
+                                      {kind::coefficient, 1, "o", "x", 0, false},
+                                      {kind::residual_variance, 1, "o", "", 0, true},
+                                      {kind::residual_variance, 2, "o", "", 0, false}}));
+  const std::vector<parameter_name> all = parameter_names(run.all, models, {});
+  const texts found = texts_of(all);
+  EXPECT_EQ(texts(found.end() - 5, found.end()),
+            (texts{"'o': Grand Mean", "'o': Tau 1", "'o': Level 1: o ~ x", "'o': Level 1: Residual Var.",
+                   "'o': Level 2: Residual Var."}));
+  EXPECT_TRUE(all[all.size() - 2].fixed);
+  EXPECT_FALSE(all.back().fixed);
+}
+
+}  // namespace
+}  // namespace tovik::tests::parameter_names_test
