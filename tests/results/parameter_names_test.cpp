@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include "model/row_table.hpp"
 #include "model/run_models.hpp"
 #include "results/fake_predictor.hpp"
 #include "support/error.hpp"
@@ -43,7 +44,7 @@ TEST_F(ParameterNames, AreTheOutcomeAndTheLabelOfTheTable) {
 TEST_F(ParameterNames, AreAsManyAsTheRowsOfTheDraws) {
   run_models run(0, split("y ~ x; grade ~ x; g ~ x; logit(bin) ~ x; visits ~ x; y2 <-> y10", ";", true),
                  {"p ~ normal(0, 1)", "q = p * 2"});
-  EXPECT_EQ(names(run.all).size(), run.all.row_starts().back());
+  EXPECT_EQ(names(run.all).size(), model::row_table(run.all).total());
 }
 
 TEST_F(ParameterNames, TellOfWhatTheModelFixes) {

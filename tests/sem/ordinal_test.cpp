@@ -190,8 +190,9 @@ TEST(Ordinal, AnIncompleteOutcomeHasOneEquation) {
   const Setting<bool> apart(sem::defaults::reduce_models, false);
   const small_run two = run_of({"o ~ x", "o ~ z"});
   ASSERT_EQ(two.models.size(), 2U);
-  EXPECT_EQ(two.failure(),
-            "ERROR: A second equation of an incomplete ordinal outcome ('o') is not available in this version.");
+  EXPECT_EQ(
+      two.failure(),
+      "ERROR: A second equation of an incomplete ordinal outcome ('o') is not available in this version.");
 }
 
 TEST(Ordinal, AutoStepsNeedASolution) {
