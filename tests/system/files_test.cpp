@@ -99,7 +99,7 @@ TEST_F(Files, FilesThatMayNotGrowKeepWhatStoodThere) {
 
 TEST_F(Files, TheShortageOfDescriptorsIsToldAsWhatItIs) {
   const std::string line = "; exec $P " + commands("NIMPS: 2; SAVE: separate = s*.csv, burn = b*.csv;") +
-                           " --output " + at("report") + " > " + at("out") + " 2>&1)";
+                           " --output " + at("report") + ") > " + at("out") + " 2>&1";
   bool refused = false;
   // The first of them are too few for the loader of the program, which then says so.
   for (int descriptors = 3; descriptors <= 40; ++descriptors) {
