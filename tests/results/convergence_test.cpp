@@ -105,6 +105,19 @@ TEST_F(Convergence, AParameterIsSlowBelowOneHundredEffectiveDrawsOrAboveTheBound
   EXPECT_LT(expected.size(), 6u);
 }
 
+TEST_F(Convergence, ChainsAreApartFromAPsrOf105On) {
+  // Of noise with variance 1 whose chains have means d apart, the PSR is sqrt(1 + d^2 / 3).
+  const auto apart = [](double psr) {
+    std::vector<arma::mat> draws = chains({0.0}, 10000);
+    draws[1] += std::sqrt(3.0 * (psr * psr - 1.0));
+    return draws;
+  };
+  EXPECT_EQ(say(apart(1.03)).rfind("WARNING: The chains have too few effective draws.\n", 0), 0u);
+  EXPECT_EQ(say(apart(1.07)).rfind("WARNING: The chains have not converged.\n", 0), 0u);
+  EXPECT_EQ(say_of_burn_in(apart(1.03)), "");
+  EXPECT_NE(say_of_burn_in(apart(1.07)), "");
+}
+
 TEST_F(Convergence, SlowChainsThatAgreeHaveTooFewDraws) {
   // Two periods of a wave in each half of a chain: the halves agree, and few of their draws count.
   arma::mat chain(1, 400);

@@ -24,8 +24,8 @@ void write_file(const std::filesystem::path& path, const std::string& text);
 std::string masked(const std::string& report);
 
 /// The layout of a report without its numbers: every number with decimals becomes 0 with as many of them, in
-/// the place where the number ends; the parameter with the highest PSR becomes 1. Warnings that the chains have
-/// not converged are left out.
+/// the place where the number ends; the parameter with the highest PSR becomes 1. Warnings that the chains
+/// have not converged are left out.
 std::string masked_numbers(const std::string& report);
 
 }  // namespace tovik::tests
