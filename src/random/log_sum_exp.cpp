@@ -91,20 +91,20 @@ inline __attribute__((always_inline)) bool add_side_by_side(std::size_t stride, 
     numbers term;
     __builtin_memcpy(&term, x + t * stride, sizeof term);
     spoilt += term - term;
-    choose(reinterpret_cast<words>(term > high), term, high, high);
+    high = term > high ? term : high;
   }
   const words left = ~reinterpret_cast<words>(spoilt == 0.0);
   if ((left[0] | left[1] | left[2] | left[3]) != 0) return false;
   const numbers floor = numbers{} - 700.0;
   numbers distance = before - high, e;
-  choose(reinterpret_cast<words>(distance < floor), floor, distance, distance);
+  distance = distance > floor ? distance : floor;
   exponential(distance, e);
   s *= e;
   for (std::size_t t = 0; t < count; ++t) {
     numbers term;
     __builtin_memcpy(&term, x + t * stride, sizeof term);
     distance = term - high;
-    choose(reinterpret_cast<words>(distance < floor), floor, distance, distance);
+    distance = distance > floor ? distance : floor;
     exponential(distance, e);
     s += e;
   }

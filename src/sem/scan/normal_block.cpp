@@ -14,9 +14,13 @@ namespace {
 void add_log_densities(arma::uword n, double c, double w, const double* __restrict r,
                        double* __restrict out) {
   arma::uword i = 0;
-  for (; i + 3 < n; i += 4)
-    for (arma::uword l = i; l < i + 4; ++l) out[l] += c - w * r[l] * r[l];
-  for (; i < n; ++i) out[i] += c - w * r[i] * r[i];
+  for (; i + 3 < n; i += 4) {
+    out[i] += c - w * (r[i] * r[i]);
+    out[i + 1] += c - w * (r[i + 1] * r[i + 1]);
+    out[i + 2] += c - w * (r[i + 2] * r[i + 2]);
+    out[i + 3] += c - w * (r[i + 3] * r[i + 3]);
+  }
+  for (; i < n; ++i) out[i] += c - w * (r[i] * r[i]);
 }
 
 }  // namespace
@@ -29,11 +33,13 @@ normal_block::normal_block(const arma::Mat<double>& X, arma::Col<double> y, arma
 void normal_block::keep(const double* b, double v) {
   coefficients_.insert(coefficients_.end(), b, b + X_.n_cols);
   variances_.push_back(v);
+  constants_.push_back(-0.5 * (log_2_pi + std::log(v)));
 }
 
 void normal_block::clear() {
   coefficients_.clear();
   variances_.clear();
+  constants_.clear();
 }
 
 void normal_block::add(arma::uword first, arma::uword n, double* out) {
@@ -45,9 +51,8 @@ void normal_block::add(arma::uword first, arma::uword n, double* out) {
   const arma::uword* const end = std::lower_bound(skip, left_out_.cend(), first + n);
   kept_.resize(static_cast<std::size_t>(end - skip));
   for (std::size_t t = 0; t < draws; ++t, out += n) {
-    const double v = variances_[t];
     std::transform(skip, end, kept_.begin(), [&](arma::uword i) { return out[i - first]; });
-    add_log_densities(n, -0.5 * (log_2_pi + std::log(v)), 0.5 / v, residuals_.data() + t * n, out);
+    add_log_densities(n, constants_[t], 0.5 / variances_[t], residuals_.data() + t * n, out);
     for (std::size_t k = 0; k < kept_.size(); ++k) out[skip[k] - first] = kept_[k];
   }
 }

@@ -25,10 +25,10 @@ class normal_block {
   const arma::Mat<double>& X_;
   arma::Col<double> y_;
   arma::Col<arma::uword> left_out_;
-  std::vector<double> coefficients_;  ///< k x draws
-  std::vector<double> variances_;
-  std::vector<double> residuals_;  ///< work: n x draws
-  std::vector<double> kept_;       ///< work: of units left out
+  std::vector<double> coefficients_;           ///< k x draws
+  std::vector<double> variances_, constants_;  ///< v; log density of y = Xb
+  std::vector<double> residuals_;              ///< work: n x draws
+  std::vector<double> kept_;                   ///< work: of units left out
 };
 
 }  // namespace tovik::sem::scan
