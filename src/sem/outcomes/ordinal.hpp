@@ -98,6 +98,7 @@ class Ordinal : public Regression {
   bool walks_missing() const { return solver_ == nullptr ? list_ != nullptr : values_read_; }
   void set_list(std::unique_ptr<estimator::likelihood> list);
   void read_distribution(const arma::Mat<double>& data);
+  bool leap();
   void draw_with_thresholds(arma::Mat<double>& data);
   void move_with_scores(arma::Mat<double>& data);
   void draw_free(arma::Mat<double>& data);

@@ -4,6 +4,7 @@
 #include <limits>
 
 #include "random/densities.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {
@@ -105,6 +106,13 @@ bool thresholds::move(const std::vector<arma::Col<arma::uword>>& members, const 
   if (tau.n_elem < 2) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
   return move(n, rng, [&](const arma::Col<double>& t) { return log_likelihood_ratio(t, members, mean, sd); });
+}
+
+bool thresholds::leap(const std::vector<arma::Col<arma::uword>>& members, const double* mean, Random& rng,
+                      const double* sd, free_location* location) {
+  if (!sampler_settings::newton_thresholds || (tau.n_elem < 2 && location == nullptr)) return false;
+  if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
+  return newton.move(tau, members, mean, sd, rng, location);
 }
 
 double thresholds::proposal_scale(arma::uword n) const {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "random/random.hpp"
+#include "sem/scan/threshold_newton.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik::sem::scan {
@@ -42,6 +43,12 @@ class thresholds {
     if (ratio > -std::numeric_limits<double>::infinity()) ratio += gain(t);
     return decide(t, ratio, rng);
   }
+  /// The same distribution by proposals from a normal approximation (see threshold_newton), whose state is
+  /// `newton`; nothing for K = 1, unless a location moves, and where the sampler's settings turn it off.
+  bool leap(const std::vector<arma::Col<arma::uword>>& members, const double* mean, Random& rng,
+            const double* sd = nullptr, free_location* location = nullptr);
+  threshold_newton newton;
+
   /// Draws the members' scores around `mean` within their categories: the first category, the last, then
   /// those between.
   void draw(const std::vector<arma::Col<arma::uword>>& members, const double* mean, double* scores,
