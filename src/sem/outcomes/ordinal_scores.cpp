@@ -61,7 +61,8 @@ bool Ordinal::leap() {
 void Ordinal::draw_with_thresholds(arma::Mat<double>& data) {
   read_distribution(data);
   const bool leapt = leap();
-  const bool walked = propensity.cuts.move(propensity.sets.all(), mean_.memptr(), n_units, *rng, sd());
+  const bool walked = propensity.cuts.move(propensity.sets.all(), mean_.memptr(), n_units, *rng, sd(),
+                                           propensity.cuts.newton.log_likelihood);
   const bool moved = leapt || walked;
   if (!moved && tau().n_elem > 1) return;
   if (solver_ != nullptr)

@@ -3,7 +3,8 @@
 #include <cmath>
 #include <limits>
 
-#include "sem/scan/thresholds.hpp"
+#include "sem/scan/log_product.hpp"
+#include "sem/scan/normal_tail.hpp"
 
 namespace tovik::sem::scan {
 
@@ -11,77 +12,71 @@ namespace {
 
 constexpr double no_bound = std::numeric_limits<double>::infinity();
 
-/// phi(z) without its constant; 0 at infinity.
-double kernel_of_normal(double z) {
-  return std::exp(-0.5 * z * z);
-}
-
-/// The logarithm of a product, taken of many factors at once.
-class log_product {
- public:
-  void times(double factor) {
-    if (factor < tiny) {
-      sum_ += std::log(factor);
-      return;
-    }
-    product_ *= factor;
-    if (product_ < tiny) {
-      sum_ += std::log(product_);
-      product_ = 1.0;
-    }
-  }
-  double value() const { return sum_ + std::log(product_); }
-
- private:
-  static constexpr double tiny = 1e-150;
-  double sum_ = 0.0, product_ = 1.0;
-};
-
 }  // namespace
 
-// With a, b the standardised bounds of a unit, M the mass between them and r(z) = phi(z) / M, the log mass has
-// the derivatives r(b) / s and -r(a) / s for the upper and the lower threshold, and H gains
-// r(b) (b + r(b)), r(a) (r(a) - a) and, beside the diagonal, -r(a) r(b), all over s^2.
+/// The units of one category. With a, b the standardised bounds of a unit, M the mass between them and r(z) =
+/// phi(z) / M, the log mass has the derivatives r(b) / s and -r(a) / s for the upper and the lower threshold,
+/// and H gains r(b) (b + r(b)), r(a) (r(a) - a) and, beside the diagonal, -r(a) r(b), all over s^2.
+struct threshold_newton::side_sums {
+  double g_lower = 0.0, g_upper = 0.0, h_lower = 0.0, h_upper = 0.0, h_both = 0.0;
+
+  template <bool has_lower, bool has_upper>
+  static side_sums of(double lower, double upper, const arma::Col<arma::uword>& members, const double* mean,
+                      const double* sd, log_product& mass) {
+    constexpr double density_at_0 = 0.39894228040143267794;
+    side_sums out;
+    for (arma::uword i : members) {
+      const double w = sd == nullptr ? 1.0 : 1.0 / sd[i];
+      const double a = has_lower ? (lower - mean[i]) * w : -no_bound;
+      const double b = has_upper ? (upper - mean[i]) * w : no_bound;
+      const normal_tail below = has_lower ? normal_tail(std::fabs(a)) : normal_tail::at_infinity();
+      const normal_tail above = has_upper ? normal_tail(std::fabs(b)) : normal_tail::at_infinity();
+      const double M = mass_between(a, below, b, above), per_mass = density_at_0 * w / M;
+      mass.times(M);
+      const double ra = below.kernel * per_mass, rb = above.kernel * per_mass;
+      if constexpr (has_lower) {
+        out.g_lower -= ra;
+        out.h_lower += ra * (ra - a * w);
+      }
+      if constexpr (has_upper) {
+        out.g_upper += rb;
+        out.h_upper += rb * (rb + b * w);
+      }
+      out.h_both -= ra * rb;
+    }
+    return out;
+  }
+};
+
+void threshold_newton::expansion::add(const side_sums& of, arma::uword k) {
+  if (k > 0) {
+    g[k - 1] += of.g_lower;
+    diagonal[k - 1] += of.h_lower;
+  }
+  if (k < cuts.n_elem) {
+    g[k] += of.g_upper;
+    diagonal[k] += of.h_upper;
+  }
+  if (k > 0 && k < cuts.n_elem) beside[k - 1] = of.h_both;
+}
+
 bool threshold_newton::expansion::at(const std::vector<arma::Col<arma::uword>>& members, const double* mean,
                                      const double* sd, const free_location* location) {
-  constexpr double density_at_0 = 0.39894228040143267794;
   arma::uword const K = cuts.n_elem, first = location == nullptr ? 1 : 0;
   g.zeros(K);
   diagonal.zeros(K);
   beside.zeros(K);
   log_product mass;
-  for (arma::uword k = first; k <= K; ++k) {
-    const bool has_lower = k > 0, has_upper = k < K;
-    const double lower = has_lower ? cuts[k - 1] : -no_bound, upper = has_upper ? cuts[k] : no_bound;
-    double g_lower = 0.0, g_upper = 0.0, h_lower = 0.0, h_upper = 0.0, h_both = 0.0;
-    for (arma::uword i : members[k]) {
-      const double w = sd == nullptr ? 1.0 : 1.0 / sd[i];
-      const double a = (lower - mean[i]) * w, b = (upper - mean[i]) * w, M = interval_mass(a, b);
-      const double per_mass = density_at_0 * w / M;
-      mass.times(M);
-      const double ra = has_lower ? kernel_of_normal(a) * per_mass : 0.0;
-      const double rb = has_upper ? kernel_of_normal(b) * per_mass : 0.0;
-      if (has_lower) {
-        g_lower -= ra;
-        h_lower += ra * (ra - a * w);
-      }
-      if (has_upper) {
-        g_upper += rb;
-        h_upper += rb * (rb + b * w);
-      }
-      h_both -= ra * rb;
-    }
-    if (has_lower) {
-      g[k - 1] += g_lower;
-      diagonal[k - 1] += h_lower;
-    }
-    if (has_upper) {
-      g[k] += g_upper;
-      diagonal[k] += h_upper;
-    }
-    if (has_lower && has_upper) beside[k - 1] = h_both;
+  double of_first = 0.0;
+  if (first == 0) {
+    add(side_sums::of<false, true>(0.0, cuts[0], members[0], mean, sd, mass), 0);
+    of_first = mass.value();
   }
+  for (arma::uword k = 1; k < K; ++k)
+    add(side_sums::of<true, true>(cuts[k - 1], cuts[k], members[k], mean, sd, mass), k);
+  add(side_sums::of<true, false>(cuts[K - 1], 0.0, members[K], mean, sd, mass), K);
   value = mass.value();
+  log_likelihood = value - of_first;
   if (location != nullptr) {
     const double e = location->intercept - cuts[0] - location->mean;
     value -= 0.5 * location->precision * e * e;
@@ -129,11 +124,14 @@ bool threshold_newton::move(arma::Col<double>& tau, const std::vector<arma::Col<
   arma::uword const K = tau.n_elem, first = location == nullptr ? 1 : 0;
   here_.cuts = tau;
   ++total;
+  log_likelihood = std::numeric_limits<double>::quiet_NaN();
   if (!here_.at(members, mean, sd, location)) return false;
+  log_likelihood = here_.log_likelihood;
   here_.newton_step(first, step_);
   d_.zeros(K);
   for (arma::uword k = first; k < K; ++k) d_[k] = rng.rnorm();
-  for (arma::uword k = K; k-- > first;) d_[k] = (d_[k] - (k + 1 < K ? here_.under[k] * d_[k + 1] : 0.0)) / here_.root[k];
+  for (arma::uword k = K; k-- > first;)
+    d_[k] = (d_[k] - (k + 1 < K ? here_.under[k] * d_[k + 1] : 0.0)) / here_.root[k];
   const double u = rng.runif();
   there_.cuts = here_.cuts + step_ + d_;
   for (arma::uword k = 1; k < K; ++k)
@@ -148,6 +146,7 @@ bool threshold_newton::move(arma::Col<double>& tau, const std::vector<arma::Col<
   for (arma::uword k = 0; k < K; ++k) tau[k] = there_.cuts[k] - shift;
   tau[0] = 0.0;
   if (location != nullptr) location->intercept -= shift;
+  log_likelihood = there_.log_likelihood;
   ++accepted;
   return true;
 }

@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "random/random.hpp"
@@ -20,9 +21,10 @@ struct free_location {
 ///
 ///   t ~ N(tau + H^-1 g, H^-1),   g the gradient of the log likelihood at tau, H minus its matrix of second
 ///
-/// derivatives, accepted by Metropolis-Hastings with g and H at t for the way back (Gamerman, 1997, Statistics
-/// and Computing 7, 57-68). The likelihood is log-concave in the thresholds (Burridge, 1981, JRSS B 43, 41-45),
-/// and a unit in category k holds tau_{k-1} and tau_k only: H is positive definite and has three diagonals.
+/// derivatives, accepted by Metropolis-Hastings with g and H at t for the way back (Gamerman, 1997,
+/// Statistics and Computing 7, 57-68). The likelihood is log-concave in the thresholds (Burridge, 1981, JRSS
+/// B 43, 41-45), and a unit in category k holds tau_{k-1} and tau_k only: H is positive definite and has
+/// three diagonals.
 ///
 /// With a location the first threshold moves too, and then all are shifted back to tau_0 = 0 with the
 /// intercept: cuts and intercept are drawn as one, given what else the means hold.
@@ -34,17 +36,22 @@ class threshold_newton {
             const double* sd, Random& rng, free_location* location = nullptr);
 
   std::uint64_t accepted = 0, total = 0;
+  /// Of the units above the first category, where the last move has left the thresholds; NaN if it does not
+  /// know.
+  double log_likelihood = std::numeric_limits<double>::quiet_NaN();
 
  private:
+  struct side_sums;
   /// The log density of cuts with the first two derivatives.
   struct expansion {
     arma::Col<double> cuts, g, diagonal, beside;  ///< H has `beside` under its diagonal
     arma::Col<double> root, under;                ///< of the factor of H
-    double value = 0.0;
+    double value = 0.0, log_likelihood = 0.0;
 
     /// Fills everything but `cuts`; false where the density or its normal approximation does not exist.
     bool at(const std::vector<arma::Col<arma::uword>>& members, const double* mean, const double* sd,
             const free_location* location);
+    void add(const side_sums& of, arma::uword k);
     bool factor(arma::uword first);
     /// step := H^-1 g.
     void newton_step(arma::uword first, arma::Col<double>& step) const;
