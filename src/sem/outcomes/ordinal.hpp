@@ -10,6 +10,10 @@
 
 namespace tovik::sem {
 
+namespace scan {
+struct orbit_scale;
+}
+
 /// Probit regression of a binary or ordered variable with K + 1 categories through a normal propensity
 /// (Albert & Chib, 1993, JASA 88, 669-679):
 ///
@@ -79,7 +83,9 @@ class Ordinal : public Regression {
   const arma::Col<double>* response(const arma::Mat<double>&) override { return &propensity.values; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
   void draw_auxiliary(arma::Mat<double>& data) override;
-  void draw_values(arma::Mat<double>&) override {}
+  /// Multiplies thresholds, Y*, the coefficients that are drawn and the effects by a common factor.
+  void draw_own(const arma::Mat<double>& data) override;
+  void draw_values(arma::Mat<double>& data) override { propensity.write_all(data); }
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                         const double* mu, double* out) const override;
   bool has_units() const override { return false; }
@@ -99,6 +105,9 @@ class Ordinal : public Regression {
   void set_list(std::unique_ptr<estimator::likelihood> list);
   void read_distribution(const arma::Mat<double>& data);
   bool leap();
+  bool can_rescale() const;
+  void read_held_part();
+  scan::orbit_scale scale_density() const;
   void draw_with_thresholds(arma::Mat<double>& data);
   void move_with_scores(arma::Mat<double>& data);
   void draw_free(arma::Mat<double>& data);
@@ -113,7 +122,7 @@ class Ordinal : public Regression {
   score_walk walk_all_, walk_complete_, walk_missing_;
 
   arma::Col<double> mean_, sd_;  ///< of Y* in this scan; no sd: 1
-  arma::Col<double> kept_;
+  arma::Col<double> kept_, held_;
 };
 
 }  // namespace tovik::sem

@@ -287,6 +287,10 @@ class Regression : public virtual estimator::Outcome {
   const void* source() const {
     return this;
   }
+  /// The unit of the first prior of a variance of effects.
+  double effect_unit(unsigned L, arma::uword j) const {
+    return effect_units_[L](j);
+  }
   /// A handle on a field of this model.
   std::shared_ptr<estimator::constraint> handle(double* address, unsigned at_level,
                                                 double variance = 1.0) const;
