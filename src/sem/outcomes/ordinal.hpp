@@ -45,6 +45,7 @@ class Ordinal : public Regression {
   arma::Col<arma::uword> published() const override { return propensity.published(); }
   void tune() override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   /// Also the thresholds but the first.
   arma::uword n_estimated() const override;
   bool is_normal() const override { return true; }

@@ -64,6 +64,7 @@ class Regression : public virtual estimator::Outcome {
   /// Proposals of random effects that other equations read.
   void tune() override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   /// 1 x 1: v / x_i'x_i for the column x_i of the coefficient, v the whole residual variance.
   arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const override;
   const arma::Mat<double>& betas() const override { return betas_; }

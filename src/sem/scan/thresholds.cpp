@@ -2,6 +2,7 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include "random/densities.hpp"
 #include "sem/scan/log_product.hpp"
@@ -42,6 +43,8 @@ thresholds::thresholds(const arma::Col<arma::uword>& counts)
   tuning.upper = 0.4;
   tuning.lower = 0.3;
   tuning.target = 0.35;
+  if (tau.n_elem > 1) tuning.what = "Tau 2";
+  if (tau.n_elem > 2) tuning.what += " to Tau " + std::to_string(tau.n_elem);
   if (tau.n_elem == 1) return;
   // An empty category would put two thresholds in one place.
   arma::Col<double> n = arma::conv_to<arma::Col<double>>::from(counts);
