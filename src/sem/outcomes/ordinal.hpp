@@ -22,8 +22,8 @@ struct orbit_scale;
 /// Coefficients have the prior N(0, priBeta), thresholds a flat one. A scan begins with the thresholds, Y*
 /// integrated out (Cowles, 1996, Statistics and Computing 6, 101-111), and Y* given these, all or nothing;
 /// the rest is that of every regression with Y* as the response. Likelihoods are those of Y*. Beside the walk
-/// thresholds and intercept are proposed from their normal approximation (scan/threshold_newton), and all that
-/// is in the units of Y* is multiplied by a common factor (scan/orbit_scale).
+/// thresholds and intercept are proposed from their normal approximation (scan/threshold_newton), and all
+/// that is in the units of Y* is multiplied by a common factor (scan/orbit_scale).
 ///
 /// Where other equations read Y*, integrating it out would leave their densities out: a move of the
 /// thresholds then carries every Y* along, stretched to the new width of its category, and Y* moves by
