@@ -27,8 +27,9 @@ concept sampler = requires(T& estimator, T const& state, bool flag) {
   // One scan, and the report column of the state that it leaves.
   estimator.oneRep();
   { state.getParams() } -> std::convertible_to<arma::Col<double>>;
-  // Adapts the proposals; throws sem::error_tuning when they failed.
+  // Adapts the proposals, at fixed intervals and after each scan; throws sem::error_tuning when they failed.
   estimator.tune();
+  estimator.adapt();
   estimator.tune_check();
   // Units x 2 x (models + 1), or empty.
   { state.getLikelihoods() } -> std::convertible_to<arma::Cube<double>>;
@@ -141,6 +142,7 @@ class chain {
       burn_draws_.push(estimator_->getParams());
       ++i;
       if (milestone(i, info_.burn)) say("  Chain %i burn-in iteration %i completed on %s", i);
+      if (i <= info_.burn / 2) estimator_->adapt();
       if (i < info_.burn / 2 && i % info_.tunecheck == 0) estimator_->tune();
     }
     return true;

@@ -96,6 +96,8 @@ TEST(Chain, TunesInTheFirstHalfOfBurnIn) {
   chain<CountingEstimator> one(estimator, info);
   run(one);
   EXPECT_EQ(estimator->tuned_after, (std::vector<int>{100, 200, 300, 400}));
+  ASSERT_EQ(estimator->adapted_after.size(), 500u);
+  for (int scan = 1; scan <= 500; ++scan) EXPECT_EQ(estimator->adapted_after[scan - 1], scan);
 }
 
 TEST(Chain, KeepsItsErrorAndTheDrawsBeforeIt) {

@@ -21,7 +21,8 @@ class CountingEstimator {
   arma::uword n_correlations = 0;
   bool has_tuning_info = false;
   bool warns = false;
-  std::vector<int> tuned_after;  ///< scans after which tune() came
+  std::vector<int> tuned_after;    ///< scans after which tune() came
+  std::vector<int> adapted_after;  ///< and adapt()
   int scans = 0;
   mutable int tune_checks = 0;
 
@@ -40,6 +41,7 @@ class CountingEstimator {
   }
   arma::Col<double> getParams() const { return {double(scans), 2.0 * scans}; }
   void tune() { tuned_after.push_back(scans); }
+  void adapt() { adapted_after.push_back(scans); }
   void tune_check() const {
     ++tune_checks;
     if (fail_tune_check) throw sem::error_tuning("rates");

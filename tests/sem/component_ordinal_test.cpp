@@ -9,6 +9,7 @@
 #include "component_world.hpp"
 #include "kernel_samples.hpp"
 #include "sem/predictors/ord_component.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 #include "threshold_posterior.hpp"
 
@@ -36,6 +37,7 @@ TEST(OrdComponent, ScoresStartAndStayInTheirCategories) {
 }
 
 TEST(OrdComponent, ARejectedProposalLeavesTheScores) {
+  const Setting<bool> walk_alone(sem::sampler_settings::newton_thresholds, false);
   ComponentWorld w(14, 0, 1, 61);
   OrdComponent c(w.setup(1), categories_of_14, 3, {});
   arma::mat const mean(14, 1, arma::fill::value(0.4));

@@ -21,6 +21,7 @@ class LoneEstimator : public sem::Estimator {
   Random* rng() const override { return const_cast<Random*>(&random); }
   void draw(arma::Mat<double>&) override { fail(); }
   void tune() override { fail(); }
+  void adapt() override { fail(); }
   void tune_check() override { fail(); }
   arma::Col<double> params() const override { fail(); }
   arma::Col<double> params(const arma::Mat<double>&) const override { fail(); }

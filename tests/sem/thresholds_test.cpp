@@ -9,6 +9,8 @@
 
 #include "random/densities.hpp"
 #include "sample_tests.hpp"
+#include "sem/scan/category_sets.hpp"
+#include "sem/scan/normal_tail.hpp"
 #include "support/error.hpp"
 #include "threshold_posterior.hpp"
 
@@ -46,6 +48,27 @@ TEST(Thresholds, IntervalsKeepTheirDigitsInTheTails) {
   EXPECT_NEAR(sem::scan::log_interval(10.0, INFINITY), std::log(7.619853024160526e-24), 1e-10);
   EXPECT_DOUBLE_EQ(sem::scan::log_interval(9.0, 10.0), sem::scan::log_interval(-10.0, -9.0));
   EXPECT_EQ(sem::scan::log_interval(1.0, 1.0), -INFINITY);
+}
+
+TEST(Thresholds, TailsFromOneExponentialAreThoseOfTheErrorFunction) {
+  for (double z = 0.0; z < 12.0; z += 0.01) {
+    const sem::scan::normal_tail tail(z);
+    const double exact = 0.5 * std::erfc(z / std::sqrt(2.0));
+    EXPECT_NEAR(tail.mass, exact, 3e-13 * exact) << z;
+    EXPECT_DOUBLE_EQ(tail.kernel, std::exp(-0.5 * z * z));
+  }
+}
+
+TEST(Thresholds, ProposalsFromTheNormalApproximationAreNearlyAllAcceptedWithManyUnits) {
+  Random rng(10, 1U);
+  thresholds t(units{250, 250, 250, 250});
+  units categories(1000);
+  for (arma::uword i = 0; i < 1000; ++i) categories[i] = i % 4;
+  const auto sets = sem::scan::category_sets(categories, 4, {});
+  arma::vec const mean(1000, arma::fill::value(0.6745));
+  for (int scan = 0; scan < 200; ++scan) t.leap(sets.observed(), mean.memptr(), rng);
+  EXPECT_EQ(t.newton.total, 200u);
+  EXPECT_GT(t.newton.accepted, 170u);
 }
 
 TEST(Thresholds, TruncatedDrawsStayInsideAndFollowTheirNormal) {

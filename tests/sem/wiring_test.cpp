@@ -206,6 +206,55 @@ TEST(Tune, CheckListsEveryFailure) {
   EXPECT_NO_THROW((tune_results{with(50, 100), with(0, 0)}).check());
 }
 
+TEST(Tune, TheMessageNamesWhoseProposalItIsAndWhatItMoves) {
+  tune_results results{tune_obj(46.0, kind::threshold, "Tau 2 to Tau 4"), with(10, 100)};
+  results[0].accepted = 90;
+  results[0].total = 100;
+  results.label = "y";
+  try {
+    results.check();
+    FAIL();
+  } catch (const sem::error_tuning& e) {
+    EXPECT_STREQ(e.what(),
+                 "  [1] = threshold, 0.900000, 46.000000 (y: Tau 2 to Tau 4)\n"
+                 "  [2] = imputation, 0.100000, 2.000000 (y)\n");
+  }
+}
+
+/// A random walk on a standard normal accepts (2 / pi) atan(2 / c) of its proposals with scale c.
+double accepted_share(double c) {
+  return 2.0 / arma::datum::pi * std::atan(2.0 / c);
+}
+
+TEST(Tune, AdaptationFindsTheScaleFromAfar) {
+  Random rng(31, 0U);
+  for (double start : {1e-3, 159.0, 1e4}) {
+    tune_obj proposal(start, kind::parameter);
+    for (int i = 0; i < 500; ++i) {
+      ++proposal.total;
+      proposal.accepted += rng.runif() < accepted_share(proposal.value);
+      proposal.adapt();
+      if (i > 0 && i % 100 == 0) proposal.tune();
+    }
+    EXPECT_NEAR(accepted_share(proposal.value), 0.5, 0.12) << start;
+  }
+}
+
+TEST(Tune, AdaptationLeavesCountersAndWhatWasNotProposed) {
+  tune_obj proposal = with(80, 100);
+  proposal.adapt();
+  EXPECT_NEAR(proposal.value, 2.0 * std::exp(0.3), 1e-12);
+  EXPECT_EQ(proposal.total, 100u);
+  proposal.adapt();
+  EXPECT_NEAR(proposal.value, 2.0 * std::exp(0.3), 1e-12);
+  proposal.total += 10;  // all rejected
+  proposal.adapt();
+  EXPECT_NEAR(proposal.value, 2.0 * std::exp(0.3 - 0.5 * std::pow(2.0, -0.6)), 1e-12);
+  tune_obj never = with(10, 100, kind::logistic_imputation);
+  never.adapt();
+  EXPECT_EQ(never.value, 2.0);
+}
+
 TEST(Tune, KindsHaveTheirLabels) {
   EXPECT_STREQ(tune_obj(1, kind::logistic_imputation).label(), "logistic imp");
   EXPECT_STREQ(tune_obj(1, kind::imputation_2).label(), "imputation");

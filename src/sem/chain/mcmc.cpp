@@ -131,6 +131,13 @@ void Mcmc::tune() const {
   for (const auto& v : predictors()) v->tune(outcomes_ != nullptr);
 }
 
+void Mcmc::adapt() const {
+  if (outcomes_) outcomes_->adapt();
+  if (predictor_proposals_.empty())
+    for (const auto& v : predictors()) v->addProposals(predictor_proposals_);
+  for (estimator::tune_obj* proposal : predictor_proposals_) proposal->adapt();
+}
+
 void Mcmc::tune_check() const {
   if (outcomes_) outcomes_->tune_check();
   for (const auto& v : predictors()) v->tuneResults().check();

@@ -11,6 +11,7 @@
 #include "random/random.hpp"
 #include "sem/outcomes/priors.hpp"
 #include "sem/wiring/settings.hpp"
+#include "sem/wiring/tune.hpp"
 #include "sem/wiring/working_data.hpp"
 
 namespace tovik {
@@ -74,6 +75,8 @@ class Mcmc {
   void oneRep();
 
   void tune() const;
+  /// Adapts them a little, after a scan.
+  void adapt() const;
   /// Throws sem::error_tuning when a proposal ended far from its target rate.
   void tune_check() const;
   /// True if some proposal's acceptance rate lies outside the band that tune_check allows.
@@ -200,7 +203,8 @@ class Mcmc {
   patterns patterns_;
   std::vector<std::string> pattern_names_;
   std::vector<double> missing_percents_;
-  std::unique_ptr<predictor_set> predictors_;  ///< never null
+  mutable std::vector<estimator::tune_obj*> predictor_proposals_;  ///< filled on first use
+  std::unique_ptr<predictor_set> predictors_;                      ///< never null
   std::vector<std::unique_ptr<centered_copy>> centered_copies_;
   std::unique_ptr<Outcomes> outcomes_;
   struct chain_slopes;

@@ -134,6 +134,7 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
   for (std::size_t i = 0; i < list.size(); ++i) {
     context.imputes = imputes(list, i);
     models.push_back(make_outcome(list[i], context));
+    names_.push_back(is_phantom(list[i]) ? Model::correlationParse(list[i]) : list[i].name());
   }
 }
 
@@ -244,9 +245,27 @@ void Outcomes::tune() {
   }
 }
 
+void Outcomes::adapt() {
+  if (proposals_.empty()) {
+    for (const model_ptr& model : models) model->addProposals(proposals_);
+    for (const auto& constraint : constraints)
+      if (!constraint->links.empty()) proposals_.push_back(&constraint->tune);
+  }
+  for (estimator::tune_obj* proposal : proposals_) proposal->adapt();
+}
+
 void Outcomes::tune_check() {
-  for (const model_ptr& model : models) model->tuneResults().check();
-  for (const auto& constraint : constraints) estimator::tune_results{constraint->tune}.check();
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    estimator::tune_results results = models[i]->tuneResults();
+    results.label = names_[i];
+    results.check();
+  }
+  for (const auto& constraint : constraints) {
+    estimator::tune_results result{constraint->tune};
+    const auto record = constraint_map.find(constraint->name);
+    result.label = record == constraint_map.end() ? constraint->name : record->second.name;
+    result.check();
+  }
 }
 
 std::vector<estimator::tune_results> Outcomes::acceptance() const {

@@ -54,6 +54,7 @@ class Outcomes : public virtual Estimator {
   /// Adapts the proposals of all models, then those of the shared parameters; one of these that is far from
   /// the scale of its density at the current state is given that scale.
   void tune() override;
+  void adapt() override;
   void tune_check() override;
 
   arma::Col<double> params() const override;
@@ -146,6 +147,8 @@ class Outcomes : public virtual Estimator {
   const working_data& working_;
   std::shared_ptr<Random> rng_;
   std::vector<std::shared_ptr<estimator::Outcome>> models;
+  std::vector<std::string> names_;               ///< of the models, for messages
+  std::vector<estimator::tune_obj*> proposals_;  ///< of models and shared parameters; filled on first use
   residual_correlations residual_correlations_;
   std::vector<std::size_t> tied_;  ///< for each model the first of those that phantoms tie it to
   std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at the first of those, else null

@@ -19,7 +19,7 @@ Normal::Normal(const Estimator* estimator_, const equation_setup& setup)
       Regression(estimator_, data::type::continuous, setup),
       sigma2(setup.estimate_resid ? 1.0 : setup.resid_value),
       estimate_resid(setup.estimate_resid),
-      imp_tune(3.0, estimator::tune_obj::kind_type::imputation),
+      imp_tune(3.0, estimator::tune_obj::kind_type::imputation, "missing values"),
       scale_(setup.y, setup.level, setup.cluster),
       imputed_(setup.missing_units, setup.level, scale_, source()) {
   imputed_.set_refresh([this](arma::Mat<double>& data) { refresh_followers(data); });
@@ -173,6 +173,11 @@ void Normal::addDist(const std::shared_ptr<autosolver::solver<autosolver::normal
 void Normal::tune() {
   Regression::tune();
   if (missing && imputed_.has_list() && solver_ == nullptr) imp_tune.tune();
+}
+
+void Normal::addProposals(std::vector<estimator::tune_obj*>& to) {
+  Regression::addProposals(to);
+  to.push_back(&imp_tune);
 }
 
 estimator::tune_results Normal::tuneResults() const {

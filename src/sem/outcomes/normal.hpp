@@ -27,6 +27,7 @@ class Normal : public Regression {
   void addTransform(const evaluate::pair& pair) override;
   void tune() override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   /// Also the residual variance, if it is drawn.
   arma::uword n_estimated() const override;
 

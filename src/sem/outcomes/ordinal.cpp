@@ -16,8 +16,8 @@ Ordinal::Ordinal(const Estimator* estimator_, const equation_setup& setup, const
     : Outcome(parts_of(estimator_, data::type::ordinal, setup)),
       Regression(estimator_, data::type::ordinal, setup),
       propensity(observed, setup.missing_units, setup.y, setup.level, cluster),
-      tune_mis(3.0, estimator::tune_obj::kind_type::imputation_2),
-      tune_cmp(3.0, estimator::tune_obj::kind_type::latent_2),
+      tune_mis(3.0, estimator::tune_obj::kind_type::imputation_2, "missing values"),
+      tune_cmp(3.0, estimator::tune_obj::kind_type::latent_2, "latent scores"),
       n_reported_(observed.n_reported),
       walk_all_(propensity, score_walk::category::kept),
       walk_complete_(propensity, score_walk::category::kept),
@@ -98,6 +98,11 @@ void Ordinal::tune() {
   propensity.cuts.adapt();
   if (missing && walks_missing()) tune_mis.tune();
   if (walks()) tune_cmp.tune();
+}
+
+void Ordinal::addProposals(std::vector<estimator::tune_obj*>& to) {
+  Regression::addProposals(to);
+  to.insert(to.end(), {&tune_mis, &tune_cmp, &propensity.cuts.tuning});
 }
 
 estimator::tune_results Ordinal::tuneResults() const {

@@ -10,6 +10,10 @@
 
 namespace tovik::sem {
 
+namespace scan {
+struct orbit_scale;
+}
+
 /// Probit regression of a binary or ordered variable with K + 1 categories through a normal propensity
 /// (Albert & Chib, 1993, JASA 88, 669-679):
 ///
@@ -17,7 +21,9 @@ namespace tovik::sem {
 ///
 /// Coefficients have the prior N(0, priBeta), thresholds a flat one. A scan begins with the thresholds, Y*
 /// integrated out (Cowles, 1996, Statistics and Computing 6, 101-111), and Y* given these, all or nothing;
-/// the rest is that of every regression with Y* as the response. Likelihoods are those of Y*.
+/// the rest is that of every regression with Y* as the response. Likelihoods are those of Y*. Beside the walk
+/// thresholds and intercept are proposed from their normal approximation (scan/threshold_newton), and all
+/// that is in the units of Y* is multiplied by a common factor (scan/orbit_scale).
 ///
 /// Where other equations read Y*, integrating it out would leave their densities out: a move of the
 /// thresholds then carries every Y* along, stretched to the new width of its category, and Y* moves by
@@ -41,6 +47,7 @@ class Ordinal : public Regression {
   arma::Col<arma::uword> published() const override { return propensity.published(); }
   void tune() override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   /// Also the thresholds but the first.
   arma::uword n_estimated() const override;
   bool is_normal() const override { return true; }
@@ -79,7 +86,9 @@ class Ordinal : public Regression {
   const arma::Col<double>* response(const arma::Mat<double>&) override { return &propensity.values; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
   void draw_auxiliary(arma::Mat<double>& data) override;
-  void draw_values(arma::Mat<double>&) override {}
+  /// Multiplies thresholds, Y*, the coefficients that are drawn and the effects by a common factor.
+  void draw_own(const arma::Mat<double>& data) override;
+  void draw_values(arma::Mat<double>& data) override { propensity.write_all(data); }
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                         const double* mu, double* out) const override;
   bool has_units() const override { return false; }
@@ -98,6 +107,10 @@ class Ordinal : public Regression {
   bool walks_missing() const { return solver_ == nullptr ? list_ != nullptr : values_read_; }
   void set_list(std::unique_ptr<estimator::likelihood> list);
   void read_distribution(const arma::Mat<double>& data);
+  bool leap();
+  bool can_rescale() const;
+  void read_held_part();
+  scan::orbit_scale scale_density() const;
   void draw_with_thresholds(arma::Mat<double>& data);
   void move_with_scores(arma::Mat<double>& data);
   void draw_free(arma::Mat<double>& data);
@@ -112,7 +125,7 @@ class Ordinal : public Regression {
   score_walk walk_all_, walk_complete_, walk_missing_;
 
   arma::Col<double> mean_, sd_;  ///< of Y* in this scan; no sd: 1
-  arma::Col<double> kept_;
+  arma::Col<double> kept_, held_;
 };
 
 }  // namespace tovik::sem

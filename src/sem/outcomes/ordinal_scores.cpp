@@ -42,10 +42,28 @@ void Ordinal::draw_auxiliary(arma::Mat<double>& data) {
     draw_free(data);
 }
 
+/// The intercept goes along with the thresholds where it is drawn here and the scores have the equation's own
+/// distribution.
+bool Ordinal::leap() {
+  const auto& terms = equation().terms();
+  const auto& members = propensity.sets.all();
+  if (solver_ != nullptr || !has_intercept || !arma::any(terms.free == 0))
+    return propensity.cuts.leap(members, mean_.memptr(), *rng, sd());
+  const double before = betas_(0);
+  scan::free_location location{before, terms.prior.precision(0), terms.prior.mean(0)};
+  if (!propensity.cuts.leap(members, mean_.memptr(), *rng, sd(), &location)) return false;
+  betas_(0) = location.intercept;
+  mean_ += location.intercept - before;
+  return true;
+}
+
 /// Thresholds with the scores integrated out, then the scores: both move or neither.
 void Ordinal::draw_with_thresholds(arma::Mat<double>& data) {
   read_distribution(data);
-  const bool moved = propensity.cuts.move(propensity.sets.all(), mean_.memptr(), n_units, *rng, sd());
+  const bool leapt = leap();
+  const bool walked = propensity.cuts.move(propensity.sets.all(), mean_.memptr(), n_units, *rng, sd(),
+                                           propensity.cuts.newton.log_likelihood);
+  const bool moved = leapt || walked;
   if (!moved && tau().n_elem > 1) return;
   if (solver_ != nullptr)
     drawLatentAuto_Cmp(data);

@@ -85,6 +85,7 @@ Regression::Regression(const Estimator* estimator_, const data::type& type_, con
     u.emplace_back(cluster.n_clusters(static_cast<int>(L)), q, arma::fill::zeros);
     effect_units_.emplace_back(q, arma::fill::ones);
     re_tune.emplace_back(1.5, estimator::tune_obj::kind_type::random_effect);
+    re_tune.back().what = "L" + std::to_string(level + L + 2) + " : random effects";
   }
   make_parts(setup);
   make_scan(setup);
@@ -328,6 +329,10 @@ void Regression::scale_priors(double response_variance, const arma::Mat<double>&
 
 void Regression::tune() {
   for (estimator::tune_obj& proposal : re_tune) proposal.tune();
+}
+
+void Regression::addProposals(std::vector<estimator::tune_obj*>& to) {
+  for (estimator::tune_obj& proposal : re_tune) to.push_back(&proposal);
 }
 
 estimator::tune_results Regression::tuneResults() const {

@@ -64,6 +64,7 @@ class Regression : public virtual estimator::Outcome {
   /// Proposals of random effects that other equations read.
   void tune() override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   /// 1 x 1: v / x_i'x_i for the column x_i of the coefficient, v the whole residual variance.
   arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const override;
   const arma::Mat<double>& betas() const override { return betas_; }
@@ -286,6 +287,10 @@ class Regression : public virtual estimator::Outcome {
   /// The density of the units, as one address for all who hold it.
   const void* source() const {
     return this;
+  }
+  /// The unit of the first prior of a variance of effects.
+  double effect_unit(unsigned L, arma::uword j) const {
+    return effect_units_[L](j);
   }
   /// A handle on a field of this model.
   std::shared_ptr<estimator::constraint> handle(double* address, unsigned at_level,

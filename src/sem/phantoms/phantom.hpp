@@ -114,6 +114,7 @@ class Phantom : public virtual estimator::Outcome, public value_node {
   /// Both sides are left with positive definite matrices.
   bool feasible() const;
   void tune() override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override { to.push_back(&rho.tune); }
   estimator::tune_results tuneResults() const override { return {rho.tune}; }
   arma::uword n_estimated() const override { return rho.held() ? 0 : 1; }
   /// A handle on the correlation.

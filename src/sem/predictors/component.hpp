@@ -76,6 +76,7 @@ class Component {
   virtual const arma::Col<double>& thresholds() const;
   virtual estimator::tune_results tuneResults() const;
   virtual void tune();
+  virtual void addProposals(std::vector<estimator::tune_obj*>&) {}
   /// Coefficients and variances (and thresholds after the first) that are not held fixed.
   virtual arma::uword n_estimated() const;
   /// The variances as parameters: sigma2, or the lower triangle of SigmaE column by column. Never throws.

@@ -10,7 +10,8 @@ namespace tovik::sem {
 
 imputation_step::imputation_step(predictor_state& state, published_columns& published,
                                  arma::Col<arma::uword> missing)
-    : tune(1.5 / std::sqrt(static_cast<double>(state.dim)), estimator::tune_obj::kind_type::imputation),
+    : tune(1.5 / std::sqrt(static_cast<double>(state.dim)), estimator::tune_obj::kind_type::imputation,
+           "missing values"),
       state_(state),
       published_(published),
       missing_(std::move(missing)) {}

@@ -14,7 +14,8 @@
 namespace tovik::sem {
 
 mean_step::mean_step(predictor_state& state, published_columns& published, unsigned q)
-    : tune(1.5 / std::sqrt(static_cast<double>(state.dim)), estimator::tune_obj::kind_type::latent),
+    : tune(1.5 / std::sqrt(static_cast<double>(state.dim)), estimator::tune_obj::kind_type::latent,
+           state.top() == q ? "Grand Mean" : "L" + std::to_string(state.chain.level(q) + 1) + " means"),
       state_(state),
       published_(published),
       q_(q),

@@ -205,6 +205,12 @@ void modeled_variable::tune(bool has_outcomes) {
   if (numThresh() > 0) state_.components[0]->tune();
 }
 
+void modeled_variable::addProposals(std::vector<estimator::tune_obj*>& to) {
+  if (imputation_ != nullptr) to.push_back(&imputation_->tune);
+  for (const auto& step : means_) to.push_back(&step->tune);
+  for (const auto& component : state_.components) component->addProposals(to);
+}
+
 estimator::tune_results modeled_variable::tuneResults() const {
   estimator::tune_results out;
   out.label = variable_.name;

@@ -58,6 +58,7 @@ class modeled_variable : public Variable {
   std::vector<predictor_row> layout(const std::vector<std::string>& names) const override;
   void tune(bool has_outcomes) override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   std::vector<arma::Mat<double>> latentMeans() const override;
   arma::Mat<double> latentScores() const override;
   arma::Mat<double> getLatent() const override;

@@ -57,7 +57,9 @@ void OrdComponent::drawLatent(const arma::Mat<double>& mean) {
   if (mean.n_rows != n_units() || mean.n_cols != 1)
     throw error_debug("Means do not have the shape of their level.");
   const auto& sets = heed_missing ? sets_.all() : sets_.observed();
-  const bool moved = tau_.move(sets, mean.memptr(), n_units(), *rng);
+  const bool leapt = tau_.leap(sets, mean.memptr(), *rng);
+  const bool moved =
+      tau_.move(sets, mean.memptr(), n_units(), *rng, nullptr, tau_.newton.log_likelihood) || leapt;
   if (moved || tau_.tau.n_elem < 2) tau_.draw(sets, mean.memptr(), score.memptr(), *rng);
 }
 

@@ -46,6 +46,7 @@ class OrdComponent : public Component {
   const arma::Col<double>& thresholds() const override { return tau_.tau; }
   estimator::tune_results tuneResults() const override;
   void tune() override { tau_.adapt(); }
+  void addProposals(std::vector<estimator::tune_obj*>& to) override { to.push_back(&tau_.tuning); }
   arma::uword n_estimated() const override;
 
  private:

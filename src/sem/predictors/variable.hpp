@@ -155,6 +155,8 @@ class Variable {
   /// Adapts proposals; those of latent means, grand mean and imputations only if there are outcome models.
   virtual void tune(bool has_outcomes) = 0;
   virtual estimator::tune_results tuneResults() const = 0;
+  /// Appends every proposal that is adapted.
+  virtual void addProposals(std::vector<estimator::tune_obj*>& to) = 0;
 
   /// Units of the own level x (levels above x columns()): S_1 .. S_m, from the nearest level up, uncentred.
   virtual std::vector<arma::Mat<double>> latentMeans() const = 0;

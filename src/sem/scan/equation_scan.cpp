@@ -279,6 +279,13 @@ void equation_scan::move_effects(unsigned L, const arma::Mat<double>& change) {
   subtract_effects(eq_.terms.z[L].values(), change, *eq_.structure.selectors[L], r_.memptr());
 }
 
+void equation_scan::rescale(double factor, const double* held) {
+  if (products_.built()) throw error_debug("Only a residual that is kept by rows is multiplied.");
+  y_ *= factor;
+  r_ *= factor;
+  if (held != nullptr) add_scaled(n_, factor - 1.0, held, r_.memptr());
+}
+
 double equation_scan::sum_of_squares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u) {
   if (products_.built()) {
     std::size_t const L = effect_level();

@@ -93,6 +93,10 @@ class equation_scan {
   /// The effects of the L-th level above were drawn elsewhere: `change`, clusters x q, is what they gained.
   void move_effects(unsigned L, const arma::Mat<double>& change);
 
+  /// The outcome, the drawn coefficients and the effects were multiplied by a factor. `held`: what the other
+  /// coefficients add to each unit's mean, or null. Only with rows kept.
+  void rescale(double factor, const double* held);
+
   /// r'r at the current state.
   double sum_of_squares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u);
 

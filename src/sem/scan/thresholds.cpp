@@ -2,8 +2,12 @@
 
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include "random/densities.hpp"
+#include "sem/scan/log_product.hpp"
+#include "sem/scan/normal_tail.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {
@@ -39,6 +43,8 @@ thresholds::thresholds(const arma::Col<arma::uword>& counts)
   tuning.upper = 0.4;
   tuning.lower = 0.3;
   tuning.target = 0.35;
+  if (tau.n_elem > 1) tuning.what = "Tau 2";
+  if (tau.n_elem > 2) tuning.what += " to Tau " + std::to_string(tau.n_elem);
   if (tau.n_elem == 1) return;
   // An empty category would put two thresholds in one place.
   arma::Col<double> n = arma::conv_to<arma::Col<double>>::from(counts);
@@ -101,10 +107,37 @@ double thresholds::log_likelihood_ratio(const arma::Col<double>& t,
 }
 
 bool thresholds::move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
-                      Random& rng, const double* sd) {
+                      Random& rng, const double* sd, double here) {
   if (tau.n_elem < 2) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
+  if (!std::isnan(here))
+    return move(n, rng,
+                [&](const arma::Col<double>& t) { return log_likelihood(t, members, mean, sd) - here; });
   return move(n, rng, [&](const arma::Col<double>& t) { return log_likelihood_ratio(t, members, mean, sd); });
+}
+
+double thresholds::log_likelihood(const arma::Col<double>& t,
+                                  const std::vector<arma::Col<arma::uword>>& members, const double* mean,
+                                  const double* sd) const {
+  arma::uword const K = tau.n_elem;
+  log_product mass;
+  for (arma::uword k = 1; k <= K; ++k) {
+    for (arma::uword i : members[k]) {
+      const double m = mean[i], w = sd == nullptr ? 1.0 : 1.0 / sd[i], a = (t[k - 1] - m) * w;
+      const double b = k < K ? (t[k] - m) * w : infinity;
+      mass.times(mass_between(a, normal_tail(std::fabs(a)), b,
+                              k < K ? normal_tail(std::fabs(b)) : normal_tail::at_infinity()));
+    }
+  }
+  return mass.value();
+}
+
+bool thresholds::leap(const std::vector<arma::Col<arma::uword>>& members, const double* mean, Random& rng,
+                      const double* sd, free_location* location) {
+  newton.log_likelihood = std::numeric_limits<double>::quiet_NaN();
+  if (!sampler_settings::newton_thresholds || (tau.n_elem < 2 && location == nullptr)) return false;
+  if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
+  return newton.move(tau, members, mean, sd, rng, location);
 }
 
 double thresholds::proposal_scale(arma::uword n) const {

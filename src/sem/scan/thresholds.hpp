@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "random/random.hpp"
+#include "sem/scan/threshold_newton.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik::sem::scan {
@@ -29,9 +30,9 @@ class thresholds {
   /// One Metropolis step given the categories, the scores integrated out (Cowles, 1996, Statistics and
   /// Computing 6, 101-111). `members`: per category, its units; `mean` and `sd`: of each unit's score, the
   /// latter null for 1; `n`: units that scale the proposal. True if the thresholds moved; nothing happens,
-  /// and it is false, for K = 1.
+  /// and it is false, for K = 1. `here`: the log likelihood at tau if it is known (see log_likelihood).
   bool move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
-            Random& rng, const double* sd = nullptr);
+            Random& rng, const double* sd = nullptr, double here = std::numeric_limits<double>::quiet_NaN());
   /// The same step for any density of the thresholds: gain(t) is the log of its ratio at t to where they are.
   template <class Gain>
   bool move(arma::uword n, Random& rng, const Gain& gain) {
@@ -42,6 +43,12 @@ class thresholds {
     if (ratio > -std::numeric_limits<double>::infinity()) ratio += gain(t);
     return decide(t, ratio, rng);
   }
+  /// The same distribution by proposals from a normal approximation (see threshold_newton), whose state is
+  /// `newton`; nothing for K = 1, unless a location moves, and where the sampler's settings turn it off.
+  bool leap(const std::vector<arma::Col<arma::uword>>& members, const double* mean, Random& rng,
+            const double* sd = nullptr, free_location* location = nullptr);
+  threshold_newton newton;
+
   /// Draws the members' scores around `mean` within their categories: the first category, the last, then
   /// those between.
   void draw(const std::vector<arma::Col<arma::uword>>& members, const double* mean, double* scores,
@@ -57,6 +64,9 @@ class thresholds {
   bool decide(const arma::Col<double>& t, double log_ratio, Random& rng);
   arma::Col<double> propose(double s, Random& rng) const;
   double log_proposal_ratio(const arma::Col<double>& t, double s) const;
+  /// Of the units above the first category, whose bound does not move.
+  double log_likelihood(const arma::Col<double>& t, const std::vector<arma::Col<arma::uword>>& members,
+                        const double* mean, const double* sd) const;
   double log_likelihood_ratio(const arma::Col<double>& t, const std::vector<arma::Col<arma::uword>>& members,
                               const double* mean, const double* sd) const;
 };

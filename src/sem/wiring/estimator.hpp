@@ -24,6 +24,8 @@ class Estimator {
   /// One update of every model and every shared parameter.
   virtual void draw(arma::Mat<double>& data) = 0;
   virtual void tune() = 0;
+  /// Adapts every proposal a little: after each scan between two calls of tune().
+  virtual void adapt() = 0;
   /// Throws sem::error_tuning when a proposal ended far from its target rate.
   virtual void tune_check() = 0;
 

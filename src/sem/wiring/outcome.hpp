@@ -133,6 +133,8 @@ class Outcome {
   /// Adapts every proposal.
   virtual void tune() = 0;
   virtual tune_results tuneResults() const = 0;
+  /// Appends every proposal that is adapted.
+  virtual void addProposals(std::vector<tune_obj*>&) {}
 
   /// Conditional variance of a coefficient given the others: the default proposal of a constraint.
   virtual arma::Mat<double> betaCovB(const arma::Mat<double>& data, const unsigned& index) const = 0;

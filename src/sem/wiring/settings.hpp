@@ -18,6 +18,10 @@ struct sampler_settings {
   inline static bool optimize_draws = true;
   /// Draw coefficients with random effects integrated out where that can be; off for comparison only.
   inline static bool integrate_effects = true;
+  /// Propose thresholds from their normal approximation besides the random walk, and move all that is in
+  /// units of a latent score by a common factor; off for comparison only.
+  inline static bool newton_thresholds = true;
+  inline static bool scale_scores = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;

@@ -1,5 +1,6 @@
 #include "sem/wiring/tune.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <limits>
@@ -11,6 +12,15 @@ namespace tovik::sem::estimator {
 
 bool& tune_results::print_debug = sampler_settings::print_debug_tune;
 
+namespace {
+
+/// A change of the logarithm of a scale after which steps between changes are large again, as if so many had
+/// gone before.
+constexpr double large_change = 0.3;
+constexpr unsigned steps_behind = 10;
+
+}  // namespace
+
 double tune_obj::rate() const {
   if (total == 0) return std::numeric_limits<double>::quiet_NaN();
   return static_cast<double>(accepted) / static_cast<double>(total);
@@ -18,7 +28,7 @@ double tune_obj::rate() const {
 
 void tune_obj::tune() {
   if (kind == kind_type::logistic_imputation) return;
-  const double p = rate();
+  const double p = rate(), before = value;
   if (p > target)
     value *= 2.0 - (1.0 - p) / (1.0 - target);
   else if (target > p)
@@ -27,6 +37,17 @@ void tune_obj::tune() {
     return;
   accepted = 0;
   total = 0;
+  if (std::fabs(std::log(value / before)) > large_change) n_adapted_ = std::min(n_adapted_, steps_behind);
+}
+
+void tune_obj::adapt() {
+  if (kind == kind_type::logistic_imputation || !std::isfinite(target)) return;
+  if (total < seen_total_ || accepted < seen_accepted_) seen_total_ = seen_accepted_ = 0;  // they restarted
+  if (total == seen_total_) return;
+  const double p = static_cast<double>(accepted - seen_accepted_) / static_cast<double>(total - seen_total_);
+  seen_accepted_ = accepted;
+  seen_total_ = total;
+  value *= std::exp(std::pow(static_cast<double>(++n_adapted_), -0.6) * (p - target));
 }
 
 bool tune_obj::failed() const {
@@ -62,10 +83,14 @@ std::string tune_obj::str() const {
   return label() + std::string(numbers);
 }
 
-std::string tuning_message(const std::vector<tune_obj>& failed) {
+std::string tuning_message(const std::vector<tune_obj>& failed, const std::string& whose) {
   std::string text;
-  for (std::size_t n = 0; n < failed.size(); ++n)
-    text += "  [" + std::to_string(n + 1) + "] = " + failed[n].str() + "\n";
+  for (std::size_t n = 0; n < failed.size(); ++n) {
+    std::string name = whose;
+    if (!failed[n].what.empty()) name += (name.empty() ? "" : ": ") + failed[n].what;
+    text += "  [" + std::to_string(n + 1) + "] = " + failed[n].str();
+    text += name.empty() ? "\n" : " (" + name + ")\n";
+  }
   return text;
 }
 
@@ -73,7 +98,7 @@ void tune_results::check() const {
   std::vector<tune_obj> failed;
   for (const tune_obj& entry : *this)
     if (entry.failed()) failed.push_back(entry);
-  if (!failed.empty()) throw error_tuning(tuning_message(failed));
+  if (!failed.empty()) throw error_tuning(tuning_message(failed, label));
 }
 
 }  // namespace tovik::sem::estimator

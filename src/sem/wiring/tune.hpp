@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace tovik::sem::estimator {
@@ -27,13 +28,22 @@ struct tune_obj {
   double lower = 0.45;
   double target = 0.5;
   kind_type kind = kind_type::parameter;
+  std::string what;  ///< which parameters or values it moves, as the report names them: "Tau 2"; may be empty
 
   tune_obj() = default;
-  tune_obj(double value_, kind_type kind_) : value(value_), kind(kind_) {}
+  tune_obj(double value_, kind_type kind_, std::string what_ = "")
+      : value(value_), kind(kind_), what(std::move(what_)) {}
 
   /// Moves the scale towards the target acceptance: an acceptance of 0 halves it, of 1 doubles it. Counters
   /// restart after a change; with no proposals or exactly on target nothing happens.
   void tune();
+  /// Between these moves: by the acceptance of the proposals since the last call, on the log scale, in steps
+  /// that fall with their number (Robbins & Monro, 1951, Annals of Mathematical Statistics 22, 400-407),
+  ///
+  ///   log value += n^-0.6 (rate - target).
+  ///
+  /// Counters run on.
+  void adapt();
 
   /// Acceptance rate; NaN without proposals.
   double rate() const;
@@ -44,6 +54,10 @@ struct tune_obj {
   const char* label() const;
   /// "kind, rate, value".
   std::string str() const;
+
+ private:
+  std::uint64_t seen_accepted_ = 0, seen_total_ = 0;  ///< counters at the last call of adapt()
+  unsigned n_adapted_ = 0;
 };
 
 /// The proposals of one model or parameter.
@@ -54,13 +68,13 @@ class tune_results : public std::vector<tune_obj> {
   tune_results() = default;
   tune_results(std::initializer_list<tune_obj> list) : std::vector<tune_obj>(list) {}
 
-  std::string label;
+  std::string label;  ///< whose proposals they are: the outcome, the variable, the shared parameter
 
   /// Throws sem::error_tuning that lists every entry that failed.
   void check() const;
 };
 
-/// One line "  [n] = kind, rate, value" for each failed entry.
-std::string tuning_message(const std::vector<tune_obj>& failed);
+/// One line "  [n] = kind, rate, value (whose: what)" for each failed entry, without what is not known.
+std::string tuning_message(const std::vector<tune_obj>& failed, const std::string& whose = "");
 
 }  // namespace tovik::sem::estimator
