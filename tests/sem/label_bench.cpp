@@ -30,10 +30,14 @@ void label_bench::build() {
   context.cells = &cells;
   context.mutable_columns.assign(working.data.n_cols, changing_);
   labels.clear();
+  blocks.clear();
   models.clear();
   for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
   sem::link_phantoms(run.models, models, working.data);
-  labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+  sem::wired_labels wired =
+      sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+  labels = std::move(wired.labels);
+  blocks = std::move(wired.blocks);
 }
 
 sem::Normal& label_bench::equation(const std::string& outcome) const {

@@ -26,6 +26,7 @@ class label_bench {
   std::unordered_map<std::string, model::parameter_info> cells;
   std::vector<std::shared_ptr<sem::estimator::Outcome>> models;
   std::vector<sem::drawn_label> labels;
+  std::vector<std::unique_ptr<sem::joint_coefficients>> blocks;
 
   /// With `changing` the data may be written between scans, so that nothing of them is kept.
   label_bench(const std::vector<std::string>& names, const arma::mat& columns,

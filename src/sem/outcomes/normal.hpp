@@ -33,6 +33,9 @@ class Normal : public Regression {
   /// Log likelihood of all units when the whole residual variance has been written.
   double residVarAR(const double& value, const arma::Mat<double>& data);
 
+  /// |g(y) - eta|^2 over all units.
+  double squared_residuals(const arma::Mat<double>& data);
+
   bool is_normal() const override { return true; }
 
   double sigma2;  ///< residual variance
@@ -67,6 +70,7 @@ class Normal : public Regression {
   missing_outcomes imputed_;  ///< reads and writes scale_
   std::shared_ptr<autosolver::solver<autosolver::normal>> solver_;  ///< of missing values; null for none
   arma::Mat<double> values_;                                        ///< residuals, phantoms left in
+  arma::Col<double> response_values_, fitted_;                      ///< of squared_residuals
 };
 
 }  // namespace tovik::sem

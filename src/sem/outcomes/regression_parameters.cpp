@@ -42,8 +42,7 @@ double Regression::compute_LL_node(const double&, const arma::Mat<double>& data)
 std::shared_ptr<estimator::constraint> Regression::driven_coefficient(unsigned index) {
   if (index >= betas_.n_elem) throw error_debug("The outcome has no such coefficient.");
   scan_->hold(index);
-  free = scan_->terms().free;
-  fixed = scan_->terms().fixed;
+  split_coefficients();
   auto out = handle(betas_.memptr() + index, level);
   driven_.add(index);
   out->refresh.emplace_back([this] { driven_.follow(betas_); });

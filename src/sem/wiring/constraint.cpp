@@ -77,7 +77,7 @@ double constraint::move_to(double x, const arma::Mat<double>& data) {
 
 // The old value is evaluated first: the state then stands at the candidate when it is accepted.
 void constraint::draw(const arma::Mat<double>& data) {
-  if (n_links == 0 || likelihoods.empty()) return;
+  if (!walks()) return;
   const double old = value;
   const double candidate = tune.value * std::sqrt(variance) * rng->rnorm() + old;
   double before = log_density(data);

@@ -76,6 +76,9 @@ class constraint {
   /// parameter has no value at x.
   double move_to(double x, const arma::Mat<double>& data);
 
+  /// It moves by draw(): it stands somewhere and has a density. One that is drawn otherwise has no terms.
+  bool walks() const { return n_links > 0 && !likelihoods.empty(); }
+
   /// One random-walk Metropolis update at the data: nothing without links or without terms. A candidate
   /// without a density (minus infinity or NaN) is never accepted.
   virtual void draw(const arma::Mat<double>& data);

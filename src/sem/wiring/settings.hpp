@@ -18,6 +18,8 @@ struct sampler_settings {
   inline static bool optimize_draws = true;
   /// Draw coefficients with random effects integrated out where that can be; off for comparison only.
   inline static bool integrate_effects = true;
+  /// Draw labelled parameters together with what they stand beside where that can be; off for comparison only.
+  inline static bool draw_label_blocks = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
