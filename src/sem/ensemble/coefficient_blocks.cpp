@@ -119,8 +119,7 @@ bool coefficient_blocks::sort_equations(group& g) const {
     return std::any_of(left.begin(), left.end(), [&](unsigned other) {
       if (other == e) return false;
       const arma::Col<arma::uword> columns = models_[other]->columns();
-      return std::any_of(columns.begin(), columns.end(),
-                         [&](arma::uword c) { return models_[e]->reads(c); });
+      return std::any_of(columns.begin(), columns.end(), [&](arma::uword c) { return models_[e]->reads(c); });
     });
   };
   while (!left.empty()) {

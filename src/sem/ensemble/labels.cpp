@@ -283,8 +283,7 @@ class wiring {
   void make_block_label(const planned_label& label, drawn_label out) {
     for (const constraint_info& info : label.places) add_link(*out.constraint, address(info));
     if (label.prior >= 0) {
-      const auto value =
-          model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
+      const auto value = model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
       add_link(*out.constraint, value->ptr());
     }
     add_cell(label, *out.constraint);

@@ -52,16 +52,14 @@ void coefficient_block::add_priors() {
   }
 }
 
-// P = T T': T' moved = inv(T) work + z row by row, so that the leading elements are drawn with all that follow
-// integrated out.
+// P = T T': T' moved = inv(T) work + z row by row, so that the leading elements are drawn with all that
+// follow integrated out.
 const arma::Col<double>& coefficient_block::draw(Random& rng) {
   arma::uword const m = parameters_.size();
   add_priors();
   const double singular = singular_share(n_units_);
   // A prior keeps a dependent column apart, however little of its diagonal element that is.
-  const auto tolerance = [&](arma::uword p) {
-    return parameters_[p].prior.precision > 0.0 ? 0.0 : singular;
-  };
+  const auto tolerance = [&](arma::uword p) { return parameters_[p].prior.precision > 0.0 ? 0.0 : singular; };
   if (!reverse_cholesky(P_.memptr(), m, tolerance)) throw numeric_error::singular();
   solve_upper(P_.memptr(), m, work_.memptr());
   draw_bounded(rng);

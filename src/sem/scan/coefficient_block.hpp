@@ -57,8 +57,8 @@ class coefficient_block {
 
   /// Forgets all products.
   void clear();
-  /// Adds those of an equation. `parameters`: of each coefficient, or none; `b`: where the coefficients stand,
-  /// relative to the base of h, if it has one; `n`: units behind G.
+  /// Adds those of an equation. `parameters`: of each coefficient, or none; `b`: where the coefficients
+  /// stand, relative to the base of h, if it has one; `n`: units behind G.
   void add(const arma::Col<arma::uword>& parameters, const arma::Mat<double>& G, const double* h, double v,
            const double* b, arma::uword n);
   /// How far each parameter moves. Throws numeric_error "inv(): matrix is singular" when products and prior
