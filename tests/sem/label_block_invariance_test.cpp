@@ -107,6 +107,19 @@ TEST(LabelBlockInvariance, OneOfTheEquationsHasRandomEffects) {
   e.expect_invariant();
 }
 
+TEST(LabelBlockInvariance, RandomEffectsOfTwoLevelsAndASecondEquation) {
+  arma::mat data = in_schools();
+  data.insert_cols(0, arma::vec({1, 1, 2, 3, 4, 4, 5, 5, 6, 7, 8, 9, 9, 9}));
+  LabelExperiment e = {label_bench({"room", "school", "m", "x", "y", "z"}, data, {"room", "school"},
+                                   {"m ~ 1@a x@b", "y ~ 1@a m@b | 1"},
+                                   {"a ~ normal(0.3, 2)", "b ~ normal(0, 1)"}, {1, 1}, 413, true),
+                       {{"a", normal_prior(0.3, 2)}, {"b", normal_prior(0, 1)}},
+                       {"m", "y"},
+                       false};
+  ASSERT_EQ(e.bench.equation("y").n_levels, 2u);
+  e.expect_invariant();
+}
+
 TEST(LabelBlockInvariance, TruncatedAndUniformPriors) {
   LabelExperiment e = make(
       {"y ~ 1@c x@a z@b"}, {"a ~ uniform(-0.5, 0.7)", "b ~ truncate(0, 2)", "c ~ normal(1, 1)"},

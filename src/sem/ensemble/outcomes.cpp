@@ -238,7 +238,7 @@ void Outcomes::tune() {
     model->connectDriven(working_.data);  // imputed values have moved since
   }
   for (const auto& constraint : constraints) {
-    if (constraint->links.empty()) continue;
+    if (!constraint->walks()) continue;
     const double rate = constraint->tune.rate();
     adapt_proposal(*constraint, working_.data);
     if (estimator::constraint::print_debug)
