@@ -149,6 +149,20 @@ TEST(LabelBlockInvariance, ANormalAndALogisticEquation) {
   e.expect_invariant();
 }
 
+TEST(LabelBlockInvariance, ALabelThatWalksTakesTheOthersAlong) {
+  LabelExperiment e = make({"m ~ 1@0 x@a", "y ~ 1@c x@a z@b"},
+                           {"a ~ normal(0.3, 0.5)", "b ~ gamma(2, 0.4)", "c ~ laplace(0.2, 0.4)"},
+                           {{"a", normal_prior(0.3, 0.5)},
+                            {"b", [](Random& rng) { return rng.rgamma(2.0, 0.4); }},
+                            {"c",
+                             [](Random& rng) {
+                               const double size = -std::log(1.0 - rng.runif());
+                               return 0.2 + (rng.runif() < 0.5 ? -0.4 : 0.4) * size;
+                             }}},
+                           {"m", "y"}, 414);
+  e.expect_invariant();
+}
+
 TEST(LabelBlockInvariance, ResidualVarianceOfTwoModels) {
   for (const bool own_prior : {false, true}) {
     const std::vector<std::string> prior =

@@ -59,7 +59,7 @@ bool coefficient_blocks::suits(const planned_label& label) const {
   return prior_of(label, unused);
 }
 
-/// False for a prior of another form. Without one the label has that of its first place.
+// Without one the label has that of its first place.
 bool coefficient_blocks::prior_of(const planned_label& label, parameter_prior& out) const {
   if (label.prior < 0) {
     const constraint_info& first = label.places.front();

@@ -40,6 +40,8 @@ class coefficient_blocks {
 
   coefficient_blocks(const models& models, const std::vector<planned_label>& plan);
 
+  /// The prior of a label that a block could draw; false for a prior of another form.
+  bool prior_of(const planned_label& label, scan::parameter_prior& out) const;
   /// Whether a block will draw the label.
   bool holds(const planned_label& label) const;
   /// It will, as this parameter, whose links are all its places: its equations leave the places to the block.
@@ -59,7 +61,6 @@ class coefficient_blocks {
   };
 
   bool suits(const planned_label& label) const;
-  bool prior_of(const planned_label& label, scan::parameter_prior& out) const;
   void join(const planned_label& label);
   bool sort_equations(group& g) const;
   std::unique_ptr<joint_coefficients> build(const group& g, Random& rng) const;

@@ -11,6 +11,7 @@
 #include "random/densities.hpp"
 #include "sem/ensemble/label_plan.hpp"
 #include "sem/ensemble/pooled_variance.hpp"
+#include "sem/ensemble/sheared_label.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/phantoms/phantom.hpp"
@@ -76,6 +77,7 @@ class wiring {
     }
     wired_labels out;
     out.blocks = blocks_.build(world_.rng);
+    shear_labels(planned_, blocks_, world_.models, drawn_);
     for (const auto& model : world_.models) model->connectDriven(world_.data);
     start();
     out.labels = std::move(drawn_);
@@ -371,6 +373,7 @@ class wiring {
     }
     for (drawn_label& label : drawn_) {
       if (!label.searched) continue;
+      label.constraint->connect();
       label.constraint->variance =
           proposal_variance(*label.constraint, world_.data, label.constraint->variance);
     }

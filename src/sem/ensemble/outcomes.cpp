@@ -239,6 +239,7 @@ void Outcomes::tune() {
   }
   for (const auto& constraint : constraints) {
     if (!constraint->walks()) continue;
+    constraint->connect();
     const double rate = constraint->tune.rate();
     adapt_proposal(*constraint, working_.data);
     if (estimator::constraint::print_debug)

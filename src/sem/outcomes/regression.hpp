@@ -155,6 +155,17 @@ class Regression : public virtual estimator::Outcome {
   /// `parameters`: of each coefficient, or coefficient_block::none. After all constraints on coefficients.
   void share_coefficients(const std::shared_ptr<scan::coefficient_block>& block,
                           const arma::Col<arma::uword>& parameters);
+  /// The log likelihood of the units, for a parameter that stands at a coefficient.
+  estimator::constraint::term coefficient_term();
+  /// Labelled coefficients were written: the drawn ones go along.
+  void follow_labels() {
+    driven_.follow(betas_);
+  }
+  /// The curvature of the log likelihood in two labelled coefficients, drawn ones going along, at the data
+  /// and the variance of the last connectDriven(): with the opposite sign.
+  double label_curvature(arma::uword j, arma::uword k) const {
+    return driven_.left(j, k) / residual_variance();
+  }
   /// Coefficient j has a label and is drawn here all the same, by the block that will have it.
   void label_coefficient(arma::uword j);
   /// Draws what makes the response, as draw() does. False where there is none.

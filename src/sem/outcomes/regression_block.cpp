@@ -9,6 +9,7 @@ namespace tovik::sem {
 
 void Regression::label_coefficient(arma::uword j) {
   labelled_.push_back(j);
+  driven_.add(j);
   split_coefficients();
 }
 

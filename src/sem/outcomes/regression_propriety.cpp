@@ -71,8 +71,7 @@ std::string counted(arma::uword n, const std::string& what) {
 }  // namespace
 
 bool Regression::is_estimated(arma::uword j) const {
-  return arma::any(free == j) || driven_.holds(j) ||
-         std::find(labelled_.begin(), labelled_.end(), j) != labelled_.end();
+  return arma::any(free == j) || driven_.holds(j);
 }
 
 arma::uword Regression::n_between(const arma::Mat<double>& data, unsigned L) const {

@@ -70,9 +70,15 @@ class constraint {
 
   /// Sets the value here and at every link, then brings up to date what follows from it.
   void write(double x);
+  /// Before moves from the current state: other parameters that go along do so from here.
+  virtual void anchor() {}
+  /// Writes x, and takes along what goes along. Back at the value of the last anchor() all is as it was.
+  virtual void move(double x) { write(x); }
+  /// The data have moved: how others go along is to be found anew. While proposals are adapted.
+  virtual void connect() {}
   /// The sum of the terms at the current value.
   double log_density(const arma::Mat<double>& data) const;
-  /// Writes x and returns the sum of the terms there; minus infinity when an expression that reads the
+  /// Moves to x and returns the sum of the terms there; minus infinity when an expression that reads the
   /// parameter has no value at x.
   double move_to(double x, const arma::Mat<double>& data);
 
