@@ -4,6 +4,8 @@
 #include <stdexcept>
 
 #include "sem/ensemble/factory.hpp"
+#include "sem/outcomes/logistic.hpp"
+#include "sem/outcomes/ordinal.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 
 namespace tovik::tests {
@@ -11,8 +13,8 @@ namespace tovik::tests {
 label_bench::label_bench(const std::vector<std::string>& names, const arma::mat& columns,
                          const std::vector<std::string>& ids, const std::vector<std::string>& statements,
                          const std::vector<std::string>& parameters, sem::priors prior, std::uint32_t seed,
-                         bool changing)
-    : run(with_scores(small_run(names, columns, ids, statements, parameters))),
+                         bool changing, const std::vector<std::string>& ordinal)
+    : run(with_scores(small_run(names, columns, ids, statements, parameters, ordinal))),
       estimator(seed),
       working(run.data, id_columns(names, ids)),
       cells(run.models.generate_map()),
@@ -30,17 +32,25 @@ void label_bench::build() {
   context.cells = &cells;
   context.mutable_columns.assign(working.data.n_cols, changing_);
   labels.clear();
+  blocks.clear();
   models.clear();
   for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
   sem::link_phantoms(run.models, models, working.data);
-  labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+  sem::wired_labels wired =
+      sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+  labels = std::move(wired.labels);
+  blocks = std::move(wired.blocks);
+}
+
+sem::Regression& label_bench::regression(const std::string& outcome) const {
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    if (run.models[i].name() == outcome) return dynamic_cast<sem::Regression&>(*models[i]);
+  }
+  throw std::out_of_range(outcome);
 }
 
 sem::Normal& label_bench::equation(const std::string& outcome) const {
-  for (std::size_t i = 0; i < models.size(); ++i) {
-    if (run.models[i].name() == outcome) return dynamic_cast<sem::Normal&>(*models[i]);
-  }
-  throw std::out_of_range(outcome);
+  return dynamic_cast<sem::Normal&>(regression(outcome));
 }
 
 sem::drawn_label& label_bench::label(const std::string& name) {
@@ -51,10 +61,20 @@ sem::drawn_label& label_bench::label(const std::string& name) {
 }
 
 void label_bench::draw_outcome(const std::string& outcome) {
-  sem::Normal& model = equation(outcome);
+  sem::Regression& model = regression(outcome);
+  Random& rng = estimator.random;
   arma::mat const fitted = model.compute_predicted(data());
-  for (arma::uword i = 0; i < fitted.n_elem; ++i)
-    data()(i, model.y(0)) = fitted(i) + std::sqrt(model.residVar()) * estimator.random.rnorm();
+  auto* ordinal = dynamic_cast<sem::Ordinal*>(&model);
+  const bool logistic = dynamic_cast<sem::Logistic*>(&model) != nullptr;
+  for (arma::uword i = 0; i < fitted.n_elem; ++i) {
+    double& y = data()(i, model.y(0));
+    if (logistic)
+      y = rng.runif() < fitted(i) ? 1.0 : 0.0;
+    else if (ordinal != nullptr)
+      y = fitted(i) + rng.rnorm() > 0.0 ? 1.0 : 0.0;
+    else
+      y = fitted(i) + std::sqrt(model.residVar()) * rng.rnorm();
+  }
 }
 
 sem::Phantom& label_bench::phantom(std::size_t k) const {

@@ -26,23 +26,28 @@ class label_bench {
   std::unordered_map<std::string, model::parameter_info> cells;
   std::vector<std::shared_ptr<sem::estimator::Outcome>> models;
   std::vector<sem::drawn_label> labels;
+  std::vector<std::unique_ptr<sem::joint_coefficients>> blocks;
 
   /// With `changing` the data may be written between scans, so that nothing of them is kept.
   label_bench(const std::vector<std::string>& names, const arma::mat& columns,
               const std::vector<std::string>& ids, const std::vector<std::string>& statements,
               const std::vector<std::string>& parameters, sem::priors prior, std::uint32_t seed,
-              bool changing);
+              bool changing, const std::vector<std::string>& ordinal = {});
 
   /// Makes the models anew, at the data as they are.
   void build();
 
   /// The equation of an outcome.
+  sem::Regression& regression(const std::string& outcome) const;
+  /// The same, of a normal outcome.
   sem::Normal& equation(const std::string& outcome) const;
+  /// The column of a variable.
+  arma::uword column(const std::string& name) { return run.vars.find(name)->column; }
   sem::drawn_label& label(const std::string& name);
   double cell(const std::string& name) const { return cells.at(name).cell->eval(); }
   arma::mat& data() { return working.data; }
 
-  /// The outcome of an equation from the equation, at its current parameters.
+  /// The outcome of an equation from the equation, at its current parameters; of categories 0 or 1.
   void draw_outcome(const std::string& outcome);
 
   /// The k-th correlation that a phantom carries, counted from 0 in the order of the list.

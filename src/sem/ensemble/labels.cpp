@@ -10,6 +10,8 @@
 #include "model/model_list.hpp"
 #include "random/densities.hpp"
 #include "sem/ensemble/label_plan.hpp"
+#include "sem/ensemble/pooled_variance.hpp"
+#include "sem/ensemble/sheared_label.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/phantoms/phantom.hpp"
@@ -59,9 +61,10 @@ constraint::term coefficient_prior(double v) {
 
 class wiring {
  public:
-  explicit wiring(const label_world& world) : world_(world), plan_(plan_labels(world.list)) {}
+  explicit wiring(const label_world& world)
+      : world_(world), plan_(plan_labels(world.list)), blocks_(world.models, plan_) {}
 
-  std::vector<drawn_label> wire() {
+  wired_labels wire() {
     bind_variances();
     for (unsigned i = 0; i < world_.models.size(); ++i) bind_computation(i);
     for (const planned_label& label : plan_) {
@@ -72,9 +75,13 @@ class wiring {
       if (label.role == label_role::correlation) join_correlations(label);
       if (label.role == label_role::drawn) make_drawn(label);
     }
+    wired_labels out;
+    out.blocks = blocks_.build(world_.rng);
+    shear_labels(planned_, blocks_, world_.models, drawn_);
     for (const auto& model : world_.models) model->connectDriven(world_.data);
     start();
-    return std::move(drawn_);
+    out.labels = std::move(drawn_);
+    return out;
   }
 
  private:
@@ -236,6 +243,10 @@ class wiring {
     out.constraint = std::make_shared<constraint>(label.name);
     constraint& parameter = *out.constraint;
     parameter.rng = &world_.rng;
+    if (blocks_.holds(label)) {
+      make_block_label(label, std::move(out));
+      return;
+    }
     add_prior(label, parameter);
     double precision = 0.0;
     for (const constraint_info& info : label.places) {
@@ -244,14 +255,43 @@ class wiring {
     }
     const double variance = 1.0 / precision;
     parameter.variance = std::isfinite(variance) && variance > 0.0 ? variance : 1.0;
-    if (evaluate::value* c = cell(label.key)) {
-      c->set(nullptr);  // the cell holds its own number, one of the places that follow the parameter
-      parameter.links.push_back(c->get());
-      ++parameter.n_links;
-    }
+    add_cell(label, parameter);
     for (unsigned follower : label.followers) follow(computation(follower), parameter);
-    drawn_.push_back(std::move(out));
+    if (auto pooled = pooled_variance::make(label, world_.models, world_.prior.resvar, parameter)) {
+      out.constraint = std::move(pooled);
+      out.searched = false;
+    }
+    keep(label, std::move(out));
+  }
+
+  void keep(const planned_label& label, drawn_label drawn) {
+    drawn_.push_back(std::move(drawn));
     planned_.push_back(&label);
+  }
+
+  /// The cell holds its own number, one of the places that follow the parameter.
+  void add_cell(const planned_label& label, constraint& parameter) const {
+    evaluate::value* c = cell(label.key);
+    if (c == nullptr) return;
+    c->set(nullptr);
+    add_link(parameter, c->get());
+  }
+
+  static void add_link(constraint& parameter, double* address) {
+    parameter.links.push_back(address);
+    ++parameter.n_links;
+  }
+
+  void make_block_label(const planned_label& label, drawn_label out) {
+    for (const constraint_info& info : label.places) add_link(*out.constraint, address(info));
+    if (label.prior >= 0) {
+      const auto value = model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
+      add_link(*out.constraint, value->ptr());
+    }
+    add_cell(label, *out.constraint);
+    out.searched = false;
+    blocks_.add(label, out.constraint);
+    keep(label, std::move(out));
   }
 
   void add_prior(const planned_label& label, constraint& parameter) const {
@@ -333,6 +373,7 @@ class wiring {
     }
     for (drawn_label& label : drawn_) {
       if (!label.searched) continue;
+      label.constraint->connect();
       label.constraint->variance =
           proposal_variance(*label.constraint, world_.data, label.constraint->variance);
     }
@@ -340,6 +381,7 @@ class wiring {
 
   const label_world& world_;
   std::vector<planned_label> plan_;
+  coefficient_blocks blocks_;
   std::vector<drawn_label> drawn_;
   std::vector<const planned_label*> planned_;  ///< of each drawn label
   struct labelled_correlation {
@@ -352,7 +394,7 @@ class wiring {
 
 }  // namespace
 
-std::vector<drawn_label> wire_labels(const label_world& world) {
+wired_labels wire_labels(const label_world& world) {
   return wiring(world).wire();
 }
 

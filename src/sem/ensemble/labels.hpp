@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "model/parameter_info.hpp"
+#include "sem/ensemble/coefficient_blocks.hpp"
 #include "sem/outcomes/priors.hpp"
 #include "sem/wiring/outcome.hpp"
 
@@ -30,7 +31,7 @@ struct label_world {
   priors prior;
 };
 
-/// A parameter that is drawn singly, after the models.
+/// A parameter with a name: drawn singly after the models, or with the coefficients of its equations.
 struct drawn_label {
   std::shared_ptr<estimator::constraint> constraint;  ///< with the label as its name
   std::string name;
@@ -38,6 +39,12 @@ struct drawn_label {
   /// The first proposal follows from the shape of the log density: not for a mere residual variance, of which
   /// the starting state tells too little.
   bool searched = false;
+};
+
+struct wired_labels {
+  std::vector<drawn_label> labels;
+  /// To be drawn before the models, in this order.
+  std::vector<std::unique_ptr<joint_coefficients>> blocks;
 };
 
 /// Gives every cell its live storage, and makes the parameters that are drawn singly: places that they take
@@ -51,7 +58,11 @@ struct drawn_label {
 /// prior for a residual variance.
 ///
 /// Throws tovik::error where labels are used in ways that cannot be sampled (see plan_labels).
-std::vector<drawn_label> wire_labels(const label_world& world);
+///
+/// Where its full conditional is one that can be drawn from, p is not proposed: coefficients with normal or
+/// flat priors are drawn in blocks (see coefficient_blocks), variances that are inverse gamma as such (see
+/// pooled_variance).
+wired_labels wire_labels(const label_world& world);
 
 /// The computed parameters among the models, in the order of their statements.
 std::vector<Computation*> computations_of(const std::vector<std::shared_ptr<estimator::Outcome>>& models);

@@ -140,7 +140,9 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
 
 void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior) {
   computations_ = computations_of(models);
-  for (drawn_label& label : wire_labels({list, models, cells_, data, *rng_, prior})) {
+  wired_labels wired = wire_labels({list, models, cells_, data, *rng_, prior});
+  blocks_ = std::move(wired.blocks);
+  for (drawn_label& label : wired.labels) {
     constraint_map[label.constraint->name] = {label.name, label.appearances, false};
     constraints.push_back(std::move(label.constraint));
   }
@@ -216,6 +218,7 @@ void Outcomes::draw(arma::Mat<double>& data) {
   const auto drawn_first = [](const estimator::Outcome& model) {
     return optimize_draws && data::isLatent(model.type);
   };
+  for (const auto& block : blocks_) block->draw(data);
   for (const model_ptr& model : models) {
     if (drawn_first(*model)) model->draw(data);
   }
@@ -236,7 +239,8 @@ void Outcomes::tune() {
     model->connectDriven(working_.data);  // imputed values have moved since
   }
   for (const auto& constraint : constraints) {
-    if (constraint->links.empty()) continue;
+    if (!constraint->walks()) continue;
+    constraint->connect();
     const double rate = constraint->tune.rate();
     adapt_proposal(*constraint, working_.data);
     if (estimator::constraint::print_debug)
@@ -274,7 +278,7 @@ std::vector<estimator::tune_results> Outcomes::acceptance() const {
   for (const auto& constraint : constraints) {
     const auto record = constraint_map.find(constraint->name);
     if (record == constraint_map.end()) throw error_debug("Cannot find Parameter.");
-    if (record->second.derived) continue;
+    if (record->second.derived || !constraint->walks()) continue;  // drawn, not proposed
     out.push_back({constraint->tune});
     out.back().label = record->second.name;
   }

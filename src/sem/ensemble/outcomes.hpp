@@ -48,8 +48,9 @@ class Outcomes : public virtual Estimator {
   Outcomes(const Outcomes&) = delete;
   Outcomes& operator=(const Outcomes&) = delete;
 
-  /// Latent variables first (with optimize_draws), the other models in list order, then shared parameters;
-  /// then what follows from all of these: variance shares and computed parameters.
+  /// Coefficients that several equations share; latent variables (with optimize_draws), the other models in
+  /// list order, then shared parameters; then what follows from all of these: variance shares and computed
+  /// parameters.
   void draw(arma::Mat<double>& data) override;
   /// Adapts the proposals of all models, then those of the shared parameters; one of these that is far from
   /// the scale of its density at the current state is given that scale.
@@ -153,6 +154,7 @@ class Outcomes : public virtual Estimator {
   std::vector<std::size_t> tied_;  ///< for each model the first of those that phantoms tie it to
   std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at the first of those, else null
   std::vector<std::shared_ptr<estimator::constraint>> constraints;
+  std::vector<std::unique_ptr<joint_coefficients>> blocks_;           ///< drawn before the models
   std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name
   std::vector<Computation*> computations_;                            ///< among the models, in list order
   std::vector<std::unique_ptr<evaluate::node>> definitions_;          ///< of MODEL, bound, in statement order

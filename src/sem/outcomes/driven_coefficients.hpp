@@ -28,6 +28,8 @@ class driven_coefficients {
   void connect(const arma::Mat<double>& X, const arma::Col<arma::uword>& free, const arma::Mat<double>& b);
   /// Drawn coefficients go along.
   bool connected() const { return !A_.is_empty(); }
+  /// What the drawn columns leave of the products of the columns of two driven coefficients; 0 for others.
+  double left(arma::uword j, arma::uword k) const;
   /// The coefficients were drawn or set: what follows moves from here.
   void anchor(const arma::Mat<double>& b);
   /// Driven coefficients were written in `b`: moves the drawn ones along. The result depends on the driven
@@ -37,7 +39,8 @@ class driven_coefficients {
  private:
   std::vector<arma::uword> driven_;
   arma::Col<arma::uword> free_;
-  arma::Mat<double> A_;  ///< free x driven; empty: nothing goes along
+  arma::Mat<double> A_;     ///< free x driven; empty: nothing goes along
+  arma::Mat<double> left_;  ///< driven x driven
   arma::Col<double> anchor_;
 };
 

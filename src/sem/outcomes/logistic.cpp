@@ -55,6 +55,11 @@ void Logistic::draw(arma::Mat<double>& data, const arma::Col<double>* offset) {
     Regression::draw(data);
 }
 
+bool Logistic::make_ready(arma::Mat<double>& data) {
+  set_offset(nullptr);
+  return draw_weights(data);
+}
+
 // False when a predictor or a working response is not finite. All units draw all the same.
 bool Logistic::draw_weights(const arma::Mat<double>& data) {
   predictor(data, psi_);

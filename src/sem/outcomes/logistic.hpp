@@ -39,6 +39,7 @@ class Logistic : public Regression {
   /// The same with an offset for each unit, or null. Throws error_debug when there are not as many.
   void draw(arma::Mat<double>& data, const arma::Col<double>* offset);
 
+  bool make_ready(arma::Mat<double>& data) override;
   estimator::tune_results tuneResults() const override;
   /// NaN with random effects, over which the logistic likelihood has no closed integral.
   arma::Col<double> marginal_logLiklihood(const arma::Mat<double>& data) const override;

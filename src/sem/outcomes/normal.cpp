@@ -150,6 +150,20 @@ double Normal::log_likelihood_from_products() const {
   return -0.5 * (static_cast<double>(n_units) * (log_2_pi + std::log(v)) + equation().squares(betas_, u) / v);
 }
 
+double Normal::squared_residuals(const arma::Mat<double>& data) {
+  const double from_products = equation().squares(betas_, u);
+  if (!std::isnan(from_products)) return from_products;
+  response_values_.set_size(n_units);
+  copy_response(data, response_values_.memptr());
+  predictor(data, fitted_);
+  double sum = 0.0;
+  for (arma::uword i = 0; i < n_units; ++i) {
+    const double e = response_values_(i) - fitted_(i);
+    sum += e * e;
+  }
+  return sum;
+}
+
 bool Normal::log_likelihood_from_sums(unsigned above, arma::Col<double>& out) const {
   if (phantoms_of_residual()) return false;
   scan::cluster_statistics* sums = equation().statistics(betas_);

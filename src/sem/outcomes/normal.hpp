@@ -34,6 +34,9 @@ class Normal : public Regression {
   /// Log likelihood of all units when the whole residual variance has been written.
   double residVarAR(const double& value, const arma::Mat<double>& data);
 
+  /// |g(y) - eta|^2 over all units.
+  double squared_residuals(const arma::Mat<double>& data);
+
   bool is_normal() const override { return true; }
 
   /// For a regression without random effects whose columns stay as they are.
@@ -71,6 +74,7 @@ class Normal : public Regression {
   missing_outcomes imputed_;  ///< reads and writes scale_
   std::shared_ptr<autosolver::solver<autosolver::normal>> solver_;  ///< of missing values; null for none
   arma::Mat<double> values_;                                        ///< residuals, phantoms left in
+  arma::Col<double> response_values_, fitted_;                      ///< of squared_residuals
 };
 
 }  // namespace tovik::sem

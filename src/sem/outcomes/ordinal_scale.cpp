@@ -23,7 +23,7 @@ bool Ordinal::can_rescale() const {
 void Ordinal::read_held_part() {
   const auto& terms = equation().terms();
   held_.reset();
-  for (arma::uword j : terms.fixed) {
+  for (arma::uword j : fixed) {
     if (betas_(j) == 0.0) continue;
     if (held_.is_empty()) held_.zeros(n_units);
     const double* x = terms.terms.x.values().colptr(j);
@@ -37,7 +37,7 @@ void Ordinal::read_held_part() {
 scan::orbit_scale Ordinal::scale_density() const {
   scan::orbit_scale out;
   const arma::Col<double>& r = equation().r();
-  out.dimension = static_cast<double>(n_units + tau().n_elem - 1 + equation().terms().free.n_elem);
+  out.dimension = static_cast<double>(n_units + tau().n_elem - 1 + free.n_elem);
   if (held_.is_empty()) {
     for (double e : r) out.square += e * e;
   } else {
@@ -48,7 +48,7 @@ scan::orbit_scale Ordinal::scale_density() const {
     }
   }
   const scan::coefficient_prior& prior = equation().terms().prior;
-  for (arma::uword j : equation().terms().free) {
+  for (arma::uword j : free) {
     out.square += prior.precision(j) * betas_(j) * betas_(j);
     out.linear += prior.precision(j) * prior.mean(j) * betas_(j);
   }
@@ -69,7 +69,7 @@ void Ordinal::draw_own(const arma::Mat<double>&) {
   if (g == 1.0) return;
   propensity.values *= g;
   propensity.cuts.tau *= g;
-  for (arma::uword j : equation().terms().free) betas_(j) *= g;
+  for (arma::uword j : free) betas_(j) *= g;
   for (unsigned L = 0; L < n_levels; ++L) {
     u[L] *= g;
     Sigma[L] *= g * g;

@@ -47,7 +47,7 @@ void Ordinal::draw_auxiliary(arma::Mat<double>& data) {
 bool Ordinal::leap() {
   const auto& terms = equation().terms();
   const auto& members = propensity.sets.all();
-  if (solver_ != nullptr || !has_intercept || !arma::any(terms.free == 0))
+  if (solver_ != nullptr || !has_intercept || !arma::any(free == 0))
     return propensity.cuts.leap(members, mean_.memptr(), *rng, sd());
   const double before = betas_(0);
   scan::free_location location{before, terms.prior.precision(0), terms.prior.mean(0)};

@@ -159,24 +159,42 @@ void Regression::draw(arma::Mat<double>& data) {
   update_shares();
 }
 
-/// Of the effects those that are drawn next are integrated out, unless other equations hold them. Returns how
-/// many levels, from the nearest up, are still to be drawn.
+/// Returns how many levels, from the nearest up, are still to be drawn.
 unsigned Regression::draw_coefficients(const arma::Mat<double>& data) {
-  const auto alone = [this](unsigned L) { return re_indicators[L].is_empty(); };
-  const auto precision = [this](unsigned L) -> const auto& {
-    return iSigma_s(static_cast<int>(L));
-  };
-  unsigned L = 0;
-  while (L < n_levels && n_random(L) == 0) ++L;
-  if (L == n_levels || !alone(L) || !sampler_settings::integrate_effects) {
+  using phase = scan::coefficient_block::phase;
+  const scan::block_share* shared = scan_->shared();
+  if (shared != nullptr && shared->block->now == phase::drawn) {
+    scan_->keep_coefficients(betas_);
+    return n_levels;
+  }
+  const unsigned left = draw_integrated(data);
+  if (shared != nullptr && shared->block->now == phase::alone) shared->block->settle();
+  return left;
+}
+
+/// Of the effects those that are drawn next are integrated out, unless other equations hold them.
+unsigned Regression::draw_integrated(const arma::Mat<double>& data) {
+  const unsigned L = integrated_level();
+  if (L == n_levels) {
     scan_->draw_coefficients(scale(), u, *rng, betas_);
     return n_levels;
   }
-  const bool two =
-      n_levels == 2 && L == 0 && n_random(1) > 0 && alone(1) && parts_[1].empty() && parts_[2].empty();
-  if (two && scan_->draw_nested(scale(), precision(0), precision(1), u, *rng, betas_)) return 1;
-  scan_->draw_coefficients(L, scale(), precision(L), effect_means(data, L), u, *rng, betas_);
+  if (draw_nested(L)) return 1;
+  scan_->draw_coefficients(L, scale(), iSigma_s(static_cast<int>(L)), effect_means(data, L), u, *rng, betas_);
   return n_levels;
+}
+
+/// The lowest level with effects, if they can be integrated out, or n_levels.
+unsigned Regression::integrated_level() const {
+  unsigned L = 0;
+  while (L < n_levels && n_random(L) == 0) ++L;
+  return L < n_levels && re_indicators[L].is_empty() && sampler_settings::integrate_effects ? L : n_levels;
+}
+
+bool Regression::draw_nested(unsigned L) {
+  const bool two = n_levels == 2 && L == 0 && n_random(1) > 0 && re_indicators[1].is_empty() &&
+                   parts_[1].empty() && parts_[2].empty();
+  return two && scan_->draw_nested(scale(), iSigma_s(0), iSigma_s(1), u, *rng, betas_);
 }
 
 void Regression::update_shares() {

@@ -151,6 +151,32 @@ class Regression : public virtual estimator::Outcome {
   /// Sum of logLiklihood(data, level) at the own level, from cross-products where they serve. `value` is the
   /// parameter that was written, for its place in a list of terms only.
   double compute_LL_node(const double& value, const arma::Mat<double>& data) const;
+  /// The coefficients that are drawn here, and those with labels of the block, are from now on drawn as
+  /// parameters of the block: in draw(), or, for one with several equations, before it by the next two.
+  /// `parameters`: of each coefficient, or coefficient_block::none. After all constraints on coefficients.
+  void share_coefficients(const std::shared_ptr<scan::coefficient_block>& block,
+                          const arma::Col<arma::uword>& parameters);
+  /// The log likelihood of the units, for a parameter that stands at a coefficient.
+  estimator::constraint::term coefficient_term();
+  /// Labelled coefficients were written: the drawn ones go along.
+  void follow_labels() {
+    driven_.follow(betas_);
+  }
+  /// The curvature of the log likelihood in two labelled coefficients, drawn ones going along, at the data
+  /// and the variance of the last connectDriven(): with the opposite sign.
+  double label_curvature(arma::uword j, arma::uword k) const {
+    return driven_.left(j, k) / residual_variance();
+  }
+  /// Coefficient j has a label and is drawn here all the same, by the block that will have it.
+  void label_coefficient(arma::uword j);
+  /// Draws what makes the response, as draw() does. False where there is none.
+  virtual bool make_ready(arma::Mat<double>& data);
+  /// Hands the products to the block, random effects integrated out as in draw(). Nothing that they depend on
+  /// may have been written since make_ready().
+  void collect_coefficients(const arma::Mat<double>& data);
+  /// Draws the random effects that were integrated out, given the coefficients. Must follow.
+  void follow_coefficients(arma::Mat<double>& data);
+
   /// Recomputes variance shares and standardised coefficients at the current parameters, after some were
   /// written from outside.
   void refreshShares(const arma::Mat<double>& data) override;
@@ -304,6 +330,10 @@ class Regression : public virtual estimator::Outcome {
   void begin_scan(const arma::Mat<double>& data);
   void check_residual(const arma::Mat<double>& data) const;
   unsigned draw_coefficients(const arma::Mat<double>& data);
+  unsigned draw_integrated(const arma::Mat<double>& data);
+  unsigned integrated_level() const;
+  bool draw_nested(unsigned L);
+  void split_coefficients();
   void draw_effects(arma::Mat<double>& data, unsigned L);
   void draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu);
   const arma::Mat<double>* effect_means(const arma::Mat<double>& data, unsigned L) const;
@@ -358,6 +388,7 @@ class Regression : public virtual estimator::Outcome {
   };
   published_scratch published_;
   driven_coefficients driven_;
+  std::vector<arma::uword> labelled_;  ///< coefficients whose labels a block draws
   scan::shares shares_;
   struct part_scratch {
     std::vector<arma::uword> units;

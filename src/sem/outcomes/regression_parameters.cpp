@@ -42,15 +42,17 @@ double Regression::compute_LL_node(const double&, const arma::Mat<double>& data)
 std::shared_ptr<estimator::constraint> Regression::driven_coefficient(unsigned index) {
   if (index >= betas_.n_elem) throw error_debug("The outcome has no such coefficient.");
   scan_->hold(index);
-  free = scan_->terms().free;
-  fixed = scan_->terms().fixed;
+  split_coefficients();
   auto out = handle(betas_.memptr() + index, level);
   driven_.add(index);
-  out->refresh.emplace_back([this] { driven_.follow(betas_); });
-  out->likelihoods.emplace_back(
-      link != nullptr ? static_cast<const void*>(link.get()) : source(),
-      [this](const double& x, const arma::Mat<double>& data) { return compute_LL_node(x, data); });
+  out->refresh.emplace_back([this] { follow_labels(); });
+  out->likelihoods.push_back(coefficient_term());
   return out;
+}
+
+estimator::constraint::term Regression::coefficient_term() {
+  return {link != nullptr ? static_cast<const void*>(link.get()) : source(),
+          [this](const double& x, const arma::Mat<double>& data) { return compute_LL_node(x, data); }};
 }
 
 std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
@@ -60,9 +62,9 @@ std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
   return out;
 }
 
-// Going along leaves a density as it is only where the coefficients have a flat prior.
+// Going along leaves a density as it is only where the coefficients that do have a flat prior.
 void Regression::connectDriven(const arma::Mat<double>& data) {
-  if (driven_.empty() || link != nullptr || !scan_->terms().prior.is_flat()) return;
+  if (driven_.empty() || link != nullptr) return;
   const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && driven_.connected()) return;
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;
@@ -73,7 +75,7 @@ void Regression::connectDriven(const arma::Mat<double>& data) {
     if (known) continue;
     std::copy_n(columns.at(j, data, unit_rows(), scratch), n, X.colptr(j));
   }
-  driven_.connect(X, free, betas_);
+  driven_.connect(X, scan_->terms().prior.is_flat() ? free : arma::Col<arma::uword>(), betas_);
 }
 
 double* Regression::covariance_element(unsigned index, unsigned L) {

@@ -23,11 +23,16 @@ coefficient_step::coefficient_step(arma::Col<arma::uword> free, arma::Col<arma::
 void coefficient_step::factor(const arma::Mat<double>& G, arma::uword n) {
   tolerance_ = singular_share(n);
   factored_at_ = 0.0;
-  if (!prior_.is_flat()) return;
+  n_ = n;
+  if (!prior_.is_flat() || is_shared()) return;
+  if (!factor_products(G)) throw numeric_error::singular();
+}
+
+bool coefficient_step::factor_products(const arma::Mat<double>& G) {
   arma::uword const k = free_.n_elem;
   for (arma::uword j = 0; j < k; ++j)
     for (arma::uword i = 0; i < k; ++i) T_(i, j) = G(free_(i), free_(j));
-  if (!reverse_cholesky(T_.memptr(), k, tolerance_)) throw numeric_error::singular();
+  return reverse_cholesky(T_.memptr(), k, tolerance_);
 }
 
 // P weighs data and prior by v, which changes from scan to scan: k^3 / 6 products then, next to nothing
@@ -60,7 +65,7 @@ void coefficient_step::load(const arma::Mat<double>& G, const double* h, double 
     if (value == 0.0) continue;
     for (arma::uword i = 0; i < k; ++i) work[i] -= G(free_(i), fixed_(j)) * value;
   }
-  if (!prior_.is_flat()) {
+  if (!prior_.is_flat() && !is_shared()) {
     factor_posterior(G, v);
     const double w = 1.0 / v;
     for (arma::uword i = 0; i < k; ++i) work[i] *= w;
@@ -82,6 +87,7 @@ void coefficient_step::store(double* b) {
 
 void coefficient_step::mean(const arma::Mat<double>& G, const double* h, double v, double* b,
                             const double* base) {
+  if (is_shared() && !factor_products(G)) return;
   load(G, h, v, b, base);
   store(b);
 }
@@ -90,6 +96,10 @@ void coefficient_step::draw(const arma::Mat<double>& G, const double* h, double 
                             const double* base) {
   arma::uword const k = free_.n_elem;
   if (k == 0) return;
+  if (is_shared()) {
+    share_->meet(G, h, v, n_, rng, b);
+    return;
+  }
   rng.fill_randn(z_.memptr(), k);
   load(G, h, v, b, base);
   const double sd = prior_.is_flat() ? std::sqrt(v) : 1.0;

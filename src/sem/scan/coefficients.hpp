@@ -3,6 +3,7 @@
 #include <armadillo>
 
 #include "random/random.hpp"
+#include "sem/scan/coefficient_block.hpp"
 #include "sem/scan/coefficient_prior.hpp"
 
 namespace tovik::sem::scan {
@@ -20,6 +21,12 @@ class coefficient_step {
   /// `free`: positions of the coefficients that are drawn; `fixed`: all others. Throws error_debug when the
   /// prior is one of another number of coefficients.
   coefficient_step(arma::Col<arma::uword> free, arma::Col<arma::uword> fixed, coefficient_prior prior = {});
+
+  /// The coefficients are parameters of a block from now on, which draws them in place of this step; `share`
+  /// must outlive it. A mean is then that of a flat prior without the block, or where b stands where there is
+  /// none.
+  void share(const block_share* share) { share_ = share; }
+  bool is_shared() const { return share_ != nullptr; }
 
   /// Takes G for the draws to come. `n`: units behind G. Throws numeric_error "inv(): matrix is singular"
   /// when a column is a linear combination of the others to working precision; where the prior tells about
@@ -41,12 +48,15 @@ class coefficient_step {
   const coefficient_prior& prior() const { return prior_; }
 
  private:
+  bool factor_products(const arma::Mat<double>& G);
   void factor_posterior(const arma::Mat<double>& G, double v);
   void load(const arma::Mat<double>& G, const double* h, double v, const double* b, const double* base);
   void store(double* b);
 
   arma::Col<arma::uword> free_, fixed_;
   coefficient_prior prior_;
+  const block_share* share_ = nullptr;
+  arma::uword n_ = 0;         ///< units behind G
   arma::Mat<double> T_;       ///< G_FF = T T' under a flat prior, else P = T T'; T upper triangular
   double factored_at_ = 0.0;  ///< the v behind P; 0 for none
   double tolerance_ = 0.0;    ///< share of a pivot that counts as zero

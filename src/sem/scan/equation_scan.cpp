@@ -26,12 +26,34 @@ equation_scan::equation_scan(equation terms)
 
 void equation_scan::hold(arma::uword j) {
   arma::uword const k = eq_.free.n_elem + eq_.fixed.n_elem;
-  if (!first_ || j >= k) throw error_debug("The coefficient cannot be held.");
+  if (!first_ || j >= k || share_ != nullptr) throw error_debug("The coefficient cannot be held.");
   if (!arma::any(eq_.free == j)) return;
   eq_.free = eq_.free.elem(arma::find(eq_.free != j)).eval();
   eq_.fixed = arma::join_cols(eq_.fixed, arma::Col<arma::uword>{j}).eval();
   coefficients_ = coefficient_step(eq_.free, eq_.fixed, eq_.prior);
   integrated_ = integrated_step(eq_.free, eq_.fixed, eq_.prior);
+}
+
+void equation_scan::share(const std::shared_ptr<coefficient_block>& block,
+                          const arma::Col<arma::uword>& parameters) {
+  arma::uword const k = eq_.free.n_elem + eq_.fixed.n_elem;
+  const arma::Col<arma::uword> drawn = arma::find(parameters != coefficient_block::none);
+  if (!first_ || parameters.n_elem != k || drawn.n_elem != eq_.free.n_elem ||
+      arma::any(drawn != arma::sort(eq_.free)))
+    throw error_debug("The coefficients of an equation do not fit their block.");
+  share_ = std::make_unique<block_share>(block_share{block, parameters});
+  coefficients_.share(share_.get());
+  integrated_.share(share_.get());
+}
+
+/// The intercept takes up what a shift of columns makes of it where its prior is flat, and where no other
+/// equation sees the coefficients.
+bool equation_scan::may_shift() const {
+  if (share_ == nullptr) return coefficients_.prior().is_flat();
+  arma::uword const p = share_->parameters.is_empty() ? coefficient_block::none : share_->parameters(0);
+  if (p == coefficient_block::none || share_->block->now != coefficient_block::phase::alone) return false;
+  const coefficient_block::parameter& intercept = share_->block->parameters()[p];
+  return intercept.label == nullptr && intercept.prior.precision == 0.0;
 }
 
 bool equation_scan::is_static() const {
@@ -55,7 +77,7 @@ std::size_t equation_scan::effect_level() const {
 void equation_scan::refresh(const arma::Mat<double>& data, const row_scale& scale) {
   eq_.terms.refresh(data, eq_.rows);
   n_ = eq_.rows == nullptr ? data.n_rows : eq_.rows->n_elem;
-  if (first_ && coefficients_.prior().is_flat()) {
+  if (first_ && may_shift()) {
     shifted_.choose(eq_.terms.x, eq_.free);
     use_products_ = use_products_ && !shifted_.active();
   }
@@ -150,6 +172,7 @@ void equation_scan::draw_coefficients(const row_scale& scale, const std::vector<
     h_.set_size(X.n_cols);
     multiply_transposed(1.0, shifted_.active() ? shifted_.values() : X, r, 0.0, h_.memptr());
     const double variance = scale.is_one() ? scale.value() : 1.0;
+    if (shifted_.active()) shifted_.from_plain(b.memptr());
     coefficients_.draw(products(), h_.memptr(), variance, rng, b.memptr());
     if (shifted_.active()) shifted_.to_plain(b.memptr());
   }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <armadillo>
+#include <memory>
 #include <vector>
 
 #include "sem/scan/cluster_statistics.hpp"
@@ -57,6 +58,11 @@ class equation_scan {
   /// Takes coefficient j out of the draws; before the first begin(). Throws error_debug when there is no such
   /// coefficient or a scan has begun.
   void hold(arma::uword j);
+
+  /// The coefficients that are drawn are parameters of a block from now on; after all calls of hold(), before
+  /// the first begin(). `parameters`: of each coefficient.
+  void share(const std::shared_ptr<coefficient_block>& block, const arma::Col<arma::uword>& parameters);
+  const block_share* shared() const { return share_.get(); }
 
   /// Starts a scan at the data: reads what can change, and the outcome. `b` and `u`: the current state.
   /// `scale` is the row scale of the scan (it enters the products within clusters unless it is one).
@@ -135,6 +141,7 @@ class equation_scan {
   bool is_static() const;
   bool can_use_products() const;
   void refresh(const arma::Mat<double>& data, const row_scale& scale);
+  bool may_shift() const;
   const arma::Mat<double>& products() const;
   void start(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u, const row_scale& scale);
   bool draw_integrated(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
@@ -155,6 +162,7 @@ class equation_scan {
   gram gram_;
   coefficient_step coefficients_;
   integrated_step integrated_;
+  std::unique_ptr<block_share> share_;
   shifted_design shifted_;
   std::vector<cluster_products> within_;  ///< per level
   std::vector<cluster_cross> cross_;      ///< per level; of levels that are integrated out

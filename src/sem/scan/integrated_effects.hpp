@@ -35,6 +35,9 @@ class integrated_step {
                   const coefficient_prior& prior)
       : step_(free, fixed, prior) {}
 
+  /// See coefficient_step.
+  void share(const block_share* share) { step_.share(share); }
+
   /// `A`: clusters x q(q + 1)/2, packed; `B`: per effect clusters x k; `z`: clusters x q; `G`: X'X; `h`: X'e
   /// (with w = 1 where rows are weighted already). `b`, `base`: see coefficient_step. False, with no random
   /// number drawn, where the effects take nearly all of what the data say of some coefficient, so that no

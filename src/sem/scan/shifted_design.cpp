@@ -48,4 +48,8 @@ void shifted_design::to_plain(double* b) const {
   for (arma::uword j = 1; j < shift_.n_elem; ++j) b[0] -= shift_(j) * b[j];
 }
 
+void shifted_design::from_plain(double* b) const {
+  for (arma::uword j = 1; j < shift_.n_elem; ++j) b[0] += shift_(j) * b[j];
+}
+
 }  // namespace tovik::sem::scan

@@ -32,6 +32,8 @@ class shifted_design {
 
   /// Coefficients of the shifted design, to those of the plain one, in place.
   void to_plain(double* b) const;
+  /// The other way.
+  void from_plain(double* b) const;
 
  private:
   arma::Col<double> shift_;

@@ -66,7 +66,7 @@ double constraint::log_density(const arma::Mat<double>& data) const {
 
 double constraint::move_to(double x, const arma::Mat<double>& data) {
   try {
-    write(x);
+    move(x);
     return log_density(data);
   } catch (const evaluate::error_debug&) {
     throw;
@@ -77,7 +77,8 @@ double constraint::move_to(double x, const arma::Mat<double>& data) {
 
 // The old value is evaluated first: the state then stands at the candidate when it is accepted.
 void constraint::draw(const arma::Mat<double>& data) {
-  if (n_links == 0 || likelihoods.empty()) return;
+  if (!walks()) return;
+  anchor();
   const double old = value;
   const double candidate = tune.value * std::sqrt(variance) * rng->rnorm() + old;
   double before = log_density(data);
@@ -89,7 +90,7 @@ void constraint::draw(const arma::Mat<double>& data) {
   if (after > -std::numeric_limits<double>::infinity() && after - before >= limit)
     ++tune.accepted;
   else
-    write(old);
+    move(old);
 }
 
 }  // namespace tovik::sem::estimator

@@ -70,11 +70,20 @@ class constraint {
 
   /// Sets the value here and at every link, then brings up to date what follows from it.
   void write(double x);
+  /// Before moves from the current state: other parameters that go along do so from here.
+  virtual void anchor() {}
+  /// Writes x, and takes along what goes along. Back at the value of the last anchor() all is as it was.
+  virtual void move(double x) { write(x); }
+  /// The data have moved: how others go along is to be found anew. While proposals are adapted.
+  virtual void connect() {}
   /// The sum of the terms at the current value.
   double log_density(const arma::Mat<double>& data) const;
-  /// Writes x and returns the sum of the terms there; minus infinity when an expression that reads the
+  /// Moves to x and returns the sum of the terms there; minus infinity when an expression that reads the
   /// parameter has no value at x.
   double move_to(double x, const arma::Mat<double>& data);
+
+  /// It moves by draw(): it stands somewhere and has a density. One that is drawn otherwise has no terms.
+  bool walks() const { return n_links > 0 && !likelihoods.empty(); }
 
   /// One random-walk Metropolis update at the data: nothing without links or without terms. A candidate
   /// without a density (minus infinity or NaN) is never accepted.

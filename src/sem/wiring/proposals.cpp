@@ -66,10 +66,11 @@ double distance(const fall& f, double first) {
 
 double proposal_variance(estimator::constraint& parameter, const arma::Mat<double>& data, double guess) {
   const double before = parameter.value;
+  parameter.anchor();
   const fall f(parameter, data);
   double s = std::numeric_limits<double>::quiet_NaN();
   if (f.known()) s = distance(f, 0.5 * std::sqrt(guess));
-  parameter.write(before);
+  parameter.move(before);
   const double variance = 4.0 * s * s;
   return std::isfinite(variance) && variance > 0.0 ? variance : guess;
 }

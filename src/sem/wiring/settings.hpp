@@ -22,6 +22,8 @@ struct sampler_settings {
   /// units of a latent score by a common factor; off for comparison only.
   inline static bool newton_thresholds = true;
   inline static bool scale_scores = true;
+  /// Draw labelled parameters together with what they stand beside where that can be; off for comparison only.
+  inline static bool draw_label_blocks = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;

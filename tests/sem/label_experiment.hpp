@@ -1,0 +1,147 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "sem/kernel_samples.hpp"
+#include "sem/label_bench.hpp"
+#include "sem/outcomes/logistic.hpp"
+#include "sem/outcomes/ordinal.hpp"
+
+namespace tovik::tests {
+
+using prior_draw = std::function<double(Random&)>;
+
+/// One world in which labels come from their priors and the outcomes, in the order given, from their
+/// equations.
+struct LabelExperiment {
+  label_bench bench;
+  std::vector<std::pair<std::string, prior_draw>> priors;
+  std::vector<std::string> outcomes;
+  bool rebuild = false;  ///< models keep what they know of the data: make them anew
+  int replications = 12000;
+  int applications = 10;
+
+  sem::Normal* normal(const std::string& name) { return dynamic_cast<sem::Normal*>(&bench.regression(name)); }
+
+  void draw_joint() {
+    if (rebuild) bench.build();
+    Random& rng = bench.estimator.random;
+    for (const std::string& name : outcomes) {
+      sem::Regression& model = bench.regression(name);
+      if (sem::Normal* y = normal(name); y != nullptr && y->estimate_resid)
+        y->sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
+      for (arma::uword j : model.free)
+        model.betas_(j) = std::sqrt(model.coefficient_variance(j)) * rng.rnorm();
+      for (unsigned L = 0; L < model.n_levels; ++L) {
+        if (model.u[L].n_cols == 0) continue;
+        model.iSigma[L](0, 0) = rng.rgamma(1.0, 2.0);
+        model.Sigma[L](0, 0) = 1.0 / model.iSigma[L](0, 0);
+        for (double& u : model.u[L]) u = std::sqrt(model.Sigma[L](0, 0)) * rng.rnorm();
+      }
+    }
+    for (const auto& [name, draw] : priors) bench.label(name).constraint->write(draw(rng));
+    for (const std::string& name : outcomes) bench.draw_outcome(name);
+    if (rebuild) keep_state();
+  }
+
+  /// The models are made for data that stand: once more at the new outcomes, with the same state.
+  void keep_state() {
+    std::vector<double> values;
+    for (const auto& [name, draw] : priors) values.push_back(bench.label(name).constraint->value);
+    std::vector<arma::vec> states;
+    std::vector<std::vector<arma::mat>> effects;
+    for (const std::string& name : outcomes) {
+      states.push_back(bench.regression(name).params());
+      effects.push_back(bench.regression(name).u);
+    }
+    bench.build();
+    for (std::size_t k = 0; k < outcomes.size(); ++k) {
+      bench.regression(outcomes[k]).u = effects[k];
+      bench.regression(outcomes[k]).addStarts(states[k]);
+    }
+    for (std::size_t k = 0; k < priors.size(); ++k) bench.label(priors[k].first).constraint->write(values[k]);
+  }
+
+  std::vector<double> functions() {
+    std::vector<double> out;
+    for (const auto& [name, draw] : priors) {
+      const double value = bench.label(name).constraint->value;
+      out.push_back(value);
+      for (const std::string& outcome : outcomes) {
+        const arma::vec y = bench.data().col(bench.regression(outcome).y(0));
+        out.push_back(value * arma::dot(y, bench.data().col(bench.column("x"))));
+        out.push_back(value * arma::dot(y, bench.data().col(bench.column("z"))));
+      }
+    }
+    for (const std::string& outcome : outcomes) {
+      sem::Regression& model = bench.regression(outcome);
+      for (arma::uword j : model.free) out.push_back(model.betas_(j));
+      for (const arma::mat& Sigma : model.Sigma) {
+        if (!Sigma.is_empty()) out.push_back(std::log(Sigma(0, 0)));
+      }
+      for (const arma::mat& u : model.u) {
+        if (!u.is_empty()) out.push_back(u(0, 0) + u(u.n_rows - 1, 0));
+      }
+      sem::Normal* y = normal(outcome);
+      if (y == nullptr) continue;
+      const arma::mat e = model.compute_residual(bench.data());
+      out.push_back(std::log(y->sigma2));
+      out.push_back(std::log(arma::accu(arma::square(e)) / y->sigma2));
+      out.push_back(arma::dot(e, bench.data().col(bench.column("x"))) / std::sqrt(y->sigma2));
+      out.push_back(arma::dot(e, bench.data().col(bench.column("z"))) / std::sqrt(y->sigma2));
+    }
+    return out;
+  }
+
+  void scan() {
+    for (const auto& block : bench.blocks) block->draw(bench.data());
+    for (const auto& model : bench.models) model->draw(bench.data());
+    for (sem::drawn_label& label : bench.labels) label.constraint->draw(bench.data());
+  }
+
+  void expect_invariant(double proposal_sd = 0.5) {
+    Samples fresh, after;
+    unsigned accepted = 0, total = 0;
+    bool walks = false;
+    for (int rep = 0; rep < replications; ++rep) {
+      draw_joint();
+      fresh.add(functions());
+      draw_joint();
+      for (sem::drawn_label& label : bench.labels) {
+        label.constraint->variance = proposal_sd * proposal_sd;
+        label.constraint->tune = sem::estimator::tune_obj(1.0, label.constraint->tune.kind);
+      }
+      for (int t = 0; t < applications; ++t) scan();
+      after.add(functions());
+      for (sem::drawn_label& label : bench.labels) {
+        walks = walks || label.constraint->walks();
+        accepted += label.constraint->tune.accepted;
+        total += label.constraint->tune.total;
+      }
+    }
+    expect_same_distribution(fresh, after);
+    if (!walks) {
+      EXPECT_EQ(total, 0u);
+      return;
+    }
+    // A kernel that never moves would leave everything unchanged as well.
+    EXPECT_GT(accepted, total / 20);
+    EXPECT_LT(accepted, total - total / 20);
+  }
+};
+
+inline prior_draw normal_prior(double mean, double variance) {
+  return [=](Random& rng) { return mean + std::sqrt(variance) * rng.rnorm(); };
+}
+
+inline prior_draw uniform_prior(double lower, double upper) {
+  return [=](Random& rng) { return lower + (upper - lower) * rng.runif(); };
+}
+
+}  // namespace tovik::tests
