@@ -109,6 +109,8 @@ double thresholds::log_likelihood_ratio(const arma::Col<double>& t,
 bool thresholds::move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
                       Random& rng, const double* sd, double here) {
   if (tau.n_elem < 2) return false;
+  rests_ = sampler_settings::newton_thresholds && !rests_;
+  if (rests_) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
   if (!std::isnan(here))
     return move(n, rng,

@@ -30,7 +30,8 @@ class thresholds {
   /// One Metropolis step given the categories, the scores integrated out (Cowles, 1996, Statistics and
   /// Computing 6, 101-111). `members`: per category, its units; `mean` and `sd`: of each unit's score, the
   /// latter null for 1; `n`: units that scale the proposal. True if the thresholds moved; nothing happens,
-  /// and it is false, for K = 1. `here`: the log likelihood at tau if it is known (see log_likelihood).
+  /// and it is false, for K = 1. `here`: the log likelihood at tau if it is known (see log_likelihood). Beside
+  /// leaps, which move further for the same work, it rests at every other call.
   bool move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
             Random& rng, const double* sd = nullptr, double here = std::numeric_limits<double>::quiet_NaN());
   /// The same step for any density of the thresholds: gain(t) is the log of its ratio at t to where they are.
@@ -60,6 +61,8 @@ class thresholds {
   void adapt();
 
  private:
+  bool rests_ = false;
+
   double proposal_scale(arma::uword n) const;
   bool decide(const arma::Col<double>& t, double log_ratio, Random& rng);
   arma::Col<double> propose(double s, Random& rng) const;
