@@ -13,7 +13,7 @@ namespace {
 std::string full_name(const Model& model) {
   std::vector<std::string> names;
   for (const model::anyVariable& outcome : model.outcomes) names.push_back(outcome.fullname_noModifer());
-  return join(names, " ");
+  return tovik::join(names, " ");
 }
 
 /// The full name behind the shown name of an effect; effects of computed terms keep theirs.
@@ -48,7 +48,8 @@ std::vector<std::string> probability_names(const Model& model) {
 
 std::vector<std::string> latent_names(const Model& model) {
   std::vector<std::string> out;
-  if (model.layout().thresholds) out.push_back(full_name(model) + ".latent");
+  if (model.layout().thresholds || model.kind() == model::kind::latent)
+    out.push_back(full_name(model) + ".latent");
   for (int level = model.levels - 1; level >= 0; --level) {
     std::string id;
     for (const auto& cluster : model.clusters) {
