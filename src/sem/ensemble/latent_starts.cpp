@@ -4,7 +4,6 @@
 #include <cmath>
 
 #include "model/model_list.hpp"
-#include "model/row_layout.hpp"
 #include "random/random.hpp"
 #include "sem/ensemble/factory.hpp"
 
@@ -18,12 +17,12 @@ enum reference_rank : int { tied_outcome, tied_latent, free_outcome, free_latent
 /// Where the equation's mean can go: its own intercept, or free thresholds.
 bool places_its_mean(const Model& model) {
   const bool intercept = model.has_fixed_intercept && !model.fixed.front().param.is_fixed();
-  return intercept || (model.layout().thresholds && !model.has_fixed_intercept);
+  return intercept || model.has_free_thresholds();
 }
 
 double fixed_intercept(const Model& model) {
   return model.has_fixed_intercept && model.fixed.front().param.is_fixed() ? model.fixed.front().param.value()
-                                                                          : 0.0;
+                                                                           : 0.0;
 }
 
 /// The mean that the equation of a latent variable is written with.
@@ -124,7 +123,11 @@ std::vector<latent_starts::reference> latent_starts::references(std::size_t i) c
       if (columns[p] != column) continue;
       const bool tied = coefficients[p].is_fixed();
       if (tied && coefficients[p].value() == 0.0) continue;
-      out.push_back({j, tied ? (latent ? tied_latent : tied_outcome) : latent ? free_latent : free_outcome, p});
+      out.push_back({j,
+                     tied     ? (latent ? tied_latent : tied_outcome)
+                     : latent ? free_latent
+                              : free_outcome,
+                     p});
     }
     for (std::size_t p = 0; p < model.fixed_compute.size() && !latent; ++p) {
       if (multiplied_by(model.fixed_compute[p], column, data_) < data_.n_cols &&
@@ -175,8 +178,8 @@ latent_starts::start latent_starts::of_loading(std::size_t i, const reference& b
   double loading = written_loading(reader.fixedParameters().at(by.position));
   if (loading == 0.0) loading = given > 0.0 ? sd / std::sqrt(given) : 1.0;
   const double unit = sd / std::fabs(loading);
-  const double mean = places_its_mean(reader) ? written_mean(own)
-                                              : (x.moments.mean - fixed_intercept(reader)) / loading;
+  const double mean =
+      places_its_mean(reader) ? written_mean(own) : (x.moments.mean - fixed_intercept(reader)) / loading;
   out.center = mean + 0.5 * (means - x.moments.mean) / loading;
   out.center.replace(arma::datum::nan, mean);
   out.noise = 0.5 * unit;

@@ -50,7 +50,7 @@ class latent_starts {
   };
   struct reference {
     std::size_t model = 0;
-    int rank = 0;          ///< the lowest is taken
+    int rank = 0;              ///< the lowest is taken
     std::size_t position = 0;  ///< of the loading, among the coefficients or the computed terms
   };
   /// The values of a reference's outcome.

@@ -15,8 +15,9 @@ namespace tovik::sem {
 ///
 ///   p(f_i | ...)  ~  N(f_i; eta_i, s2)  times the density of each equation that holds f,
 ///
-/// solved where it is normal, by a Metropolis or slice step otherwise. A loading is the coefficient of f in the
-/// equation of an indicator, and is drawn there (Lee & Zhu, 2000, Br. J. Math. Stat. Psychol. 53, 209-232).
+/// solved where it is normal, by a Metropolis or slice step otherwise. A loading is the coefficient of f in
+/// the equation of an indicator, and is drawn there (Lee & Zhu, 2000, Br. J. Math. Stat. Psychol. 53,
+/// 209-232).
 class Factor final : public Normal {
  public:
   /// All units of the setup's level are unknown, whatever it says of missing ones.
