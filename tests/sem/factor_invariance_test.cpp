@@ -1,5 +1,5 @@
-// Scans of a factor and of the equation that holds it leave their joint distribution unchanged, whatever draws
-// the scores.
+// Scans of a factor and of the equation that holds it leave their joint distribution unchanged, whatever
+// draws the scores.
 
 #include <gtest/gtest.h>
 

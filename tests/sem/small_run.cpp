@@ -92,8 +92,7 @@ void prepare(small_run& run) {
   for (data::variable* v : indicators) v->setRstar(next++);
   for (const auto& v : run.vars.variables) {
     const bool effect = dynamic_cast<const data::random*>(v.get()) != nullptr;
-    if ((data::isLatent(v->type) || effect) && v->column == data::variable::no_column)
-      v->column = next++;
+    if ((data::isLatent(v->type) || effect) && v->column == data::variable::no_column) v->column = next++;
   }
   const arma::uword before = run.data.n_cols;
   run.data.resize(run.data.n_rows, next);

@@ -41,8 +41,8 @@ struct small_run {
   void make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids);
 };
 
-/// Numbers the columns of latent variables, of phantoms, of named random effects, of propensities and of missing data indicators
-/// that the equations hold, as the preparation of the data does.
+/// Numbers the columns of latent variables, of phantoms, of named random effects, of propensities and of
+/// missing data indicators that the equations hold, as the preparation of the data does.
 void prepare(small_run& run);
 
 /// The report columns of `n` scans after `burn` more: parameters x draws.

@@ -31,7 +31,8 @@ void TwoEquations::build(bool linked) {
     y.fixed_values.reset();
     y.coefficients = sem::scan::coefficient_prior::ridge(1.0);
   }
-  if (latent) m.missing_units = arma::regspace<arma::Col<arma::uword>>(0, world.first_rows[m.level].n_elem - 1);
+  if (latent)
+    m.missing_units = arma::regspace<arma::Col<arma::uword>>(0, world.first_rows[m.level].n_elem - 1);
   if (latent)
     models_ = {std::make_shared<sem::Factor>(&estimator_, m)};
   else
