@@ -55,7 +55,7 @@ double two_factor_likelihood(const arma::Col<double>& p, const arma::Mat<double>
 
 // Parameters: v_f, v_g; variance and loading (of x1 and z1: the variance alone) of x1 x2 z1 z2; of y its
 // variance, intercept, and coefficients of f, g and their product.
-study simulate_interaction(std::mt19937_64& engine) {
+study simulate_latent_interaction(std::mt19937_64& engine) {
   constexpr arma::uword n = 40;
   study one{arma::Mat<double>(n, 5), arma::Col<double>(13)};
   arma::Col<double>& p = one.truth;
@@ -76,7 +76,7 @@ study simulate_interaction(std::mt19937_64& engine) {
 
 /// Of the indicators; of y with the first two moments that the model gives it, which will do for a quantity
 /// that depends on parameters and data.
-double interaction_likelihood(const arma::Col<double>& p, const arma::Mat<double>& data) {
+double latent_interaction_likelihood(const arma::Col<double>& p, const arma::Mat<double>& data) {
   const arma::Mat<double> L = {{1, 0}, {p(4), 0}, {0, 1}, {0, p(7)}, {p(10), p(11)}};
   const arma::Mat<double> F = arma::diagmat(arma::Col<double>{p(0), p(1)});
   arma::Mat<double> V = L * F * L.t();
@@ -164,14 +164,14 @@ rank_study latent_interaction_ranks() {
       "  y ~ Intercept@c0 f@b1 g@b2 (f*g)@b3;\n"
       "PARAMETERS: l m ~ normal(0.8, 0.04); c0 ~ normal(0, 1); b1 b2 b3 ~ normal(0, 0.5);\n"
       "OPTIONS: prior1 disable_dic disable_corrs;\n";
-  model.runs.simulate = simulate_interaction;
+  model.runs.simulate = simulate_latent_interaction;
   model.runs.seed = 122;
   model.parameters = {"variance of f", "variance of g",  "variance of x1", "variance of x2",
                       "loading of x2", "variance of z1", "variance of z2", "loading of z2",
                       "variance of y", "intercept of y", "y on f",         "y on g",
                       "y on f g"};
   model.rows = {0, 3, 6, 11, 12, 26, 31, 32, 16, 17, 18, 19, 20};
-  model.log_likelihood = interaction_likelihood;
+  model.log_likelihood = latent_interaction_likelihood;
   model.thin = 200;
   return model;
 }
