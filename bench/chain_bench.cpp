@@ -88,6 +88,12 @@ void Ordinal_item(benchmark::State& state) {
 void Logistic_clusters(benchmark::State& state) {
   run(state, tovik::bench::logistic_clusters());
 }
+void One_factor(benchmark::State& state) {
+  run(state, tovik::bench::factors(1));
+}
+void Two_factors(benchmark::State& state) {
+  run(state, tovik::bench::factors(2));
+}
 
 BENCHMARK(Random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Regression)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
@@ -96,6 +102,8 @@ BENCHMARK(Mediation_with_product)->UseManualTime()->Iterations(1)->Unit(benchmar
 BENCHMARK(Three_levels)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Ordinal_item)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Logistic_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(One_factor)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Two_factors)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

@@ -135,4 +135,30 @@ inline chain_workload logistic_clusters() {
       4 + 2 * clusters + 3, 2 * clusters * size, 1};
 }
 
+/// Six indicators of one factor, or of two of which the second depends on the first, in 5,000 rows; a tenth
+/// of the cells is missing. A Metropolis step for each score.
+inline chain_workload factors(int n_factors) {
+  constexpr arma::uword n = 5000, p = 6;
+  Random rng(12, 0);
+  arma::mat data(n, p);
+  std::size_t missing = 0;
+  for (arma::uword i = 0; i < n; ++i) {
+    const double f = rng.rnorm(), g = n_factors == 2 ? 0.5 * f + rng.rnorm() : f;
+    for (arma::uword j = 0; j < p; ++j) {
+      const double value = (0.7 + 0.1 * static_cast<double>(j)) * (j < p / 2 ? f : g) + rng.rnorm();
+      data(i, j) = rng.runif() < 0.1 ? arma::datum::nan : value;
+      missing += std::isnan(data(i, j)) ? 1 : 0;
+    }
+  }
+  const std::vector<std::string> statements =
+      n_factors == 2 ? std::vector<std::string>{"f -> x1 x2 x3", "g -> x4 x5 x6", "g ~ f"}
+                     : std::vector<std::string>{"f -> x1 x2 x3 x4 x5 x6"};
+  const std::vector<std::string> latent =
+      n_factors == 2 ? std::vector<std::string>{"f", "g"} : std::vector<std::string>{"f"};
+  tests::small_run run({"x1", "x2", "x3", "x4", "x5", "x6"}, data, {}, statements, {}, {}, latent);
+  tests::prepare(run);
+  const std::size_t scores = n * static_cast<std::size_t>(n_factors);
+  return {std::move(run), 12 + scores + missing, scores, static_cast<int>(p) + n_factors};
+}
+
 }  // namespace tovik::bench

@@ -7,8 +7,7 @@ void InputFile::refuse_unavailable() const {
   const std::pair<bool, const char*> requests[] = {
       {clmean_method == 0, "The option 'noclmean'"}, {clmean_method == 1, "The option 'manifest'"},
       {!byGroup.empty(), "The BYGROUP command"},     {!weights.empty(), "The WEIGHTS command"},
-      {!latents.empty(), "The LATENT command"},      {!waldtests.empty(), "The WALDTEST command"},
-      {hev, "The option 'heterogeneous'"},
+      {!waldtests.empty(), "The WALDTEST command"},  {hev, "The option 'heterogeneous'"},
   };
   for (const auto& [asked, what] : requests) {
     if (asked) not_available::refuse(what);

@@ -74,6 +74,11 @@ void check(const distribution& prior, const std::string& statement) {
 
 }  // namespace
 
+bool distribution::is_proper() const {
+  if (name == "uniform" || name == "truncate") return std::isfinite(first) && std::isfinite(second);
+  return !name.empty();
+}
+
 distribution distribution::parse(const std::string& text, const std::string& statement) {
   distribution out;
   out.text = trim(text);

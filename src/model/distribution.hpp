@@ -20,6 +20,9 @@ struct distribution {
   double second = 0;
   std::string text;  ///< as written
 
+  /// False for none, and for a flat one without bounds on both sides.
+  bool is_proper() const;
+
   /// Inputs are expressions of numbers. Throws tovik::error with the text for the user; `statement` is the
   /// whole statement.
   static distribution parse(const std::string& text, const std::string& statement);

@@ -121,7 +121,9 @@ class mean_check {
     return count != labels_.end() && count->second == 1;
   }
 
+  /// Its own, or that of free thresholds, which a first threshold at 0 does not hold.
   bool has_free_intercept(const Model& model) const {
+    if (model.has_free_thresholds()) return true;
     return model.has_fixed_intercept && !model.fixed.empty() && is_free(model.fixed.front().param);
   }
 
@@ -146,27 +148,73 @@ bool all_compensate(const ModelList& models, const std::vector<std::size_t>& use
   });
 }
 
-/// True if some loading is drawn and none is tied to a value or a label.
-bool all_loadings_free(const ModelList& models, const std::vector<std::size_t>& uses,
-                       const data::variable& factor) {
-  bool any = false;
-  for (std::size_t i : uses) {
-    for (const anyVariable& term : models[i].fixed) {
-      if (term.variable.get() != &factor) continue;
-      if (!term.param.is_free()) return false;
-      any = true;
-    }
-    for (const combinationOfAnyVariable& term : models[i].fixed_compute) {
-      const auto used = term.all_variables();
-      const bool reads = std::any_of(used.begin(), used.end(),
-                                     [&](const anyVariable& v) { return v.variable.get() == &factor; });
-      if (!reads) continue;
-      if (!term.param.is_free()) return false;
-      any = true;
+/// The labels that a prior distribution holds: those of PARAMETERS with a proper one, and those computed from
+/// such labels and numbers.
+class held_labels {
+ public:
+  explicit held_labels(const ModelList& models) {
+    for (const Model& model : models) {
+      if (model.kind() == model::kind::parameter || model.kind() == model::kind::computation)
+        of_.emplace(to_lower(model.name()), &model);
     }
   }
-  return any;
-}
+
+  bool holds(const std::string& label) const {
+    const auto found = of_.find(to_lower(label));
+    if (found == of_.end()) return false;
+    const Model& model = *found->second;
+    if (model.kind() == model::kind::parameter) return model.prior.is_proper();
+    const auto read = model::expression_names(model.computation);
+    return std::all_of(read.begin(), read.end(),
+                       [&](const std::string& name) { return !iequals(name, label) && holds(name); });
+  }
+  template <class Labels>
+  bool hold_all(const Labels& labels) const {
+    return std::all_of(labels.begin(), labels.end(), [this](const std::string& l) { return holds(l); });
+  }
+
+ private:
+  std::unordered_map<std::string, const Model*> of_;
+};
+
+/// What the loadings of a factor say of its scale.
+class loading_check {
+ public:
+  explicit loading_check(const ModelList& models) : models_(models), labels_(models) {}
+
+  /// True if some loading is drawn and none is tied: to a number other than 0, or by a prior to some order of
+  /// size.
+  bool all_free(const std::vector<std::size_t>& uses, const data::variable& factor) const {
+    bool any = false;
+    for (std::size_t i : uses) {
+      for (const anyVariable& term : models_[i].fixed) {
+        if (term.variable.get() != &factor) continue;
+        if (ties(term.param)) return false;
+        any = any || !term.param.is_fixed();
+      }
+      for (const combinationOfAnyVariable& term : models_[i].fixed_compute) {
+        if (!term.has(factor)) continue;
+        if (ties(term)) return false;
+        any = any || !term.param.is_fixed() || !term.labels().empty();
+      }
+    }
+    return any;
+  }
+
+ private:
+  bool ties(const model::parameter& p) const {
+    return p.is_fixed() ? p.value() != 0.0 : p.has_label() && labels_.holds(p.label());
+  }
+  /// Labels inside the term are coefficients as well.
+  bool ties(const combinationOfAnyVariable& term) const {
+    const auto inside = term.labels();
+    if (inside.empty()) return ties(term.param);
+    return (term.param.is_free() || ties(term.param)) && labels_.hold_all(inside);
+  }
+
+  const ModelList& models_;
+  held_labels labels_;
+};
 
 }  // namespace
 
@@ -217,6 +265,7 @@ void ModelList::fix_factor_means() {
 
 void ModelList::fix_factor_scales() {
   const auto uses = factor_uses(*this);
+  const loading_check loadings(*this);
   std::unordered_set<const data::variable*> settled;
   for (const Model& model : *this) {
     const bool scaled = model.link == model::link::scale || model.link == model::link::yjt_scale;
@@ -228,9 +277,9 @@ void ModelList::fix_factor_scales() {
     if (!is_factor(model)) continue;
     const auto factor = model.outcomes.front().variable;
     const auto own = uses.find(factor.get());
-    if (own == uses.end() || !all_loadings_free(*this, own->second, *factor)) continue;
+    if (own == uses.end() || !loadings.all_free(own->second, *factor)) continue;
     if (!settled.insert(factor.get()).second) continue;
-    model.variance = model::parameter::fixed_at(1.0);
+    hold_variance(model, model::parameter::fixed_at(1.0));
     list += "\n           '" + factor->name + "'";
   }
   if (!list.empty())
@@ -238,6 +287,15 @@ void ModelList::fix_factor_scales() {
         "WARNING: All loadings and the residual variance are free for the\n"
         "         following latent variables. The variance has been fixed to 1:\n" +
         list);
+}
+
+/// A block that the model is a member of has its residual variance.
+void ModelList::hold_variance(Model& model, const model::parameter& value) {
+  model.variance = value;
+  const int block = has_multi(model);
+  if (block < 0) return;
+  for (anyVariable& member : (*this)[static_cast<std::size_t>(block)].fixed)
+    if (member == model.outcomes.front()) member.param = value;
 }
 
 }  // namespace tovik

@@ -55,6 +55,8 @@ class Model {
   std::int32_t block_number = -1;
   model::distribution prior;  ///< of a PARAMETERS statement "name ~ distribution(a, b)"
   std::string computation;    ///< right side of a PARAMETERS statement "name = expression"
+  /// The latent variables as which the intercept varies.
+  std::vector<std::shared_ptr<data::variable>> intercept_varies;
 
   /// Several outcomes in one equation; a setting of the run.
   static bool allow_multivariate;
@@ -168,6 +170,11 @@ class Model {
   std::vector<std::string> rsquare() const;
   /// The number of thresholds among the rows of one outcome.
   unsigned n_thresholds() const;
+  /// A probit model whose first threshold is a parameter, because no intercept places its scale.
+  bool has_free_thresholds() const;
+  /// Takes the random intercept of a catalogue level out of those that stand by default. Throws tovik::error
+  /// for one that was written.
+  void remove_random_intercept(const data::variable& in_favour_of);
   /// The number of dummy codes of a nominal outcome, 1 for every other.
   unsigned n_codes() const;
   /// The number of rows of the model in the estimates.
@@ -187,7 +194,8 @@ class Model {
   Model& operator+=(const std::vector<model::anyVariable>& correlations);
   /// Takes the phantoms that two models of one block share, at their own level, out of both and returns them.
   static std::vector<model::anyVariable> optimize(Model& a, Model& b);
-  /// May be a member of a block: a normal, latent or probit outcome that is no missing indicator.
+  /// May be a member of a block: a normal, latent or probit outcome that is no missing indicator and has no
+  /// transformation with a parameter.
   bool can_join_block() const;
 
   /// Identity links become weighted ones.

@@ -59,9 +59,12 @@ class ModelList : public std::vector<Model> {
   void checkFactorModels(const VariableList& variables);
   /// Holds the mean of a factor at 0 where a free intercept of an indicator leaves it without information.
   void fix_factor_means();
-  /// Fixes at 1 the residual variance of a factor whose loadings are all free: otherwise nothing sets its
-  /// scale. A warning names the factors.
+  /// Fixes at 1 the residual variance of a factor whose loadings are all free, or have labels without a
+  /// proper prior: otherwise nothing sets its scale. A warning names the factors. After PARAMETERS are added.
   void fix_factor_scales();
+  /// An intercept that varies as a latent variable takes the place of the default random intercept of that
+  /// level: only their sum is identified. Throws tovik::error for one that was written.
+  void replace_random_intercepts();
   /// Gives each phantom variable that the user wrote into equations a model of its own, and tells its terms
   /// what they correlate. Correlations that were written as such have both already. Throws tovik::error for a
   /// phantom that does not stand in the equations of two outcomes.
@@ -153,6 +156,7 @@ class ModelList : public std::vector<Model> {
                                           const VariableList& variables);
   void insert_correlation(const model::correlation& ends, const model::parameter& p,
                           const block::one_model& statement, VariableList& variables);
+  void hold_variance(Model& model, const model::parameter& value);
   void complete_phantom(const model::anyVariable& phantom, std::size_t holder);
   void add_named_parameter(const std::string& text, const std::string& statement);
   void index_from(std::size_t first);

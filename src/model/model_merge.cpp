@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "model/model.hpp"
+#include "model/model_list.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 
@@ -104,6 +104,7 @@ Model& Model::operator+=(const Model& other) {
   for (const anyVariable& phantom : other.phantoms) {
     if (std::find(phantoms.begin(), phantoms.end(), phantom) == phantoms.end()) phantoms.push_back(phantom);
   }
+  append(intercept_varies, other.intercept_varies);
   link_given = link_given || other.link_given;
   if (variance.is_free() && !(other.variance.is_free() && !other.variance.has_start()))
     variance = other.variance;
@@ -141,6 +142,39 @@ void Model::merge_random(const Model& other) {
   has_random_intercept = !random.empty() && random.front().is_intercept();
   append_slopes(random, other.random);
   random_intercept_given = random_intercept_given || other.random_intercept_given;
+}
+
+void Model::remove_random_intercept(const data::variable& in_favour_of) {
+  const unsigned level = in_favour_of.level;
+  if (static_cast<std::int64_t>(level) >= levels) return;
+  const auto stands = [&](const anyVariable& term) {
+    return term.is_intercept() && (!term.level || term.level->level == level);
+  };
+  const auto found = std::find_if(random.begin(), random.end(), stands);
+  if (found == random.end()) return;
+  if (random_intercept_given)
+    throw error("ERROR: The intercept of '" + name() + "' varies as the latent variable '" +
+                in_favour_of.fullName + "'.\n       It cannot have a random intercept at that level.\n" +
+                "       Problem model: " + command());
+  const anyVariable everywhere = *found;
+  random.erase(found);
+  if (!everywhere.level) {
+    std::vector<anyVariable> others;
+    for (const auto& id : clusters) {
+      if (id->level == level || static_cast<std::int64_t>(id->level) >= levels) continue;
+      others.push_back(everywhere);
+      others.back().level = id;
+      others.back().modifier = id->name;
+    }
+    random.insert(random.begin(), others.begin(), others.end());
+  }
+  has_random_intercept = !random.empty() && random.front().is_intercept();
+}
+
+void ModelList::replace_random_intercepts() {
+  for (Model& model : *this) {
+    for (const auto& latent : model.intercept_varies) model.remove_random_intercept(*latent);
+  }
 }
 
 void Model::mark_variance_model(const Model& variance_model) {

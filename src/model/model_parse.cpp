@@ -221,6 +221,7 @@ void Model::parse_intercept(const std::string& suffix, const std::string& term,
   intercept.param = intercept_parameter(suffix, term, table);
   model::check_no_variable(intercept.param, term, variables, true);
   if (const auto latent = latent_label(intercept.param, variables)) {
+    intercept_varies.push_back(latent);
     intercept.variable = latent;
     intercept.param = model::parameter::fixed_at(1);
     model::check_no_outcome(intercept, outcomes);

@@ -248,16 +248,19 @@ std::vector<std::string> Model::rsquare() const {
   return texts(rows(), test, [](const row& one) { return one.tagged(); });
 }
 
+bool Model::has_free_thresholds() const {
+  return layout().thresholds && std::none_of(fixed.begin(), fixed.end(), [](const model::anyVariable& term) {
+           return term.is_intercept() && !(term.param.is_fixed() && term.param.value() == 0.0);
+         });
+}
+
 /// The first of the K - 1 thresholds of K categories is 0 where an intercept places the scale.
 unsigned Model::n_thresholds() const {
   if (!layout().thresholds) return 0;
   const std::size_t categories =
       kind() == model::kind::missing ? 2 : outcomes.front().variable->values.size();
-  const bool anchored = std::any_of(fixed.begin(), fixed.end(), [](const model::anyVariable& term) {
-    return term.is_intercept() && !(term.param.is_fixed() && term.param.value() == 0.0);
-  });
   const std::size_t all = categories > 0 ? categories - 1 : 0;
-  return static_cast<unsigned>(anchored && all > 0 ? all - 1 : all);
+  return static_cast<unsigned>(!has_free_thresholds() && all > 0 ? all - 1 : all);
 }
 
 unsigned Model::n_codes() const {

@@ -196,6 +196,7 @@ bool Model::can_join_block() const {
   for (const anyVariable& outcome : outcomes) {
     if (outcome.type == model::type::missing || outcome.type == model::type::variance) return false;
   }
+  if (model::has_lambda(link)) return false;  // lambda is drawn given the residual's own variance
   return link != model::link::log_variance && model::has_normal_residual(kind(), link);
 }
 

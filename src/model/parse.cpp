@@ -105,8 +105,8 @@ void assemble(ModelList& models, const VariableList& variables, bool for_wald) {
   if (defaults::reduce_models) models.reduce();
   models.check_outcomes();
   models.pair_variance_models();
+  models.replace_random_intercepts();
   models.complete_phantoms();
-  models.fix_factor_scales();
   models.fix_factor_means();
   if (defaults::optimize_models) models.optimize();
   if (defaults::sort_models) models.sort();
@@ -160,6 +160,7 @@ void complete(ModelList& models, const std::vector<block::one_model>& statements
     }
   }
   check_parameter_names(models, variables);
+  models.fix_factor_scales();
   if (settings.heterogeneous) models.set_heterogeneous();
   if (settings.weighted) {
     for (Model& model : models) model.setWeights();

@@ -27,9 +27,19 @@ rank_study selection_ranks();
 /// A binary outcome under the logit link with random intercepts and slopes.
 rank_study logistic_ranks();
 
+/// Two factors of three incomplete indicators each, one factor on the other.
+rank_study two_factor_ranks();
+
+/// y on two factors and their product.
+rank_study latent_interaction_ranks();
+
+/// A factor of clusters, measured by a variable of the clusters and two of the rows.
+rank_study cross_level_factor_ranks();
+
 inline std::vector<rank_study> rank_studies() {
-  return {mediation_ranks(),  random_slope_ranks(), phantom_ranks(), binary_ranks(),
-          propensity_ranks(), selection_ranks(),    logistic_ranks()};
+  return {mediation_ranks(),          random_slope_ranks(),      phantom_ranks(),  binary_ranks(),
+          propensity_ranks(),         selection_ranks(),         logistic_ranks(), two_factor_ranks(),
+          latent_interaction_ranks(), cross_level_factor_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

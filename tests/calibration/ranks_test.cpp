@@ -53,6 +53,18 @@ TEST(Ranks, Logistic) {
   expect_uniform(logistic_ranks());
 }
 
+TEST(Ranks, TwoFactors) {
+  expect_uniform(two_factor_ranks());
+}
+
+TEST(Ranks, LatentInteraction) {
+  expect_uniform(latent_interaction_ranks());
+}
+
+TEST(Ranks, CrossLevelFactor) {
+  expect_uniform(cross_level_factor_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

@@ -42,9 +42,8 @@ TEST(Availability, LabelsTermsAndDefinitionsAreDrawn) {
 
 TEST(Availability, OutcomesByKind) {
   using data::type;
-  for (const auto& [kind, text] : {std::pair{type::count, "A count outcome ('y')"},
-                                   {type::nominal, "A nominal outcome ('y')"},
-                                   {type::latent, "A latent outcome ('y')"}}) {
+  for (const auto& [kind, text] :
+       {std::pair{type::count, "A count outcome ('y')"}, {type::nominal, "A nominal outcome ('y')"}}) {
     small_run run(names, columns(), {}, {"w ~ 1", "y ~ x"});
     run.vars.find("y")->type = kind;
     EXPECT_EQ(run.failure(), refused(text));
@@ -75,8 +74,7 @@ TEST(Availability, IndicatorsOfMissingCellsAreCompleteData) {
 
 TEST(Availability, VariablesThatAreNoData) {
   using data::type;
-  for (const auto& [kind, text] : {std::pair{type::latent, "A latent variable as a predictor ('y')"},
-                                   {type::phantom, "A phantom variable as a predictor ('y')"},
+  for (const auto& [kind, text] : {std::pair{type::phantom, "A phantom variable as a predictor ('y')"},
                                    {type::random_effect, "A named random effect as a predictor ('y')"}}) {
     small_run run(names, columns(), {}, {"y ~ x"});
     run.vars.find("x")->type = kind;

@@ -178,9 +178,8 @@ TEST(Outcomes, ALevelTwoOutcomeOfThreeLevelDataHasTheTopLevelAboveIt) {
 
 TEST(Outcomes, RefusesOtherKindsByNameAndVariable) {
   using data::type;
-  for (const auto& [kind, text] : {std::pair{type::count, "A count outcome ('y')"},
-                                   {type::nominal, "A nominal outcome ('y')"},
-                                   {type::latent, "A latent outcome ('y')"}}) {
+  for (const auto& [kind, text] :
+       {std::pair{type::count, "A count outcome ('y')"}, {type::nominal, "A nominal outcome ('y')"}}) {
     small_run run(names, two_level(), {}, {"y ~ x"});
     run.vars.find("y")->type = kind;
     EXPECT_EQ(run.failure(), std::string("ERROR: ") + text + " is not available in this version.");

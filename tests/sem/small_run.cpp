@@ -12,15 +12,17 @@ namespace tovik::tests {
 
 small_run::small_run(const std::vector<std::string>& names, const arma::mat& columns,
                      const std::vector<std::string>& ids, const std::vector<std::string>& statements,
-                     const std::vector<std::string>& parameters, const std::vector<std::string>& ordinal)
+                     const std::vector<std::string>& parameters, const std::vector<std::string>& ordinal,
+                     const std::vector<std::string>& latent)
     : data(columns) {
   make_catalogue(names, ids);
   for (const std::string& name : ordinal) make_ordinal(*vars.find(name));
+  for (const std::string& name : latent) add_latent(name);
   std::vector<block::one_model> texts;
   for (const std::string& text : statements) texts.push_back({text, ""});
   models = sem::parse(texts, vars, block::map(), {parameters, false, false});
   for (const auto& v : vars.subset(data::usage::covariate)) {
-    if (!data.col(v->column).has_nan()) v->fixed(true);
+    if (v->column < data.n_cols && !data.col(v->column).has_nan()) v->fixed(true);
   }
 }
 
@@ -44,6 +46,15 @@ void small_run::make_ordinal(data::variable& v) const {
   const arma::vec column = data.col(v.column);
   const arma::vec values = arma::unique(column.elem(arma::find_finite(column)));
   v.values.assign(values.begin(), values.end());
+}
+
+void small_run::add_latent(const std::string& text) {
+  const std::size_t equal = text.find('=');
+  const auto id = equal == std::string::npos ? nullptr : vars.find(text.substr(0, equal));
+  const auto level = static_cast<unsigned>(id != nullptr ? id->level : vars.clusters.size());
+  vars.variables.push_back(
+      std::make_shared<data::variable>(equal == std::string::npos ? text : text.substr(equal + 1),
+                                       data::type::latent, data::variable::no_column, level));
 }
 
 void small_run::make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids) {
@@ -81,8 +92,7 @@ void prepare(small_run& run) {
   for (data::variable* v : indicators) v->setRstar(next++);
   for (const auto& v : run.vars.variables) {
     const bool effect = dynamic_cast<const data::random*>(v.get()) != nullptr;
-    if ((v->type == data::type::phantom || effect) && v->column == data::variable::no_column)
-      v->column = next++;
+    if ((data::isLatent(v->type) || effect) && v->column == data::variable::no_column) v->column = next++;
   }
   const arma::uword before = run.data.n_cols;
   run.data.resize(run.data.n_rows, next);

@@ -22,10 +22,12 @@ struct small_run {
   ModelList models;
 
   /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS; `ordinal` are names
-  /// of variables with categories.
+  /// of variables with categories. `latent`: names of latent variables, "f" of the rows or "id=f" of the
+  /// clusters of an identifier.
   small_run(const std::vector<std::string>& names, const arma::mat& columns,
             const std::vector<std::string>& ids, const std::vector<std::string>& statements,
-            const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {});
+            const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {},
+            const std::vector<std::string>& latent = {});
 
   std::shared_ptr<sem::Mcmc> chain(const Random& rng, const sem::priors& prior = {}, int xprior = 1) const;
 
@@ -35,11 +37,12 @@ struct small_run {
 
  private:
   void make_ordinal(data::variable& v) const;
+  void add_latent(const std::string& name);
   void make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids);
 };
 
-/// Numbers the columns of phantoms, of named random effects, of propensities and of missing data indicators
-/// that the equations hold, as the preparation of the data does.
+/// Numbers the columns of latent variables, of phantoms, of named random effects, of propensities and of
+/// missing data indicators that the equations hold, as the preparation of the data does.
 void prepare(small_run& run);
 
 /// The report columns of `n` scans after `burn` more: parameters x draws.

@@ -26,7 +26,18 @@ void TwoEquations::build(bool linked) {
     setup->mutable_columns[1] = setup->mutable_columns[m_column] = true;
   }
   m.y = m_column;
-  models_ = {std::make_shared<sem::Normal>(&estimator_, m), std::make_shared<sem::Normal>(&estimator_, y)};
+  if (free) {
+    y.fixed.reset();
+    y.fixed_values.reset();
+    y.coefficients = sem::scan::coefficient_prior::ridge(1.0);
+  }
+  if (latent)
+    m.missing_units = arma::regspace<arma::Col<arma::uword>>(0, world.first_rows[m.level].n_elem - 1);
+  if (latent)
+    models_ = {std::make_shared<sem::Factor>(&estimator_, m)};
+  else
+    models_ = {std::make_shared<sem::Normal>(&estimator_, m)};
+  models_.push_back(std::make_shared<sem::Normal>(&estimator_, y));
   if (!transformation.empty())
     of_m().addTransform(evaluate::pair::transformation(evaluate::opt_ast(transformation)));
   if (!linked) return;
@@ -55,6 +66,8 @@ std::vector<double> TwoEquations::functions() {
     out.push_back(std::log(arma::accu(arma::square(e.back())) / model->sigma2));
     out.push_back(arma::accu(e.back()) / sd);
     out.push_back(e.back()(0) / sd);
+    if (model->fixed.is_empty())
+      for (double b : model->betas_) out.insert(out.end(), {b, b * e.back()(0) / sd});
     for (const auto& u : model->u)
       if (u.n_cols > 0) out.insert(out.end(), {u(0, 0), u(1, u.n_cols - 1) * u(1, 0)});
   }
@@ -71,9 +84,11 @@ void TwoEquations::draw_equation(sem::Normal& model, const sem::equation_setup& 
                                  const std::string& transform, const std::function<bool(double)>& admitted) {
   if (setup.estimate_resid) model.sigma2 = 1.0 / rng_.rgamma(1.0, 2.0);
   for (unsigned L = 0; L < setup.n_levels; ++L) draw_effects(model, L);
+  if (setup.fixed.is_empty())
+    for (double& b : model.betas_) b = rng_.rnorm();
   const auto& rows = *setup.cluster.own_rows[0];
   arma::Col<double> value(rows.n_elem, arma::fill::zeros);
-  add_fixed(setup, rows, value);
+  add_fixed(setup, model.betas_, rows, value);
   for (unsigned L = 0; L < setup.n_levels; ++L)
     for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
       for (arma::uword i = 0; i < value.n_elem; ++i)
@@ -104,13 +119,13 @@ void TwoEquations::draw_effects(sem::Normal& model, unsigned L) {
       rng_.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
 }
 
-void TwoEquations::add_fixed(const sem::equation_setup& setup, const arma::Col<arma::uword>& rows,
-                             arma::Col<double>& value) const {
-  for (arma::uword j = 0; j < setup.fixed_values.n_elem; ++j) {
+void TwoEquations::add_fixed(const sem::equation_setup& setup, const arma::Mat<double>& betas,
+                             const arma::Col<arma::uword>& rows, arma::Col<double>& value) const {
+  for (arma::uword j = 0; j < betas.n_elem; ++j) {
     const arma::Col<double> column = j < setup.x.n_elem
                                          ? arma::Col<double>(world.data.col(setup.x(j)))
                                          : setup.x_compute[j - setup.x.n_elem].node->eval(world.data);
-    for (arma::uword i = 0; i < value.n_elem; ++i) value(i) += setup.fixed_values(j) * column(rows(i));
+    for (arma::uword i = 0; i < value.n_elem; ++i) value(i) += betas(j) * column(rows(i));
   }
 }
 

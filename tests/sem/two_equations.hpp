@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "sem/outcomes/factor.hpp"
 #include "sem/scan_world.hpp"
 
 namespace tovik::tests {
@@ -31,6 +32,8 @@ class TwoEquations {
   Random& rng() { return rng_; }
 
   double last_coefficient = 0.6;
+  bool latent = false;  ///< no value of m is known: it is a factor
+  bool free = false;    ///< coefficients of y are drawn, with prior N(0, 1)
 
   /// After the setups are complete. Coefficients of both equations go from -0.5 to the last one.
   void build(bool linked = true);
@@ -47,8 +50,8 @@ class TwoEquations {
   void draw_equation(sem::Normal& model, const sem::equation_setup& setup, const std::string& transform,
                      const std::function<bool(double)>& admitted);
   void draw_effects(sem::Normal& model, unsigned L);
-  void add_fixed(const sem::equation_setup& setup, const arma::Col<arma::uword>& rows,
-                 arma::Col<double>& value) const;
+  void add_fixed(const sem::equation_setup& setup, const arma::Mat<double>& betas,
+                 const arma::Col<arma::uword>& rows, arma::Col<double>& value) const;
 
   LoneEstimator estimator_;
   Random rng_;

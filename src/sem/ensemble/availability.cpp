@@ -21,6 +21,7 @@ namespace {
 const char* kind_name(const Model& model) {
   switch (model.kind()) {
     case model::kind::normal:
+    case model::kind::latent:
       return model.outcomes.size() == 1 ? nullptr : "An equation with several outcomes";
     case model::kind::ordinal:
     case model::kind::missing:
@@ -29,8 +30,6 @@ const char* kind_name(const Model& model) {
       return "A count outcome";
     case model::kind::nominal:
       return "A nominal outcome";
-    case model::kind::latent:
-      return "A latent outcome";
     case model::kind::phantom:
       return nullptr;
     case model::kind::block:
@@ -54,7 +53,8 @@ void check_outcome(const Model& model) {
   if (model.kind() == model::kind::missing) return;
   const model::anyVariable& outcome = model.outcomes.front();
   if (model.link == model::link::probit || model.link == model::link::logit) {
-    throw error_debug("Invalid Link for normal model!");
+    throw error_debug(model.kind() == model::kind::latent ? "Invalid Link for factor model!"
+                                                          : "Invalid Link for normal model!");
   }
   if (model.link != model::link::identity) refuse("The link '" + model::link_str(model.link) + "'", model);
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
@@ -76,8 +76,6 @@ const char* term_name(const model::anyVariable& term) {
       return "A phantom variable as a predictor";
   }
   switch (term.variable->type) {
-    case data::type::latent:
-      return "A latent variable as a predictor";
     case data::type::phantom:
       return "A phantom variable as a predictor";
     case data::type::random_effect:

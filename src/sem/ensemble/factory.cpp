@@ -11,6 +11,7 @@
 #include "model/compute.hpp"
 #include "model/model.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/ordinal.hpp"
@@ -88,6 +89,10 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
   auto out = std::make_shared<Normal>(context.estimator, equation_of(model, context));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
+}
+
+std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
+  return std::make_shared<Factor>(context.estimator, equation_of(model, context));
 }
 
 /// For an outcome of categories whose response is drawn.
@@ -200,6 +205,8 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
       return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
     case model::kind::missing:
       return make_missing_indicator(model, context);
+    case model::kind::latent:
+      return make_factor(model, context);
     default:
       return make_normal(model, context);
   }

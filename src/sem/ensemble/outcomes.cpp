@@ -10,6 +10,7 @@
 #include "model/row_table.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/joint_likelihood.hpp"
+#include "sem/ensemble/latent_starts.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/ensemble/random_effect_links.hpp"
 #include "sem/ensemble/starts.hpp"
@@ -156,20 +157,27 @@ void Outcomes::bind_definitions(const ModelList& list) {
   }
 }
 
-/// All starts come from the observed values, so they are computed before any missing cell is filled.
+/// All starts come from the observed values, so they are computed before any missing cell is filled; those of
+/// latent variables first, which are covariates of other equations.
 void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const priors& prior) {
   std::vector<arma::Col<double>> starts;
   std::vector<std::vector<outcome_moments>> moments;
-  for (const Model& model : list) {
+  const latent_starts latent(list, working_, data);
+  latent.write(data, *rng_);
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    const Model& model = list[i];
     if (!is_equation(model) || is_phantom(model)) {
       starts.emplace_back(is_phantom(model) ? 1 : 0, arma::fill::zeros);
       moments.emplace_back();
       continue;
     }
     const estimator::cluster structure = working_.clusters(outcome_level(model, working_));
-    moments.push_back(observed_moments(model, data, structure));
-    starts.push_back(generateStarts(model, data, structure, rng_->start_scale, rng_->start_shift,
-                                    models[starts.size()]->covariate_squares(data)));
+    moments.push_back(latent.is_latent(i) ? std::vector<outcome_moments>{latent.moments(i)}
+                                          : observed_moments(model, data, structure));
+    const outcome_moments& own = moments.back().front();
+    starts.push_back(generateStarts(model, own, rng_->start_scale, rng_->start_shift,
+                                    models[i]->covariate_squares(data),
+                                    latent.slopes(i, std::sqrt(own.variance))));
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!is_equation(list[i]) || is_phantom(list[i])) continue;

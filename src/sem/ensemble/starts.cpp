@@ -47,7 +47,7 @@ void append_covariances(std::vector<double>& out, const Model& model, double var
 }
 
 void append_coefficients(std::vector<double>& out, const Model& model, const outcome_moments& moments,
-                         double shift) {
+                         double shift, const arma::Col<double>& slopes) {
   const std::vector<model::parameter> coefficients = model.fixedParameters();
   const bool has_intercept = !model.fixed.empty() && model.fixed.front().is_intercept();
   for (std::size_t j = 0; j < coefficients.size(); ++j) {
@@ -57,7 +57,7 @@ void append_coefficients(std::vector<double>& out, const Model& model, const out
     } else if (intercept) {
       out.push_back(start_or(coefficients[j], moments.mean) + shift * std::sqrt(moments.variance));
     } else {
-      out.push_back(start_or(coefficients[j], 0.0));
+      out.push_back(start_or(coefficients[j], slopes.is_empty() ? 0.0 : slopes[j]));
     }
   }
 }
@@ -180,12 +180,35 @@ std::vector<outcome_moments> observed_moments(const Model& model, const arma::Ma
 arma::Col<double> generateStarts(const Model& model, const arma::Mat<double>& data,
                                  const estimator::cluster& structure, const double& start_scale,
                                  const double& start_shift, const std::vector<arma::Col<double>>& squares) {
-  const outcome_moments moments = observed_moments(model, data, structure).front();
+  return generateStarts(model, observed_moments(model, data, structure).front(), start_scale, start_shift,
+                        squares);
+}
+
+arma::Col<double> generateStarts(const Model& model, const outcome_moments& moments,
+                                 const double& start_scale, const double& start_shift,
+                                 const std::vector<arma::Col<double>>& squares,
+                                 const arma::Col<double>& slopes) {
   std::vector<double> out;
   append_covariances(out, model, moments.variance, squares, start_scale);
   append_residual(out, model, moments.variance, start_scale);
-  append_coefficients(out, model, moments, start_shift);
+  append_coefficients(out, model, moments, start_shift, slopes);
   append_thresholds(out, model, moments);
+  return out;
+}
+
+arma::Col<double> values_on_scale(const Model& model, unsigned column, const outcome_moments& moments,
+                                  const arma::Mat<double>& data) {
+  arma::Col<double> out = data.col(column);
+  const arma::Col<arma::uword> known = arma::find_finite(out);
+  if (known.is_empty()) return out;
+  if (!is_categorical(model)) {
+    out.elem(known) = transformed(model, out.elem(known));
+    return out;
+  }
+  const arma::Col<double> codes = out.elem(known);
+  const double sd = codes.n_elem > 1 ? arma::stddev(codes) : 0.0;
+  const double unit = sd > 0.0 ? std::sqrt(moments.variance) / sd : 0.0;
+  out.elem(known) = moments.mean + unit * (codes - arma::mean(codes));
   return out;
 }
 

@@ -46,6 +46,17 @@ arma::Col<double> generateStarts(const Model& model, const arma::Mat<double>& da
                                  const estimator::cluster& structure, const double& start_scale,
                                  const double& start_shift,
                                  const std::vector<arma::Col<double>>& squares = {});
+/// The same from given moments. `slopes`: where free coefficients start instead of at 0, one for each, or
+/// none.
+arma::Col<double> generateStarts(const Model& model, const outcome_moments& moments,
+                                 const double& start_scale, const double& start_shift,
+                                 const std::vector<arma::Col<double>>& squares = {},
+                                 const arma::Col<double>& slopes = {});
+
+/// The outcome in `column` at each row, on the scale of the equation: NaN where it is not observed. Of
+/// categories their numbers, put on the scale of the moments.
+arma::Col<double> values_on_scale(const Model& model, unsigned column, const outcome_moments& moments,
+                                  const arma::Mat<double>& data);
 
 /// One draw m + sqrt(v) z for each of `n` missing values; of a categorical outcome a category by the observed
 /// shares. For a transformed outcome the result is back on the

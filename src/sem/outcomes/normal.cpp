@@ -15,8 +15,11 @@
 namespace tovik::sem {
 
 Normal::Normal(const Estimator* estimator_, const equation_setup& setup)
-    : Outcome(parts_of(estimator_, data::type::continuous, setup)),
-      Regression(estimator_, data::type::continuous, setup),
+    : Normal(estimator_, setup, data::type::continuous) {}
+
+Normal::Normal(const Estimator* estimator_, const equation_setup& setup, data::type type_)
+    : Outcome(parts_of(estimator_, type_, setup)),
+      Regression(estimator_, type_, setup),
       sigma2(setup.estimate_resid ? 1.0 : setup.resid_value),
       estimate_resid(setup.estimate_resid),
       imp_tune(3.0, estimator::tune_obj::kind_type::imputation, "missing values"),

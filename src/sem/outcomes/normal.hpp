@@ -47,6 +47,9 @@ class Normal : public Regression {
   estimator::tune_obj imp_tune;
 
  protected:
+  /// For a kind that is a normal regression of other values; `type`: what its outcome is.
+  Normal(const Estimator* estimator, const equation_setup& setup, data::type type);
+
   double residual_variance() const override { return sigma2; }
   bool residual_variance_moves() const override { return estimate_resid; }
   void set_residual_variance(double v) override { sigma2 = v; }

@@ -255,6 +255,10 @@ class Regression : public virtual estimator::Outcome {
   virtual bool has_units() const {
     return true;
   }
+  /// How many units bound the residual variance and the coefficients.
+  virtual arma::uword n_known() const {
+    return n_units - missing_rows.n_elem;
+  }
   /// How many clusters of the L-th level above bound the variance of their effects from above.
   virtual arma::uword n_telling(const arma::Mat<double>&, unsigned L) const {
     return u[L].n_rows;

@@ -112,7 +112,7 @@ void Regression::check_units(const equation_names& names) const {
   if (!residual_variance_moves() || resid_prior == 1) return;
   arma::uword k = 0;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) k += is_estimated(j) ? 1 : 0;
-  arma::uword const n = n_units - missing_rows.n_elem, least = k + (resid_prior == 2 ? 3 : 1);
+  arma::uword const n = n_known(), least = k + (resid_prior == 2 ? 3 : 1);
   if (n >= least) return;
   throw error("ERROR: There are too few observed values of '" + names.outcome + "'.\n       " +
               counted(n, "value") + " for " + counted(k, "coefficient") +
