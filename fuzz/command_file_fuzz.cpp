@@ -41,7 +41,7 @@ std::string tame(const std::uint8_t* bytes, std::size_t size) {
   return text;
 }
 
-void prepare(tovik::InputFile& in, arma::Mat<double> data) {
+void check(tovik::InputFile& in, arma::Mat<double> data) {
   const tovik::analysis run = tovik::prepare(in, std::move(data));
   for (const tovik::model::waldtest& test : run.tests) {
     for (const tovik::model::contrast& one : test.contrasts()) {
@@ -58,8 +58,8 @@ void prepare(tovik::InputFile& in, arma::Mat<double> data) {
 void prepare(const std::string& path) {
   tovik::InputFile in(path);
   in.printOptions();
-  if (in.byGroup.empty()) return prepare(in, in.data());
-  for (tovik::by_group& group : in.groups()) prepare(group.input, group.data);
+  if (in.byGroup.empty()) return check(in, in.data());
+  for (tovik::by_group& group : in.groups()) check(group.input, group.data);
 }
 
 }  // namespace
