@@ -3,8 +3,10 @@
 #include <armadillo>
 #include <cstdio>
 #include <random>
+#include <string>
 
 #include "results/summary.hpp"
+#include "results/wald_test.hpp"
 
 namespace {
 
@@ -78,6 +80,17 @@ void BM_Report(benchmark::State& state) {
   std::fclose(sink);
 }
 BENCHMARK(BM_Report)->Unit(benchmark::kMillisecond);
+
+/// Ten hypotheses about the draws of 500 parameters.
+void BM_WaldTest(benchmark::State& state) {
+  tovik::model::waldtest test;
+  for (int row = 0; row < 10; ++row)
+    test.constraints.push_back({tovik::model::parameter::labelled("p" + std::to_string(row)),
+                                tovik::model::parameter::fixed_at(0.0), 50 * row, -1, ""});
+  const Summary summary = borrowed();
+  for (auto _ : state) benchmark::DoNotOptimize(tovik::sem::WaldTest(test, summary).statistic);
+}
+BENCHMARK(BM_WaldTest)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

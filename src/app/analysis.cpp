@@ -50,13 +50,18 @@ void require_room(const InputFile& input, std::uint64_t parameters) {
 }  // namespace
 
 analysis prepare(InputFile& input) {
+  return prepare(input, input.data());
+}
+
+analysis prepare(InputFile& input, arma::Mat<double> data) {
   analysis run;
-  run.data = input.data();
+  run.data = std::move(data);
   run.vars = input.variableList(run.data);
   print_renames(run.vars.truncateNames());
   run.models = input.modelList(run.vars);
   input.update(run.data, run.vars, run.models);
   warn_of_priors(input, run);
+  run.tests = input.waldtests(run.vars, run.models);
   run.simple = input.simpleSlopes(run.vars, run.models);
   return run;
 }

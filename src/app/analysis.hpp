@@ -1,10 +1,12 @@
 #pragma once
 
 #include <armadillo>
+#include <vector>
 
 #include "app/chain_group.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
+#include "model/waldtest.hpp"
 #include "results/simple_slopes.hpp"
 #include "sem/chain/mcmc.hpp"
 
@@ -19,12 +21,15 @@ struct analysis {
   arma::Mat<double> data;  ///< rows are observations in file order, missing cells NaN
   VariableList vars;
   ModelList models;
-  sem::SimpleList simple;  ///< conditional effects
+  std::vector<model::waldtest> tests;  ///< hypotheses
+  sem::SimpleList simple;              ///< conditional effects
 };
 
 /// The stages from the data file to the prepared matrix and its equations; prints the note on shortened names
 /// to the report. Throws tovik::error for the user's mistakes.
 analysis prepare(InputFile& input);
+/// The same with data that have been read, as those of a group.
+analysis prepare(InputFile& input, arma::Mat<double> data);
 
 /// One estimator and one chain for each share of the run, each with its own stream of the seed.
 /// Throws tovik::error for what a command or an equation asks and this version does not carry out,

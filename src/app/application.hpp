@@ -34,7 +34,7 @@ class Application {
   // Each tells whether a signal has cut the sampling short.
   bool run_stages(const std::string& path) const;
   bool run(InputFile& input) const;
-  void runGroup(InputFile& input) const;
+  bool runGroup(InputFile& input) const;
 };
 
 }  // namespace tovik

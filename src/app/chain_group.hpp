@@ -18,6 +18,7 @@
 #include "model/model_list.hpp"
 #include "results/dic.hpp"
 #include "results/summary.hpp"
+#include "results/wald_test.hpp"
 #include "support/error.hpp"
 #include "support/file_writer.hpp"
 #include "support/interrupt.hpp"
@@ -176,14 +177,14 @@ class chain_group {
 
   /// The results: fit, correlations among residuals, estimates of the outcome models and of the predictor
   /// models, each where there is something to print. `draws`: those of estimates().
-  void print(const VariableList& vars, const ModelList& models,
+  void print(const VariableList& vars, const ModelList& models, const std::vector<model::waldtest>& tests,
              const Summary& draws) const requires reporting_sampler<T> {
     std::FILE* fp = Output::fp;
     if (interrupted() && draws.n_iterations() == 0) return;
     const T& estimator = front().estimator();
     const arma::uword n_covariate_rows = estimator.getCovariateModelNumParams();
     const arma::uword n_outcome_rows = draws.n_rows() - n_covariate_rows;
-    if (n_outcome_rows > 0) print_outcomes(fp, vars, models, rows_of(draws, 0, n_outcome_rows));
+    if (n_outcome_rows > 0) print_outcomes(fp, vars, models, tests, rows_of(draws, 0, n_outcome_rows));
     if (n_covariate_rows > 0) {
       std::fputs("\nPREDICTOR MODEL ESTIMATES:\n\n", fp);
       estimator.printCovariates(fp, vars, rows_of(draws, n_outcome_rows, n_covariate_rows));
@@ -288,8 +289,9 @@ class chain_group {
   }
 
   void print_outcomes(std::FILE* fp, const VariableList& vars, const ModelList& models,
+                      const std::vector<model::waldtest>& tests,
                       const Summary& draws) const requires reporting_sampler<T> {
-    print_fit(fp);
+    print_fit(fp, tests, draws);
     if (chain_info::compute_corrs) {
       std::fputs("\nCORRELATIONS AMONG RESIDUALS:\n\n", fp);
       front().estimator().printCorrelations(fp, models, pool(&chain<T>::corr_draws, true));
@@ -301,10 +303,19 @@ class chain_group {
     std::fflush(fp);
   }
 
-  void print_fit(std::FILE* fp) const requires reporting_sampler<T> {
+  void print_fit(std::FILE* fp, const std::vector<model::waldtest>& tests,
+                 const Summary& draws) const requires reporting_sampler<T> {
     const sem::DIC fit = dic();
-    if (!chain_info::compute_DIC || !fit.exists()) return;
-    std::fputs("\nMODEL FIT:\n\n\n  INFORMATION CRITERIA\n\n", fp);
+    const bool has_criteria = chain_info::compute_DIC && fit.exists();
+    if (!has_criteria && tests.empty()) return;
+    std::fputs("\nMODEL FIT:\n\n", fp);
+    if (has_criteria) print_criteria(fp, fit);
+    sem::print_wald_tests(fp, tests, draws);
+    std::fflush(fp);
+  }
+
+  void print_criteria(std::FILE* fp, const sem::DIC& fit) const requires reporting_sampler<T> {
+    std::fputs("\n  INFORMATION CRITERIA\n\n", fp);
     fit.print(fp);
     const arma::uword left_out = front().estimator().getUnobservedCells();
     if (left_out == 1)
@@ -313,7 +324,6 @@ class chain_group {
       std::fprintf(fp, "\n    NOTE: %llu cells of outcomes were not observed and are left out.\n",
                    static_cast<unsigned long long>(left_out));
     std::fputs("\n", fp);
-    std::fflush(fp);
   }
 
   std::vector<chain<T>> chains_;

@@ -1,15 +1,33 @@
 #include "app/result_files.hpp"
 
+#include <filesystem>
+#include <string>
+#include <system_error>
+
 #include "input/input_file.hpp"
+#include "results/wald_test.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
 
 namespace tovik {
 
-void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, const VariableList& vars,
-                        const ModelList& models) {
+namespace {
+
+std::string trace_folder(const InputFile& input) {
+  if (input.byGroup.empty()) return Output::traceplotPath;
+  const std::string folder = Output::traceplotPath + "/" + input.group_label;
+  std::error_code failed;  // which the files in the folder will tell
+  std::filesystem::create_directories(folder, failed);
+  return folder;
+}
+
+}  // namespace
+
+void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, const analysis& run) {
+  const VariableList& vars = run.vars;
+  const ModelList& models = run.models;
   file_set files;
-  input.writeData();
+  if (input.byGroup.empty()) input.writeData();
   if (input.isWrite("iterations")) input.write(group.iterations(), "iterations");
   if (input.isWrite("estimates")) input.write(group.estimates(), "estimates");
   if (input.isWrite("burn")) input.write(group.burn(), "burn");
@@ -21,7 +39,10 @@ void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, c
   if (input.isWrite("starts")) group.saveStarts(input.writePath("starts"), vars, models);
   if (input.isWrite("psr")) group.burn().savePSR(input.writePath("psr"), input.scientific);
   if (input.isWrite("likelihood")) input.writeLikelihoods(group.dic());
-  if (!Output::traceplotPath.empty()) group.saveTraces(Output::traceplotPath, vars, models);
+  if (input.isWrite("waldtest")) {
+    input.writeWaldTest(sem::WaldTest::results(run.tests, group.estimates()));
+  }
+  if (!Output::traceplotPath.empty()) group.saveTraces(trace_folder(input), vars, models);
   files.commit();
 }
 

@@ -5,8 +5,8 @@
 namespace tovik {
 
 /// Writes the files that the command file and --traceplot ask for; they appear together when all have been
-/// written. For groups that have run.
-void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, const VariableList& vars,
-                        const ModelList& models);
+/// written. For groups that have run. Of a group of the data the imputed data sets are left to be written
+/// with those of all groups, and the traces stand in a folder of its own.
+void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, const analysis& run);
 
 }  // namespace tovik

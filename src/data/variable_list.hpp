@@ -23,6 +23,10 @@ class VariableList {
   std::vector<variable_ptr> variables;
   std::vector<variable_ptr> clusters;  ///< clustering identifiers, from level 2 up
 
+  /// The roles of the variables are settled: what no equation speaks of is fixed, and an outcome that is
+  /// fixed is one without an equation, not a mistake of its statement.
+  bool settled = false;
+
   /// Longest shown name, set before the list is built.
   static std::uint64_t truncate;
 

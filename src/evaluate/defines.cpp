@@ -92,6 +92,13 @@ void defines::move_data(const std::string& name, const unsigned& k) {
   if (found != map_.end() && found->second.kind == column_kind) found->second.text = reference(CMD::DATA, k);
 }
 
+std::shared_ptr<defines> defines::copy() const {
+  auto out = std::make_shared<defines>();
+  out->map_ = map_;
+  for (auto& [key, one] : out->map_) one.owner = out.get();
+  return out;
+}
+
 const defines::def* defines::find(const std::string& name) const {
   const auto found = map_.find(to_lower(name));
   return found == map_.end() ? nullptr : &found->second;

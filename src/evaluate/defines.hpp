@@ -50,6 +50,9 @@ class defines {
   /// Points a data column that is in the table at column k; leaves any other name alone.
   void move_data(const std::string& name, const unsigned& k);
 
+  /// A table with the same entries, which goes its own way from here on.
+  std::shared_ptr<defines> copy() const;
+
   /// The entry, or null.
   const def* find(const std::string& name) const;
   /// The name is in the table and is no data column.

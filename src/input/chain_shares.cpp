@@ -31,8 +31,7 @@ std::vector<chain_info> InputFile::chainInfo() {
   if (iterations < chains) throw error("ERROR: More chains than iterations requested.");
   const std::uint32_t images = nimps == not_set ? 0 : nimps;
   imputations.resize(nimps == not_set ? 0 : std::size_t{images} + 1);
-  separate_files_.clear();
-  separate_files_.resize(imputations.size());
+  separate_files_.reset(imputations.size());
   const bool disperse = randomstarts && rng != nullptr;
   const std::vector<double> offsets =
       disperse ? starting_offsets(chains, startsdispersion, *rng) : std::vector<double>(chains, 0.0);

@@ -47,7 +47,7 @@ void InputFile::checkModelCommands() const {
   }
   if (!fixed.empty() && !latent) latent_only("FIXED");
   if (!simples.empty() && models.empty()) model_only("SIMPLE");
-  if (!waldtests.empty() && models.empty()) model_only("WALDTEST");
+  if (!hypotheses.empty() && models.empty()) model_only("WALDTEST");
 }
 
 void InputFile::checkCentering() const {

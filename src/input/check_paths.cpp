@@ -114,7 +114,9 @@ std::vector<InputFile::output> InputFile::outputs() const {
   for (const auto& [key, path] : savePaths) {
     if (path.empty()) continue;
     const bool sets = key == "separate";
-    if (!byGroup.empty() || !(sets || has_file_per_chain(key)) || !has_asterisk(path)) {
+    // The label of a group stands for "*" before chains could have files of their own.
+    const bool per_chain = has_file_per_chain(key) && byGroup.empty();
+    if (!(sets || per_chain) || !has_asterisk(path)) {
       files.push_back({key, path});
       continue;
     }

@@ -147,8 +147,9 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
       source::rename(simples.back());
       return;
     case command::waldtest:
-      if (at.opened || waldtests.empty()) waldtests.emplace_back();
-      waldtests.back().push_back(expression(words));
+      if (at.opened || hypotheses.empty()) hypotheses.emplace_back();
+      hypotheses.back().push_back(expression(words));
+      source::rename(hypotheses.back().back());
       return;
     case command::plot:
       warning::buffer.push(

@@ -14,6 +14,7 @@
 #include "input/chain_info.hpp"
 #include "input/keyed_list.hpp"
 #include "input/nominal_name.hpp"
+#include "input/pending_files.hpp"
 #include "model/block_map.hpp"
 #include "support/block.hpp"
 #include "support/file_writer.hpp"
@@ -23,8 +24,12 @@ namespace tovik {
 class ModelList;
 class Random;
 class Summary;
+class by_group;
 template <typename T>
 struct RunStat;
+namespace model {
+struct waldtest;
+}
 namespace sem {
 class DIC;
 class SimpleList;
@@ -63,6 +68,8 @@ class InputFile {
   /// True when the file of the SAVE keyword `key` is to be written. Throws tovik::error_debug for an unknown
   /// key.
   bool isWrite(const std::string& key) const;
+  /// A key under which the imputed data sets of all groups are written together.
+  static bool joins_groups(const std::string& key);
   /// True when imputed data sets are to be written, together or each to its own file.
   bool savesDataSets() const;
   const std::string& writePath(const std::string& key) const;
@@ -86,6 +93,10 @@ class InputFile {
   /// Prints where the simulated data go and the order of their variables.
   void simulateSaveInfo() const;
 
+  /// The groups of the data by the variable of BYGROUP, in ascending order. Reads the data. Throws
+  /// tovik::error for a variable that is not there or incomplete.
+  std::vector<by_group> groups();
+
   /// Builds the catalogue from the commands and the data. Appends the column of ones, the dummy codes and one
   /// NaN column for each latent variable to `data`.
   VariableList variableList(arma::Mat<double>& data);
@@ -97,6 +108,10 @@ class InputFile {
   /// can tell, and appends the columns that derive from variables: after it data, catalogue and equations
   /// stay as they are. Throws tovik::error at the first fault.
   void update(arma::Mat<double>& data, VariableList& vars, const ModelList& models);
+
+  /// The hypotheses of the WALDTEST commands, in their order; after update(). Throws tovik::error with the
+  /// user's mistake.
+  std::vector<model::waldtest> waldtests(const VariableList& vars, const ModelList& models) const;
 
   /// The conditional effects that SIMPLE asks for, in the order of the equations; after update(). Throws
   /// tovik::error with the user's mistake; warns of focal predictors that are not centered.
@@ -116,6 +131,9 @@ class InputFile {
   /// to the report, when that is another stream). Call them when all chains have ended.
   void writeData();
   void printVariableOrder() const;
+  /// The same files with the data sets of all groups, one group under the other. Warns of what they cannot
+  /// hold. Throws tovik::error_debug for a group without data sets in a run that was not interrupted.
+  void writeData(const std::vector<by_group>& groups);
   /// Mean and variance (divisor n - 1) of each cell over all iterations of all chains, under "avgimp" and
   /// "varimp"; variances of fewer than two iterations are missing.
   void writeAvgImp(const RunStat<arma::Mat<double>>& imputations_seen) const;
@@ -127,6 +145,8 @@ class InputFile {
   void write(const Summary& summary, const std::string& key) const;
   /// The same for a group of the data, whose label replaces "*".
   void write(const std::string& group, const Summary& summary, const std::string& key) const;
+  /// The results of the Wald tests, one row each (sem::WaldTest::results).
+  void writeWaldTest(const arma::Mat<double>& results) const;
   /// The sums behind the information criteria, one row for each model and one for all.
   void writeLikelihoods(const sem::DIC& fit) const;
 
@@ -137,6 +157,7 @@ class InputFile {
   std::string data_file;  ///< the data of this run: the command line's, else DATA
   std::string missingCode;
   std::string byGroup;
+  std::string group_label;  ///< of the group that this file has been copied for; empty for all data
   std::vector<std::string> simples;
   std::vector<std::string> transforms;
   std::vector<std::string> randomEffects;
@@ -149,7 +170,7 @@ class InputFile {
   std::vector<std::string> centerGroup;
   std::vector<std::string> fcs;
   std::vector<std::string> weights;
-  std::vector<std::vector<std::string>> waldtests;  ///< one list of statements for each test
+  std::vector<std::vector<std::string>> hypotheses;  ///< one list of statements for each test
   std::vector<block::one_model> simulates;
   std::vector<block::one_model> models;
   block::map blocks;
@@ -258,6 +279,8 @@ class InputFile {
   void checkSeparate() const;
   /// All files that SAVE names, "*" replaced.
   std::vector<output> outputs() const;
+  /// The files of the groups, once their labels are known.
+  void checkGroupFiles(const std::vector<by_group>& groups) const;
   /// Every output has a file of its own, the report among them.
   void checkOutputs(std::vector<output> files) const;
   void checkTraces(const std::vector<output>& files) const;
@@ -294,6 +317,8 @@ class InputFile {
   /// A file of results, by the ending of its path.
   void saveResults(const arma::Mat<double>& table, const std::string& path,
                    const std::vector<std::string>& names) const;
+  /// A data set of an imputation in a file of its own.
+  file_writer separateFile(const arma::Mat<double>& data, std::size_t number) const;
   void writeStacked(const std::string& key) const;
   void writeSeparate();
   void writeTo(const std::string& path, const Summary& summary, const std::string& key) const;
@@ -310,7 +335,7 @@ class InputFile {
 
   std::string command_file_;  ///< the path of this file, from the root
   /// Files of the imputed data sets by number, each written by the chain that has drawn it.
-  std::vector<std::optional<file_writer>> separate_files_;
+  pending_files separate_files_;
   keyed_list<std::string> saved_by_command_;  ///< paths by key, as SAVE commands gave them
   /// Words of CENTER without a keyword, allowed only while there is no CLUSTERID; the first word of each.
   std::vector<std::string> center_plain_;

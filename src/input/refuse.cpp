@@ -6,13 +6,12 @@ namespace tovik {
 void InputFile::refuse_unavailable() const {
   const std::pair<bool, const char*> requests[] = {
       {clmean_method == 0, "The option 'noclmean'"}, {clmean_method == 1, "The option 'manifest'"},
-      {!byGroup.empty(), "The BYGROUP command"},     {!weights.empty(), "The WEIGHTS command"},
-      {!waldtests.empty(), "The WALDTEST command"},  {hev, "The option 'heterogeneous'"},
+      {!weights.empty(), "The WEIGHTS command"},
+      {hev, "The option 'heterogeneous'"},
   };
   for (const auto& [asked, what] : requests) {
     if (asked) not_available::refuse(what);
   }
-  if (isWrite("waldtest")) not_available::refuse("The keyword 'waldtest' of the SAVE command");
 }
 
 }  // namespace tovik

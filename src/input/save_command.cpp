@@ -127,6 +127,9 @@ void InputFile::warnUnusedPaths() const {
     warn_nothing("correlations", "correlations among residuals are not computed.");
   }
   if (isWrite("simple") && simples.empty()) warn_nothing("simple", "there is no SIMPLE command.");
+  if (isWrite("waldtest") && hypotheses.empty()) {
+    warn_nothing("waldtest", "there is no WALDTEST command.");
+  }
   if (isWrite("accepts")) warn_nothing("accepts", "acceptance rates are not written to a file.");
 }
 

@@ -71,13 +71,16 @@ read_cells InputFile::readCells(const arma::Mat<double>& set) const {
   return out;
 }
 
+file_writer InputFile::separateFile(const arma::Mat<double>& data, std::size_t number) const {
+  return writtenCells(data, numbered(writePath("separate"), number), dataNames, readCells(data));
+}
+
 void InputFile::saveDataFunction(const arma::Mat<double>& data, const int& imputation) {
   const auto number = static_cast<std::size_t>(imputation);
   const bool separate = isWrite("separate");
   const bool grouped = !byGroup.empty();
   if (separate && !grouped) {
-    separate_files_.at(number).emplace(
-        writtenCells(data, numbered(writePath("separate"), number), dataNames, readCells(data)));
+    separate_files_.by_number.at(number).emplace(separateFile(data, number));
   }
   if (isWrite("stacked") || isWrite("stacked0") || (separate && grouped)) imputations.at(number) = data;
 }
@@ -108,17 +111,17 @@ void InputFile::writeStacked(const std::string& key) const {
 void InputFile::writeSeparate() {
   const std::string& path = writePath("separate");
   std::string names;
-  for (std::size_t m = 1; m < separate_files_.size(); ++m) {
+  for (std::size_t m = 1; m < separate_files_.by_number.size(); ++m) {
     const std::string file = numbered(path, m);
-    if (!separate_files_[m]) {
+    if (!separate_files_.by_number[m]) {
       std::error_code ignored;
       if (std::filesystem::is_regular_file(file, ignored)) std::filesystem::remove(file, ignored);
       continue;
     }
     names += (names.empty() ? "" : "\n") + base_name(file);
-    file_set::store(std::move(*separate_files_[m]));
+    file_set::store(std::move(*separate_files_.by_number[m]));
   }
-  separate_files_.clear();
+  separate_files_.reset(0);
   file_writer list(replace_all(path, "*", "list"));
   list.write(names);
   file_set::store(std::move(list));

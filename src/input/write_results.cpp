@@ -77,6 +77,11 @@ void InputFile::write(const std::string& group, const Summary& summary, const st
   if (isWrite(key)) writeTo(writePath(key, group), summary, key);
 }
 
+void InputFile::writeWaldTest(const arma::Mat<double>& results) const {
+  if (!isWrite("waldtest") || results.n_rows == 0) return;
+  saveResults(results, writePath("waldtest"), {"test_number", "df", "statistic", "probability"});
+}
+
 void InputFile::writeLikelihoods(const sem::DIC& fit) const {
   if (!isWrite("likelihood")) return;
   const arma::Mat<double> table = fit.likel_mat();

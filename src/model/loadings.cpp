@@ -1,5 +1,7 @@
 // "f -> x1 x2 | rest" and "f =~ x1 x2 | rest": f predicts each x.
 
+#include <algorithm>
+
 #include "data/variable_list.hpp"
 #include "evaluate/defines.hpp"
 #include "model/compute.hpp"
@@ -37,9 +39,23 @@ loading_statement cut_statement(const std::string& text) {
   return out;
 }
 
+/// A loading that gives the factor its unit in the run does so in a restricted equation.
+void take_held_loading(Model& restricted, const ModelList& full, const data::variable& factor) {
+  const auto is_loading = [&](const anyVariable& term) {
+    return term.variable.get() == &factor && term.type == model::type::variable;
+  };
+  const Model* own = full.find(restricted.outcomes.front());
+  if (!own) return;
+  const auto given = std::find_if(own->fixed.begin(), own->fixed.end(), is_loading);
+  const auto here = std::find_if(restricted.fixed.begin(), restricted.fixed.end(), is_loading);
+  if (given == own->fixed.end() || here == restricted.fixed.end()) return;
+  if (given->param.is_fixed()) here->param = given->param;
+}
+
 }  // namespace
 
-void ModelList::add_loading(const block::one_model& statement, const VariableList& variables) {
+void ModelList::add_loading(const block::one_model& statement, const VariableList& variables,
+                            const ModelList* full) {
   const loading_statement parts = cut_statement(statement.statement);
   const auto factor = variables.find(parts.factor);
   const bool latent = factor && factor->type == data::type::latent;
@@ -47,11 +63,14 @@ void ModelList::add_loading(const block::one_model& statement, const VariableLis
   for (const std::string& indicator : parts.indicators) {
     const model::term_text cut = model::cut_suffix(indicator);
     // One loading gives the latent variable its unit.
-    const bool scales = first && latent && !sem::defaults::freeloadings && cut.suffix.empty();
+    const bool open = latent && cut.suffix.empty();
+    const bool scales = open && first && !full && !sem::defaults::freeloadings;
     first = false;
     const std::string suffix = scales ? "@1" : cut.suffix;
     add_model({cut.head + " ~ " + parts.factor + suffix + parts.random, statement.block}, variables);
+    if (open && full) take_held_loading(back(), *full, *factor);
   }
+  if (full) return;
   const bool intercept = parts.factor == "0" || parts.factor == "1" || iequals(parts.factor, "Intercept");
   if (intercept || model::is_compute(parts.factor, names.get())) return;
   const anyVariable parsed = anyVariable::parse(parts.factor, variables, names.get(), false);

@@ -18,6 +18,7 @@
 #include "support/block.hpp"
 
 namespace tovik::model {
+struct difference;
 struct row_layout;
 struct term_text;
 enum class standardized_rows;
@@ -198,6 +199,12 @@ class Model {
   /// transformation with a parameter.
   bool can_join_block() const;
 
+  /// What this equation, as a restricted one, leaves out of the full one or holds at a value. Throws
+  /// tovik::error for equations of different outcomes, for one that says more than the full one, and for
+  /// outcomes of which no difference can be tested.
+  model::difference difference(const Model& full) const;
+  model::difference operator-(const Model& full) const;
+
   /// Identity links become weighted ones.
   void setWeights();
 
@@ -232,6 +239,10 @@ class Model {
   void mark_variance_model(const Model& variance_model);
   std::vector<model::term_column> design(const model::anyVariable& term) const;
   std::vector<model::term_column> design(const model::anyVariable& term, unsigned level_value) const;
+  /// What a restricted equation says of each row of parameters().
+  std::vector<model::parameter> restricted_rows(const Model& restricted) const;
+  std::vector<model::parameter> restricted_coefficients(const Model& restricted) const;
+  std::vector<model::parameter> restricted_variances(const Model& restricted) const;
   std::vector<model::row> parameter_rows(const model::row_layout& layout) const;
   std::vector<model::row> coefficient_rows(model::row_section section, bool with_intercept) const;
   std::vector<model::row> standardized_rows(model::standardized_rows which) const;

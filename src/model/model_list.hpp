@@ -17,6 +17,10 @@
 
 namespace tovik {
 
+namespace model {
+struct waldtest;
+}
+
 /// The equations of a run in sampling order, with the names that they share. Text and slots only, no tree and
 /// no cell: every chain makes its own.
 class ModelList : public std::vector<Model> {
@@ -34,8 +38,11 @@ class ModelList : public std::vector<Model> {
   void add_seq(const block::one_model& statement, const VariableList& variables);
   /// One equation; an empty block name is block "model". Throws tovik::error.
   void add_model(const block::one_model& statement, const VariableList& variables);
-  /// "f -> x1 x2 | rest" and "f =~ x1 x2 | rest": an equation for each x. Throws tovik::error.
-  void add_loading(const block::one_model& statement, const VariableList& variables);
+  /// "f -> x1 x2 | rest" and "f =~ x1 x2 | rest": an equation for each x, and one for a factor without any.
+  /// The equations of a Wald test take the loadings that those of the run, `full`, hold at a value, and add
+  /// none for the factor. Throws tovik::error.
+  void add_loading(const block::one_model& statement, const VariableList& variables,
+                   const ModelList* full = nullptr);
   /// "a b ~~ c d" and "a b <-> c d": every pair; a pair of one variable sets its residual variance, another
   /// makes a phantom with a model of its own. Throws tovik::error.
   void add_correlation(const block::one_model& statement, VariableList& variables);
@@ -113,6 +120,10 @@ class ModelList : public std::vector<Model> {
   int has_multi(const Model& member) const;
   /// Indices of the members of a block, in its order.
   std::vector<unsigned> find_multi(const Model& block) const;
+  /// The hypotheses of a Wald test: what these equations leave out of those of the run or hold at a value.
+  /// Throws tovik::error for an equation that the run has not, that says more than the run's, or that no test
+  /// can speak of.
+  model::waldtest operator-(const ModelList& full) const;
   using std::vector<Model>::operator[];
   /// The first model of this variable in its own meaning. Throws tovik::error_debug if there is none.
   const Model& operator[](const std::shared_ptr<data::variable>& variable) const;

@@ -101,8 +101,7 @@ std::vector<row> block_rows(const Model& block) {
   for (const auto& [place, value] : block.fixed_correlations()) {
     const std::size_t j = place % p;
     const std::size_t i = place / p;
-    // Behind the columns 0 to j - 1 of the lower triangle.
-    row& known = correlations.at(j * p - j * (j - 1) / 2 + (i - j));
+    row& known = correlations.at(model::lower_triangle_place(j, i, p));
     known.fixed = true;
     known.value = value;
   }

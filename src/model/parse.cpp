@@ -2,6 +2,7 @@
 
 #include "model/parse.hpp"
 
+#include <algorithm>
 #include <unordered_set>
 
 #include "data/variable_list.hpp"
@@ -99,9 +100,21 @@ void check_parameter_names(const ModelList& models, const VariableList& variable
   }
 }
 
-void assemble(ModelList& models, const VariableList& variables, bool for_wald) {
+/// Regressions and loadings. `full`: see ModelList::add_loading.
+void add_equations(ModelList& models, const kinds_of_statements& all, const VariableList& variables,
+                   const ModelList* full) {
+  all.each(statement_kind::regression, [&](const block::one_model& one) {
+    models.add_seq({arrow_to_tilde(one.statement), one.block}, variables);
+  });
+  models.index();
+  if (!defaults::reduce_models) models.checkTransform();
+  all.each(statement_kind::loading,
+           [&](const block::one_model& one) { models.add_loading(one, variables, full); });
+}
+
+void assemble(ModelList& models, const VariableList& variables) {
   models.checkMissingModels(variables);
-  if (!for_wald) models.checkFactorModels(variables);
+  models.checkFactorModels(variables);
   if (defaults::reduce_models) models.reduce();
   models.check_outcomes();
   models.pair_variance_models();
@@ -125,27 +138,17 @@ statement_kind classify(const std::string& statement) {
   model::unable_to_parse(statement);
 }
 
-ModelList _parse(std::vector<block::one_model> statements, VariableList& variables, const block::map& blocks,
-                 bool for_wald) {
+ModelList _parse(std::vector<block::one_model> statements, VariableList& variables,
+                 const block::map& blocks) {
   const kinds_of_statements all(std::move(statements));
   ModelList models(blocks);
   variables.index();
   all.each(statement_kind::definition,
            [&](const block::one_model& one) { announce(one.statement, variables, *models.names); });
-  all.each(statement_kind::regression, [&](const block::one_model& one) {
-    models.add_seq({arrow_to_tilde(one.statement), one.block}, variables);
-  });
-  models.index();
-  if (!defaults::reduce_models) models.checkTransform();
-  all.each(statement_kind::loading, [&](const block::one_model& one) { models.add_loading(one, variables); });
-  all.each(statement_kind::correlation, [&](const block::one_model& one) {
-    if (for_wald)
-      throw error(
-          "ERROR: Cannot specify WALDTEST model differences with correlations.\n"
-          "       Specify tests via the 'parameter = value' specificaiton.");
-    models.add_correlation(one, variables);
-  });
-  assemble(models, variables, for_wald);
+  add_equations(models, all, variables, nullptr);
+  all.each(statement_kind::correlation,
+           [&](const block::one_model& one) { models.add_correlation(one, variables); });
+  assemble(models, variables);
   return models;
 }
 
@@ -183,9 +186,52 @@ ModelList parse(const std::vector<block::one_model>& statements, VariableList& v
   return models;
 }
 
-ModelList parse_waldtest(const std::vector<block::one_model>& statements, VariableList& variables,
-                         const block::map& blocks) {
-  return _parse(statements, variables, blocks, true);
+namespace {
+
+/// A variance model among the restricted equations stands alone, as it does among those of the run once it
+/// has found its owner.
+void mark_variance_models(ModelList& restricted) {
+  for (Model& model : restricted) {
+    if (model.link != model::link::log_variance) continue;
+    for (model::anyVariable& outcome : model.outcomes) outcome.type = model::type::variance;
+  }
+}
+
+/// An intercept that the run holds, because nothing tells the mean of its factor, is held in the restricted
+/// equation too.
+void take_pinned_means(ModelList& restricted, const ModelList& full) {
+  for (Model& model : restricted) {
+    const auto own = std::find(full.begin(), full.end(), model);
+    if (own == full.end() || own->fixed_intercept_given || model.fixed_intercept_given) continue;
+    if (!own->has_fixed_intercept || !model.has_fixed_intercept) continue;
+    const model::parameter& pin = own->fixed.front().param;
+    if (pin.is_fixed()) model.fixed.front().param = pin;
+  }
+}
+
+}  // namespace
+
+ModelList parse_waldtest(const std::vector<block::one_model>& statements, const VariableList& variables,
+                         const block::map& blocks, const ModelList& full) {
+  const kinds_of_statements all(statements);
+  VariableList known = variables;
+  known.settled = true;
+  known.index();
+  ModelList models(blocks);
+  models.names = full.names->copy();
+  all.each(statement_kind::correlation, [](const block::one_model&) {
+    throw error(
+        "ERROR: Cannot specify WALDTEST model differences with correlations.\n"
+        "       Specify tests via the 'parameter = value' specificaiton.");
+  });
+  add_equations(models, all, known, &full);
+  if (defaults::reduce_models) models.reduce();
+  models.check_outcomes();
+  mark_variance_models(models);
+  take_pinned_means(models, full);
+  if (defaults::sort_models) models.sort();
+  models.index();
+  return models;
 }
 
 }  // namespace tovik::sem

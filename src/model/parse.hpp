@@ -24,11 +24,9 @@ enum class statement_kind {
 statement_kind classify(const std::string& statement);
 
 /// The models of MODEL statements with those that they imply, merged and sorted. Definitions are announced
-/// and not yet given. Adds the phantoms of correlations to the catalogue. With `for_wald` the statements are
-/// a change of a model: correlations are refused, and factors need no equation. Throws tovik::error with the
-/// text for the user.
-ModelList _parse(std::vector<block::one_model> statements, VariableList& variables, const block::map& blocks,
-                 bool for_wald = false);
+/// and not yet given. Adds the phantoms of correlations to the catalogue. Throws tovik::error with the text
+/// for the user.
+ModelList _parse(std::vector<block::one_model> statements, VariableList& variables, const block::map& blocks);
 
 /// What a run says of its equations outside of MODEL.
 struct list_settings {
@@ -47,8 +45,10 @@ void complete(ModelList& models, const std::vector<block::one_model>& statements
 ModelList parse(const std::vector<block::one_model>& statements, VariableList& variables,
                 const block::map& blocks, const list_settings& settings = {});
 
-/// _parse for the statements of a Wald test.
-ModelList parse_waldtest(const std::vector<block::one_model>& statements, VariableList& variables,
-                         const block::map& blocks);
+/// The equations of a Wald test, which restrict some of those of the run, `full`. They know the names of the
+/// run; what the run has settled for an identified model holds for them too; nothing is implied, added or
+/// warned of. Correlations are refused. Throws tovik::error with the text for the user.
+ModelList parse_waldtest(const std::vector<block::one_model>& statements, const VariableList& variables,
+                         const block::map& blocks, const ModelList& full);
 
 }  // namespace tovik::sem

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -11,6 +12,12 @@ enum class row_section { variance, fixed, threshold, transform, standardized, sh
 
 /// True for the sections of parameters.
 bool is_parameter(row_section section);
+
+/// The place of element (i, j), j <= i, of a p x p matrix among the columns of its lower triangle: behind the
+/// columns 0 to j - 1.
+constexpr std::size_t lower_triangle_place(std::size_t j, std::size_t i, std::size_t p) {
+  return j * p - j * (j + 1) / 2 + i;
+}
 
 /// One row of a model in the estimates: its name, part by part, and what the model says of its value.
 struct row {

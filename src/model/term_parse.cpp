@@ -152,7 +152,7 @@ bool read_numbered_level(const std::string& name, anyVariable& out, const std::s
       "ERROR: The dependent variable is invalid. It must be a normal variable or a missing data indicator.");
 }
 
-void check_outcome(const anyVariable& out) {
+void check_outcome(const anyVariable& out, bool settled) {
   switch (out.variable->type) {
     case data::type::constant:
       throw error("ERROR: The intercept cannot be a dependent variable.");
@@ -171,7 +171,7 @@ void check_outcome(const anyVariable& out) {
     throw error("ERROR: Variable \"" + out.variable->fullName +
                 "\" is not a phantom variable, but is being requested as one.");
   if (out.level) invalid_outcome();
-  if (out.variable->fixed())
+  if (out.variable->fixed() && !settled)
     throw error("ERROR: Dependent Variable \"" + out.variable->fullName + "\" cannot be fixed.");
 }
 
@@ -190,7 +190,7 @@ anyVariable anyVariable::parse(const std::string& term, const VariableList& vari
     if (out.variable->type == data::type::random_effect) out.type = model::type::random;
     if (out.variable->type == data::type::phantom) out.type = model::type::phantom;
   }
-  if (is_outcome) check_outcome(out);
+  if (is_outcome) check_outcome(out, variables.settled);
   return out;
 }
 

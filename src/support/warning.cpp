@@ -50,14 +50,26 @@ void warning_buffer::push_front(std::string text) {
   messages_.insert(messages_.begin(), message{std::move(text)});
 }
 
-void warning_buffer::flush(std::FILE* stream, bool clear, bool header) {
-  if (header) std::fputs("\nWARNING MESSAGES:\n\n", stream);
-  if (messages_.empty()) std::fputs("  No warning messages.\n", stream);
-  for (const message& m : messages_) {
+std::vector<message> warning_buffer::take() {
+  return std::exchange(messages_, {});
+}
+
+void warning_buffer::put_front(const std::vector<message>& earlier) {
+  messages_.insert(messages_.begin(), earlier.begin(), earlier.end());
+}
+
+void print_messages(std::FILE* stream, const std::vector<message>& messages) {
+  if (messages.empty()) std::fputs("  No warning messages.\n", stream);
+  for (const message& m : messages) {
     m.print(stream);
     std::fputs("\n", stream);
   }
   std::fputs("\n", stream);
+}
+
+void warning_buffer::flush(std::FILE* stream, bool clear, bool header) {
+  if (header) std::fputs("\nWARNING MESSAGES:\n\n", stream);
+  print_messages(stream, messages_);
   std::fflush(stream);
   if (clear) messages_.clear();
 }

@@ -30,6 +30,10 @@ class warning_buffer {
   std::string take_remarks();
   bool empty() const { return messages_.empty(); }
   void clear() { messages_.clear(); }
+  /// The messages, which leave the buffer.
+  std::vector<message> take();
+  /// Puts messages before those of the buffer.
+  void put_front(const std::vector<message>& earlier);
   const std::vector<message>& messages() const { return messages_; }
 
   /// Prints the block (with its headline if `header`), flushes the stream and, if `clear`, empties the
@@ -39,6 +43,9 @@ class warning_buffer {
  private:
   std::vector<message> messages_;
 };
+
+/// Each message on lines of its own, or that there are none; an empty line behind them.
+void print_messages(std::FILE* stream, const std::vector<message>& messages);
 
 extern warning_buffer buffer;
 

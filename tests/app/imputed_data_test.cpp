@@ -121,7 +121,7 @@ struct ImputedData : CommandFile {
       testing::internal::GetCapturedStdout();
       throw;
     }
-    write_result_files(*input, *group, prepared->vars, prepared->models);
+    write_result_files(*input, *group, *prepared);
     output = testing::internal::GetCapturedStdout();
   }
 

@@ -79,7 +79,7 @@ struct ResultFiles : CommandFile {
     input->dataNames =
         group->front().estimator().dataNames(prepared->vars, prepared->models, false, false, false);
     group->exec();
-    write_result_files(*input, *group, prepared->vars, prepared->models);
+    write_result_files(*input, *group, *prepared);
   }
 
   /// The estimator of a chain, as it is before its first scan.

@@ -64,7 +64,7 @@ TEST_F(BadInput, NestedParenthesesAreKept) {
   const std::string expanded = "z = " + open + "x1+x2+x3" + close;
   EXPECT_EQ(add("TRANSFORM: " + text)->transforms, (Names{" " + expanded}));
   EXPECT_EQ(add("PARAMETERS: " + text)->parameters, (Names{expanded}));
-  EXPECT_EQ(add("WALDTEST: " + text)->waldtests.at(0), (Names{expanded}));
+  EXPECT_EQ(add("WALDTEST: " + text)->hypotheses.at(0), (Names{expanded}));
   EXPECT_EQ(add("RANDOMEFFECT: " + text)->randomEffects, (Names{expanded}));
   EXPECT_EQ(add("", "MODEL: " + text)->models.at(0).statement, expanded);
   EXPECT_EQ(read("SIMULATE: n = 5; n: " + text)->simulates.at(1).statement, expanded);

@@ -42,7 +42,7 @@ TEST_F(ReaderText, StoresTextOfExpressions) {
   EXPECT_EQ(in->transforms, (Names{" a = x1+x2", " b = 2"}));
   EXPECT_EQ(in->parameters, (Names{"p1 p2 ~ normal(0, 1)"}));
   EXPECT_EQ(in->simples, (Names{" x | z, m : n", " more"}));
-  EXPECT_EQ(in->waldtests, (std::vector<Names>{{"b1+b2 = 0", "c = 1"}, {"d = 0"}, {"e = 0"}}));
+  EXPECT_EQ(in->hypotheses, (std::vector<Names>{{"b1+b2 = 0", "c = 1"}, {"d = 0"}, {"e = 0"}}));
 }
 
 TEST_F(ReaderText, ModelStatementsStandInBlocks) {
@@ -138,7 +138,7 @@ TEST_F(ReaderText, RangesHoldInEveryCommandWithExpressions) {
           "MODEL: y ~ p1:p3@q r1:+:r3@s t1:t2%2 x3:x1 u1:*(-1)+:u3; f1 -> {w1:w2}; y~z1:z2|z1; B: y~x1:x2;");
   EXPECT_EQ(in->transforms, (Names{" v = mean(k1+k2+k3)"}));
   EXPECT_EQ(in->parameters, (Names{"l1 l2 l3 ~ normal(0, 1)"}));
-  EXPECT_EQ(in->waldtests.at(0), (Names{"m1 m2 = 0"}));
+  EXPECT_EQ(in->hypotheses.at(0), (Names{"m1 m2 = 0"}));
   EXPECT_EQ(in->randomEffects, (Names{"n1 n2 = y | x"}));
   const char* statements[] = {"y ~ p1@q p2@q p3@q (r1+r2+r3)@s t1%2 t2%2 x3:x1 u1*(-1)+u2*(-1)+u3",
                               "f1 -> {w1 w2}", "y~z1 z2|z1", "y~x1 x2"};

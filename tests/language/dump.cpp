@@ -181,4 +181,24 @@ std::string definitions(const ModelList& list) {
   return out;
 }
 
+std::string tests(const std::vector<model::waldtest>& list, const ModelList& models) {
+  std::vector<std::string> rows;
+  for (const Model& m : models) {
+    for (unsigned code = 0; code < m.n_codes(); ++code) {
+      for (const model::row& row : m.rows()) rows.push_back(m.name() + " " + row.text());
+    }
+  }
+  std::string out;
+  for (const model::waldtest& test : list) {
+    out += test.name + "\n" + quoted("full", test.full()) + quoted("restricted", test.restricted());
+    for (const model::contrast& one : test.contrasts()) {
+      std::string text;
+      for (const auto& [row, coefficient] : one.rows)
+        text += format("%+g ", coefficient) + rows.at(row) + " ";
+      out += "    " + text + "= " + number(one.constant) + "\n";
+    }
+  }
+  return out;
+}
+
 }  // namespace tovik::tests::dump

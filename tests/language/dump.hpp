@@ -42,6 +42,9 @@ std::string parameters(const ModelList& list);
 /// What each definition of MODEL stands for, in order of statement.
 std::string definitions(const ModelList& list);
 
+/// Each hypothesis: the statements of its two sides, and its contrasts in the rows of the estimates.
+std::string tests(const std::vector<model::waldtest>& list, const ModelList& models);
+
 /// The fields of a command file that hold anything.
 std::string input(const InputFile& file);
 

@@ -67,7 +67,7 @@ std::string input(const InputFile& in) {
   blocks(out, "model", in.models);
   blocks(out, "simulate", in.simulates);
   list(out, "parameters", in.parameters);
-  for (const std::vector<std::string>& test : in.waldtests) list(out, "waldtest", test);
+  for (const std::vector<std::string>& test : in.hypotheses) list(out, "waldtest", test);
   list(out, "simple", in.simples);
   for (const auto& [key, path] : in.savePaths) line(out, ("save " + key).c_str(), path);
   numbers(out, in);

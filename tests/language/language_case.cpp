@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "app/analysis.hpp"
+#include "app/by_group.hpp"
 #include "capture.hpp"
 #include "dump.hpp"
 #include "evaluate/error.hpp"
@@ -60,7 +61,7 @@ class stages {
       names_ = input.variableNames;
       return;
     }
-    report_text_ = printed([&] { run_ = prepare(input); });
+    report_text_ = printed([&] { prepare_all(input); });
   }
 
   /// Throws std::runtime_error for a word that names no view.
@@ -78,6 +79,8 @@ class stages {
         {"data",
          [&] { return simulated ? dump::data(generated_, names_) : dump::data(run_.data, run_.vars); }},
         {"parameters", [&] { return dump::parameters(run_.models); }},
+        {"tests", [&] { return dump::tests(run_.tests, run_.models); }},
+        {"groups", [&] { return group_text_; }},
         {"definitions", [&] { return dump::definitions(run_.models); }},
     };
     const auto at = views.find(word);
@@ -86,6 +89,26 @@ class stages {
   }
 
  private:
+  /// Of a run by groups the views show the first group.
+  void prepare_all(InputFile& input) {
+    if (input.byGroup.empty()) {
+      run_ = prepare(input);
+      return;
+    }
+    groups_ = input.groups();
+    for (auto group = groups_.rbegin(); group != groups_.rend(); ++group)
+      run_ = prepare(group->input, group->data);
+    for (const by_group& group : groups_) group_text_ += group_line(group);
+  }
+
+  static std::string group_line(const by_group& group) {
+    std::string out = group.name + format(": %u rows", static_cast<unsigned>(group.data.n_rows));
+    for (const auto& [key, path] : group.input.savePaths) {
+      if (!path.empty()) out += ", " + key + " = " + path;
+    }
+    return out + "\n";
+  }
+
   /// What `work` prints to the report. The stream keeps growing; only its end is new.
   template <class Work>
   std::string printed(Work work) {
@@ -115,6 +138,8 @@ class stages {
   std::string input_;
   std::string options_;
   std::string report_text_;
+  std::vector<by_group> groups_;
+  std::string group_text_;
   analysis run_;
   arma::Mat<double> generated_;
   std::vector<std::string> names_;

@@ -124,23 +124,6 @@ TEST(Settings, HeterogeneousVariancesNeedClustersAndAPlainNormalOutcome) {
   }
 }
 
-TEST(Wald, ParsesWithoutCorrelationsAndWithoutImpliedFactors) {
-  VariableList list = catalogue(0);
-  const ModelList all = sem::parse_waldtest(statements({"y ~ eta z.missing"}), list, block::map());
-  texts names;
-  for (const Model& model : all) names.push_back(model.name());
-  EXPECT_EQ(names, (texts{"y", "z.missing"}));
-  try {
-    sem::parse_waldtest(statements({"y ~ x", "y ~~ y@rv"}), list, block::map());
-    FAIL();
-  } catch (const error& fault) {
-    EXPECT_STREQ(fault.what(),
-                 "ERROR: Cannot specify WALDTEST model differences with correlations.\n"
-                 "       Specify tests via the 'parameter = value' specificaiton.");
-  }
-  warning::buffer.clear();
-}
-
 /// n statements over 2.5 n variables: regressions, loadings, correlations and labels.
 double seconds_for(unsigned n) {
   VariableList list;

@@ -19,14 +19,11 @@ struct request {
 };
 
 const std::vector<request> requests = {
-    {"BYGROUP: female; MODEL: score ~ pretest;", "The BYGROUP command"},
     {"OPTIONS: manifest; FCS: score ses hours;", "The option 'manifest'"},
     {"CLUSTERID: school; WEIGHTS: wt; MODEL: score ~ pretest;", "The WEIGHTS command"},
     {"LATENT: f; MODEL: f -> item1:item4; var(f) ~ pretest;", "The link 'var' ('f')"},
     {"PHANTOM: p; MODEL: score ~ pretest p; hours ~ p;", "A block of outcomes with correlated residuals"},
-    {"MODEL: score ~ pretest@b; WALDTEST: b = 0;", "The WALDTEST command"},
     {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
-    {"SAVE: waldtest = w.csv; MODEL: score ~ pretest;", "The keyword 'waldtest' of the SAVE command"},
     {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
     {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},

@@ -1,0 +1,92 @@
+#include "app/run.hpp"
+
+#include <cstdio>
+#include <string>
+
+#include "app/convergence_warnings.hpp"
+#include "app/result_files.hpp"
+#include "input/input_file.hpp"
+#include "support/output.hpp"
+#include "support/text.hpp"
+#include "support/warning.hpp"
+
+namespace tovik {
+
+namespace {
+
+/// The equations as the program understood them, in the order in which they are sampled.
+void print_model_list(const ModelList& models) {
+  for (const Model& model : models) std::printf("%s\n", model.command().c_str());
+  std::printf("\n");
+}
+
+/// The dimensions of a chain's sampler.
+void print_sampler(const sem::Mcmc& mcmc) {
+  std::printf("%u levels:", mcmc.n_levels());
+  for (unsigned l = 0; l < mcmc.n_levels(); ++l) {
+    std::printf(" %llu units", static_cast<unsigned long long>(mcmc.n_units(l)));
+  }
+  std::printf("; %llu parameters\n\n", static_cast<unsigned long long>(mcmc.getTotalParams()));
+}
+
+/// Runs the chains. When tuning fails, the acceptance rates are still shown before the error is reported.
+void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const ModelList& models) {
+  try {
+    group.exec();
+  } catch (const sem::error_tuning&) {
+    if (!Output::print_iterations) group.printInfo(vars, models);
+    group.printLabels(vars, models);
+    group.printTune(Output::fp, vars, models, false);
+    group.warnTune();
+    throw;
+  } catch (...) {
+    if (!Output::print_iterations) group.printInfo(vars, models);
+    throw;
+  }
+}
+
+/// How far an interrupted run came.
+std::string interruption(const chain_group<sem::Mcmc>& group) {
+  const progress_count done = group.done();
+  std::string text = format("WARNING: The run was interrupted after %llu of %llu iterations.",
+                            done.iterations, done.planned_iterations);
+  if (done.iterations == 0) text += "\n         There are no draws to estimate from.";
+  if (done.imputations < done.planned_imputations) {
+    text += format("\n         Of %llu imputed data sets %llu were drawn.", done.planned_imputations,
+                   done.imputations);
+  }
+  return text;
+}
+
+}  // namespace
+
+bool run_analysis(InputFile& input, const analysis& prepared) {
+  const bool grouped = !input.byGroup.empty();
+  std::FILE* fp = Output::fp;
+  const VariableList& vars = prepared.vars;
+  const ModelList& models = prepared.models;
+  if (Output::print_debug) print_model_list(models);
+  chain_group<sem::Mcmc> group = build_chains(input, prepared);
+  if (Output::print_debug) print_sampler(group.front().estimator());
+  input.dataNames =
+      group.front().estimator().dataNames(vars, models, input.savelatent, input.saveresid, input.savepred);
+
+  if (Output::print_iterations) group.printInfo(vars, models);
+  run_chains(group, vars, models);
+  // First of all: no reader of the report who goes away early may take the files with him.
+  write_result_files(input, group, prepared);
+  if (group.interrupted()) warning::buffer.push_front(interruption(group));
+  if (input.psr) group.burn().printPSR(fp);
+  if (input.labels) group.printLabels(vars, models);
+  if (input.tuneinfo) group.printTune(fp, vars, models, input.tune_all);
+  group.warnTune();
+  const Summary draws = group.estimates();
+  warn_of_convergence(input, group, models, draws);
+  if (!Output::print_iterations) group.printInfo(vars, models);
+  if (!grouped) warning::buffer.flush(fp, true, true);
+  group.print(vars, models, prepared.tests, draws);
+  if (!grouped) input.printVariableOrder();
+  return group.interrupted();
+}
+
+}  // namespace tovik
