@@ -173,7 +173,11 @@ unsigned Regression::draw_coefficients(const arma::Mat<double>& data) {
   }
   const bool two =
       n_levels == 2 && L == 0 && n_random(1) > 0 && alone(1) && parts_[1].empty() && parts_[2].empty();
-  if (two && scan_->draw_nested(scale(), precision(0), precision(1), u, *rng, betas_)) return 1;
+  if (two) {
+    const auto second = second_draw(1);
+    if (scan_->draw_nested(scale(), precision(0), precision(1), u, *rng, betas_, second ? &*second : nullptr))
+      return 1;
+  }
   scan_->draw_coefficients(L, scale(), precision(L), effect_means(data, L), u, *rng, betas_);
   return n_levels;
 }

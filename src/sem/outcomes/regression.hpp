@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "sem/outcomes/driven_coefficients.hpp"
@@ -300,6 +301,7 @@ class Regression : public virtual estimator::Outcome {
   void check_residual(const arma::Mat<double>& data) const;
   unsigned draw_coefficients(const arma::Mat<double>& data);
   void draw_effects(arma::Mat<double>& data, unsigned L);
+  std::optional<scan::second_draw> second_draw(unsigned L);
   void draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu);
   const arma::Mat<double>* effect_means(const arma::Mat<double>& data, unsigned L) const;
   void write_effects(arma::Mat<double>& data, unsigned L) const;

@@ -18,6 +18,9 @@ struct sampler_settings {
   inline static bool optimize_draws = true;
   /// Draw coefficients with random effects integrated out where that can be; off for comparison only.
   inline static bool integrate_effects = true;
+  /// Draw covariance matrices of random effects a second time, given the standardised effects, where that can
+  /// be; off for comparison only.
+  inline static bool redraw_factors = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
