@@ -1,10 +1,12 @@
 // Effective draws per scan of the slowest parameter where random effects make it hard: much or no variance
-// between clusters, few clusters, slopes far from their centre, slopes at two levels. With the second draw of
-// covariance matrices and without, in one program.
+// between clusters, few clusters, slopes far from their centre, slopes at two levels. In one program with the
+// draws of coefficients and covariance matrices given the effects (0), with the effects integrated out of the
+// coefficients' (1), and with the second draw of covariance matrices too (2).
 
 #include <benchmark/benchmark.h>
 
 #include "chain_timing.hpp"
+#include "chain_workloads.hpp"
 #include "mixing_workloads.hpp"
 #include "model/model.hpp"
 #include "sem/wiring/settings.hpp"
@@ -14,9 +16,11 @@ namespace {
 
 using tovik::Random;
 
-void run(benchmark::State& state, const tovik::tests::small_run& work) {
+void run(benchmark::State& state, const tovik::tests::small_run& work, arma::uword draws = 20000) {
   tovik::use_one_blas_thread();
-  tovik::sem::sampler_settings::redraw_factors = state.range(0) != 0;
+  using settings = tovik::sem::sampler_settings;
+  settings::integrate_effects = state.range(0) > 0;
+  settings::redraw_factors = state.range(0) > 1;
   const auto chain = work.chain(Random(11, 1));
   for (int t = 1; t <= 2000; ++t) {
     chain->oneRep();
@@ -28,7 +32,7 @@ void run(benchmark::State& state, const tovik::tests::small_run& work) {
   for (const tovik::Model& model : work.models)
     for (const auto& rows : {model.parameters(), model.standardized(), model.rsquare()})
       for (const std::string& name : rows) names.push_back(name);
-  const auto sizes = tovik::bench::effective_sizes(*chain, 20000);
+  const auto sizes = tovik::bench::effective_sizes(*chain, draws);
   double slowest = 1e9, of_coefficients = 1e9;
   std::string label;
   for (std::size_t j = 0; j < sizes.size(); ++j) {
@@ -41,7 +45,7 @@ void run(benchmark::State& state, const tovik::tests::small_run& work) {
     label = names.at(j);
   }
   for (auto _ : state) state.SetIterationTime(scan.per_call());
-  tovik::sem::sampler_settings::redraw_factors = true;
+  settings::integrate_effects = settings::redraw_factors = true;
   state.counters["slowest_ess/scan"] = slowest;
   state.counters["coefficients_ess/scan"] = of_coefficients;
   state.counters["slowest_ess/s"] = slowest / scan.per_call();
@@ -67,8 +71,18 @@ void Six_clusters(benchmark::State& state) {
   run(state, tovik::bench::random_intercept(6, 20, 0.3));
 }
 
+void Random_slope(benchmark::State& state) {
+  run(state, tovik::bench::random_slope().run, 5000);
+}
+void Three_levels(benchmark::State& state) {
+  run(state, tovik::bench::three_levels().run, 3000);
+}
+void Logistic_clusters(benchmark::State& state) {
+  run(state, tovik::bench::logistic_clusters().run, 5000);
+}
+
 #define WITHOUT_AND_WITH(f) \
-  BENCHMARK(f)->Arg(0)->Arg(1)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond)
+  BENCHMARK(f)->Arg(0)->Arg(1)->Arg(2)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond)
 
 WITHOUT_AND_WITH(Strong_intercept);
 WITHOUT_AND_WITH(Moderate_intercept);
@@ -76,6 +90,9 @@ WITHOUT_AND_WITH(Slope_far_from_zero);
 WITHOUT_AND_WITH(Slopes_at_two_levels);
 WITHOUT_AND_WITH(No_variance_between);
 WITHOUT_AND_WITH(Six_clusters);
+WITHOUT_AND_WITH(Random_slope);
+WITHOUT_AND_WITH(Three_levels);
+WITHOUT_AND_WITH(Logistic_clusters);
 
 }  // namespace
 

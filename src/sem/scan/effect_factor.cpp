@@ -12,10 +12,6 @@ namespace tovik::sem::scan {
 
 namespace {
 
-/// Elements on the diagonal below this, where one is what the sum of all clusters can tell of a coefficient,
-/// are as good as zero. A prior that is not integrable there would have the step walk on and on.
-constexpr double least = 1e-8;
-
 arma::uword packed_pair(arma::uword i, arma::uword j) {
   return i <= j ? cluster_products::packed(i, j) : cluster_products::packed(j, i);
 }
@@ -26,6 +22,10 @@ void solve_columns(const arma::Mat<double>& T, arma::uword q, double* m, arma::u
 }
 
 }  // namespace
+
+double effect_factor_step::least(int prior) {
+  return prior == 3 ? 3.0 : 1e-8;
+}
 
 bool effect_factor_step::draw(const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
                               const covariance_prior& prior, Random& rng, arma::Mat<double>& u,
@@ -67,7 +67,7 @@ bool effect_factor_step::start(const arma::Mat<double>& A, double w, const covar
     solve_upper_transposed(K_.memptr(), q_, work_.memptr());
     for (arma::uword k = l; k < q_; ++k)
       for (arma::uword i = l; i <= k; ++i) L_(k, l) += T_(i, k) * work_(i);
-    if (!(L_(l, l) > least) || !std::isfinite(L_(l, l))) return false;
+    if (!(L_(l, l) > least(prior.code)) || !std::isfinite(L_(l, l))) return false;
   }
   S_.zeros(q_, q_);
   if (prior.code != 1) return true;
@@ -194,7 +194,7 @@ void effect_factor_step::draw_diagonal(arma::uword k, const covariance_prior& pr
     const double s = 1.0 / x;
     return power * std::log(x) + x * (h - 0.5 * P * x) - 0.5 * s * (c1 + c2 * s);
   };
-  L_(k, k) = slice_step(x0, least, 2.0 / std::sqrt(P), log_density, rng);
+  L_(k, k) = slice_step(x0, least(prior.code), 2.0 / std::sqrt(P), log_density, rng);
 }
 
 /// The inverse of the lower triangular L.

@@ -36,10 +36,15 @@ class effect_factor_step {
  public:
   /// As random_effects_step has them: `A` clusters x q(q + 1)/2, packed; `t` clusters x q, the level's
   /// effects left in; `w`. Replaces u, Sigma and iSigma. False, with no random number drawn, when the
-  /// covariates are dependent, or when an element on the diagonal is so small that the data know nothing of
-  /// its size.
+  /// covariates are dependent or an element on the diagonal is not above its bound.
   bool draw(const arma::Mat<double>& A, const arma::Mat<double>& t, double w, const covariance_prior& prior,
             Random& rng, arma::Mat<double>& u, arma::Mat<double>& iSigma, arma::Mat<double>& Sigma);
+
+  /// The bound of the elements on the diagonal of T'L, where one is the standard error of a coefficient in
+  /// the regression on the covariates. The step goes nowhere below, and stays where it starts below: it
+  /// leaves the distribution on either side as it is. The third prior is not integrable at a variance of
+  /// zero, and the step would make for that pole as soon as the data do not hold it off.
+  static double least(int prior);
 
  private:
   bool start(const arma::Mat<double>& A, double w, const covariance_prior& prior,
