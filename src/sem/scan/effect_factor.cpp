@@ -100,7 +100,7 @@ void effect_factor_step::take_products(const arma::Mat<double>& A, const arma::M
   solve_columns(T_, q_, H_.memptr(), q_);
   N_.set_size(q_ * q_, m);
   for (arma::uword p = 0; p < m; ++p) {
-    multiply_transposed(w, A, pairs_.colptr(p), 0.0, M_.colptr(p));
+    for (arma::uword r = 0; r < m; ++r) M_(r, p) = w * dot(n, A.colptr(r), pairs_.colptr(p));
     double* N = N_.colptr(p);
     for (arma::uword k = 0; k < q_; ++k)
       for (arma::uword i = 0; i < q_; ++i) N[i + k * q_] = M_(packed_pair(i, k), p);
