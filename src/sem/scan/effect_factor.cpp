@@ -21,6 +21,15 @@ void solve_columns(const arma::Mat<double>& T, arma::uword q, double* m, arma::u
   for (arma::uword j = 0; j < columns; ++j) solve_upper(T.memptr(), q, m + j * q);
 }
 
+/// out := w A'x. With few clusters a call of the library costs more than the sums do.
+void sums_of_products(double w, const arma::Mat<double>& A, const double* x, double* out) {
+  if (A.n_rows > 64) {
+    multiply_transposed(w, A, x, 0.0, out);
+    return;
+  }
+  for (arma::uword j = 0; j < A.n_cols; ++j) out[j] = w * dot(A.n_rows, A.colptr(j), x);
+}
+
 }  // namespace
 
 double effect_factor_step::least(int prior) {
@@ -95,12 +104,12 @@ void effect_factor_step::take_products(const arma::Mat<double>& A, const arma::M
       double* pair = pairs_.colptr(cluster_products::packed(k, l));
       for (arma::uword c = 0; c < n; ++c) pair[c] = x[c] * other[c];
     }
-    for (arma::uword k = 0; k < q_; ++k) H_(k, l) = w * dot(n, t.colptr(k), x);
+    sums_of_products(w, t, x, H_.colptr(l));
   }
   solve_columns(T_, q_, H_.memptr(), q_);
   N_.set_size(q_ * q_, m);
   for (arma::uword p = 0; p < m; ++p) {
-    for (arma::uword r = 0; r < m; ++r) M_(r, p) = w * dot(n, A.colptr(r), pairs_.colptr(p));
+    sums_of_products(w, A, pairs_.colptr(p), M_.colptr(p));
     double* N = N_.colptr(p);
     for (arma::uword k = 0; k < q_; ++k)
       for (arma::uword i = 0; i < q_; ++i) N[i + k * q_] = M_(packed_pair(i, k), p);
