@@ -68,18 +68,26 @@ inline std::function<void()> floor_of(const numbers_of_scan& numbers, const sem:
   };
 }
 
+/// Effective draws per scan of each parameter of the report; NaN for one that is held fixed.
+inline std::vector<double> effective_sizes(sem::Mcmc& chain, arma::uword n) {
+  const arma::mat rows = arma::mat(tests::draws(chain, 0, n)).t();
+  EffectiveSize size(1, n);
+  std::vector<double> out;
+  for (arma::uword j = 0; j < rows.n_cols; ++j) {
+    const bool fixed = rows.col(j).max() == rows.col(j).min();
+    out.push_back(fixed ? std::numeric_limits<double>::quiet_NaN()
+                        : size({rows.colptr(j)}) / static_cast<double>(n));
+  }
+  return out;
+}
+
 /// Effective draws per scan of the slowest parameter, and its position. Parameters that are held fixed do not
 /// count.
 inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
-  const arma::mat rows = arma::mat(tests::draws(chain, 0, n)).t();
-  EffectiveSize size(1, n);
+  const std::vector<double> sizes = effective_sizes(chain, n);
   std::pair<double, arma::uword> out{std::numeric_limits<double>::infinity(), 0};
-  for (arma::uword j = 0; j < rows.n_cols; ++j) {
-    if (rows.col(j).max() == rows.col(j).min()) continue;
-    const double ess = size({rows.colptr(j)});
-    if (ess < out.first) out = {ess, j};
-  }
-  out.first /= static_cast<double>(n);
+  for (arma::uword j = 0; j < sizes.size(); ++j)
+    if (sizes[j] < out.first) out = {sizes[j], j};
   return out;
 }
 

@@ -45,6 +45,7 @@ void compare_ways(const World& world, const equation_setup& setup, int scans) {
 void compare(const World& world, const equation_setup& setup, int scans = 300) {
   compare_ways(world, setup, scans);
   const Setting<bool> given(sem::sampler_settings::integrate_effects, false);
+  const Setting<bool> one_draw(sem::sampler_settings::redraw_factors, false);
   LoneEstimator fast_rng(17), rows_rng(17);
   Random naive_rng(17, 1U);
   arma::Mat<double> fast_data = world.data, rows_data = world.data, naive_data = world.data;
@@ -249,6 +250,7 @@ TEST(NormalNaive, LargeMeanOfTheOutcomeLosesNoDigits) {
 
 TEST(NormalNaive, MutableColumnsAreReadInEveryScan) {
   const Setting<bool> given(sem::sampler_settings::integrate_effects, false);
+  const Setting<bool> one_draw(sem::sampler_settings::redraw_factors, false);
   World world = two_levels(19);
   equation_setup setup = world.setup(0, {0, 2, 3});
   setup.x_compute = {computed("#DATA(3)*#DATA(2)")};

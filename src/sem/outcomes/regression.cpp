@@ -194,7 +194,9 @@ unsigned Regression::integrated_level() const {
 bool Regression::draw_nested(unsigned L) {
   const bool two = n_levels == 2 && L == 0 && n_random(1) > 0 && re_indicators[1].is_empty() &&
                    parts_[1].empty() && parts_[2].empty();
-  return two && scan_->draw_nested(scale(), iSigma_s(0), iSigma_s(1), u, *rng, betas_);
+  if (!two) return false;
+  const auto second = second_draw(1);
+  return scan_->draw_nested(scale(), iSigma_s(0), iSigma_s(1), u, *rng, betas_, second ? &*second : nullptr);
 }
 
 void Regression::update_shares() {

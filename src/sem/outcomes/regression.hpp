@@ -2,6 +2,7 @@
 
 #include <armadillo>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "sem/outcomes/driven_coefficients.hpp"
@@ -339,6 +340,7 @@ class Regression : public virtual estimator::Outcome {
   bool draw_nested(unsigned L);
   void split_coefficients();
   void draw_effects(arma::Mat<double>& data, unsigned L);
+  std::optional<scan::second_draw> second_draw(unsigned L);
   void draw_published(arma::Mat<double>& data, unsigned L, const arma::Mat<double>* mu);
   const arma::Mat<double>* effect_means(const arma::Mat<double>& data, unsigned L) const;
   void write_effects(arma::Mat<double>& data, unsigned L) const;

@@ -88,11 +88,20 @@ const arma::Mat<double>* Regression::effect_means(const arma::Mat<double>& data,
   return &means_.effects[L];
 }
 
+/// Not where the effects are variables of other equations, or correlated with effects of these, which would
+/// have a say in it.
+std::optional<scan::second_draw> Regression::second_draw(unsigned L) {
+  if (!sampler_settings::redraw_factors || !re_indicators[L].is_empty() || !parts_[L + 1].empty()) return {};
+  return scan::second_draw{{raneff_prior, &effect_units_[L]}, &iSigma[L], &Sigma[L]};
+}
+
 void Regression::draw_effects(arma::Mat<double>& data, unsigned L) {
   if (n_random(L) == 0) return;
   const arma::Mat<double>* mu = effect_means(data, L);
   if (re_indicators[L].is_empty()) {
-    scan_->draw_effects(L, scale(), iSigma_s(static_cast<int>(L)), mu, *rng, u[L]);
+    const auto second = second_draw(L);
+    scan_->draw_effects(L, scale(), iSigma_s(static_cast<int>(L)), mu, *rng, u[L],
+                        second ? &*second : nullptr);
     return;
   }
   draw_published(data, L, mu);

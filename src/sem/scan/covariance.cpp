@@ -6,22 +6,19 @@
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {
-namespace {
 
-int degrees_of_freedom(int prior, int n, int q) {
+int prior_degrees(int prior, int q) {
   switch (prior) {
     case 1:
-      return n + q + 1;
+      return q + 1;
     case 2:
-      return n - q - 1;
+      return -(q + 1);
     case 3:
-      return n;
+      return 0;
     default:
       throw error_debug("Unknown prior for a covariance matrix.");
   }
 }
-
-}  // namespace
 
 void covariance_step::draw(int prior, const arma::Mat<double>& u, Random& rng, arma::Mat<double>& iSigma,
                            arma::Mat<double>& Sigma, const arma::Col<double>* units) {
@@ -46,7 +43,7 @@ void covariance_step::draw(int prior, const arma::Mat<double>& u, Random& rng, a
       S_(j, i) = value;
     }
   }
-  const int df = degrees_of_freedom(prior, static_cast<int>(n), static_cast<int>(q));
+  const int df = static_cast<int>(n) + prior_degrees(prior, static_cast<int>(q));
   invert_symmetric(S_.memptr(), q, S_inverse_.memptr(), work_.memptr());
   rng.rwish(df, S_inverse_, iSigma, wishart_);
   invert_symmetric(iSigma.memptr(), q, Sigma.memptr(), work_.memptr());

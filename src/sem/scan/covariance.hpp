@@ -6,6 +6,10 @@
 
 namespace tovik::sem::scan {
 
+/// What the prior of a q x q covariance matrix adds to the degrees of freedom: q + 1, -(q + 1), 0 for priors
+/// 1, 2, 3. Throws error_debug for any other.
+int prior_degrees(int prior, int q);
+
 /// The covariance matrix of the random effects of one level, given the effects: inverse Wishart with scale
 /// u'u (+ I for prior 1) and degrees of freedom n + q + 1, n - q - 1, n for priors 1, 2, 3; the precision is
 /// drawn by the Wishart. One effect: an inverse gamma draw.

@@ -17,6 +17,7 @@ equation_scan::equation_scan(equation terms)
       within_(eq_.terms.z.size()),
       cross_(eq_.terms.z.size()),
       effects_(eq_.terms.z.size()),
+      factors_(eq_.terms.z.size()),
       z_moments_(eq_.terms.z.size()),
       t_(eq_.terms.z.size()),
       change_(eq_.terms.z.size()) {
@@ -226,7 +227,7 @@ bool equation_scan::draw_integrated(unsigned L, const row_scale& scale, const ar
 
 bool equation_scan::draw_nested(const row_scale& scale, const arma::Mat<double>& lower,
                                 const arma::Mat<double>& upper, std::vector<arma::Mat<double>>& u,
-                                Random& rng, arma::Mat<double>& b) {
+                                Random& rng, arma::Mat<double>& b, const second_draw* second) {
   if (coefficients_.n_free() == 0 || shifted_.active() || products_.built()) return false;
   const auto& X = eq_.terms.x.values();
   for (unsigned L : {0U, 1U}) {
@@ -253,6 +254,7 @@ bool equation_scan::draw_nested(const row_scale& scale, const arma::Mat<double>&
                               gram_.values(), h_.memptr(), w, n_, rng, b.memptr());
   if (drawn) {
     effects_[1].draw(integrated_.upper_precision(), integrated_.upper_sums(), 1.0, upper, nullptr, rng, u[1]);
+    redraw(1, integrated_.upper_precision(), integrated_.upper_sums(), 1.0, second, rng, u[1]);
     multiply(-1.0, X, b.memptr(), 1.0, r_.memptr());
   }
   for (unsigned L : {0U, 1U})
@@ -268,12 +270,14 @@ void equation_scan::keep_coefficients(const arma::Mat<double>& b) {
 }
 
 void equation_scan::draw_effects(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
-                                 const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u) {
+                                 const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u,
+                                 const second_draw* second) {
   if (u.n_cols == 0) return;
   const double precision = scale.is_one() ? 1.0 / scale.value() : 1.0;
   const auto& A = within_[L].values();
   if (products_.built()) {
     effects_[L].draw(A, products_.effect_sums(), precision, iSigma, mu, rng, u);
+    redraw(L, A, products_.effect_sums(), precision, second, rng, u);
     return;
   }
   const auto& Z = eq_.terms.z[L].values();
@@ -285,8 +289,14 @@ void equation_scan::draw_effects(unsigned L, const row_scale& scale, const arma:
   change.set_size(u.n_rows, u.n_cols);
   std::copy_n(u.memptr(), u.n_elem, change.memptr());
   effects_[L].draw(A, t_[L], precision, iSigma, mu, rng, u);
+  redraw(L, A, t_[L], precision, second, rng, u);
   for (arma::uword i = 0; i < u.n_elem; ++i) change.memptr()[i] = u.memptr()[i] - change.memptr()[i];
   subtract_effects(Z, change, clusters, r_.memptr());
+}
+
+void equation_scan::redraw(unsigned L, const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
+                           const second_draw* second, Random& rng, arma::Mat<double>& u) {
+  if (second != nullptr) factors_[L].draw(A, t, w, second->prior, rng, u, *second->iSigma, *second->Sigma);
 }
 
 void equation_scan::subtract(const double* part) {

@@ -9,6 +9,7 @@
 #include "sem/scan/covariance.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/design.hpp"
+#include "sem/scan/effect_factor.hpp"
 #include "sem/scan/integrated_effects.hpp"
 #include "sem/scan/random_effects.hpp"
 #include "sem/scan/row_scale.hpp"
@@ -29,6 +30,13 @@ struct equation {
   const arma::Col<arma::uword>* rows = nullptr;  ///< the row of each unit; null for every row
   arma::Col<arma::uword> free, fixed;            ///< coefficients drawn; not drawn
   coefficient_prior prior = {};                  ///< of all coefficients; those drawn heed it
+};
+
+/// A covariance matrix of effects that has its second draw (effect_factor_step) with the draw of the effects.
+struct second_draw {
+  covariance_prior prior;
+  arma::Mat<double>* iSigma;
+  arma::Mat<double>* Sigma;
 };
 
 /// The variance shares of one draw.
@@ -86,15 +94,19 @@ class equation_scan {
                          arma::Mat<double>& b);
   /// Coefficients with the effects of both levels above integrated out, then the effects of the upper one, in
   /// place, with those of the lower one integrated out: the draw of these must come next. False, with nothing
-  /// done, where it cannot be.
+  /// done, where it cannot be. `second`: of the upper level, whose covariance matrix then is drawn without
+  /// the lower effects too; or null.
   bool draw_nested(const row_scale& scale, const arma::Mat<double>& lower, const arma::Mat<double>& upper,
-                   std::vector<arma::Mat<double>>& u, Random& rng, arma::Mat<double>& b);
+                   std::vector<arma::Mat<double>>& u, Random& rng, arma::Mat<double>& b,
+                   const second_draw* second = nullptr);
   /// In place of draw_coefficients: takes b as it is.
   void keep_coefficients(const arma::Mat<double>& b);
 
-  /// Draws the effects of the L-th level above, in place. `mu`: their means, or null.
+  /// Draws the effects of the L-th level above, in place. `mu`: their means, or null. `second`, of effects
+  /// without means: null where their covariance matrix has one draw only.
   void draw_effects(unsigned L, const row_scale& scale, const arma::Mat<double>& iSigma,
-                    const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u);
+                    const arma::Mat<double>* mu, Random& rng, arma::Mat<double>& u,
+                    const second_draw* second = nullptr);
 
   /// The effects of the L-th level above were drawn elsewhere: `change`, clusters x q, is what they gained.
   void move_effects(unsigned L, const arma::Mat<double>& change);
@@ -151,6 +163,8 @@ class equation_scan {
   void start_residual(const std::vector<arma::Mat<double>>& u);
   void build_products(const arma::Mat<double>& b, double variance);
   std::size_t effect_level() const;
+  void redraw(unsigned L, const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
+              const second_draw* second, Random& rng, arma::Mat<double>& u);
 
   equation eq_;
   arma::uword n_ = 0;
@@ -170,6 +184,7 @@ class equation_scan {
   arma::Col<arma::uword> upper_of_;       ///< the upper cluster of each lower one
   arma::Mat<double> added_;               ///< effects that are part of e there
   std::vector<random_effects_step> effects_;
+  std::vector<effect_factor_step> factors_;  ///< per level
   static_products products_;
   cluster_statistics statistics_;
   bool tried_statistics_ = false;

@@ -24,6 +24,9 @@ struct sampler_settings {
   inline static bool scale_scores = true;
   /// Draw labelled parameters together with what they stand beside where that can be; off for comparison only.
   inline static bool draw_label_blocks = true;
+  /// Draw covariance matrices of random effects a second time, given the standardised effects, where that can
+  /// be; off for comparison only.
+  inline static bool redraw_factors = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
