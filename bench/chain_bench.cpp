@@ -81,6 +81,13 @@ void Logistic_clusters(benchmark::State& state) {
   run(state, tovik::bench::logistic_clusters());
 }
 
+void Block_of_six(benchmark::State& state) {
+  run(state, tovik::bench::correlated_outcomes(false));
+}
+void Block_of_six_with_a_zero(benchmark::State& state) {
+  run(state, tovik::bench::correlated_outcomes(true));
+}
+
 BENCHMARK(Random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mediation)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mediation_with_product)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
@@ -91,3 +98,5 @@ BENCHMARK(Logistic_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kM
 }  // namespace
 
 BENCHMARK_MAIN();
+BENCHMARK(Block_of_six)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Block_of_six_with_a_zero)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);

@@ -57,13 +57,13 @@ arma::mat matrices(sem::Mcmc& chain, const small_run& run, arma::uword n) {
   return out;
 }
 
-// Flat means integrated out leave n - 1 degrees of freedom, the prior takes p + 1 (or none, or adds p + 1 and I):
-// an inverse Wishart with df has the mean scale / (df - p - 1).
+// Flat means integrated out leave n - 1 degrees of freedom, the prior takes p + 1 (or none, or adds p + 1 and
+// I): an inverse Wishart with df has the mean scale / (df - p - 1).
 TEST(BlockRun, FreeMatrixHasItsExactPosteriorMean) {
   const arma::mat data = columns(40);
   const arma::mat S = arma::cov(data.cols(0, 1)) * 39.0;
   for (int prior : {1, 2, 3}) {
-    small_run const run(names, data, {}, {"a ~ 1", "b ~ 1", "a <-> b"});
+    const small_run run(names, data, {}, {"a ~ 1", "b ~ 1", "a <-> b"});
     auto chain = run.chain(Random(5, 1), {prior, 2});
     EXPECT_NE(dynamic_cast<sem::MultiUnstruct*>(&block_of(*chain, run)), nullptr);
     EXPECT_EQ(chain->outcomes()->n_estimated(), 5u);
@@ -82,9 +82,9 @@ TEST(BlockRun, FreeMatrixHasItsExactPosteriorMean) {
 /// The element-wise steps have the same target: a label without prior leaves a matrix free and moves it so.
 TEST(BlockRun, ElementsHaveThePosteriorOfTheWholeMatrix) {
   const arma::mat data = columns(30);
-  small_run const free(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a b <-> c", "a <-> b"});
+  const small_run free(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a b <-> c", "a <-> b"});
   // c has a known variance in the second run: its equation with that of the first fixed as well would differ.
-  small_run const walk(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a b <-> c", "a <-> b@r"},
+  const small_run walk(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a b <-> c", "a <-> b@r"},
                        {"r ~ uniform(-1, 1)"});
   auto one = free.chain(Random(5, 1), {2, 2}), two = walk.chain(Random(6, 1), {2, 2});
   EXPECT_NE(dynamic_cast<sem::MultiStruct*>(&block_of(*two, walk)), nullptr);
@@ -103,15 +103,15 @@ TEST(BlockRun, ElementsHaveThePosteriorOfTheWholeMatrix) {
   }
 }
 
-// Phantoms have flat variances and a uniform correlation, the block a flat matrix: draws of the block, weighted
-// by the ratio of the priors, tell what phantoms must give.
+// Phantoms have flat variances and a uniform correlation, the block a flat matrix: draws of the block,
+// weighted by the ratio of the priors, tell what phantoms must give.
 TEST(BlockRun, PhantomsGiveTheSamePosterior) {
   arma::mat data = columns(60);
   for (arma::uword i = 0; i < 60; i += 7) data(i, 0) = arma::datum::nan;
   for (arma::uword i = 3; i < 60; i += 9) data(i, 1) = arma::datum::nan;
   const strings statements = {"a ~ x", "b ~ x", "a <-> b"};
-  small_run const block(names, data, {}, statements);
-  Setting<bool> const off(sem::defaults::optimize_models, false);
+  const small_run block(names, data, {}, statements);
+  const Setting<bool> off(sem::defaults::optimize_models, false);
   small_run phantom(names, data, {}, statements);
   prepare(phantom);
   ASSERT_EQ(block.models.back().kind(), model::kind::block);
@@ -135,7 +135,7 @@ TEST(BlockRun, PhantomsGiveTheSamePosterior) {
 }
 
 TEST(BlockRun, RowsAreTheMatrixAndItsCorrelations) {
-  small_run const run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b", "b <-> c@0.4"});
+  const small_run run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b", "b <-> c@0.4"});
   auto chain = run.chain(Random(5, 1));
   burn_in(*chain, 200);
   const arma::vec all = chain->getParams();
@@ -156,7 +156,7 @@ TEST(BlockRun, RowsAreTheMatrixAndItsCorrelations) {
 }
 
 TEST(BlockRun, SharesAreThoseOfTheCovarianceMatrixOfTheScan) {
-  small_run const run(names, columns(30), {}, {"a ~ x", "b ~ 1", "a <-> b"});
+  const small_run run(names, columns(30), {}, {"a ~ x", "b ~ 1", "a <-> b"});
   auto chain = run.chain(Random(5, 1));
   burn_in(*chain, 20);
   const arma::vec all = chain->getParams();
@@ -167,7 +167,7 @@ TEST(BlockRun, SharesAreThoseOfTheCovarianceMatrixOfTheScan) {
 }
 
 TEST(BlockRun, LabelsReadTheCorrelation) {
-  small_run const run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "a <-> b@r"},
+  const small_run run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "a <-> b@r"},
                       {"twice = 2 * r", "v = a.residvar"});
   auto chain = run.chain(Random(5, 1));
   EXPECT_NE(dynamic_cast<sem::MultiUnstruct*>(&block_of(*chain, run)), nullptr);
@@ -194,7 +194,7 @@ TEST(BlockRun, LabelThatIsACoefficientToo) {
   EXPECT_LT(arma::abs(rho - out.row(slope)).max(), 1e-9);
   // Independent data: the density of rho is that of the correlation times that of the slope. The former under
   // the flat matrix with flat means, from a chain of its own; the latter is Student's t.
-  small_run const alone(names, columns(60), {}, {"a ~ 1", "b ~ 1", "a <-> b"});
+  const small_run alone(names, columns(60), {}, {"a ~ 1", "b ~ 1", "a <-> b"});
   auto reference = alone.chain(Random(6, 1), {2, 2});
   burn_in(*reference, 100);
   const arma::mat first = matrices(*reference, alone, 60000);
@@ -217,7 +217,7 @@ TEST(BlockRun, UnitsOfTheDataDoNotMatter) {
   arma::mat scaled = data;
   scaled.col(0) *= 1000.0;
   const strings statements = {"a ~ x", "b ~ 1", "c ~ 1", "a <-> b", "b <-> c"};
-  small_run const one(names, data, {}, statements), two(names, scaled, {}, statements);
+  const small_run one(names, data, {}, statements), two(names, scaled, {}, statements);
   auto first = one.chain(Random(5, 1), {2, 2}), second = two.chain(Random(5, 1), {2, 2});
   for (int i = 0; i < 300; ++i) {
     first->oneRep();
@@ -229,7 +229,8 @@ TEST(BlockRun, UnitsOfTheDataDoNotMatter) {
   }
   const arma::vec small = block_of(*first, one).params(), large = block_of(*second, two).params();
   const arma::vec factors = {1e6, 1e3, 1e3, 1.0, 1.0, 1.0};
-  for (arma::uword k = 0; k < 6; ++k) EXPECT_NEAR(large(k), factors(k) * small(k), 1e-6 * std::fabs(large(k)));
+  for (arma::uword k = 0; k < 6; ++k)
+    EXPECT_NEAR(large(k), factors(k) * small(k), 1e-6 * std::fabs(large(k)));
 }
 
 /// The joint density of the cells that are there, once, in the slice of the block.
@@ -237,7 +238,7 @@ TEST(BlockRun, LikelihoodIsThatOfTheObservedCells) {
   arma::mat data = columns(20);
   data(2, 0) = data(5, 1) = data(5, 2) = arma::datum::nan;
   data(7, 0) = data(7, 1) = data(7, 2) = arma::datum::nan;
-  small_run const run(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a <-> b", "b <-> c"});
+  const small_run run(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a <-> b", "b <-> c"});
   auto chain = run.chain(Random(5, 1));
   burn_in(*chain, 50);
   const arma::mat Sigma = block_of(*chain, run).covariance();
@@ -264,7 +265,7 @@ TEST(BlockRun, LikelihoodIsThatOfTheObservedCells) {
 }
 
 TEST(BlockRun, SumOfLikelihoodsCountsTheBlockOnce) {
-  small_run const run(names, columns(20), {}, {"a ~ x", "b ~ 1", "c ~ 1", "a <-> b"});
+  const small_run run(names, columns(20), {}, {"a ~ x", "b ~ 1", "c ~ 1", "a <-> b"});
   auto chain = run.chain(Random(5, 1));
   burn_in(*chain, 20);
   const arma::cube cube = chain->getLikelihoods();
@@ -275,7 +276,7 @@ TEST(BlockRun, SumOfLikelihoodsCountsTheBlockOnce) {
 }
 
 TEST(BlockRun, LabelledVariancesAreRefused) {
-  small_run const run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "a <-> b", "a ~~ a@v"});
+  const small_run run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "a <-> b", "a ~~ a@v"});
   EXPECT_EQ(run.failure(),
             "ERROR: Cannot specify priors or constraints for variances in multivariate models.\n"
             "       Phantom variable correlations are required.\n"
@@ -283,7 +284,8 @@ TEST(BlockRun, LabelledVariancesAreRefused) {
 }
 
 TEST(BlockRun, FixedVariancesAndCorrelationsStayWhereTheyAre) {
-  small_run const run(names, columns(30), {}, {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@0.3", "b <-> c", "c ~~ c@0.6"});
+  const small_run run(names, columns(30), {},
+                      {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@0.3", "b <-> c", "c ~~ c@0.6"});
   auto chain = run.chain(Random(5, 1));
   for (int i = 0; i < 100; ++i) {
     chain->oneRep();
@@ -295,15 +297,16 @@ TEST(BlockRun, FixedVariancesAndCorrelationsStayWhereTheyAre) {
 }
 
 TEST(BlockRun, FixedCorrelationsOfNoVariablesAreRefusedByName) {
-  small_run const run(names, columns(30), {},
+  const small_run run(names, columns(30), {},
                       {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@0.9", "b <-> c@0.9", "a <-> c@-0.9"});
-  EXPECT_EQ(run.failure().rfind("ERROR: No variables have the fixed correlations of 'a', 'b' and 'c'.", 0), 0u)
+  EXPECT_EQ(run.failure().rfind("ERROR: No variables have the fixed correlations of 'a', 'b' and 'c'.", 0),
+            0u)
       << run.failure();
 }
 
 /// Two strong known correlations leave the third little room, and not at 0.
 TEST(BlockRun, FreeCorrelationsStartWhereKnownOnesLeaveRoom) {
-  small_run const run(names, columns(30), {},
+  const small_run run(names, columns(30), {},
                       {"a ~ 1", "b ~ 1", "c ~ 1", "a <-> b@0.9", "b <-> c@0.9", "a <-> c"});
   auto chain = run.chain(Random(5, 1));
   burn_in(*chain, 200);
@@ -326,7 +329,7 @@ TEST(BlockRun, PropensitiesOfMembersKeepTheirUnit) {
 }
 
 TEST(BlockRun, TransformationsWithAParameterStayOutOfBlocks) {
-  small_run const run(names, columns(30), {}, {"yjt(a) ~ 1", "b ~ 1", "a <-> b"});
+  const small_run run(names, columns(30), {}, {"yjt(a) ~ 1", "b ~ 1", "a <-> b"});
   for (const Model& model : run.models) EXPECT_FALSE(model.is_multi());
 }
 

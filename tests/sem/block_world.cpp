@@ -14,13 +14,14 @@ block_prior::block_prior(arma::Mat<double> correlations, arma::Mat<unsigned char
     : correlations_(std::move(correlations)),
       elements_(std::move(elements)),
       known_(std::move(known_variances)) {
+  if (is_free()) return;
   Random rng(99, 9U);
   arma::Mat<double> R;
   for (int t = 0; t < 20000; ++t) {
     draw_correlations(R, rng);
     bound_ = std::max(bound_, mass(R));
   }
-  bound_ *= 1.5;
+  bound_ *= 8.0;
 }
 
 void block_prior::draw_correlations(arma::Mat<double>& R, Random& rng) const {
@@ -49,7 +50,13 @@ double block_prior::mass(const arma::Mat<double>& R) const {
   return std::exp(log_mass);
 }
 
+bool block_prior::is_free() const {
+  return known_.has_nan() && arma::find_finite(known_).eval().is_empty() &&
+         !arma::any(arma::vectorise(elements_));
+}
+
 arma::Mat<double> block_prior::draw(Random& rng) {
+  if (is_free()) return draw_prior_covariance(known_.n_elem, rng);
   arma::Mat<double> R;
   for (double f = 0.0;;) {
     draw_correlations(R, rng);
@@ -117,9 +124,7 @@ void BlockWorld::build_member(std::size_t m) {
     return;
   }
   const auto& rows = *setup.cluster.own_rows[0];
-  sem::ordered_values const observed{{0.0, 1.0}, arma::Col<arma::uword>(rows.n_elem), 0};
-  for (arma::uword i = 0; i < rows.n_elem; ++i)
-    observed.of_unit(i) = world.data(rows(i), setup.y) > 0.5 ? 1 : 0;
+  sem::ordered_values const observed{{0.0, 1.0}, arma::Col<arma::uword>(rows.n_elem, arma::fill::zeros), 0};
   models.push_back(std::make_shared<sem::Ordinal>(&estimator, setup, observed));
 }
 
@@ -226,7 +231,8 @@ std::vector<double> BlockWorld::functions() const {
   const arma::Mat<double> S = e.t() * e;
   out.push_back(std::log(arma::trace(S * arma::inv_sympd(Sigma))));
   for (arma::uword j = 0; j < S.n_cols; ++j)
-    for (arma::uword i = j + 1; i < S.n_rows; ++i) out.push_back(S(i, j) / std::sqrt(Sigma(i, i) * Sigma(j, j)));
+    for (arma::uword i = j + 1; i < S.n_rows; ++i)
+      out.push_back(S(i, j) / std::sqrt(Sigma(i, i) * Sigma(j, j)));
   return out;
 }
 

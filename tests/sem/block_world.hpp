@@ -14,8 +14,8 @@
 
 namespace tovik::tests {
 
-/// A p x p covariance matrix from its prior with p + 1 degrees of freedom and the scale I, given what is known
-/// of it. With Sigma = D R D this is, in the variances that are drawn and in the correlations that are,
+/// A p x p covariance matrix from its prior with p + 1 degrees of freedom and the scale I, given what is
+/// known of it. With Sigma = D R D this is, in the variances that are drawn and in the correlations that are,
 ///
 ///   |R|^-(p + 1) prod_j v_j^(q_j / 2 - p - 1) exp(-w_j / (2 v_j)),   w = diag(inv(R)),
 ///
@@ -32,6 +32,7 @@ class block_prior {
   void draw_correlations(arma::Mat<double>& R, Random& rng) const;
   double mass(const arma::Mat<double>& R) const;
   double shape(arma::uword j) const;
+  bool is_free() const;
 
   arma::Mat<double> correlations_;
   arma::Mat<unsigned char> elements_;

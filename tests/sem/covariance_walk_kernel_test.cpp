@@ -1,6 +1,6 @@
 // Element-wise steps on a covariance matrix given the sums of squares, against densities on a grid: with few
-// degrees of freedom the boundary of the positive definite matrices is near, where the normalising constants of
-// the truncated proposals tell.
+// degrees of freedom the boundary of the positive definite matrices is near, where the normalising constants
+// of the truncated proposals tell.
 
 #include <gtest/gtest.h>
 
@@ -71,7 +71,7 @@ TEST(CovarianceWalkKernel, ACovarianceUnderThreePriors) {
     ASSERT_TRUE(walk.start(start));
     const auto within = walk.admissible(1, 0);
     arma::mat at = start;
-    grid_cdf const cdf(within.lower, within.upper, [&](double x) {
+    const grid_cdf cdf(within.lower, within.upper, [&](double x) {
       at(0, 1) = at(1, 0) = x;
       return log_density(at, 5.0, S, prior);
     });
@@ -93,7 +93,7 @@ TEST(CovarianceWalkKernel, AVarianceUnderThreePriors) {
     ASSERT_TRUE(walk.start(start));
     arma::mat at = start;
     const double lower = start(0, 0) - 1.0 / arma::inv(start).eval()(0, 0);
-    grid_cdf const cdf(std::log(1e-6), std::log(200.0), [&](double t) {
+    const grid_cdf cdf(std::log(1e-6), std::log(200.0), [&](double t) {
       at(0, 0) = lower + std::exp(t);
       return log_density(at, 12.0, S, prior) + t;
     });
@@ -106,15 +106,15 @@ TEST(CovarianceWalkKernel, AVarianceUnderThreePriors) {
   }
 }
 
-/// The Jacobian: with q free covariances that go along, the density of v at the correlations that stay is that
-/// of the matrix times v^(q / 2).
+/// The Jacobian: with q free covariances that go along, the density of v at the correlations that stay is
+/// that of the matrix times v^(q / 2).
 TEST(CovarianceWalkKernel, AVarianceWithItsCorrelationsKept) {
   for (arma::uword q : {0u, 1u, 2u}) {
     Random rng(13, 1U);
     covariance_walk walk;
     walk.set_target(8.0, S, 2, arma::ones(3));
     ASSERT_TRUE(walk.start(start));
-    grid_cdf const cdf(std::log(1e-4), std::log(1e4), [&](double t) {
+    const grid_cdf cdf(std::log(1e-4), std::log(1e4), [&](double t) {
       arma::mat at = start;
       const double v = std::exp(t);
       at.row(0) *= std::sqrt(v);
@@ -143,7 +143,7 @@ TEST(CovarianceWalkKernel, NormalisersAndJacobianTell) {
     at(0, 1) = at(1, 0) = x;
     return log_density(at, 5.0, S, 2);
   };
-  grid_cdf const cdf(within.lower, within.upper, target);
+  const grid_cdf cdf(within.lower, within.upper, target);
   double x = start(1, 0);
   const auto without = sample(6000, [&] {
     for (int t = 0; t < 25; ++t) {
@@ -156,7 +156,7 @@ TEST(CovarianceWalkKernel, NormalisersAndJacobianTell) {
   EXPECT_GT(kolmogorov(without, cdf), 4.0);
 
   auto tune = step(1.0);
-  grid_cdf const with_two(std::log(1e-4), std::log(1e4), [&](double t) {
+  const grid_cdf with_two(std::log(1e-4), std::log(1e4), [&](double t) {
     arma::mat scaled = start;
     scaled.row(0) *= std::exp(0.5 * t);
     scaled.col(0) *= std::exp(0.5 * t);

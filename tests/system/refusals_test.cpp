@@ -23,7 +23,6 @@ const std::vector<request> requests = {
     {"OPTIONS: manifest; FCS: score ses hours;", "The option 'manifest'"},
     {"CLUSTERID: school; WEIGHTS: wt; MODEL: score ~ pretest;", "The WEIGHTS command"},
     {"LATENT: f; MODEL: f -> item1:item4;", "The LATENT command"},
-    {"PHANTOM: p; MODEL: score ~ pretest p; hours ~ p;", "A block of outcomes with correlated residuals"},
     {"MODEL: score ~ pretest@b; WALDTEST: b = 0;", "The WALDTEST command"},
     {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
     {"SAVE: waldtest = w.csv; MODEL: score ~ pretest;", "The keyword 'waldtest' of the SAVE command"},
@@ -32,8 +31,6 @@ const std::vector<request> requests = {
     {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
-    {"MODEL: score ~ pretest; hours ~ pretest; score <-> hours;",
-     "A block of outcomes with correlated residuals"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

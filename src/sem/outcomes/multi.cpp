@@ -59,11 +59,11 @@ unsigned Multi::position_of(const Regression& member) const {
 }
 
 void Multi::start() {
-  arma::Col<double> sd(size());
-  for (arma::uword k = 0; k < size(); ++k) sd(k) = std::sqrt(members_[k]->covariance(0)(0, 0));
+  arma::Col<double> v(size());
+  for (arma::uword k = 0; k < size(); ++k) v(k) = members_[k]->covariance(0)(0, 0);
   for (arma::uword j = 0; j < size(); ++j)
     for (arma::uword i = 0; i < size(); ++i)
-      Sigma_(i, j) = i == j ? sd(i) * sd(i) : start_(i, j) * sd(i) * sd(j);
+      Sigma_(i, j) = i == j ? v(j) : start_(i, j) * std::sqrt(v(i) * v(j));
   refresh();
   tell_members();
   prepare();
