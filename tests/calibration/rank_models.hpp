@@ -27,9 +27,12 @@ rank_study selection_ranks();
 /// A binary outcome under the logit link with random intercepts and slopes.
 rank_study logistic_ranks();
 
+/// Three outcomes with correlated residuals and missing values; one correlation is held.
+rank_study block_ranks();
+
 inline std::vector<rank_study> rank_studies() {
-  return {mediation_ranks(),  random_slope_ranks(), phantom_ranks(), binary_ranks(),
-          propensity_ranks(), selection_ranks(),    logistic_ranks()};
+  return {mediation_ranks(),  random_slope_ranks(), phantom_ranks(),  binary_ranks(),
+          propensity_ranks(), selection_ranks(),    logistic_ranks(), block_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

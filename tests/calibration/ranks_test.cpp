@@ -53,6 +53,10 @@ TEST(Ranks, Logistic) {
   expect_uniform(logistic_ranks());
 }
 
+TEST(Ranks, Block) {
+  expect_uniform(block_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);
