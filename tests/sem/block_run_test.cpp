@@ -328,6 +328,32 @@ TEST(BlockRun, PropensitiesOfMembersKeepTheirUnit) {
   EXPECT_TRUE(arma::cube(chain->getLikelihoods()).is_finite());
 }
 
+/// Residuals that the block keeps between draws, and those that members keep within one, checked at every
+/// step: members that read each other, incomplete predictors, labels, random effects.
+TEST(BlockRun, ResidualsThatAreKeptAreThoseOfTheData) {
+  const Setting<bool> check(sem::Regression::check_residuals, true);
+  arma::mat data(60, 6);
+  data.cols(0, 3) = columns(60);
+  Random rng(79, 1);
+  for (arma::uword i = 0; i < 60; ++i) {
+    data(i, 4) = static_cast<double>(i / 6);
+    data(i, 5) = rng.rnorm();
+    if (i % 7 == 2) data(i, 0) = arma::datum::nan;
+    if (i % 8 == 3) data(i, 3) = arma::datum::nan;
+  }
+  const strings wide = {"a", "b", "c", "x", "id", "w"};
+  for (const strings& statements :
+       std::vector<strings>{{"a ~ w", "b ~ w", "c ~ 1", "a <-> b", "b <-> c"},
+                            {"a ~ w", "b ~ a x", "c ~ x", "a b <-> c", "a <-> b"},
+                            {"a ~ w@k | w", "b ~ w@k", "a <-> b", "b[id] <-> a[id]"}}) {
+    small_run run(wide, data, {"id"}, statements);
+    prepare(run);
+    auto chain = run.chain(Random(5, 1), {1, 1});
+    EXPECT_NO_THROW(burn_in(*chain, 150));
+    EXPECT_TRUE(chain->getParams().is_finite());
+  }
+}
+
 TEST(BlockRun, TransformationsWithAParameterStayOutOfBlocks) {
   const small_run run(names, columns(30), {}, {"yjt(a) ~ 1", "b ~ 1", "a <-> b"});
   for (const Model& model : run.models) EXPECT_FALSE(model.is_multi());

@@ -27,6 +27,7 @@ Multi::Multi(const Estimator* estimator_, const block_setup& setup)
       value_node("Multi"),
       Sigma_(setup.correlations),
       R_(setup.correlations),
+      elements_(setup.elements),
       members_(setup.members),
       prior_(setup.prior),
       n_units_(setup.members.front()->n_units),
@@ -39,8 +40,8 @@ Multi::Multi(const Estimator* estimator_, const block_setup& setup)
     if (!member->part(0).empty())
       throw error_debug("Multi Models not allowed with Phantom Variables at level-1");
   }
-  if (Sigma_.n_rows != size() || Sigma_.n_cols != size())
-    throw error_debug("The correlations of a block are not those of its members.");
+  if (Sigma_.n_rows != size() || elements_.n_rows != size() || setup.known_variances.n_elem != size())
+    throw error_debug("What is known of a block does not match its members.");
   Omega_.set_size(size(), size());
   factor_.set_size(size(), size());
   if (!refresh()) throw numeric_error::not_positive_definite();
@@ -84,7 +85,10 @@ bool Multi::refresh() {
   arma::uword const p = size();
   for (arma::uword j = 0; j < p; ++j)
     for (arma::uword i = 0; i < p; ++i)
-      R_(i, j) = i == j ? 1.0 : Sigma_(i, j) / std::sqrt(Sigma_(i, i) * Sigma_(j, j));
+      R_(i, j) = i == j ? 1.0
+                 : elements_(i, j) == block_setup::known
+                     ? start_(i, j)
+                     : Sigma_(i, j) / std::sqrt(Sigma_(i, i) * Sigma_(j, j));
   std::copy_n(Sigma_.memptr(), p * p, factor_.memptr());
   bool done = scan::reverse_cholesky(factor_.memptr(), p);
   if (done) {

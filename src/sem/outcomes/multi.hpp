@@ -103,6 +103,7 @@ class Multi : public virtual estimator::Outcome,
   void forget_residuals();
 
  protected:
+  const arma::Mat<double>& first_correlations() const { return start_; }
   /// What a concrete kind hands to its virtual base.
   static shape shape_of(const Estimator* estimator, const block_setup& setup);
   arma::uword size() const { return members_.size(); }
@@ -127,6 +128,7 @@ class Multi : public virtual estimator::Outcome,
   std::shared_ptr<estimator::constraint> correlation_handle(arma::uword i, arma::uword j);
 
   arma::Mat<double> Sigma_, Omega_, R_;
+  arma::Mat<unsigned char> elements_;  ///< see block_setup
 
  private:
   void tell_members();
@@ -138,7 +140,7 @@ class Multi : public virtual estimator::Outcome,
   std::vector<Regression*> members_;
   priors prior_;
   arma::uword n_units_;
-  arma::Mat<double> start_;
+  arma::Mat<double> start_;       ///< correlations
   arma::Mat<double> residuals_;   ///< units x p
   std::vector<bool> is_current_;  ///< per member: its residuals are those of its last draw
   arma::Col<double> scales_;

@@ -14,12 +14,8 @@ namespace tovik::sem {
 MultiStruct::MultiStruct(const Estimator* estimator_, const block_setup& setup)
     : Outcome(shape_of(estimator_, setup)),
       Multi(estimator_, setup),
-      elements_(setup.elements),
-      known_(setup.correlations),
       known_variances_(setup.known_variances),
       S_(size(), size()) {
-  if (elements_.n_rows != size() || elements_.n_cols != size() || known_variances_.n_elem != size())
-    throw error_debug("What is known of a block does not match its members.");
   for (arma::uword j = 0; j < size(); ++j)
     for (arma::uword i = j + 1; i < size(); ++i)
       if (!is_free(i, j) && (setup.correlations(i, j) != 0.0 || elements_(i, j) == block_setup::labelled))
@@ -123,7 +119,7 @@ void MultiStruct::settle_correlations() {
       const label* driven = label_of(i, j);
       const bool known = elements_(i, j) == block_setup::known;
       if (!known && driven == nullptr) continue;
-      const double rho = known ? known_(i, j) : driven->rho->value;
+      const double rho = known ? first_correlations()(i, j) : driven->rho->value;
       Sigma_(i, j) = Sigma_(j, i) = rho * std::sqrt(Sigma_(i, i) * Sigma_(j, j));
     }
   }

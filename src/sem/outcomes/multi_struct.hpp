@@ -50,8 +50,6 @@ class MultiStruct final : public Multi {
   double density_of_matrix() const;
   void settle_correlations();
 
-  arma::Mat<unsigned char> elements_;
-  arma::Mat<double> known_;  ///< correlations
   arma::Col<unsigned char> known_variances_;
   bool keeps_correlations_ = false;
   scan::covariance_walk walk_;
