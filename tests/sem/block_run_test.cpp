@@ -79,11 +79,10 @@ TEST(BlockRun, FreeMatrixHasItsExactPosteriorMean) {
   }
 }
 
-/// The element-wise steps have the same target: a label without prior leaves a matrix free and moves it so.
+/// The element-wise steps have the target of the whole matrix, up to the prior of the label.
 TEST(BlockRun, ElementsHaveThePosteriorOfTheWholeMatrix) {
   const arma::mat data = columns(30);
   const small_run free(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a b <-> c", "a <-> b"});
-  // c has a known variance in the second run: its equation with that of the first fixed as well would differ.
   const small_run walk(names, data, {}, {"a ~ x", "b ~ 1", "c ~ 1", "a b <-> c", "a <-> b@r"},
                        {"r ~ uniform(-1, 1)"});
   auto one = free.chain(Random(5, 1), {2, 2}), two = walk.chain(Random(6, 1), {2, 2});
