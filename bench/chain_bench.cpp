@@ -95,6 +95,13 @@ void Two_factors(benchmark::State& state) {
   run(state, tovik::bench::factors(2));
 }
 
+void Block_of_six(benchmark::State& state) {
+  run(state, tovik::bench::correlated_outcomes(false));
+}
+void Block_of_six_with_a_zero(benchmark::State& state) {
+  run(state, tovik::bench::correlated_outcomes(true));
+}
+
 BENCHMARK(Random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Regression)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mediation)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
@@ -108,3 +115,5 @@ BENCHMARK(Two_factors)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrose
 }  // namespace
 
 BENCHMARK_MAIN();
+BENCHMARK(Block_of_six)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Block_of_six_with_a_zero)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);

@@ -161,4 +161,31 @@ inline chain_workload factors(int n_factors) {
   return {std::move(run), 12 + scores + missing, scores, static_cast<int>(p) + n_factors};
 }
 
+/// Six outcomes with correlated residuals in 5,000 rows, two predictors each; `held`: the correlation of the
+/// first and the last is 0, so that the elements of the covariance matrix move one by one.
+inline chain_workload correlated_outcomes(bool held) {
+  constexpr arma::uword n = 5000, p = 6;
+  Random rng(12, 0);
+  arma::mat data(n, p + 2);
+  for (arma::uword i = 0; i < n; ++i) {
+    const double common = rng.rnorm();
+    for (arma::uword j = p; j < p + 2; ++j) data(i, j) = rng.rnorm();
+    for (arma::uword j = 0; j < p; ++j)
+      data(i, j) =
+          1.0 + 0.4 * data(i, p) - 0.2 * data(i, p + 1) + (j % 2 == 0 ? 0.7 : 0.4) * common + rng.rnorm();
+  }
+  std::vector<std::string> statements, names;
+  for (arma::uword j = 0; j < p; ++j) {
+    names.push_back("y" + std::to_string(j + 1));
+    statements.push_back(names.back() + " ~ x1 x2");
+  }
+  for (arma::uword j = 0; j < p; ++j)
+    for (arma::uword k = 0; k < j; ++k)
+      if (!held || k > 0 || j + 1 < p) statements.push_back(names[k] + " <-> " + names[j]);
+  names.insert(names.end(), {"x1", "x2"});
+  // The whole matrix takes p normals for each degree of freedom.
+  const std::size_t normals = 3 * p + (held ? 20 : p * (n - p - 1));
+  return {tests::small_run(names, data, {}, statements), normals, held ? 20U : 0U, 0};
+}
+
 }  // namespace tovik::bench

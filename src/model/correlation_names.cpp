@@ -73,13 +73,19 @@ int Model::find_correlation(const model::parameter& p) const {
 }
 
 std::vector<std::pair<unsigned, double>> Model::fixed_correlations() const {
-  if (!is_multi()) throw error_debug("Cannot find correlation for non multivariate.");
   std::vector<std::pair<unsigned, double>> out;
+  for (const auto& [place, p] : correlation_parameters())
+    if (p.is_fixed()) out.emplace_back(place, p.value());
+  return out;
+}
+
+std::vector<std::pair<unsigned, model::parameter>> Model::correlation_parameters() const {
+  if (!is_multi()) throw error_debug("Cannot find correlation for non multivariate.");
+  std::vector<std::pair<unsigned, model::parameter>> out;
   for (const anyVariable& correlation : random) {
-    if (!correlation.param.is_fixed()) continue;
     const int place = place_of(correlation, fixed);
     if (place < 0) throw error_debug("Unable to find correlation.");
-    out.emplace_back(static_cast<unsigned>(place), correlation.param.value());
+    out.emplace_back(static_cast<unsigned>(place), correlation.param);
   }
   return out;
 }

@@ -216,6 +216,8 @@ class Model {
   int find_correlation(const model::parameter& p) const;
   /// Of a block: places and values of the correlations that are fixed.
   std::vector<std::pair<unsigned, double>> fixed_correlations() const;
+  /// Of a block: the place of every correlation and what the statements say of it.
+  std::vector<std::pair<unsigned, model::parameter>> correlation_parameters() const;
   /// Of a block: names "a <-> b" of the correlations that are not fixed at 0.
   std::vector<std::string> nonzero_correlations() const;
 

@@ -196,8 +196,9 @@ bool Model::can_join_block() const {
   for (const anyVariable& outcome : outcomes) {
     if (outcome.type == model::type::missing || outcome.type == model::type::variance) return false;
   }
-  if (model::has_lambda(link)) return false;  // lambda is drawn given the residual's own variance
-  return link != model::link::log_variance && model::has_normal_residual(kind(), link);
+  // The Jacobian of a transformation with a parameter of its own is no part of a joint density of residuals.
+  if (link == model::link::log_variance || model::has_lambda(link)) return false;
+  return model::has_normal_residual(kind(), link);
 }
 
 std::vector<anyVariable> Model::optimize(Model& a, Model& b) {

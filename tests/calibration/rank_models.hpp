@@ -36,10 +36,13 @@ rank_study latent_interaction_ranks();
 /// A factor of clusters, measured by a variable of the clusters and two of the rows.
 rank_study cross_level_factor_ranks();
 
+/// Three outcomes with correlated residuals and missing values; one correlation is held.
+rank_study block_ranks();
+
 inline std::vector<rank_study> rank_studies() {
-  return {mediation_ranks(),          random_slope_ranks(),      phantom_ranks(),  binary_ranks(),
-          propensity_ranks(),         selection_ranks(),         logistic_ranks(), two_factor_ranks(),
-          latent_interaction_ranks(), cross_level_factor_ranks()};
+  return {mediation_ranks(),  random_slope_ranks(),       phantom_ranks(),           binary_ranks(),
+          propensity_ranks(), selection_ranks(),          logistic_ranks(),          two_factor_ranks(),
+          block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

@@ -65,6 +65,10 @@ TEST(Ranks, CrossLevelFactor) {
   expect_uniform(cross_level_factor_ranks());
 }
 
+TEST(Ranks, Block) {
+  expect_uniform(block_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

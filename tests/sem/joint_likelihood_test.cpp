@@ -1,5 +1,5 @@
-// The density of the observed cells of equations that phantoms tie together, against the covariance matrix of
-// all cells and all random effects of a cluster.
+// The density of the observed cells of equations that phantoms or a block tie together, against the
+// covariance matrix of all cells and all random effects of a cluster.
 
 #include <gtest/gtest.h>
 
@@ -7,6 +7,7 @@
 
 #include "calibration/dense_normal.hpp"
 #include "model/defaults.hpp"
+#include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "small_run.hpp"
 #include "support/error.hpp"
@@ -141,6 +142,9 @@ class dense_state {
     if (level != normals_[b.model]->level + b.place || a.unit != b.unit) return 0.0;
     arma::mat const A = S(a.model, a.place), B = S(b.model, b.place);
     if (a.model == b.model) return A(a.effect, b.effect);
+    const Normal &left = *normals_[a.model], &right = *normals_[b.model];
+    if (a.place == 0 && b.place == 0 && left.link != nullptr && left.link == right.link)
+      return left.link->covariance()(left.link->position_of(left), left.link->position_of(right));
     for (const auto& [column, rho] : scores_)
       if (entered(a, column) == static_cast<int>(a.effect) &&
           entered(b, column) == static_cast<int>(b.effect))
@@ -192,7 +196,13 @@ class JointLikelihood : public testing::Test {
       const dense_state state(run, *chain);
       arma::cube expected(arma::size(found), arma::fill::zeros);
       for (const auto& set : sets) {
-        std::size_t const first = *std::min_element(set.begin(), set.end());
+        std::size_t first = *std::min_element(set.begin(), set.end());
+        for (std::size_t member : set)
+          for (unsigned i = 0; i < run.models.size(); ++i)
+            if (chain->outcomes()->outcome(static_cast<unsigned>(member)).link.get() ==
+                    dynamic_cast<const sem::Multi*>(&chain->outcomes()->outcome(i)) &&
+                run.models[i].is_multi())
+              first = i;
         for (index c = 0; c < found.n_rows; ++c) {
           const dense_unit unit = state.unit(set, c);
           expected(c, 0, first) = state.marginal(unit);
@@ -277,6 +287,21 @@ TEST_F(JointLikelihood, OfCorrelationsAtThreeLevels) {
       names, data, {"g", "t"},
       {"y ~ x | x[g]", "z ~ 1", "w ~ 1", "y <-> z", "w <-> y[g]", "w[t] <-> y[t]", "z[t] <-> y[t]"});
   expect_dense(run, {"y", "z", "w"});
+}
+
+TEST_F(JointLikelihood, OfABlock) {
+  sem::defaults::optimize_models = true;
+  for (bool holes : {false, true}) {
+    small_run run(names, nested(holes), {"g"}, {"y ~ x | x", "z ~ x | 1", "v ~ 1", "y <-> z", "z <-> v"});
+    expect_dense(run, {"y", "z", "v"});
+  }
+}
+
+TEST_F(JointLikelihood, OfABlockWithCorrelatedEffects) {
+  sem::defaults::optimize_models = true;
+  small_run run(names, nested(true), {"g"},
+                {"y ~ x | x", "z ~ x | 1", "v ~ 1 | 1", "y <-> z", "y[g] <-> z[g]", "v[g] <-> z[g]"});
+  expect_dense(run, {"y", "z", "v"});
 }
 
 TEST_F(JointLikelihood, LeavesOtherEquationsAlone) {

@@ -255,16 +255,8 @@ TEST(Normal, WhatIsNotAvailableIsRefusedByName) {
   m.setup.missing_units = {1};
   Normal model(&m.estimator, m.setup);
   EXPECT_THROW(model.constraint(parameter_type::value, 0, 0), error_debug);
-  EXPECT_THROW(model.addMulti(nullptr), error);
   EXPECT_THROW(model.addIndicator({1}, sem::indicator_type::latent_residual), error_debug);
   EXPECT_THROW(model.addDist(nullptr, sem::distribution_type::param), error_debug);
-  try {
-    model.addMulti(nullptr);
-    FAIL();
-  } catch (const error& e) {
-    EXPECT_STREQ(e.what(),
-                 "ERROR: A block of outcomes with correlated residuals is not available in this version.");
-  }
   // The block draws the residual variance of its members.
   int block = 0;
   model.link = std::shared_ptr<sem::Multi>(std::shared_ptr<int>(), reinterpret_cast<sem::Multi*>(&block));

@@ -22,15 +22,12 @@ const std::vector<request> requests = {
     {"OPTIONS: manifest; FCS: score ses hours;", "The option 'manifest'"},
     {"CLUSTERID: school; WEIGHTS: wt; MODEL: score ~ pretest;", "The WEIGHTS command"},
     {"LATENT: f; MODEL: f -> item1:item4; var(f) ~ pretest;", "The link 'var' ('f')"},
-    {"PHANTOM: p; MODEL: score ~ pretest p; hours ~ p;", "A block of outcomes with correlated residuals"},
     {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
     {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
     {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
-    {"MODEL: score ~ pretest; hours ~ pretest; score <-> hours;",
-     "A block of outcomes with correlated residuals"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

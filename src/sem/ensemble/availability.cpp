@@ -32,8 +32,6 @@ const char* kind_name(const Model& model) {
       return "A nominal outcome";
     case model::kind::phantom:
       return nullptr;
-    case model::kind::block:
-      return "A block of outcomes with correlated residuals";
     case model::kind::log_variance:
       return "A variance model";
     default:
@@ -116,7 +114,7 @@ void check_available(const VariableList& variables, const ModelList& models) {
     not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
   }
   for (const Model& model : models) {
-    if (!model::is_equation(model.kind())) continue;
+    if (!model::speaks_of_variables(model.kind())) continue;
     check_outcome(model);
     check_terms(model);
     check_random_variances(model);

@@ -10,6 +10,7 @@
 #include "evaluate/value.hpp"
 #include "model/compute.hpp"
 #include "model/model.hpp"
+#include "sem/outcomes/block_member.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/logistic.hpp"
@@ -86,7 +87,12 @@ equation_setup equation_of(const Model& model, const outcome_context& context) {
 }
 
 std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcome_context& context) {
-  auto out = std::make_shared<Normal>(context.estimator, equation_of(model, context));
+  const equation_setup setup = equation_of(model, context);
+  std::shared_ptr<Normal> out;
+  if (context.in_block)
+    out = std::make_shared<MultiNormal>(context.estimator, data::type::continuous, setup);
+  else
+    out = std::make_shared<Normal>(context.estimator, setup);
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
 }

@@ -28,7 +28,8 @@ struct outcome_context {
   /// The cells that expressions read, by name; they outlive the models.
   const std::unordered_map<std::string, model::parameter_info>* cells = nullptr;
   priors prior;
-  bool imputes = true;  ///< the equation draws the missing values of its outcome
+  bool imputes = true;    ///< the equation draws the missing values of its outcome
+  bool in_block = false;  ///< its residual is correlated with others: see make_block
 };
 
 /// The units of the outcome's level, as the sampler counts levels.
@@ -39,7 +40,7 @@ unsigned outcome_level(const Model& model, const working_data& working);
 estimator::compute bound_column(std::unique_ptr<evaluate::node> tree);
 
 /// The outcome model of an equation, or of a PARAMETERS statement: one class per kind and link. The equation
-/// has passed check_available.
+/// has passed check_available, and is no block.
 std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context);
 
 }  // namespace tovik::sem

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "random/constants.hpp"
+#include "sem/outcomes/multi.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
 #include "support/error.hpp"
@@ -112,23 +113,38 @@ void joint_likelihood::find_patterns(tier& at, unsigned level) const {
   }
 }
 
-/// V of a level: a phantom that enters two of its parts with the loadings l and m adds l m' between them.
 void joint_likelihood::stack_covariances(tier& at) const {
   const index n = at.n_residuals + at.n_effects;
   at.V.zeros(n, n);
   for (const part& a : at.parts) {
     at.V.submat(a.first, a.first, arma::size(a.size, a.size)) = members_[a.member]->covariance(a.place);
-    const phantom_loadings& of_a = members_[a.member]->part(a.place).loadings;
-    for (const part& b : at.parts) {
-      if (a.member == b.member) continue;
-      const phantom_loadings& of_b = members_[b.member]->part(b.place).loadings;
-      for (index k = 0; k < of_a.size(); ++k)
-        for (index l = 0; l < of_b.size(); ++l)
-          if (of_a.terms()[k].column == of_b.terms()[l].column)
-            at.V.submat(a.first, b.first, arma::size(a.size, b.size)) +=
-                of_a.loadings().col(k) * of_b.loadings().col(l).t();
-    }
+    for (const part& b : at.parts)
+      if (a.member != b.member) add_covariance(at, a, b);
   }
+}
+
+/// A phantom that enters both parts with the loadings l and m adds l m'; two residuals of a block have its
+/// element.
+void joint_likelihood::add_covariance(tier& at, const part& a, const part& b) const {
+  const Regression &of_a = *members_[a.member], &of_b = *members_[b.member];
+  if (a.place == 0 && b.place == 0 && of_a.link != nullptr && of_a.link == of_b.link)
+    at.V(a.first, b.first) +=
+        of_a.link->covariance()(of_a.link->position_of(of_a), of_a.link->position_of(of_b));
+  const phantom_loadings &l = of_a.part(a.place).loadings, &m = of_b.part(b.place).loadings;
+  for (index i = 0; i < l.size(); ++i)
+    for (index j = 0; j < m.size(); ++j)
+      if (l.terms()[i].column == m.terms()[j].column)
+        at.V.submat(a.first, b.first, arma::size(a.size, b.size)) +=
+            l.loadings().col(i) * m.loadings().col(j).t();
+}
+
+/// No phantom of a member has its other end elsewhere.
+bool joint_likelihood::holds_all_ends() const {
+  std::map<index, int> ends;
+  for (const Regression* member : members_)
+    for (const auto& place : member->phantoms)
+      for (index column : place) ++ends[column];
+  return std::all_of(ends.begin(), ends.end(), [](const auto& entry) { return entry.second == 2; });
 }
 
 joint_likelihood::factor joint_likelihood::factor_of(const tier& at, const std::vector<index>& observed) {
@@ -204,6 +220,11 @@ void joint_likelihood::absorb(const tier& at, index unit, const factor& how, con
 }
 
 arma::Col<double> joint_likelihood::marginal(const arma::Mat<double>& data) {
+  if (!holds_all_ends()) {
+    arma::Col<double> unknown(tiers_.back().n_units());
+    unknown.fill(arma::datum::nan);
+    return unknown;
+  }
   r_.clear();
   Z_.clear();
   for (const Regression* member : members_) {
@@ -279,29 +300,6 @@ arma::Col<double> joint_likelihood::conditional(const arma::Mat<double>& data) {
     add_conditional(at, residuals, out);
   }
   return out;
-}
-
-std::vector<std::size_t> first_tied(const std::vector<std::shared_ptr<estimator::Outcome>>& models) {
-  std::vector<std::size_t> first(models.size());
-  std::iota(first.begin(), first.end(), 0);
-  std::map<arma::uword, std::size_t> holder;  // of each phantom's column
-  for (std::size_t i = 0; i < models.size(); ++i) {
-    for (const auto& place : models[i]->phantoms) {
-      for (arma::uword column : place) {
-        const auto [found, is_new] = holder.try_emplace(column, i);
-        std::size_t const a = first[i], b = first[found->second];
-        if (!is_new) std::replace(first.begin(), first.end(), std::max(a, b), std::min(a, b));
-      }
-    }
-  }
-  std::vector<bool> normal(models.size(), true);
-  for (std::size_t i = 0; i < models.size(); ++i) {
-    const auto* equation = dynamic_cast<const Regression*>(models[i].get());
-    if (equation == nullptr || !equation->is_normal()) normal[first[i]] = false;
-  }
-  for (std::size_t i = 0; i < models.size(); ++i)
-    if (!normal[first[i]]) first[i] = i;
-  return first;
 }
 
 }  // namespace tovik::sem

@@ -10,18 +10,18 @@
 
 namespace tovik::sem {
 
-/// The density of the observed cells of several equations that phantoms tie together, with the scores of the
-/// phantoms integrated out.
+/// The density of the observed cells of several equations that phantoms or a block tie together, with the
+/// scores of the phantoms integrated out.
 ///
 /// At a unit c of the l-th level of the data stand the residuals e of the equations of that level and the
 /// random effects g that equations below have there. Stacked they are
 ///
 ///   (e_c, g_c) ~ N(0, V_l),
 ///
-/// V_l with the covariance matrices of the equations on its diagonal and the covariances rho sqrt(v w), which
-/// the phantoms carry, beside them. An outcome has y - Xb = Z h + e, h the effects of all levels above its
-/// own. Only the observed outcomes of a unit count: the rows of their residuals and of Z, the submatrix of
-/// V_l.
+/// V_l with the covariance matrices of the equations on its diagonal and beside them the covariances that the
+/// phantoms carry, rho sqrt(v w), or that are elements of a block. An outcome has y - Xb = Z h + e, h the
+/// effects of all levels above its own. Only the observed outcomes of a unit count: the rows of their
+/// residuals and of Z, the submatrix of V_l.
 class joint_likelihood {
  public:
   /// `members`: equations that are normal, in the order of their list. They and `working` must outlive the
@@ -34,8 +34,8 @@ class joint_likelihood {
   ///
   /// The effects given: at each unit the density of e_c given g_c.
   arma::Col<double> conditional(const arma::Mat<double>& data);
-  /// The effects integrated out. Throws numeric_error "chol(): decomposition failed" when a covariance matrix
-  /// is not positive definite.
+  /// The effects integrated out; NaN where a phantom ties them to an equation that is no member. Throws
+  /// numeric_error "chol(): decomposition failed" when a covariance matrix is not positive definite.
   arma::Col<double> marginal(const arma::Mat<double>& data);
 
  private:
@@ -78,6 +78,8 @@ class joint_likelihood {
   tier make_tier(unsigned level, const working_data& working) const;
   void find_patterns(tier& at, unsigned level) const;
   void stack_covariances(tier& at) const;
+  void add_covariance(tier& at, const part& a, const part& b) const;
+  bool holds_all_ends() const;
   static factor factor_of(const tier& at, const std::vector<arma::uword>& observed);
   void absorb(const tier& at, arma::uword unit, const factor& how, const double* below, double* above);
   void whiten(const tier& at, arma::uword unit, const factor& how);
@@ -91,9 +93,5 @@ class joint_likelihood {
   std::vector<std::vector<arma::Mat<double>>> Z_;  ///< of each member, per level
   arma::Mat<double> W_, N_, D_, H_;                ///< scratch of absorb
 };
-
-/// For each of the models the first of those that phantoms tie it to, or itself; no ties beyond models that
-/// are normal equations: what holds a phantom together with another kind keeps its density given the scores.
-std::vector<std::size_t> first_tied(const std::vector<std::shared_ptr<estimator::Outcome>>& models);
 
 }  // namespace tovik::sem

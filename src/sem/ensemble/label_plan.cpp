@@ -101,6 +101,17 @@ void check_derived_places(const ModelList& list, const planned_label& label) {
   }
 }
 
+/// The covariance matrix of a block is drawn as a whole.
+void check_block_variances(const ModelList& list, const planned_label& label) {
+  for (const model::constraint_info& info : label.places) {
+    if (info.kind != place::variance || list.has_multi(list[info.model]) < 0) continue;
+    throw error(
+        "ERROR: Cannot specify priors or constraints for variances in multivariate models.\n"
+        "       Phantom variable correlations are required.\n"
+        "       Set 'OPTIONS: use_phantom;' and rerun the model.");
+  }
+}
+
 class planner {
  public:
   explicit planner(const ModelList& list) : list_(list), computed_(list) {}
@@ -184,7 +195,10 @@ class planner {
     if (label.prior >= 0 && has_place(label, place::random))
       throw error("ERROR: Cannot specify random effect variance constraints.\n" +
                   ("       the parameter labeled '" + label.name) + "' was used\n       more than once.");
-    if (label.role != label_role::derived) return;
+    if (label.role != label_role::derived) {
+      check_block_variances(list_, label);
+      return;
+    }
     check_derived_places(list_, label);
     for (const std::string& name : computed_.all_reads(label.key)) check_read(label, name);
   }
@@ -196,7 +210,7 @@ class planner {
     if (found != position_.end()) {
       const planned_label& read = out_[found->second];
       if (read.role == label_role::drawn) return;
-      if (read.role == label_role::correlation && has_place(read, place::phantom)) return;
+      if (read.role == label_role::correlation) return;
     }
     throw error("ERROR: Could not find parameter name in map.\n       The computed parameter '" + label.name +
                 "' is used in an equation and cannot depend on '" + name +
@@ -211,6 +225,11 @@ class planner {
 };
 
 }  // namespace
+
+bool is_driven_correlation(const planned_label& label) {
+  if (label.role != label_role::correlation) return false;
+  return label.prior >= 0 || !label.followers.empty() || label.places.size() > 1;
+}
 
 std::vector<planned_label> plan_labels(const ModelList& list) {
   return planner(list).plan();

@@ -33,6 +33,10 @@ struct planned_label {
   std::vector<unsigned> followers;
 };
 
+/// A correlation that does not just move with its covariance matrix: it has a prior, stands in other places,
+/// or moves what does.
+bool is_driven_correlation(const planned_label& label);
+
 /// The labels of the equations in natural order, then the parameters that have a prior and stand in no
 /// equation, in the order of their statements.
 ///
@@ -41,7 +45,8 @@ struct planned_label {
 /// or of the prior depend on them.
 ///
 /// Throws tovik::error for a computed parameter that labels what cannot follow others (a random effect
-/// variance, a correlation, the variance of an outcome in a block) or that reads what its own label moves.
+/// variance, a correlation, the variance of an outcome in a block) or that reads what its own label moves,
+/// and for any label of a residual variance that a block draws.
 std::vector<planned_label> plan_labels(const ModelList& list);
 
 }  // namespace tovik::sem

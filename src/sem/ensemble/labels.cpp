@@ -13,6 +13,7 @@
 #include "sem/ensemble/pooled_variance.hpp"
 #include "sem/ensemble/sheared_label.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/multi_struct.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
@@ -160,7 +161,13 @@ class wiring {
       else
         phantom.follow(*leader);
     }
-    if (leader == nullptr) return;
+    if (leader == nullptr) {
+      join_block(label, others);
+      return;
+    }
+    for (const constraint_info& info : label.places)
+      if (info.kind == place::correlation)
+        others += *model(info.model).constraint(parameter_type::phantom_correlation, info.position, 0);
     const bool moves_equations =
         !others.likelihoods.empty() || !others.links.empty() || !label.followers.empty();
     double start = leader->params()(0);
@@ -174,6 +181,45 @@ class wiring {
       leader->addRho(others, label.prior >= 0, moves_equations);
     correlations_.push_back({leader, &label, start});
     bind(label.key, leader->constraint(parameter_type::phantom_correlation, 0, 0)->ptr());
+  }
+
+  /// A correlation of a block alone, which the block draws whether or not it has a prior and other places.
+  void join_block(const planned_label& label, constraint& others) {
+    const auto here = std::find_if(label.places.begin(), label.places.end(), [](const constraint_info& info) {
+      return info.kind == place::correlation;
+    });
+    if (here == label.places.end()) return;
+    const auto handle = model(here->model).constraint(parameter_type::phantom_correlation, here->position, 0);
+    bind(label.key, handle->ptr());
+    if (!is_driven_correlation(label)) return;
+    const bool moves_equations =
+        !others.likelihoods.empty() || !others.links.empty() || !label.followers.empty();
+    double start = handle->value;
+    if (label.prior >= 0) {
+      const auto prior = model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
+      const bool written = start != 0.0;
+      if (!written && std::fabs(prior->value) < 1.0) start = prior->value;
+      others += *prior;
+    }
+    for (unsigned follower : label.followers) follow(computation(follower), others);
+    auto& block = dynamic_cast<MultiStruct&>(model(here->model));
+    block.drive_correlation(here->position, others, label.prior >= 0, moves_equations);
+    blocks_.push_back({&block, here->position, &label, start});
+  }
+
+  /// As settle_correlations() does with phantoms: towards 0 until the matrices of the blocks have them.
+  void settle_blocks() const {
+    constexpr int steps = 20;
+    for (const block_correlation& c : blocks_) {
+      bool settled = false;
+      for (int step = 0; step <= steps && !settled; ++step) {
+        const double x = c.start * (1.0 - static_cast<double>(step) / steps);
+        settled = admits(*c.label, x) && c.block->start_correlation(c.position, x);
+      }
+      if (settled) continue;
+      throw error("ERROR: The prior of the correlation '" + c.label->name +
+                  "' leaves its outcomes no covariance matrix.");
+    }
   }
 
   /// The middles of several priors may leave an outcome nothing beside its correlations: all starts then go
@@ -365,6 +411,7 @@ class wiring {
       for (double* link : drawn_[k].constraint->links) *link = starts[k];
     }
     settle_correlations();
+    settle_blocks();
     // With every label in place, what follows from them.
     for (Computation* node : computations_of(world_.models)) node->update();
     for (std::size_t k = 0; k < drawn_.size(); ++k) drawn_[k].constraint->write(starts[k]);
@@ -390,6 +437,13 @@ class wiring {
     double start;
   };
   std::vector<labelled_correlation> correlations_;
+  struct block_correlation {
+    MultiStruct* block;
+    unsigned position;
+    const planned_label* label;
+    double start;
+  };
+  std::vector<block_correlation> blocks_;
 };
 
 }  // namespace

@@ -10,8 +10,10 @@
 #include "model/row_table.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/joint_likelihood.hpp"
+#include "sem/ensemble/label_plan.hpp"
 #include "sem/ensemble/latent_starts.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/ensemble/make_block.hpp"
 #include "sem/ensemble/random_effect_links.hpp"
 #include "sem/ensemble/starts.hpp"
 #include "sem/ensemble/written_columns.hpp"
@@ -62,8 +64,9 @@ std::vector<following_columns> centered_copies(const predictor_models& predictor
   return out;
 }
 
-bool is_equation(const Model& model) {
-  return model::is_equation(model.kind());
+/// An outcome with data of its own.
+bool has_data(const Model& model) {
+  return model::has_predictors(model.kind());
 }
 
 /// The identifiers of the clusters above the outcome, the nearest level first.
@@ -92,7 +95,7 @@ bool writes(const Model& model, unsigned column) {
 /// their densities stand in its likelihood list.
 bool imputes(const ModelList& list, std::size_t i) {
   for (std::size_t j = 0; j < i; ++j) {
-    if (!is_equation(list[j])) continue;
+    if (!model::speaks_of_variables(list[j].kind())) continue;
     for (unsigned column : list[i].yind())
       if (writes(list[j], column)) return false;
   }
@@ -132,8 +135,16 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
   context.cells = &cells_;
   context.mutable_columns = written_columns(list, data);
   mark_written(predictors, context.mutable_columns);
+  const std::vector<bool> in_block = block_members(list);
+  const bool any_block = std::find(in_block.begin(), in_block.end(), true) != in_block.end();
+  const std::vector<planned_label> labels = any_block ? plan_labels(list) : std::vector<planned_label>();
   for (std::size_t i = 0; i < list.size(); ++i) {
+    if (list[i].is_multi()) {
+      models.push_back(make_block(list, list[i], models, this, prior, labels));
+      continue;
+    }
     context.imputes = imputes(list, i);
+    context.in_block = in_block[i];
     models.push_back(make_outcome(list[i], context));
     names_.push_back(is_phantom(list[i]) ? Model::correlationParse(list[i]) : list[i].name());
   }
@@ -166,7 +177,7 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
   latent.write(data, *rng_);
   for (std::size_t i = 0; i < list.size(); ++i) {
     const Model& model = list[i];
-    if (!is_equation(model) || is_phantom(model)) {
+    if (!has_data(model)) {
       starts.emplace_back(is_phantom(model) ? 1 : 0, arma::fill::zeros);
       moments.emplace_back();
       continue;
@@ -180,7 +191,7 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
                                     latent.slopes(i, std::sqrt(own.variance))));
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (!is_equation(list[i]) || is_phantom(list[i])) continue;
+    if (!has_data(list[i])) continue;
     const unsigned level = outcome_level(list[i], working_);
     const std::vector<unsigned> columns = list[i].yind();
     for (std::size_t k = 0; k < columns.size(); ++k) {
@@ -190,12 +201,14 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
     }
   }
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (!is_equation(list[i])) continue;
+    if (!has_data(list[i]) && !is_phantom(list[i])) continue;
     models[i]->addStarts(starts[i]);
     models[i]->publish(data);
     if (prior.scaled && working_.observed != nullptr && !moments[i].empty())
       models[i]->scale_priors(moments[i].front().variance, *working_.observed);
   }
+  for (const model_ptr& model : models)
+    if (auto* block = dynamic_cast<Multi*>(model.get())) block->start();
 }
 
 /// Everything downstream finds a value by the position of its name.
@@ -214,7 +227,7 @@ void Outcomes::check_rows(const ModelList& list, const model::row_table& rows,
 void Outcomes::check_propriety(const ModelList& list, const model::row_table& rows,
                                const arma::Mat<double>& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (!is_equation(list[i]) || is_phantom(list[i])) continue;
+    if (!has_data(list[i])) continue;
     const estimator::Outcome::equation_names names = {list[i].name(), level_names(list[i]),
                                                       coefficient_names(rows.rows(i))};
     models[i]->check_design(data, names);

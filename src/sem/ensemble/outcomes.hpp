@@ -96,9 +96,9 @@ class Outcomes : public virtual Estimator {
   arma::Mat<double> defines(const arma::Mat<double>& data) const override;
   arma::Col<double> correlations(const arma::Mat<double>& data) const override;
 
-  /// Of the observed cells alone; see observed_logLiklihood. Equations that phantoms tie together have one
-  /// joint density, which stands in the slice of the first; the others' and those of the phantoms are 0. A
-  /// marginal likelihood that cannot be computed is NaN for all units of its model.
+  /// Of the observed cells alone; see observed_logLiklihood. Equations that phantoms or a block tie together
+  /// have one joint density, which stands in the slice of the first, or of the block; the others' and those
+  /// of the phantoms are 0. A marginal likelihood that cannot be computed is NaN for all units of its model.
   arma::Cube<double> likelihood(const arma::Mat<double>& data) const override;
   /// How many cells of the outcomes were not observed.
   arma::uword n_unobserved() const;
@@ -151,8 +151,8 @@ class Outcomes : public virtual Estimator {
   std::vector<std::string> names_;               ///< of the models, for messages
   std::vector<estimator::tune_obj*> proposals_;  ///< of models and shared parameters; filled on first use
   residual_correlations residual_correlations_;
-  std::vector<std::size_t> tied_;  ///< for each model the first of those that phantoms tie it to
-  std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at the first of those, else null
+  std::vector<std::size_t> tied_;  ///< for each model the one in whose slice its density stands
+  std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at these where there are several, else null
   std::vector<std::shared_ptr<estimator::constraint>> constraints;
   std::vector<std::unique_ptr<joint_coefficients>> blocks_;           ///< drawn before the models
   std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name

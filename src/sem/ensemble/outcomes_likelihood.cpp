@@ -7,6 +7,7 @@
 #include "sem/ensemble/joint_likelihood.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/ensemble/outcomes.hpp"
+#include "sem/ensemble/tied_models.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -22,12 +23,17 @@ bool has_random_effects(const estimator::Outcome& model) {
   return false;
 }
 
+/// The density of a member is that of its block.
+bool counts(const estimator::Outcome& model) {
+  return has_likelihood(model) && model.link == nullptr;
+}
+
 }  // namespace
 
 arma::Col<double> Outcomes::logLiklihood(const arma::Mat<double>& data, int level) const {
   arma::Col<double> out(working_.n_units(static_cast<unsigned>(level)), arma::fill::zeros);
   for (const model_ptr& model : models) {
-    if (!has_likelihood(*model) || static_cast<int>(model->level) > level) continue;
+    if (!counts(*model) || static_cast<int>(model->level) > level) continue;
     out += model->logLiklihood(data, level);
   }
   return out;
@@ -36,7 +42,7 @@ arma::Col<double> Outcomes::logLiklihood(const arma::Mat<double>& data, int leve
 double Outcomes::logLiklihood(const arma::Mat<double>& data) const {
   double sum = 0.0;
   for (const model_ptr& model : models) {
-    if (has_likelihood(*model)) sum += model->logLiklihood(data);
+    if (counts(*model)) sum += model->logLiklihood(data);
   }
   return sum;
 }
@@ -50,13 +56,15 @@ double Outcomes::computeLL(const arma::Mat<double>& data) const {
 }
 
 void Outcomes::tie_likelihoods() {
-  tied_ = first_tied(models);
+  tied_ = tied_models(models);
   joint_.resize(models.size());
   for (std::size_t i = 0; i < models.size(); ++i) {
     if (std::count(tied_.begin(), tied_.end(), i) < 2) continue;
     std::vector<const Regression*> members;
-    for (std::size_t j = 0; j < models.size(); ++j)
-      if (tied_[j] == i) members.push_back(dynamic_cast<const Regression*>(models[j].get()));
+    for (std::size_t j = 0; j < models.size(); ++j) {
+      const auto* equation = dynamic_cast<const Regression*>(models[j].get());
+      if (tied_[j] == i && equation != nullptr) members.push_back(equation);
+    }
     joint_[i] = std::make_unique<joint_likelihood>(std::move(members), working_);
   }
 }

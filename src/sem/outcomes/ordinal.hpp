@@ -28,7 +28,8 @@ struct orbit_scale;
 /// Where other equations read Y*, integrating it out would leave their densities out: a move of the
 /// thresholds then carries every Y* along, stretched to the new width of its category, and Y* moves by
 /// Metropolis within it. A solved distribution of Y* serves in place of the equation's own. A missing
-/// category is that of its Y*, which is free, or moves by a random walk where other equations read it.
+/// category is that of its Y*, which is free, or moves by a random walk where other equations read it. In a
+/// block of outcomes with correlated residuals Y* is that of the equation given the others' residuals.
 class Ordinal : public Regression {
  public:
   /// Prior variance of the coefficients.
@@ -85,6 +86,8 @@ class Ordinal : public Regression {
   double residual_variance() const override { return sigma2_; }
   const arma::Col<double>* response(const arma::Mat<double>&) override { return &propensity.values; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
+  void subtract_from_response(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                              double* mu) const override;
   void draw_auxiliary(arma::Mat<double>& data) override;
   /// Multiplies thresholds, Y*, the coefficients that are drawn and the effects by a common factor.
   void draw_own(const arma::Mat<double>& data) override;

@@ -21,6 +21,7 @@ void Ordinal::read_distribution(const arma::Mat<double>& data) {
     return;
   }
   predictor(data, mean_);
+  if (const arma::Col<double>* others = read_others(data)) mean_ += *others;
   const double v = residVar();
   sd_.set_size(v == 1.0 ? 0 : n_units);
   sd_.fill(std::sqrt(v));

@@ -3,10 +3,10 @@
 #include <cmath>
 #include <utility>
 
+#include "sem/outcomes/multi.hpp"
 #include "sem/scan/small_cholesky.hpp"
 #include "sem/wiring/estimator.hpp"
 #include "support/error.hpp"
-#include "support/not_available.hpp"
 
 namespace tovik::sem {
 namespace {
@@ -131,6 +131,7 @@ void Regression::begin_scan(const arma::Mat<double>& data) {
     scan_->begin(data, *values, betas_, u, scale());
   else
     scan_->begin(data, betas_, u, scale());
+  if (const arma::Col<double>* others = read_others(data)) scan_->subtract(others->memptr());
   if (parts_[0].empty()) return;
   parts_[0].loadings.means(data, unit_rows(), means_.residual);
   scan_->subtract(means_.residual.memptr());
@@ -155,6 +156,7 @@ void Regression::draw(arma::Mat<double>& data) {
   for (unsigned L = 0; L < n_levels; ++L) draw_covariance(data, L);
   draw_values(data);
   check_residual(data);
+  leave_residual();
   driven_.anchor(betas_);
   update_shares();
 }
@@ -291,6 +293,7 @@ void Regression::addStarts(const arma::Col<double>& v) {
   driven_.anchor(betas_);
   for (unsigned place = 0; place <= n_levels; ++place) refresh_phantoms(place);
   start_effects();
+  if (link != nullptr) link->forget_residuals();
 }
 
 // A quarter of their standard deviations: small beside the data in whatever units, and not at zero, where
@@ -388,9 +391,4 @@ double Regression::getMissingPercent() const {
 std::vector<double> Regression::getMissingPercents() const {
   return {getMissingPercent()};
 }
-
-void Regression::addMulti(const std::shared_ptr<Multi>&) {
-  not_available::refuse("A block of outcomes with correlated residuals");
-}
-
 }  // namespace tovik::sem

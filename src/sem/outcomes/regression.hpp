@@ -88,12 +88,15 @@ class Regression : public virtual estimator::Outcome {
   arma::Mat<double> compute_predicted(const arma::Mat<double>& data) const override;
   /// Coefficients that are drawn, the elements of the covariance matrices.
   arma::uword n_estimated() const override;
-  void addMulti(const std::shared_ptr<Multi>& block) override;
 
   std::unique_ptr<correlated_side> correlated(arma::uword column) override;
 
-  /// The variance that conditions the draws: what phantoms leave of the residual variance.
-  double residVar() const { return parts_[0].empty() ? residual_variance() : parts_[0].loadings.variance(); }
+  /// The variance that conditions the draws: what phantoms, or the other outcomes of a block, leave of the
+  /// residual variance.
+  double residVar() const {
+    if (link != nullptr) return variance_given_others_;
+    return parts_[0].empty() ? residual_variance() : parts_[0].loadings.variance();
+  }
   /// Covariance and precision of the random effects given the phantoms of their level.
   const arma::Mat<double>& Sigma_s(const int& L) const {
     const auto l = static_cast<std::size_t>(L);
@@ -129,6 +132,18 @@ class Regression : public virtual estimator::Outcome {
   void read_part(unsigned place, const arma::Mat<double>& data);
   /// The row of the data for each unit that the phantoms of a place have; null for every row.
   const arma::Col<arma::uword>* phantom_rows(unsigned place) const;
+
+  // A member of a block of outcomes with correlated residuals (see Multi): regression_block.cpp.
+
+  /// Before the first draw. Likelihoods are from then on those of the block.
+  void addMulti(const std::shared_ptr<Multi>& block) override;
+  /// The residual variance as the block has drawn it, and what is left of it given the other residuals.
+  void take_variances(double whole, double given_others);
+  /// Between its own draws nothing moves the residual of a unit.
+  bool residual_is_own() const;
+  /// y* - eta of every unit; of some units, without looking at others.
+  void residual_into(const arma::Mat<double>& data, double* out) const;
+  void residual_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units, double* out) const;
 
   void publish_effects(arma::Mat<double>& data) const override;
   void accept_together(unsigned L) override { together_[L] = true; }
@@ -231,6 +246,9 @@ class Regression : public virtual estimator::Outcome {
   }
   /// Writes the response of every unit at the data to `out`.
   virtual void copy_response(const arma::Mat<double>& data, double* out) const = 0;
+  /// mu[k] := response of the k-th unit less mu[k]. For a kind that can be in a block.
+  virtual void subtract_from_response(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                                      double* mu) const;
   /// Before the coefficients: what makes the response (thresholds and scores, weights of an augmentation).
   virtual void draw_auxiliary(arma::Mat<double>&) {}
   /// While true, unit_log_density takes what draw_auxiliary drew as given, up to a constant of the units.
@@ -317,12 +335,15 @@ class Regression : public virtual estimator::Outcome {
   void refresh_followers(arma::Mat<double>& data) const;
   /// The density of the units, as one address for all who hold it.
   const void* source() const {
-    return this;
+    return link != nullptr ? static_cast<const void*>(link.get()) : this;
   }
   /// The unit of the first prior of a variance of effects.
   double effect_unit(unsigned L, arma::uword j) const {
     return effect_units_[L](j);
   }
+  /// In a block: the mean of the residuals given those of the others at the data, kept until the next call.
+  /// Else null.
+  const arma::Col<double>* read_others(const arma::Mat<double>& data);
   /// A handle on a field of this model.
   std::shared_ptr<estimator::constraint> handle(double* address, unsigned at_level,
                                                 double variance = 1.0) const;
@@ -334,6 +355,8 @@ class Regression : public virtual estimator::Outcome {
   void make_scan(const equation_setup& setup);
   void begin_scan(const arma::Mat<double>& data);
   void check_residual(const arma::Mat<double>& data) const;
+  void leave_residual();
+  void densities(const arma::Mat<double>& data, arma::Col<double>& out) const;
   unsigned draw_coefficients(const arma::Mat<double>& data);
   unsigned draw_integrated(const arma::Mat<double>& data);
   unsigned integrated_level() const;
@@ -379,6 +402,8 @@ class Regression : public virtual estimator::Outcome {
   std::vector<arma::Col<double>> effect_units_;    ///< per level
   std::vector<phantom_part> parts_;                ///< residual, then per level
   std::vector<bool> together_;                     ///< per level
+  double variance_given_others_ = 1.0;             ///< of a member of a block, as is:
+  arma::Col<double> given_others_;                 ///< the mean of its residuals
   scan::effects_walk walk_;
   bool reads_own_effects_ = false;      ///< a column of its own design is one of its random effects
   bool varies_by_own_effects_ = false;  ///< among them one that a random effect multiplies

@@ -1,51 +1,70 @@
-// Coefficients that are drawn together with those of other equations, or with parameters that stand at
-// several of them.
+// A regression in a block of outcomes with correlated residuals: what it takes from the block, what it leaves
+// there.
 
 #include <algorithm>
 
+#include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/regression.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
-void Regression::label_coefficient(arma::uword j) {
-  labelled_.push_back(j);
-  driven_.add(j);
-  split_coefficients();
+// The part of the residual that the others explain is taken out of it in every scan.
+void Regression::addMulti(const std::shared_ptr<Multi>& block) {
+  if (!is_normal()) throw error_debug("The residual of the outcome cannot be in a block.");
+  link = block;
+  variance_given_others_ = residual_variance();
+  scan_->keep_rows();
 }
 
-/// The scan draws labelled coefficients with the others; to all else they are parameters from outside.
-void Regression::split_coefficients() {
-  const auto labelled = [this](arma::uword j) {
-    return std::find(labelled_.begin(), labelled_.end(), j) != labelled_.end();
-  };
-  std::vector<arma::uword> drawn;
-  for (arma::uword j : scan_->terms().free)
-    if (!labelled(j)) drawn.push_back(j);
-  free = arma::Col<arma::uword>(drawn);
-  fixed = arma::join_cols(scan_->terms().fixed, arma::Col<arma::uword>(labelled_));
+void Regression::take_variances(double whole, double given_others) {
+  if (has_units()) set_residual_variance(whole);
+  variance_given_others_ = given_others;
 }
 
-void Regression::share_coefficients(const std::shared_ptr<scan::coefficient_block>& block,
-                                    const arma::Col<arma::uword>& parameters) {
-  scan_->share(block, parameters);
+bool Regression::residual_is_own() const {
+  const auto& design = scan_->terms().terms;
+  return driven_.empty() && design.x.all_static() && (missing || missing_rows.is_empty()) &&
+         std::all_of(design.z.begin(), design.z.end(),
+                     [](const scan::columns& level) { return level.all_static(); });
 }
 
-bool Regression::make_ready(arma::Mat<double>& data) {
-  draw_auxiliary(data);
-  return true;
+const arma::Col<double>* Regression::read_others(const arma::Mat<double>& data) {
+  if (link == nullptr) return nullptr;
+  link->given_others(*this, data, given_others_);
+  return &given_others_;
 }
 
-void Regression::collect_coefficients(const arma::Mat<double>& data) {
-  begin_scan(data);
-  draw_integrated(data);
+void Regression::leave_residual() {
+  if (link != nullptr) link->keep_residual(*this, scan_->r(), given_others_);
 }
 
-void Regression::follow_coefficients(arma::Mat<double>& data) {
-  const unsigned L = integrated_level();
-  if (L == n_levels) return;
-  begin_scan(data);
-  if (!draw_nested(L)) scan_->keep_coefficients(betas_);
-  draw_effects(data, L);
+void Regression::residual_into(const arma::Mat<double>& data, double* out) const {
+  arma::Col<double> r(out, n_units, false, true);
+  copy_response(data, out);
+  add_predictor(data, -1.0, r);
+}
+
+void Regression::residual_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                             double* out) const {
+  predictor_at(data, units, out);
+  subtract_from_response(data, units, out);
+}
+
+void Regression::subtract_from_response(const arma::Mat<double>&, const arma::Col<arma::uword>&,
+                                        double*) const {
+  throw error_debug("The residual of the outcome cannot be in a block.");
+}
+
+/// Log density of every unit: that of its block, if it is in one.
+void Regression::densities(const arma::Mat<double>& data, arma::Col<double>& out) const {
+  if (link != nullptr) {
+    out.set_size(n_units);
+    link->unit_densities(data, out.memptr());
+    return;
+  }
+  predictor(data, out);
+  unit_log_density(data, nullptr, out.n_elem, out.memptr(), out.memptr());
 }
 
 }  // namespace tovik::sem

@@ -148,7 +148,8 @@ void Regression::draw_published(arma::Mat<double>& data, unsigned L, const arma:
   re_tune[L].accepted += accepted;
   re_tune[L].total += n;
   write_effects(data, L);
-  if (reads_own_effects_) {
+  // Other outcomes of a block may read the effects, too.
+  if (reads_own_effects_ || link != nullptr) {
     begin_scan(data);
     scan_->keep_coefficients(betas_);
     return;

@@ -6,6 +6,7 @@
 
 #include "random/constants.hpp"
 #include "random/densities.hpp"
+#include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/regression.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/cross_products.hpp"
@@ -78,7 +79,8 @@ double Regression::residual_error(const arma::Mat<double>& data) const {
   const arma::Mat<double> r = Regression::compute_residual(data);
   double worst = 0.0, size = 1.0;
   for (arma::uword i = 0; i < n_units; ++i) {
-    worst = std::max(worst, std::fabs(r(i) - scan_->r()(i)));
+    const double others = link == nullptr ? 0.0 : given_others_(i);
+    worst = std::max(worst, std::fabs(r(i) - others - scan_->r()(i)));
     size = std::max(size, std::fabs(scan_->y()(i)));
   }
   return worst / size;
@@ -137,10 +139,10 @@ arma::Col<double> Regression::compute_logLiklihood(const arma::Mat<double>& data
   const int above = at_level - static_cast<int>(level);
   validate_level(above);
   arma::Col<double> sums;
-  if (above > 0 && log_likelihood_from_sums(static_cast<unsigned>(above), sums)) return sums;
+  if (above > 0 && link == nullptr && log_likelihood_from_sums(static_cast<unsigned>(above), sums))
+    return sums;
   arma::Col<double> values;
-  predictor(data, values);
-  unit_log_density(data, nullptr, values.n_elem, values.memptr(), values.memptr());
+  densities(data, values);
   return sums_at(static_cast<unsigned>(above), std::move(values));
 }
 
@@ -159,6 +161,7 @@ arma::Col<double> Regression::sums_at(unsigned above, arma::Col<double> values) 
 
 arma::Col<double> Regression::observed_logLiklihood(const arma::Mat<double>& data,
                                                     const int& at_level) const {
+  if (link != nullptr) throw error_debug("The observed cells of a block have one density.");
   if (missing_rows.is_empty()) return logLiklihood(data, at_level);
   const int above = at_level - static_cast<int>(level);
   validate_level(above);
@@ -240,6 +243,10 @@ const double* Regression::log_densities_at(const arma::Mat<double>& data,
                                            const arma::Col<arma::uword>& units) const {
   arma::uword const n = units.n_elem;
   if (part_.mu.size() < n) part_.mu.resize(n);
+  if (link != nullptr) {
+    link->densities_at(data, units, part_.mu.data());
+    return part_.mu.data();
+  }
   predictor_at(data, units, part_.mu.data());
   unit_log_density(data, units.memptr(), n, part_.mu.data(), part_.mu.data());
   return part_.mu.data();
@@ -306,6 +313,7 @@ arma::Col<double> Regression::fixed_residual(const arma::Mat<double>& data) cons
 }
 
 arma::Col<double> Regression::compute_marginal_logLiklihood(const arma::Mat<double>& data) const {
+  if (link != nullptr) throw error_debug("The effects of a block have one density.");
   arma::Col<double> out;
   if (scan::cluster_statistics* sums = n_levels > 0 && !has_phantoms() ? scan_->statistics(betas_) : nullptr)
     if (sums->marginal(betas_.memptr(), Sigma, residVar(), out)) return out;
