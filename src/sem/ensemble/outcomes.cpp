@@ -12,6 +12,7 @@
 #include "sem/ensemble/joint_likelihood.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/ensemble/random_effect_links.hpp"
+#include "sem/ensemble/solvers.hpp"
 #include "sem/ensemble/starts.hpp"
 #include "sem/ensemble/written_columns.hpp"
 #include "sem/outcomes/computation.hpp"
@@ -110,6 +111,7 @@ Outcomes::Outcomes(const working_data& working, const predictor_models& predicto
   check_phantoms(list, models);
   link_random_effects(list, models, working_.units(), data);
   wire_likelihood_lists(models, working_.units(), data, centered_copies(predictors));
+  if (use_autosolver) solve_variables({list, models, cells_, *rng_});
   tie_labels(list, data, prior);
   bind_definitions(list);
   const model::row_table rows(list);
@@ -139,7 +141,11 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
 
 void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior) {
   computations_ = computations_of(models);
-  for (drawn_label& label : wire_labels({list, models, cells_, data, *rng_, prior})) {
+  std::vector<drawn_label> labels = wire_labels({list, models, cells_, data, *rng_, prior});
+  if (use_autosolver) {
+    for (drawn_label& label : labels) solve_label({list, models, cells_, *rng_}, prior, label);
+  }
+  for (drawn_label& label : labels) {
     constraint_map[label.constraint->name] = {label.name, label.appearances, false};
     constraints.push_back(std::move(label.constraint));
   }

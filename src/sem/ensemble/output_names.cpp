@@ -13,7 +13,7 @@ namespace {
 std::string full_name(const Model& model) {
   std::vector<std::string> names;
   for (const model::anyVariable& outcome : model.outcomes) names.push_back(outcome.fullname_noModifer());
-  return join(names, " ");
+  return tovik::join(names, " ");
 }
 
 /// The full name behind the shown name of an effect; effects of computed terms keep theirs.

@@ -37,6 +37,11 @@ void Normal::copy_response(const arma::Mat<double>& data, double* out) const {
   for (arma::uword i = 0; i < n_units; ++i) out[i] = scale_.at(data, i);
 }
 
+void Normal::response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                         double* out) const {
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] = scale_.at(data, units(k));
+}
+
 void Normal::draw_own(const arma::Mat<double>& data) {
   if (!estimate_resid) return;
   if (!part(0).empty()) {

@@ -116,6 +116,10 @@ void Ordinal::copy_response(const arma::Mat<double>&, double* out) const {
   std::copy_n(propensity.values.memptr(), n_units, out);
 }
 
+void Ordinal::response_at(const arma::Mat<double>&, const arma::Col<arma::uword>& units, double* out) const {
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] = propensity.values(units(k));
+}
+
 void Ordinal::unit_log_density(const arma::Mat<double>&, const arma::uword* units, arma::uword n,
                                const double* mu, double* out) const {
   const double v = residVar(), each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;

@@ -78,6 +78,8 @@ class Ordinal : public Regression {
   double residual_variance() const override { return sigma2_; }
   const arma::Col<double>* response(const arma::Mat<double>&) override { return &propensity.values; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
+  void response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                   double* out) const override;
   void draw_auxiliary(arma::Mat<double>& data) override;
   void draw_values(arma::Mat<double>&) override {}
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
