@@ -251,18 +251,18 @@ TEST(PlanOfALabel, EmptyWhereAComputationFeedsAnEquation) {
 }
 
 TEST(PlanOfALabel, ASharedResidualVariance) {
-  const plan found = label_plan({"y ~ x", "z ~ x", "y ~~ y@v", "z ~~ z@v"}, {}, "v");
+  const plan found = label_plan({"y ~ x", "z ~ x", "y ~~ y@s", "z ~~ z@s"}, {}, "s");
   ASSERT_EQ(found.size(), 2u);
   for (const auto& entry : found) EXPECT_EQ(entry.type, distribution_type::variance);
-  EXPECT_EQ(label_plan({"y ~ x", "y ~~ y@v"}, {"v ~ invgamma(2, 3)"}, "v").size(), 1u);
+  EXPECT_EQ(label_plan({"y ~ x", "y ~~ y@s"}, {"s ~ invgamma(2, 3)"}, "s").size(), 1u);
 }
 
 TEST(PlanOfALabel, EmptyForVariancesOfOtherKinds) {
-  EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@v"}, {"v ~ gamma(2, 3)"}, "v").empty());
-  EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@v"}, {"v ~ normal(2, 3)"}, "v").empty());
-  EXPECT_TRUE(label_plan({"yjt(y) ~ x", "y ~~ y@v", "z ~ x", "z ~~ z@v"}, {}, "v").empty());
-  EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@v", "z ~ x@v"}, {}, "v").empty());
-  EXPECT_TRUE(label_plan({"y ~ x", "bin ~ x", "y <-> bin", "y ~~ y@v", "logit(two) ~ x", "two <-> y"}, {}, "v")
+  EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@s"}, {"s ~ gamma(2, 3)"}, "s").empty());
+  EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@s"}, {"s ~ normal(2, 3)"}, "s").empty());
+  EXPECT_TRUE(label_plan({"yjt(y) ~ x", "y ~~ y@s", "z ~ x", "z ~~ z@s"}, {}, "s").empty());
+  EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@s", "z ~ x@s"}, {}, "s").empty());
+  EXPECT_TRUE(label_plan({"y ~ x", "bin ~ x", "y <-> bin", "y ~~ y@s", "logit(two) ~ x", "two <-> y"}, {}, "s")
                   .empty());
 }
 
@@ -280,7 +280,7 @@ TEST(PlanOfALabel, EmptyWithoutALabelOrAUse) {
 
 TEST(TermWithALabel, HasACoefficientOfOneUnlessOneIsAsked) {
   const auto coefficient = [](const char* term) {
-    planned run(0, {std::string("y ~ ") + term});
+    planned run(0, {std::string("y ~ ") + term}, {"b ~ normal(0, 1)"});
     return run["y"].fixed_compute.front().param;
   };
   EXPECT_EQ(coefficient("(x*b)").name(), "@1");

@@ -79,34 +79,18 @@ arma::Col<arma::uword> drawn_units(const Regression& owner, bool all) {
   return arma::regspace<arma::Col<arma::uword>>(0, owner.n_units - 1);
 }
 
-void solve_variable(const solver_world& world, unsigned model) {
-  const model::anyVariable& outcome = world.list[model].outcomes.front();
-  model::anyVariable unknown = outcome;
-  const bool propensity = world.list[model].kind() == model::kind::ordinal;
-  if (propensity) unknown.type = model::type::latent;
-  auto* owner = dynamic_cast<Regression*>(world.models[model].get());
-  if (owner == nullptr || in_block(world, model)) return;
-  // The category of a unit without one moves with its propensity: nobody else may read it then.
-  if (propensity && !owner->missing_rows.is_empty()) {
-    const auto reads = [&](const auto& other) { return other->reads(owner->y(0)); };
-    if (std::any_of(world.models.begin(), world.models.end(), reads)) return;
-  }
-  const std::vector<autosolver_info> plan = world.list.autosolverInfo(unknown);
-  if (plan.empty()) return;
-  const unsigned column = unknown.indicator().front();
-  auto solver = std::make_shared<autosolver::solver<autosolver::normal>>();
-  solver->rng = &world.rng;
-  auto units = std::make_shared<const arma::Col<arma::uword>>(drawn_units(*owner, propensity));
-  solver->functions.push_back(owner->dist_self(*units));
-  for (const autosolver_info& entry : plan) {
-    if (in_block(world, entry.model)) return;
-    const solution how = of_column(world, entry, column);
-    if (how.is_empty()) return;
-    solver->functions.push_back(regression(world, entry.model)
-                                    .distributionFunc(entry.type, how, static_cast<int>(owner->level), *units));
-  }
-  if (!propensity) solver->units = units;
-  owner->addDist(solver, distribution_type::fixed);
+/// What is drawn of the outcome of a model: its values, or its propensity.
+model::anyVariable unknown_of(const Model& model) {
+  model::anyVariable out = model.outcomes.front();
+  if (model.kind() == model::kind::ordinal) out.type = model::type::latent;
+  return out;
+}
+
+/// The category of a unit without one moves with its propensity: nobody may then read it.
+bool categories_move(const solver_world& world, const Regression& owner) {
+  if (owner.missing_rows.is_empty()) return false;
+  const auto reads = [&](const auto& other) { return other->reads(owner.y(0)); };
+  return std::any_of(world.models.begin(), world.models.end(), reads);
 }
 
 // Labels.
@@ -210,12 +194,38 @@ void solve_residual_variance(const solver_world& world, const std::vector<autoso
 
 }  // namespace
 
+std::shared_ptr<autosolver::solver<autosolver::normal>> solved_values(const solver_world& world,
+                                                                      unsigned model) {
+  const model::anyVariable unknown = unknown_of(world.list[model]);
+  const bool propensity = unknown.type == model::type::latent;
+  const auto* owner = dynamic_cast<const Regression*>(world.models[model].get());
+  if (owner == nullptr || in_block(world, model) || (propensity && categories_move(world, *owner)))
+    return nullptr;
+  const std::vector<autosolver_info> plan = world.list.autosolverInfo(unknown);
+  if (plan.empty()) return nullptr;
+  const unsigned column = unknown.indicator().front();
+  auto solver = std::make_shared<autosolver::solver<autosolver::normal>>();
+  solver->rng = &world.rng;
+  const auto units = std::make_shared<const arma::Col<arma::uword>>(drawn_units(*owner, propensity));
+  solver->functions.push_back(owner->dist_self(*units));
+  for (const autosolver_info& entry : plan) {
+    if (in_block(world, entry.model)) return nullptr;
+    const solution how = of_column(world, entry, column);
+    if (how.is_empty()) return nullptr;
+    solver->functions.push_back(regression(world, entry.model)
+                                    .distributionFunc(entry.type, how, static_cast<int>(owner->level), *units));
+  }
+  if (!propensity) solver->units = units;
+  return solver;
+}
+
 void solve_variables(const solver_world& world) {
   for (unsigned i = 0; i < world.list.size(); ++i) {
     const Model& model = world.list[i];
     if (!model::has_predictors(model.kind()) || model.outcomes.size() != 1) continue;
     const bool drawn = model.kind() == model::kind::ordinal || world.models[i]->missing;
-    if (drawn) solve_variable(world, i);
+    if (!drawn) continue;
+    if (auto solver = solved_values(world, i)) world.models[i]->addDist(solver, distribution_type::fixed);
   }
 }
 

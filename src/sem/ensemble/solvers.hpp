@@ -7,6 +7,7 @@
 
 #include "model/parameter_info.hpp"
 #include "sem/outcomes/priors.hpp"
+#include "sem/wiring/autosolver_fwd.hpp"
 #include "sem/wiring/outcome.hpp"
 
 namespace tovik {
@@ -27,9 +28,14 @@ struct solver_world {
   Random& rng;
 };
 
+/// The full conditional distribution of the values that the model with this index draws: the missing ones of a
+/// continuous outcome, all scores of a factor or a propensity. Its own equation times what each reader says of
+/// them; null where ModelList::autosolverInfo has no plan for it, and for a member of a block.
+std::shared_ptr<autosolver::solver<autosolver::normal>> solved_values(const solver_world& world,
+                                                                      unsigned model);
+
 /// Gives every incomplete outcome, factor and propensity that other equations read its full conditional
-/// distribution, where ModelList::autosolverInfo has a plan for it: its own equation times what each reader
-/// says of it. The others keep their Metropolis steps.
+/// distribution, where there is one. The others keep their Metropolis steps.
 void solve_variables(const solver_world& world);
 
 /// Puts a draw from the full conditional distribution in place of the walk of a label, where there is a plan:
