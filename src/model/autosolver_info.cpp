@@ -172,11 +172,11 @@ plan of_phantom(const ModelList& list, const anyVariable& wanted) {
     const Model& model = list[i];
     if (!model::speaks_of_variables(model.kind())) continue;
     const auto& held = model.phantoms;
-    const auto found = std::find_if(held.begin(), held.end(), [&](const anyVariable& term) {
-      return term.variable == wanted.variable;
-    });
+    const auto found = std::find_if(
+        held.begin(), held.end(), [&](const anyVariable& term) { return term.variable == wanted.variable; });
     if (found == held.end()) continue;
-    const bool normal = is_normal(model.kind()) || (model.kind() == kind::ordinal && model.link == link::probit);
+    const bool normal =
+        is_normal(model.kind()) || (model.kind() == kind::ordinal && model.link == link::probit);
     if (!normal) return {};
     // Counted among those of its own level.
     const auto position = std::count_if(held.begin(), found, [&](const anyVariable& term) {
@@ -201,10 +201,9 @@ bool moves_an_equation(const ModelList& list, const std::string& key) {
   return std::any_of(list.begin(), list.end(), [&](const Model& model) {
     if (!model::is_equation(model.kind())) return false;
     const std::vector<model::parameter> carried = model.constraints();
-    const bool carries =
-        std::any_of(carried.begin(), carried.end(), [&](const model::parameter& p) {
-          return p.has_label() && to_lower(p.label()) == key;
-        });
+    const bool carries = std::any_of(carried.begin(), carried.end(), [&](const model::parameter& p) {
+      return p.has_label() && to_lower(p.label()) == key;
+    });
     return carries || reads_label(model.fixed_compute, key) || reads_label(model.random_compute, key);
   });
 }
@@ -215,9 +214,8 @@ bool feeds_an_equation(const ModelList& list, const std::string& key) {
   for (const Model& model : list) {
     if (model.kind() != kind::computation) continue;
     const std::vector<std::string> read = model::expression_names(model.computation);
-    const bool depends = std::any_of(read.begin(), read.end(), [&](const std::string& name) {
-      return moved.count(to_lower(name)) > 0;
-    });
+    const bool depends = std::any_of(
+        read.begin(), read.end(), [&](const std::string& name) { return moved.count(to_lower(name)) > 0; });
     if (!depends) continue;
     if (moves_an_equation(list, to_lower(model.name()))) return true;
     moved.insert(to_lower(model.name()));
@@ -298,9 +296,8 @@ plan of_label(const ModelList& list, const model::parameter& p) {
       out.push_back({i, model.fixedIndicators(p), model.fixedComputeIndicators(p), distribution_type::param});
     }
   }
-  const bool mixed = std::any_of(out.begin(), out.end(), [&](const autosolver_info& entry) {
-    return entry.type != out.front().type;
-  });
+  const bool mixed = std::any_of(
+      out.begin(), out.end(), [&](const autosolver_info& entry) { return entry.type != out.front().type; });
   return mixed ? plan() : out;
 }
 
@@ -310,7 +307,7 @@ plan of_label(const ModelList& list, const model::parameter& p) {
 std::vector<model::autosolver_info> ModelList::autosolverInfo(const model::anyVariable& unknown) const {
   if (unknown.variable == nullptr) return {};
   return unknown.variable->type == data::type::phantom ? solver_plans::of_phantom(*this, unknown)
-                                                         : solver_plans::of_variable(*this, unknown);
+                                                       : solver_plans::of_variable(*this, unknown);
 }
 
 std::vector<model::autosolver_info> ModelList::autosolverInfo(const model::parameter& label) const {

@@ -132,8 +132,7 @@ class builder {
           for (const std::string& label : term.labels()) {
             // Beside a label inside, a fixed coefficient need not be the user's.
             const std::string written = "(" + term.statement + ")";
-            if (!out_.count(label))
-              does_not_exist(label, term.param.is_fixed() ? written : term.text());
+            if (!out_.count(label)) does_not_exist(label, term.param.is_fixed() ? written : term.text());
           }
         }
       }

@@ -158,7 +158,8 @@ TEST(PlanOfAPropensity, EmptyBesideTheCategoryInOneModel) {
 }
 
 TEST(PlanOfAPropensity, TheCategoryInAnotherModelIsData) {
-  EXPECT_EQ(variable_plan(0, {"bin ~ z", "y ~ bin.latent", "y2 ~ bin"}, "bin", model::type::latent).size(), 1u);
+  EXPECT_EQ(variable_plan(0, {"bin ~ z", "y ~ bin.latent", "y2 ~ bin"}, "bin", model::type::latent).size(),
+            1u);
 }
 
 TEST(PlanOfAPropensity, EmptyForALogisticOutcomeAndForTheCategory) {
@@ -262,8 +263,9 @@ TEST(PlanOfALabel, EmptyForVariancesOfOtherKinds) {
   EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@s"}, {"s ~ normal(2, 3)"}, "s").empty());
   EXPECT_TRUE(label_plan({"yjt(y) ~ x", "y ~~ y@s", "z ~ x", "z ~~ z@s"}, {}, "s").empty());
   EXPECT_TRUE(label_plan({"y ~ x", "y ~~ y@s", "z ~ x@s"}, {}, "s").empty());
-  EXPECT_TRUE(label_plan({"y ~ x", "bin ~ x", "y <-> bin", "y ~~ y@s", "logit(two) ~ x", "two <-> y"}, {}, "s")
-                  .empty());
+  EXPECT_TRUE(
+      label_plan({"y ~ x", "bin ~ x", "y <-> bin", "y ~~ y@s", "logit(two) ~ x", "two <-> y"}, {}, "s")
+          .empty());
 }
 
 TEST(PlanOfALabel, EmptyForACorrelation) {

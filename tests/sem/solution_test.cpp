@@ -1,5 +1,7 @@
 // How a linear predictor depends on an unknown: A and B of each kind of solution.
 
+#include "sem/autosolver/solution.hpp"
+
 #include <gtest/gtest.h>
 
 #include <memory>
@@ -7,7 +9,6 @@
 
 #include "evaluate/parser.hpp"
 #include "random/random.hpp"
-#include "sem/autosolver/solution.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests::solution_test {
@@ -96,8 +97,8 @@ TEST(ParameterSolution, IsTheSumOfItsColumnsAndCofactors) {
   const Label label;
   solution x = solution::parameter(label.target, {1, 2}, {0, 2});
   x += computation(label.bound("#DATA(1) * #VAR(0)"), 3);
-  x += computation(label.bound("#DATA(1)"), 3);                      // does not hold it
-  x += computation(label.bound("#DATA(1)^2"), computation::one);     // it is the coefficient
+  x += computation(label.bound("#DATA(1)"), 3);                   // does not hold it
+  x += computation(label.bound("#DATA(1)^2"), computation::one);  // it is the coefficient
   const arma::mat X = data();
   const arma::vec A = X.col(0) + X.col(2) + 0.5 * X.col(1) + arma::square(X.col(1));
   EXPECT_TRUE(arma::approx_equal(x.A_vec(X, b), A, "absdiff", 1e-14));
@@ -106,7 +107,8 @@ TEST(ParameterSolution, IsTheSumOfItsColumnsAndCofactors) {
 
 TEST(ParameterSolution, RefusesWhatIsNoParameter) {
   const Label label;
-  EXPECT_EQ(message([] { solution::parameter(tree("#DATA(0)"), {}, {}); }), "Parameter is not correctly set.");
+  EXPECT_EQ(message([] { solution::parameter(tree("#DATA(0)"), {}, {}); }),
+            "Parameter is not correctly set.");
   EXPECT_EQ(message([] { solution::parameter(nullptr, {}, {}); }), "Parameter is not correctly set.");
   EXPECT_EQ(message([&] { solution::parameter(label.target, {1}, {}); }), "Indicators must be same length.");
   EXPECT_THROW((void)solution::parameter(label.target, {}, {}).indicator(), error_debug);

@@ -67,7 +67,8 @@ void expect_solved(SolvedWorld& world, const std::string& outcome) {
 }
 
 TEST(SolvedValues, OfAPredictorAloneAndInProducts) {
-  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x z (x*z) (x*(2 - z*w) - z)", "y2 ~ x", "v ~ (x*z)"});
+  SolvedWorld world(names, columns({1}), {},
+                    {"x ~ z", "y ~ x z (x*z) (x*(2 - z*w) - z)", "y2 ~ x", "v ~ (x*z)"});
   expect_solved(world, "x");
 }
 
@@ -106,13 +107,15 @@ TEST(SolvedValues, OfTwoVariablesThatStandInOneProduct) {
 
 TEST(SolvedValues, GivenPhantomsOfTheResidualsAndOfEffects) {
   const Setting<bool> phantoms(sem::defaults::optimize_models, false);
-  SolvedWorld world(names, columns({1}), {"id"},
-                    {"x ~ z | 1", "y ~ x (x*z) | 1", "y2 ~ x | 1", "y <-> y2", "x <-> y2", "x[id] <-> y[id]"});
+  SolvedWorld world(
+      names, columns({1}), {"id"},
+      {"x ~ z | 1", "y ~ x (x*z) | 1", "y2 ~ x | 1", "y <-> y2", "x <-> y2", "x[id] <-> y[id]"});
   expect_solved(world, "x");
 }
 
 TEST(SolvedValues, OfAPropensity) {
-  SolvedWorld world(names, columns({}), {}, {"o ~ z", "y ~ o.latent (o.latent*z)", "y2 ~ o.latent"}, {}, {"o"});
+  SolvedWorld world(names, columns({}), {}, {"o ~ z", "y ~ o.latent (o.latent*z)", "y2 ~ o.latent"}, {},
+                    {"o"});
   expect_solved(world, "o");
 }
 
@@ -251,7 +254,8 @@ void expect_solved_variance(SolvedWorld& world) {
     return walk.log_density(world.data());
   };
   const double level = target(1.0) - kernel(1.0);
-  for (double v : {0.3, 0.8, 2.0, 7.0}) EXPECT_NEAR(target(v) - kernel(v), level, 1e-8 * std::fabs(level)) << v;
+  for (double v : {0.3, 0.8, 2.0, 7.0})
+    EXPECT_NEAR(target(v) - kernel(v), level, 1e-8 * std::fabs(level)) << v;
 }
 
 TEST(SolvedLabel, OfAResidualVariance) {

@@ -72,8 +72,7 @@ double SolvedWorld::log_density() const {
     const auto* model = dynamic_cast<const sem::Regression*>(outcome.get());
     if (model == nullptr) continue;
     for (unsigned L = 0; L < model->n_levels; ++L)
-      if (!model->u[L].is_empty())
-        sum += arma::accu(model->compute_Us_LL(working.data, static_cast<int>(L)));
+      if (!model->u[L].is_empty()) sum += arma::accu(model->compute_Us_LL(working.data, static_cast<int>(L)));
   }
   return sum;
 }

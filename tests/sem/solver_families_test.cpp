@@ -33,7 +33,9 @@ std::string message(F f) {
 const arma::mat no_data;
 
 TEST(NormalOfUnits, RefusesAMeanAndAVarianceOfDifferentLengths) {
-  EXPECT_EQ(message([] { values({1.0, 2.0}, arma::vec{1.0}); }),
+  EXPECT_EQ(message([] {
+              values({1.0, 2.0}, arma::vec{1.0});
+            }),
             "Distribution Mean and Variance not same elements");
 }
 
@@ -73,8 +75,7 @@ TEST(NormalOfUnits, IsDrawnWithOneNormalEachInOrder) {
   const values x({1.0, 5.0, -3.0}, arma::vec{4.0, 9.0, 0.25});
   Random a(3, 1), b(3, 1), c(3, 1);
   const arma::vec z = c.randn(3, 1), all = x.draw(&a);
-  for (arma::uword k = 0; k < 3; ++k)
-    EXPECT_DOUBLE_EQ(all[k], x.mean[k] + std::sqrt(x.variance[k]) * z[k]);
+  for (arma::uword k = 0; k < 3; ++k) EXPECT_DOUBLE_EQ(all[k], x.mean[k] + std::sqrt(x.variance[k]) * z[k]);
   const arma::vec some = x.draw({2, 0}, &b);
   EXPECT_DOUBLE_EQ(some[0], -3.0 + 0.5 * z[0]);
   EXPECT_DOUBLE_EQ(some[1], 1.0 + 2.0 * z[1]);
@@ -127,8 +128,11 @@ TEST(NormalOfAParameter, DrawsHaveItsDistributionWithinTheBounds) {
   Random rng(5, 1);
   const struct {
     double lower, upper, mean, variance;
-  } cases[] = {{-INFINITY, INFINITY, 0.4, 2.0}, {0.0, INFINITY, -0.5, 1.0}, {-INFINITY, 1.0, 3.0, 0.5},
-               {0.0, 1.0, 0.2, 0.09},           {-1000.0, 1000.0, 2.0, 0.0025}};
+  } cases[] = {{-INFINITY, INFINITY, 0.4, 2.0},
+               {0.0, INFINITY, -0.5, 1.0},
+               {-INFINITY, 1.0, 3.0, 0.5},
+               {0.0, 1.0, 0.2, 0.09},
+               {-1000.0, 1000.0, 2.0, 0.0025}};
   for (const auto& c : cases) {
     normal_1D x = normal_1D::between(c.lower, c.upper) * normal_1D(c.mean, c.variance);
     const double sd = std::sqrt(c.variance);
@@ -155,12 +159,10 @@ TEST(InverseGamma, DrawsAreReciprocalsOfGammas) {
 
 TEST(Solver, FoldsItsContributionsInOrder) {
   solver<inv_gamma> s;
-  s.functions.push_back([](const arma::mat& data, const inv_gamma& p) {
-    return inv_gamma::_prior(data, p, 1.0, 2.0);
-  });
-  s.functions.push_back([](const arma::mat&, const inv_gamma& p) {
-    return inv_gamma(2.0 * p.shape + 1.0, p.scale + 5.0);
-  });
+  s.functions.push_back(
+      [](const arma::mat& data, const inv_gamma& p) { return inv_gamma::_prior(data, p, 1.0, 2.0); });
+  s.functions.push_back(
+      [](const arma::mat&, const inv_gamma& p) { return inv_gamma(2.0 * p.shape + 1.0, p.scale + 5.0); });
   EXPECT_EQ(s.distribution(no_data).shape, 3.0);
   EXPECT_EQ(s.distribution(no_data).scale, 7.0);
 }

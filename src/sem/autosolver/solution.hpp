@@ -11,9 +11,9 @@ namespace tovik::sem::autosolver {
 
 class solution;
 
-/// How the linear predictor of one equation depends on an unknown: in each row it is A times the unknown, plus
-/// what does not involve it. B is the first part at the unknown's current value, so that the residual of the
-/// equation without the unknown is y - predictor + B.
+/// How the linear predictor of one equation depends on an unknown: in each row it is A times the unknown,
+/// plus what does not involve it. B is the first part at the unknown's current value, so that the residual of
+/// the equation without the unknown is y - predictor + B.
 ///
 /// `data` is the working matrix (rows are observations), `coefficients` a column of all coefficients of the
 /// equation, or a matrix with a column for each equation of several with one design.

@@ -9,9 +9,8 @@ void add_computations(const std::vector<computation>& computations, const arma::
   if (scratch.size() < n) scratch.resize(n);
   for (const computation& term : computations) {
     if (term.coefficient == computation::none) continue;
-    const double b = term.coefficient == computation::one
-                         ? 1.0
-                         : coefficients(static_cast<arma::uword>(term.coefficient));
+    const double b =
+        term.coefficient == computation::one ? 1.0 : coefficients(static_cast<arma::uword>(term.coefficient));
     term.values.eval(data, rows, scratch.data());
     for (arma::uword i = 0; i < n; ++i) out[i] += b * scratch[i];
   }

@@ -104,7 +104,8 @@ const Parameter* prior_of(const solver_world& world, const std::string& key) {
 }
 
 /// How the equation of an entry depends on a label; empty where it is not linear.
-solution of_label(const solver_world& world, const autosolver_info& entry, const model::parameter_info& cell) {
+solution of_label(const solver_world& world, const autosolver_info& entry,
+                  const model::parameter_info& cell) {
   const estimator::Outcome& holder = *world.models.at(entry.model);
   auto target = std::make_shared<node>("#VAR", node::literal(cell.slot));
   target->register_var(cell.cell.get(), cell.slot);
@@ -127,8 +128,8 @@ solution of_label(const solver_world& world, const autosolver_info& entry, const
   return out;
 }
 
-/// The parameter with its places, drawn from the solver. What follows it in the equations is what is read from
-/// its places; coefficients that a walk would move along stay, and are told so.
+/// The parameter with its places, drawn from the solver. What follows it in the equations is what is read
+/// from its places; coefficients that a walk would move along stay, and are told so.
 template <class T>
 void replace_walk(const solver_world& world, const std::vector<autosolver_info>& plan,
                   std::shared_ptr<autosolver::solver<T>> solver, drawn_label& label) {
@@ -212,8 +213,9 @@ std::shared_ptr<autosolver::solver<autosolver::normal>> solved_values(const solv
     if (in_block(world, entry.model)) return nullptr;
     const solution how = of_column(world, entry, column);
     if (how.is_empty()) return nullptr;
-    solver->functions.push_back(regression(world, entry.model)
-                                    .distributionFunc(entry.type, how, static_cast<int>(owner->level), *units));
+    solver->functions.push_back(
+        regression(world, entry.model)
+            .distributionFunc(entry.type, how, static_cast<int>(owner->level), *units));
   }
   if (!propensity) solver->units = units;
   return solver;
@@ -230,8 +232,7 @@ void solve_variables(const solver_world& world) {
 }
 
 void solve_label(const solver_world& world, const priors& prior, drawn_label& label) {
-  const std::vector<autosolver_info> plan =
-      world.list.autosolverInfo(model::parameter::labelled(label.name));
+  const std::vector<autosolver_info> plan = world.list.autosolverInfo(model::parameter::labelled(label.name));
   if (plan.empty()) return;
   if (std::any_of(plan.begin(), plan.end(),
                   [&](const autosolver_info& entry) { return in_block(world, entry.model); }))

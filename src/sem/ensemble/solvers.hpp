@@ -28,9 +28,9 @@ struct solver_world {
   Random& rng;
 };
 
-/// The full conditional distribution of the values that the model with this index draws: the missing ones of a
-/// continuous outcome, all scores of a factor or a propensity. Its own equation times what each reader says of
-/// them; null where ModelList::autosolverInfo has no plan for it, and for a member of a block.
+/// The full conditional distribution of the values that the model with this index draws: the missing ones of
+/// a continuous outcome, all scores of a factor or a propensity. Its own equation times what each reader says
+/// of them; null where ModelList::autosolverInfo has no plan for it, and for a member of a block.
 std::shared_ptr<autosolver::solver<autosolver::normal>> solved_values(const solver_world& world,
                                                                       unsigned model);
 

@@ -53,7 +53,7 @@ void missing_outcomes::draw_solved(scan::equation_scan& equation,
                                    const autosolver::solver<autosolver::normal>& solver,
                                    arma::Mat<double>& data) {
   read_state(equation);
-  autosolver::normal const& given_all = solver.fold(data);
+  const autosolver::normal& given_all = solver.fold(data);
   const bool of_all = solver.units == nullptr;
   for (arma::uword k = 0; k < units_.n_elem; ++k) {
     arma::uword const at = of_all ? units_(k) : k;

@@ -138,8 +138,7 @@ autosolver::normal_1D Parameter::dist_param(const arma::Mat<double>&,
 
 autosolver::inv_gamma Parameter::dist_variance(const arma::Mat<double>&,
                                                const autosolver::inv_gamma& previous) const {
-  if (dist != distribution::invgamma)
-    throw error_debug("Unable to get autosolver function for Parameter.");
+  if (dist != distribution::invgamma) throw error_debug("Unable to get autosolver function for Parameter.");
   return {previous.shape + a, previous.scale + b};
 }
 

@@ -185,7 +185,9 @@ class Regression : public virtual estimator::Outcome {
   /// The own distribution of the response of these units given all else in the equation: the first factor.
   autosolver::contribution<autosolver::normal> dist_self(const arma::Col<arma::uword>& units) const;
   /// Coefficients were drawn from outside: steps that move others along start from here.
-  void anchor_coefficients() { driven_.anchor(betas_); }
+  void anchor_coefficients() {
+    driven_.anchor(betas_);
+  }
 
   estimator::cluster cluster;
   arma::uword n_units;                    ///< rows, or clusters of the outcome's level
@@ -385,7 +387,7 @@ class Regression : public virtual estimator::Outcome {
   bool reads_own_effects_ = false;      ///< a column of its own design is one of its random effects
   bool varies_by_own_effects_ = false;  ///< among them one that a random effect multiplies
   struct phantom_scratch {
-    arma::Col<double> e;
+    arma::Col<double> e, column;
     arma::Mat<double> residual, Sigma, iSigma;
     std::vector<arma::Mat<double>> effects;  ///< per level
   };

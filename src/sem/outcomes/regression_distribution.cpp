@@ -64,7 +64,8 @@ void Regression::response_at(const arma::Mat<double>& data, const arma::Col<arma
 }
 
 /// A, and e = y - eta + A x at the current value x of the unknown.
-void Regression::read_solved(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const {
+void Regression::read_solved(const arma::Mat<double>& data, const autosolver::solution& how,
+                             solved_units& at) const {
   if (at.all)
     predictor(data, at.mu);
   else
@@ -75,8 +76,8 @@ void Regression::read_solved(const arma::Mat<double>& data, const autosolver::so
     at.e[k] += at.A[k] * how.value(data, at.rows(k)) - at.mu(k);
 }
 
-autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous, const autosolver::solution& how,
-                                 solved_units& at) const {
+autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
+                                             const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
   const scan::row_scale r = scale();
   const std::size_t n = at.counts.empty() ? at.units.n_elem : at.counts.size();
@@ -97,7 +98,8 @@ autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, auto
   return previous;
 }
 
-autosolver::normal Regression::_dist_self(const arma::Mat<double>& data, autosolver::normal previous, solved_units& at) const {
+autosolver::normal Regression::_dist_self(const arma::Mat<double>& data, autosolver::normal previous,
+                                          solved_units& at) const {
   if (at.all)
     predictor(data, at.mu);
   else
@@ -113,8 +115,8 @@ autosolver::normal Regression::_dist_self(const arma::Mat<double>& data, autosol
 
 // The values E of a place are N(Lambda P, C) in each unit: with l the loadings of one phantom, precision
 // l'inv(C)l and linear term l'inv(C)(E - other phantoms).
-autosolver::normal Regression::_dist_phantom(const arma::Mat<double>& data, autosolver::normal previous, unsigned place,
-                                 arma::uword k) {
+autosolver::normal Regression::_dist_phantom(const arma::Mat<double>& data, autosolver::normal previous,
+                                             unsigned place, arma::uword k) {
   read_values(place, data);
   const phantom_loadings& here = parts_[place].loadings;
   const arma::Mat<double>& E = parts_[place].values();
@@ -127,15 +129,14 @@ autosolver::normal Regression::_dist_phantom(const arma::Mat<double>& data, auto
     const double shared = j == k ? 0.0 : arma::dot(here.loadings().col(j), w);
     if (shared == 0.0) continue;
     const double* P = data.colptr(here.terms()[j].column);
-    for (arma::uword i = 0; i < d.n_elem; ++i)
-      d(i) -= shared * P[rows == nullptr ? i : (*rows)(i)];
+    for (arma::uword i = 0; i < d.n_elem; ++i) d(i) -= shared * P[rows == nullptr ? i : (*rows)(i)];
   }
   previous.multiply(q.data(), d.memptr(), d.n_elem);
   return previous;
 }
 
-autosolver::normal_1D Regression::_dist_param(const arma::Mat<double>& data, autosolver::normal_1D previous, const autosolver::solution& how,
-                                  solved_units& at) const {
+autosolver::normal_1D Regression::_dist_param(const arma::Mat<double>& data, autosolver::normal_1D previous,
+                                              const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
   const scan::row_scale r = scale();
   double q = 0.0, d = 0.0;
@@ -148,8 +149,8 @@ autosolver::normal_1D Regression::_dist_param(const arma::Mat<double>& data, aut
 }
 
 // Precisions of rows are weights over the residual variance, so that the weights alone are left.
-autosolver::inv_gamma Regression::_dist_variance(const arma::Mat<double>& data, autosolver::inv_gamma previous,
-                                     solved_units& at) const {
+autosolver::inv_gamma Regression::_dist_variance(const arma::Mat<double>& data,
+                                                 autosolver::inv_gamma previous, solved_units& at) const {
   if (at.units.is_empty()) throw error_debug("Null distribuiton not allowed.");
   predictor(data, at.mu);
   response_at(data, at.units, at.e.data());
@@ -165,8 +166,9 @@ autosolver::inv_gamma Regression::_dist_variance(const arma::Mat<double>& data, 
   return previous;
 }
 
-autosolver::contribution<autosolver::normal> Regression::distributionFunc(const distribution_type& kind, const autosolver::solution& how,
-                                                  const int& at, const arma::Col<arma::uword>& units) const {
+autosolver::contribution<autosolver::normal> Regression::distributionFunc(
+    const distribution_type& kind, const autosolver::solution& how, const int& at,
+    const arma::Col<arma::uword>& units) const {
   const int above = at - static_cast<int>(level);
   const bool linear = kind == distribution_type::fixed || kind == distribution_type::compute;
   if (!linear || above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
@@ -189,10 +191,9 @@ autosolver::contribution<autosolver::normal> Regression::phantomFunc(unsigned pl
   };
 }
 
-autosolver::contribution<autosolver::normal_1D> Regression::distributionFunc(const distribution_type& kind,
-                                                     const autosolver::solution& how) const {
-  if (kind != distribution_type::param)
-    throw error_debug("Unable to get autosolver function for Normal.");
+autosolver::contribution<autosolver::normal_1D> Regression::distributionFunc(
+    const distribution_type& kind, const autosolver::solution& how) const {
+  if (kind != distribution_type::param) throw error_debug("Unable to get autosolver function for Normal.");
   auto place = std::make_shared<solved_units>(all_units(n_units), unit_rows(), n_units);
   return [this, how, place](const arma::Mat<double>& data, autosolver::normal_1D previous) {
     return _dist_param(data, std::move(previous), how, *place);
@@ -208,7 +209,8 @@ autosolver::contribution<autosolver::inv_gamma> Regression::varianceFunc() const
   };
 }
 
-autosolver::contribution<autosolver::normal> Regression::dist_self(const arma::Col<arma::uword>& units) const {
+autosolver::contribution<autosolver::normal> Regression::dist_self(
+    const arma::Col<arma::uword>& units) const {
   auto place = std::make_shared<solved_units>(units, unit_rows(), n_units);
   return [this, place](const arma::Mat<double>& data, autosolver::normal previous) {
     return _dist_self(data, std::move(previous), *place);
