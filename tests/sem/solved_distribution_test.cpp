@@ -134,6 +134,69 @@ TEST(SolvedValues, NoneWhereTheyAreNotNormal) {
   EXPECT_EQ(sem::solved_values(world.solvers(), world.index("x")), nullptr);
 }
 
+// Generated terms.
+
+/// Expressions at random: free ones of z and w, and ones that are linear in a target.
+struct Generator {
+  Random rng;
+  std::string target;
+
+  unsigned pick(unsigned n) { return static_cast<unsigned>(rng.runif() * n) % n; }
+  std::string free(int depth) {
+    static const char* const leaves[] = {"z", "w", "0.5", "2"};
+    if (depth == 0) return leaves[pick(4)];
+    switch (pick(4)) {
+      case 0:
+        return "(" + free(depth - 1) + " + " + free(depth - 1) + ")";
+      case 1:
+        return "(" + free(depth - 1) + " - 0.3*z)";
+      case 2:
+        return "(" + free(depth - 1) + " * w)";
+      default:
+        return "exp(0.3*" + free(0) + ")";
+    }
+  }
+  std::string linear(int depth) {
+    if (depth == 0) return target;
+    switch (pick(6)) {
+      case 0:
+        return "(" + free(1) + " + " + linear(depth - 1) + ")";
+      case 1:
+        return "(" + linear(depth - 1) + " - " + free(1) + ")";
+      case 2:
+        return "(" + free(2) + " - " + linear(depth - 1) + ")";
+      case 3:
+        return "(" + free(1) + " * " + linear(depth - 1) + ")";
+      case 4:
+        return "(" + linear(depth - 1) + " * " + free(2) + ")";
+      default:
+        return "(" + linear(depth - 1) + " / exp(0.2*z))";
+    }
+  }
+};
+
+TEST(GeneratedTerms, LinearInAVariableAreSolved) {
+  Generator make{Random(17, 1), "x"};
+  for (int rep = 0; rep < 40; ++rep) {
+    const std::string terms = " (" + make.linear(3) + ") (" + make.linear(4) + ")";
+    SCOPED_TRACE(terms);
+    SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x z" + terms, "y2 ~ (" + make.linear(2) + ")"});
+    expect_solved(world, "x");
+  }
+}
+
+TEST(GeneratedTerms, ThatAreNotLinearAreRefused) {
+  for (const char* inner : {"exp(x)", "(x*x)", "(z/x)", "(x^2)", "sqrt(x^2)"}) {
+    Generator make{Random(18, 1), inner};
+    for (int rep = 0; rep < 8; ++rep) {
+      const std::string term = "(" + make.linear(3) + ")";
+      SCOPED_TRACE(term);
+      SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x z " + term});
+      EXPECT_EQ(sem::solved_values(world.solvers(), world.index("x")), nullptr);
+    }
+  }
+}
+
 // Scores of phantoms.
 
 TEST(SolvedScores, OfPhantomsAreThoseOfBothSides) {
@@ -213,6 +276,16 @@ TEST(SolvedLabel, InsideComputedTerms) {
                     {"y ~ z (x*b) (w*z*b - x)%0.3 (2*(x + b*z))@2 | 1", "y2 ~ x@b (b*w)@c"},
                     {"c ~ normal(1, 1)"});
   expect_solved_label(world, "b");
+}
+
+TEST(SolvedLabel, InsideGeneratedTerms) {
+  Generator make{Random(19, 1), "b"};
+  for (int rep = 0; rep < 40; ++rep) {
+    const std::string terms = " (x*" + make.linear(3) + ") (" + make.linear(4) + ")%0.5";
+    SCOPED_TRACE(terms);
+    SolvedWorld world(names, columns({}), {}, {"y ~ z" + terms}, {"b ~ normal(0, 4)"});
+    expect_solved_label(world, "b");
+  }
 }
 
 TEST(SolvedLabel, OfAWholeComputedTerm) {
