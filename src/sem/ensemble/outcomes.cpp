@@ -241,7 +241,7 @@ void Outcomes::tune() {
     model->connectDriven(working_.data);  // imputed values have moved since
   }
   for (const auto& constraint : constraints) {
-    if (constraint->links.empty()) continue;
+    if (constraint->links.empty() || constraint->tune.total == 0) continue;  // it makes no proposals
     const double rate = constraint->tune.rate();
     adapt_proposal(*constraint, working_.data);
     if (estimator::constraint::print_debug)
