@@ -142,9 +142,7 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
 void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior) {
   computations_ = computations_of(models);
   std::vector<drawn_label> labels = wire_labels({list, models, cells_, data, *rng_, prior});
-  if (use_autosolver) {
-    for (drawn_label& label : labels) solve_label({list, models, cells_, *rng_}, prior, label);
-  }
+  if (use_autosolver) solve_labels({list, models, cells_, *rng_}, prior, labels);
   for (drawn_label& label : labels) {
     constraint_map[label.constraint->name] = {label.name, label.appearances, false};
     constraints.push_back(std::move(label.constraint));

@@ -243,4 +243,15 @@ void solve_label(const solver_world& world, const priors& prior, drawn_label& la
     solve_coefficient(world, plan, to_lower(label.name), label);
 }
 
+void solve_labels(const solver_world& world, const priors& prior, std::vector<drawn_label>& labels) {
+  const auto moves_alone = [](const autosolver_info& entry) {
+    return entry.type == distribution_type::variance || !entry.columns.empty();
+  };
+  for (drawn_label& label : labels) {
+    const std::vector<autosolver_info> plan =
+        world.list.autosolverInfo(model::parameter::labelled(label.name));
+    if (std::any_of(plan.begin(), plan.end(), moves_alone)) solve_label(world, prior, label);
+  }
+}
+
 }  // namespace tovik::sem

@@ -43,4 +43,8 @@ void solve_variables(const solver_world& world);
 /// states.
 void solve_label(const solver_world& world, const priors& prior, drawn_label& label);
 
+/// The same for each of the labels but those of plain coefficients alone: with these the other coefficients
+/// move along (see driven_coefficients), so that they mix where a draw given the others would not.
+void solve_labels(const solver_world& world, const priors& prior, std::vector<drawn_label>& labels);
+
 }  // namespace tovik::sem
