@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "model/autosolver_info.hpp"
 #include "model/block_map.hpp"
 #include "model/constraint_info.hpp"
 #include "model/correlation.hpp"
@@ -148,6 +149,14 @@ class ModelList : public std::vector<Model> {
   unsigned appearances(const model::parameter& p) const;
   /// All of that for every label at once, by lower-cased label, in one pass. Checks nothing.
   std::unordered_map<std::string, model::label_uses> label_table() const;
+
+  /// The plan of the full conditional distribution of an incomplete outcome, a factor, a propensity or a
+  /// phantom, or of a labelled coefficient or residual variance: one entry for each equation in which it
+  /// stands, in model order, its own equation not counted. Empty where the distribution is not normal (of a
+  /// variance: inverse gamma) for sure; the unknown is then drawn by other means. Needs the columns of the
+  /// prepared data.
+  std::vector<model::autosolver_info> autosolverInfo(const model::anyVariable& unknown) const;
+  std::vector<model::autosolver_info> autosolverInfo(const model::parameter& label) const;
 
   /// First row of a model in the estimates, and its row count; one row for each of its names. Throws
   /// tovik::error_debug if the model is not in the list. For many models take a model::row_table.

@@ -130,7 +130,9 @@ class builder {
       for (const auto* side : {&model.fixed_compute, &model.random_compute}) {
         for (const model::combinationOfAnyVariable& term : *side) {
           for (const std::string& label : term.labels()) {
-            if (!out_.count(label)) does_not_exist(label, term.text());
+            // Beside a label inside, a fixed coefficient need not be the user's.
+            const std::string written = "(" + term.statement + ")";
+            if (!out_.count(label)) does_not_exist(label, term.param.is_fixed() ? written : term.text());
           }
         }
       }

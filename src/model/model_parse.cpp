@@ -206,7 +206,9 @@ void Model::parse_fixed(const std::string& text, const std::string& statement,
     auto term_of = combinationOfAnyVariable::parse(
         latent ? as_factor(cut.head, computed, table) + "*" + latent->fullName : cut.head, term, variables,
         table);
-    term_of.param = latent ? model::parameter::fixed_at(1) : param;
+    // Beside a label inside, a free coefficient is not identified: only their product is.
+    const bool scaled = param.is_free() && !param.has_start() && !term_of.labels().empty();
+    term_of.param = latent || scaled ? model::parameter::fixed_at(1) : param;
     model::check_no_outcome(term_of, outcomes);
     fixed_compute.push_back(std::move(term_of));
   }

@@ -242,7 +242,7 @@ TEST(Labels, CoefficientsFixedLabelledAndFreeShareAnEquation) {
 }
 
 TEST(Labels, AFreeTermMayReadALabel) {
-  const small_run run(names, columns(), {}, {"y ~ (x*k) z@k"});
+  const small_run run(names, columns(), {}, {"y ~ (x*k)%0.5 z@k"});
   EXPECT_NO_THROW(draws(*run.chain(Random(8, 1)), 0, 50));
 }
 
@@ -261,6 +261,7 @@ TEST(Labels, ShortBurnInSuffices) {
 
 TEST(Labels, TuningIsReportedOnRequest) {
   const Setting<bool> walks(sem::sampler_settings::draw_label_blocks, false);
+  const Setting<bool> unsolved(sem::sampler_settings::use_autosolver, false);
   const small_run run(names, columns(), {}, {"y ~ x@b z@b"});
   const auto chain = run.chain(Random(4, 1));
   for (int i = 0; i < 50; ++i) chain->oneRep();

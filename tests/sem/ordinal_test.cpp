@@ -107,6 +107,7 @@ TEST(Ordinal, ScoresStandInTheirCategoriesAndInTheColumnThatOthersRead) {
 }
 
 TEST(Ordinal, EveryProposalOfItsStepsIsTuned) {
+  const Setting<bool> walks(sem::sampler_settings::use_autosolver, false);
   const small_run run = run_of({"o ~ x", "z ~ o.latent"});
   const auto chain = run.chain(Random(3, 1));
   const Ordinal& model = ordinal(*chain);

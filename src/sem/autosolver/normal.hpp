@@ -1,11 +1,10 @@
 #pragma once
 
 #include <armadillo>
-#include <cmath>
-#include <utility>
 
-#include "random/random.hpp"
-#include "support/error.hpp"
+namespace tovik {
+class Random;
+}
 
 namespace tovik::sem::autosolver {
 
@@ -15,26 +14,29 @@ class normal {
  public:
   normal() = default;
   /// Throws error_debug when the lengths differ.
-  normal(arma::Col<double> mean_, arma::Col<double> variance_)
-      : mean(std::move(mean_)), variance(std::move(variance_)) {
-    if (mean.n_elem != variance.n_elem) throw error_debug("Distribution Mean and Variance not same elements");
-  }
+  normal(arma::Col<double> mean, arma::Col<double> variance);
   /// One variance for all units.
-  normal(arma::Col<double> mean_, double variance_) : mean(std::move(mean_)) {
-    variance.set_size(mean.n_elem);
-    variance.fill(variance_);
-  }
+  normal(arma::Col<double> mean, double variance);
 
+  bool is_empty() const { return is_empty_; }
+  /// No information; the room for the units stays.
+  void clear() { is_empty_ = true; }
+  /// Room for the mean and the variance of `n` units, to be filled.
+  void set_size(arma::uword n);
+  /// Multiplies the density of unit k by exp(d[k] x - q[k] x^2 / 2), a normal factor of precision q[k], for
+  /// every unit. A factor without information (q[k] = 0) changes nothing. Throws error_debug when `n` is not
+  /// the number of units.
+  void multiply(const double* q, const double* d, arma::uword n);
+
+  /// A value for every unit: one standard normal each, in their order.
+  arma::Col<double> draw(Random* rng) const;
   /// A value for each of the given units: one standard normal each, in their order.
-  arma::Col<double> draw(const arma::Col<arma::uword>& rows, Random* rng) const {
-    arma::Col<double> out(rows.n_elem);
-    rng->fill_randn(out.memptr(), out.n_elem);
-    for (arma::uword k = 0; k < rows.n_elem; ++k)
-      out(k) = mean(rows(k)) + std::sqrt(variance(rows(k))) * out(k);
-    return out;
-  }
+  arma::Col<double> draw(const arma::Col<arma::uword>& rows, Random* rng) const;
 
   arma::Col<double> mean, variance;
+
+ private:
+  bool is_empty_ = true;
 };
 
 }  // namespace tovik::sem::autosolver

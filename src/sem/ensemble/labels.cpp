@@ -10,7 +10,6 @@
 #include "model/model_list.hpp"
 #include "random/densities.hpp"
 #include "sem/ensemble/label_plan.hpp"
-#include "sem/ensemble/pooled_variance.hpp"
 #include "sem/ensemble/sheared_label.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/multi_struct.hpp"
@@ -204,13 +203,13 @@ class wiring {
     for (unsigned follower : label.followers) follow(computation(follower), others);
     auto& block = dynamic_cast<MultiStruct&>(model(here->model));
     block.drive_correlation(here->position, others, label.prior >= 0, moves_equations);
-    blocks_.push_back({&block, here->position, &label, start});
+    block_correlations_.push_back({&block, here->position, &label, start});
   }
 
   /// As settle_correlations() does with phantoms: towards 0 until the matrices of the blocks have them.
   void settle_blocks() const {
     constexpr int steps = 20;
-    for (const block_correlation& c : blocks_) {
+    for (const block_correlation& c : block_correlations_) {
       bool settled = false;
       for (int step = 0; step <= steps && !settled; ++step) {
         const double x = c.start * (1.0 - static_cast<double>(step) / steps);
@@ -303,10 +302,6 @@ class wiring {
     parameter.variance = std::isfinite(variance) && variance > 0.0 ? variance : 1.0;
     add_cell(label, parameter);
     for (unsigned follower : label.followers) follow(computation(follower), parameter);
-    if (auto pooled = pooled_variance::make(label, world_.models, world_.prior.resvar, parameter)) {
-      out.constraint = std::move(pooled);
-      out.searched = false;
-    }
     keep(label, std::move(out));
   }
 
@@ -443,7 +438,7 @@ class wiring {
     const planned_label* label;
     double start;
   };
-  std::vector<block_correlation> blocks_;
+  std::vector<block_correlation> block_correlations_;
 };
 
 }  // namespace

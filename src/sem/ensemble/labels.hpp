@@ -60,8 +60,7 @@ struct wired_labels {
 /// Throws tovik::error where labels are used in ways that cannot be sampled (see plan_labels).
 ///
 /// Where its full conditional is one that can be drawn from, p is not proposed: coefficients with normal or
-/// flat priors are drawn in blocks (see coefficient_blocks), variances that are inverse gamma as such (see
-/// pooled_variance).
+/// flat priors are drawn in blocks (see coefficient_blocks); see also solve_labels.
 wired_labels wire_labels(const label_world& world);
 
 /// The computed parameters among the models, in the order of their statements.

@@ -15,6 +15,7 @@
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/ensemble/make_block.hpp"
 #include "sem/ensemble/random_effect_links.hpp"
+#include "sem/ensemble/solvers.hpp"
 #include "sem/ensemble/starts.hpp"
 #include "sem/ensemble/written_columns.hpp"
 #include "sem/outcomes/computation.hpp"
@@ -114,6 +115,7 @@ Outcomes::Outcomes(const working_data& working, const predictor_models& predicto
   check_phantoms(list, models);
   link_random_effects(list, models, working_.units(), data);
   wire_likelihood_lists(models, working_.units(), data, centered_copies(predictors));
+  if (use_autosolver) solve_variables({list, models, cells_, *rng_});
   tie_labels(list, data, prior);
   bind_definitions(list);
   const model::row_table rows(list);
@@ -154,6 +156,7 @@ void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, 
   computations_ = computations_of(models);
   wired_labels wired = wire_labels({list, models, cells_, data, *rng_, prior});
   blocks_ = std::move(wired.blocks);
+  if (use_autosolver) solve_labels({list, models, cells_, *rng_}, prior, wired.labels);
   for (drawn_label& label : wired.labels) {
     constraint_map[label.constraint->name] = {label.name, label.appearances, false};
     constraints.push_back(std::move(label.constraint));

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/normal.hpp"
 
 namespace tovik::sem {
@@ -18,5 +19,7 @@ class block_member : public Base {
 };
 
 using MultiNormal = block_member<Normal>;
+/// Of a setup without values (see Factor::without_values).
+using MultiFactor = block_member<Factor>;
 
 }  // namespace tovik::sem

@@ -5,15 +5,12 @@
 #include "support/error.hpp"
 
 namespace tovik::sem {
-namespace {
 
-equation_setup without_values(equation_setup setup) {
+equation_setup Factor::without_values(equation_setup setup) {
   if (setup.cluster.own_rows.empty()) throw error_debug("The outcome has no units.");
   setup.missing_units = arma::regspace<arma::Col<arma::uword>>(0, setup.cluster.own_rows[0]->n_elem - 1);
   return setup;
 }
-
-}  // namespace
 
 Factor::Factor(const Estimator* estimator_, equation_setup setup)
     : Factor(estimator_, prepared{without_values(std::move(setup))}) {}

@@ -18,10 +18,13 @@ namespace tovik::sem {
 /// solved where it is normal, by a Metropolis or slice step otherwise. A loading is the coefficient of f in
 /// the equation of an indicator, and is drawn there (Lee & Zhu, 2000, Br. J. Math. Stat. Psychol. 53,
 /// 209-232).
-class Factor final : public Normal {
+class Factor : public Normal {
  public:
   /// All units of the setup's level are unknown, whatever it says of missing ones.
   Factor(const Estimator* estimator, equation_setup setup);
+
+  /// The setup with all units unknown.
+  static equation_setup without_values(equation_setup setup);
 
   /// The scores, then the random effects of each level, at every row of `data`.
   arma::Mat<double> latent(const arma::Mat<double>& data) const override;

@@ -53,10 +53,12 @@ void missing_outcomes::draw_solved(scan::equation_scan& equation,
                                    const autosolver::solver<autosolver::normal>& solver,
                                    arma::Mat<double>& data) {
   read_state(equation);
-  autosolver::normal const given_all = solver.distribution(data);
+  const autosolver::normal& given_all = solver.fold(data);
+  const bool of_all = solver.units == nullptr;
   for (arma::uword k = 0; k < units_.n_elem; ++k) {
-    mean_[k] = given_all.mean(units_(k));
-    sd_[k] = std::sqrt(given_all.variance(units_(k)));
+    arma::uword const at = of_all ? units_(k) : k;
+    mean_[k] = given_all.mean(at);
+    sd_[k] = std::sqrt(given_all.variance(at));
   }
   redraw(*solver.rng, data);
   equation.replace_values(units_, values_.data());

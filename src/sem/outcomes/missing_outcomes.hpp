@@ -43,6 +43,7 @@ class missing_outcomes final : public scan::value_target {
   /// take the new values.
   void draw_predictive(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
                        arma::Mat<double>& data);
+  /// The solver is that of all units, or of the missing ones.
   void draw_solved(scan::equation_scan& equation, const autosolver::solver<autosolver::normal>& solver,
                    arma::Mat<double>& data);
   void draw_metropolis(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,

@@ -41,9 +41,9 @@ void Normal::copy_response(const arma::Mat<double>& data, double* out) const {
   for (arma::uword i = 0; i < n_units; ++i) out[i] = scale_.at(data, i);
 }
 
-void Normal::subtract_from_response(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
-                                    double* mu) const {
-  for (arma::uword k = 0; k < units.n_elem; ++k) mu[k] = scale_.at(data, units(k)) - mu[k];
+void Normal::response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                         double* out) const {
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] = scale_.at(data, units(k));
 }
 
 void Normal::draw_own(const arma::Mat<double>& data) {

@@ -55,8 +55,8 @@ class Normal : public Regression {
   void set_residual_variance(double v) override { sigma2 = v; }
   const arma::Col<double>* response(const arma::Mat<double>& data) override;
   void copy_response(const arma::Mat<double>& data, double* out) const override;
-  void subtract_from_response(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
-                              double* mu) const override;
+  void response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                   double* out) const override;
   void draw_own(const arma::Mat<double>& data) override;
   void draw_values(arma::Mat<double>& data) override;
   void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,

@@ -121,9 +121,8 @@ void Ordinal::copy_response(const arma::Mat<double>&, double* out) const {
   std::copy_n(propensity.values.memptr(), n_units, out);
 }
 
-void Ordinal::subtract_from_response(const arma::Mat<double>&, const arma::Col<arma::uword>& units,
-                                     double* mu) const {
-  for (arma::uword k = 0; k < units.n_elem; ++k) mu[k] = propensity.values(units(k)) - mu[k];
+void Ordinal::response_at(const arma::Mat<double>&, const arma::Col<arma::uword>& units, double* out) const {
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] = propensity.values(units(k));
 }
 
 void Ordinal::unit_log_density(const arma::Mat<double>&, const arma::uword* units, arma::uword n,

@@ -86,8 +86,8 @@ class Ordinal : public Regression {
   double residual_variance() const override { return sigma2_; }
   const arma::Col<double>* response(const arma::Mat<double>&) override { return &propensity.values; }
   void copy_response(const arma::Mat<double>& data, double* out) const override;
-  void subtract_from_response(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
-                              double* mu) const override;
+  void response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                   double* out) const override;
   void draw_auxiliary(arma::Mat<double>& data) override;
   /// Multiplies thresholds, Y*, the coefficients that are drawn and the effects by a common factor.
   void draw_own(const arma::Mat<double>& data) override;

@@ -15,9 +15,13 @@ namespace tovik::sem {
 /// distribution, or of the equation.
 void Ordinal::read_distribution(const arma::Mat<double>& data) {
   if (solver_ != nullptr) {
-    const autosolver::normal solved = solver_->distribution(data);
-    mean_ = solved.mean;
-    sd_ = arma::sqrt(solved.variance);
+    const autosolver::normal& solved = solver_->fold(data);
+    mean_.set_size(n_units);
+    sd_.set_size(n_units);
+    for (arma::uword i = 0; i < n_units; ++i) {
+      mean_[i] = solved.mean[i];
+      sd_[i] = std::sqrt(solved.variance[i]);
+    }
     return;
   }
   predictor(data, mean_);

@@ -123,4 +123,23 @@ estimator::likelihood_function Parameter::likelihoodFunc(const likelihood_type&)
           }};
 }
 
+autosolver::normal_1D Parameter::dist_param(const arma::Mat<double>&,
+                                            const autosolver::normal_1D& previous) const {
+  switch (dist) {
+    case distribution::normal:
+      return std::isfinite(b) ? previous * autosolver::normal_1D(a, b) : previous;
+    case distribution::uniform:
+    case distribution::truncate:
+      return previous * autosolver::normal_1D::between(a, b);
+    default:
+      throw error_debug("Unable to get autosolver function for Parameter.");
+  }
+}
+
+autosolver::inv_gamma Parameter::dist_variance(const arma::Mat<double>&,
+                                               const autosolver::inv_gamma& previous) const {
+  if (dist != distribution::invgamma) throw error_debug("Unable to get autosolver function for Parameter.");
+  return {previous.shape + a, previous.scale + b};
+}
+
 }  // namespace tovik::sem

@@ -5,6 +5,8 @@
 #include <memory>
 #include <string>
 
+#include "sem/autosolver/inv_gamma.hpp"
+#include "sem/autosolver/normal_1D.hpp"
 #include "sem/wiring/value_node.hpp"
 
 namespace tovik::sem {
@@ -51,6 +53,14 @@ class Parameter : public value_node {
                                                     const unsigned& level) override;
   /// The prior at the current value, as a column of one element.
   estimator::likelihood_function likelihoodFunc(const likelihood_type& kind) const override;
+
+  /// The prior as a factor of a full conditional distribution. Of a coefficient: a normal prior, or a range
+  /// without information but its bounds. Of a variance: an inverse gamma prior adds its two numbers. Throws
+  /// error_debug for a prior of another family.
+  autosolver::normal_1D dist_param(const arma::Mat<double>& data,
+                                   const autosolver::normal_1D& previous) const;
+  autosolver::inv_gamma dist_variance(const arma::Mat<double>& data,
+                                      const autosolver::inv_gamma& previous) const;
 
   estimator::cluster cluster;
   arma::Mat<double> value;  ///< 1 x 1; its address does not change

@@ -5,12 +5,14 @@
 #include <optional>
 #include <vector>
 
+#include "sem/autosolver/solution.hpp"
 #include "sem/outcomes/driven_coefficients.hpp"
 #include "sem/outcomes/equation_setup.hpp"
 #include "sem/phantoms/phantom_part.hpp"
 #include "sem/scan/effects_walk.hpp"
 #include "sem/scan/equation_scan.hpp"
 #include "sem/scan/row_scale.hpp"
+#include "sem/wiring/autosolver_fwd.hpp"
 #include "sem/wiring/correlated_side.hpp"
 #include "sem/wiring/outcome.hpp"
 
@@ -31,8 +33,9 @@ namespace tovik::sem {
 /// proposed from its draw without phantoms and accepted by Metropolis-Hastings. Random effects that other
 /// equations read as variables are drawn by a random walk, all terms of a cluster together.
 ///
-/// The sources beside regression.cpp: regression_effects (random effects), regression_likelihood (what the
-/// model says of the data), regression_parameters (parameters seen from outside), regression_phantoms,
+/// The sources beside regression.cpp: regression_distribution (what the equation says of an unknown that
+/// stands in it), regression_effects (random effects), regression_likelihood (what the model says of the
+/// data), regression_parameters (parameters seen from outside), regression_phantoms,
 /// regression_propriety.
 class Regression : public virtual estimator::Outcome {
  public:
@@ -203,6 +206,32 @@ class Regression : public virtual estimator::Outcome {
   /// Log density of the random effects of the L-th level above, one value per cluster.
   arma::Col<double> compute_Us_LL(const arma::Mat<double>& data, const int& L) const;
 
+  // What the equation says of an unknown that stands in it, as a factor of the unknown's full conditional
+  // distribution: with A and e the slope and the residual without the unknown (see autosolver::solution) and
+  // r_i the residual variance of a row, a normal factor of precision sum A_i^2 / r_i and linear term
+  // sum A_i e_i / r_i over the rows of a unit of the unknown. The functions hold a pointer to this model.
+
+  /// Of the values of a variable in a fixed term or in computed ones (fixed, compute). `at`: the level of the
+  /// variable; `units`: which of its units, rising. Throws error_debug for another kind, and for a variable
+  /// that varies within units of the outcome.
+  autosolver::contribution<autosolver::normal> distributionFunc(const distribution_type& kind,
+                                                                const autosolver::solution& how,
+                                                                const int& at,
+                                                                const arma::Col<arma::uword>& units) const;
+  /// Of the scores of the k-th phantom of a place (see part()), one for each unit of its level.
+  autosolver::contribution<autosolver::normal> phantomFunc(unsigned place, arma::uword k);
+  /// Of a labelled coefficient (param).
+  autosolver::contribution<autosolver::normal_1D> distributionFunc(const distribution_type& kind,
+                                                                   const autosolver::solution& how) const;
+  /// Of the residual variance. Throws error_debug where it is none of an inverse gamma distribution.
+  autosolver::contribution<autosolver::inv_gamma> varianceFunc() const;
+  /// The own distribution of the response of these units given all else in the equation: the first factor.
+  autosolver::contribution<autosolver::normal> dist_self(const arma::Col<arma::uword>& units) const;
+  /// Coefficients were drawn from outside: steps that move others along start from here.
+  void anchor_coefficients() {
+    driven_.anchor(betas_);
+  }
+
   estimator::cluster cluster;
   arma::uword n_units;                    ///< rows, or clusters of the outcome's level
   arma::Col<arma::uword> missing_rows;    ///< units whose outcome is missing
@@ -246,9 +275,9 @@ class Regression : public virtual estimator::Outcome {
   }
   /// Writes the response of every unit at the data to `out`.
   virtual void copy_response(const arma::Mat<double>& data, double* out) const = 0;
-  /// mu[k] := response of the k-th unit less mu[k]. For a kind that can be in a block.
-  virtual void subtract_from_response(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
-                                      double* mu) const;
+  /// The same for some units, one after another.
+  virtual void response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                           double* out) const;
   /// Before the coefficients: what makes the response (thresholds and scores, weights of an augmentation).
   virtual void draw_auxiliary(arma::Mat<double>&) {}
   /// While true, unit_log_density takes what draw_auxiliary drew as given, up to a constant of the units.
@@ -351,6 +380,19 @@ class Regression : public virtual estimator::Outcome {
  private:
   friend class regression_side;
 
+  /// The units of this equation that belong to those of an unknown, with work space.
+  struct solved_units;
+  void read_solved(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  autosolver::normal _dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
+                                   const autosolver::solution& how, solved_units& at) const;
+  autosolver::normal _dist_self(const arma::Mat<double>& data, autosolver::normal previous,
+                                solved_units& at) const;
+  autosolver::normal _dist_phantom(const arma::Mat<double>& data, autosolver::normal previous, unsigned place,
+                                   arma::uword k);
+  autosolver::normal_1D _dist_param(const arma::Mat<double>& data, autosolver::normal_1D previous,
+                                    const autosolver::solution& how, solved_units& at) const;
+  autosolver::inv_gamma _dist_variance(const arma::Mat<double>& data, autosolver::inv_gamma previous,
+                                       solved_units& at) const;
   void make_parts(const equation_setup& setup);
   void make_scan(const equation_setup& setup);
   void begin_scan(const arma::Mat<double>& data);
@@ -404,11 +446,12 @@ class Regression : public virtual estimator::Outcome {
   std::vector<bool> together_;                     ///< per level
   double variance_given_others_ = 1.0;             ///< of a member of a block, as is:
   arma::Col<double> given_others_;                 ///< the mean of its residuals
+  mutable arma::Col<double> residual_at_;          ///< scratch of residual_at
   scan::effects_walk walk_;
   bool reads_own_effects_ = false;      ///< a column of its own design is one of its random effects
   bool varies_by_own_effects_ = false;  ///< among them one that a random effect multiplies
   struct phantom_scratch {
-    arma::Col<double> e;
+    arma::Col<double> e, column;
     arma::Mat<double> residual, Sigma, iSigma;
     std::vector<arma::Mat<double>> effects;  ///< per level
   };

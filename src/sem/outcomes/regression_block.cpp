@@ -47,13 +47,11 @@ void Regression::residual_into(const arma::Mat<double>& data, double* out) const
 
 void Regression::residual_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
                              double* out) const {
-  predictor_at(data, units, out);
-  subtract_from_response(data, units, out);
-}
-
-void Regression::subtract_from_response(const arma::Mat<double>&, const arma::Col<arma::uword>&,
-                                        double*) const {
-  throw error_debug("The residual of the outcome cannot be in a block.");
+  arma::Col<double>& mu = residual_at_;
+  mu.set_size(units.n_elem);
+  predictor_at(data, units, mu.memptr());
+  response_at(data, units, out);
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] -= mu(k);
 }
 
 /// Log density of every unit: that of its block, if it is in one.

@@ -22,7 +22,7 @@ void Regression::add_fixed(const arma::Mat<double>& data, double sign, arma::Col
     scan::multiply(sign, columns.values(), betas_.memptr(), 1.0, r.memptr());
     return;
   }
-  arma::Col<double> scratch;
+  arma::Col<double>& scratch = means_.column;
   for (arma::uword j = 0; j < betas_.n_elem; ++j)
     scan::add_scaled(r.n_elem, sign * betas_(j), columns.at(j, data, unit_rows(), scratch), r.memptr());
 }
@@ -35,7 +35,7 @@ void Regression::set_fixed(const arma::Mat<double>& data, arma::Col<double>& mu)
   } else if (columns.all_static() && columns.values().n_rows == mu.n_elem) {
     scan::multiply(1.0, columns.values(), betas_.memptr(), 0.0, mu.memptr());
   } else {
-    arma::Col<double> scratch;
+    arma::Col<double>& scratch = means_.column;
     const double* first = columns.at(0, data, unit_rows(), scratch);
     for (arma::uword i = 0; i < mu.n_elem; ++i) mu[i] = betas_(0) * first[i];
     for (arma::uword j = 1; j < betas_.n_elem; ++j)
@@ -45,7 +45,7 @@ void Regression::set_fixed(const arma::Mat<double>& data, arma::Col<double>& mu)
 
 // r += sign times the sum over levels of Z u.
 void Regression::add_random(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const {
-  arma::Col<double> scratch;
+  arma::Col<double>& scratch = means_.column;
   for (unsigned L = 0; L < n_levels; ++L) {
     const auto& columns = scan_->terms().terms.z[L];
     for (arma::uword j = 0; j < u[L].n_cols; ++j)

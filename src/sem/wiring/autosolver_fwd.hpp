@@ -13,8 +13,9 @@ class solution;   ///< how an equation depends on the unknown
 template <class T>
 class solver;
 
-/// The contribution of one model: takes what the models before it gave, adds its own.
+/// The contribution of one model: takes what the models before it gave, by value so that its room goes from
+/// one to the next, and adds its own.
 template <class T>
-using contribution = std::function<T(const arma::Mat<double>&, T const&)>;
+using contribution = std::function<T(const arma::Mat<double>&, T)>;
 
 }  // namespace tovik::sem::autosolver

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "model/distribution_type.hpp"
+
 namespace tovik::sem {
 
 /// What a list of likelihood contributions belongs to.
@@ -13,15 +15,6 @@ enum class likelihood_type : int {
 enum class indicator_type : int {
   latent_residual = 0,  ///< the latent score of an outcome
   random_effect = 1,
-};
-
-/// How an unknown stands in an equation when its conditional distribution is solved.
-enum class distribution_type : int {
-  fixed = 0,     ///< a term of the equation
-  compute = 1,   ///< inside a computed term
-  phantom = 2,   ///< a phantom predictor
-  param = 3,     ///< a labelled coefficient
-  variance = 4,  ///< a labelled residual variance
 };
 
 /// The quantity of a model that a constraint drives or reads.

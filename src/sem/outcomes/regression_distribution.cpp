@@ -1,0 +1,220 @@
+// What an equation says of an unknown that stands in it: normal factors of a variable or a coefficient,
+// inverse gamma factors of the residual variance.
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "sem/autosolver/inv_gamma.hpp"
+#include "sem/autosolver/normal.hpp"
+#include "sem/autosolver/normal_1D.hpp"
+#include "sem/outcomes/regression.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+/// Those units of the equation that lie in the units of an unknown, and the rows of the data that stand for
+/// them; the size of each unit of the unknown in these.
+struct Regression::solved_units {
+  arma::Col<arma::uword> units, rows;
+  std::vector<arma::uword> counts;  ///< empty: one each
+  bool all = false;                 ///< every unit of the equation
+
+  arma::Col<double> mu;
+  std::vector<double> A, e, q, d;
+
+  explicit solved_units(arma::Col<arma::uword> which, const arma::Col<arma::uword>* row_of, arma::uword n)
+      : units(std::move(which)),
+        rows(units),
+        all(units.n_elem == n),
+        mu(units.n_elem),
+        A(units.n_elem),
+        e(units.n_elem) {
+    if (row_of == nullptr) return;
+    for (arma::uword k = 0; k < units.n_elem; ++k) rows(k) = (*row_of)(units(k));
+  }
+};
+
+namespace {
+
+/// The units of the clusters `which`, one cluster after another.
+arma::Col<arma::uword> units_in(const estimator::selector& clusters, const arma::Col<arma::uword>& which,
+                                std::vector<arma::uword>& counts) {
+  counts.clear();
+  std::vector<arma::uword> out;
+  for (arma::uword c : which) {
+    counts.push_back(clusters.count[c]);
+    for (arma::uword i = 0; i < clusters.count[c]; ++i) out.push_back(clusters.start[c] + i);
+  }
+  return arma::Col<arma::uword>(out);
+}
+
+arma::Col<arma::uword> all_units(arma::uword n) {
+  return n == 0 ? arma::Col<arma::uword>() : arma::regspace<arma::Col<arma::uword>>(0, n - 1);
+}
+
+}  // namespace
+
+void Regression::response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                             double* out) const {
+  arma::Col<double>& all = means_.e;
+  all.set_size(n_units);
+  copy_response(data, all.memptr());
+  for (arma::uword k = 0; k < units.n_elem; ++k) out[k] = all(units(k));
+}
+
+/// A, and e = y - eta + A x at the current value x of the unknown.
+void Regression::read_solved(const arma::Mat<double>& data, const autosolver::solution& how,
+                             solved_units& at) const {
+  if (at.all)
+    predictor(data, at.mu);
+  else
+    predictor_at(data, at.units, at.mu.memptr());
+  how.A_at(data, betas_, &at.rows, at.A.data());
+  response_at(data, at.units, at.e.data());
+  for (arma::uword k = 0; k < at.units.n_elem; ++k)
+    at.e[k] += at.A[k] * how.value(data, at.rows(k)) - at.mu(k);
+}
+
+autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
+                                             const autosolver::solution& how, solved_units& at) const {
+  read_solved(data, how, at);
+  const scan::row_scale r = scale();
+  const std::size_t n = at.counts.empty() ? at.units.n_elem : at.counts.size();
+  at.q.resize(n);
+  at.d.resize(n);
+  arma::uword k = 0;
+  for (std::size_t c = 0; c < n; ++c) {
+    double q = 0.0, d = 0.0;
+    for (arma::uword i = at.counts.empty() ? 1 : at.counts[c]; i > 0; --i, ++k) {
+      const double w = at.A[k] * r.precision(at.units(k));
+      q += w * at.A[k];
+      d += w * at.e[k];
+    }
+    at.q[c] = q;
+    at.d[c] = d;
+  }
+  previous.multiply(at.q.data(), at.d.data(), n);
+  return previous;
+}
+
+autosolver::normal Regression::_dist_self(const arma::Mat<double>& data, autosolver::normal previous,
+                                          solved_units& at) const {
+  if (at.all)
+    predictor(data, at.mu);
+  else
+    predictor_at(data, at.units, at.mu.memptr());
+  const scan::row_scale r = scale();
+  previous.set_size(at.units.n_elem);
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    previous.mean(k) = at.mu(k);
+    previous.variance(k) = r.variance(at.units(k));
+  }
+  return previous;
+}
+
+// The values E of a place are N(Lambda P, C) in each unit: with l the loadings of one phantom, precision
+// l'inv(C)l and linear term l'inv(C)(E - other phantoms).
+autosolver::normal Regression::_dist_phantom(const arma::Mat<double>& data, autosolver::normal previous,
+                                             unsigned place, arma::uword k) {
+  read_values(place, data);
+  const phantom_loadings& here = parts_[place].loadings;
+  const arma::Mat<double>& E = parts_[place].values();
+  const arma::Col<arma::uword>* rows = phantom_rows(place);
+  const arma::Col<double> l = here.loadings().col(k);
+  const arma::Col<double> w = here.precision() * l;
+  const std::vector<double> q(E.n_rows, arma::dot(l, w));
+  arma::Col<double> d = E * w;
+  for (arma::uword j = 0; j < here.size(); ++j) {
+    const double shared = j == k ? 0.0 : arma::dot(here.loadings().col(j), w);
+    if (shared == 0.0) continue;
+    const double* P = data.colptr(here.terms()[j].column);
+    for (arma::uword i = 0; i < d.n_elem; ++i) d(i) -= shared * P[rows == nullptr ? i : (*rows)(i)];
+  }
+  previous.multiply(q.data(), d.memptr(), d.n_elem);
+  return previous;
+}
+
+autosolver::normal_1D Regression::_dist_param(const arma::Mat<double>& data, autosolver::normal_1D previous,
+                                              const autosolver::solution& how, solved_units& at) const {
+  read_solved(data, how, at);
+  const scan::row_scale r = scale();
+  double q = 0.0, d = 0.0;
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    const double w = at.A[k] * r.precision(k);
+    q += w * at.A[k];
+    d += w * at.e[k];
+  }
+  return previous.multiply(q, d);
+}
+
+// Precisions of rows are weights over the residual variance, so that the weights alone are left.
+autosolver::inv_gamma Regression::_dist_variance(const arma::Mat<double>& data,
+                                                 autosolver::inv_gamma previous, solved_units& at) const {
+  if (at.units.is_empty()) throw error_debug("Null distribuiton not allowed.");
+  predictor(data, at.mu);
+  response_at(data, at.units, at.e.data());
+  const scan::row_scale r = scale();
+  const double v = residual_variance();
+  double squares = 0.0;
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    const double e = at.e[k] - at.mu(k);
+    squares += e * e * (r.is_one() ? 1.0 : v * r.precision(k));
+  }
+  previous.shape += 0.5 * static_cast<double>(at.units.n_elem);
+  previous.scale += 0.5 * squares;
+  return previous;
+}
+
+autosolver::contribution<autosolver::normal> Regression::distributionFunc(
+    const distribution_type& kind, const autosolver::solution& how, const int& at,
+    const arma::Col<arma::uword>& units) const {
+  const int above = at - static_cast<int>(level);
+  const bool linear = kind == distribution_type::fixed || kind == distribution_type::compute;
+  if (!linear || above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
+    throw error_debug("Unable to get autosolver function for Normal.");
+  std::vector<arma::uword> counts;
+  arma::Col<arma::uword> own =
+      above == 0 ? units : units_in(*cluster.selectors[static_cast<std::size_t>(above) - 1], units, counts);
+  auto place = std::make_shared<solved_units>(std::move(own), unit_rows(), n_units);
+  place->counts = std::move(counts);
+  return [this, how, place](const arma::Mat<double>& data, autosolver::normal previous) {
+    return _dist_compute(data, std::move(previous), how, *place);
+  };
+}
+
+autosolver::contribution<autosolver::normal> Regression::phantomFunc(unsigned place, arma::uword k) {
+  if (place >= parts_.size() || k >= parts_[place].loadings.size())
+    throw error_debug("The outcome has no such phantom.");
+  return [this, place, k](const arma::Mat<double>& data, autosolver::normal previous) {
+    return _dist_phantom(data, std::move(previous), place, k);
+  };
+}
+
+autosolver::contribution<autosolver::normal_1D> Regression::distributionFunc(
+    const distribution_type& kind, const autosolver::solution& how) const {
+  if (kind != distribution_type::param) throw error_debug("Unable to get autosolver function for Normal.");
+  auto place = std::make_shared<solved_units>(all_units(n_units), unit_rows(), n_units);
+  return [this, how, place](const arma::Mat<double>& data, autosolver::normal_1D previous) {
+    return _dist_param(data, std::move(previous), how, *place);
+  };
+}
+
+autosolver::contribution<autosolver::inv_gamma> Regression::varianceFunc() const {
+  if (!has_units() || phantoms_of_residual())
+    throw error_debug("Unable to get autosolver function for Normal.");
+  auto place = std::make_shared<solved_units>(all_units(n_units), unit_rows(), n_units);
+  return [this, place](const arma::Mat<double>& data, autosolver::inv_gamma previous) {
+    return _dist_variance(data, previous, *place);
+  };
+}
+
+autosolver::contribution<autosolver::normal> Regression::dist_self(
+    const arma::Col<arma::uword>& units) const {
+  auto place = std::make_shared<solved_units>(units, unit_rows(), n_units);
+  return [this, place](const arma::Mat<double>& data, autosolver::normal previous) {
+    return _dist_self(data, std::move(previous), *place);
+  };
+}
+
+}  // namespace tovik::sem

@@ -1,0 +1,110 @@
+#include "sem/solved_world.hpp"
+
+#include <stdexcept>
+
+#include "sem/ensemble/factory.hpp"
+#include "sem/outcomes/ordinal.hpp"
+#include "sem/phantoms/phantom.hpp"
+#include "sem/phantoms/phantom_links.hpp"
+
+namespace tovik::tests {
+
+SolvedWorld::SolvedWorld(const std::vector<std::string>& names, const arma::mat& columns,
+                         const std::vector<std::string>& ids, const std::vector<std::string>& statements,
+                         const std::vector<std::string>& parameters, const std::vector<std::string>& ordinal)
+    : run(prepared(small_run(names, columns, ids, statements, parameters, ordinal))),
+      estimator(77),
+      working(run.data, id_columns(names, ids)),
+      cells(run.models.generate_map()) {
+  sem::outcome_context context;
+  context.estimator = &estimator;
+  context.working = &working;
+  context.data = &working.data;
+  context.prior = prior_;
+  context.cells = &cells;
+  context.mutable_columns.assign(working.data.n_cols, true);
+  for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
+  sem::link_phantoms(run.models, models, working.data);
+  draw_state();
+  labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+}
+
+void SolvedWorld::draw_state() {
+  Random& rng = estimator.random;
+  for (std::size_t i = 0; i < models.size(); ++i) {
+    auto* model = dynamic_cast<sem::Regression*>(models[i].get());
+    if (model == nullptr) continue;
+    for (arma::uword unit : model->missing_rows) write(run.models[i].name(), unit, rng.rnorm());
+    for (arma::uword j : model->free) model->betas_(j) = 0.5 * rng.rnorm();
+    for (arma::mat& u : model->u)
+      for (double& effect : u) effect = 0.6 * rng.rnorm();
+    if (auto* normal = dynamic_cast<sem::Normal*>(model)) normal->sigma2 = 0.5 + rng.runif();
+    model->refresh_phantoms(0);
+    if (auto* scores = dynamic_cast<sem::Ordinal*>(model)) {
+      scores->addStarts(scores->params());
+      scores->publish(data());
+    }
+  }
+  for (const auto& model : models)
+    if (auto* phantom = dynamic_cast<sem::Phantom*>(model.get())) phantom->addStarts({0.4});
+}
+
+unsigned SolvedWorld::index(const std::string& outcome) const {
+  for (unsigned i = 0; i < models.size(); ++i)
+    if (run.models[i].name() == outcome) return i;
+  throw std::out_of_range(outcome);
+}
+
+sem::Regression& SolvedWorld::equation(const std::string& outcome) const {
+  return dynamic_cast<sem::Regression&>(*models[index(outcome)]);
+}
+
+sem::drawn_label& SolvedWorld::label(const std::string& name) {
+  for (sem::drawn_label& l : labels)
+    if (l.name == name) return l;
+  throw std::out_of_range(name);
+}
+
+double SolvedWorld::log_density() const {
+  double sum = 0.0;
+  for (const auto& outcome : models) {
+    sum += outcome->logLiklihood(working.data);
+    const auto* model = dynamic_cast<const sem::Regression*>(outcome.get());
+    if (model == nullptr) continue;
+    for (unsigned L = 0; L < model->n_levels; ++L)
+      if (!model->u[L].is_empty()) sum += arma::accu(model->compute_Us_LL(working.data, static_cast<int>(L)));
+  }
+  return sum;
+}
+
+void SolvedWorld::write(const std::string& outcome, arma::uword unit, double value) {
+  sem::Regression& model = equation(outcome);
+  if (auto* scores = dynamic_cast<sem::Ordinal*>(&model)) {
+    if (arma::any(model.missing_rows == unit) && !scores->propensity.is_published()) return;
+    scores->propensity.write(data(), unit, value);
+    return;
+  }
+  working.write(data(), model.y(0), model.level, {unit}, {value});
+}
+
+double SolvedWorld::read(const std::string& outcome, arma::uword unit) const {
+  const sem::Regression& model = equation(outcome);
+  if (const auto* scores = dynamic_cast<const sem::Ordinal*>(&model)) return scores->propensity.values(unit);
+  return working.data(working.first_rows(model.level)(unit), model.y(0));
+}
+
+small_run SolvedWorld::prepared(small_run run) {
+  prepare(run);
+  return run;
+}
+
+std::vector<arma::uword> SolvedWorld::id_columns(const std::vector<std::string>& names,
+                                                 const std::vector<std::string>& ids) {
+  std::vector<arma::uword> out;
+  for (const std::string& id : ids)
+    for (arma::uword j = 0; j < names.size(); ++j)
+      if (names[j] == id) out.push_back(j);
+  return out;
+}
+
+}  // namespace tovik::tests
