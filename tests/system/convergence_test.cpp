@@ -31,9 +31,11 @@ class ConvergenceReport : public testing::Test {
     return report.substr(from, to - from + 1);
   }
 
-  /// Thresholds that only a slow walk reaches: an ordinal outcome whose propensity predicts another outcome.
+  /// Thresholds that only a slow walk reaches: an ordinal outcome whose propensity, drawn by Metropolis steps,
+  /// predicts another outcome.
   static std::string slow(const std::string& run) {
     return "DATA: nurses.csv; MISSING: NA; CLUSTERID: ward; ORDINAL: exhausted; FIXED: patients nights years;"
+           "DEBUG: use_autosolver = false;"
            "MODEL: leave ~ exhausted.latent years; exhausted ~ nights patients years; SEED: 1;" +
            run;
   }
