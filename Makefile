@@ -48,6 +48,16 @@ bench: deps
 	cmake --build build/release --target benchmarks
 	scripts/run-bench
 
+# The program as whole processes: make bench-runs OTHER=path compares with another program by turns; RUNS=--slow takes
+# the designs that mix slowly.
+.PHONY: bench-runs
+RUNS ?=
+OTHER ?=
+bench-runs: deps
+	cmake --preset release
+	cmake --build build/release --target whole_runs
+	build/release/bin/whole_runs $(RUNS) build/release/bin/tovik $(OTHER)
+
 # clang-tidy over what differs from BASE, committed or not: make tidy BASE=origin/main.
 BASE ?= HEAD
 tidy:

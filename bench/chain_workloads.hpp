@@ -35,6 +35,22 @@ inline chain_workload random_slope() {
           5 + 2 * clusters + 2 * (clusters - 3), 0, 1};
 }
 
+/// 2,000 rows, ten predictors, neither clusters nor missing cells: the scan makes no pass over the rows.
+inline chain_workload plain_regression() {
+  constexpr arma::uword n = 2000, k = 10;
+  Random rng(6, 0);
+  arma::mat data(n, k + 1);
+  std::vector<std::string> names = {"y"};
+  std::string equation = "y ~";
+  for (arma::uword j = 1; j <= k; ++j) {
+    names.push_back("x" + std::to_string(j));
+    equation += " " + names.back();
+    for (arma::uword i = 0; i < n; ++i) data(i, j) = rng.rnorm();
+  }
+  for (arma::uword i = 0; i < n; ++i) data(i, 0) = 0.2 * arma::accu(data.row(i).tail(k)) + rng.rnorm();
+  return {tests::small_run(names, data, {}, {equation}), k + 1, 0, 1};
+}
+
 /// Three equations on 10,000 rows. Both mediators are incomplete (30%), outcomes of one equation and
 /// predictors of others; `product` adds their product.
 inline chain_workload mediation(bool product) {

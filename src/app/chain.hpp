@@ -13,6 +13,7 @@
 #include "input/chain_info.hpp"
 #include "results/dic.hpp"
 #include "results/run_stat.hpp"
+#include "sem/ensemble/likelihood_totals.hpp"
 #include "support/blas_threads.hpp"
 #include "support/error.hpp"
 #include "support/interrupt.hpp"
@@ -31,6 +32,9 @@ concept sampler = requires(T& estimator, T const& state, bool flag) {
   estimator.tune_check();
   // Units x 2 x (models + 1), or empty.
   { state.getLikelihoods() } -> std::convertible_to<arma::Cube<double>>;
+  // Their sums over the models for several states together, without any yet; or null, which asks for the
+  // above.
+  { state.getLikelihoodTotals() } -> std::convertible_to<std::unique_ptr<sem::likelihood_totals>>;
   // Correlations among residuals.
   { state.getNumberCorrelations() } -> std::convertible_to<arma::uword>;
   { state.getCorrelations() } -> std::convertible_to<arma::Col<double>>;
@@ -148,13 +152,32 @@ class chain {
       estimator_->computeSimpleSlopes();
       iter_draws_.push(estimator_->getParams());
       if (simple_draws_.draws().n_rows > 0) simple_draws_.push(estimator_->getSimpleSlopes());
-      if (chain_info::compute_DIC) fit_ += estimator_->getLikelihoods();
+      if (chain_info::compute_DIC) add_likelihoods(t == 0);
       if (stores_correlations()) add_correlations();
       ++t;
       if (milestone(t, info_.iterations)) say("  Chain %i completed iteration %i on %s", t);
       save_imputation(t);
       if (info_.averaging) avg_imp_ += data();
     }
+    take_totals();
+    totals_.reset();
+  }
+
+  /// Draws are kept until there is no room for more, unless the report asks for the parts of models.
+  void add_likelihoods(bool first) {
+    if (first && !info_.likelihoods) totals_ = estimator_->getLikelihoodTotals();
+    if (totals_ == nullptr) {
+      fit_ += estimator_->getLikelihoods();
+      return;
+    }
+    totals_->keep();
+    if (totals_->full()) take_totals();
+  }
+
+  void take_totals() {
+    if (totals_ == nullptr) return;
+    fit_ += *totals_;
+    totals_->clear();
   }
 
   arma::Mat<double> data() const {
@@ -188,6 +211,7 @@ class chain {
   RunStat<arma::Mat<double>> avg_imp_;
   sem::DIC fit_;
   std::shared_ptr<T> estimator_;
+  std::unique_ptr<sem::likelihood_totals> totals_;  ///< draws that fit_ has not yet
   chain_info info_;
   std::size_t next_imputation_ = 0;
   std::exception_ptr error_;

@@ -13,6 +13,10 @@ namespace log_sum {
 /// For each of n sums of exponentials, sum = sum exp(x - max), adds the term exp(x[i]); the maximum follows.
 /// A NaN, now or before, makes the maximum NaN. Terms 700 or more below the maximum add nothing that shows.
 void add_terms(std::size_t n, const double* x, double* max, double* sum);
+/// The same with several terms at once for each sum: x is n x count, its columns one after the other. Terms
+/// are scaled by the largest of them, and the sum by what that rises, so that a term costs an exponential and
+/// no comparison. `max` and `sum` may be those of no terms yet: minus infinity and 0.
+void add_columns(std::size_t n, std::size_t count, const double* x, double* max, double* sum);
 /// Adds other sums of the same kind.
 void add_sums(std::size_t n, const double* other_max, const double* other_sum, double* max, double* sum);
 }  // namespace log_sum

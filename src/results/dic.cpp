@@ -1,10 +1,14 @@
 #include "results/dic.hpp"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <utility>
 
 #include "results/table.hpp"
+#include "sem/ensemble/likelihood_totals.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
@@ -48,6 +52,38 @@ void DIC::split() {
     both.slice(0).col(1) = kept->slice(0).col(0);
     *kept = std::move(both);
   }
+}
+
+/// Accumulators of no iterations, for totals that come together.
+void DIC::make_room(arma::uword units, arma::uword columns) {
+  stat_.mean.zeros(units, columns, 1);
+  stat_.M2.zeros(units, columns, 1);
+  log_sum_.sum.zeros(units, columns, 1);
+  log_sum_.max.set_size(units, columns, 1);
+  log_sum_.max.fill(-std::numeric_limits<double>::infinity());
+}
+
+DIC& DIC::operator+=(likelihood_totals& kept) {
+  if (!totals_) throw error_debug("The parts of models do not come together.");
+  if (kept.n_draws() == 0 || kept.n_units() == 0) return *this;
+  if (kept.n_columns() == 2) split();
+  const arma::uword n = kept.n_units(), columns = kept.n_columns(), draws = kept.n_draws();
+  if (stat_.count == 0) make_room(n, columns);
+  if (stat_.M2.is_empty()) stat_.M2.zeros(arma::size(stat_.mean));
+  if (stat_.mean.n_rows != n || stat_.mean.n_cols != columns) throw error_debug("Does not match.");
+  for (arma::uword first = 0; first < n; first += likelihood_totals::most_rows) {
+    const arma::uword rows = std::min(likelihood_totals::most_rows, n - first);
+    const double* values = kept.evaluate(first, rows);
+    for (arma::uword c = 0; c < columns; ++c, values += rows * draws) {
+      const arma::uword at = c * n + first;
+      run_stat::add_columns(rows, stat_.count, draws, values, stat_.mean.memptr() + at,
+                            stat_.M2.memptr() + at);
+      log_sum::add_columns(rows, draws, values, log_sum_.max.memptr() + at, log_sum_.sum.memptr() + at);
+    }
+  }
+  stat_.count += static_cast<std::uint32_t>(draws);
+  log_sum_.count += draws;
+  return *this;
 }
 
 DIC& DIC::operator+=(const DIC& other) {

@@ -9,6 +9,8 @@
 
 namespace tovik::sem {
 
+class likelihood_totals;
+
 /// Information criteria from the log likelihood of every unit at every iteration.
 ///
 /// A sample is a cube: rows are the units of the highest level, column 0 the marginal and column 1 the
@@ -31,6 +33,9 @@ class DIC {
   DIC& operator+=(const arma::Cube<double>& log_likelihood);
   /// Merges another chain.
   DIC& operator+=(const DIC& other);
+  /// Adds the iterations that a chain has kept, to totals: up to rounding as if they came one by one. Throws
+  /// error_debug where parts of models are kept, and "Does not match." when the units differ from before.
+  DIC& operator+=(likelihood_totals& kept);
 
   /// The two criteria of one column of the cubes.
   struct criteria {
@@ -52,6 +57,7 @@ class DIC {
  private:
   void add(const arma::Cube<double>& sample);
   void add_totals(const arma::Cube<double>& log_likelihood);
+  void make_room(arma::uword units, arma::uword columns);
   /// From one column to two.
   void split();
   criteria compute(arma::uword column) const;

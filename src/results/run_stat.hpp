@@ -1,11 +1,20 @@
 #pragma once
 
 #include <armadillo>
+#include <cstddef>
 #include <cstdint>
 
 #include "support/error.hpp"
 
 namespace tovik {
+
+namespace run_stat {
+/// Adds `count` samples at once to the running means and sums of squared deviations of n elements that have
+/// seen `before` samples: x is n x count, its columns one after the other. With d = x - mean, mean of before,
+///   mean += sum(d) / N,   M2 += sum(d^2) - sum(d)^2 / N,   N = before + count.
+void add_columns(std::size_t n, std::size_t before, std::size_t count, const double* x, double* mean,
+                 double* M2);
+}  // namespace run_stat
 
 /// Running mean and sum of squared deviations of a stream of vectors, matrices or cubes, element by element,
 /// without storing the stream (Welford, 1962, Technometrics 4, 419-420). Two streams merge exactly (Chan,

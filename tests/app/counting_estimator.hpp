@@ -3,6 +3,7 @@
 #include <armadillo>
 #include <atomic>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -48,6 +49,7 @@ class CountingEstimator {
     cube.fill(-double(scans));
     return cube;
   }
+  std::unique_ptr<sem::likelihood_totals> getLikelihoodTotals() const { return nullptr; }
   arma::uword getNumberCorrelations() const { return n_correlations; }
   arma::Col<double> getCorrelations() const {
     if (fail_correlations) throw numeric_error::singular();

@@ -50,7 +50,7 @@ TEST_P(Golden, EstimatesStayToSixDigits) {
   }
 }
 
-TEST_P(Golden, DrawsAreTheSameBytesOnAnyNumberOfProcessors) {
+TEST_P(Golden, DrawsAndFitAreTheSameBytesOnAnyNumberOfProcessors) {
   const fs::path file = folder / (std::string(GetParam()) + ".tovik");
   const sampled_run one = sample(file, 1);
   for (std::size_t processors : {2u, 3u}) {
@@ -61,6 +61,10 @@ TEST_P(Golden, DrawsAreTheSameBytesOnAnyNumberOfProcessors) {
       ASSERT_EQ(arma::size(a), arma::size(b));
       EXPECT_EQ(std::memcmp(a.memptr(), b.memptr(), a.n_elem * sizeof(double)), 0) << processors;
     }
+    ASSERT_EQ(one.group->dic().exists(), other.group->dic().exists());
+    if (!one.group->dic().exists()) continue;
+    const auto a = one.group->dic().conditional(), b = other.group->dic().conditional();
+    EXPECT_EQ(std::memcmp(&a, &b, sizeof a), 0) << a.dic2 << " " << b.dic2;
   }
 }
 

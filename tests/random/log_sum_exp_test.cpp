@@ -45,6 +45,41 @@ TEST(LogSumExp, IsTheLogarithmOfTheSum) {
   }
 }
 
+/// Seven sums, of which four go side by side; terms that rise and fall by more than an exponential can hold.
+TEST(LogSumExp, ColumnsTogetherAreTheStream) {
+  arma::mat x(7, 30);
+  for (arma::uword i = 0; i < 7; ++i)
+    for (arma::uword t = 0; t < 30; ++t)
+      x(i, t) = (i % 3 == 0 ? 900.0 : 2.0) * std::sin(static_cast<double>(1 + 5 * t + 3 * i));
+  LogSumExp<arma::vec> expected;
+  for (arma::uword t = 0; t < 30; ++t) expected += arma::vec(x.col(t));
+  for (const arma::uword cut : {0u, 1u, 13u, 29u, 30u}) {
+    arma::vec max(7, arma::fill::value(-inf)), sum(7, arma::fill::zeros);
+    log_sum::add_columns(7, cut, x.memptr(), max.memptr(), sum.memptr());
+    if (cut < 30) log_sum::add_columns(7, 30 - cut, x.colptr(cut), max.memptr(), sum.memptr());
+    EXPECT_TRUE(arma::approx_equal(max, expected.max, "absdiff", 0.0)) << cut;
+    EXPECT_TRUE(arma::approx_equal(sum, expected.sum, "reldiff", 1e-13)) << cut;
+  }
+}
+
+TEST(LogSumExp, ColumnsWithWhatIsNotFinite) {
+  arma::mat x(4, 6, arma::fill::ones);
+  x(0, 2) = nan;
+  x(1, 3) = inf;
+  x(2, 0) = -inf;
+  arma::vec max(4, arma::fill::value(-inf)), sum(4, arma::fill::zeros);
+  log_sum::add_columns(4, 6, x.memptr(), max.memptr(), sum.memptr());
+  EXPECT_TRUE(std::isnan(max(0)));
+  EXPECT_EQ(max(1), inf);
+  EXPECT_EQ(max(2), 1.0);
+  EXPECT_EQ(sum(2), 5.0);
+  EXPECT_EQ(sum(3), 6.0);
+  const arma::mat later(4, 3, arma::fill::zeros);
+  log_sum::add_columns(4, 3, later.memptr(), max.memptr(), sum.memptr());
+  EXPECT_TRUE(std::isnan(max(0)));
+  EXPECT_EQ(max(1), inf);
+}
+
 TEST(LogSumExp, DoesNotOverflow) {
   LogSumExp<arma::Col<double>> total;
   for (double x : {-1e5, 1e5, 1e5 - 1, -1e5}) total += arma::Col<double>{x, -x};

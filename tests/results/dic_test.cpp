@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include "capture.hpp"
+#include "sem/ensemble/likelihood_totals.hpp"
+#include "sem/small_run.hpp"
 #include "series.hpp"
 
 namespace tovik::dic_test {
@@ -178,6 +180,72 @@ TEST(Dic, TotalsWithEqualColumnsSplitWhenTheyDiffer) {
       EXPECT_EQ(printed(*totals).find("Marginal") != std::string::npos, cut < 5);
     }
   }
+}
+
+/// y on x in 300 rows of 30 clusters, of which every seventh y is missing.
+tests::small_run study(bool clusters) {
+  Random rng(3, 1);
+  arma::mat data(300, 3);
+  for (arma::uword i = 0; i < 300; ++i) {
+    const double x = rng.rnorm();
+    data.row(i) = arma::rowvec{static_cast<double>(i / 10), 1 + x + rng.rnorm(), x};
+    if (i % 7 == 0) data(i, 1) = arma::datum::nan;
+  }
+  return {{"id", "y", "x"},
+          data,
+          clusters ? std::vector<std::string>{"id"} : std::vector<std::string>{},
+          {"y ~ x"}};
+}
+
+/// Blocks end anywhere: at the end of a chain, and where an iteration was added by itself.
+TEST(Dic, IterationsThatComeTogetherGiveTheSameCriteria) {
+  for (const bool clusters : {false, true}) {
+    const tests::small_run run = study(clusters);
+    const auto chain = run.chain(Random(4, 1));
+    chain->oneRep();
+    const auto totals = chain->getLikelihoodTotals();
+    DIC whole, singly = DIC::of_totals(), together = DIC::of_totals();
+    const auto take = [&] {
+      together += *totals;
+      totals->clear();
+    };
+    for (int t = 0; t < 200; ++t) {
+      chain->oneRep();
+      whole += chain->getLikelihoods();
+      singly += chain->getLikelihoods();
+      if (t == 0 || t == 100) {
+        take();
+        together += chain->getLikelihoods();
+      } else {
+        totals->keep();
+        if (totals->full() || t % 37 == 5) take();
+      }
+    }
+    take();
+    take();  // an empty block adds nothing
+    for (const DIC* one : {&singly, &together}) {
+      EXPECT_NEAR(one->marginal().dic2, whole.marginal().dic2, 1e-8);
+      EXPECT_NEAR(one->marginal().waic, whole.marginal().waic, 1e-8);
+      EXPECT_NEAR(one->conditional().dic2, whole.conditional().dic2, 1e-8);
+      EXPECT_NEAR(one->conditional().waic, whole.conditional().waic, 1e-8);
+      EXPECT_EQ(printed(*one), printed(whole));
+    }
+    EXPECT_EQ(printed(together).find("Marginal") != std::string::npos, clusters);
+    together += singly;  // chains merge, whichever way they went
+    EXPECT_NEAR(together.conditional().dic2, whole.conditional().dic2, 1e-8);
+  }
+}
+
+TEST(Dic, IterationsComeTogetherForTotalsAlone) {
+  const tests::small_run run = study(false);
+  const auto chain = run.chain(Random(4, 1));
+  chain->oneRep();
+  const auto totals = chain->getLikelihoodTotals();
+  totals->keep();
+  DIC parts, other = DIC::of_totals();
+  EXPECT_THROW(parts += *totals, error_debug);
+  other += likelihood(1);
+  EXPECT_THROW(other += *totals, error_debug);
 }
 
 TEST(Dic, RejectsAnotherShape) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+
 #include "series.hpp"
 
 namespace tovik::run_stat_test {
@@ -25,6 +27,39 @@ TEST(RunStat, MatchesMeanAndVarianceOfTheStoredStream) {
   }
   EXPECT_EQ(stat.mean(3), 2.5);
   EXPECT_EQ(stat.M2(3), 0.0);
+}
+
+/// Eleven elements: eight go side by side, three by themselves. Element 2 never varies.
+TEST(RunStat, ColumnsTogetherAreTheStream) {
+  arma::mat x(11, 70);
+  for (arma::uword i = 0; i < 11; ++i)
+    for (arma::uword t = 0; t < 70; ++t)
+      x(i, t) = i == 2 ? 0.1 : 1e6 * double(i) + std::sin(double(3 * i + 7 * t));
+  RunStat<arma::vec> one_by_one = stream(x);
+  for (const arma::uword cut : {0u, 1u, 2u, 40u, 69u, 70u}) {
+    arma::vec mean(11, arma::fill::zeros), M2 = mean;
+    if (cut > 0) run_stat::add_columns(11, 0, cut, x.memptr(), mean.memptr(), M2.memptr());
+    if (cut < 70) run_stat::add_columns(11, cut, 70 - cut, x.colptr(cut), mean.memptr(), M2.memptr());
+    EXPECT_TRUE(arma::approx_equal(mean, one_by_one.mean, "absdiff", 1e-8)) << cut;
+    EXPECT_TRUE(arma::approx_equal(M2, one_by_one.M2, "absdiff", 1e-6)) << cut;
+    EXPECT_EQ(mean(2), 0.1);
+    EXPECT_EQ(M2(2), 0.0);
+  }
+}
+
+TEST(RunStat, ANanAmongColumnsStaysInItsElement) {
+  arma::mat x(8, 5);
+  for (arma::uword i = 0; i < x.n_elem; ++i) x[i] = std::cos(double(i));
+  x(3, 2) = arma::datum::nan;
+  const RunStat<arma::vec> expected = stream(x);
+  arma::vec mean(8, arma::fill::zeros), M2 = mean;
+  run_stat::add_columns(8, 0, 5, x.memptr(), mean.memptr(), M2.memptr());
+  for (arma::uword i = 0; i < 8; ++i) {
+    EXPECT_EQ(std::isnan(mean(i)), i == 3);
+    if (i == 3) continue;
+    EXPECT_NEAR(mean(i), expected.mean(i), 1e-14);
+    EXPECT_NEAR(M2(i), expected.M2(i), 1e-14);
+  }
 }
 
 TEST(RunStat, MergesTwoChains) {

@@ -10,6 +10,7 @@
 #include "sem/chain/saved_columns.hpp"
 #include "sem/ensemble/availability.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/ensemble/likelihood_totals.hpp"
 #include "sem/ensemble/outcomes.hpp"
 #include "sem/ensemble/predictor_readers.hpp"
 #include "sem/predictors/centered_copy.hpp"
@@ -170,6 +171,10 @@ arma::uword Mcmc::getCovariateEstimatedNParams() const {
 
 arma::Cube<double> Mcmc::getLikelihoods() const {
   return outcomes_ ? outcomes_->likelihood(working_.data) : arma::Cube<double>();
+}
+
+std::unique_ptr<likelihood_totals> Mcmc::getLikelihoodTotals() const {
+  return outcomes_ ? std::make_unique<likelihood_totals>(*outcomes_, working_.data) : nullptr;
 }
 
 arma::uword Mcmc::getUnobservedCells() const {

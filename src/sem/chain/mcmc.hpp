@@ -26,6 +26,7 @@ class Outcomes;
 class SimpleList;
 class Variable;
 class centered_copy;
+class likelihood_totals;
 struct excluded_level;
 class predictor_set;
 struct saved_columns;
@@ -105,6 +106,9 @@ class Mcmc {
   /// sum); empty without outcome models.
   /// Imputed cells of outcomes are no part of it.
   arma::Cube<double> getLikelihoods() const;
+  /// The sums over the models of these for several draws together, without any yet; null without outcome
+  /// models. After the first scan. This chain must outlive the object.
+  std::unique_ptr<likelihood_totals> getLikelihoodTotals() const;
   /// How many these are.
   arma::uword getUnobservedCells() const;
 

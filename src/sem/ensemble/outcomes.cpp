@@ -29,7 +29,7 @@ using predictor_models = std::vector<std::unique_ptr<Variable>>;
 
 /// The columns that `get` gives for each model, one below the other.
 template <class Get>
-arma::Col<double> join(const std::vector<model_ptr>& models, Get get) {
+arma::Col<double> stacked(const std::vector<model_ptr>& models, Get get) {
   if (models.size() == 1) return get(*models.front());
   std::vector<arma::Col<double>> parts;
   arma::uword n = 0;
@@ -263,11 +263,11 @@ std::vector<estimator::tune_results> Outcomes::acceptance() const {
 }
 
 arma::Col<double> Outcomes::params() const {
-  return join(models, [](const estimator::Outcome& model) { return model.params(); });
+  return stacked(models, [](const estimator::Outcome& model) { return model.params(); });
 }
 
 arma::Col<double> Outcomes::params(const arma::Mat<double>& data) const {
-  return join(models, [&](const estimator::Outcome& model) { return model.params(data); });
+  return stacked(models, [&](const estimator::Outcome& model) { return model.params(data); });
 }
 
 arma::Col<double> Outcomes::params(const unsigned& model) const {

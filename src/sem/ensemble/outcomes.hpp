@@ -101,6 +101,20 @@ class Outcomes : public virtual Estimator {
   /// How many cells of the outcomes were not observed.
   arma::uword n_unobserved() const;
 
+  // The same model by model, for sums over several draws (likelihood_totals).
+
+  arma::uword n_top_units() const;
+  /// The models that have a likelihood of their own, which none before them holds.
+  std::vector<std::size_t> likelihood_models() const;
+  /// The marginal likelihood of the model differs from the conditional one.
+  bool integrates_out(std::size_t model) const;
+  /// See Outcome::blockLiklihood: for a model whose units are those of the highest level.
+  std::unique_ptr<estimator::block_likelihood> blockLiklihood(std::size_t model,
+                                                              const arma::Mat<double>& data) const;
+  /// Adds what the model says of each unit of the highest level; a null `marginal` is not wanted.
+  void add_likelihood(std::size_t model, const arma::Mat<double>& data, arma::Col<double>* marginal,
+                      arma::Col<double>& conditional) const;
+
   /// Gives model `first` of each pair the link that refreshes what follows from its values.
   void linkVariables(std::vector<std::pair<unsigned, std::unique_ptr<estimator::covariate_link>>> links);
 
@@ -124,7 +138,8 @@ class Outcomes : public virtual Estimator {
   void check_propriety(const ModelList& list, const model::row_table& rows,
                        const arma::Mat<double>& data) const;
   void tie_likelihoods();
-  void fill_slice(arma::Mat<double>& out, const arma::Mat<double>& data, std::size_t model) const;
+  arma::Col<double> conditional_of(std::size_t model, const arma::Mat<double>& data) const;
+  arma::Col<double> marginal_of(std::size_t model, const arma::Mat<double>& data) const;
 
   // First, so that it is destroyed last: trees in the models read the cells of the map.
   std::unordered_map<std::string, model::parameter_info> cells_;

@@ -61,41 +61,70 @@ void Outcomes::tie_likelihoods() {
   }
 }
 
-/// `out`: marginal, conditional.
-void Outcomes::fill_slice(arma::Mat<double>& out, const arma::Mat<double>& data, std::size_t model) const {
-  if (tied_[model] != model) {
-    out.zeros();
-    return;
-  }
-  const estimator::Outcome& own = *models[model];
-  joint_likelihood* const joint = joint_[model].get();
-  const int top = static_cast<int>(working_.n_levels()) - 1;
-  out.col(1) = joint != nullptr ? joint->conditional(data) : own.observed_logLiklihood(data, top);
-  const bool effects = joint != nullptr ? joint->has_effects() : has_random_effects(own);
-  if (!effects) {  // nothing to integrate out
-    out.col(0) = out.col(1);
-    return;
-  }
+arma::uword Outcomes::n_top_units() const {
+  return working_.n_units(working_.n_levels() - 1);
+}
+
+std::vector<std::size_t> Outcomes::likelihood_models() const {
+  std::vector<std::size_t> out;
+  for (std::size_t i = 0; i < models.size(); ++i)
+    if (has_likelihood(*models[i]) && tied_[i] == i) out.push_back(i);
+  return out;
+}
+
+bool Outcomes::integrates_out(std::size_t model) const {
+  return joint_[model] != nullptr ? joint_[model]->has_effects() : has_random_effects(*models[model]);
+}
+
+std::unique_ptr<estimator::block_likelihood> Outcomes::blockLiklihood(std::size_t model,
+                                                                      const arma::Mat<double>& data) const {
+  if (joint_[model] != nullptr || models[model]->level + 1 != working_.n_levels()) return nullptr;
+  return models[model]->blockLiklihood(data);
+}
+
+arma::Col<double> Outcomes::conditional_of(std::size_t model, const arma::Mat<double>& data) const {
+  if (joint_[model] != nullptr) return joint_[model]->conditional(data);
+  return models[model]->observed_logLiklihood(data, static_cast<int>(working_.n_levels()) - 1);
+}
+
+arma::Col<double> Outcomes::marginal_of(std::size_t model, const arma::Mat<double>& data) const {
   try {
-    out.col(0) = joint != nullptr ? joint->marginal(data) : own.observed_marginal_logLiklihood(data);
+    if (joint_[model] != nullptr) return joint_[model]->marginal(data);
+    return models[model]->observed_marginal_logLiklihood(data);
   } catch (const numeric_error&) {
     // A covariance matrix on the edge of positive definiteness: the fit statistics leave the marginal block
     // out, the run goes on.
-    out.col(0).fill(arma::datum::nan);
+    arma::Col<double> lost(n_top_units());
+    lost.fill(arma::datum::nan);
+    return lost;
   }
+}
+
+void Outcomes::add_likelihood(std::size_t model, const arma::Mat<double>& data, arma::Col<double>* marginal,
+                              arma::Col<double>& conditional) const {
+  const arma::Col<double> given = conditional_of(model, data);
+  conditional += given;
+  if (marginal == nullptr) return;
+  if (integrates_out(model))
+    *marginal += marginal_of(model, data);
+  else
+    *marginal += given;
 }
 
 arma::Cube<double> Outcomes::likelihood(const arma::Mat<double>& data) const {
   const auto counted = std::count_if(models.begin(), models.end(),
                                      [](const model_ptr& model) { return has_likelihood(*model); });
   const arma::uword n_models = static_cast<arma::uword>(counted);
-  arma::Cube<double> out(working_.n_units(working_.n_levels() - 1), 2, n_models + 1);
-  out.slice(n_models).zeros();
+  arma::Cube<double> out(n_top_units(), 2, n_models + 1);
+  out.zeros();
   arma::uword slice = 0;
   for (std::size_t i = 0; i < models.size(); ++i) {
     if (!has_likelihood(*models[i])) continue;
-    fill_slice(out.slice(slice), data, i);
-    out.slice(n_models) += out.slice(slice);
+    if (tied_[i] == i) {
+      out.slice(slice).col(1) = conditional_of(i, data);
+      out.slice(slice).col(0) = integrates_out(i) ? marginal_of(i, data) : out.slice(slice).col(1);
+      out.slice(n_models) += out.slice(slice);
+    }
     ++slice;
   }
   return out;

@@ -8,6 +8,7 @@
 #include "random/constants.hpp"
 #include "random/random.hpp"
 #include "sem/scan/blas.hpp"
+#include "sem/scan/normal_block.hpp"
 #include "sem/scan/residual_variance.hpp"
 #include "support/error.hpp"
 
@@ -109,6 +110,38 @@ void Normal::unit_log_density(const arma::Mat<double>& data, const arma::uword* 
     fill([cells, units](arma::uword k) { return cells[units[k]]; });
   else
     fill([&](arma::uword k) { return scale_.at(data, units == nullptr ? k : units[k]); });
+}
+
+namespace {
+
+/// The draws of one equation, as its density takes them.
+class normal_draws : public estimator::block_likelihood {
+ public:
+  normal_draws(const Normal& equation, scan::normal_block block)
+      : equation_(equation), block_(std::move(block)) {}
+
+  void keep() override { block_.keep(equation_.betas_.memptr(), equation_.residVar()); }
+  void add(arma::uword first, arma::uword n, double* out) override { block_.add(first, n, out); }
+  void clear() override { block_.clear(); }
+
+ private:
+  const Normal& equation_;
+  scan::normal_block block_;
+};
+
+}  // namespace
+
+std::unique_ptr<estimator::block_likelihood> Normal::blockLiklihood(const arma::Mat<double>& data) const {
+  const scan::equation& terms = equation().terms();
+  const bool effects =
+      std::any_of(u.begin(), u.end(), [](const auto& level_u) { return level_u.n_cols > 0; });
+  const bool stays = terms.terms.x.filled() && terms.terms.x.all_static() &&
+                     (terms.y_static || (!missing_rows.is_empty() && !scale_.has_transform()));
+  if (effects || !stays || link != nullptr || phantoms_of_residual()) return nullptr;
+  arma::Col<double> y(n_units);
+  copy_response(data, y.memptr());
+  return std::make_unique<normal_draws>(
+      *this, scan::normal_block(terms.terms.x.values(), std::move(y), missing_rows));
 }
 
 double Normal::log_likelihood_from_products() const {

@@ -35,6 +35,9 @@ class Normal : public Regression {
 
   bool is_normal() const override { return true; }
 
+  /// For a regression without random effects whose columns stay as they are.
+  std::unique_ptr<estimator::block_likelihood> blockLiklihood(const arma::Mat<double>& data) const override;
+
   double sigma2;  ///< residual variance
   bool estimate_resid;
   estimator::tune_obj imp_tune;

@@ -53,6 +53,19 @@ inline void multiply(double alpha, const arma::Mat<double>& A, const double* x, 
   arma::blas::gemv<double>(&trans, &m, &n, &alpha, A.memptr(), &m, x, &one, &beta, y, &one);
 }
 
+/// Y := Y - A X for `rows` rows of A from the row `first`, Y rows x n, X A.n_cols x n, columns one after the
+/// other.
+inline void subtract_product(const arma::Mat<double>& A, arma::uword first, arma::uword rows, const double* X,
+                             arma::uword n, double* Y) {
+  if (rows == 0 || n == 0 || A.n_cols == 0) return;
+  const char trans = 'N';
+  const auto m = static_cast<arma::blas_int>(rows), columns = static_cast<arma::blas_int>(n),
+             k = static_cast<arma::blas_int>(A.n_cols), height = static_cast<arma::blas_int>(A.n_rows);
+  const double minus = -1.0, one = 1.0;
+  arma::blas::gemm<double>(&trans, &trans, &m, &columns, &k, &minus, A.memptr() + first, &height, X, &k, &one,
+                           Y, &m);
+}
+
 /// y := alpha A'x + beta y.
 inline void multiply_transposed(double alpha, const arma::Mat<double>& A, const double* x, double beta,
                                 double* y) {

@@ -9,6 +9,7 @@
 #include "data/variable.hpp"
 #include "evaluate/pair.hpp"
 #include "sem/wiring/autosolver_fwd.hpp"
+#include "sem/wiring/block_likelihood.hpp"
 #include "sem/wiring/cluster.hpp"
 #include "sem/wiring/compute.hpp"
 #include "sem/wiring/constraint.hpp"
@@ -82,6 +83,12 @@ class Outcome {
   /// is part of the state, and contributes 0. What is no outcome of the data contributes 0 altogether.
   virtual arma::Col<double> observed_logLiklihood(const arma::Mat<double>& data, const int& level) const;
   virtual arma::Col<double> observed_marginal_logLiklihood(const arma::Mat<double>& data) const;
+  /// observed_logLiklihood of the units of the model's own level at several draws together, for a model that
+  /// has a shorter way to it at its current design; the model must outlive the object. Null: draw by draw.
+  /// After the first draw().
+  virtual std::unique_ptr<block_likelihood> blockLiklihood(const arma::Mat<double>& /*data*/) const {
+    return nullptr;
+  }
   /// How many cells of the outcome, one per unit, were not observed.
   virtual arma::uword n_unobserved() const { return 0; }
   /// Sum of logLiklihood(data, level) at the own level.
