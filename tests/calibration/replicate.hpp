@@ -79,7 +79,7 @@ inline void replicate(const experiment& what, std::size_t replications,
       workers.emplace_back([&, w] {
         for (std::size_t k = w; k < runs.size(); k += threads) {
           try {
-            runs[k].group->exec();
+            runs[k].exec();
           } catch (...) {
             errors[k] = std::current_exception();
           }
