@@ -39,7 +39,7 @@ class ManifestReference : public testing::Test {
  protected:
   Summary draws(const std::string& commands) {
     const std::filesystem::path file = folder_.path() / "c.tovik";
-    std::ofstream(file) << "DATA: data.csv; SEED: 4; CHAINS: 2; BURN: 1000; ITERATIONS: 20000; CLUSTERID: id; "
+    std::ofstream(file) << "DATA: data.csv; SEED: 4; CHAINS: 2; BURN: 1000; ITERATIONS: 40000; CLUSTERID: id; "
                         << "DEBUG: allow_tune_fail; " << commands;
     runs_.push_back(sample(file));
     return runs_.back().iterations();
@@ -48,7 +48,7 @@ class ManifestReference : public testing::Test {
   /// `rows`: pairs of rows of the equation and of the imputation model that are the same parameter.
   void expect_agreement(const arma::mat& data, const std::string& model, const std::string& imputation,
                         const std::vector<std::pair<arma::uword, arma::uword>>& rows) {
-    write_data(folder_.path() / "data.csv", {"id", "x", "z"}, data);
+    calibration::write_data(folder_.path() / "data.csv", {"id", "x", "z"}, data);
     const Summary equation = draws(model + " OPTIONS: disable_dic disable_corrs;");
     const Summary imputed = draws(imputation);
     for (const auto& [a, b] : rows)

@@ -356,7 +356,8 @@ coverage_study fcs_coverage() {
 coverage_study observed_fcs_coverage(const std::string& algorithm) {
   coverage_study what = fcs_coverage();
   what.title = "The same without latent scores as predictors (" + algorithm + ")";
-  what.runs.commands += "OPTIONS: manifest " + algorithm + ";\n";
+  what.runs.commands = "ORDINAL: b o; NOMINAL: g; FCS: x b o g z; OPTIONS: manifest " + algorithm + ";\n" +
+                       std::string(twenty_sets);
   return what;
 }
 
