@@ -6,6 +6,8 @@
 #include <fstream>
 #include <string>
 
+#include "app/analysis.hpp"
+#include "app/by_group.hpp"
 #include "evaluate/error.hpp"
 #include "input/input_file.hpp"
 #include "model/model_list.hpp"
@@ -39,21 +41,31 @@ std::string tame(const std::uint8_t* bytes, std::size_t size) {
   return text;
 }
 
-void prepare(const std::string& path) {
-  tovik::InputFile in(path);
-  in.printOptions();
-  arma::Mat<double> data = in.data();
-  tovik::VariableList vars = in.variableList(data);
-  vars.truncateNames();
-  const tovik::ModelList models = in.modelList(vars);
-  in.update(data, vars, models);
+void check(tovik::InputFile& in, arma::Mat<double> data) {
+  const tovik::analysis run = tovik::prepare(in, std::move(data));
+  for (const tovik::model::waldtest& test : run.tests) {
+    for (const tovik::model::contrast& one : test.contrasts()) {
+      for (const auto& [row, coefficient] : one.rows) {
+        if (row >= test.n_params) std::abort();
+      }
+    }
+    if (test.full().size() != test.restricted().size()) std::abort();
+  }
   if (in.chainInfo().size() != in.chains) std::abort();
   in.refuse_unavailable();
 }
 
+void prepare(const std::string& path) {
+  tovik::InputFile in(path);
+  in.printOptions();
+  if (in.byGroup.empty()) return check(in, in.data());
+  for (tovik::by_group& group : in.groups()) check(group.input, group.data);
+}
+
 }  // namespace
 
-/// A command file, taken as far as the preparation of data and equations.
+/// A command file, taken as far as the preparation of data, equations and hypotheses; of each group, where it
+/// has groups.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   static const std::filesystem::path home = std::filesystem::current_path();
   const std::filesystem::path path = folder() / "c.imp";

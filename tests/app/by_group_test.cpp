@@ -44,7 +44,7 @@ struct ByGroup : CommandFile {
   std::unique_ptr<InputFile> grouped(const std::string& more) const {
     return read(
         "DATA: d.csv; SEED: 5; BURN: 6; ITERATIONS: 8; CHAINS: 2 processors 1; MODEL: y ~ x; "
-        "DEBUG: no_drop; BYGROUP: g; " +
+        "DEBUG: no_drop; OPTIONS: prior1; BYGROUP: g; " +
         more);
   }
 

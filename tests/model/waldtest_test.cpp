@@ -317,7 +317,7 @@ TEST(Equality, FindsLabelsWhereverTheyStand) {
   const hypotheses phantom(0, {"y ~ x", "y2 ~ x", "y <-> y2@r"});
   sem::defaults::optimize_models = true;
   const waldtest one = phantom.equal({"r = 0"});
-  EXPECT_EQ(phantom.words_of(one), (texts{"y <-> y2: Variance : y <-> y2 = 0"}));
+  EXPECT_EQ(phantom.words_of(one), (texts{"y#cor#y2: Variance : y <-> y2 = 0"}));
   EXPECT_EQ(one.full(), (texts{"y <-> y2@r"}));
 }
 

@@ -182,6 +182,37 @@ TEST_F(Files, ASignalInTheBurnInLeavesNothingToEstimateFrom) {
   EXPECT_EQ(text("it.csv"), "");
 }
 
+TEST_F(Files, ASignalInAGroupEndsTheGroupsBehindIt) {
+  std::string rows = "g,y,x\n";
+  for (int i = 0; i < 40; ++i)
+    rows += std::to_string(1 + i % 2) + "," + std::to_string((7 * i) % 11) + "," +
+            std::to_string((3 * i) % 13) + "\n";
+  write_file(at("d.csv"), rows);
+  write_file(at("run.tovik"),
+             "DATA: d.csv; BYGROUP: g; MODEL: y ~ x; SEED: 1; BURN: 200; ITERATIONS: 4000000; NIMPS: 2;"
+             "CHAINS: 2 processors 1; SAVE: estimates = e*.csv, separate = s*.csv;");
+  write_file(at("s2.csv"), "of an earlier run");
+  EXPECT_EQ(shell("$P " + at("run.tovik") + " > " + at("out") + " & until grep -q 'completed burn-in' " +
+                  at("out") + "; do sleep 0.05; done; sleep 0.3; kill -TERM $!; wait $!"),
+            143);
+  const std::string report = text("out");
+  EXPECT_EQ(report.find("GROUP 2 SAMPLER"), std::string::npos);
+  EXPECT_NE(report.find("  GLOBAL MESSAGES:\n\n"
+                        "  WARNING: The run was interrupted before all groups had drawn their data sets.\n"
+                        "           Of 2 imputed data sets 0 have all groups and are saved.\n"),
+            std::string::npos)
+      << report;
+  EXPECT_NE(report.find("  GROUP 1 MESSAGES:\n\n  WARNING: The run was interrupted after "),
+            std::string::npos)
+      << report;
+  EXPECT_NE(report.find("  GROUP 2 MESSAGES:\n\n  No warning messages.\n"), std::string::npos);
+  EXPECT_TRUE(exists("e1.csv"));
+  EXPECT_FALSE(exists("e2.csv"));
+  EXPECT_FALSE(exists("s2.csv")) << "no mixture of two runs";
+  EXPECT_EQ(text("slist.csv"), "");
+  expect_no_temporaries();
+}
+
 TEST_F(Files, ASecondSignalEndsAtOnce) {
   // The data take longer than both signals, and the first is looked at only behind them.
   write_file(at("slow.tovik"),

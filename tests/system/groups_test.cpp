@@ -11,10 +11,8 @@
 #include "system/program.hpp"
 
 namespace fs = std::filesystem;
-using namespace tovik::tests;
-using tovik::replace_all;
-using tovik::split;
 
+namespace tovik::tests::groups_test {
 namespace {
 
 std::vector<std::string> lines_of(const std::string& text) {
@@ -87,8 +85,8 @@ class Groups : public testing::Test {
           run("alone", "rows.csv",
               commands + files("_alone") + ", stacked0 = alone0.csv, separate = alone*.csv;");
       ASSERT_EQ(one.status, 0) << one.output;
-      for (const std::string& key : {"iterations", "burn", "estimates", "waldtest", "starts", "labelfile",
-                                     "psr", "avgimp", "varimp", "likelihood"})
+      for (const std::string key : {"iterations", "burn", "estimates", "waldtest", "starts", "labelfile",
+                                    "psr", "avgimp", "varimp", "likelihood"})
         EXPECT_EQ(text(key + "_" + values[g] + ".csv"), text(key + "_alone.csv")) << key;
       const std::string report = masked(one.output);
       for (const auto& [first, behind] :
@@ -155,7 +153,7 @@ TEST_F(Groups, EqualSeparateRunsOfClusteredRows) {
 
 TEST_F(Groups, ComeInAscendingOrderWithTheirWarnings) {
   std::string text_of_data = "g,y,x,v\n";
-  for (int i = 0; i < 12; ++i)
+  for (int i = 0; i < 30; ++i)
     text_of_data += std::string(i % 3 == 0   ? "10"
                                 : i % 3 == 1 ? "1.5"
                                              : "-2") +
@@ -163,7 +161,7 @@ TEST_F(Groups, ComeInAscendingOrderWithTheirWarnings) {
   text_of_data += "1.5,NA,NA,1\n";
   write_file(at("d.csv"), text_of_data);
   const run_result end = run("c", "d.csv",
-                             "NOTHING: 1; SEED: 1; BURN: 200; ITERATIONS: 400; BYGROUP: G; MODEL: y ~ x; x ~ "
+                             "SEED: 1 2; BURN: 200; ITERATIONS: 400; BYGROUP: G; MODEL: y ~ x; x ~ "
                              "1; OPTIONS: nopsr;");
   ASSERT_EQ(end.status, 0) << end.output;
   const std::string& out = end.output;
@@ -179,7 +177,7 @@ TEST_F(Groups, ComeInAscendingOrderWithTheirWarnings) {
   EXPECT_GT(block, place);
   EXPECT_EQ(out.find("WARNING MESSAGES:"), block + 1) << "the groups print none of their own";
   const std::string warnings = out.substr(block);
-  const std::size_t unknown = warnings.find("'NOTHING:' is not a command");
+  const std::size_t unknown = warnings.find("The SEED command takes one value");
   const std::size_t first = warnings.find("\n\n  GROUP -2 MESSAGES:\n\n");
   const std::size_t second = warnings.find("\n\n  GROUP 1.5 MESSAGES:\n\n");
   const std::size_t dropped = warnings.find("1 observation has all variables in the imputation");
@@ -196,13 +194,13 @@ TEST_F(Groups, AFailureEndsTheRunAndKeepsEveryWarning) {
              "g,y,x\n1,1,2\n1,2,4\n1,4,3\n1,3,6\n1,5,5\n1,NA,NA\n2,3,1\n2,3,2\n2,3,5\n2,3,4\n2,3,7\n"
              "3,1,2\n3,2,4\n3,4,3\n3,3,6\n3,5,5\n");
   const run_result end = run("c", "d.csv",
-                             "NOTHING: 1; SEED: 1; BURN: 20; ITERATIONS: 40; BYGROUP: g; MODEL: y ~ x; x ~ 1;"
+                             "SEED: 1 2; BURN: 20; ITERATIONS: 40; BYGROUP: g; MODEL: y ~ x; x ~ 1;"
                              "SAVE: estimates = e*.csv;");
   EXPECT_EQ(end.status, 1);
   EXPECT_NE(end.output.find("GROUP 2 SAMPLER"), std::string::npos) << end.output;
   EXPECT_EQ(end.output.find("GROUP 3 SAMPLER"), std::string::npos);
   EXPECT_NE(end.output.find("ERROR: "), std::string::npos) << end.output;
-  EXPECT_NE(end.output.find("'NOTHING:' is not a command"), std::string::npos) << end.output;
+  EXPECT_NE(end.output.find("The SEED command takes one value"), std::string::npos) << end.output;
   EXPECT_NE(end.output.find("1 observation has all variables in the imputation"), std::string::npos)
       << end.output;
   EXPECT_TRUE(fs::exists(at("e1.csv")));
@@ -222,3 +220,4 @@ TEST_F(Groups, HaveTracesOfTheirOwn) {
 }
 
 }  // namespace
+}  // namespace tovik::tests::groups_test

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <boost/math/distributions/binomial.hpp>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -14,6 +15,7 @@
 
 #include "calibration/coverage_models.hpp"
 #include "calibration/rank_models.hpp"
+#include "calibration/rejection.hpp"
 #include "support/text.hpp"
 
 using namespace tovik;
@@ -85,6 +87,33 @@ const char* const coverage_introduction =
     "are Monte Carlo\n"
     "standard errors: that of the bias over the data sets, that of the coverage if it is 95%.\n\n";
 
+std::string rejection_section(const rejection_study& what, const arma::Mat<double>& p) {
+  std::string text = "### " + what.title + "\n\n" + what.design +
+                     format(" %zu simulated data sets.\n\n", static_cast<std::size_t>(p.n_rows)) + "| test |";
+  std::string rule = "|---|";
+  for (const double level : rejection_levels) {
+    text += format(" %g%% |", 100 * level);
+    rule += "---|";
+  }
+  text += "\n" + rule + "\n";
+  for (arma::uword j = 0; j < p.n_cols; ++j) {
+    text += "| " + what.tests[j] + " |";
+    for (const double level : rejection_levels)
+      text += format(" %.1f%% |", 100 * rejections(p.col(j), level));
+    text += "\n";
+  }
+  text += "| standard error |";
+  for (const double level : rejection_levels)
+    text += format(" %.1f%% |", 100 * std::sqrt(level * (1 - level) / static_cast<double>(p.n_rows)));
+  return text + "\n\n";
+}
+
+const char* const rejection_introduction =
+    "## Rejection rates of Wald tests\n\n"
+    "How often WALDTEST rejects a hypothesis that is true, by the level of the test. The statistic is "
+    "compared "
+    "with\nchi-square, as in large samples.\n\n";
+
 /// Section by section, so that what is there stays when a later one fails.
 void write_report(std::size_t rank_replications, std::size_t coverage_replications, const char* path) {
   std::ofstream out(path);
@@ -100,6 +129,11 @@ void write_report(std::size_t rank_replications, std::size_t coverage_replicatio
   for (const coverage_study& what : coverage_studies()) {
     std::fprintf(stderr, "coverage: %s\n", what.title.c_str());
     write(coverage_section(what, coverage(what, coverage_replications)));
+  }
+  write(rejection_introduction);
+  for (const rejection_study& what : rejection_studies()) {
+    std::fprintf(stderr, "rejections: %s\n", what.title.c_str());
+    write(rejection_section(what, probabilities(what, coverage_replications)));
   }
 }
 
