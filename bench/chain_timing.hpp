@@ -68,10 +68,10 @@ inline std::function<void()> floor_of(const numbers_of_scan& numbers, const sem:
   };
 }
 
-/// Effective draws per scan of the slowest parameter, and its position. Parameters that are held fixed do not
-/// count.
-inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
-  const arma::mat rows = arma::mat(tests::draws(chain, 0, n)).t();
+/// Effective draws per scan of the slowest parameter, and its position; `rows`: one scan each. Parameters
+/// that are held fixed do not count.
+inline std::pair<double, arma::uword> slowest(const arma::mat& rows) {
+  arma::uword const n = rows.n_rows;
   EffectiveSize size(1, n);
   std::pair<double, arma::uword> out{std::numeric_limits<double>::infinity(), 0};
   for (arma::uword j = 0; j < rows.n_cols; ++j) {
@@ -81,6 +81,11 @@ inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
   }
   out.first /= static_cast<double>(n);
   return out;
+}
+
+/// The same of the next n scans of a chain.
+inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
+  return slowest(arma::mat(tests::draws(chain, 0, n)).t());
 }
 
 }  // namespace tovik::bench

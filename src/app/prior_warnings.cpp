@@ -53,8 +53,8 @@ bool has_scale(const data::variable& v) {
 std::vector<std::string> far_from_one(const InputFile& input, const analysis& run) {
   std::vector<std::string> out;
   for (const auto& v : run.vars.covarAndOutMeans()) {
-    const bool is_modelled = uses_latent_means(input) ? v->usage() == data::usage::outcome || !v->fixed()
-                                                      : is_imputed(input, *v);
+    const bool is_modelled =
+        uses_latent_means(input) ? v->usage() == data::usage::outcome || !v->fixed() : is_imputed(input, *v);
     if (!is_modelled || !has_scale(*v) || v->column >= run.data.n_cols) continue;
     const arma::Col<double> cells = run.data.col(v->column);
     const arma::Col<double> known = cells.elem(arma::find_finite(cells));
@@ -71,11 +71,10 @@ void warn_of_units(const InputFile& input, const analysis& run) {
   if (prior != 1 || input.scaled_priors) return;
   const std::vector<std::string> names = far_from_one(input, run);
   if (names.empty()) return;
-  std::string text =
-      std::string("WARNING: The prior of ") +
-      (latent ? "predictor variances (XPRIOR1)" : "residual variances (PRIOR1)") +
-      " has the weight of two observations with variance 0.5,\n"
-      "         and the observed variance of these variables is far from that:\n";
+  std::string text = std::string("WARNING: The prior of ") +
+                     (latent ? "predictor variances (XPRIOR1)" : "residual variances (PRIOR1)") +
+                     " has the weight of two observations with variance 0.5,\n"
+                     "         and the observed variance of these variables is far from that:\n";
   for (const std::string& name : names) text += "           " + name + "\n";
   warning::buffer.push(
       text + "         Use 'OPTIONS: scaled_priors;' to take the variance of each variable as its unit.");

@@ -63,8 +63,8 @@ void Data::add_member(const VariableList::variable_ptr& v, double icc_cutoff) {
   m.variable = v;
   m.level = sampler_level(working_.n_levels() - 1, v->level);
   m.columns = value_columns(*v);
-  m.chain = std::make_unique<sem::unit_chain>(
-      working_, m.level, sem::varies(working_, working_.data, *v, m.level, icc_cutoff));
+  m.chain = std::make_unique<sem::unit_chain>(working_, m.level,
+                                              sem::varies(working_, working_.data, *v, m.level, icc_cutoff));
   m.missing = working_.missing_units(working_.data, v->column, m.level);
   m.incomplete = !m.missing.is_empty();
   arma::uword const dim = m.columns.size();
@@ -94,7 +94,7 @@ void Data::add_predictors(unsigned level) {
   std::vector<predictor> out = {{none, 0, 0, false, n_levels()}};
   for (std::size_t i = 0; i < members_.size(); ++i) {
     const member& m = members_[i];
-    unsigned const first = first_place(m, level), top = m.chain->n_above();
+    const unsigned first = first_place(m, level), top = m.chain->n_above();
     for (unsigned q = first; q <= top; ++q) {
       for (arma::uword k = 0; k < m.columns.size(); ++k) {
         const bool apart = how_ == method::means;
@@ -124,8 +124,8 @@ void Data::list_excluded() {
       if (!regressions) continue;
       for (arma::uword k = 0; k < m.columns.size(); ++k) {
         const unsigned lowest = how_ == method::means ? m.level : level;
-        const bool there = std::any_of(
-            predictors_[lowest].begin(), predictors_[lowest].end(), [&](const predictor& one) {
+        const bool there =
+            std::any_of(predictors_[lowest].begin(), predictors_[lowest].end(), [&](const predictor& one) {
               return one.owner == i && one.column == k &&
                      (how_ == method::no_means || m.chain->level(one.place) == level);
             });

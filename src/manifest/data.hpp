@@ -31,16 +31,16 @@ struct member {
   /// Per place of the chain: units x columns. Place 0 holds the values; a mean is that of the units directly
   /// below, each with the same weight.
   std::vector<arma::Mat<double>> values;
-  arma::Row<double> origin;                  ///< means of the observed values
+  arma::Row<double> origin;                    ///< means of the observed values
   std::vector<std::vector<bool>> is_constant;  ///< per place and column: the observed values do not vary
 };
 
 /// A predictor of the regressions of a level.
 struct predictor {
-  std::size_t owner;   ///< member; of the constant `Data::none`
-  arma::uword column;  ///< of the member
-  unsigned place;      ///< of the owner's chain
-  bool deviation;      ///< less the mean of the next place; otherwise less the origin
+  std::size_t owner;       ///< member; of the constant `Data::none`
+  arma::uword column;      ///< of the member
+  unsigned place;          ///< of the owner's chain
+  bool deviation;          ///< less the mean of the next place; otherwise less the origin
   unsigned constant_from;  ///< the lowest level at which units have one value each
 };
 
@@ -55,9 +55,10 @@ class Data {
  public:
   static constexpr std::size_t none = static_cast<std::size_t>(-1);
 
-  /// The predictors of the imputation (VariableList::covarAndOutMeans), varying at levels where their observed
-  /// intraclass correlation is at least `icc_cutoff`. Missing values are NaN until they are set. Throws
-  /// tovik::error for a type that cannot be imputed and for a variable that does not vary within clusters.
+  /// The predictors of the imputation (VariableList::covarAndOutMeans), varying at levels where their
+  /// observed intraclass correlation is at least `icc_cutoff`. Missing values are NaN until they are set.
+  /// Throws tovik::error for a type that cannot be imputed and for a variable that does not vary within
+  /// clusters.
   Data(const VariableList& variables, const sem::working_data& working, method how, double icc_cutoff);
   Data(const Data&) = delete;
   Data& operator=(const Data&) = delete;
@@ -78,7 +79,8 @@ class Data {
   /// For each unit of `level` the unit of a level not below it.
   const arma::Col<arma::uword>& above(unsigned level, unsigned higher) const;
 
-  /// The incomplete members below or above a level: those whose columns convUpLvlCol and convDownLvlCol bring.
+  /// The incomplete members below or above a level: those whose columns convUpLvlCol and convDownLvlCol
+  /// bring.
   const std::vector<std::size_t>& misVarsUp(unsigned level) const { return mis_up_.at(level); }
   const std::vector<std::size_t>& misVarsDown(unsigned level) const { return mis_down_.at(level); }
 

@@ -10,15 +10,16 @@ namespace tovik::manifest {
 
 /// What the random intercepts of one level of clusters are built from.
 struct intercepts_setup {
-  unsigned level = 0;                               ///< of the clusters, rows are 0
+  unsigned level = 0;  ///< of the clusters, rows are 0
   arma::uword n_clusters = 0;
   const arma::Col<arma::uword>* of_unit = nullptr;  ///< the cluster of each unit of the variable
   arma::Col<arma::uword> first_unit;                ///< a unit of each cluster
-  arma::Col<arma::uword> between;  ///< positions of the coefficients whose predictors are constant in clusters
-  arma::uword dim = 1;             ///< score columns
-  int prior = 2;                   ///< code of the prior of their variances
-  double unit = 1.0;               ///< the 1 of the first
-  double floor = 0.0;              ///< variances do not fall below it
+  arma::Col<arma::uword>
+      between;          ///< positions of the coefficients whose predictors are constant in clusters
+  arma::uword dim = 1;  ///< score columns
+  int prior = 2;        ///< code of the prior of their variances
+  double unit = 1.0;    ///< the 1 of the first
+  double floor = 0.0;   ///< variances do not fall below it
   sem::scan::coefficient_prior coefficients;
 };
 
@@ -37,9 +38,9 @@ class intercepts {
   void add(double sign, arma::Mat<double>& out) const;
 
   /// u given everything else: u_j ~ N(V_j P sum_i w_i e_i, V_j), inv(V_j) = sum_i w_i P + diag(1 / t2), over
-  /// the units `rows` of cluster j; a cluster without any is drawn from its distribution. `e`: scores less all
-  /// but these effects, units x columns; `P`: the precision of a residual with weight 1; `w`: the weight of
-  /// each unit, null for 1.
+  /// the units `rows` of cluster j; a cluster without any is drawn from its distribution. `e`: scores less
+  /// all but these effects, units x columns; `P`: the precision of a residual with weight 1; `w`: the weight
+  /// of each unit, null for 1.
   void draw(const arma::Mat<double>& e, const arma::Col<arma::uword>& rows, const arma::Mat<double>& P,
             const double* w, Random& rng);
   /// t2 given u.

@@ -16,8 +16,7 @@ arma::Mat<double> codes_of(const data::variable& v, const arma::Col<arma::uword>
 
 OrdVar::OrdVar(Data& data, std::size_t k, const std::shared_ptr<Random>& rng, const options& how)
     : Var(data, k, rng, how, sem::OrdComponent::gammaPrior, arma::Mat<double>(1, 1, arma::fill::ones)),
-      latent_(component(),
-              sem::fill_categories(data.at(k).values[0].col(0), *data.at(k).variable, *rng),
+      latent_(component(), sem::fill_categories(data.at(k).values[0].col(0), *data.at(k).variable, *rng),
               data.at(k).variable->values.size(), data.at(k).missing) {
   latent_.heed_missing = !how.mice;
   gamma_(0, 0) = latent_.startMean();

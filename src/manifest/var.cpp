@@ -73,6 +73,7 @@ Var::Var(Data& data, std::size_t k, const std::shared_ptr<Random>& rng, const op
       residual_(held.is_empty() ? arma::Mat<double>(1, 1, arma::fill::ones) : held),
       mean_(arma::size(score_), arma::fill::zeros),
       one_(1, 1, arma::fill::ones) {
+  whole_.zeros(data.col(variable().level));
   gamma_.zeros(predictors_.n_elem, score_.n_cols);
   drawn_.set_size(missing().n_elem, score_.n_cols);
   sem::component_setup observed = component();
@@ -141,16 +142,18 @@ void Var::drawCoefficients() {
   H_.set_size(p, e_.n_cols);
   if (n == all.n_rows && w == nullptr) {
     level.products(predictors_, predictors_, G_);
-    for (arma::uword c = 0; c < e_.n_cols; ++c)
-      for (arma::uword j = 0; j < p; ++j)
-        H_(j, c) = sem::scan::dot(n, all.colptr(predictors_[j]), e_.colptr(c));
+    for (arma::uword c = 0; c < e_.n_cols; ++c) {
+      sem::scan::multiply_transposed(1.0, all, e_.colptr(c), 0.0, whole_.memptr());
+      for (arma::uword j = 0; j < p; ++j) H_(j, c) = whole_[predictors_[j]];
+    }
   } else {
     X_.set_size(n, p);
     response_.set_size(n, e_.n_cols);
     for (arma::uword j = 0; j < p; ++j) {
       const double* from = all.colptr(predictors_[j]);
       double* to = X_.colptr(j);
-      for (arma::uword i = 0; i < n; ++i) to[i] = from[rows_[i]] * (w == nullptr ? 1.0 : std::sqrt(w[rows_[i]]));
+      for (arma::uword i = 0; i < n; ++i)
+        to[i] = from[rows_[i]] * (w == nullptr ? 1.0 : std::sqrt(w[rows_[i]]));
     }
     for (arma::uword c = 0; c < e_.n_cols; ++c)
       for (arma::uword i = 0; i < n; ++i)
@@ -164,9 +167,11 @@ void Var::drawCoefficients() {
 /// e := scores - w b - u, whole. What recentring moves from u to b leaves it as it is.
 void Var::drawEffects() {
   const arma::Mat<double>& all = data_.data(variable().level).data();
-  for (arma::uword c = 0; c < e_.n_cols; ++c)
-    for (arma::uword j = 0; j < predictors_.n_elem; ++j)
-      sem::scan::add_scaled(e_.n_rows, -gamma_(j, c), all.colptr(predictors_[j]), e_.colptr(c));
+  for (arma::uword c = 0; c < e_.n_cols; ++c) {
+    whole_.zeros();  // the columns of the variable itself count for nothing
+    for (arma::uword j = 0; j < predictors_.n_elem; ++j) whole_[predictors_[j]] = gamma_(j, c);
+    sem::scan::multiply(-1.0, all, whole_.memptr(), 1.0, e_.colptr(c));
+  }
   for (intercepts& one : effects_) {
     one.add(1.0, e_);
     one.draw(e_, rows_, residual_.precision(), residual_.weights(), *rng_);

@@ -30,11 +30,11 @@ struct options {
 struct parameter_row {
   enum class kind { coefficient, effect_variance, residual_variance, variance, covariance, threshold };
   kind what = kind::coefficient;
-  std::string name;    ///< the column that is explained, or the (first) column of a variance
-  std::string other;   ///< the predictor, empty for the intercept; the second column of a covariance
-  unsigned level = 0;  ///< of an effect's clusters, counted from 1, the rows
-  unsigned number = 0; ///< of a threshold, from 1
-  bool fixed = false;  ///< held at its value
+  std::string name;     ///< the column that is explained, or the (first) column of a variance
+  std::string other;    ///< the predictor, empty for the intercept; the second column of a covariance
+  unsigned level = 0;   ///< of an effect's clusters, counted from 1, the rows
+  unsigned number = 0;  ///< of a threshold, from 1
+  bool fixed = false;   ///< held at its value
 };
 
 /// The model of an incomplete continuous variable given all others,
@@ -42,14 +42,15 @@ struct parameter_row {
 ///   x_i = w_i b + u_j(i) + e_i,   u_j ~ N(0, t2),   e_i ~ N(0, sigma2),
 ///
 /// with the predictors w of its level (Data), an intercept among them, and a random intercept for every level
-/// of clusters at which x varies, which stands for the means of x itself. Flat on b; variances by their codes.
-/// Categorical variables have the same regression for latent scores, with b ~ N(0, prior).
+/// of clusters at which x varies, which stands for the means of x itself. Flat on b; variances by their
+/// codes. Categorical variables have the same regression for latent scores, with b ~ N(0, prior).
 ///
-/// One scan, in this order: b; u, with the part of b that is constant in clusters; the variances of u; sigma2;
-/// the latent scores; the missing values.
+/// One scan, in this order: b; u, with the part of b that is constant in clusters; the variances of u;
+/// sigma2; the latent scores; the missing values.
 class Var {
  public:
-  /// `k`: the member of `data`, whose missing values are set. Throws tovik::error when there are too few units for the regression.
+  /// `k`: the member of `data`, whose missing values are set. Throws tovik::error when there are too few
+  /// units for the regression.
   Var(Data& data, std::size_t k, const std::shared_ptr<Random>& rng, const options& how);
   virtual ~Var() = default;
   Var(const Var&) = delete;
@@ -153,7 +154,8 @@ class Var {
   sem::scan::matrix_coefficient_step coefficient_step_;
   std::vector<intercepts> effects_;
   VarE residual_;
-  arma::Mat<double> mean_;  ///< units x columns: w b + u
+  arma::Mat<double> mean_;   ///< units x columns: w b + u
+  arma::Col<double> whole_;  ///< one number for each column of the level
   arma::Mat<double> e_, G_, H_, X_, response_, one_, drawn_;
 };
 

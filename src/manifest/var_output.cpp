@@ -83,8 +83,7 @@ std::vector<parameter_row> Var::layout() const {
     for (std::size_t b = a; b < names.size(); ++b)
       add(a == b ? kind::variance : kind::covariance, names[a], a == b ? "" : names[b], 0, 0, true);
   }
-  for (unsigned k = 1; k <= thresholds().n_elem; ++k)
-    add(kind::threshold, names.front(), "", 0, k, false);
+  for (unsigned k = 1; k <= thresholds().n_elem; ++k) add(kind::threshold, names.front(), "", 0, k, false);
   return out;
 }
 

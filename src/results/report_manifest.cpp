@@ -156,8 +156,7 @@ std::vector<parameter_name> MI::parameterNames() const {
   std::vector<parameter_name> out;
   for (const Var* v : variables())
     for (const parameter_row& row : rows_of(*v))
-      out.push_back(
-          {"'" + v->variable().variable->name + "': " + label_of(row, has_several(*v)), row.fixed});
+      out.push_back({"'" + v->variable().variable->name + "': " + label_of(row, has_several(*v)), row.fixed});
   return out;
 }
 

@@ -30,8 +30,12 @@ coverage_study observed_means_coverage(const std::string& algorithm);
 coverage_study observed_means_three_levels_coverage();
 
 inline std::vector<coverage_study> coverage_studies() {
-  return {interaction_coverage(), categorical_coverage(), ordinal_outcome_coverage(),
-          level_two_coverage(),   contextual_coverage(),  three_level_coverage(),
+  return {interaction_coverage(),
+          categorical_coverage(),
+          ordinal_outcome_coverage(),
+          level_two_coverage(),
+          contextual_coverage(),
+          three_level_coverage(),
           fcs_coverage(),
           observed_fcs_coverage("gibbs"),
           observed_fcs_coverage("mice"),

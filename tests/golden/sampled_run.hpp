@@ -18,13 +18,11 @@ namespace tovik::tests {
 struct sampled_run {
   std::unique_ptr<InputFile> input;
   std::unique_ptr<analysis> prepared;
-  std::unique_ptr<chain_group<sem::Mcmc>> group;               ///< of a run with latent means
+  std::unique_ptr<chain_group<sem::Mcmc>> group;                   ///< of a run with latent means
   std::unique_ptr<chain_group<manifest::wrapper>> manifest_group;  ///< of one with observed means, or none
 
   void exec() { group != nullptr ? group->exec() : manifest_group->exec(); }
-  Summary iterations() const {
-    return group != nullptr ? group->iterations() : manifest_group->iterations();
-  }
+  Summary iterations() const { return group != nullptr ? group->iterations() : manifest_group->iterations(); }
 };
 
 /// Reads the command file and builds its chains; `processors` of 0 leaves the file's own number. Nothing runs
@@ -40,8 +38,8 @@ inline sampled_run build_run(const std::filesystem::path& command_file, std::siz
   if (run.input->clmean_method == latent_means)
     run.group = std::make_unique<chain_group<sem::Mcmc>>(build_chains(*run.input, *run.prepared));
   else
-    run.manifest_group = std::make_unique<chain_group<manifest::wrapper>>(
-        build_manifest_chains(*run.input, *run.prepared));
+    run.manifest_group =
+        std::make_unique<chain_group<manifest::wrapper>>(build_manifest_chains(*run.input, *run.prepared));
   std::filesystem::current_path(before);
   warning::buffer.clear();
   return run;

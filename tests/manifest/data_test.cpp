@@ -65,16 +65,16 @@ TEST(ManifestData, TakesPupilsApartIntoDeviationsAndMeansOfSchools) {
   // Means stand around the mean of what is observed, 28 / 6; the missing cell was set to 11.
   const arma::vec means = arma::vec{2, 2, 5, 5, 5, 10, 10} - 28.0 / 6;
   EXPECT_TRUE(arma::approx_equal(m.column(0, "x.mean[school]"), means, "absdiff", 1e-12));
-  EXPECT_TRUE(arma::approx_equal(m.column(1, "x.mean[school]"), arma::vec{2, 5, 10} - 28.0 / 6, "absdiff",
-                                 1e-12));
+  EXPECT_TRUE(
+      arma::approx_equal(m.column(1, "x.mean[school]"), arma::vec{2, 5, 10} - 28.0 / 6, "absdiff", 1e-12));
   EXPECT_TRUE(arma::approx_equal(m.column(1, "w"), arma::vec{-1, 1, 5}, "absdiff", 1e-12));
 }
 
 TEST(ManifestData, HasNoMeansAmongPupilsWithoutThem) {
   made m(schools(), method::no_means);
   EXPECT_EQ(m.names(0), (strings{"1", "x", "z", "w"}));
-  EXPECT_TRUE(arma::approx_equal(m.column(0, "z"), arma::vec{10, 20, 30, 10, 50, 70, 90} - 40, "absdiff",
-                                 1e-12));
+  EXPECT_TRUE(
+      arma::approx_equal(m.column(0, "z"), arma::vec{10, 20, 30, 10, 50, 70, 90} - 40, "absdiff", 1e-12));
   // Nothing else would tie schools to their pupils.
   EXPECT_EQ(m.names(1), (strings{"1", "x.mean[school]", "z.mean[school]", "w"}));
 }
@@ -113,8 +113,7 @@ TEST(ManifestData, ListsWhatIsIncompleteBelowAndAtALevel) {
 TEST(ManifestData, MeansOfDistrictsCountSchoolsAlike) {
   const arma::mat columns = {{1, 1, 1, 4}, {1, 1, 3, na}, {1, 2, 6, 1}, {1, 2, 8, 0}, {1, 2, 10, 2},
                              {2, 3, 0, 5}, {2, 3, 4, 7},  {2, 4, 9, 3}, {2, 4, 1, 8}};
-  made m(manifest_world({"district", "school", "x", "y"}, columns, {"district", "school"}),
-         method::means);
+  made m(manifest_world({"district", "school", "x", "y"}, columns, {"district", "school"}), method::means);
   EXPECT_EQ(m.names(0), (strings{"1", "x", "x.mean[school]", "x.mean[district]", "y", "y.mean[school]",
                                  "y.mean[district]"}));
   // Schools have means 2, 8, 2, 5; districts 5 and 3.5.

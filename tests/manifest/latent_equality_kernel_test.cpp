@@ -67,7 +67,9 @@ TEST(ManifestAndLatent, AgreeForCategories) {
   arma::mat data(80, 3);
   for (arma::uword i = 0; i < data.n_rows; ++i) {
     const double z = rng.rnorm(), s = rng.rnorm(), t = rng.rnorm(), r = 0.8 * z + rng.rnorm();
-    data.row(i) = arma::rowvec{s > std::max(t, r) ? 1.0 : t > r ? 2.0 : 3.0,
+    data.row(i) = arma::rowvec{s > std::max(t, r) ? 1.0
+                               : t > r            ? 2.0
+                                                  : 3.0,
                                1.0 + (z + s > -0.3) + (z + s > 0.9), z};
   }
   data.col(2) -= arma::mean(data.col(2));

@@ -39,8 +39,9 @@ class ManifestReference : public testing::Test {
  protected:
   Summary draws(const std::string& commands) {
     const std::filesystem::path file = folder_.path() / "c.tovik";
-    std::ofstream(file) << "DATA: data.csv; SEED: 4; CHAINS: 2; BURN: 1000; ITERATIONS: 40000; CLUSTERID: id; "
-                        << "DEBUG: allow_tune_fail; " << commands;
+    std::ofstream(file)
+        << "DATA: data.csv; SEED: 4; CHAINS: 2; BURN: 1000; ITERATIONS: 40000; CLUSTERID: id; "
+        << "DEBUG: allow_tune_fail; " << commands;
     runs_.push_back(sample(file));
     return runs_.back().iterations();
   }
@@ -73,8 +74,7 @@ TEST_F(ManifestReference, RandomInterceptsFromObservedRowsUnderTheFirstPrior) {
 TEST_F(ManifestReference, InOtherUnits) {
   arma::mat data = clustered_data(false, 1000);
   data.col(1) += 1e4;
-  expect_agreement(data,
-                   "FIXED: z; MODEL: x ~ z;", "OPTIONS: noclmean mice; FCS: x z;",
+  expect_agreement(data, "FIXED: z; MODEL: x ~ z;", "OPTIONS: noclmean mice; FCS: x z;",
                    {{0, 2}, {1, 3}, {2, 0}, {3, 1}});
 }
 

@@ -57,8 +57,8 @@ Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const a
 
 Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const Random& rng, const int& xprior,
            const double& ICCcutoff, std::shared_ptr<const saved_columns> saved, bool scaled)
-    : Mcmc(variables, data, arma::Col<arma::uword>(identifier_columns(variables)), rng, xprior, ICCcutoff, std::move(saved), scaled) {
-}
+    : Mcmc(variables, data, arma::Col<arma::uword>(identifier_columns(variables)), rng, xprior, ICCcutoff,
+           std::move(saved), scaled) {}
 
 Mcmc::~Mcmc() = default;
 

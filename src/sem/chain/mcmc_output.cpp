@@ -84,7 +84,8 @@ void Mcmc::list_output(const VariableList& variables, const ModelList& models) {
 arma::Mat<double> Mcmc::completed() const {
   arma::Mat<double> out = saved_->values;
   if (outcomes_) {
-    for (arma::uword column : outcomes_->imputed_columns()) fill_missing(*saved_, working_, column, working_.data.col(column), out);
+    for (arma::uword column : outcomes_->imputed_columns())
+      fill_missing(*saved_, working_, column, working_.data.col(column), out);
   }
   for (const auto& v : predictors()) {
     if (!v->missing) continue;

@@ -16,8 +16,7 @@ missing_summary summarise_missing(const VariableList& variables, const arma::Mat
     columns.col(j) = data.col(v.column);
     out.names.push_back(v.name);
     const unsigned level = sampler_level(working.n_levels() - 1, v.level);
-    const double n_missing =
-        static_cast<double>(working.missing_units(working.data, v.column, level).n_elem);
+    const double n_missing = static_cast<double>(working.missing_units(working.data, v.column, level).n_elem);
     const double n = static_cast<double>(working.n_units(level));
     out.percents.push_back(n > 0 ? 100.0 * n_missing / n : 0.0);
   }

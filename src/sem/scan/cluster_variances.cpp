@@ -21,9 +21,7 @@ struct shape_density {
   double first(double nu) const {
     return J * (std::log(nu) + log_s0 + 1.0 - boost::math::digamma(nu)) + slope - 2.0 / nu;
   }
-  double second(double nu) const {
-    return J * (1.0 / nu - boost::math::trigamma(nu)) + 2.0 / (nu * nu);
-  }
+  double second(double nu) const { return J * (1.0 / nu - boost::math::trigamma(nu)) + 2.0 / (nu * nu); }
 };
 
 /// A gamma density, up to its constant: exp((A - 1) log nu - B nu).
