@@ -68,9 +68,9 @@ inline std::function<void()> floor_of(const numbers_of_scan& numbers, const sem:
   };
 }
 
-/// Effective draws per scan of each parameter of the report; NaN for one that is held fixed.
-inline std::vector<double> effective_sizes(sem::Mcmc& chain, arma::uword n) {
-  const arma::mat rows = arma::mat(tests::draws(chain, 0, n)).t();
+/// Effective draws per scan of each parameter, NaN for one that is held fixed; `rows`: one scan each.
+inline std::vector<double> effective_sizes(const arma::mat& rows) {
+  arma::uword const n = rows.n_rows;
   EffectiveSize size(1, n);
   std::vector<double> out;
   for (arma::uword j = 0; j < rows.n_cols; ++j) {
@@ -81,14 +81,24 @@ inline std::vector<double> effective_sizes(sem::Mcmc& chain, arma::uword n) {
   return out;
 }
 
-/// Effective draws per scan of the slowest parameter, and its position. Parameters that are held fixed do not
-/// count.
-inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
-  const std::vector<double> sizes = effective_sizes(chain, n);
+/// Of the next scans of a chain.
+inline std::vector<double> effective_sizes(sem::Mcmc& chain, arma::uword n) {
+  return effective_sizes(arma::mat(tests::draws(chain, 0, n)).t());
+}
+
+/// Effective draws per scan of the slowest parameter, and its position; `rows`: one scan each. Parameters
+/// that are held fixed do not count.
+inline std::pair<double, arma::uword> slowest(const arma::mat& rows) {
+  const std::vector<double> sizes = effective_sizes(rows);
   std::pair<double, arma::uword> out{std::numeric_limits<double>::infinity(), 0};
   for (arma::uword j = 0; j < sizes.size(); ++j)
     if (sizes[j] < out.first) out = {sizes[j], j};
   return out;
+}
+
+/// The same of the next n scans of a chain.
+inline std::pair<double, arma::uword> slowest(sem::Mcmc& chain, arma::uword n) {
+  return slowest(arma::mat(tests::draws(chain, 0, n)).t());
 }
 
 }  // namespace tovik::bench

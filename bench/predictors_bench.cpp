@@ -7,8 +7,10 @@
 #include <benchmark/benchmark.h>
 
 #include "chain_timing.hpp"
+#include "manifest/mi.hpp"
 #include "model/model.hpp"
 #include "predictor_workloads.hpp"
+#include "sem/chain/saved_columns.hpp"
 #include "support/blas_threads.hpp"
 
 namespace {
@@ -92,6 +94,56 @@ void Mixed_fcs(benchmark::State& state) {
   run(state, tovik::bench::mixed_fcs());
 }
 
+/// The same data with observed cluster means. `x_latent`: the time of a scan as a multiple of that with
+/// latent means.
+void run_observed(benchmark::State& state, const predictor_workload& work, bool mice) {
+  tovik::use_one_blas_thread();
+  tovik::manifest::options how;
+  how.mice = mice;
+  how.burn = 1000;
+  tovik::manifest::MI observed(work.run.vars, work.run.models, work.run.data, Random(11, 1), how,
+                               tovik::sem::keep_saved_columns(work.run.vars, work.run.data));
+  const std::shared_ptr<Mcmc> latent = work.run.chain(Random(11, 1));
+  for (int t = 0; t < 400; ++t) {
+    observed.impute();
+    latent->oneRep();
+  }
+  fastest scan([&] {
+    observed.impute();
+    benchmark::DoNotOptimize(observed.getParams().memptr());
+  });
+  fastest other([&] {
+    latent->oneRep();
+    benchmark::DoNotOptimize(latent->getParams().memptr());
+  });
+  constexpr int turns = 12;
+  for (int t = 0; t < turns; ++t)
+    for (fastest* timed : {&scan, &other}) timed->turn();
+  arma::mat draws(2000, observed.n_params());
+  for (arma::uword t = 0; t < draws.n_rows; ++t) {
+    observed.impute();
+    draws.row(t) = observed.getParams().t();
+  }
+  const double ess = tovik::bench::slowest(draws).first;
+  for (auto _ : state) state.SetIterationTime(scan.per_call());
+  state.counters["scans/s"] = 1.0 / scan.per_call();
+  state.counters["x_latent"] = scan.per_call() / other.per_call();
+  state.counters["slowest_ess/scan"] = ess;
+}
+
+void Continuous_observed_means(benchmark::State& state) {
+  run_observed(state, tovik::bench::continuous_fcs(), false);
+}
+void Mixed_observed_means(benchmark::State& state) {
+  run_observed(state, tovik::bench::mixed_fcs(), false);
+}
+void Mixed_observed_means_mice(benchmark::State& state) {
+  run_observed(state, tovik::bench::mixed_fcs(), true);
+}
+
+BENCHMARK(Continuous_observed_means)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Mixed_observed_means)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Mixed_observed_means_mice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Incomplete_random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Incomplete_random_slope_with_latent_means)
     ->UseManualTime()

@@ -93,34 +93,55 @@ void require_threads(InputFile& input) {
   input.processors = static_cast<std::uint32_t>(fit);
 }
 
-chain_group<sem::Mcmc> make_chains(InputFile& input, const analysis& run) {
-  chain_group<sem::Mcmc> group(input.processors);
-  const auto saved = sem::keep_saved_columns(run.vars, run.data);
-  for (const chain_info& info : input.chainInfo()) {
-    Random rng(input.seed, info.id);
-    rng.disperse(info.dispersion);
-    auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved,
-                                            input.scaled_priors);
-    mcmc->addOutcomes(run.vars, run.models,
-                      sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
-    if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
-    require_room(input, mcmc->getTotalParams());
-    group.push_back(chain<sem::Mcmc>(std::move(mcmc), info));
+/// `make`: an estimator from the random numbers and the share of a chain.
+template <class T, class Make>
+chain_group<T> make_chains(InputFile& input, const Make& make) {
+  input.refuse_unavailable();
+  require_threads(input);
+  try {
+    chain_group<T> group(input.processors);
+    for (const chain_info& info : input.chainInfo()) {
+      Random rng(input.seed, info.id);
+      rng.disperse(info.dispersion);
+      std::shared_ptr<T> estimator = make(rng, info);
+      require_room(input, estimator->getTotalParams());
+      group.push_back(chain<T>(std::move(estimator), info));
+    }
+    if (group.empty()) throw error_debug("Number of chains is set to zero!");
+    return group;
+  } catch (const std::bad_alloc&) {
+    no_room(input);
   }
-  if (group.empty()) throw error_debug("Number of chains is set to zero!");
-  return group;
 }
 
 }  // namespace
 
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
-  input.refuse_unavailable();
-  require_threads(input);
-  try {
-    return make_chains(input, run);
-  } catch (const std::bad_alloc&) {
-    no_room(input);
-  }
+  const auto saved = sem::keep_saved_columns(run.vars, run.data);
+  return make_chains<sem::Mcmc>(input, [&](const Random& rng, const chain_info&) {
+    auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved,
+                                            input.scaled_priors);
+    mcmc->addOutcomes(run.vars, run.models,
+                      sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
+    if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
+    return mcmc;
+  });
+}
+
+chain_group<manifest::wrapper> build_manifest_chains(InputFile& input, const analysis& run) {
+  const auto saved = sem::keep_saved_columns(run.vars, run.data);
+  return make_chains<manifest::wrapper>(input, [&](const Random& rng, const chain_info& info) {
+    manifest::options how;
+    how.how = input.clmean_method == 0 ? manifest::method::no_means : manifest::method::means;
+    how.mice = input.mice;
+    how.hev = input.hev;
+    how.prior_resvar = input.prior_resvar;
+    how.prior_raneff = input.prior_raneff;
+    how.ICCcutoff = input.ICCcutoff;
+    how.scaled = input.scaled_priors;
+    how.burn = info.burn;
+    return std::make_shared<manifest::wrapper>(run.vars, run.models, run.data, rng, how, saved);
+  });
 }
 
 }  // namespace tovik

@@ -5,6 +5,7 @@
 
 #include "app/chain_group.hpp"
 #include "data/variable_list.hpp"
+#include "manifest/wrapper.hpp"
 #include "model/model_list.hpp"
 #include "model/waldtest.hpp"
 #include "results/simple_slopes.hpp"
@@ -15,6 +16,7 @@ namespace tovik {
 class InputFile;
 
 static_assert(reporting_sampler<sem::Mcmc>);
+static_assert(reporting_sampler<manifest::wrapper>);
 
 /// Everything between a command file and its chains. Read-only while chains run.
 struct analysis {
@@ -35,5 +37,7 @@ analysis prepare(InputFile& input, arma::Mat<double> data);
 /// Throws tovik::error for what a command or an equation asks and this version does not carry out,
 /// tovik::error_debug when there is no share.
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run);
+/// The same for an imputation with observed cluster means, or none (options manifest and noclmean).
+chain_group<manifest::wrapper> build_manifest_chains(InputFile& input, const analysis& run);
 
 }  // namespace tovik

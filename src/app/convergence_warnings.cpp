@@ -15,16 +15,28 @@ void push(const std::string& text) {
   if (!text.empty()) warning::buffer.push(text);
 }
 
+std::vector<parameter_name> names_of(const sem::Mcmc& estimator, const ModelList& models) {
+  return parameter_names(models, estimator.predictors(), estimator.predictor_column_names());
+}
+
+std::vector<parameter_name> names_of(const manifest::wrapper& estimator, const ModelList&) {
+  return estimator.mi().parameterNames();
+}
+
 }  // namespace
 
-void warn_of_convergence(const InputFile& input, const chain_group<sem::Mcmc>& group, const ModelList& models,
+template <class T>
+void warn_of_convergence(const InputFile& input, const chain_group<T>& group, const ModelList& models,
                          const Summary& draws) {
-  const sem::Mcmc& estimator = group.front().estimator();
-  const std::vector<parameter_name> names =
-      parameter_names(models, estimator.predictors(), estimator.predictor_column_names());
+  const std::vector<parameter_name> names = names_of(group.front().estimator(), models);
   if (names.empty()) return;
   if (input.psr && !group.interrupted()) push(convergence::warning_of_burn_in(group.burn(), names));
   push(convergence::warning_of_draws(draws, names, input.savesDataSets()));
 }
+
+template void warn_of_convergence(const InputFile&, const chain_group<sem::Mcmc>&, const ModelList&,
+                                  const Summary&);
+template void warn_of_convergence(const InputFile&, const chain_group<manifest::wrapper>&, const ModelList&,
+                                  const Summary&);
 
 }  // namespace tovik

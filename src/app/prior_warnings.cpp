@@ -14,18 +14,35 @@ namespace {
 /// Observed variances between these are near enough to one unit.
 constexpr double least_variance = 0.1, most_variance = 10.0;
 
+bool uses_latent_means(const InputFile& input) {
+  return input.clmean_method == 2;
+}
+
+bool is_imputed(const InputFile& input, const data::variable& v) {
+  return v.column < input.missing_flags.size() && input.missing_flags[v.column] != 0;
+}
+
+/// The first variable whose model has random effects; empty for none. With observed cluster means every
+/// incomplete variable has random intercepts for the clusters above it.
+std::string with_random_effects(const InputFile& input, const analysis& run) {
+  for (const Model& model : run.models)
+    if (!model.random.empty() || !model.random_compute.empty()) return model.name();
+  if (uses_latent_means(input)) return "";
+  for (const auto& v : run.vars.covarAndOutMeans())
+    if (v->level > 0 && is_imputed(input, *v)) return v->name;
+  return "";
+}
+
 /// The density of a variance v of random effects near zero is of the order of 1 / v, which has no finite
 /// integral there.
-void warn_of_random_effects(const InputFile& input, const ModelList& models) {
+void warn_of_random_effects(const InputFile& input, const analysis& run) {
   if (input.prior_raneff != 3) return;
-  for (const Model& model : models) {
-    if (model.random.empty() && model.random_compute.empty()) continue;
-    warning::buffer.push(
-        "WARNING: Under PRIOR3 the posterior of the random effects' variances of '" + model.name() +
-        "'\n         is improper where such a variance may be zero. Use PRIOR1 or PRIOR2 instead\n"
-        "         unless the variances are far from it.");
-    return;
-  }
+  const std::string name = with_random_effects(input, run);
+  if (name.empty()) return;
+  warning::buffer.push(
+      "WARNING: Under PRIOR3 the posterior of the random effects' variances of '" + name +
+      "'\n         is improper where such a variance may be zero. Use PRIOR1 or PRIOR2 instead\n"
+      "         unless the variances are far from it.");
 }
 
 bool has_scale(const data::variable& v) {
@@ -33,10 +50,11 @@ bool has_scale(const data::variable& v) {
 }
 
 /// "name (variance)" of each modelled predictor whose observed variance is far from one.
-std::vector<std::string> far_from_one(const analysis& run) {
+std::vector<std::string> far_from_one(const InputFile& input, const analysis& run) {
   std::vector<std::string> out;
   for (const auto& v : run.vars.covarAndOutMeans()) {
-    const bool is_modelled = v->usage() == data::usage::outcome || !v->fixed();
+    const bool is_modelled =
+        uses_latent_means(input) ? v->usage() == data::usage::outcome || !v->fixed() : is_imputed(input, *v);
     if (!is_modelled || !has_scale(*v) || v->column >= run.data.n_cols) continue;
     const arma::Col<double> cells = run.data.col(v->column);
     const arma::Col<double> known = cells.elem(arma::find_finite(cells));
@@ -48,13 +66,15 @@ std::vector<std::string> far_from_one(const analysis& run) {
 }
 
 void warn_of_units(const InputFile& input, const analysis& run) {
-  if (input.xprior != 1 || input.scaled_priors) return;
-  const std::vector<std::string> names = far_from_one(run);
+  const bool latent = uses_latent_means(input);
+  const int prior = latent ? input.xprior : input.clusterIds.empty() ? 1 : input.prior_resvar;
+  if (prior != 1 || input.scaled_priors) return;
+  const std::vector<std::string> names = far_from_one(input, run);
   if (names.empty()) return;
-  std::string text =
-      "WARNING: The prior of predictor variances (XPRIOR1) has the weight of two observations with variance "
-      "0.5,\n"
-      "         and the observed variance of these variables is far from that:\n";
+  std::string text = std::string("WARNING: The prior of ") +
+                     (latent ? "predictor variances (XPRIOR1)" : "residual variances (PRIOR1)") +
+                     " has the weight of two observations with variance 0.5,\n"
+                     "         and the observed variance of these variables is far from that:\n";
   for (const std::string& name : names) text += "           " + name + "\n";
   warning::buffer.push(
       text + "         Use 'OPTIONS: scaled_priors;' to take the variance of each variable as its unit.");
@@ -64,7 +84,7 @@ void warn_of_units(const InputFile& input, const analysis& run) {
 
 void warn_of_priors(const InputFile& input, const analysis& run) {
   warn_of_units(input, run);
-  warn_of_random_effects(input, run.models);
+  warn_of_random_effects(input, run);
 }
 
 }  // namespace tovik

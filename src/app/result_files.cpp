@@ -23,7 +23,8 @@ std::string trace_folder(const InputFile& input) {
 
 }  // namespace
 
-void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, const analysis& run) {
+template <class T>
+void write_result_files(InputFile& input, const chain_group<T>& group, const analysis& run) {
   const VariableList& vars = run.vars;
   const ModelList& models = run.models;
   file_set files;
@@ -45,5 +46,8 @@ void write_result_files(InputFile& input, const chain_group<sem::Mcmc>& group, c
   if (!Output::traceplotPath.empty()) group.saveTraces(trace_folder(input), vars, models);
   files.commit();
 }
+
+template void write_result_files(InputFile&, const chain_group<sem::Mcmc>&, const analysis&);
+template void write_result_files(InputFile&, const chain_group<manifest::wrapper>&, const analysis&);
 
 }  // namespace tovik

@@ -1,5 +1,6 @@
 #include "app/run.hpp"
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -21,16 +22,18 @@ void print_model_list(const ModelList& models) {
 }
 
 /// The dimensions of a chain's sampler.
-void print_sampler(const sem::Mcmc& mcmc) {
-  std::printf("%u levels:", mcmc.n_levels());
-  for (unsigned l = 0; l < mcmc.n_levels(); ++l) {
-    std::printf(" %llu units", static_cast<unsigned long long>(mcmc.n_units(l)));
+template <class T>
+void print_sampler(const T& sampler) {
+  std::printf("%u levels:", sampler.n_levels());
+  for (unsigned l = 0; l < sampler.n_levels(); ++l) {
+    std::printf(" %llu units", static_cast<unsigned long long>(sampler.n_units(l)));
   }
-  std::printf("; %llu parameters\n\n", static_cast<unsigned long long>(mcmc.getTotalParams()));
+  std::printf("; %llu parameters\n\n", static_cast<unsigned long long>(sampler.getTotalParams()));
 }
 
 /// Runs the chains. When tuning fails, the acceptance rates are still shown before the error is reported.
-void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const ModelList& models) {
+template <class T>
+void run_chains(chain_group<T>& group, const VariableList& vars, const ModelList& models) {
   try {
     group.exec();
   } catch (const sem::error_tuning&) {
@@ -46,8 +49,7 @@ void run_chains(chain_group<sem::Mcmc>& group, const VariableList& vars, const M
 }
 
 /// How far an interrupted run came.
-std::string interruption(const chain_group<sem::Mcmc>& group) {
-  const progress_count done = group.done();
+std::string interruption(const progress_count& done) {
   std::string text = format("WARNING: The run was interrupted after %llu of %llu iterations.",
                             done.iterations, done.planned_iterations);
   if (done.iterations == 0) text += "\n         There are no draws to estimate from.";
@@ -58,15 +60,12 @@ std::string interruption(const chain_group<sem::Mcmc>& group) {
   return text;
 }
 
-}  // namespace
-
-bool run_analysis(InputFile& input, const analysis& prepared) {
+template <class T>
+bool run_group(InputFile& input, const analysis& prepared, chain_group<T> group) {
   const bool grouped = !input.byGroup.empty();
   std::FILE* fp = Output::fp;
   const VariableList& vars = prepared.vars;
   const ModelList& models = prepared.models;
-  if (Output::print_debug) print_model_list(models);
-  chain_group<sem::Mcmc> group = build_chains(input, prepared);
   if (Output::print_debug) print_sampler(group.front().estimator());
   input.dataNames =
       group.front().estimator().dataNames(vars, models, input.savelatent, input.saveresid, input.savepred);
@@ -75,7 +74,7 @@ bool run_analysis(InputFile& input, const analysis& prepared) {
   run_chains(group, vars, models);
   // First of all: no reader of the report who goes away early may take the files with him.
   write_result_files(input, group, prepared);
-  if (group.interrupted()) warning::buffer.push_front(interruption(group));
+  if (group.interrupted()) warning::buffer.push_front(interruption(group.done()));
   if (input.psr) group.burn().printPSR(fp);
   if (input.labels) group.printLabels(vars, models);
   if (input.tuneinfo) group.printTune(fp, vars, models, input.tune_all);
@@ -87,6 +86,15 @@ bool run_analysis(InputFile& input, const analysis& prepared) {
   group.print(vars, models, prepared.tests, draws);
   if (!grouped) input.printVariableOrder();
   return group.interrupted();
+}
+
+}  // namespace
+
+bool run_analysis(InputFile& input, const analysis& prepared) {
+  constexpr std::int32_t latent_means = 2;
+  if (Output::print_debug) print_model_list(prepared.models);
+  if (input.clmean_method == latent_means) return run_group(input, prepared, build_chains(input, prepared));
+  return run_group(input, prepared, build_manifest_chains(input, prepared));
 }
 
 }  // namespace tovik

@@ -5,9 +5,8 @@ namespace tovik {
 
 void InputFile::refuse_unavailable() const {
   const std::pair<bool, const char*> requests[] = {
-      {clmean_method == 0, "The option 'noclmean'"}, {clmean_method == 1, "The option 'manifest'"},
       {!weights.empty(), "The WEIGHTS command"},
-      {hev, "The option 'heterogeneous'"},
+      {hev && clmean_method == 2, "The option 'heterogeneous'"},
   };
   for (const auto& [asked, what] : requests) {
     if (asked) not_available::refuse(what);

@@ -1,12 +1,12 @@
 // What the run knows before it samples: the data, their missing cells and the models.
 
+#include "results/report_info.hpp"
+
 #include <algorithm>
 #include <cstdio>
 #include <string>
 #include <vector>
 
-#include "data/levels.hpp"
-#include "data/patterns.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "results/report_lists.hpp"
@@ -24,16 +24,16 @@ namespace {
 
 using variable_ptr = std::shared_ptr<data::variable>;
 
-void print_clusters(std::FILE* stream, const VariableList& variables, const sem::Mcmc& mcmc) {
+void print_clusters(std::FILE* stream, const VariableList& variables,
+                    const std::vector<arma::uword>& n_units) {
   int level = 2;
   for (const variable_ptr& id : variables.clusters) {
     std::fprintf(stream, "  Level-%i identifier:       %s\n", level++, id->name.c_str());
   }
-  std::fprintf(stream, "  Sample Size:              %llu\n",
-               static_cast<unsigned long long>(mcmc.n_units(0)));
-  for (unsigned l = 1; l < mcmc.n_levels(); ++l) {
+  std::fprintf(stream, "  Sample Size:              %llu\n", static_cast<unsigned long long>(n_units[0]));
+  for (std::size_t l = 1; l < n_units.size(); ++l) {
     std::fprintf(stream, "  Level-%i Clusters:         %i\n", static_cast<int>(l + 1),
-                 static_cast<int>(mcmc.n_units(l)));
+                 static_cast<int>(n_units[l]));
   }
 }
 
@@ -59,24 +59,22 @@ void print_parameter_counts(std::FILE* stream, const sem::Mcmc& mcmc) {
                static_cast<int>(mcmc.getCovariateEstimatedNParams()));
 }
 
-/// The percentages of missing units by the names of the patterns: those of predictors as their models count
-/// them.
-std::vector<double> missing_percents_of(const sem::Mcmc& mcmc) {
-  std::vector<double> percents = mcmc.missing_percents();
+/// With the percentages of predictors as their models count them.
+sem::missing_summary missing_of(const sem::Mcmc& mcmc) {
+  sem::missing_summary out = mcmc.missing();
   for (const auto& model : mcmc.predictors()) {
-    const auto& names = mcmc.pattern_names();
-    const auto at = std::find(names.begin(), names.end(), model->variable().name);
-    if (!model->means_only() && at != names.end())
-      percents[static_cast<std::size_t>(at - names.begin())] = model->getMissingPercent();
+    const auto at = std::find(out.names.begin(), out.names.end(), model->variable().name);
+    if (!model->means_only() && at != out.names.end())
+      out.percents[static_cast<std::size_t>(at - out.names.begin())] = model->getMissingPercent();
   }
-  return percents;
+  return out;
 }
 
 /// A variable is incomplete when cells of its own level are missing.
-is_incomplete incomplete_in(const sem::Mcmc& mcmc) {
+is_incomplete incomplete_in(const sem::missing_summary& missing) {
   std::vector<std::string> names;
-  for (std::size_t k = 0; k < mcmc.pattern_names().size(); ++k) {
-    if (mcmc.missing_percents()[k] > 0) names.push_back(mcmc.pattern_names()[k]);
+  for (std::size_t k = 0; k < missing.names.size(); ++k) {
+    if (missing.percents[k] > 0) names.push_back(missing.names[k]);
   }
   return [names](const data::variable& v) {
     return std::find(names.begin(), names.end(), v.name) != names.end();
@@ -86,48 +84,62 @@ is_incomplete incomplete_in(const sem::Mcmc& mcmc) {
 /// Of variables with a model of their own. One that is fixed has no latent means to do without; where it does
 /// not vary it is no predictor, as a variable of a higher level is none below.
 void warn_of_exclusions(const sem::Mcmc& mcmc) {
-  std::string lines;
+  std::vector<sem::excluded_level> list;
   for (const sem::excluded_level& one : mcmc.excluded_predictors()) {
     const bool modelled = std::any_of(mcmc.predictors().begin(), mcmc.predictors().end(),
                                       [&](const auto& model) { return model->variable().name == one.name; });
-    if (!modelled) continue;
-    lines +=
-        "           Variable \"" + one.name + "\" excluded from level-" + std::to_string(one.level) + "\n";
+    if (modelled) list.push_back(one);
   }
-  if (lines.empty()) return;
-  warning::buffer.push("WARNING: Excluding the following variables as predictors at the listed level.\n" +
-                       lines +
-                       "\n         Their latent cluster means will not be estimated at the listed level.\n\n"
-                       "         These variables are orthogonal to all variables at that level\n"
-                       "         (e.g., because they lack variation at that level).");
-}
-
-/// An imputation without outcome models has variables and no equations.
-void print_imputation_model(std::FILE* stream, const VariableList& variables, const sem::Mcmc& mcmc) {
-  std::fputs("\n\nVARIABLES IN IMPUTATION MODEL:\n\n", stream);
-  print_imputation_variables(stream, variables, incomplete_in(mcmc));
-  std::fprintf(stream, "\n  NUMBER OF PARAMETERS\n    Imputation Models:      %i\n",
-               static_cast<int>(mcmc.getCovariateEstimatedNParams()));
+  warn_of_excluded(list,
+                   "\n         Their latent cluster means will not be estimated at the listed level.\n\n");
 }
 
 void print_outcome_models(std::FILE* stream, const VariableList& variables, const ModelList& models,
                           const sem::Mcmc& mcmc) {
   std::fputs("\n\nMODEL INFORMATION:\n\n", stream);
   print_parameter_counts(stream, mcmc);
-  print_roles(stream, variables, incomplete_in(mcmc));
+  print_roles(stream, variables, incomplete_in(mcmc.missing()));
   print_statements(stream, models);
 }
 
 }  // namespace
 
-void sem::Mcmc::printInfo(std::FILE* stream, const VariableList& variables, const ModelList& models) const {
+void print_data_information(std::FILE* stream, const VariableList& variables,
+                            const std::vector<arma::uword>& n_units, const sem::missing_summary& missing) {
   std::fputs("\nDATA INFORMATION:\n\n", stream);
-  print_clusters(stream, variables, *this);
+  print_clusters(stream, variables, n_units);
   print_dummy_codes(stream, variables);
   std::fputs("\n  Missing Data Info:\n", stream);
-  missing_patterns().print(stream, pattern_names(), missing_percents_of(*this));
+  missing.table.print(stream, missing.names, missing.percents);
+}
+
+void print_imputation_model(std::FILE* stream, const VariableList& variables,
+                            const sem::missing_summary& missing, arma::uword n_estimated) {
+  std::fputs("\n\nVARIABLES IN IMPUTATION MODEL:\n\n", stream);
+  print_imputation_variables(stream, variables, incomplete_in(missing));
+  std::fprintf(stream, "\n  NUMBER OF PARAMETERS\n    Imputation Models:      %i\n",
+               static_cast<int>(n_estimated));
+}
+
+void warn_of_excluded(const std::vector<sem::excluded_level>& list, const std::string& consequence) {
+  if (list.empty()) return;
+  std::string lines;
+  for (const sem::excluded_level& one : list) {
+    lines +=
+        "           Variable \"" + one.name + "\" excluded from level-" + std::to_string(one.level) + "\n";
+  }
+  warning::buffer.push("WARNING: Excluding the following variables as predictors at the listed level.\n" +
+                       lines + consequence +
+                       "         These variables are orthogonal to all variables at that level\n"
+                       "         (e.g., because they lack variation at that level).");
+}
+
+void sem::Mcmc::printInfo(std::FILE* stream, const VariableList& variables, const ModelList& models) const {
+  std::vector<arma::uword> units;
+  for (unsigned l = 0; l < n_levels(); ++l) units.push_back(n_units(l));
+  print_data_information(stream, variables, units, missing_of(*this));
   if (outcomes() == nullptr) {
-    print_imputation_model(stream, variables, *this);
+    print_imputation_model(stream, variables, missing(), getCovariateEstimatedNParams());
   } else {
     print_outcome_models(stream, variables, models, *this);
   }

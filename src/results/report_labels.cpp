@@ -1,7 +1,5 @@
 // The numbered list of all parameters with their last potential scale reductions.
 
-#include <algorithm>
-#include <cmath>
 #include <cstdio>
 #include <string>
 #include <utility>
@@ -9,59 +7,15 @@
 
 #include "model/model_list.hpp"
 #include "model/row_table.hpp"
+#include "results/numbered_rows.hpp"
 #include "results/report_predictors.hpp"
 #include "results/report_rows.hpp"
 #include "results/summary.hpp"
-#include "results/table.hpp"
 #include "sem/chain/mcmc.hpp"
-#include "support/text.hpp"
 
 namespace tovik {
 
 namespace {
-
-constexpr arma::uword most_comparisons = 5;
-
-/// Prints rows under running numbers that count all parameters, so that they agree with the PSR table.
-class numbered_rows {
- public:
-  numbered_rows(std::FILE* stream, arma::Mat<double> psr, int width)
-      : stream_(stream), psr_(std::move(psr)), width_(width) {}
-
-  void heading() const {
-    std::fprintf(stream_, "\n%*s  %-30.30s ", width_, "", "  ");
-    for (arma::uword k = 1; k <= psr_.n_rows; ++k) {
-      std::fprintf(stream_, " %5s ", format(" [%i] ", static_cast<int>(k)).c_str());
-    }
-    std::fputs("\n", stream_);
-  }
-
-  void section(const char* break_line, const std::string& title) const {
-    std::fprintf(stream_, "%s%*s  %-30s \n", break_line, width_, "", title.c_str());
-  }
-
-  void row(const std::string& label, arma::uword number) const { write("  ", label, " ", number); }
-
-  /// Of a predictor's variances and thresholds, one place further to the right.
-  void inner_row(const std::string& label, arma::uword number) const { write("   ", label, "", number); }
-
- private:
-  void write(const char* before, const std::string& label, const char* behind, arma::uword number) const {
-    const broken_label lines = break_label(label);
-    std::fprintf(stream_, "%*i%s%-30.30s%s", width_, static_cast<int>(number + 1), before,
-                 lines.first.c_str(), behind);
-    for (arma::uword k = 0; k < psr_.n_rows; ++k) {
-      const bool there = number < psr_.n_cols;
-      std::fprintf(stream_, " %5.2f ", printable(there ? psr_(k, number) : arma::datum::nan));
-    }
-    std::fputs("\n", stream_);
-    for (const std::string& line : lines.rest) std::fprintf(stream_, "%*s    %s\n", width_, "", line.c_str());
-  }
-
-  std::FILE* stream_;
-  arma::Mat<double> psr_;  ///< one row per comparison, one column per parameter
-  int width_;
-};
 
 /// Walks through the equations as the tables of estimates do.
 class label_report {
@@ -158,16 +112,7 @@ void print_predictor_labels(std::FILE* stream, const sem::Mcmc& mcmc, const numb
 
 void sem::Mcmc::printParameterLabels(std::FILE* stream, const VariableList&, const ModelList& models,
                                      const Summary& burn) const {
-  const arma::Mat<double> all = burn.psrMatrix();
-  const arma::uword shown = std::min(all.n_rows, most_comparisons);
-  const int width = static_cast<int>(std::to_string(burn.n_rows()).size()) + 1;
-
-  std::fprintf(stream, "  Printing out PSR for last %i %s:\n\n", static_cast<int>(shown),
-               shown == 1 ? "comparison" : "comparisons");
-  burn.printPSRHeader(stream, shown);
-  const numbered_rows rows(stream, shown > 0 ? arma::Mat<double>(all.tail_rows(shown)) : arma::Mat<double>(),
-                           width);
-  rows.heading();
+  const numbered_rows rows(stream, burn);
   const model::row_table table(models);
   label_report(stream, models, table, rows).print();
   print_predictor_labels(stream, *this, rows, table.total());

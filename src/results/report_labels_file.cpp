@@ -9,6 +9,7 @@
 #include "model/model_list.hpp"
 #include "model/row_layout.hpp"
 #include "model/row_table.hpp"
+#include "results/label_lines.hpp"
 #include "results/report_predictors.hpp"
 #include "sem/chain/mcmc.hpp"
 
@@ -83,40 +84,24 @@ std::string marked_label(const reported_row& one) {
   }
 }
 
-/// Writes lines under running numbers, which count rows of the draws.
-class label_lines {
- public:
-  explicit label_lines(std::FILE* stream) : stream_(stream) {
-    std::fputs("\"latent\" \"latent\" \"latent\" 0\n", stream_);
+void write(label_lines& lines, const sem::Variable& model, const std::vector<std::string>& names,
+           arma::uword first) {
+  for (const reported_row& one : reported_rows(model, names)) {
+    lines.write(model.variable().name, kind_name(one), marked_label(one), first + one.place);
   }
+}
 
-  void write(const std::string& model, const std::string& kind, const std::string& label, unsigned number) {
-    std::fprintf(stream_, "\"%s\" \"%s\" \"%s\" %i\n", model.c_str(), kind.c_str(), label.c_str(),
-                 static_cast<int>(number));
+/// The rows of one equation; a nominal outcome has them once for each dummy code.
+void write(label_lines& lines, const Model& model, const std::vector<model::row>& rows, arma::uword number) {
+  const unsigned codes = model.n_codes();
+  const model::standardized_rows standardized = model.layout().standardized;
+  for (unsigned code = 0; code < codes; ++code) {
+    const std::string name =
+        codes > 1 ? model.outcomes.front().variable->dummies.at(code)->name : model.name();
+    for (const model::row& row : rows)
+      lines.write(name, kind_name(row.section, standardized), short_text(row), number++);
   }
-
-  void write(const sem::Variable& model, const std::vector<std::string>& names, arma::uword first) {
-    for (const reported_row& one : reported_rows(model, names)) {
-      write(model.variable().name, kind_name(one), marked_label(one),
-            static_cast<unsigned>(first + one.place));
-    }
-  }
-
-  /// The rows of one equation; a nominal outcome has them once for each dummy code.
-  void write(const Model& model, const std::vector<model::row>& rows, unsigned number) {
-    const unsigned codes = model.n_codes();
-    const model::standardized_rows standardized = model.layout().standardized;
-    for (unsigned code = 0; code < codes; ++code) {
-      const std::string name =
-          codes > 1 ? model.outcomes.front().variable->dummies.at(code)->name : model.name();
-      for (const model::row& row : rows)
-        write(name, kind_name(row.section, standardized), short_text(row), number++);
-    }
-  }
-
- private:
-  std::FILE* stream_;
-};
+}
 
 }  // namespace
 
@@ -131,11 +116,11 @@ void sem::Mcmc::printParameterLabelsFile(std::FILE* stream, const VariableList&,
   }
   arma::uword first_row = table.total() + 1;
   for (const auto& model : predictors()) {
-    lines.write(*model, predictor_column_names(), first_row);
+    write(lines, *model, predictor_column_names(), first_row);
     first_row += model->numParams();
   }
   for (std::size_t i = 0; i < models.size(); ++i) {
-    if (models[i].kind() != model::kind::phantom) lines.write(models[i], table.rows(i), table.first(i) + 1);
+    if (models[i].kind() != model::kind::phantom) write(lines, models[i], table.rows(i), table.first(i) + 1);
   }
 }
 

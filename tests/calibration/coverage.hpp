@@ -87,7 +87,7 @@ inline estimate estimate_of(const Summary& draws, arma::uword row) {
 }
 
 inline std::vector<estimate> from_draws(const coverage_study& what, const sampled_run& run) {
-  const Summary draws = run.group->iterations();
+  const Summary draws = run.iterations();
   std::vector<estimate> found;
   for (const target& one : what.targets) found.push_back(estimate_of(draws, one.row));
   return found;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <string>
 #include <vector>
 
 #include "calibration/coverage.hpp"
@@ -22,10 +23,25 @@ coverage_study three_level_coverage();
 /// imputed data are pooled.
 coverage_study fcs_coverage();
 
+/// The same with categories as predictors in place of latent scores; `algorithm`: gibbs or mice.
+coverage_study observed_fcs_coverage(const std::string& algorithm);
+/// Fully conditional specification with observed cluster means, of variables of levels 1 and 2.
+coverage_study observed_means_coverage(const std::string& algorithm);
+coverage_study observed_means_three_levels_coverage();
+
 inline std::vector<coverage_study> coverage_studies() {
-  return {interaction_coverage(), categorical_coverage(), ordinal_outcome_coverage(),
-          level_two_coverage(),   contextual_coverage(),  three_level_coverage(),
-          fcs_coverage()};
+  return {interaction_coverage(),
+          categorical_coverage(),
+          ordinal_outcome_coverage(),
+          level_two_coverage(),
+          contextual_coverage(),
+          three_level_coverage(),
+          fcs_coverage(),
+          observed_fcs_coverage("gibbs"),
+          observed_fcs_coverage("mice"),
+          observed_means_coverage("gibbs"),
+          observed_means_coverage("mice"),
+          observed_means_three_levels_coverage()};
 }
 
 }  // namespace tovik::tests::calibration

@@ -53,6 +53,22 @@ TEST(Coverage, FullyConditionalSpecification) {
   expect_coverage(fcs_coverage());
 }
 
+TEST(Coverage, FullyConditionalSpecificationWithCategoriesAsPredictors) {
+  expect_coverage(observed_fcs_coverage("gibbs"));
+}
+
+TEST(Coverage, ObservedClusterMeansInTwoLevels) {
+  expect_coverage(observed_means_coverage("gibbs"));
+}
+
+TEST(Coverage, ObservedClusterMeansFromObservedRows) {
+  expect_coverage(observed_means_coverage("mice"));
+}
+
+TEST(Coverage, ObservedClusterMeansInThreeLevels) {
+  expect_coverage(observed_means_three_levels_coverage());
+}
+
 /// Within-variance 1, between-variance 2: total 1 + 1.5 * 2 = 4, of which 3/4 is due to missing data; 1 /
 /// (3/4)^2 degrees of freedom of two imputations, and 11/13 * 10 / 4 of the rows.
 TEST(Pooling, OfTwoImputations) {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <fstream>
 #include <functional>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -58,6 +59,12 @@ struct experiment {
 /// drawn depends on the seed and the number of the replication alone.
 inline void replicate(const experiment& what, std::size_t replications,
                       const std::function<void(std::size_t, const study&, const sampled_run&)>& collect) {
+  struct quiet {
+    quiet() { testing::internal::CaptureStdout(); }
+    quiet(const quiet&) = delete;
+    quiet& operator=(const quiet&) = delete;
+    ~quiet() { testing::internal::GetCapturedStdout(); }
+  };
   constexpr std::size_t batch = 16;
   constexpr std::size_t threads = 2;
   const scratch_folder folder;
@@ -65,6 +72,7 @@ inline void replicate(const experiment& what, std::size_t replications,
   for (std::size_t first = 0; first < replications; first += batch) {
     std::vector<study> studies;
     std::vector<sampled_run> runs;
+    auto silence = std::make_unique<quiet>();
     for (std::size_t i = first; i < std::min(first + batch, replications); ++i) {
       std::mt19937_64 engine = engine_of(what.seed, i);
       studies.push_back(what.simulate(engine));
@@ -72,14 +80,13 @@ inline void replicate(const experiment& what, std::size_t replications,
       std::ofstream(commands) << "DATA: data.csv; SEED: " << i + 1 << ";\n" << what.commands;
       runs.push_back(build_run(commands, 1));
     }
-    testing::internal::CaptureStdout();
     std::vector<std::exception_ptr> errors(runs.size());
     std::vector<std::thread> workers;
     for (std::size_t w = 0; w < threads; ++w) {
       workers.emplace_back([&, w] {
         for (std::size_t k = w; k < runs.size(); k += threads) {
           try {
-            runs[k].group->exec();
+            runs[k].exec();
           } catch (...) {
             errors[k] = std::current_exception();
           }
@@ -87,7 +94,7 @@ inline void replicate(const experiment& what, std::size_t replications,
       });
     }
     for (std::thread& worker : workers) worker.join();
-    testing::internal::GetCapturedStdout();
+    silence.reset();
     for (const std::exception_ptr& error : errors) {
       if (error) std::rethrow_exception(error);
     }

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <utility>
 
-#include "data/levels.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
 #include "sem/chain/mcmc_checks.hpp"
@@ -20,18 +19,6 @@
 namespace tovik::sem {
 
 namespace {
-
-using variable_ptr = VariableList::variable_ptr;
-
-/// The columns of the identifiers, the finest first: it has the most levels above it.
-arma::Col<arma::uword> identifier_columns(const VariableList& variables) {
-  std::vector<variable_ptr> ids = variables.subset(data::type::id);
-  std::stable_sort(ids.begin(), ids.end(),
-                   [](const variable_ptr& a, const variable_ptr& b) { return a->level > b->level; });
-  arma::Col<arma::uword> columns(ids.size());
-  for (std::size_t k = 0; k < ids.size(); ++k) columns[k] = ids[k]->column;
-  return columns;
-}
 
 template <class Test>
 bool any_proposal(const Outcomes* outcomes, const predictor_set& predictors, Test test) {
@@ -58,11 +45,11 @@ Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const a
     : rng_(std::make_shared<Random>(rng)),
       working_(data, as_vector(ids)),
       saved_(saved != nullptr ? std::move(saved) : keep_saved_columns(variables, data)),
+      missing_(summarise_missing(variables, data, working_)),
       predictors_(std::make_unique<predictor_set>()),
       xprior_(xprior),
       icc_cutoff_(ICCcutoff) {
   if (saved_->values.n_rows != data.n_rows) throw error_debug("The saved columns are those of other data.");
-  find_patterns(variables, data);
   if (scaled) working_.observed = std::make_shared<const arma::Mat<double>>(working_.data);
   predictors_ = std::make_unique<predictor_set>(variables, working_, rng_,
                                                 predictor_set::options{xprior, ICCcutoff, scaled});
@@ -70,26 +57,10 @@ Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const a
 
 Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const Random& rng, const int& xprior,
            const double& ICCcutoff, std::shared_ptr<const saved_columns> saved, bool scaled)
-    : Mcmc(variables, data, identifier_columns(variables), rng, xprior, ICCcutoff, std::move(saved), scaled) {
-}
+    : Mcmc(variables, data, arma::Col<arma::uword>(identifier_columns(variables)), rng, xprior, ICCcutoff,
+           std::move(saved), scaled) {}
 
 Mcmc::~Mcmc() = default;
-
-void Mcmc::find_patterns(const VariableList& variables, const arma::Mat<double>& data) {
-  const std::vector<variable_ptr> model_variables = variables.modelvars();
-  arma::Mat<double> columns(data.n_rows, model_variables.size());
-  for (std::size_t j = 0; j < model_variables.size(); ++j) {
-    const data::variable& v = *model_variables[j];
-    columns.col(j) = data.col(v.column);
-    pattern_names_.push_back(v.name);
-    const unsigned level = sampler_level(n_levels() - 1, v.level);
-    const double n_missing =
-        static_cast<double>(working_.missing_units(working_.data, v.column, level).n_elem);
-    const double n = static_cast<double>(working_.n_units(level));
-    missing_percents_.push_back(n > 0 ? 100.0 * n_missing / n : 0.0);
-  }
-  patterns_ = patterns(columns);
-}
 
 void Mcmc::addOutcomes(const VariableList& variables, const ModelList& models, const priors& prior) {
   check_available(variables, models);

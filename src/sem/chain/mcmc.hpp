@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "data/patterns.hpp"
 #include "random/random.hpp"
+#include "sem/chain/missing_summary.hpp"
 #include "sem/outcomes/priors.hpp"
 #include "sem/wiring/settings.hpp"
 #include "sem/wiring/tune.hpp"
@@ -149,9 +149,10 @@ class Mcmc {
 
   /// The missing-data patterns of the model variables, their names (shown form), and the percentage of each
   /// variable's units, at its own level, that are missing.
-  const patterns& missing_patterns() const { return patterns_; }
-  const std::vector<std::string>& pattern_names() const { return pattern_names_; }
-  const std::vector<double>& missing_percents() const { return missing_percents_; }
+  const missing_summary& missing() const { return missing_; }
+  const patterns& missing_patterns() const { return missing_.table; }
+  const std::vector<std::string>& pattern_names() const { return missing_.names; }
+  const std::vector<double>& missing_percents() const { return missing_.percents; }
 
   int xprior() const { return xprior_; }
   double ICCcutoff() const { return icc_cutoff_; }
@@ -183,11 +184,9 @@ class Mcmc {
                        bool all) const;
 
  private:
-  void find_patterns(const VariableList& variables, const arma::Mat<double>& data);
   void link_centered_copies();
   void list_output(const VariableList& variables, const ModelList& models);
   arma::Mat<double> completed() const;
-  void complete(arma::Mat<double>& out, arma::uword column, const arma::Col<double>& values) const;
 
   std::shared_ptr<Random> rng_;
   working_data working_;
@@ -200,9 +199,7 @@ class Mcmc {
     std::function<arma::Mat<double>()> columns;  ///< one per name, rows of the working matrix
   };
   std::vector<output_part> output_;  ///< behind the columns of the data file
-  patterns patterns_;
-  std::vector<std::string> pattern_names_;
-  std::vector<double> missing_percents_;
+  missing_summary missing_;
   mutable std::vector<estimator::tune_obj*> predictor_proposals_;  ///< filled on first use
   std::unique_ptr<predictor_set> predictors_;                      ///< never null
   std::vector<std::unique_ptr<centered_copy>> centered_copies_;

@@ -1,7 +1,6 @@
 // What a chain hands out of its data.
 
 #include <algorithm>
-#include <cmath>
 
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
@@ -82,27 +81,16 @@ void Mcmc::list_output(const VariableList& variables, const ModelList& models) {
   }
 }
 
-/// Fills the missing cells of a saved column; `values` are in the order of the working matrix.
-void Mcmc::complete(arma::Mat<double>& out, arma::uword column, const arma::Col<double>& values) const {
-  const std::vector<arma::uword>& columns = saved_->columns;
-  const auto saved = std::find(columns.begin(), columns.end(), column);
-  if (saved == columns.end()) return;
-  double* to = out.colptr(static_cast<arma::uword>(saved - columns.begin()));
-  for (arma::uword i = 0; i < values.n_elem; ++i) {
-    double& cell = to[working_.file_rows()[i]];
-    if (std::isnan(cell)) cell = values[i];
-  }
-}
-
 arma::Mat<double> Mcmc::completed() const {
   arma::Mat<double> out = saved_->values;
   if (outcomes_) {
-    for (arma::uword column : outcomes_->imputed_columns()) complete(out, column, working_.data.col(column));
+    for (arma::uword column : outcomes_->imputed_columns())
+      fill_missing(*saved_, working_, column, working_.data.col(column), out);
   }
   for (const auto& v : predictors()) {
     if (!v->missing) continue;
     const arma::Col<double> units = v->uncenteredData().col(0);
-    complete(out, v->variable().column, units.elem(working_.units(v->level)));
+    fill_missing(*saved_, working_, v->variable().column, units.elem(working_.units(v->level)), out);
   }
   return out;
 }

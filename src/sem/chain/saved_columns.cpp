@@ -1,8 +1,10 @@
 #include "sem/chain/saved_columns.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 #include "data/variable_list.hpp"
+#include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -26,6 +28,17 @@ std::shared_ptr<const saved_columns> keep_saved_columns(const VariableList& vari
         arma::Col<double>((*v)->uncentered);
   }
   return out;
+}
+
+void fill_missing(const saved_columns& saved, const working_data& working, arma::uword column,
+                  const arma::Col<double>& values, arma::Mat<double>& out) {
+  const auto at = std::find(saved.columns.begin(), saved.columns.end(), column);
+  if (at == saved.columns.end()) return;
+  double* to = out.colptr(static_cast<arma::uword>(at - saved.columns.begin()));
+  for (arma::uword i = 0; i < values.n_elem; ++i) {
+    double& cell = to[working.file_rows()[i]];
+    if (std::isnan(cell)) cell = values[i];
+  }
 }
 
 }  // namespace tovik::sem

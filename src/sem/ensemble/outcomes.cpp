@@ -87,6 +87,15 @@ std::vector<std::string> coefficient_names(const std::vector<model::row>& rows) 
   return out;
 }
 
+/// What a user reads of the model in messages.
+std::string message_name(const Model& model) {
+  if (is_phantom(model)) return Model::correlationParse(model);
+  if (!model.is_multi()) return model.name();
+  std::string out;
+  for (const model::anyVariable& member : model.fixed) out += (out.empty() ? "" : " <-> ") + member.name();
+  return out;
+}
+
 bool writes(const Model& model, unsigned column) {
   const std::vector<unsigned> own = model.yind();
   return std::find(own.begin(), own.end(), column) != own.end();
@@ -143,12 +152,12 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (list[i].is_multi()) {
       models.push_back(make_block(list, list[i], models, this, prior, labels));
-      continue;
+    } else {
+      context.imputes = imputes(list, i);
+      context.in_block = in_block[i];
+      models.push_back(make_outcome(list[i], context));
     }
-    context.imputes = imputes(list, i);
-    context.in_block = in_block[i];
-    models.push_back(make_outcome(list[i], context));
-    names_.push_back(is_phantom(list[i]) ? Model::correlationParse(list[i]) : list[i].name());
+    names_.push_back(message_name(list[i]));
   }
 }
 

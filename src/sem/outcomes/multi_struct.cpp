@@ -46,6 +46,10 @@ void MultiStruct::tune() {
   for (estimator::tune_obj& proposal : tune_) proposal.tune();
 }
 
+void MultiStruct::addProposals(std::vector<estimator::tune_obj*>& to) {
+  for (estimator::tune_obj& proposal : tune_) to.push_back(&proposal);
+}
+
 estimator::tune_results MultiStruct::tuneResults() const {
   estimator::tune_results out;
   out.insert(out.end(), tune_.begin(), tune_.end());

@@ -21,6 +21,7 @@ class MultiStruct final : public Multi {
 
   void tune() override;
   estimator::tune_results tuneResults() const override;
+  void addProposals(std::vector<estimator::tune_obj*>& to) override;
   arma::uword n_estimated() const override;
 
   /// The label of a correlation (see Multi::constraint for the index) is drawn here: `others` has its prior

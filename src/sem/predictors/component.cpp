@@ -21,20 +21,14 @@ std::string subject(const component_setup& setup) {
   return "variable '" + setup.name + "'" + at;
 }
 
+}  // namespace
+
 void require_units(const component_setup& setup, arma::uword least) {
   if (setup.n_units >= least) return;
   throw error("ERROR: There are too few units for the predictor model of " + subject(setup) +
               ".\n       It has " + std::to_string(setup.n_units) + " units and needs " +
               std::to_string(least) + ". Specify fewer variables in model.");
 }
-
-arma::Col<arma::uword> all_of(arma::uword n) {
-  arma::Col<arma::uword> out(n);
-  for (arma::uword j = 0; j < n; ++j) out[j] = j;
-  return out;
-}
-
-}  // namespace
 
 Component::Component(const component_setup& setup)
     : rng(setup.rng),
@@ -43,7 +37,7 @@ Component::Component(const component_setup& setup)
       prior(setup.prior),
       unit(setup.unit),
       subject_(subject(setup)),
-      coefficients_(all_of(setup.n_predictors), {}, scan::coefficient_prior::ridge(setup.gamma_prior)) {
+      coefficients_(setup.n_predictors, scan::coefficient_prior::ridge(setup.gamma_prior)) {
   require_units(setup, setup.n_predictors + 3);
 }
 
@@ -133,12 +127,6 @@ const arma::Mat<double>& Component::residuals(const level_scores& level, const a
   return residuals_;
 }
 
-/// With U the eigenvectors of inv(Sigma) and l its eigenvalues, the columns of e U are independent given W,
-/// with variances 1 / l, and those of gamma U have the prior of gamma. So gamma U has independent columns
-///
-///   N(inv(P_k) l_k W'e u_k, inv(P_k)),   P_k = l_k W'W + I / gamma_prior,
-///
-/// which are equations with a residual variance each.
 void Component::drawCoefficients(level_scores& level, const arma::Col<arma::uword>& x,
                                  const arma::Col<arma::uword>& own, const arma::Mat<double>& Sigma) {
   arma::uword const p = x.n_elem, dim = own.n_elem;
@@ -147,18 +135,7 @@ void Component::drawCoefficients(level_scores& level, const arma::Col<arma::uwor
   if (p == 0) return;
   level.products(x, x, G_);
   level.products(x, own, H_);
-  if (dim > 1) {
-    eigen_.take(Sigma);
-    rotated_ = H_ * eigen_.vectors;
-    H_ = rotated_;
-  }
-  const double* const variance = dim > 1 ? eigen_.values.memptr() : Sigma.memptr();
-  coefficients_.factor(G_, level.n_units());
-  for (arma::uword k = 0; k < dim; ++k)
-    coefficients_.draw(G_, H_.colptr(k), variance[k], *rng, gamma.colptr(k));
-  if (dim == 1) return;
-  rotated_ = gamma * eigen_.vectors.t();
-  gamma = rotated_;
+  coefficients_.draw(G_, H_, level.n_units(), Sigma, *rng, gamma);
 }
 
 /// e'e - 2 g'W'e + g'W'W g by products that are known. Where the regression leaves next to nothing their

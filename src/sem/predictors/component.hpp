@@ -7,9 +7,8 @@
 
 #include "random/random.hpp"
 #include "sem/predictors/level_scores.hpp"
-#include "sem/scan/coefficients.hpp"
 #include "sem/scan/covariance.hpp"
-#include "sem/scan/symmetric_eigen.hpp"
+#include "sem/scan/matrix_coefficients.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik::sem {
@@ -105,9 +104,8 @@ class Component {
                       const arma::Col<arma::uword>& own);
 
   std::string subject_;  ///< the variable and its level, for messages
-  scan::coefficient_step coefficients_;
-  arma::Mat<double> residuals_, G_, H_, own_square_, rotated_;
-  scan::symmetric_eigen eigen_;
+  scan::matrix_coefficient_step coefficients_;
+  arma::Mat<double> residuals_, G_, H_, own_square_;
 };
 
 /// The regression of several score columns with one residual covariance matrix: a level above a nominal
@@ -129,6 +127,9 @@ class MultivarComponent : public Component {
   arma::Mat<double> Sigma_, precision_;
   scan::covariance_step step_;
 };
+
+/// Throws tovik::error that names the variable and its level when they have fewer units than `least`.
+void require_units(const component_setup& setup, arma::uword least);
 
 /// The elements of a symmetric matrix with row >= column, column by column.
 arma::Col<double> lower_triangle(const arma::Mat<double>& S);

@@ -117,6 +117,15 @@ void working_data::write(arma::Mat<double>& data, arma::uword column, unsigned l
   }
 }
 
+/// The finest has the most levels above it.
+std::vector<arma::uword> identifier_columns(const VariableList& variables) {
+  auto ids = variables.subset(data::type::id);
+  std::stable_sort(ids.begin(), ids.end(), [](const auto& a, const auto& b) { return a->level > b->level; });
+  std::vector<arma::uword> columns;
+  for (const auto& id : ids) columns.push_back(id->column);
+  return columns;
+}
+
 unsigned level_of(const data::variable& variable, const VariableList& variables) {
   return sampler_level(variables.subset(data::type::id).size(), variable.level);
 }

@@ -73,6 +73,9 @@ class working_data {
   std::vector<arma::Col<arma::uword>> first_rows_;
 };
 
+/// The columns of the identifiers of the catalogue, the finest first.
+std::vector<arma::uword> identifier_columns(const VariableList& variables);
+
 /// The sampler's level of a variable of the catalogue.
 unsigned level_of(const data::variable& variable, const VariableList& variables);
 

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <armadillo>
+
+#include "random/random.hpp"
+
+namespace tovik::sem::scan {
+
+/// A residual variance for each cluster c, and the distribution that they share:
+///
+///   1 / v_c ~ Gamma(shape nu, rate nu s0),   nu = 1 / t,   flat on s0 and on t.
+///
+/// So s0 is the reciprocal of the mean precision, and t the squared coefficient of variation of precisions.
+/// Conditionals, with w_c = 1 / v_c, W = sum w, L = sum log w over the J clusters:
+///
+///   v_c | ... ~ InverseGamma(n_c / 2 + nu, SS_c / 2 + nu s0),
+///   s0  | ... ~ Gamma(shape J nu + 1, rate nu W),
+///   log p(nu | ...) = J (nu log(nu s0) - lgamma(nu)) + nu (L - s0 W) - 2 log nu + const,
+///
+/// the last by an independence Metropolis step from a gamma that has its mode and curvature there (Miller,
+/// 2019, Journal of Computational and Graphical Statistics 28, 476-480). With fewer than three clusters t
+/// stays where it starts.
+class cluster_variances {
+ public:
+  arma::Col<double> v;  ///< by cluster
+  double s0 = 1.0;
+  double t = 2.0;
+
+  cluster_variances() = default;
+  cluster_variances(arma::uword n_clusters, double start);
+
+  /// One update of all v in cluster order, then s0, then t. `n` and `ss`: residuals of each cluster, and the
+  /// sum of their squares; both may be 0. Variances do not fall below `floor`.
+  void draw(const arma::Col<double>& n, const arma::Col<double>& ss, Random& rng, double floor = 0.0);
+
+  double mean() const { return arma::mean(v); }
+
+ private:
+  void draw_shape(double W, double L, Random& rng);
+};
+
+}  // namespace tovik::sem::scan
