@@ -6,6 +6,7 @@
 
 #include <cmath>
 
+#include "sample_tests.hpp"
 #include "sem/small_run.hpp"
 
 namespace tovik::sem::factor_test {
