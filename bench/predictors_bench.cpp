@@ -9,6 +9,7 @@
 #include "chain_timing.hpp"
 #include "model/model.hpp"
 #include "predictor_workloads.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/blas_threads.hpp"
 
 namespace {
@@ -92,6 +93,25 @@ void Mixed_fcs(benchmark::State& state) {
   run(state, tovik::bench::mixed_fcs());
 }
 
+/// Their covariance matrix drawn given the means (0), and a second time given these standardised (1).
+void run_with_unread_means(benchmark::State& state, const predictor_workload& work) {
+  tovik::sem::sampler_settings::redraw_factors = state.range(0) > 0;
+  run(state, work);
+  tovik::sem::sampler_settings::redraw_factors = true;
+}
+void Means_that_nearly_agree(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(10, 0.05));
+}
+void Means_that_differ(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(10, 0.3));
+}
+void Means_in_large_clusters(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(50, 0.05));
+}
+void Means_of_unordered_categories(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(10, 0.3, true));
+}
+
 BENCHMARK(Incomplete_random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Incomplete_random_slope_with_latent_means)
     ->UseManualTime()
@@ -99,6 +119,14 @@ BENCHMARK(Incomplete_random_slope_with_latent_means)
     ->Unit(benchmark::kMicrosecond);
 BENCHMARK(Continuous_fcs)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mixed_fcs)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+
+#define ONCE_AND_TWICE(f) \
+  BENCHMARK(f)->Arg(0)->Arg(1)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond)
+
+ONCE_AND_TWICE(Means_that_nearly_agree);
+ONCE_AND_TWICE(Means_that_differ);
+ONCE_AND_TWICE(Means_in_large_clusters);
+ONCE_AND_TWICE(Means_of_unordered_categories);
 
 }  // namespace
 
