@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "sample_tests.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/phantoms/phantom.hpp"
@@ -26,7 +27,9 @@ SolvedWorld::SolvedWorld(const std::vector<std::string>& names, const arma::mat&
   for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
   sem::link_phantoms(run.models, models, working.data);
   draw_state();
-  labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
+  // By themselves, as what a solved distribution takes the place of.
+  const Setting<bool> walks(sem::sampler_settings::draw_label_blocks, false);
+  labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_}).labels;
 }
 
 void SolvedWorld::draw_state() {
