@@ -55,6 +55,28 @@ inline predictor_workload incomplete_random_slope(bool means) {
           {complete.normals + missing + latent + 8, missing, complete.gammas + 2}};
 }
 
+/// x, 20% of which is missing, in 100 clusters with a random intercept; no equation reads its means. `icc`:
+/// the share of its variance that is between clusters. With `categorical` x has three unordered categories.
+inline predictor_workload unread_means(arma::uword size, double icc, bool categorical = false) {
+  constexpr arma::uword clusters = 100;
+  Random rng(24, 0);
+  arma::mat data(clusters * size, 3);
+  for (arma::uword c = 0; c < clusters; ++c) {
+    const double a = 0.6 * rng.rnorm(), mean = std::sqrt(icc) * rng.rnorm();
+    for (arma::uword i = c * size; i < (c + 1) * size; ++i) {
+      double x = mean + std::sqrt(1.0 - icc) * rng.rnorm();
+      if (categorical) x = x > 0.5 ? 3.0 : (rng.rnorm() > x ? 2.0 : 1.0);
+      data.row(i) = arma::rowvec{static_cast<double>(c + 1), 1.0 + a + 0.3 * x + rng.rnorm(), x};
+    }
+  }
+  const std::size_t missing = blank(data, 2, 0.2, rng);
+  tests::predictor_run::plan plan;
+  plan.ids = {"id"};
+  if (categorical) plan.nominal = {"x"};
+  return {tests::predictor_run({"id", "y", "x"}, data, {"y ~ x"}, plan),
+          {2 * clusters + missing + 5, missing, 4}};
+}
+
 /// Twenty continuous variables of 5,000 rows, 30% missing in each.
 inline predictor_workload continuous_fcs() {
   constexpr arma::uword n = 5000, p = 20;

@@ -2,15 +2,21 @@
 // its floor (its random numbers and one pass over its data) and of that floor with the cross-products of the
 // predictors, which the regressions among them cannot do without; effective draws of the slowest parameter.
 //
+// Where no equation reads the latent means of a predictor, with one draw of their covariance matrix and two.
+//
 // Scans and floors are timed by turns, in processor time, and the fastest turn of each counts.
 
 #include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <limits>
 
 #include "chain_timing.hpp"
 #include "manifest/mi.hpp"
 #include "model/model.hpp"
 #include "predictor_workloads.hpp"
 #include "sem/chain/saved_columns.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/blas_threads.hpp"
 
 namespace {
@@ -55,7 +61,7 @@ std::vector<std::string> row_names(const predictor_workload& work, const Mcmc& c
   return out;
 }
 
-void run(benchmark::State& state, const predictor_workload& work) {
+void run(benchmark::State& state, const predictor_workload& work, arma::uword draws = 2000) {
   tovik::use_one_blas_thread();
   const std::shared_ptr<Mcmc> chain = work.run.chain(Random(11, 1));
   for (int t = 1; t <= 400; ++t) {
@@ -71,14 +77,24 @@ void run(benchmark::State& state, const predictor_workload& work) {
   constexpr int turns = 12;
   for (int t = 0; t < turns; ++t)
     for (fastest* timed : {&floor, &scan, &products}) timed->turn();
-  const auto [ess, parameter] = tovik::bench::slowest(*chain, 2000);
+  const std::vector<std::string> names = row_names(work, *chain);
+  const std::vector<double> sizes = tovik::bench::effective_sizes(*chain, draws);
+  double ess = std::numeric_limits<double>::infinity(), of_means = ess;
+  std::string slowest;
+  for (std::size_t j = 0; j < sizes.size(); ++j) {
+    if (names.at(j).find("variance at level 2") != std::string::npos) of_means = std::min(of_means, sizes[j]);
+    if (!(sizes[j] < ess)) continue;
+    ess = sizes[j];
+    slowest = names[j];
+  }
   for (auto _ : state) state.SetIterationTime(scan.per_call());
   state.counters["scans/s"] = 1.0 / scan.per_call();
   state.counters["x_floor"] = scan.per_call() / floor.per_call();
   state.counters["x_floor_products"] = scan.per_call() / (floor.per_call() + products.per_call());
   state.counters["slowest_ess/s"] = ess / scan.per_call();
   state.counters["slowest_ess/scan"] = ess;
-  state.SetLabel(row_names(work, *chain).at(parameter));
+  if (std::isfinite(of_means)) state.counters["means_variance_ess/scan"] = of_means;
+  state.SetLabel(slowest);
 }
 
 void Incomplete_random_slope(benchmark::State& state) {
@@ -144,6 +160,25 @@ void Mixed_observed_means_mice(benchmark::State& state) {
 BENCHMARK(Continuous_observed_means)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mixed_observed_means)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mixed_observed_means_mice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+/// Their covariance matrix drawn given the means (0), and a second time given these standardised (1).
+void run_with_unread_means(benchmark::State& state, const predictor_workload& work) {
+  tovik::sem::sampler_settings::redraw_factors = state.range(0) > 0;
+  run(state, work, 20000);
+  tovik::sem::sampler_settings::redraw_factors = true;
+}
+void Means_that_nearly_agree(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(10, 0.05));
+}
+void Means_that_differ(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(10, 0.3));
+}
+void Means_in_large_clusters(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(50, 0.05));
+}
+void Means_of_unordered_categories(benchmark::State& state) {
+  run_with_unread_means(state, tovik::bench::unread_means(10, 0.3, true));
+}
+
 BENCHMARK(Incomplete_random_slope)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Incomplete_random_slope_with_latent_means)
     ->UseManualTime()
@@ -151,6 +186,14 @@ BENCHMARK(Incomplete_random_slope_with_latent_means)
     ->Unit(benchmark::kMicrosecond);
 BENCHMARK(Continuous_fcs)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Mixed_fcs)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+
+#define ONCE_AND_TWICE(f) \
+  BENCHMARK(f)->Arg(0)->Arg(1)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond)
+
+ONCE_AND_TWICE(Means_that_nearly_agree);
+ONCE_AND_TWICE(Means_that_differ);
+ONCE_AND_TWICE(Means_in_large_clusters);
+ONCE_AND_TWICE(Means_of_unordered_categories);
 
 }  // namespace
 

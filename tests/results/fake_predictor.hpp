@@ -41,6 +41,7 @@ class FakePredictor : public sem::Variable {
   void read(const matrix&) override { unused(); }
   void drawComponent(unsigned, const scores&, const scores&) override { unused(); }
   void drawComponent(matrix&, unsigned, const scores&, const scores&) override { unused(); }
+  void redrawCovariance(unsigned) override { unused(); }
   void drawGrandMean(const scores&) override { unused(); }
   void drawGrandMean(matrix&, const scores&) override { unused(); }
   void drawParam(unsigned, scores&) override { unused(); }

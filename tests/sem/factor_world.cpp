@@ -7,15 +7,6 @@
 
 namespace tovik::tests {
 
-namespace {
-
-/// T upper triangular with T T' = M.
-arma::Mat<double> reverse_factor(const arma::Mat<double>& M) {
-  return arma::reverse(arma::reverse(arma::chol(arma::reverse(arma::reverse(M, 0), 1), "lower"), 0), 1);
-}
-
-}  // namespace
-
 factor_world::factor_world(arma::uword clusters, arma::uword q, bool weighted, double mean, double spread) {
   Random rng(31, 0U);
   std::vector<arma::uword> of;
@@ -38,6 +29,10 @@ void factor_world::sum_designs() {
     for (arma::uword j = 0; j < q; ++j)
       for (arma::uword l = 0; l <= j; ++l)
         A(cluster_of(i), j * (j + 1) / 2 + l) += weight(i) * Z(i, j) * Z(i, l);
+}
+
+arma::Mat<double> factor_world::orthonormal() const {
+  return arma::chol(Z.t() * arma::diagmat(weight) * Z, "lower");
 }
 
 void factor_world::sum_outcomes() {
@@ -65,17 +60,16 @@ double factor_world::log_likelihood(const arma::Mat<double>& u) const {
 void draw_factor_naively(const factor_world& world, const sem::scan::covariance_prior& prior, Random& rng,
                          arma::Mat<double>& u, arma::Mat<double>& Sigma) {
   arma::uword const q = Sigma.n_rows;
-  const arma::Mat<double> T = reverse_factor(world.Z.t() * arma::diagmat(world.weight) * world.Z);
-  arma::Mat<double> L = arma::chol(Sigma, "lower");
-  const arma::Mat<double> xi = arma::solve(arma::trimatl(L), u.t()).t();
-  L = T.t() * L;
+  const arma::Mat<double> T = world.orthonormal();
+  arma::Mat<double> L = arma::chol(arma::symmatu(T.t() * Sigma * T), "lower");
+  const arma::Mat<double> xi = arma::solve(arma::trimatl(L), T.t() * u.t()).t();
   const double df = sem::scan::prior_degrees(prior.code, static_cast<int>(q));
   arma::Mat<double> S0(q, q, arma::fill::zeros);
   if (prior.code == 1)
     S0 = prior.units == nullptr ? arma::Mat<double>(q, q, arma::fill::eye)
                                 : arma::Mat<double>(arma::diagmat(*prior.units));
   const auto factor = [&](const arma::Mat<double>& of) {
-    return arma::Mat<double>(arma::solve(arma::trimatl(T.t()), of));
+    return arma::Mat<double>(arma::solve(arma::trimatu(T.t()), of));
   };
   const auto likelihood = [&](const arma::Mat<double>& of) {
     return world.log_likelihood(xi * factor(of).t());
@@ -83,9 +77,9 @@ void draw_factor_naively(const factor_world& world, const sem::scan::covariance_
   const auto log_density = [&](const arma::Mat<double>& of) {
     const arma::Mat<double> F = factor(of), S = F * F.t();
     double out =
-        likelihood(of) - 0.5 * (df + static_cast<double>(q) + 1.0) * 2.0 * arma::accu(arma::log(F.diag()));
+        likelihood(of) - 0.5 * (df + static_cast<double>(q) + 1.0) * 2.0 * arma::accu(arma::log(of.diag()));
     out -= 0.5 * arma::trace(S0 * arma::inv(S));
-    for (arma::uword j = 0; j < q; ++j) out += static_cast<double>(q - j) * std::log(F(j, j));
+    for (arma::uword j = 0; j < q; ++j) out += static_cast<double>(q - j) * std::log(of(j, j));
     return out;
   };
   for (arma::uword k = 0; k < q; ++k) {

@@ -22,6 +22,9 @@ struct factor_world {
   void sum_designs();
   void sum_outcomes();
 
+  /// T lower triangular with TT' = Z'WZ: the columns of Z inv(T)' are orthonormal in the weights.
+  arma::Mat<double> orthonormal() const;
+
   arma::Mat<double> draw_u(const arma::Mat<double>& Sigma, Random& rng) const;
   void draw_y(const arma::Mat<double>& u, Random& rng);
   /// -sum of w (y - Zu)^2 / 2.

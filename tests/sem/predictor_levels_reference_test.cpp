@@ -168,7 +168,10 @@ class RoundRobin {
     const unsigned n_levels = working_.n_levels();
     for (unsigned d = 0; d < n_levels; ++d)
       for (auto& v : models_) {
-        if (d > 0) v->drawComponent(d, scores_[d], scores_[d - 1]);
+        if (d > 0) {
+          v->drawComponent(d, scores_[d], scores_[d - 1]);
+          v->redrawCovariance(d);
+        }
         write(*v, d);
         if (d > 0) write(*v, d - 1);
       }

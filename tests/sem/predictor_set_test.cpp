@@ -42,6 +42,10 @@ class recorded : public Variable {
     say("MEAN " + std::to_string(d));
     inner_->drawComponent(d, upper, lower);
   }
+  void redrawCovariance(unsigned d) override {
+    say("spread " + std::to_string(d));
+    inner_->redrawCovariance(d);
+  }
   void drawGrandMean(const level_scores& top) override {
     say("grand");
     inner_->drawGrandMean(top);
@@ -148,9 +152,10 @@ call_log scan_of(const mixed& world, bool with_likelihood) {
 }
 
 TEST(PredictorSet, AScanGoesStepByStepThroughLevelsAndVariables) {
-  EXPECT_EQ(scan_of(mixed(), false),
-            (call_log{"m read", "x mean 1", "m mean 1", "x grand", "w grand", "m grand", "x param 0",
-                      "m param 0", "x param 1", "w param 0", "m param 1", "x impute", "w impute"}));
+  EXPECT_EQ(
+      scan_of(mixed(), false),
+      (call_log{"m read", "x mean 1", "x spread 1", "m mean 1", "m spread 1", "x grand", "w grand", "m grand",
+                "x param 0", "m param 0", "x param 1", "w param 0", "m param 1", "x impute", "w impute"}));
 }
 
 TEST(PredictorSet, StepsThatMoveWhatEquationsReadAreMetropolisSteps) {

@@ -50,6 +50,7 @@ void PredictorWorld::build() {
 
 void PredictorWorld::draw_joint() {
   if (free_parameters) draw_parameters();
+  if (free_variances) draw_variances();
   sem::unit_chain const chain(*working, own, deviates);
   const unsigned m = chain.n_above();
   std::vector<arma::Mat<double>> S(m + 2);
@@ -127,6 +128,12 @@ std::unique_ptr<sem::estimator::likelihood> PredictorWorld::readers() const {
   return out;
 }
 
+void PredictorWorld::draw_means(unsigned q) {
+  x.model->drawComponent(distance(q), scores_at(q), scores_at(q - 1));
+  if (!free_parameters && !free_variances) return;
+  x.model->redrawCovariance(distance(q));
+}
+
 void PredictorWorld::scan(bool latent) {
   using sem::predictor_step;
   const unsigned m = places() - 1;
@@ -135,7 +142,7 @@ void PredictorWorld::scan(bool latent) {
     if (x.model->needsLikelihood(predictor_step::level_mean, d))
       x.model->drawComponent(data(), d, scores_at(q), scores_at(q - 1));
     else
-      x.model->drawComponent(d, scores_at(q), scores_at(q - 1));
+      draw_means(q);
   }
   if (x.model->needsLikelihood(predictor_step::grand_mean, 0))
     x.model->drawGrandMean(data(), scores_at(m));
@@ -179,10 +186,11 @@ std::vector<double> PredictorWorld::functions() {
   }
   out.push_back(arma::dot(y, data().col(value_column())) / static_cast<double>(y.n_elem));
   out.push_back(arma::mean(y) * x.state->grand_mean(0));
-  if (!free_parameters) return out;
+  if (!free_parameters && !free_variances) return out;
   for (unsigned q = 0; q < places(); ++q) {
     for (double variance : x.state->components[q]->variances())
       if (q > 0 || of == kind::continuous) out.push_back(std::atan(variance));
+    if (free_variances) continue;
     for (double coefficient : x.state->components[q]->gamma) out.push_back(coefficient);
   }
   return out;
@@ -244,15 +252,20 @@ void PredictorWorld::make_parameters() {
   tau = of == kind::ordinal ? arma::Col<double>{0.0, 0.7} : arma::Col<double>{0.0};
 }
 
-void PredictorWorld::draw_parameters() {
-  for (std::size_t q = 0; q < Sigma.size(); ++q) {
-    const bool own_level = q == 0 && of != kind::continuous;
-    if (!own_level && is_nominal())
+void PredictorWorld::draw_variances() {
+  for (std::size_t q = of == kind::continuous ? 0 : 1; q < Sigma.size(); ++q) {
+    if (is_nominal())
       Sigma[q] = rng->riwish(static_cast<int>(dim) + 1, arma::eye(dim, dim));
-    else if (!own_level)
+    else
       Sigma[q](0, 0) = 1.0 / rng->rgamma(1.0, 2.0);
+  }
+}
+
+void PredictorWorld::draw_parameters() {
+  draw_variances();
+  for (std::size_t q = 0; q < Sigma.size(); ++q) {
     gamma[q].zeros();
-    if (own_level) gamma[q] = std::sqrt(5.0) * rng->randn(1, static_cast<int>(dim));
+    if (q == 0 && of != kind::continuous) gamma[q] = std::sqrt(5.0) * rng->randn(1, static_cast<int>(dim));
   }
 }
 

@@ -41,6 +41,8 @@ struct PredictorWorld {
   /// Draws variances, and of a categorical variable the coefficients of the own level, from their priors; no
   /// other level has predictors.
   bool free_parameters = false;
+  /// Draws the variances alone; coefficients are known at every level.
+  bool free_variances = false;
   /// Of y in a row, in place of the linear function of the columns of x; and who is accepted together.
   std::function<double(const arma::Mat<double>&, arma::uword)> other_fit;
   sem::estimator::acceptance together_values, together_means;
@@ -87,6 +89,9 @@ struct PredictorWorld {
 
   std::unique_ptr<sem::estimator::likelihood> readers() const;
 
+  /// The means at place q, which no equation reads; with free variances also their covariance matrix.
+  void draw_means(unsigned q);
+
   /// One scan with known parameters. `latent`: also the scores of observed categories.
   void scan(bool latent);
 
@@ -101,6 +106,7 @@ struct PredictorWorld {
   void make_scores();
   void make_parameters();
   void draw_parameters();
+  void draw_variances();
   void open();
 
   // Who reads what a step moves.

@@ -66,6 +66,10 @@ arma::Mat<double> Component::covariance() const {
   return arma::Mat<double>(1, 1, arma::fill::value(sigma2));
 }
 
+void Component::setCovariance(const arma::Mat<double>& Sigma) {
+  sigma2 = arma::as_scalar(Sigma);
+}
+
 void Component::drawLatent(const arma::Mat<double>&) {}
 
 arma::Col<arma::uword> Component::categorize(const arma::Mat<double>&) const {

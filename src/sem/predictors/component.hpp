@@ -60,6 +60,8 @@ class Component {
   virtual const arma::Mat<double>& SigmaE() const;
   /// The same for every kind, 1 x 1 for one column.
   virtual arma::Mat<double> covariance() const;
+  /// Takes the residual covariance matrix, dim x dim. Not for one that is held fixed.
+  virtual void setCovariance(const arma::Mat<double>& Sigma);
   /// One Gibbs update of gamma and of the variances that are free, given the deviations that stand in the
   /// columns `own` of `level`; W are its columns `x`, which may be none. Throws numeric_error "inv(): matrix
   /// is singular" when columns of W are collinear under a flat prior, tovik::error when the deviations all
@@ -119,6 +121,7 @@ class MultivarComponent : public Component {
   void startVariance(const arma::Mat<double>& deviations, double least) override;
   const arma::Mat<double>& SigmaE() const override { return Sigma_; }
   arma::Mat<double> covariance() const override { return Sigma_; }
+  void setCovariance(const arma::Mat<double>& Sigma) override { Sigma_ = Sigma; }
   void draw(level_scores& level, const arma::Col<arma::uword>& x, const arma::Col<arma::uword>& own) override;
   arma::uword n_estimated() const override;
   arma::Col<double> variances() const override;

@@ -8,6 +8,7 @@
 
 #include "sem/predictors/normal_rows.hpp"
 #include "sem/scan/blas.hpp"
+#include "sem/scan/cross_products.hpp"
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
@@ -92,8 +93,8 @@ void mean_step::condition(const level_scores* at, const level_scores& below) {
   next_.zeros(sums_.n_rows, dim);
   add_product(sums_, arma::inv_sympd(lower.covariance()), next_);
   if (q_ < state_.top()) {
-    state_.expected(q_, *at, mean_);
-    add_product(mean_, arma::inv_sympd(state_.components[q_]->covariance()), next_);
+    state_.expected(q_, *at, expected_);
+    add_product(expected_, arma::inv_sympd(state_.components[q_]->covariance()), next_);
   }
   mean_.zeros(next_.n_rows, dim);
   for (arma::uword j = 0; j < next_.n_rows; ++j) {
@@ -113,6 +114,40 @@ void mean_step::draw(const level_scores* at, const level_scores& below) {
   walk_from(mean_, 1.0);
   state_.scores(q_) = next_;
   published_.refresh(q_);
+}
+
+// A variance below the floor of its draws is refused, which leaves the density above it as it is.
+void mean_step::redraw_covariance() {
+  if (readers_ != nullptr || q_ == state_.top())
+    throw error_debug("The means of a second draw are read, or are no level's.");
+  Component& component = *state_.components[q_];
+  arma::Mat<double>& means = state_.scores(q_);
+  arma::uword const n = means.n_rows, dim = state_.dim;
+  const arma::Mat<double> h = arma::inv_sympd(state_.components[q_ - 1]->covariance());
+  A_.set_size(n, dim * (dim + 1) / 2);
+  effects_.set_size(n, dim);
+  t_.zeros(n, dim);
+  for (arma::uword k = 0; k < dim; ++k) {
+    for (arma::uword l = 0; l <= k; ++l) {
+      double* a = A_.colptr(scan::cluster_products::packed(l, k));
+      for (arma::uword j = 0; j < n; ++j) a[j] = n_children_(kind_(j)) * h(l, k);
+    }
+    for (arma::uword j = 0; j < n; ++j) {
+      effects_(j, k) = means(j, k) - expected_(j, k);
+      sums_(j, k) -= n_children_(kind_(j)) * expected_(j, k);
+    }
+  }
+  add_product(sums_, h, t_);
+  Sigma_ = component.covariance();
+  inverse_ = arma::inv_sympd(Sigma_);
+  units_.set_size(dim);
+  units_.fill(component.unit);
+  if (!factor_.draw(A_, t_, 1.0, {component.prior, &units_}, *state_.rng, effects_, inverse_, Sigma_)) return;
+  for (arma::uword k = 0; k < dim; ++k)
+    if (!(Sigma_(k, k) >= component.floor)) return;
+  component.setCovariance(Sigma_);
+  for (arma::uword k = 0; k < dim; ++k)
+    for (arma::uword j = 0; j < n; ++j) means(j, k) = expected_(j, k) + effects_(j, k);
 }
 
 void mean_step::draw(arma::Mat<double>& data, const level_scores* at, const level_scores& below) {

@@ -5,6 +5,7 @@
 
 #include "sem/predictors/predictor_state.hpp"
 #include "sem/predictors/published_columns.hpp"
+#include "sem/scan/effect_factor.hpp"
 #include "sem/scan/values/metropolis_values.hpp"
 #include "sem/scan/values/value_groups.hpp"
 #include "sem/scan/values/value_target.hpp"
@@ -33,6 +34,12 @@ namespace tovik::sem {
 /// which leaves the normal conditional as it is, so that the likelihood alone accepts (Cotter, Roberts,
 /// Stuart & White, 2013, Statistical Science 28, 424-446). At s = 1 readers that do not mind make it a draw
 /// from the conditional; where they do s is tuned, and small steps are those of a random walk.
+///
+/// The means are random effects about what stands above, u = S_q - S_{q+1,p} - W_q gamma_q, and have the same
+/// hold on their covariance matrix: little variance among them keeps them together, and they keep it. So the
+/// matrix is drawn a second time with the standardised u held (see effect_factor_step), the children being
+/// the data: A_j = n_j h_{q-1} and t_j = h_{q-1} sum_i (S_{q-1,i} - W_{q-1,i} gamma_{q-1} - S_{q+1,p} -
+/// W_{q,j} gamma_q).
 class mean_step : private scan::value_target {
  public:
   mean_step(predictor_state& state, published_columns& published, unsigned q);
@@ -48,6 +55,10 @@ class mean_step : private scan::value_target {
   void draw(const level_scores* at, const level_scores& below);
   /// By Metropolis; throws error_debug without readers.
   void draw(arma::Mat<double>& data, const level_scores* at, const level_scores& below);
+
+  /// The second draw of the covariance matrix of latent means that no equation reads; right after draw(), by
+  /// whose sums it goes. Moves the means with it.
+  void redraw_covariance();
 
   estimator::tune_obj tune;
 
@@ -75,7 +86,12 @@ class mean_step : private scan::value_target {
   arma::Col<arma::uword> kind_;                     ///< of each unit
   arma::Col<double> n_children_;                    ///< of each kind
   arma::Cube<double> precision_, variance_, root_;  ///< of each kind; root'root = variance
-  arma::Mat<double> sums_, mean_, next_, current_;
+  arma::Mat<double> sums_, expected_, mean_, next_, current_;
+
+  // Of the second draw of the covariance matrix.
+  scan::effect_factor_step factor_;
+  arma::Mat<double> A_, t_, effects_, inverse_, Sigma_;
+  arma::Col<double> units_;
 
   arma::Col<arma::uword> centred_;     ///< columns that stand less the grand mean
   arma::Col<double> centre_, change_;  ///< of these columns, before the step; and what a candidate adds

@@ -5,6 +5,7 @@
 
 #include "data/variable.hpp"
 #include "sem/predictors/predictor_starts.hpp"
+#include "sem/wiring/settings.hpp"
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
@@ -96,6 +97,12 @@ void modeled_variable::drawComponent(arma::Mat<double>& data, unsigned d, const 
   mean_step& step = step_above(d);
   in_step(data);
   step.draw(data, &upper, lower);
+}
+
+// Links follow from the variances too: they are taken anew by the parameter step, which none come before.
+void modeled_variable::redrawCovariance(unsigned d) {
+  if (!sampler_settings::redraw_factors || published_.has_links()) return;
+  step_above(d).redraw_covariance();
 }
 
 void modeled_variable::drawGrandMean(const level_scores& top) {

@@ -23,6 +23,7 @@ class modeled_variable : public Variable {
   void drawComponent(unsigned d, const level_scores& upper, const level_scores& lower) override;
   void drawComponent(arma::Mat<double>& data, unsigned d, const level_scores& upper,
                      const level_scores& lower) override;
+  void redrawCovariance(unsigned d) override;
   void drawGrandMean(const level_scores& top) override;
   void drawGrandMean(arma::Mat<double>& data, const level_scores& top) override;
   void drawParam(unsigned d, level_scores& scores) override;

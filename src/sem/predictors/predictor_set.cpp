@@ -52,10 +52,12 @@ void predictor_set::level_mean(Variable& v, unsigned d, arma::Mat<double>& data)
   const unsigned below = chain.level(chain.place(d) - 1);
   const level_scores& upper = level_data_[v.level + d];
   const level_scores& lower = level_data_[below];
-  if (v.needsLikelihood(step::level_mean, d))
+  if (v.needsLikelihood(step::level_mean, d)) {
     v.drawComponent(data, d, upper, lower);
-  else
+  } else {
     v.drawComponent(d, upper, lower);
+    v.redrawCovariance(d);
+  }
   write_scores(v, d);
   write_scores(v, below - v.level);
 }

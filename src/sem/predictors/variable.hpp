@@ -92,6 +92,9 @@ class Variable {
   /// The same by Metropolis with the likelihood of the models that read what moves; publishes in `data`.
   virtual void drawComponent(arma::Mat<double>& data, unsigned d, const level_scores& upper,
                              const level_scores& lower) = 0;
+  /// After the first, of latent means that no equation reads: their covariance matrix given the standardised
+  /// means, which move with it.
+  virtual void redrawCovariance(unsigned d) = 0;
   virtual void drawGrandMean(const level_scores& top) = 0;
   virtual void drawGrandMean(arma::Mat<double>& data, const level_scores& top) = 0;
   /// Coefficients and variance d levels above the own one; of a categorical variable at d = 0 also thresholds

@@ -1,5 +1,6 @@
 #include "sem/scan/effect_factor.hpp"
 
+#include <algorithm>
 #include <cmath>
 
 #include "sem/scan/blas.hpp"
@@ -18,7 +19,7 @@ arma::uword packed_pair(arma::uword i, arma::uword j) {
 
 /// m := inv(T) m.
 void solve_columns(const arma::Mat<double>& T, arma::uword q, double* m, arma::uword columns) {
-  for (arma::uword j = 0; j < columns; ++j) solve_upper(T.memptr(), q, m + j * q);
+  for (arma::uword j = 0; j < columns; ++j) solve_lower(T.memptr(), q, m + j * q);
 }
 
 /// out := w A'x. With few clusters a call of the library costs more than the sums do.
@@ -54,36 +55,57 @@ bool effect_factor_step::draw(const arma::Mat<double>& A, const arma::Mat<double
 bool effect_factor_step::start(const arma::Mat<double>& A, double w, const covariance_prior& prior,
                                const arma::Mat<double>& iSigma) {
   T_.zeros(q_, q_);
-  K_.zeros(q_, q_);
-  L_.zeros(q_, q_);
   for (arma::uword j = 0; j < q_; ++j) {
     for (arma::uword i = 0; i <= j; ++i) {
       const double* a = A.colptr(cluster_products::packed(i, j));
       double sum = 0.0;
       for (arma::uword c = 0; c < A.n_rows; ++c) sum += a[c];
-      T_(i, j) = w * sum;
-      K_(i, j) = iSigma(i, j);
+      T_(j, i) = w * sum;
     }
   }
-  if (!reverse_cholesky(T_.memptr(), q_, singular_share(A.n_rows))) return false;
-  if (!reverse_cholesky(K_.memptr(), q_)) throw numeric_error::not_positive_definite();
-  // T'L, L = inv(K'), column by column.
-  inverse_.set_size(q_, q_);
-  work_.set_size(q_);
-  side_.set_size(q_);
-  for (arma::uword l = 0; l < q_; ++l) {
-    for (arma::uword k = 0; k < q_; ++k) work_(k) = k == l ? 1.0 : 0.0;
-    solve_upper_transposed(K_.memptr(), q_, work_.memptr());
-    for (arma::uword k = l; k < q_; ++k)
-      for (arma::uword i = l; i <= k; ++i) L_(k, l) += T_(i, k) * work_(i);
-    if (!(L_(l, l) > least(prior.code)) || !std::isfinite(L_(l, l))) return false;
-  }
+  if (!lower_cholesky(T_.memptr(), q_, singular_share(A.n_rows))) return false;
+  if (!take_factor(iSigma, least(prior.code))) return false;
   S_.zeros(q_, q_);
   if (prior.code != 1) return true;
   for (arma::uword k = 0; k < q_; ++k)
     for (arma::uword l = 0; l < q_; ++l)
-      for (arma::uword i = 0; i <= std::min(k, l); ++i)
+      for (arma::uword i = std::max(k, l); i < q_; ++i)
         S_(k, l) += T_(i, k) * (prior.units == nullptr ? 1.0 : (*prior.units)(i)) * T_(i, l);
+  return true;
+}
+
+/// L, and B = T inv(L)' by which xi = B'u. The precision of T'u is inv(T) iSigma inv(T)' = KK' with K =
+/// inv(L)' upper triangular; it is formed of a factor of iSigma, which may be all but singular where
+/// covariates are far from their centre. False where an element on the diagonal of L is not above its bound.
+bool effect_factor_step::take_factor(const arma::Mat<double>& iSigma, double bound) {
+  K_ = iSigma;
+  if (!reverse_cholesky(K_.memptr(), q_)) throw numeric_error::not_positive_definite();
+  for (arma::uword j = 0; j < q_; ++j)
+    for (arma::uword i = j + 1; i < q_; ++i) K_(i, j) = 0.0;
+  solve_columns(T_, q_, K_.memptr(), q_);
+  B_.set_size(q_, q_);
+  for (arma::uword j = 0; j < q_; ++j) {
+    for (arma::uword i = 0; i < q_; ++i) {
+      B_(i, j) = 0.0;
+      for (arma::uword l = 0; l < q_; ++l) B_(i, j) += K_(i, l) * K_(j, l);
+    }
+  }
+  if (!reverse_cholesky(B_.memptr(), q_)) return false;
+  K_ = B_;
+  inverse_.set_size(q_, q_);
+  work_.set_size(q_);
+  side_.set_size(q_);
+  L_.zeros(q_, q_);
+  for (arma::uword l = 0; l < q_; ++l) {
+    for (arma::uword k = 0; k < q_; ++k) work_(k) = k == l ? 1.0 : 0.0;
+    solve_upper_transposed(K_.memptr(), q_, work_.memptr());
+    for (arma::uword k = l; k < q_; ++k) L_(k, l) = work_(k);
+    if (!(L_(l, l) > bound) || !std::isfinite(L_(l, l))) return false;
+    for (arma::uword i = 0; i < q_; ++i) {
+      B_(i, l) = 0.0;
+      for (arma::uword k = 0; k <= std::min(i, l); ++k) B_(i, l) += T_(i, k) * K_(k, l);
+    }
+  }
   return true;
 }
 
@@ -97,8 +119,8 @@ void effect_factor_step::take_products(const arma::Mat<double>& A, const arma::M
   H_.set_size(q_, q_);
   for (arma::uword l = 0; l < q_; ++l) {
     double* x = xi_.colptr(l);
-    for (arma::uword c = 0; c < n; ++c) x[c] = K_(0, l) * u(c, 0);
-    for (arma::uword i = 1; i <= l; ++i) add_scaled(n, K_(i, l), u.colptr(i), x);
+    for (arma::uword c = 0; c < n; ++c) x[c] = B_(0, l) * u(c, 0);
+    for (arma::uword i = 1; i < q_; ++i) add_scaled(n, B_(i, l), u.colptr(i), x);
     for (arma::uword k = 0; k <= l; ++k) {
       const double* other = xi_.colptr(k);
       double* pair = pairs_.colptr(cluster_products::packed(k, l));
@@ -221,26 +243,27 @@ void effect_factor_step::invert() {
 
 void effect_factor_step::finish(arma::Mat<double>& u, arma::Mat<double>& iSigma, arma::Mat<double>& Sigma) {
   invert();
-  // K' := inv(L) as it was before the covariates were changed, and L likewise.
+  // B := T inv(L)' and L := inv(T)'L, so that u = L xi and iSigma = BB'.
   for (arma::uword l = 0; l < q_; ++l) {
-    for (arma::uword j = 0; j < q_; ++j) {
-      double sum = 0.0;
-      for (arma::uword i = j; i <= l; ++i) sum += inverse_(l, i) * T_(j, i);
-      K_(j, l) = j <= l ? sum : 0.0;
+    for (arma::uword i = 0; i < q_; ++i) {
+      B_(i, l) = 0.0;
+      for (arma::uword k = 0; k <= std::min(i, l); ++k) B_(i, l) += T_(i, k) * inverse_(l, k);
     }
-    solve_upper_transposed(T_.memptr(), q_, L_.colptr(l));
+    solve_lower_transposed(T_.memptr(), q_, L_.colptr(l));
   }
   for (arma::uword j = 0; j < q_; ++j) {
     for (arma::uword i = 0; i <= j; ++i) {
       double of_inverse = 0.0, of_matrix = 0.0;
-      for (arma::uword l = j; l < q_; ++l) of_inverse += K_(i, l) * K_(j, l);
-      for (arma::uword l = 0; l <= i; ++l) of_matrix += L_(i, l) * L_(j, l);
+      for (arma::uword l = 0; l < q_; ++l) {
+        of_inverse += B_(i, l) * B_(j, l);
+        of_matrix += L_(i, l) * L_(j, l);
+      }
       iSigma(i, j) = iSigma(j, i) = of_inverse;
       Sigma(i, j) = Sigma(j, i) = of_matrix;
     }
     double* to = u.colptr(j);
     for (arma::uword c = 0; c < u.n_rows; ++c) to[c] = L_(j, 0) * xi_(c, 0);
-    for (arma::uword l = 1; l <= j; ++l) add_scaled(u.n_rows, L_(j, l), xi_.colptr(l), to);
+    for (arma::uword l = 1; l < q_; ++l) add_scaled(u.n_rows, L_(j, l), xi_.colptr(l), to);
   }
 }
 

@@ -14,7 +14,7 @@ struct covariance_prior {
 };
 
 /// A second draw of the covariance matrix of the random effects of one level, by which variances near zero
-/// leave it. With u_c = L xi_c, L the lower Cholesky factor of Sigma, a draw of Sigma given u moves no
+/// leave it. With u_c = L xi_c, LL' = Sigma, a draw of Sigma given u moves no
 /// further than the effects let it, which follow Sigma in turn; here xi is held, and the elements of L are
 /// coefficients of the regression
 ///
@@ -29,9 +29,11 @@ struct covariance_prior {
 /// it becomes prod_j L_jj^(-j - df) exp(-tr(S0 inv(LL')) / 2). Off the diagonal, a row of L is normal, its
 /// element on the diagonal is drawn by slice sampling.
 ///
-/// The covariates are taken orthonormal over all units: z -> z inv(T)', TT' = w sum_c A_c, u -> T'u, L ->
-/// T'L. Rows of L then hardly depend on each other, in whatever units and wherever the covariates are
-/// centred; T depends on neither L nor xi.
+/// Which factor of Sigma it is decides what is held. Here the covariates are taken orthonormal over all
+/// units, z -> z inv(T)', TT' = w sum_c A_c with T lower triangular, and L is the lower Cholesky factor of
+/// the covariance matrix of the effects T'u: of an intercept and slopes first the level at the mean of the
+/// covariates, which is known best, then the slopes. Rows of L hardly depend on each other then, and the draw
+/// is the same in whatever units and wherever the covariates are centred; T depends on neither L nor xi.
 class effect_factor_step {
  public:
   /// As random_effects_step has them: `A` clusters x q(q + 1)/2, packed; `t` clusters x q, the level's
@@ -40,13 +42,14 @@ class effect_factor_step {
   bool draw(const arma::Mat<double>& A, const arma::Mat<double>& t, double w, const covariance_prior& prior,
             Random& rng, arma::Mat<double>& u, arma::Mat<double>& iSigma, arma::Mat<double>& Sigma);
 
-  /// The bound of the elements on the diagonal of T'L, where one is the standard error of a coefficient in
+  /// The bound of the elements on the diagonal of L, where one is the standard error of a coefficient in
   /// the regression on the covariates. The step goes nowhere below, and stays where it starts below: it
   /// leaves the distribution on either side as it is. The third prior is not integrable at a variance of
   /// zero, and the step would make for that pole as soon as the data do not hold it off.
   static double least(int prior);
 
  private:
+  bool take_factor(const arma::Mat<double>& iSigma, double bound);
   bool start(const arma::Mat<double>& A, double w, const covariance_prior& prior,
              const arma::Mat<double>& iSigma);
   void take_products(const arma::Mat<double>& A, const arma::Mat<double>& t, double w,
@@ -59,9 +62,10 @@ class effect_factor_step {
   void finish(arma::Mat<double>& u, arma::Mat<double>& iSigma, arma::Mat<double>& Sigma);
 
   arma::uword q_ = 0;
-  arma::Mat<double> T_, K_;        ///< TT' = w sum A; KK' = iSigma, so that K' = inv(L)
+  arma::Mat<double> T_, K_;        ///< TT' = w sum A; K' = inv(L)
+  arma::Mat<double> B_;            ///< T inv(L)'
   arma::Mat<double> S_;            ///< T'S0 T
-  arma::Mat<double> L_, inverse_;  ///< T'L and its inverse
+  arma::Mat<double> L_, inverse_;  ///< L and its inverse
   arma::Mat<double> xi_, pairs_;   ///< clusters x q; products of their columns, packed
   arma::Mat<double> M_;            ///< sums of A_c(k, k') xi_l xi_l', both packed
   arma::Mat<double> N_;            ///< the same in the orthonormal covariates: (l, l') packed, q x q each

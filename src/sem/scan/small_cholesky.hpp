@@ -13,7 +13,7 @@
 /// covariance. A normal draw with mean inv(P) h and row noise z chol(inv(P)) is therefore
 ///   inv(T)' (inv(T) h + z):
 /// two triangular solves, and no inverse. Matrices are column-major with leading dimension q; only the upper
-/// triangle is read and written.
+/// triangle is read and written, that of lower factors the lower one.
 namespace tovik::sem::scan {
 
 /// The share of a diagonal element at which a pivot counts as zero, for sums of products over n rows. A pivot
@@ -63,6 +63,43 @@ inline void solve_upper_transposed(const double* T, arma::uword q, double* x) {
     double sum = x[j];
     for (arma::uword i = 0; i < j; ++i) sum -= T[i + j * q] * x[i];
     x[j] = sum / T[j + j * q];
+  }
+}
+
+/// Overwrites the lower triangle of S by L with L L' = S. False when a pivot is not above `tolerance` times
+/// its diagonal element.
+inline bool lower_cholesky(double* S, arma::uword q, double tolerance = 0.0) {
+  for (arma::uword j = 0; j < q; ++j) {
+    const double diagonal = S[j + j * q];
+    double pivot = diagonal;
+    for (arma::uword l = 0; l < j; ++l) pivot -= S[j + l * q] * S[j + l * q];
+    if (!(pivot > tolerance * diagonal) || !(pivot > 0.0)) return false;
+    const double root = std::sqrt(pivot);
+    S[j + j * q] = root;
+    for (arma::uword i = j + 1; i < q; ++i) {
+      double sum = S[i + j * q];
+      for (arma::uword l = 0; l < j; ++l) sum -= S[i + l * q] * S[j + l * q];
+      S[i + j * q] = sum / root;
+    }
+  }
+  return true;
+}
+
+/// x := inv(L) x.
+inline void solve_lower(const double* L, arma::uword q, double* x) {
+  for (arma::uword j = 0; j < q; ++j) {
+    const double value = x[j] / L[j + j * q];
+    x[j] = value;
+    for (arma::uword i = j + 1; i < q; ++i) x[i] -= L[i + j * q] * value;
+  }
+}
+
+/// x := inv(L)' x.
+inline void solve_lower_transposed(const double* L, arma::uword q, double* x) {
+  for (arma::uword j = q; j-- > 0;) {
+    double sum = x[j];
+    for (arma::uword i = j + 1; i < q; ++i) sum -= L[i + j * q] * x[i];
+    x[j] = sum / L[j + j * q];
   }
 }
 
