@@ -197,6 +197,60 @@ TEST(GeneratedTerms, ThatAreNotLinearAreRefused) {
   }
 }
 
+// Blocks.
+
+TEST(SolvedInABlock, APredictorOfTwoMembers) {
+  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x z (x*z)", "y2 ~ x", "v ~ x", "y <-> y2"});
+  expect_solved(world, "x");
+}
+
+TEST(SolvedInABlock, APredictorOfOneMemberOfThree) {
+  SolvedWorld world(names, columns({1}), {},
+                    {"x ~ z", "y ~ x z", "y2 ~ w", "v ~ 1", "y y2 <-> v", "y <-> y2"});
+  expect_solved(world, "x");
+}
+
+TEST(SolvedInABlock, APredictorOfTwoBlocks) {
+  SolvedWorld world(names, columns({1}), {},
+                    {"x ~ z", "y ~ x", "y2 ~ (x*w)", "v ~ x", "w ~ 1", "y <-> y2", "v <-> w"});
+  expect_solved(world, "x");
+}
+
+TEST(SolvedInABlock, AVariableOfClustersWithRandomEffects) {
+  SolvedWorld world(names, columns({5}), {"id"}, {"w ~ v", "y ~ w x | 1 x", "y2 ~ (w*z) | 1", "y <-> y2"});
+  expect_solved(world, "w");
+}
+
+TEST(SolvedInABlock, AMemberThatNobodyInItReads) {
+  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y2 ~ z", "y ~ x z", "x <-> y2"});
+  expect_solved(world, "x");
+}
+
+TEST(SolvedInABlock, AMemberThatAnotherReads) {
+  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x w", "y2 ~ x", "x <-> y"});
+  expect_solved(world, "x");
+}
+
+TEST(SolvedInABlock, APropensity) {
+  SolvedWorld world(names, columns({}), {}, {"o ~ z", "y ~ w", "y2 ~ o.latent", "o <-> y"}, {}, {"o"});
+  ASSERT_NE(world.equation("o").link, nullptr);
+  expect_solved(world, "o");
+}
+
+TEST(SolvedInABlock, AFactorOfCorrelatedIndicators) {
+  SolvedWorld world({"x", "y", "y2", "z"}, columns({1}).cols(1, 4), {}, {"f -> x y y2", "f ~ z", "x <-> y"},
+                    {}, {}, {"f"});
+  expect_solved(world, "f");
+}
+
+TEST(SolvedInABlock, CorrelatedFactors) {
+  SolvedWorld world({"x", "y", "y2", "z", "w", "v"}, arma::mat(columns({1})).cols(1, 6), {},
+                    {"f -> x y y2", "g -> z w v", "f <-> g"}, {}, {}, {"f", "g"});
+  ASSERT_NE(world.equation("f").link, nullptr);
+  expect_solved(world, "f");
+  expect_solved(world, "g");
+}
+
 // Scores of phantoms.
 
 TEST(SolvedScores, OfPhantomsAreThoseOfBothSides) {
@@ -290,6 +344,17 @@ TEST(SolvedLabel, InsideGeneratedTerms) {
 
 TEST(SolvedLabel, OfAWholeComputedTerm) {
   SolvedWorld world(names, columns({}), {}, {"y ~ z (x*z)@b", "y2 ~ x@b"});
+  expect_solved_label(world, "b");
+}
+
+TEST(SolvedLabel, OfTwoMembersOfABlock) {
+  SolvedWorld world(names, columns({}), {"id"}, {"y ~ x@b z | 1", "y2 ~ (w*b) z", "v ~ x@b", "y <-> y2"},
+                    {"b ~ normal(0, 4)"});
+  expect_solved_label(world, "b");
+}
+
+TEST(SolvedLabel, OfOneMemberOfABlock) {
+  SolvedWorld world(names, columns({}), {}, {"y ~ z@b x@b", "y2 ~ z", "w ~ z", "y y2 <-> w"});
   expect_solved_label(world, "b");
 }
 
