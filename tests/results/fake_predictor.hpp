@@ -67,6 +67,7 @@ class FakePredictor : public sem::Variable {
   std::vector<sem::predictor_row> layout(const std::vector<std::string>&) const override { return rows_; }
   void tune(bool) override { unused(); }
   sem::estimator::tune_results tuneResults() const override { return {}; }
+  void addProposals(std::vector<sem::estimator::tune_obj*>&) override { unused(); }
   std::vector<matrix> latentMeans() const override { return {}; }
   matrix latentScores() const override { return {}; }
   matrix getLatent() const override { return {}; }

@@ -8,6 +8,7 @@
 #include "evaluate/parser.hpp"
 #include "model/defaults.hpp"
 #include "ordinal_world.hpp"
+#include "random/densities.hpp"
 #include "sample_tests.hpp"
 #include "sem/ensemble/output_names.hpp"
 #include "sem/small_run.hpp"

@@ -87,6 +87,7 @@ class recorded : public Variable {
   }
   void tune(bool has_outcomes) override { inner_->tune(has_outcomes); }
   estimator::tune_results tuneResults() const override { return inner_->tuneResults(); }
+  void addProposals(std::vector<estimator::tune_obj*>& to) override { inner_->addProposals(to); }
   std::vector<matrix> latentMeans() const override { return inner_->latentMeans(); }
   matrix latentScores() const override { return inner_->latentScores(); }
   matrix getLatent() const override { return inner_->getLatent(); }

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "sample_tests.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/label_plan.hpp"
 #include "sem/ensemble/make_block.hpp"
@@ -38,6 +39,8 @@ SolvedWorld::SolvedWorld(const std::vector<std::string>& names, const arma::mat&
   }
   sem::link_phantoms(run.models, models, working.data);
   draw_state();
+  // By themselves, as what a solved distribution takes the place of.
+  const Setting<bool> walks(sem::sampler_settings::draw_label_blocks, false);
   labels = sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_}).labels;
 }
 
