@@ -84,7 +84,8 @@ TEST_P(FactorScores, OfRowsWithRandomEffectsOnBothSides) {
   pair.m.z[0] = {0};
   pair.m.icept = {1};
   pair.y = pair.world.setup(0, {0, 9});
-  pair.y.z[0] = {0, 9};
+  // A random slope of the factor leaves no solution.
+  pair.y.z[0] = {0, GetParam().scores == step::solver ? arma::uword{2} : arma::uword{9}};
   pair.y.icept = {1};
   scans_leave_joint(pair, GetParam());
 }
