@@ -229,6 +229,15 @@ class Regression : public virtual estimator::Outcome {
   autosolver::contribution<autosolver::inv_gamma> varianceFunc() const;
   /// The own distribution of the response of these units given all else in the equation: the first factor.
   autosolver::contribution<autosolver::normal> dist_self(const arma::Col<arma::uword>& units) const;
+  /// Of a common shift c, or a common factor g, of all values of the unknown: a normal factor of this
+  /// precision and linear term in c, or in g.
+  struct told {
+    double q, d;
+  };
+  told told_of_shift(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  told told_of_scale(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  /// Coefficient j is drawn here, by itself, from a prior with mean 0 or a flat one.
+  bool coefficient_moves(arma::uword j) const;
   /// The units of this equation that belong to units of an unknown of the level `at`, with work space. Throws
   /// error_debug for an unknown that varies within units of the outcome.
   std::shared_ptr<solved_units> units_within(const int& at, const arma::Col<arma::uword>& units) const;

@@ -59,6 +59,32 @@ void Regression::read_solved(const arma::Mat<double>& data, const autosolver::so
     at.e[k] += at.A[k] * how.value(data, at.rows(k)) - at.mu(k);
 }
 
+Regression::told Regression::told_of_shift(const arma::Mat<double>& data, const autosolver::solution& how,
+                                           solved_units& at) const {
+  read_solved(data, how, at);
+  const scan::row_scale r = scale();
+  told out = {0.0, 0.0};
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    const double w = at.A[k] * r.precision(at.units(k));
+    out.q += w * at.A[k];
+    out.d += w * (at.e[k] - at.A[k] * how.value(data, at.rows(k)));
+  }
+  return out;
+}
+
+Regression::told Regression::told_of_scale(const arma::Mat<double>& data, const autosolver::solution& how,
+                                           solved_units& at) const {
+  read_solved(data, how, at);
+  const scan::row_scale r = scale();
+  told out = {0.0, 0.0};
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    const double part = at.A[k] * how.value(data, at.rows(k)), w = part * r.precision(at.units(k));
+    out.q += w * part;
+    out.d += w * at.e[k];
+  }
+  return out;
+}
+
 autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
                                              const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
