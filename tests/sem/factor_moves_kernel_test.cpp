@@ -14,7 +14,7 @@
 #include "sem/wiring/settings.hpp"
 #include "small_run.hpp"
 
-namespace tovik::tests::factor_moves_test {
+namespace tovik::tests::factor_moves_kernel_test {
 namespace {
 
 /// f ~ N(0, v) and three indicators: the first with a known loading, the second with a known intercept, the
@@ -200,4 +200,4 @@ TEST(FactorMoves, OfAFactorWithFreeLoadingsHaveThePosteriorOfWalks) {
 }
 
 }  // namespace
-}  // namespace tovik::tests::factor_moves_test
+}  // namespace tovik::tests::factor_moves_kernel_test
