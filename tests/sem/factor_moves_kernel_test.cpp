@@ -1,8 +1,6 @@
 // Moves of all scores of a factor with what is measured in their units leave the joint distribution of
 // scores, parameters and indicators unchanged, and move far.
 
-#include "sem/ensemble/factor_moves.hpp"
-
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,6 +8,7 @@
 #include "kernel_samples.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
+#include "sem/ensemble/factor_moves.hpp"
 #include "sem/outcomes/factor.hpp"
 #include "sem/wiring/settings.hpp"
 #include "small_run.hpp"
