@@ -39,10 +39,14 @@ rank_study cross_level_factor_ranks();
 /// Three outcomes with correlated residuals and missing values; one correlation is held.
 rank_study block_ranks();
 
+/// Three outcomes with labels in common: coefficients with normal, uniform and truncated priors, a residual
+/// variance.
+rank_study shared_label_ranks();
+
 inline std::vector<rank_study> rank_studies() {
-  return {mediation_ranks(),  random_slope_ranks(),       phantom_ranks(),           binary_ranks(),
-          propensity_ranks(), selection_ranks(),          logistic_ranks(),          two_factor_ranks(),
-          block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks()};
+  return {shared_label_ranks(), mediation_ranks(),  random_slope_ranks(),       phantom_ranks(),
+          binary_ranks(),       propensity_ranks(), selection_ranks(),          logistic_ranks(),
+          two_factor_ranks(),   block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

@@ -69,6 +69,10 @@ TEST(Ranks, Block) {
   expect_uniform(block_ranks());
 }
 
+TEST(Ranks, SharedLabels) {
+  expect_uniform(shared_label_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

@@ -69,6 +69,57 @@ TEST(BlockKernels, MissingValuesThatAnotherMemberReads) {
   scans_leave_joint(w);
 }
 
+TEST(BlockKernels, MissingValuesThatAnotherMemberReadsSolved) {
+  BlockWorld w(1, {{9}}, 813);
+  w.add(0, {0, 2}).missing_units = {0, 3, 7};
+  w.add(0, {0, 1});
+  w.add(0, {0, 3, 1}).missing_units = {3, 5};
+  w.finish();
+  w.build();
+  w.solve(0);
+  scans_leave_joint(w);
+}
+
+TEST(BlockKernels, FactorThatNobodyReads) {
+  BlockWorld w(2, small, 814);
+  w.add(0, {0, 2}).z = {{0}};
+  w.make_factor();
+  w.add(0, {0, 3});
+  w.finish();
+  w.build();
+  scans_leave_joint(w);
+}
+
+TEST(BlockKernels, FactorThatOtherMembersRead) {
+  for (const bool solved : {false, true}) {
+    BlockWorld w(2, small, 815);
+    w.add(0, {0, 2}).z = {{0}};
+    w.make_factor();
+    w.add(0, {0, 3, 1});
+    w.add(0, {0, 1}).missing_units = {2};
+    w.finish();
+    w.build();
+    if (solved)
+      w.solve(0);
+    else
+      give_list(w);
+    scans_leave_joint(w);
+  }
+}
+
+TEST(BlockKernels, TwoFactorsOfLevelTwo) {
+  BlockWorld w(3, {{2, 1, 3}, {2, 1}, {1, 2, 1}, {2}}, 816);
+  w.add(1, {0, 6}).z = {{0}};
+  w.make_factor();
+  w.add(1, {0});
+  w.make_factor();
+  w.add(1, {0, 1});
+  w.finish();
+  w.build();
+  w.solve(0);
+  scans_leave_joint(w);
+}
+
 /// A member of a block keeps Metropolis steps where slices are asked for.
 TEST(BlockKernels, MissingValuesThatAnotherMemberReadsWithSlicesOn) {
   const Setting<bool> slices(sem::estimator::Outcome::ess_sampler, true);

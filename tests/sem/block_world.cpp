@@ -3,6 +3,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "sem/autosolver/solver.hpp"
 #include "sem/phantom_world.hpp"
 
 namespace tovik::tests {
@@ -88,12 +89,18 @@ sem::equation_setup& BlockWorld::add(unsigned level, const arma::Col<arma::uword
   for (arma::uword y : {1, 9, 10, 11}) setup.mutable_columns[y] = true;
   setups.push_back(std::move(setup));
   is_binary.push_back(binary);
+  is_factor.push_back(false);
   arma::uword const p = setups.size();
   correlations.eye(p, p);
   elements.zeros(p, p);
   known_variances.resize(p);
   known_variances(p - 1) = binary ? 1.0 : arma::datum::nan;
   return setups.back();
+}
+
+void BlockWorld::make_factor() {
+  is_factor.back() = true;
+  setups.back() = sem::Factor::without_values(setups.back());
 }
 
 void BlockWorld::hold_correlation(arma::uword i, arma::uword j, double value) {
@@ -119,6 +126,10 @@ void BlockWorld::finish() {
 
 void BlockWorld::build_member(std::size_t m) {
   const sem::equation_setup& setup = setups[m];
+  if (is_factor[m]) {
+    models.push_back(std::make_shared<sem::MultiFactor>(&estimator, data::type::latent, setup));
+    return;
+  }
   if (!is_binary[m]) {
     models.push_back(std::make_shared<sem::MultiNormal>(&estimator, data::type::continuous, setup));
     return;
@@ -152,6 +163,22 @@ void BlockWorld::build() {
           with_label->drive_correlation(static_cast<unsigned>(j + i * models.size()),
                                         sem::estimator::constraint("rho"), true, false);
   }
+}
+
+void BlockWorld::solve(std::size_t m) {
+  const auto units = std::make_shared<const arma::uvec>(models[m]->missing_rows);
+  std::vector<sem::solved_role> roles = {{models[m].get(), {}}};
+  for (std::size_t k = m + 1; k < models.size(); ++k) {
+    const arma::uvec at = arma::find(setups[k].x == column(m));
+    if (at.is_empty()) continue;
+    roles.push_back({models[k].get(), sem::autosolver::solution::constant(static_cast<unsigned>(at(0)),
+                                                                          static_cast<unsigned>(column(m)))});
+  }
+  auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
+  solver->rng = &estimator.random;
+  solver->units = units;
+  solver->functions = {block->distributionFunc(roles, static_cast<int>(models[m]->level), *units)};
+  models[m]->addDist(solver, sem::distribution_type::fixed);
 }
 
 void BlockWorld::draw_joint() {

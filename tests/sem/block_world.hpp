@@ -49,6 +49,7 @@ struct BlockWorld {
   Random rng;
   std::vector<sem::equation_setup> setups;
   std::vector<bool> is_binary;  ///< a probit member
+  std::vector<bool> is_factor;  ///< no value is known
   arma::Mat<double> correlations;
   arma::Mat<unsigned char> elements;
   arma::Col<double> known_variances;  ///< NaN: drawn
@@ -60,6 +61,8 @@ struct BlockWorld {
   /// The next outcome, of this level, with these predictors.
   sem::equation_setup& add(unsigned level, const arma::Col<arma::uword>& x, bool binary = false);
   arma::uword column(std::size_t m) const { return m == 0 ? 1 : 8 + m; }
+  /// The last outcome is a factor.
+  void make_factor();
   /// What is known, by members.
   void hold_correlation(arma::uword i, arma::uword j, double value);
   /// Driven by a label with a uniform prior.
@@ -69,6 +72,8 @@ struct BlockWorld {
   void finish();
 
   void build();
+  /// After build(): the missing values of member m are drawn from their solved distribution.
+  void solve(std::size_t m);
   /// Parameters, effects and outcomes from their joint distribution.
   void draw_joint();
   /// The members, then the block.

@@ -122,6 +122,14 @@ TEST(SolvedChain, OfASharedResidualVariance) {
   expect_same_posterior(with({}, {}, {"y ~ x", "y ~~ y@s"}, {"s ~ invgamma(3, 2)"}));
 }
 
+TEST(SolvedChain, OfWhatMembersOfABlockRead) {
+  expect_same_posterior(with({1}, {}, {"x ~ z", "y ~ x z", "y2 ~ x", "y <-> y2"}));
+}
+
+TEST(SolvedChain, OfALabelInAMemberOfABlock) {
+  expect_same_posterior(with({}, {}, {"y ~ z (x*b)", "y2 ~ w (z*b)", "y <-> y2"}, {"b ~ normal(0, 1)"}));
+}
+
 /// Some proposal was made in a chain.
 bool proposes(const small_run& run, bool solved) {
   const Setting<bool> kernel(sem::sampler_settings::use_autosolver, solved);

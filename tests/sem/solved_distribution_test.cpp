@@ -197,6 +197,64 @@ TEST(GeneratedTerms, ThatAreNotLinearAreRefused) {
   }
 }
 
+// Blocks.
+
+/// `member`: an outcome of the block that tells of it.
+void expect_solved_in_block(SolvedWorld& world, const std::string& outcome, const std::string& member) {
+  ASSERT_NE(world.equation(member).link, nullptr);
+  expect_solved(world, outcome);
+}
+
+TEST(SolvedInABlock, APredictorOfTwoMembers) {
+  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x z (x*z)", "y2 ~ x", "v ~ x", "y <-> y2"});
+  expect_solved_in_block(world, "x", "y");
+}
+
+TEST(SolvedInABlock, APredictorOfOneMemberOfThree) {
+  SolvedWorld world(names, columns({1}), {},
+                    {"x ~ z", "y ~ x z", "y2 ~ w", "v ~ 1", "y y2 <-> v", "y <-> y2"});
+  expect_solved_in_block(world, "x", "y");
+}
+
+TEST(SolvedInABlock, APredictorOfTwoBlocks) {
+  SolvedWorld world(names, columns({1}), {},
+                    {"x ~ z", "y ~ x", "y2 ~ (x*w)", "v ~ x", "w ~ 1", "y <-> y2", "v <-> w"});
+  expect_solved_in_block(world, "x", "y");
+}
+
+TEST(SolvedInABlock, AVariableOfClustersWithRandomEffects) {
+  SolvedWorld world(names, columns({5}), {"id"}, {"w ~ v", "y ~ w x | 1 x", "y2 ~ (w*z) | 1", "y <-> y2"});
+  expect_solved_in_block(world, "w", "y");
+}
+
+TEST(SolvedInABlock, AMemberThatNobodyInItReads) {
+  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y2 ~ z", "y ~ x z", "x <-> y2"});
+  expect_solved_in_block(world, "x", "y2");
+}
+
+TEST(SolvedInABlock, AMemberThatAnotherReads) {
+  SolvedWorld world(names, columns({1}), {}, {"x ~ z", "y ~ x w", "y2 ~ x", "x <-> y"});
+  expect_solved_in_block(world, "x", "y");
+}
+
+TEST(SolvedInABlock, APropensity) {
+  SolvedWorld world(names, columns({}), {}, {"o ~ z", "y ~ w", "y2 ~ o.latent", "o <-> y"}, {}, {"o"});
+  expect_solved_in_block(world, "o", "y");
+}
+
+TEST(SolvedInABlock, AFactorOfCorrelatedIndicators) {
+  SolvedWorld world({"x", "y", "y2", "z"}, columns({1}).cols(1, 4), {}, {"f -> x y y2", "f ~ z", "x <-> y"},
+                    {}, {}, {"f"});
+  expect_solved_in_block(world, "f", "y");
+}
+
+TEST(SolvedInABlock, CorrelatedFactors) {
+  SolvedWorld world({"x", "y", "y2", "z", "w", "v"}, arma::mat(columns({1})).cols(1, 6), {},
+                    {"f -> x y y2", "g -> z w v", "f <-> g"}, {}, {}, {"f", "g"});
+  expect_solved_in_block(world, "f", "g");
+  expect_solved_in_block(world, "g", "g");
+}
+
 // Scores of phantoms.
 
 TEST(SolvedScores, OfPhantomsAreThoseOfBothSides) {
@@ -290,6 +348,17 @@ TEST(SolvedLabel, InsideGeneratedTerms) {
 
 TEST(SolvedLabel, OfAWholeComputedTerm) {
   SolvedWorld world(names, columns({}), {}, {"y ~ z (x*z)@b", "y2 ~ x@b"});
+  expect_solved_label(world, "b");
+}
+
+TEST(SolvedLabel, OfTwoMembersOfABlock) {
+  SolvedWorld world(names, columns({}), {"id"}, {"y ~ x@b z | 1", "y2 ~ (w*b) z", "v ~ w@b", "y <-> y2"},
+                    {"b ~ normal(0, 4)"});
+  expect_solved_label(world, "b");
+}
+
+TEST(SolvedLabel, OfOneMemberOfABlock) {
+  SolvedWorld world(names, columns({}), {}, {"y ~ z@b x@b", "y2 ~ z", "w ~ z", "y y2 <-> w"});
   expect_solved_label(world, "b");
 }
 

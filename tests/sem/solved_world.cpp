@@ -1,9 +1,13 @@
 #include "sem/solved_world.hpp"
 
+#include <cmath>
 #include <stdexcept>
 
 #include "sample_tests.hpp"
 #include "sem/ensemble/factory.hpp"
+#include "sem/ensemble/label_plan.hpp"
+#include "sem/ensemble/make_block.hpp"
+#include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
@@ -12,8 +16,9 @@ namespace tovik::tests {
 
 SolvedWorld::SolvedWorld(const std::vector<std::string>& names, const arma::mat& columns,
                          const std::vector<std::string>& ids, const std::vector<std::string>& statements,
-                         const std::vector<std::string>& parameters, const std::vector<std::string>& ordinal)
-    : run(prepared(small_run(names, columns, ids, statements, parameters, ordinal))),
+                         const std::vector<std::string>& parameters, const std::vector<std::string>& ordinal,
+                         const std::vector<std::string>& latent)
+    : run(prepared(small_run(names, columns, ids, statements, parameters, ordinal, latent))),
       estimator(77),
       working(run.data, id_columns(names, ids)),
       cells(run.models.generate_map()) {
@@ -24,7 +29,14 @@ SolvedWorld::SolvedWorld(const std::vector<std::string>& names, const arma::mat&
   context.prior = prior_;
   context.cells = &cells;
   context.mutable_columns.assign(working.data.n_cols, true);
-  for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
+  const std::vector<bool> in_block = sem::block_members(run.models);
+  for (std::size_t i = 0; i < run.models.size(); ++i) {
+    const Model& model = run.models[i];
+    context.in_block = in_block[i];
+    models.push_back(model.is_multi() ? sem::make_block(run.models, model, models, &estimator, prior_,
+                                                        sem::plan_labels(run.models))
+                                      : sem::make_outcome(model, context));
+  }
   sem::link_phantoms(run.models, models, working.data);
   draw_state();
   // By themselves, as what a solved distribution takes the place of.
@@ -48,8 +60,24 @@ void SolvedWorld::draw_state() {
       scores->publish(data());
     }
   }
-  for (const auto& model : models)
+  for (const auto& model : models) {
     if (auto* phantom = dynamic_cast<sem::Phantom*>(model.get())) phantom->addStarts({0.4});
+    if (auto* block = dynamic_cast<sem::Multi*>(model.get())) correlate(*block);
+  }
+}
+
+// Correlations of 0.3 to 0.45, with the variances that the members have.
+void SolvedWorld::correlate(sem::Multi& block) {
+  arma::vec values(block.n_params());
+  const auto& members = block.members();
+  arma::uword at = 0;
+  for (std::size_t j = 0; j < members.size(); ++j) {
+    for (std::size_t i = j; i < members.size(); ++i) {
+      const double r = i == j ? 1.0 : 0.3 + 0.05 * static_cast<double>(i + j);
+      values(at++) = r * std::sqrt(members[i]->covariance(0)(0, 0) * members[j]->covariance(0)(0, 0));
+    }
+  }
+  block.addStarts(values);
 }
 
 unsigned SolvedWorld::index(const std::string& outcome) const {
@@ -71,7 +99,7 @@ sem::drawn_label& SolvedWorld::label(const std::string& name) {
 double SolvedWorld::log_density() const {
   double sum = 0.0;
   for (const auto& outcome : models) {
-    sum += outcome->logLiklihood(working.data);
+    if (outcome->link == nullptr) sum += outcome->logLiklihood(working.data);
     const auto* model = dynamic_cast<const sem::Regression*>(outcome.get());
     if (model == nullptr) continue;
     for (unsigned L = 0; L < model->n_levels; ++L)

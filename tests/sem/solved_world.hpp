@@ -25,10 +25,11 @@ class SolvedWorld {
   std::vector<std::shared_ptr<sem::estimator::Outcome>> models;
   std::vector<sem::drawn_label> labels;
 
-  /// `ordinal`: names of variables with categories.
+  /// `ordinal`: names of variables with categories; `latent`: of factors.
   SolvedWorld(const std::vector<std::string>& names, const arma::mat& columns,
               const std::vector<std::string>& ids, const std::vector<std::string>& statements,
-              const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {});
+              const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {},
+              const std::vector<std::string>& latent = {});
 
   arma::mat& data() { return working.data; }
   /// Index of the equation of an outcome, by its name.
@@ -49,6 +50,7 @@ class SolvedWorld {
   static std::vector<arma::uword> id_columns(const std::vector<std::string>& names,
                                              const std::vector<std::string>& ids);
   void draw_state();
+  static void correlate(sem::Multi& block);
 
   sem::priors prior_{1, 1};
 };

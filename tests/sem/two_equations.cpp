@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include "evaluate/parser.hpp"
+#include "sem/autosolver/solver.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 
 namespace tovik::tests {
@@ -44,6 +45,21 @@ void TwoEquations::build(bool linked) {
   sem::level_units units;
   for (const auto& ids : world.units) units.push_back(&ids);
   sem::wire_likelihood_lists({models_.begin(), models_.end()}, units, world.data);
+}
+
+void TwoEquations::solve(const std::string& cofactor) {
+  using sem::distribution_type;
+  const arma::uvec at = arma::find(y.x == m_column);
+  auto how = sem::autosolver::solution::product(at, m_column);
+  if (!cofactor.empty())
+    how += sem::autosolver::computation(evaluate::opt_ast(cofactor), static_cast<int>(y.x.n_elem));
+  auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
+  solver->rng = &estimator_.random;
+  solver->functions = {of_m().dist_self(of_m().missing_rows),
+                       of_y().distributionFunc(distribution_type::compute, how, static_cast<int>(m.level),
+                                               of_m().missing_rows)};
+  solver->units = std::make_shared<const arma::uvec>(of_m().missing_rows);
+  of_m().addDist(solver, distribution_type::fixed);
 }
 
 void TwoEquations::draw_joint(const std::function<bool(double)>& admitted) {

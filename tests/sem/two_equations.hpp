@@ -38,6 +38,10 @@ class TwoEquations {
   /// After the setups are complete. Coefficients of both equations go from -0.5 to the last one.
   void build(bool linked = true);
 
+  /// After build(): m is drawn from its solved distribution. `cofactor`: what multiplies m in the computed
+  /// column of y, if there is one.
+  void solve(const std::string& cofactor = "");
+
   /// Everything from the joint distribution. `admitted`: the y* of m that have a place; null for all.
   void draw_joint(const std::function<bool(double)>& admitted = nullptr);
 

@@ -10,6 +10,7 @@
 #include "sem/autosolver/solution.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/labels.hpp"
+#include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/regression.hpp"
 #include "support/error.hpp"
@@ -49,11 +50,37 @@ Regression& regression(const solver_world& world, unsigned model) {
   return dynamic_cast<Regression&>(*world.models.at(model));
 }
 
-/// An outcome of a block tells of an unknown only together with the other members: what the block says is one
-/// factor of all of them, which blocks do not give yet.
-bool in_block(const solver_world& world, unsigned model) {
-  return world.models.at(model)->link != nullptr || world.list.has_multi(world.list[model]) >= 0;
-}
+/// What equations say of one unknown, those of a block together: their residuals are correlated.
+template <class T>
+class gathered_functions {
+ public:
+  explicit gathered_functions(autosolver::solver<T>& solver) : solver_(solver) {}
+
+  /// `alone`: gives the function of an equation that is in no block.
+  template <class F>
+  void add(const Regression& equation, const solution& how, F alone) {
+    if (equation.link == nullptr) {
+      solver_.functions.push_back(alone());
+      return;
+    }
+    const auto found = std::find_if(blocks_.begin(), blocks_.end(),
+                                    [&](const auto& b) { return b.first == equation.link.get(); });
+    auto& roles = found == blocks_.end() ? blocks_.emplace_back(equation.link.get(), roles_of_block()).second
+                                         : found->second;
+    roles.push_back({&equation, how});
+  }
+  /// All equations are told: `where` is what a block's function needs to know beside them.
+  template <class... Where>
+  void close(const Where&... where) {
+    for (const auto& [block, roles] : blocks_)
+      solver_.functions.push_back(block->distributionFunc(roles, where...));
+  }
+
+ private:
+  using roles_of_block = std::vector<solved_role>;
+  autosolver::solver<T>& solver_;
+  std::vector<std::pair<const Multi*, roles_of_block>> blocks_;
+};
 
 /// How the equation of an entry depends on the values in a column of the data; empty where it is not linear.
 solution of_column(const solver_world& world, const autosolver_info& entry, unsigned column) {
@@ -165,11 +192,14 @@ void solve_coefficient(const solver_world& world, const std::vector<autosolver_i
     const normal_1D start = default_prior(world, plan.front());
     solver->functions.push_back([start](const arma::Mat<double>&, const normal_1D&) { return start; });
   }
+  gathered_functions<normal_1D> gathered(*solver);
   for (const autosolver_info& entry : plan) {
     const solution how = of_label(world, entry, cell->second);
     if (how.is_empty()) return;
-    solver->functions.push_back(regression(world, entry.model).distributionFunc(entry.type, how));
+    const Regression& holder = regression(world, entry.model);
+    gathered.add(holder, how, [&] { return holder.distributionFunc(entry.type, how); });
   }
+  gathered.close();
   replace_walk(world, plan, std::move(solver), label);
 }
 
@@ -201,23 +231,23 @@ std::shared_ptr<autosolver::solver<autosolver::normal>> solved_values(const solv
   const model::anyVariable unknown = unknown_of(world.list[model]);
   const bool propensity = unknown.type == model::type::latent;
   const auto* owner = dynamic_cast<const Regression*>(world.models[model].get());
-  if (owner == nullptr || in_block(world, model) || (propensity && categories_move(world, *owner)))
-    return nullptr;
+  if (owner == nullptr || (propensity && categories_move(world, *owner))) return nullptr;
   const std::vector<autosolver_info> plan = world.list.autosolverInfo(unknown);
   if (plan.empty()) return nullptr;
   const unsigned column = unknown.indicator().front();
   auto solver = std::make_shared<autosolver::solver<autosolver::normal>>();
   solver->rng = &world.rng;
   const auto units = std::make_shared<const arma::Col<arma::uword>>(drawn_units(*owner, propensity));
-  solver->functions.push_back(owner->dist_self(*units));
+  gathered_functions<autosolver::normal> gathered(*solver);
+  gathered.add(*owner, solution(), [&] { return owner->dist_self(*units); });
+  const auto level = static_cast<int>(owner->level);
   for (const autosolver_info& entry : plan) {
-    if (in_block(world, entry.model)) return nullptr;
     const solution how = of_column(world, entry, column);
     if (how.is_empty()) return nullptr;
-    solver->functions.push_back(
-        regression(world, entry.model)
-            .distributionFunc(entry.type, how, static_cast<int>(owner->level), *units));
+    const Regression& reader = regression(world, entry.model);
+    gathered.add(reader, how, [&] { return reader.distributionFunc(entry.type, how, level, *units); });
   }
+  gathered.close(level, *units);
   if (!propensity) solver->units = units;
   return solver;
 }
@@ -235,9 +265,6 @@ void solve_variables(const solver_world& world) {
 void solve_label(const solver_world& world, const priors& prior, drawn_label& label) {
   const std::vector<autosolver_info> plan = world.list.autosolverInfo(model::parameter::labelled(label.name));
   if (plan.empty()) return;
-  if (std::any_of(plan.begin(), plan.end(),
-                  [&](const autosolver_info& entry) { return in_block(world, entry.model); }))
-    return;
   if (plan.front().type == distribution_type::variance)
     solve_residual_variance(world, plan, to_lower(label.name), prior, label);
   else

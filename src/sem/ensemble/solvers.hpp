@@ -30,7 +30,7 @@ struct solver_world {
 
 /// The full conditional distribution of the values that the model with this index draws: the missing ones of
 /// a continuous outcome, all scores of a factor or a propensity. Its own equation times what each reader says
-/// of them; null where ModelList::autosolverInfo has no plan for it, and for a member of a block.
+/// of them, the members of a block together; null where ModelList::autosolverInfo has no plan for it.
 std::shared_ptr<autosolver::solver<autosolver::normal>> solved_values(const solver_world& world,
                                                                       unsigned model);
 

@@ -26,6 +26,13 @@ struct block_setup {
   arma::Col<unsigned char> known_variances;  ///< not 0 for a member whose start is its variance
 };
 
+/// How an unknown stands in a member of a block: see autosolver::solution; empty for the member whose own
+/// outcome it is.
+struct solved_role {
+  const Regression* member;
+  autosolver::solution how;
+};
+
 /// A block of p outcomes of one level with correlated residuals:
 ///
 ///   (e_i1, ..., e_ip) ~ N(0, Sigma),   e_ij = y*_ij - eta_ij of the j-th member.
@@ -89,6 +96,18 @@ class Multi : public virtual estimator::Outcome,
   std::shared_ptr<estimator::constraint> constraint(const parameter_type& kind, const unsigned& index,
                                                     const unsigned& level) override;
 
+  // What the members say together of an unknown that stands in some of them: one factor of its full
+  // conditional distribution, in place of one for each member (see Regression::distributionFunc). The
+  // functions hold a pointer to the block.
+
+  /// Of these units of a variable of the level `at`.
+  autosolver::contribution<autosolver::normal> distributionFunc(const std::vector<solved_role>& roles,
+                                                                const int& at,
+                                                                const arma::Col<arma::uword>& units) const;
+  /// Of a labelled coefficient.
+  autosolver::contribution<autosolver::normal_1D> distributionFunc(
+      const std::vector<solved_role>& roles) const;
+
   // What the members ask.
 
   /// Log density of each unit, the effects given.
@@ -131,6 +150,7 @@ class Multi : public virtual estimator::Outcome,
   arma::Mat<unsigned char> elements_;  ///< see block_setup
 
  private:
+  class solved_members;
   void tell_members();
   void refresh_residual(const arma::Mat<double>& data, arma::uword k);
   void check_kept(const arma::Mat<double>& data, arma::uword k);

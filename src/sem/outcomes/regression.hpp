@@ -18,6 +18,8 @@
 
 namespace tovik::sem {
 
+struct solved_units;
+
 /// The regression that every outcome kind is, with random effects at up to two levels above it:
 ///
 ///   y*_i = eta_i + e_i,   eta_i = x_i' b + sum over levels L of z_Li' u_L,c(i),   u_L,c ~ N(0, Sigma_L),
@@ -227,6 +229,22 @@ class Regression : public virtual estimator::Outcome {
   autosolver::contribution<autosolver::inv_gamma> varianceFunc() const;
   /// The own distribution of the response of these units given all else in the equation: the first factor.
   autosolver::contribution<autosolver::normal> dist_self(const arma::Col<arma::uword>& units) const;
+  /// Of a common shift c, or a common factor g, of all values of the unknown: a normal factor of this
+  /// precision and linear term in c, or in g.
+  struct told {
+    double q, d;
+  };
+  told told_of_shift(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  told told_of_scale(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  /// Coefficient j is drawn here, by itself, from a prior with mean 0 or a flat one.
+  bool coefficient_moves(arma::uword j) const;
+  /// The units of this equation that belong to units of an unknown of the level `at`, with work space. Throws
+  /// error_debug for an unknown that varies within units of the outcome.
+  std::shared_ptr<solved_units> units_within(const int& at, const arma::Col<arma::uword>& units) const;
+  std::shared_ptr<solved_units> every_unit() const;
+  /// Fills mu: eta of these units; mu, A and e: what the equation says of an unknown.
+  void predict_solved(const arma::Mat<double>& data, solved_units& at) const;
+  void read_solved(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
   /// Coefficients were drawn from outside: steps that move others along start from here.
   void anchor_coefficients() {
     driven_.anchor(betas_);
@@ -380,9 +398,6 @@ class Regression : public virtual estimator::Outcome {
  private:
   friend class regression_side;
 
-  /// The units of this equation that belong to those of an unknown, with work space.
-  struct solved_units;
-  void read_solved(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
   autosolver::normal _dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
                                    const autosolver::solution& how, solved_units& at) const;
   autosolver::normal _dist_self(const arma::Mat<double>& data, autosolver::normal previous,

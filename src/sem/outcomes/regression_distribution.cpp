@@ -9,31 +9,10 @@
 #include "sem/autosolver/normal.hpp"
 #include "sem/autosolver/normal_1D.hpp"
 #include "sem/outcomes/regression.hpp"
+#include "sem/outcomes/solved_units.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
-
-/// Those units of the equation that lie in the units of an unknown, and the rows of the data that stand for
-/// them; the size of each unit of the unknown in these.
-struct Regression::solved_units {
-  arma::Col<arma::uword> units, rows;
-  std::vector<arma::uword> counts;  ///< empty: one each
-  bool all = false;                 ///< every unit of the equation
-
-  arma::Col<double> mu;
-  std::vector<double> A, e, q, d;
-
-  explicit solved_units(arma::Col<arma::uword> which, const arma::Col<arma::uword>* row_of, arma::uword n)
-      : units(std::move(which)),
-        rows(units),
-        all(units.n_elem == n),
-        mu(units.n_elem),
-        A(units.n_elem),
-        e(units.n_elem) {
-    if (row_of == nullptr) return;
-    for (arma::uword k = 0; k < units.n_elem; ++k) rows(k) = (*row_of)(units(k));
-  }
-};
 
 namespace {
 
@@ -63,47 +42,65 @@ void Regression::response_at(const arma::Mat<double>& data, const arma::Col<arma
   for (arma::uword k = 0; k < units.n_elem; ++k) out[k] = all(units(k));
 }
 
-/// A, and e = y - eta + A x at the current value x of the unknown.
-void Regression::read_solved(const arma::Mat<double>& data, const autosolver::solution& how,
-                             solved_units& at) const {
+void Regression::predict_solved(const arma::Mat<double>& data, solved_units& at) const {
   if (at.all)
     predictor(data, at.mu);
   else
     predictor_at(data, at.units, at.mu.memptr());
+}
+
+/// A, and e = y - eta + A x at the current value x of the unknown.
+void Regression::read_solved(const arma::Mat<double>& data, const autosolver::solution& how,
+                             solved_units& at) const {
+  predict_solved(data, at);
   how.A_at(data, betas_, &at.rows, at.A.data());
   response_at(data, at.units, at.e.data());
   for (arma::uword k = 0; k < at.units.n_elem; ++k)
     at.e[k] += at.A[k] * how.value(data, at.rows(k)) - at.mu(k);
 }
 
+Regression::told Regression::told_of_shift(const arma::Mat<double>& data, const autosolver::solution& how,
+                                           solved_units& at) const {
+  read_solved(data, how, at);
+  const scan::row_scale r = scale();
+  told out = {0.0, 0.0};
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    const double w = at.A[k] * r.precision(at.units(k));
+    out.q += w * at.A[k];
+    out.d += w * (at.e[k] - at.A[k] * how.value(data, at.rows(k)));
+  }
+  return out;
+}
+
+Regression::told Regression::told_of_scale(const arma::Mat<double>& data, const autosolver::solution& how,
+                                           solved_units& at) const {
+  read_solved(data, how, at);
+  const scan::row_scale r = scale();
+  told out = {0.0, 0.0};
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) {
+    const double part = at.A[k] * how.value(data, at.rows(k)), w = part * r.precision(at.units(k));
+    out.q += w * part;
+    out.d += w * at.e[k];
+  }
+  return out;
+}
+
 autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
                                              const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
   const scan::row_scale r = scale();
-  const std::size_t n = at.counts.empty() ? at.units.n_elem : at.counts.size();
-  at.q.resize(n);
-  at.d.resize(n);
-  arma::uword k = 0;
-  for (std::size_t c = 0; c < n; ++c) {
-    double q = 0.0, d = 0.0;
-    for (arma::uword i = at.counts.empty() ? 1 : at.counts[c]; i > 0; --i, ++k) {
-      const double w = at.A[k] * r.precision(at.units(k));
-      q += w * at.A[k];
-      d += w * at.e[k];
-    }
-    at.q[c] = q;
-    at.d[c] = d;
-  }
-  previous.multiply(at.q.data(), at.d.data(), n);
+  at.sum([&](arma::uword k, double& q, double& d) {
+    const double w = at.A[k] * r.precision(at.units(k));
+    q += w * at.A[k];
+    d += w * at.e[k];
+  });
+  previous.multiply(at.q.data(), at.d.data(), at.n());
   return previous;
 }
 
 autosolver::normal Regression::_dist_self(const arma::Mat<double>& data, autosolver::normal previous,
                                           solved_units& at) const {
-  if (at.all)
-    predictor(data, at.mu);
-  else
-    predictor_at(data, at.units, at.mu.memptr());
+  predict_solved(data, at);
   const scan::row_scale r = scale();
   previous.set_size(at.units.n_elem);
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
@@ -166,19 +163,30 @@ autosolver::inv_gamma Regression::_dist_variance(const arma::Mat<double>& data,
   return previous;
 }
 
-autosolver::contribution<autosolver::normal> Regression::distributionFunc(
-    const distribution_type& kind, const autosolver::solution& how, const int& at,
-    const arma::Col<arma::uword>& units) const {
+std::shared_ptr<solved_units> Regression::units_within(const int& at,
+                                                       const arma::Col<arma::uword>& units) const {
   const int above = at - static_cast<int>(level);
-  const bool linear = kind == distribution_type::fixed || kind == distribution_type::compute;
-  if (!linear || above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
+  if (above < 0 || static_cast<unsigned>(above) > cluster.n_levels())
     throw error_debug("Unable to get autosolver function for Normal.");
   std::vector<arma::uword> counts;
   arma::Col<arma::uword> own =
       above == 0 ? units : units_in(*cluster.selectors[static_cast<std::size_t>(above) - 1], units, counts);
-  auto place = std::make_shared<solved_units>(std::move(own), unit_rows(), n_units);
-  place->counts = std::move(counts);
-  return [this, how, place](const arma::Mat<double>& data, autosolver::normal previous) {
+  auto out = std::make_shared<solved_units>(std::move(own), unit_rows(), n_units);
+  out->counts = std::move(counts);
+  return out;
+}
+
+std::shared_ptr<solved_units> Regression::every_unit() const {
+  return units_within(static_cast<int>(level), all_units(n_units));
+}
+
+autosolver::contribution<autosolver::normal> Regression::distributionFunc(
+    const distribution_type& kind, const autosolver::solution& how, const int& at,
+    const arma::Col<arma::uword>& units) const {
+  if (kind != distribution_type::fixed && kind != distribution_type::compute)
+    throw error_debug("Unable to get autosolver function for Normal.");
+  return [this, how, place = units_within(at, units)](const arma::Mat<double>& data,
+                                                      autosolver::normal previous) {
     return _dist_compute(data, std::move(previous), how, *place);
   };
 }
@@ -194,8 +202,7 @@ autosolver::contribution<autosolver::normal> Regression::phantomFunc(unsigned pl
 autosolver::contribution<autosolver::normal_1D> Regression::distributionFunc(
     const distribution_type& kind, const autosolver::solution& how) const {
   if (kind != distribution_type::param) throw error_debug("Unable to get autosolver function for Normal.");
-  auto place = std::make_shared<solved_units>(all_units(n_units), unit_rows(), n_units);
-  return [this, how, place](const arma::Mat<double>& data, autosolver::normal_1D previous) {
+  return [this, how, place = every_unit()](const arma::Mat<double>& data, autosolver::normal_1D previous) {
     return _dist_param(data, std::move(previous), how, *place);
   };
 }
@@ -203,16 +210,15 @@ autosolver::contribution<autosolver::normal_1D> Regression::distributionFunc(
 autosolver::contribution<autosolver::inv_gamma> Regression::varianceFunc() const {
   if (!has_units() || phantoms_of_residual())
     throw error_debug("Unable to get autosolver function for Normal.");
-  auto place = std::make_shared<solved_units>(all_units(n_units), unit_rows(), n_units);
-  return [this, place](const arma::Mat<double>& data, autosolver::inv_gamma previous) {
+  return [this, place = every_unit()](const arma::Mat<double>& data, autosolver::inv_gamma previous) {
     return _dist_variance(data, previous, *place);
   };
 }
 
 autosolver::contribution<autosolver::normal> Regression::dist_self(
     const arma::Col<arma::uword>& units) const {
-  auto place = std::make_shared<solved_units>(units, unit_rows(), n_units);
-  return [this, place](const arma::Mat<double>& data, autosolver::normal previous) {
+  return [this, place = units_within(static_cast<int>(level), units)](const arma::Mat<double>& data,
+                                                                      autosolver::normal previous) {
     return _dist_self(data, std::move(previous), *place);
   };
 }

@@ -48,4 +48,9 @@ void Regression::follow_coefficients(arma::Mat<double>& data) {
   draw_effects(data, L);
 }
 
+bool Regression::coefficient_moves(arma::uword j) const {
+  return arma::any(free == j) && !driven_.holds(j) && scan_->terms().prior.mean(j) == 0.0 &&
+         std::find(labelled_.begin(), labelled_.end(), j) == labelled_.end();
+}
+
 }  // namespace tovik::sem

@@ -22,11 +22,15 @@ struct sampler_settings {
   /// units of a latent score by a common factor; off for comparison only.
   inline static bool newton_thresholds = true;
   inline static bool scale_scores = true;
-  /// Draw labelled parameters together with what they stand beside where that can be; off for comparison only.
+  /// Draw labelled parameters together with what they stand beside where that can be; off for comparison
+  /// only.
   inline static bool draw_label_blocks = true;
   /// Draw covariance matrices of random effects a second time, given the standardised effects, where that can
   /// be; off for comparison only.
   inline static bool redraw_factors = true;
+  /// Move the scores of a factor together with what is measured in their units, beside their solved
+  /// distribution; off for comparison only.
+  inline static bool move_factors = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <armadillo>
+#include <memory>
+#include <vector>
+
+#include "random/random.hpp"
+#include "sem/autosolver/solution.hpp"
+#include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/solved_units.hpp"
+
+namespace tovik {
+class ModelList;
+}
+
+namespace tovik::sem {
+
+/// Steps that move all scores of a factor together with what is measured in their units. One by one, scores,
+/// loadings and intercepts hold each other in place: n scores tell of the loadings far more than the data do.
+///
+/// With f = eta_f + e the factor, e ~ N(0, v), and equations y_k = ... + b_k + l_k f that hold it alone in a
+/// term, the data change little along
+///
+///   location:  f + c,  b_k - l_k c where the intercept b_k is drawn, the factor's own intercept + c if it
+///   is; scale:     g f,    l_k / g where the loading is drawn, g times the factor's coefficients, g^2 v.
+///
+/// Each is a group of transformations, so that a draw of c or g from the density of the transformed state,
+/// times the Jacobian, with respect to dc or d log g leaves the posterior as it is (Liu & Sabatti, 2000,
+/// Biometrika 87, 353-369). In c the density is normal, told by the factor's residuals where its intercept
+/// stays, by the equations whose intercept stays, and by the priors of those that go along. In g it is that
+/// of orbit_scale, where equations whose loading stays tell how large the scores are.
+class factor_moves {
+ public:
+  struct reader {
+    Regression* equation;
+    unsigned position;  ///< of the loading
+  };
+
+  /// True for a factor without random effects that is in no block, whose coefficients are drawn from flat
+  /// priors or known to be 0, and readers that are in no block.
+  static bool suits(const Normal& factor, const std::vector<reader>& readers);
+  factor_moves(Normal& factor, const std::vector<reader>& readers);
+
+  /// Both steps, before the equations of a scan are drawn.
+  void draw(arma::Mat<double>& data, Random& rng);
+  void move_location(arma::Mat<double>& data, Random& rng);
+  void move_scale(arma::Mat<double>& data, Random& rng);
+
+ private:
+  struct held_reader {
+    Regression* equation;
+    arma::uword position;
+    autosolver::solution how;
+    std::shared_ptr<solved_units> units;
+    bool loading_moves, intercept_moves;
+    double& loading() const { return equation->betas_(position); }
+  };
+  void anchor();
+
+  Normal* factor_;
+  std::vector<held_reader> readers_;
+  bool intercept_moves_;
+  arma::Col<double> residual_;
+};
+
+/// Of every factor that the equations tell of by a normal density.
+std::vector<factor_moves> moves_of_factors(const ModelList& list,
+                                           const std::vector<std::shared_ptr<estimator::Outcome>>& models);
+
+}  // namespace tovik::sem
