@@ -128,7 +128,7 @@ TEST(Factor, ThatNobodyReadsIsDrawnFromItsEquation) {
 }
 
 TEST(Factor, ScoresOfReadersAreProposedAndTunedUnderTheNameLatent) {
-  const Setting<bool> walk(sem::sampler_settings::use_autosolver, false);
+  const tests::Setting<bool> walk(sampler_settings::use_autosolver, false);
   const small_run run = run_of({"f -> x1 x2 x3"}, {"f"});
   const auto chain = run.chain(Random(9, 1));
   for (int t = 0; t < 10; ++t) chain->oneRep();
