@@ -13,6 +13,8 @@
 #include <vector>
 
 #include "golden/sampled_run.hpp"
+#include "model/defaults.hpp"
+#include "sample_tests.hpp"
 #include "scratch_folder.hpp"
 #include "support/text.hpp"
 
@@ -65,6 +67,8 @@ inline void replicate(const experiment& what, std::size_t replications,
     quiet& operator=(const quiet&) = delete;
     ~quiet() { testing::internal::GetCapturedStdout(); }
   };
+  // An option of the commands holds for the process: not for the studies that follow.
+  const Setting<bool> blocks(sem::defaults::optimize_models, true);
   constexpr std::size_t batch = 16;
   constexpr std::size_t threads = 2;
   const scratch_folder folder;

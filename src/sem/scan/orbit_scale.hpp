@@ -16,9 +16,15 @@ struct orbit_scale {
   double dimension = 0.0, square = 0.0, linear = 0.0, inverse = 0.0;
 
   double log_density(double l) const;
-  /// A factor by steps of a slice sampler from g = 1 (Neal, 2003, Annals of Statistics 31, 705-767). 1 where
-  /// the density is not finite.
+  /// A factor by steps of a slice sampler from g = 1 (Neal, 2003, Annals of Statistics 31, 705-767), above
+  /// lowest(). 1 where the density is not finite.
   double draw(Random& rng) const;
+
+  /// Where more is divided by g than multiplied, and no prior of a variance stands against it, the density has
+  /// a pole at g = 0 that is not integrable: a factor of variance 0 whose loadings are infinite. The logarithm
+  /// of a point of the orbit between the pole and the mode, at or below which the factor stays 1: -infinity
+  /// without a pole, infinity without a mode. It does not depend on where on the orbit the state stands.
+  double lowest() const;
 };
 
 }  // namespace tovik::sem::scan
