@@ -179,7 +179,7 @@ TEST(OrbitScale, IsOneWithoutADensity) {
 
 // More is divided by the factor than multiplied: the density has a pole at 0, where nobody may fall in.
 TEST(OrbitScale, StaysOnTheSideOfTheModeWhereThereIsAPole) {
-  const scan::orbit_scale at_mode{-3.0, 40.0, 40.0, 0.0};
+  const sem::scan::orbit_scale at_mode{-3.0, 40.0, 40.0, 0.0};
   const double lowest = at_mode.lowest();
   ASSERT_TRUE(std::isfinite(lowest) && lowest < 0.0);
   double mass = 0.0, expected = 0.0;
@@ -191,7 +191,7 @@ TEST(OrbitScale, StaysOnTheSideOfTheModeWhereThereIsAPole) {
   expected /= mass;
   Random rng(31, 1);
   constexpr int n = 40000;
-  scan::orbit_scale state = at_mode;
+  sem::scan::orbit_scale state = at_mode;
   double l = 0.0, sum = 0.0, squares = 0.0;
   for (int t = 0; t < n; ++t) {
     const double g = state.draw(rng);
@@ -205,9 +205,9 @@ TEST(OrbitScale, StaysOnTheSideOfTheModeWhereThereIsAPole) {
   const double mean = sum / n, sd = std::sqrt(squares / n - mean * mean);
   // Draws of the slice sampler are worth half as many independent ones at the least.
   EXPECT_NEAR(mean, expected, 4.5 * sd * std::sqrt(2.0 / n));
-  const scan::orbit_scale no_mode{-3.0, 40.0, 1.0, 0.0};
+  const sem::scan::orbit_scale no_mode{-3.0, 40.0, 1.0, 0.0};
   EXPECT_EQ(no_mode.draw(rng), 1.0);
-  const scan::orbit_scale below{-3.0, 40.0, 400.0, 0.0};  // the mode is at ten times the state
+  const sem::scan::orbit_scale below{-3.0, 40.0, 800.0, 0.0};  // the mode is at twenty times the state
   EXPECT_EQ(below.draw(rng), 1.0);
 }
 
