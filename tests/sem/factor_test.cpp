@@ -132,7 +132,7 @@ TEST(Factor, ScoresOfReadersAreProposedAndTunedUnderTheNameLatent) {
   const small_run run = run_of({"f -> x1 x2 x3"}, {"f"});
   const auto chain = run.chain(Random(9, 1));
   for (int t = 0; t < 10; ++t) chain->oneRep();
-  const estimator::tune_obj& tune = outcomes_of(*chain).acceptance().front().front();
+  const estimator::tune_obj tune = outcomes_of(*chain).acceptance().front().front();
   EXPECT_EQ(tune.total, 2000U);
   EXPECT_EQ(tune.kind, estimator::tune_obj::kind_type::latent_2);
   EXPECT_STREQ(tune.label(), "latent");
