@@ -13,9 +13,11 @@
 #include <vector>
 
 #include "golden/sampled_run.hpp"
+#include "input/chain_info.hpp"
 #include "model/defaults.hpp"
 #include "sample_tests.hpp"
 #include "scratch_folder.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/text.hpp"
 
 namespace tovik::tests::calibration {
@@ -56,6 +58,20 @@ struct experiment {
   std::uint64_t seed = 1;
 };
 
+/// An option of a command file holds for the process. Within this scope the options that studies use start as
+/// the program has them, and the studies that follow find them so again: no study depends on those before it.
+class program_options {
+  const Setting<bool> reduce_{sem::defaults::reduce_models, true};
+  const Setting<bool> blocks_{sem::defaults::optimize_models, true};
+  const Setting<bool> sort_{sem::defaults::sort_models, true};
+  const Setting<bool> loadings_{sem::defaults::freeloadings, false};
+  const Setting<bool> draws_{sem::sampler_settings::optimize_draws, true};
+  const Setting<bool> solver_{sem::sampler_settings::use_autosolver, true};
+  const Setting<bool> criteria_{chain_info::compute_DIC, true};
+  const Setting<bool> correlations_{chain_info::compute_corrs, true};
+  const Setting<bool> tuning_{chain_info::crash_on_tune_fail, true};
+};
+
 /// Runs `replications` studies and hands each, with its draws, to `collect`, in order. Whole runs: the data
 /// go through a file and the commands through the reader. Chains of two replications run at a time; what is
 /// drawn depends on the seed and the number of the replication alone.
@@ -67,8 +83,7 @@ inline void replicate(const experiment& what, std::size_t replications,
     quiet& operator=(const quiet&) = delete;
     ~quiet() { testing::internal::GetCapturedStdout(); }
   };
-  // An option of the commands holds for the process: not for the studies that follow.
-  const Setting<bool> blocks(sem::defaults::optimize_models, true);
+  const program_options own;
   constexpr std::size_t batch = 16;
   constexpr std::size_t threads = 2;
   const scratch_folder folder;
