@@ -94,18 +94,25 @@ void Normal::draw_values(arma::Mat<double>& data) {
   if (solver_ != nullptr)
     imputed_.draw_solved(equation(), *solver_, data);
   else if (!imputed_.has_list())
-    imputed_.draw_predictive(equation(), scale(), *rng, data);
+    imputed_.draw_predictive(equation(), variances(), *rng, data);
   else if (link == nullptr && ess_sampler)
-    imputed_.draw_slice(equation(), scale(), *rng, ess_max_niter, data);
+    imputed_.draw_slice(equation(), variances(), *rng, ess_max_niter, data);
   else
-    imputed_.draw_metropolis(equation(), scale(), *rng, imp_tune, data);
+    imputed_.draw_metropolis(equation(), variances(), *rng, imp_tune, data);
 }
 
 void Normal::unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                               const double* mu, double* out) const {
-  const double v = residVar();
-  const double each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
+  const scan::row_scale v = variances();
   auto fill = [&](const auto& y) {
+    if (!v.is_one()) {
+      for (arma::uword k = 0; k < n; ++k) {
+        double const r = y(k) - mu[k], w = v.precision(units == nullptr ? k : units[k]);
+        out[k] = 0.5 * (std::log(w) - log_2_pi - w * r * r);
+      }
+      return;
+    }
+    const double each = -0.5 * (log_2_pi + std::log(v.value())), w = 0.5 / v.value();
     for (arma::uword k = 0; k < n; ++k) {
       double const r = y(k) - mu[k];
       out[k] = each - w * r * r;
@@ -145,7 +152,7 @@ std::unique_ptr<estimator::block_likelihood> Normal::blockLiklihood(const arma::
       std::any_of(u.begin(), u.end(), [](const auto& level_u) { return level_u.n_cols > 0; });
   const bool stays = terms.terms.x.filled() && terms.terms.x.all_static() &&
                      (terms.y_static || (!missing_rows.is_empty() && !scale_.has_transform()));
-  if (effects || !stays || link != nullptr || phantoms_of_residual()) return nullptr;
+  if (effects || !stays || link != nullptr || phantoms_of_residual() || !variances().is_one()) return nullptr;
   arma::Col<double> y(n_units);
   copy_response(data, y.memptr());
   return std::make_unique<normal_draws>(
@@ -153,7 +160,7 @@ std::unique_ptr<estimator::block_likelihood> Normal::blockLiklihood(const arma::
 }
 
 double Normal::log_likelihood_from_products() const {
-  if (link != nullptr || phantoms_of_residual()) return arma::datum::nan;
+  if (link != nullptr || phantoms_of_residual() || !variances().is_one()) return arma::datum::nan;
   const double v = residVar();
   return -0.5 * (static_cast<double>(n_units) * (log_2_pi + std::log(v)) + equation().squares(betas_, u) / v);
 }
@@ -173,7 +180,7 @@ double Normal::squared_residuals(const arma::Mat<double>& data) {
 }
 
 bool Normal::log_likelihood_from_sums(unsigned above, arma::Col<double>& out) const {
-  if (phantoms_of_residual()) return false;
+  if (phantoms_of_residual() || !variances().is_one()) return false;
   scan::cluster_statistics* sums = equation().statistics(betas_);
   return sums != nullptr && sums->conditional(betas_.memptr(), u, residVar(), above, out);
 }

@@ -283,9 +283,18 @@ class Regression : public virtual estimator::Outcome {
   virtual double correlated_variance() const {
     return residual_variance();
   }
-  /// The residual variance of each unit as the draws of coefficients and effects see it.
-  virtual scan::row_scale scale() const {
+  /// The residual variance of each unit: in its density, in draws of its values, and in what the equation
+  /// says of values that stand in it. A kind whose units differ calls equation().keep_rows().
+  virtual scan::row_scale variances() const {
     return scan::row_scale(residVar());
+  }
+  /// The same as the draws of coefficients see it, and what the equation says of labels; then as those of
+  /// effects do.
+  virtual scan::row_scale scale() const {
+    return variances();
+  }
+  virtual scan::row_scale effects_scale() const {
+    return scale();
   }
   /// The response of all units as a scan takes it; null: the cells of the outcome's column as they stand.
   virtual const arma::Col<double>* response(const arma::Mat<double>&) {

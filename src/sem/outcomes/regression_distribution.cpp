@@ -62,7 +62,7 @@ void Regression::read_solved(const arma::Mat<double>& data, const autosolver::so
 Regression::told Regression::told_of_shift(const arma::Mat<double>& data, const autosolver::solution& how,
                                            solved_units& at) const {
   read_solved(data, how, at);
-  const scan::row_scale r = scale();
+  const scan::row_scale r = variances();
   told out = {0.0, 0.0};
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
     const double w = at.A[k] * r.precision(at.units(k));
@@ -75,7 +75,7 @@ Regression::told Regression::told_of_shift(const arma::Mat<double>& data, const 
 Regression::told Regression::told_of_scale(const arma::Mat<double>& data, const autosolver::solution& how,
                                            solved_units& at) const {
   read_solved(data, how, at);
-  const scan::row_scale r = scale();
+  const scan::row_scale r = variances();
   told out = {0.0, 0.0};
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
     const double part = at.A[k] * how.value(data, at.rows(k)), w = part * r.precision(at.units(k));
@@ -88,7 +88,7 @@ Regression::told Regression::told_of_scale(const arma::Mat<double>& data, const 
 autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
                                              const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
-  const scan::row_scale r = scale();
+  const scan::row_scale r = variances();
   at.sum([&](arma::uword k, double& q, double& d) {
     const double w = at.A[k] * r.precision(at.units(k));
     q += w * at.A[k];
@@ -101,7 +101,7 @@ autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, auto
 autosolver::normal Regression::_dist_self(const arma::Mat<double>& data, autosolver::normal previous,
                                           solved_units& at) const {
   predict_solved(data, at);
-  const scan::row_scale r = scale();
+  const scan::row_scale r = variances();
   previous.set_size(at.units.n_elem);
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
     previous.mean(k) = at.mu(k);
@@ -138,7 +138,7 @@ autosolver::normal_1D Regression::_dist_param(const arma::Mat<double>& data, aut
   const scan::row_scale r = scale();
   double q = 0.0, d = 0.0;
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
-    const double w = at.A[k] * r.precision(k);
+    const double w = at.A[k] * r.precision(at.units(k));
     q += w * at.A[k];
     d += w * at.e[k];
   }

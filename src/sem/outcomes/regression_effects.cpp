@@ -100,7 +100,7 @@ void Regression::draw_effects(arma::Mat<double>& data, unsigned L) {
   const arma::Mat<double>* mu = effect_means(data, L);
   if (re_indicators[L].is_empty()) {
     const auto second = second_draw(L);
-    scan_->draw_effects(L, scale(), iSigma_s(static_cast<int>(L)), mu, *rng, u[L],
+    scan_->draw_effects(L, effects_scale(), iSigma_s(static_cast<int>(L)), mu, *rng, u[L],
                         second ? &*second : nullptr);
     return;
   }
@@ -127,7 +127,7 @@ void Regression::draw_published(arma::Mat<double>& data, unsigned L, const arma:
   published_.gain = -likelihood();
   // The products of covariates that are effects themselves would make the walk depend on where it stands.
   const auto* A = varies_by_own_effects_ ? nullptr : &scan_->within(L).values();
-  scan::row_scale const rows = scale();
+  scan::row_scale const rows = effects_scale();
   walk_.propose(A, rows.is_one() ? 1.0 / rows.value() : 1.0, K, re_tune[L].value, *rng, u[L]);
   write_effects(data, L);
   published_.gain += likelihood();

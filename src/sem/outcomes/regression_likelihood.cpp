@@ -315,7 +315,8 @@ arma::Col<double> Regression::fixed_residual(const arma::Mat<double>& data) cons
 arma::Col<double> Regression::compute_marginal_logLiklihood(const arma::Mat<double>& data) const {
   if (link != nullptr) throw error_debug("The effects of a block have one density.");
   arma::Col<double> out;
-  if (scan::cluster_statistics* sums = n_levels > 0 && !has_phantoms() ? scan_->statistics(betas_) : nullptr)
+  const bool serves = n_levels > 0 && !has_phantoms() && variances().is_one();
+  if (scan::cluster_statistics* sums = serves ? scan_->statistics(betas_) : nullptr)
     if (sums->marginal(betas_.memptr(), Sigma, residVar(), out)) return out;
   return integrated_density(data, {});
 }
@@ -326,13 +327,17 @@ arma::Col<double> Regression::observed_marginal_logLiklihood(const arma::Mat<dou
 
 /// The density with the random effects integrated out, phantoms given: then the residual and the effects have
 /// the mean that these imply and what they leave of the variances. A unit that is left out loses its residual
-/// and its row of Z, which makes it an independent 0 with variance v: its density is taken off again.
+/// and its row of Z, which makes it an independent 0 with variance v: its density is taken off again. Where
+/// units differ in variance they are brought to variance 1 by their standard deviations, whose logarithms are
+/// the Jacobian.
 arma::Col<double> Regression::integrated_density(const arma::Mat<double>& data,
                                                  const arma::Col<arma::uword>& left_out) const {
   arma::Col<double> r = fixed_residual(data);
   add_phantoms(data, -1.0, r);
-  const double v = residVar();
+  const scan::row_scale each = variances();
   if (n_levels == 0) {
+    arma::Col<double> v(n_units);
+    for (arma::uword i = 0; i < n_units; ++i) v(i) = each.variance(i);
     arma::Col<double> out = logNormPDF(r, v);
     for (arma::uword i : left_out) out(i) = 0.0;
     return out;
@@ -347,9 +352,19 @@ arma::Col<double> Regression::integrated_density(const arma::Mat<double>& data,
     r(i) = 0.0;
     for (auto& Z : designs) Z.row(i).zeros();
   }
+  if (!each.is_one()) {
+    for (arma::uword i = 0; i < n_units; ++i) {
+      const double inverse_sd = std::sqrt(each.precision(i));
+      r(i) *= inverse_sd;
+      for (auto& Z : designs) Z.row(i) *= inverse_sd;
+    }
+  }
+  const double v = each.is_one() ? each.value() : 1.0;
   arma::Col<double> out = scan::marginal_log_likelihood(r, designs, left, v, cluster);
   const arma::Col<arma::uword>& tops = *cluster.row_cluster[n_levels - 1];
-  for (arma::uword i : left_out) out(tops(i)) += 0.5 * (log_2_pi + std::log(v));
+  for (arma::uword i : left_out) out(tops(i)) += 0.5 * (log_2_pi + std::log(each.variance(i)));
+  for (arma::uword i = 0; i < n_units && !each.is_one(); ++i)
+    out(tops(i)) += 0.5 * std::log(each.precision(i));
   return out;
 }
 
