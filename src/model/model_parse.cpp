@@ -215,7 +215,7 @@ void Model::parse_fixed(const std::string& text, const std::string& statement,
 }
 
 /// A label that is the name of a latent variable makes the intercept vary as that variable does: its place is
-/// taken by the variable with coefficient 1.
+/// taken by the variable with coefficient 1. One fixed at 0, however that is written, is none.
 void Model::parse_intercept(const std::string& suffix, const std::string& term,
                             const VariableList& variables) {
   fixed_intercept_given = true;
@@ -230,6 +230,7 @@ void Model::parse_intercept(const std::string& suffix, const std::string& term,
     fixed.push_back(std::move(intercept));
     return;
   }
+  if (intercept.param.is_fixed() && intercept.param.value() == 0.0) return;
   intercept_customised = !suffix.empty();
   has_fixed_intercept = true;
   fixed.insert(fixed.begin(), std::move(intercept));

@@ -143,8 +143,8 @@ TEST(KindRows, OrdinalWithoutAnInterceptHasAllThresholds) {
 
 TEST(KindRows, AnInterceptFixedAtZeroPlacesNoScale) {
   run_models run(0, {"grade ~ Intercept@(1-1) x"});
-  EXPECT_EQ(run["grade"].parameters(), (texts{"Variance : Residual Var.", "   Fixed : Intercept",
-                                              "   Fixed : x", "Threshold: Tau 1", "Threshold: Tau 2"}));
+  EXPECT_EQ(run["grade"].parameters(),
+            (texts{"Variance : Residual Var.", "   Fixed : x", "Threshold: Tau 1", "Threshold: Tau 2"}));
   run_models other(0, {"grade ~ Intercept@2 x"});
   EXPECT_EQ(other["grade"].parameters(),
             (texts{"Variance : Residual Var.", "   Fixed : Intercept", "   Fixed : x", "Threshold: Tau 1"}));

@@ -30,7 +30,8 @@ TEST(Statement, EmptyRightSideIsAnIntercept) {
 }
 
 TEST(Statement, RemovesTheIntercept) {
-  for (const char* text : {"y ~ 0 x", "y ~ x 0", "y ~ 1@0 x", "y ~ Intercept@0 x", "y ~ INTERCEPT@0 x"}) {
+  for (const char* text : {"y ~ 0 x", "y ~ x 0", "y ~ 1@0 x", "y ~ Intercept@0 x", "y ~ INTERCEPT@0 x",
+                           "y ~ 1@0.0 x", "y ~ Intercept@-0 x", "y ~ 1@0%.2 x", "y ~ 1@(1 - 1) x"}) {
     const one_model m(0, text);
     EXPECT_EQ(m->command(), "y ~ 0 x") << text;
     EXPECT_FALSE(m->has_fixed_intercept);
