@@ -133,6 +133,47 @@ std::string at_line(const ::testing::TestParamInfo<example>& info) {
 
 INSTANTIATE_TEST_SUITE_P(Language, Guide, ::testing::ValuesIn(examples("language.md")), at_line);
 INSTANTIATE_TEST_SUITE_P(Imputation, Guide, ::testing::ValuesIn(examples("imputation.md")), at_line);
+INSTANTIATE_TEST_SUITE_P(Start, Guide, ::testing::ValuesIn(examples("getting-started.md")), at_line);
+INSTANTIATE_TEST_SUITE_P(Length, Guide, ::testing::ValuesIn(examples("how-long-to-run.md")), at_line);
+INSTANTIATE_TEST_SUITE_P(Phrasebook, Guide, ::testing::ValuesIn(examples("phrasebook.md")), at_line);
+
+std::string without_trailing_blanks(const std::string& text) {
+  std::string out;
+  for (const std::string& line : split(text, "\n", false))
+    out += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+  return out;
+}
+
+std::string content(const fs::path& path) {
+  std::ifstream in(path);
+  return {std::istreambuf_iterator<char>(in), {}};
+}
+
+TEST(ReportPage, ExcerptsAreOfTheReportOfItsExample) {
+  std::size_t n = 0;
+  for (const fenced& block : fenced_blocks(source / "docs" / "reading-the-report.md")) {
+    if (block.kind.rfind("excerpt ", 0) != 0) continue;
+    const std::string folder = block.kind.substr(8);
+    const std::string report =
+        without_trailing_blanks(content(source / "examples" / folder / "expected.txt"));
+    EXPECT_NE(report.find(block.text), std::string::npos)
+        << "docs/reading-the-report.md, line " << block.line;
+    ++n;
+  }
+  EXPECT_GT(n, 5u);
+}
+
+TEST(Pages, LinksLeadSomewhere) {
+  for (const auto& entry : fs::directory_iterator(source / "docs")) {
+    const std::string text = content(entry.path());
+    for (std::size_t at = text.find("]("); at != std::string::npos; at = text.find("](", at + 1)) {
+      const std::string target = text.substr(at + 2, text.find(')', at) - at - 2);
+      const std::string file = target.substr(0, target.find('#'));
+      if (file.find(':') != std::string::npos) continue;  // of the web
+      EXPECT_TRUE(fs::exists(source / "docs" / file)) << entry.path().filename() << ": " << target;
+    }
+  }
+}
 
 TEST(Guide, ShowsExamplesOfEveryCommand) {
   std::string all;
