@@ -1,5 +1,5 @@
 # The front door. The inner loop of a developer is make check; a newcomer and CI run make test.
-.PHONY: demo check test sanitize calibrate bench tidy format check-layers deps release
+.PHONY: demo check test sanitize calibrate desk bench tidy format check-layers deps release
 
 JOBS ?= $(shell nproc)
 FUZZ_SECONDS ?= 10
@@ -43,6 +43,12 @@ calibrate: deps
 	cmake --build build/release --target calibrate
 	build/release/bin/calibrate $(RANKS) $(COVERAGE) docs/validation.md
 
+# Grammars, completions and the manual page in share/, after a word of the language or an option is new.
+desk: deps
+	cmake --preset release
+	cmake --build build/release --target desk_files
+	build/release/bin/desk_files share
+
 bench: deps
 	cmake --preset release
 	cmake --build build/release --target benchmarks
@@ -64,7 +70,7 @@ tidy:
 	@scripts/run-tidy $(BASE)
 
 format:
-	find src tests bench fuzz -name '*.hpp' -o -name '*.cpp' | xargs clang-format -i
+	find src tests bench fuzz tools -name '*.hpp' -o -name '*.cpp' | xargs clang-format -i
 
 check-layers:
 	@scripts/check-layers

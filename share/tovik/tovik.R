@@ -146,8 +146,7 @@ plot_effects <- function(table, outcome = NULL, section = "Coefficients") {
   rows <- table[table$section == section & !is.na(table$q2.5), , drop = FALSE]
   if (!is.null(outcome)) rows <- rows[rows$outcome == outcome, , drop = FALSE]
   if (nrow(rows) == 0) stop("The table has no such rows.", call. = FALSE)
-  several <- length(unique(rows$outcome)) > 1
-  names <- if (several) paste(rows$outcome, "~", rows$parameter) else rows$parameter
+  names <- rows$parameter
   at <- rev(seq_len(nrow(rows)))
   old <- graphics::par(mar = c(4, 2 + 0.5 * max(nchar(names)), 1, 1))
   on.exit(graphics::par(old))

@@ -170,7 +170,7 @@ def plot_effects(table, outcome=None, section="Coefficients"):
     axis.hlines(at, [row["q2.5"] for row in rows], [row["q97.5"] for row in rows])
     axis.plot([row["median"] for row in rows], at, "o")
     axis.axvline(0, linestyle=":")
-    axis.set_yticks(at, [f"{row['outcome']} ~ {row['parameter']}" for row in rows])
+    axis.set_yticks(at, [row["parameter"] for row in rows])
     return figure
 
 

@@ -1,5 +1,6 @@
 #include "evaluate/operations.hpp"
 
+#include <algorithm>
 #include <array>
 
 namespace tovik::evaluate {
@@ -98,6 +99,14 @@ std::unordered_map<std::string, CMD> make_table() {
 }  // namespace
 
 const std::unordered_map<std::string, CMD> op = make_table();
+
+std::vector<std::string> function_words() {
+  std::vector<std::string> out;
+  for (const auto& [word, entry] : op)
+    if (entry.is_function() && word != CMD::VAR && word != CMD::DATA) out.push_back(word);
+  std::sort(out.begin(), out.end());
+  return out;
+}
 
 bool isLogic(operations operation) {
   return operation >= operations::equal && operation <= operations::logical_or;

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 #include <unordered_map>
+#include <vector>
 
 namespace tovik::evaluate {
 
@@ -85,6 +86,10 @@ struct CMD {
 
 /// The operator table: token text (exact in letter case) to row. Built at start-up, then only read.
 extern const std::unordered_map<std::string, CMD> op;
+
+/// The names of the functions, in alphabetical order: the words of the table that stand in front of a
+/// parenthesis.
+std::vector<std::string> function_words();
 
 /// Comparisons, "and", "or".
 bool isLogic(operations operation);

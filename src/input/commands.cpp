@@ -4,6 +4,7 @@
 #include <map>
 #include <vector>
 
+#include "input/language_words.hpp"
 #include "support/text.hpp"
 
 namespace tovik {
@@ -63,6 +64,12 @@ std::string nearest_command(const std::string& word) {
     best = name;
   }
   return best.empty() ? "" : to_upper(best.substr(0, best.size() - 1));
+}
+
+std::vector<std::string> command_words() {
+  std::vector<std::string> out;
+  for (const auto& [word, code] : codes) out.push_back(to_upper(word.substr(0, word.size() - 1)));
+  return out;
 }
 
 }  // namespace tovik

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 #include <functional>
 #include <unordered_map>
@@ -7,6 +8,7 @@
 #include "data/variable_list.hpp"
 #include "input/commands.hpp"
 #include "input/input_file.hpp"
+#include "input/language_words.hpp"
 #include "model/defaults.hpp"
 #include "model/model.hpp"
 #include "random/random.hpp"
@@ -243,6 +245,13 @@ void InputFile::parseDebug(const std::string& raw) {
     warn_surplus(all, at->second.n_words);
   }
   warning::buffer.push(notice + "\n");
+}
+
+std::vector<std::string> debug_words() {
+  std::vector<std::string> out;
+  for (const auto& [word, action] : make_table()) out.push_back(word);
+  std::sort(out.begin(), out.end());
+  return out;
 }
 
 }  // namespace tovik

@@ -1,9 +1,11 @@
+#include <algorithm>
 #include <functional>
 #include <unordered_map>
 
 #include "data/patterns.hpp"
 #include "input/chain_info.hpp"
 #include "input/input_file.hpp"
+#include "input/language_words.hpp"
 #include "model/defaults.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -112,6 +114,13 @@ void InputFile::parseOptions(const std::vector<std::string>& words) {
     }
     at->second(*this);
   }
+}
+
+std::vector<std::string> option_words() {
+  std::vector<std::string> out;
+  for (const auto& [word, action] : make_option_table()) out.push_back(word);
+  std::sort(out.begin(), out.end());
+  return out;
 }
 
 }  // namespace tovik

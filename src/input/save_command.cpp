@@ -3,6 +3,8 @@
 #include <algorithm>
 
 #include "input/input_file.hpp"
+#include "input/language_words.hpp"
+#include "results/summary.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
@@ -131,6 +133,19 @@ void InputFile::warnUnusedPaths() const {
     warn_nothing("waldtest", "there is no WALDTEST command.");
   }
   if (isWrite("accepts")) warn_nothing("accepts", "acceptance rates are not written to a file.");
+}
+
+std::vector<std::string> save_words() {
+  std::vector<std::string> out = {"imp", "imputations"};
+  for (const save_key& entry : save_keys) out.emplace_back(entry.word);
+  std::sort(out.begin(), out.end());
+  return out;
+}
+
+std::vector<std::string> output_words() {
+  std::vector<std::string> out = Summary::column_words();
+  std::sort(out.begin(), out.end());
+  return out;
 }
 
 }  // namespace tovik

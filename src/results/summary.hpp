@@ -44,6 +44,8 @@ class Summary {
   static std::vector<column> cols;  ///< columns of the report; empty until OUTPUT words or the first reader
 
   /// Adds what one OUTPUT word stands for to `cols`; the four "default" words replace the list. An empty word
+  /// The words of the OUTPUT command.
+  static std::vector<std::string> column_words();
   /// and "OUTPUT:" do nothing. Throws error for an unknown word.
   static void add_column(const std::string& token);
   /// The labels of a column: as many as it has report columns. Throws error_debug for a value out of range.

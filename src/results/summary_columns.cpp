@@ -68,6 +68,13 @@ const std::vector<default_list>& default_lists() {
 
 }  // namespace
 
+std::vector<std::string> Summary::column_words() {
+  std::vector<std::string> out;
+  for (const column_word& entry : words_of_columns) out.emplace_back(entry.word);
+  for (const default_list& entry : default_lists()) out.emplace_back(entry.word);
+  return out;
+}
+
 bool Summary::supress_print = true;
 bool Summary::splitChain = true;
 unsigned long long Summary::interval = 100;
