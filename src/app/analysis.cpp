@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "app/prior_warnings.hpp"
+#include "app/progress.hpp"
 #include "input/input_file.hpp"
 #include "random/random.hpp"
 #include "sem/chain/saved_columns.hpp"
@@ -54,6 +55,7 @@ analysis prepare(InputFile& input) {
 }
 
 analysis prepare(InputFile& input, arma::Mat<double> data) {
+  progress::enter(run_phase::preparing);
   analysis run;
   run.data = std::move(data);
   run.vars = input.variableList(run.data);

@@ -82,7 +82,9 @@ class chain_group {
     require_chains();
     progress::print("\nITERATION HISTORY:\n\n");
     if (processors_ == 0) throw error_debug("Number of threads is set to zero!");
+    progress::clock().begin_chains(planned_scans());
     for (std::size_t next = 0; next < chains_.size() && interrupt::requested() == 0;) next = run_batch(next);
+    progress::clock().end_chains();
     end_history();
     warn_threads();
     for (const chain<T>& one : chains_) {
@@ -221,6 +223,12 @@ class chain_group {
  private:
   void require_chains() const {
     if (chains_.empty()) throw error_debug("Number of chains is set to zero!");
+  }
+
+  unsigned long long planned_scans() const {
+    unsigned long long total = 0;
+    for (const chain<T>& one : chains_) total += 0ull + one.info().burn + one.info().iterations;
+    return total;
   }
 
   /// Starts the chains from `next` on, as many as there are processors, and joins them in the order started.

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/convergence_warnings.hpp"
+#include "app/progress.hpp"
 #include "app/result_files.hpp"
 #include "input/input_file.hpp"
 #include "support/output.hpp"
@@ -73,7 +74,9 @@ bool run_group(InputFile& input, const analysis& prepared, chain_group<T> group)
   if (Output::print_iterations) group.printInfo(vars, models);
   run_chains(group, vars, models);
   // First of all: no reader of the report who goes away early may take the files with him.
+  progress::enter(run_phase::writing);
   write_result_files(input, group, prepared);
+  progress::enter(run_phase::summarising);
   if (group.interrupted()) warning::buffer.push_front(interruption(group.done()));
   if (input.psr) group.burn().printPSR(fp);
   if (input.labels) group.printLabels(vars, models);
