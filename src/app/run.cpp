@@ -86,7 +86,7 @@ bool run_group(InputFile& input, const analysis& prepared, chain_group<T> group)
   warn_of_convergence(input, group, models, draws);
   if (!Output::print_iterations) group.printInfo(vars, models);
   if (!grouped) warning::buffer.flush(fp, true, true);
-  group.print(vars, models, prepared.tests, draws);
+  group.print(vars, models, prepared.tests, draws, input.brief);
   if (!grouped) input.printVariableOrder();
   return group.interrupted();
 }

@@ -209,6 +209,8 @@ class InputFile {
   bool labels = false;
   bool saveVarNames = false;
   bool listwise = false;
+  bool keep_rows = false;  ///< no row leaves the data
+  bool brief = false;      ///< no tables of the models of predictors
   std::int32_t prior_resvar = 2;
   std::int32_t prior_raneff = 2;
   bool prior_resvar_set = false;
@@ -263,6 +265,7 @@ class InputFile {
 
   void check();
   void checkSources() const;
+  void checkRows() const;
   void checkLength();
   void checkHeterogeneous();
   void checkProcessors();
