@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/convergence_warnings.hpp"
+#include "app/estimates_file.hpp"
 #include "app/progress.hpp"
 #include "app/result_files.hpp"
 #include "input/input_file.hpp"
@@ -85,6 +86,7 @@ bool run_group(InputFile& input, const analysis& prepared, chain_group<T> group)
   const Summary draws = group.estimates();
   warn_of_convergence(input, group, models, draws);
   if (!Output::print_iterations) group.printInfo(vars, models);
+  write_estimates_table(input, group, prepared, draws);  // with all warnings
   if (!grouped) warning::buffer.flush(fp, true, true);
   group.print(vars, models, prepared.tests, draws, input.brief);
   if (!grouped) input.printVariableOrder();

@@ -76,6 +76,9 @@ class InputFile {
   /// The path with the label of a group in the place of "*". Throws tovik::error_debug when it has none.
   std::string writePath(const std::string& key, const std::string& group) const;
 
+  /// The path of the command file, from the root.
+  const std::string& command_file() const { return command_file_; }
+
   /// Prints the settings of the run to the report.
   void printOptions() const;
 
