@@ -28,7 +28,8 @@ std::vector<parameter_name> names(arma::uword n) {
 }
 
 std::vector<arma::Mat<double>> chains(benchmark::State& state) {
-  std::vector<arma::Mat<double>> out;  // without a pattern to copy: it would raise the peak
+  std::vector<arma::Mat<double>> out;
+  out.reserve(2);  // a copy on the way would raise the peak
   for (int j = 0; j < 2; ++j) out.emplace_back(state.range(0), state.range(1) / 2);
   std::mt19937_64 engine(20240);
   std::normal_distribution<double> normal;

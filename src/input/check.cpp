@@ -36,6 +36,7 @@ void InputFile::check() {
   checkPaths();
   checkGroups();
   checkMethods();
+  checkStarts();
   checkNames();
   checkIdentifiers();
   warnUnusedPaths();

@@ -157,7 +157,8 @@ class InputFile {
   keyed_list<std::string> savePaths;
   std::vector<std::string> variableNames;
   std::vector<std::string> clusterIds;
-  std::string data_file;  ///< the data of this run: the command line's, else DATA
+  std::string starts_file;  ///< starting values of the chains; empty for those of the program
+  std::string data_file;    ///< the data of this run: the command line's, else DATA
   std::string missingCode;
   std::string byGroup;
   std::string group_label;  ///< of the group that this file has been copied for; empty for all data
@@ -258,6 +259,7 @@ class InputFile {
   void parseChains(const std::vector<std::string>& words);
   void parseModel(std::vector<std::string> words, reader& at);
   void parseSimulate(std::vector<std::string> words, reader& at);
+  void parseStarts(const std::vector<std::string>& words);
   void parseOptions(const std::vector<std::string>& words);
   void parseSaveLine(const std::string& text);
   void savePath(const std::string& key, const std::string& path);
@@ -269,6 +271,7 @@ class InputFile {
   void check();
   void checkSources() const;
   void checkRows() const;
+  void checkStarts() const;
   void checkLength();
   void checkHeterogeneous();
   void checkProcessors();

@@ -25,6 +25,25 @@ std::string csv_cell(std::string_view text) {
   return '"' + replace_all(std::string(text), "\"", "\"\"") + '"';
 }
 
+std::vector<std::string> csv_cells(std::string_view line) {
+  std::vector<std::string> out(1);
+  bool quoted = false;
+  for (std::size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    if (c == '"') {
+      // Within quotes a pair of them stands for one.
+      const bool pair = quoted && i + 1 < line.size() && line[i + 1] == '"';
+      if (pair) out.back() += line[++i];
+      if (!pair) quoted = !quoted;
+    } else if (c == ',' && !quoted) {
+      out.emplace_back();
+    } else {
+      out.back() += c;
+    }
+  }
+  return out;
+}
+
 void append_number(std::string& line, double value) {
   if (append_special(line, value)) return;
   char digits[longest];

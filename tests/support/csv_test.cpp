@@ -29,6 +29,15 @@ TEST(CsvCell, StandsInQuotesWhereItMust) {
   EXPECT_EQ(csv_cell("a\rb"), "\"a\rb\"");
 }
 
+TEST(CsvCells, AreThoseThatWereWritten) {
+  const std::vector<std::string> cells = {"y ~ x", "", "Cov(a,b)", "a \"b\"", "\"", ""};
+  std::string line;
+  for (const std::string& cell : cells) line += csv_cell(cell) + ",";
+  line.pop_back();
+  EXPECT_EQ(csv_cells(line), cells);
+  EXPECT_EQ(csv_cells(""), std::vector<std::string>{""});
+}
+
 TEST(CsvNumber, HasTheDigitsThatReadAsItself) {
   for (const double x : {0.1, 1.0 / 3.0, 1e300, -2.5e-300, 123456789.123456789, 0.0}) {
     EXPECT_EQ(std::stod(number(x)), x);
