@@ -9,6 +9,7 @@ find_library(TOVIK_OPENBLAS openblas PATHS /usr/lib/${CMAKE_LIBRARY_ARCHITECTURE
              DOC "The OpenMP build of OpenBLAS, with LAPACK" NO_DEFAULT_PATH REQUIRED)
 set(linear_algebra ${TOVIK_OPENBLAS} gomp)
 find_package(Boost 1.74 REQUIRED)
+find_package(nlohmann_json 3.10 REQUIRED)
 find_package(Threads REQUIRED)
 set(CMAKE_INSTALL_RPATH_USE_LINK_PATH ON)
 

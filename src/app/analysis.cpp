@@ -9,7 +9,11 @@
 #include <string>
 #include <utility>
 
+#include "app/chain_files.hpp"
 #include "app/prior_warnings.hpp"
+#include "app/progress.hpp"
+#include "app/row_names.hpp"
+#include "app/start_values.hpp"
 #include "input/input_file.hpp"
 #include "random/random.hpp"
 #include "sem/chain/saved_columns.hpp"
@@ -54,6 +58,7 @@ analysis prepare(InputFile& input) {
 }
 
 analysis prepare(InputFile& input, arma::Mat<double> data) {
+  progress::enter(run_phase::preparing);
   analysis run;
   run.data = std::move(data);
   run.vars = input.variableList(run.data);
@@ -116,13 +121,55 @@ chain_group<T> make_chains(InputFile& input, const Make& make) {
 
 }  // namespace
 
+namespace {
+
+/// Gives chains the state in which those of another run have ended. What the model fixes stays at its value.
+class continued_run {
+ public:
+  explicit continued_run(const InputFile& input) : input_(input) {}
+
+  void restore(sem::Mcmc& mcmc, const ModelList& models, std::uint32_t chain) {
+    if (input_.starts_file.empty()) return;
+    const std::vector<parameter_name> names = row_names(mcmc, models);
+    const std::vector<arma::uword> rows = parameter_draws(models, names.size());
+    std::vector<parameter_name> own;
+    for (const arma::uword row : rows) own.push_back(names[row]);
+    if (values_.empty()) values_ = read_start_values(input_.starts_file, own, input_.chains);
+    const arma::Col<double> now = mcmc.getParams();
+    arma::Col<double> state = values_.col(chain - 1);
+    for (std::size_t k = 0; k < rows.size(); ++k) {
+      if (own[k].fixed) state(k) = now(rows[k]);
+    }
+    try {
+      mcmc.restore(state);
+    } catch (const error_debug& e) {
+      refuse(chain, e.what());
+    } catch (const numeric_error& e) {
+      refuse(chain, e.what());
+    }
+  }
+
+ private:
+  [[noreturn]] void refuse(std::uint32_t chain, const std::string& why) const {
+    throw error("ERROR: The STARTS file \"" + input_.starts_file + "\" has values for chain " +
+                std::to_string(chain) + " that this model cannot have:\n       " + why);
+  }
+
+  const InputFile& input_;
+  arma::Mat<double> values_;  ///< read once, for all chains
+};
+
+}  // namespace
+
 chain_group<sem::Mcmc> build_chains(InputFile& input, const analysis& run) {
   const auto saved = sem::keep_saved_columns(run.vars, run.data);
-  return make_chains<sem::Mcmc>(input, [&](const Random& rng, const chain_info&) {
+  continued_run before(input);
+  return make_chains<sem::Mcmc>(input, [&](const Random& rng, const chain_info& info) {
     auto mcmc = std::make_shared<sem::Mcmc>(run.vars, run.data, rng, input.xprior, input.ICCcutoff, saved,
                                             input.scaled_priors);
     mcmc->addOutcomes(run.vars, run.models,
                       sem::priors{input.prior_resvar, input.prior_raneff, input.scaled_priors});
+    before.restore(*mcmc, run.models, info.id);
     if (!run.simple.empty()) mcmc->addSimpleSlopes(run.simple);
     return mcmc;
   });

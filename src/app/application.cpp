@@ -6,6 +6,7 @@
 #include "app/analysis.hpp"
 #include "app/banner.hpp"
 #include "app/handlers.hpp"
+#include "app/progress.hpp"
 #include "app/report_file.hpp"
 #include "app/run.hpp"
 #include "input/input_file.hpp"
@@ -19,7 +20,9 @@ int Application::exec(const std::string& path) const {
   int status = report_errors([&] {
     std::fputs(banner_text(version).c_str(), fp);
     std::fflush(fp);
+    progress::shown line;
     interrupted = run_stages(path);
+    line.finish();
   });
   if (!report_file::close()) status = 1;
   // As shells tell it of a process that a signal has ended.

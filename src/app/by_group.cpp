@@ -20,6 +20,7 @@ InputFile copy_for_group(const InputFile& input, const std::string& label) {
   for (auto& [key, path] : out.savePaths) {
     if (!path.empty() && !InputFile::joins_groups(key)) path = input.writePath(key, label);
   }
+  out.starts_file = replace_all(out.starts_file, "*", label);
   // The joint files have the columns of the data: those behind them could differ between groups.
   if (input.isWrite("stacked") || input.isWrite("stacked0") || input.isWrite("separate"))
     out.savelatent = out.savepred = out.saveresid = false;

@@ -135,10 +135,12 @@ class chain {
 
   /// True when the burn-in is complete.
   bool burn_in() {
+    const run_clock::stretch stretch(progress::clock(), run_phase::burn_in);
     say("  Chain %i burn-in started on %s");
     for (std::uint32_t i = 0; i < info_.burn;) {
       if (interrupt::requested() != 0) return false;
       estimator_->oneRep();
+      progress::clock().scanned();
       burn_draws_.push(estimator_->getParams());
       ++i;
       if (milestone(i, info_.burn)) say("  Chain %i burn-in iteration %i completed on %s", i);
@@ -149,8 +151,10 @@ class chain {
   }
 
   void sample() {
+    const run_clock::stretch stretch(progress::clock(), run_phase::sampling);
     for (std::uint32_t t = 0; t < info_.iterations && interrupt::requested() == 0;) {
       estimator_->oneRep();
+      progress::clock().scanned();
       estimator_->computeSimpleSlopes();
       iter_draws_.push(estimator_->getParams());
       if (simple_draws_.draws().n_rows > 0) simple_draws_.push(estimator_->getSimpleSlopes());

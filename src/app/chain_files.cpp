@@ -8,11 +8,6 @@
 
 namespace tovik {
 
-namespace {
-
-/// The draws that hold parameters, not what follows from them. A nominal outcome has both for each dummy
-/// code. Behind the equations stand the models of predictors, `n_rows` draws in all; theirs are parameters
-/// only.
 std::vector<arma::uword> parameter_draws(const ModelList& models, arma::uword n_rows) {
   std::vector<arma::uword> out;
   const model::row_table table(models);
@@ -28,8 +23,6 @@ std::vector<arma::uword> parameter_draws(const ModelList& models, arma::uword n_
   for (arma::uword k = place; k < n_rows; ++k) out.push_back(k);
   return out;
 }
-
-}  // namespace
 
 void save_starts(const std::string& path, const Summary& iterations, const ModelList& models) {
   const std::vector<arma::uword> rows = parameter_draws(models, iterations.n_rows());

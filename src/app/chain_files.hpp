@@ -1,11 +1,18 @@
 #pragma once
 
+#include <armadillo>
 #include <string>
+#include <vector>
 
 #include "model/model_list.hpp"
 #include "results/summary.hpp"
 
 namespace tovik {
+
+/// The draws that hold parameters, not what follows from them. A nominal outcome has both for each dummy
+/// code. Behind the equations stand the models of predictors, `n_rows` draws in all; theirs are parameters
+/// only.
+std::vector<arma::uword> parameter_draws(const ModelList& models, arma::uword n_rows);
 
 /// The last draw of each chain, to start another run from: one row per drawn quantity (the rows of
 /// Model::parameters(), without those that follow from them), one column per chain, always in full precision.

@@ -82,7 +82,9 @@ class chain_group {
     require_chains();
     progress::print("\nITERATION HISTORY:\n\n");
     if (processors_ == 0) throw error_debug("Number of threads is set to zero!");
+    progress::clock().begin_chains(planned_scans());
     for (std::size_t next = 0; next < chains_.size() && interrupt::requested() == 0;) next = run_batch(next);
+    progress::clock().end_chains();
     end_history();
     warn_threads();
     for (const chain<T>& one : chains_) {
@@ -176,9 +178,10 @@ class chain_group {
   }
 
   /// The results: fit, correlations among residuals, estimates of the outcome models and of the predictor
-  /// models, each where there is something to print. `draws`: those of estimates().
+  /// models, each where there is something to print. `draws`: those of estimates(). `brief`: one line in the
+  /// place of the predictor models.
   void print(const VariableList& vars, const ModelList& models, const std::vector<model::waldtest>& tests,
-             const Summary& draws) const requires reporting_sampler<T> {
+             const Summary& draws, bool brief = false) const requires reporting_sampler<T> {
     std::FILE* fp = Output::fp;
     if (interrupted() && draws.n_iterations() == 0) return;
     const T& estimator = front().estimator();
@@ -187,7 +190,11 @@ class chain_group {
     if (n_outcome_rows > 0) print_outcomes(fp, vars, models, tests, rows_of(draws, 0, n_outcome_rows));
     if (n_covariate_rows > 0) {
       std::fputs("\nPREDICTOR MODEL ESTIMATES:\n\n", fp);
-      estimator.printCovariates(fp, vars, rows_of(draws, n_outcome_rows, n_covariate_rows));
+      if (brief) {
+        print_left_out(fp, n_covariate_rows);
+      } else {
+        estimator.printCovariates(fp, vars, rows_of(draws, n_outcome_rows, n_covariate_rows));
+      }
       std::fputs("\n", fp);
       std::fflush(fp);
     }
@@ -221,6 +228,12 @@ class chain_group {
  private:
   void require_chains() const {
     if (chains_.empty()) throw error_debug("Number of chains is set to zero!");
+  }
+
+  unsigned long long planned_scans() const {
+    unsigned long long total = 0;
+    for (const chain<T>& one : chains_) total += 0ull + one.info().burn + one.info().iterations;
+    return total;
   }
 
   /// Starts the chains from `next` on, as many as there are processors, and joins them in the order started.
@@ -301,6 +314,11 @@ class chain_group {
     if (front().estimator().printOutcomes(fp, vars, models, draws, pool(&chain<T>::simple_draws, true)))
       std::fputs("\n", fp);
     std::fflush(fp);
+  }
+
+  static void print_left_out(std::FILE* fp, arma::uword n) {
+    std::fprintf(fp, "  NOTE: The tables of %llu %s are left out (brief on OPTIONS).\n",
+                 static_cast<unsigned long long>(n), n == 1 ? "parameter" : "parameters");
   }
 
   void print_fit(std::FILE* fp, const std::vector<model::waldtest>& tests,

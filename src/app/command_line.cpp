@@ -3,6 +3,8 @@
 #include <string>
 
 #include "app/application.hpp"
+#include "app/flags.hpp"
+#include "app/progress.hpp"
 #include "app/report_file.hpp"
 #include "data/variable_list.hpp"
 #include "input/input_file.hpp"
@@ -87,10 +89,26 @@ void apply_option(const std::string& option, const std::string& value) {
   }
 }
 
+/// A word that stands alone. False for any other.
+bool apply_flag(const std::string& option) {
+  if (!is_flag(option)) return false;
+  using progress::line_wish;
+  progress::wish = option == "--quiet" ? line_wish::never : line_wish::always;
+  return true;
+}
+
 }  // namespace
+
+bool is_flag(const std::string& option) {
+  return option == "--progress" || option == "--quiet";
+}
 
 Application::Application(int argc, const char* const* argv) {
   for (int i = 2; i < argc; i += 2) {
+    if (apply_flag(argv[i])) {
+      --i;
+      continue;
+    }
     if (argv[i + 1] == nullptr) {
       throw std::logic_error("The option '" + std::string(argv[i]) + "' has no value.");
     }

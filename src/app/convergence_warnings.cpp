@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "app/row_names.hpp"
 #include "input/input_file.hpp"
 #include "results/convergence.hpp"
 #include "support/warning.hpp"
@@ -15,20 +16,12 @@ void push(const std::string& text) {
   if (!text.empty()) warning::buffer.push(text);
 }
 
-std::vector<parameter_name> names_of(const sem::Mcmc& estimator, const ModelList& models) {
-  return parameter_names(models, estimator.predictors(), estimator.predictor_column_names());
-}
-
-std::vector<parameter_name> names_of(const manifest::wrapper& estimator, const ModelList&) {
-  return estimator.mi().parameterNames();
-}
-
 }  // namespace
 
 template <class T>
 void warn_of_convergence(const InputFile& input, const chain_group<T>& group, const ModelList& models,
                          const Summary& draws) {
-  const std::vector<parameter_name> names = names_of(group.front().estimator(), models);
+  const std::vector<parameter_name> names = row_names(group.front().estimator(), models);
   if (names.empty()) return;
   if (input.psr && !group.interrupted()) push(convergence::warning_of_burn_in(group.burn(), names));
   push(convergence::warning_of_draws(draws, names, input.savesDataSets()));

@@ -4,6 +4,7 @@
 
 #include "app/application.hpp"
 #include "app/by_group.hpp"
+#include "app/progress.hpp"
 #include "input/variable_order.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
@@ -58,7 +59,10 @@ void print_group_heading(const std::string& name) {
 
 /// True when a signal has cut one short; later groups do not run.
 bool run_all(std::vector<by_group>& groups) {
+  unsigned number = 0;
   for (by_group& group : groups) {
+    progress::clock().begin_group(++number, static_cast<unsigned>(groups.size()));
+    progress::enter(run_phase::preparing);
     print_group_heading(group.name);
     const bool interrupted = group.run();
     group.messages = warning::buffer.take();
@@ -74,11 +78,13 @@ bool Application::runGroup(InputFile& input) const {
   warnings_by_group warnings(groups);
   const bool interrupted = run_all(groups);
   warnings.back_to_global();
+  progress::enter(run_phase::writing);
   {
     file_set files;
     input.writeData(groups);
     files.commit();
   }
+  progress::enter(run_phase::summarising);
   if (!groups.empty()) input.dataNames = groups.front().input.dataNames;
   input.printVariableOrder();
   warnings.print(fp);

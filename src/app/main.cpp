@@ -6,6 +6,7 @@
 
 #include "app/application.hpp"
 #include "app/changelog.hpp"
+#include "app/flags.hpp"
 #include "app/usage.hpp"
 #include "app/version.hpp"
 #include "support/blas_threads.hpp"
@@ -30,7 +31,7 @@ void keep_large_blocks() {
 
 /// Prints what an argument in the place of the command file or of an option asks for; false when none does.
 bool answers(int argc, char** argv) {
-  for (int i = 1; i < argc; i += i == 1 ? 1 : 2) {
+  for (int i = 1; i < argc; ++i) {
     const std::string word = argv[i];
     if (word == "--help" || word == "-h") {
       std::fputs(tovik::usage, stdout);
@@ -40,6 +41,7 @@ bool answers(int argc, char** argv) {
       std::printf("%s\n", tovik::version_number);
       return true;
     }
+    if (i > 1 && !tovik::is_flag(word)) ++i;  // the next word is its value
   }
   return false;
 }

@@ -4,7 +4,9 @@
 #include <string>
 #include <system_error>
 
+#include "app/row_names.hpp"
 #include "input/input_file.hpp"
+#include "results/draws_file.hpp"
 #include "results/wald_test.hpp"
 #include "support/file_writer.hpp"
 #include "support/output.hpp"
@@ -30,6 +32,9 @@ void write_result_files(InputFile& input, const chain_group<T>& group, const ana
   file_set files;
   if (input.byGroup.empty()) input.writeData();
   if (input.isWrite("iterations")) input.write(group.iterations(), "iterations");
+  if (input.isWrite("draws")) {
+    save_draws(input.writePath("draws"), group.iterations(), row_names(group.front().estimator(), models));
+  }
   if (input.isWrite("estimates")) input.write(group.estimates(), "estimates");
   if (input.isWrite("burn")) input.write(group.burn(), "burn");
   if (input.isWrite("simple")) input.write(group.simple(), "simple");

@@ -5,6 +5,8 @@
 #include <string>
 
 #include "app/convergence_warnings.hpp"
+#include "app/estimates_file.hpp"
+#include "app/progress.hpp"
 #include "app/result_files.hpp"
 #include "input/input_file.hpp"
 #include "support/output.hpp"
@@ -73,7 +75,9 @@ bool run_group(InputFile& input, const analysis& prepared, chain_group<T> group)
   if (Output::print_iterations) group.printInfo(vars, models);
   run_chains(group, vars, models);
   // First of all: no reader of the report who goes away early may take the files with him.
+  progress::enter(run_phase::writing);
   write_result_files(input, group, prepared);
+  progress::enter(run_phase::summarising);
   if (group.interrupted()) warning::buffer.push_front(interruption(group.done()));
   if (input.psr) group.burn().printPSR(fp);
   if (input.labels) group.printLabels(vars, models);
@@ -82,8 +86,9 @@ bool run_group(InputFile& input, const analysis& prepared, chain_group<T> group)
   const Summary draws = group.estimates();
   warn_of_convergence(input, group, models, draws);
   if (!Output::print_iterations) group.printInfo(vars, models);
+  write_estimates_table(input, group, prepared, draws);  // with all warnings
   if (!grouped) warning::buffer.flush(fp, true, true);
-  group.print(vars, models, prepared.tests, draws);
+  group.print(vars, models, prepared.tests, draws, input.brief);
   if (!grouped) input.printVariableOrder();
   return group.interrupted();
 }

@@ -3,7 +3,7 @@
 namespace tovik {
 
 const char* const usage =
-    "Usage: tovik <command-file> [option value]...\n"
+    "Usage: tovik <command-file> [option [value]]...\n"
     "       tovik --help | --version | --changelog\n"
     "\n"
     "Options, each with a value; they win over the command file:\n"
@@ -24,6 +24,11 @@ const char* const usage =
     "  --output PATH         the report, in place of standard output\n"
     "  --truncate NUMBER     length of variable names in the report\n"
     "  -c, --col WORD        a column of the tables, as in the OUTPUT command\n"
+    "\n"
+    "Options without a value:\n"
+    "  --progress            on standard error a line that shows how far the run is, and the seconds\n"
+    "                        of its phases at the end; without being asked where that is a terminal\n"
+    "  --quiet               no such line\n"
     "\n"
     "In the place of the command file:\n"
     "  -h, --help            this text\n"

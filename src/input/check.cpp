@@ -29,12 +29,14 @@ void InputFile::check() {
     checkOutputs({{"dataset", writePath("dataset")}});
     return;
   }
+  checkRows();
   checkLength();
   checkHeterogeneous();
   checkProcessors();
   checkPaths();
   checkGroups();
   checkMethods();
+  checkStarts();
   checkNames();
   checkIdentifiers();
   warnUnusedPaths();
@@ -63,6 +65,13 @@ void InputFile::checkSources() const {
   if (models.empty() && fcs.empty() && simulates.empty()) {
     throw error("ERROR: Missing MODEL or FCS command.");
   }
+}
+
+void InputFile::checkRows() const {
+  if (!keep_rows || !listwise) return;
+  throw error(
+      "ERROR: The options 'keeprows' and 'listwise' exclude each other.\n"
+      "       The first keeps every row of the data file, the second drops the incomplete ones.");
 }
 
 void InputFile::checkLength() {

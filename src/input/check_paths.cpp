@@ -64,7 +64,7 @@ bool is_trace_name(const std::string& name) {
 }
 
 bool has_file_per_chain(const std::string& key) {
-  return key == "burn" || key == "iterations" || key == "simple" || key == "correlations";
+  return key == "burn" || key == "iterations" || key == "simple" || key == "correlations" || key == "draws";
 }
 
 }  // namespace

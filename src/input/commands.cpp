@@ -22,6 +22,7 @@ const std::map<std::string, int> codes = {
     {"waldtest:", 25},  {"test:", 25},         {"weights:", 26}, {"weight:", 26},    {"plot:", 27},
     {"plots:", 27},     {"outfile:", 28},      {"debug:", 29},   {"parameter:", 30}, {"parameters:", 30},
     {"model:", 31},     {"randomeffect:", 32}, {"randeff:", 32}, {"output:", 33},    {"simulate:", 34},
+    {"starts:", 35},
 };
 
 /// Letters to add, leave out, change or swap with their neighbour (the optimal string alignment distance,

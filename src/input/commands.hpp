@@ -41,6 +41,7 @@ enum class command : int {
   randomeffect = 32,
   output = 33,
   simulate = 34,
+  starts = 35,
 };
 
 /// The code of a command word, 0 when the word is none. The word is compared as a whole, its colon included,

@@ -177,6 +177,8 @@ void InputFile::dispatchText(const std::string& raw, std::vector<std::string>& w
       return;
     case command::simulate:
       return parseSimulate(words, at);
+    case command::starts:
+      return parseStarts(words);
     default:
       throw error_debug("A command has no reader.");
   }

@@ -78,7 +78,9 @@ keyed_list<std::string> initial_paths() {
                                   {"stacked0", InputFile::impPathStacked0},
                                   {"separate", InputFile::impPathSeparate},
                                   {"dataset", InputFile::impPathDataSet},
-                                  {"correlations", InputFile::corrsPath}});
+                                  {"correlations", InputFile::corrsPath},
+                                  {"draws", ""},
+                                  {"table", ""}});
 }
 
 /// A word with a colon that opens a statement looks like a command. Blocks of MODEL and SIMULATE begin so

@@ -76,6 +76,9 @@ class InputFile {
   /// The path with the label of a group in the place of "*". Throws tovik::error_debug when it has none.
   std::string writePath(const std::string& key, const std::string& group) const;
 
+  /// The path of the command file, from the root.
+  const std::string& command_file() const { return command_file_; }
+
   /// Prints the settings of the run to the report.
   void printOptions() const;
 
@@ -154,7 +157,8 @@ class InputFile {
   keyed_list<std::string> savePaths;
   std::vector<std::string> variableNames;
   std::vector<std::string> clusterIds;
-  std::string data_file;  ///< the data of this run: the command line's, else DATA
+  std::string starts_file;  ///< starting values of the chains; empty for those of the program
+  std::string data_file;    ///< the data of this run: the command line's, else DATA
   std::string missingCode;
   std::string byGroup;
   std::string group_label;  ///< of the group that this file has been copied for; empty for all data
@@ -209,6 +213,8 @@ class InputFile {
   bool labels = false;
   bool saveVarNames = false;
   bool listwise = false;
+  bool keep_rows = false;  ///< no row leaves the data
+  bool brief = false;      ///< no tables of the models of predictors
   std::int32_t prior_resvar = 2;
   std::int32_t prior_raneff = 2;
   bool prior_resvar_set = false;
@@ -253,6 +259,7 @@ class InputFile {
   void parseChains(const std::vector<std::string>& words);
   void parseModel(std::vector<std::string> words, reader& at);
   void parseSimulate(std::vector<std::string> words, reader& at);
+  void parseStarts(const std::vector<std::string>& words);
   void parseOptions(const std::vector<std::string>& words);
   void parseSaveLine(const std::string& text);
   void savePath(const std::string& key, const std::string& path);
@@ -263,6 +270,8 @@ class InputFile {
 
   void check();
   void checkSources() const;
+  void checkRows() const;
+  void checkStarts() const;
   void checkLength();
   void checkHeterogeneous();
   void checkProcessors();

@@ -90,6 +90,8 @@ option_table make_option_table() {
       {"savevariablenames", flag(&InputFile::saveVarNames, true)},
       {"savevarnames", flag(&InputFile::saveVarNames, true)},
       {"listwise", flag(&InputFile::listwise, true)},
+      {"keeprows", flag(&InputFile::keep_rows, true)},
+      {"brief", flag(&InputFile::brief, true)},
       {"freeloadings", global(sem::defaults::freeloadings, true)},
       {"freeloading", global(sem::defaults::freeloadings, true)},
       {"disable_dic", global(chain_info::compute_DIC, false)},

@@ -109,7 +109,9 @@ void InputFile::printOptions() const {
                in_units(*this, xprior, variance_prior_name(xprior, "XPRIOR")));
   }
   if (chains > 1) {
-    print_line("Chain Starting Values:", randomstarts ? "Random starting values" : "Same starting values");
+    print_line("Chain Starting Values:", !starts_file.empty() ? "Values of a file (STARTS)"
+                                         : randomstarts       ? "Random starting values"
+                                                              : "Same starting values");
   }
   std::fputs("\n", Output::fp);
   if (!ordinals.empty() || !nominals.empty()) {

@@ -42,6 +42,8 @@ constexpr save_key save_keys[] = {
     {"dataset", "dataset", true},
     {"data", "dataset", true},
     {"likelihood", "likelihood", false},
+    {"draws", "draws", false},
+    {"table", "table", false},
 };
 
 /// A second "=" tells that a comma between two files was forgotten: the second would become part of the name

@@ -138,7 +138,13 @@ void drop_empty_clusters(const run& r, const std::vector<variable_ptr>& list, ro
     const auto id = std::find_if(r.vars.clusters.begin(), r.vars.clusters.end(),
                                  [&](const variable_ptr& c) { return c->level + 1 == v->level; });
     if (id == r.vars.clusters.end()) continue;
-    if (filter.keep(observed_clusters(r, *v, **id)) == 0) continue;
+    const observed_bits stay = observed_clusters(r, *v, **id);
+    if (r.input.keep_rows && stay.count() < r.data.n_rows) {
+      throw error("ERROR: Count Variable '" + v->name +
+                  "' has clusters with all observations missing.\n"
+                  "       They cannot be kept (keeprows on OPTIONS).");
+    }
+    if (filter.keep(stay) == 0) continue;
     warning::buffer.push("WARNING: Count Variable '" + v->name +
                          "' has clusters with all observations\n"
                          "         missing. They have been dropped from data set." +
@@ -153,7 +159,7 @@ void drop_rows(const run& r) {
   const std::vector<variable_ptr> list = counted_columns(r);
   row_filter filter(r);
   if (r.input.listwise) drop_incomplete(r, list, filter);
-  if (r.input.drop_all_missing) drop_unobserved(r, list, filter);
+  if (r.input.drop_all_missing && !r.input.keep_rows) drop_unobserved(r, list, filter);
   drop_empty_clusters(r, list, filter);
   if (r.input.dropped_rows.empty()) return;
   std::sort(r.input.dropped_rows.begin(), r.input.dropped_rows.end());

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "data/variable_list.hpp"
+#include "manifest/wrapper.hpp"
 #include "model/model_list.hpp"
 #include "results/report_lists.hpp"
 #include "results/report_models.hpp"
@@ -59,17 +60,6 @@ void print_parameter_counts(std::FILE* stream, const sem::Mcmc& mcmc) {
                static_cast<int>(mcmc.getCovariateEstimatedNParams()));
 }
 
-/// With the percentages of predictors as their models count them.
-sem::missing_summary missing_of(const sem::Mcmc& mcmc) {
-  sem::missing_summary out = mcmc.missing();
-  for (const auto& model : mcmc.predictors()) {
-    const auto at = std::find(out.names.begin(), out.names.end(), model->variable().name);
-    if (!model->means_only() && at != out.names.end())
-      out.percents[static_cast<std::size_t>(at - out.names.begin())] = model->getMissingPercent();
-  }
-  return out;
-}
-
 /// A variable is incomplete when cells of its own level are missing.
 is_incomplete incomplete_in(const sem::missing_summary& missing) {
   std::vector<std::string> names;
@@ -104,6 +94,20 @@ void print_outcome_models(std::FILE* stream, const VariableList& variables, cons
 
 }  // namespace
 
+sem::missing_summary report_missing(const sem::Mcmc& mcmc) {
+  sem::missing_summary out = mcmc.missing();
+  for (const auto& model : mcmc.predictors()) {
+    const auto at = std::find(out.names.begin(), out.names.end(), model->variable().name);
+    if (!model->means_only() && at != out.names.end())
+      out.percents[static_cast<std::size_t>(at - out.names.begin())] = model->getMissingPercent();
+  }
+  return out;
+}
+
+const sem::missing_summary& report_missing(const manifest::wrapper& imputation) {
+  return imputation.mi().missing();
+}
+
 void print_data_information(std::FILE* stream, const VariableList& variables,
                             const std::vector<arma::uword>& n_units, const sem::missing_summary& missing) {
   std::fputs("\nDATA INFORMATION:\n\n", stream);
@@ -137,7 +141,7 @@ void warn_of_excluded(const std::vector<sem::excluded_level>& list, const std::s
 void sem::Mcmc::printInfo(std::FILE* stream, const VariableList& variables, const ModelList& models) const {
   std::vector<arma::uword> units;
   for (unsigned l = 0; l < n_levels(); ++l) units.push_back(n_units(l));
-  print_data_information(stream, variables, units, missing_of(*this));
+  print_data_information(stream, variables, units, report_missing(*this));
   if (outcomes() == nullptr) {
     print_imputation_model(stream, variables, missing(), getCovariateEstimatedNParams());
   } else {

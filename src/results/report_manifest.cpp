@@ -59,6 +59,30 @@ bool has_several(const Var& v) {
   return !v.variable().variable->dummies.empty();
 }
 
+/// The level of an effect is part of its label.
+parameter_name name_of(const parameter_row& row, const Var& v) {
+  const std::string& outcome = v.variable().variable->name;
+  parameter_name out;
+  out.label = label_of(row, has_several(v));
+  out.text = "'" + outcome + "': " + out.label;
+  out.fixed = row.fixed;
+  out.block = "predictors";
+  out.outcome = outcome;
+  if (has_several(v)) out.dummy = row.name;
+  out.section = section_of(row);
+  out.section.pop_back();  // the colon
+  out.level = row.level;
+  if (row.what == row_kind::coefficient) {
+    out.column =
+        (has_several(v) ? row.name : outcome) + " ~ " + (row.other.empty() ? "Intercept" : row.other);
+  } else if (row.what == row_kind::effect_variance) {
+    out.column = outcome + " L" + std::to_string(row.level) + " | Var(" + row.name + ")";
+  } else {
+    out.column = outcome + " | " + out.label;
+  }
+  return out;
+}
+
 std::string title_of(const Var& v) {
   return format("Missing variable:   %-11s", v.variable().variable->name.c_str());
 }
@@ -155,8 +179,8 @@ void MI::printParameterLabelsFile(std::FILE* stream) const {
 std::vector<parameter_name> MI::parameterNames() const {
   std::vector<parameter_name> out;
   for (const Var* v : variables())
-    for (const parameter_row& row : rows_of(*v))
-      out.push_back({"'" + v->variable().variable->name + "': " + label_of(row, has_several(*v)), row.fixed});
+    for (const parameter_row& row : rows_of(*v)) out.push_back(name_of(row, *v));
+  make_unique(out);
   return out;
 }
 

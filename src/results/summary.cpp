@@ -80,6 +80,11 @@ Summary Summary::rows(const arma::span& which) const {
 }
 
 arma::Mat<double> Summary::summary() const {
+  if (labels_.empty() && cols.empty()) add_column("default");
+  return summary(cols);
+}
+
+arma::Mat<double> Summary::summary(const std::vector<column>& which) const {
   if (!labels_.empty()) {
     arma::Mat<double> table;
     for (const chain_draws& chain : chains_) table = arma::join_rows(table, chain.matrix());
@@ -87,9 +92,8 @@ arma::Mat<double> Summary::summary() const {
   }
   const auto empty = [](const chain_draws& chain) { return chain.n_rows() == 0 || chain.n_cols() == 0; };
   if (chains_.empty() || std::any_of(chains_.begin(), chains_.end(), empty)) return arma::Mat<double>(0, 7);
-  if (cols.empty()) add_column("default");
 
-  const summary_plan plan(cols, "Failed to compute output.");
+  const summary_plan plan(which, "Failed to compute output.");
   const arma::Col<double> psr_values = plan.needs_psr() ? psr() : arma::Col<double>(n_rows());
   const bool new_ess = plan.needs_ess() && !ess_;
   EffectiveSize effective_size(chains_.size(), new_ess ? n_cols() : 0);
@@ -109,6 +113,7 @@ arma::Mat<double> Summary::summary() const {
       plan.fill(x, values.n_rows, psr_values(first + r), ess_values(first + r), out, first + r);
     }
   }
+  if (new_ess) ess_ = std::move(ess_values);
   return out;
 }
 

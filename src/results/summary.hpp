@@ -98,6 +98,9 @@ class Summary {
   std::vector<std::string> colNames() const;
   /// One row per parameter, columns as colNames(). Without draws: 0 rows and 7 columns.
   arma::Mat<double> summary() const;
+  /// The same with these columns, whatever the report has; without draws 0 rows. Of a ready-made table the
+  /// table.
+  arma::Mat<double> summary(const std::vector<column>& which) const;
   /// One column, or block of columns, of the pooled draws x (parameters in rows). PSR and n_eff come from the
   /// chains of this object. Throws error_debug for a value out of range.
   arma::Mat<double> compute(const column& which, const arma::Mat<double>& x) const;

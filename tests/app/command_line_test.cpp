@@ -136,10 +136,11 @@ TEST_F(CommandLine, TheReportIsNotOpenedBeforeItsPathIsChecked) {
 
 TEST(Usage, NamesEveryOptionOnALine) {
   const std::string text = tovik::usage;
-  for (const char* option : {"-o, --outfile",  "--stacked ",  "--stacked0", "--dataset",   "--separate",
-                             "--iterations",   "--estimates", "--psr",      "--burn",      "--waldtest",
-                             "--correlations", "-s, --seed",  "-d, --data", "--traceplot", "--output",
-                             "--truncate",     "-c, --col",   "-h, --help", "--version",   "--changelog"}) {
+  for (const char* option :
+       {"-o, --outfile", "--stacked ",  "--stacked0", "--dataset",  "--separate",     "--iterations",
+        "--estimates",   "--psr",       "--burn",     "--waldtest", "--correlations", "-s, --seed",
+        "-d, --data",    "--traceplot", "--output",   "--truncate", "-c, --col",      "-h, --help",
+        "--version",     "--changelog", "--progress", "--quiet"}) {
     EXPECT_NE(text.find(tovik::format("\n  %s", option)), std::string::npos) << option;
   }
 }

@@ -35,6 +35,8 @@ TEST_F(Options, SetFields) {
   for (const char* word : {"saveVariableNames", "savevarnames"})
     EXPECT_TRUE(on(word, &InputFile::saveVarNames));
   EXPECT_TRUE(on("listwise", &InputFile::listwise));
+  EXPECT_TRUE(on("KeepRows", &InputFile::keep_rows));
+  EXPECT_TRUE(on("brief", &InputFile::brief));
 }
 
 TEST_F(Options, SetProcessWideValues) {

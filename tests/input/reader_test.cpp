@@ -45,7 +45,8 @@ TEST(CommandWords, HaveTheirCodes) {
                {31, {"model:"}},
                {32, {"randomeffect:", "randeff:"}},
                {33, {"output:"}},
-               {34, {"simulate:"}}};
+               {34, {"simulate:"}},
+               {35, {"starts:"}}};
   for (const auto& row : table) {
     for (const std::string& word : row.words) {
       EXPECT_EQ(parseTovikCommand(word), row.code) << word;

@@ -301,7 +301,7 @@ TEST_F(Files, HelpAndVersionEndWell) {
   for (const char* word : {"--help", "-h"}) {
     const run_result run = run_program(word);
     EXPECT_EQ(run.status, 0);
-    EXPECT_EQ(run.output.rfind("Usage: tovik <command-file> [option value]...\n", 0), 0u);
+    EXPECT_EQ(run.output.rfind("Usage: tovik <command-file> [option [value]]...\n", 0), 0u);
   }
   const run_result version = run_program("--version");
   EXPECT_EQ(version.status, 0);

@@ -191,4 +191,62 @@ TEST(MaskedNumbers, LeaveOutTheWarningsOfConvergence) {
   EXPECT_EQ(masked_numbers(block + other + slow + other + "\n\n"), block + other + other + "\n\n");
 }
 
+/// Standard output and standard error of a run, one from the other.
+struct two_streams {
+  run_result run;
+  std::string errors;
+};
+
+two_streams run_apart(const std::string& arguments, const fs::path& folder) {
+  const std::string errors = (folder / "errors").string();
+  two_streams out;
+  out.run = run_program(arguments + " 2> " + errors + " #");  // what run_program adds is a comment
+  out.errors = read_file(errors);
+  out.run.output = masked(out.run.output);
+  return out;
+}
+
+TEST_F(Program, ShowsHowFarItIsOnStandardErrorAlone) {
+  const std::string input = regression();
+  const two_streams plain = run_apart(input, folder());
+  EXPECT_EQ(plain.errors, "") << "a file is no terminal";
+  const two_streams shown = run_apart(input + " --progress", folder());
+  EXPECT_EQ(shown.errors.rfind("\rSeconds: reading 0.", 0), 0u) << shown.errors;
+  for (const char* phase : {", preparing ", ", burn-in ", ", sampling ", ", summarising ", ", writing "})
+    EXPECT_NE(shown.errors.find(phase), std::string::npos) << phase;
+  const two_streams quiet = run_apart(input + " --progress --quiet", folder());
+  EXPECT_EQ(quiet.errors, "");
+  EXPECT_EQ(plain.run.status, 0);
+  EXPECT_TRUE(plain.run.output == shown.run.output);
+  EXPECT_TRUE(plain.run.output == quiet.run.output);
+}
+
+TEST_F(Program, TakesOptionsBehindAWordThatStandsAlone) {
+  const two_streams run = run_apart(regression() + " --quiet -c psr --progress -s 3", folder());
+  EXPECT_EQ(run.run.status, 0);
+  EXPECT_NE(run.run.output.find("Overriding SEED command"), std::string::npos);
+  EXPECT_NE(run.errors.find("Seconds: "), std::string::npos);
+  EXPECT_EQ(run_program(regression() + " --quiet --version").output.find('\n'), 6u);
+}
+
+TEST_F(Program, ShowsTheProgressOfGroupsAndOfImputations) {
+  const std::string data = "DATA: attitude.csv; SEED: 1; BURN: 10; ITERATIONS: 20;";
+  for (const char* more : {"MISSING: 63; OPTIONS: manifest; FCS: rating learning;",
+                           "TRANSFORM: half = rating > 60; BYGROUP: half; MODEL: rating ~ learning;"}) {
+    const std::string input = commands(data + more);
+    const two_streams shown = run_apart(input + " --progress", folder());
+    EXPECT_EQ(shown.run.status, 0) << shown.run.output;
+    EXPECT_NE(shown.errors.find("Seconds: reading "), std::string::npos);
+    EXPECT_TRUE(shown.run.output == run_apart(input, folder()).run.output);
+  }
+}
+
+TEST_F(Program, LeavesNoSecondsBehindAnError) {
+  const std::string input =
+      commands("DATA: attitude.csv; MODEL: rating ~ nothing; BURN: 10; ITERATIONS: 20;");
+  const two_streams failed = run_apart(input + " --progress", folder());
+  EXPECT_EQ(failed.run.status, 1);
+  EXPECT_EQ(failed.errors.find("Seconds"), std::string::npos);
+}
+
 }  // namespace

@@ -91,6 +91,19 @@ void Mcmc::link_centered_copies() {
   }
 }
 
+void Mcmc::restore(const arma::Col<double>& parameters) {
+  arma::uword first = outcomes_ ? outcomes_->n_params() : 0;
+  if (parameters.n_elem != first + predictors_->n_params())
+    throw error_debug("Starting values do not match the parameters.");
+  if (first > 0) outcomes_->restore(parameters.head(first), working_.data);
+  for (const auto& v : predictors()) {
+    if (v->numParams() == 0) continue;
+    v->restore(parameters.subvec(first, first + v->numParams() - 1));
+    v->publish(working_.data);
+    first += v->numParams();
+  }
+}
+
 void Mcmc::oneRep() {
   if (outcomes_) outcomes_->draw(working_.data);
   predictors_->draw(working_.data);

@@ -70,6 +70,12 @@ class Mcmc {
   /// what cannot be estimated.
   void addOutcomes(const VariableList& variables, const ModelList& models, const priors& prior);
 
+  /// Starts from these parameters: those of every outcome model in list order, then those of the models of
+  /// the predictors; what follows from parameters is no part of them. Before the first scan. Throws
+  /// error_debug for another number of values, and for values that a model cannot have; numeric_error for a
+  /// matrix that is no covariance matrix.
+  void restore(const arma::Col<double>& parameters);
+
   /// One Gibbs scan: the outcome models, which read the predictors of the scan before, then the models of the
   /// predictors.
   void oneRep();

@@ -224,6 +224,29 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
     if (auto* block = dynamic_cast<Multi*>(model.get())) block->start();
 }
 
+/// Members of a block stand on their own variances first, then on those of its matrix.
+void Outcomes::restore(const arma::Col<double>& values, arma::Mat<double>& data) {
+  if (values.n_elem != n_params()) throw error_debug("Starting values do not match the parameters.");
+  for (const bool blocks : {false, true}) {
+    arma::uword first = 0;
+    for (const model_ptr& model : models) {
+      const arma::uword n = model->n_params();
+      const bool is_block = dynamic_cast<Multi*>(model.get()) != nullptr;
+      const bool computed = dynamic_cast<Computation*>(model.get()) != nullptr;
+      if (n > 0 && !computed && is_block == blocks) {
+        model->addStarts(values.subvec(first, first + n - 1));
+        if (!is_block) model->publish(data);
+      }
+      first += n;
+    }
+  }
+  // All places of a label have the same value by now.
+  for (const auto& constraint : constraints) {
+    if (!constraint->links.empty()) constraint->write(*constraint->links.front());
+  }
+  for (Computation* node : computations_) node->update();
+}
+
 /// Everything downstream finds a value by the position of its name.
 void Outcomes::check_rows(const ModelList& list, const model::row_table& rows,
                           const arma::Mat<double>& data) const {

@@ -64,6 +64,11 @@ class Outcomes : public virtual Estimator {
   arma::Col<double> params(const unsigned& model) const override;
   arma::Col<double> computations() const override;
 
+  /// Takes a state from the parameters of all models, one column behind the other in list order; latent
+  /// values, random effects and missing values follow at the next draws. Before the first draw. Throws
+  /// error_debug for another number of values.
+  void restore(const arma::Col<double>& values, arma::Mat<double>& data);
+
   arma::uword n_outcomes() const { return models.size(); }
   const estimator::Outcome& outcome(unsigned model) const { return *models.at(model); }
   estimator::Outcome& outcome(unsigned model) { return *models.at(model); }

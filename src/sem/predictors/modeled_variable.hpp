@@ -55,6 +55,7 @@ class modeled_variable : public Variable {
   arma::Mat<double> uncenteredData() const override;
   arma::Col<double> params() const override;
   arma::uword numParams() const override;
+  void restore(const arma::Col<double>& values) override;
   arma::uword n_estimated() const override;
   std::vector<predictor_row> layout(const std::vector<std::string>& names) const override;
   void tune(bool has_outcomes) override;

@@ -5,6 +5,7 @@
 #include "data/variable.hpp"
 #include "sem/predictors/modeled_variable.hpp"
 #include "sem/wiring/working_data.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
@@ -77,6 +78,32 @@ arma::Col<double> modeled_variable::params() const {
   for (const auto& component : state_.components)
     out = arma::join_cols(out, arma::vectorise(component->gamma), component->variances());
   return out;
+}
+
+void Variable::restore(const arma::Col<double>&) {
+  throw error_debug("The predictor model takes no starting values.");
+}
+
+void modeled_variable::restore(const arma::Col<double>& values) {
+  if (values.n_elem != numParams()) throw error_debug("Starting values do not match the parameters.");
+  const double* next = values.memptr();
+  for (double& mean : state_.grand_mean) mean = *next++;
+  next += free_thresholds().n_elem;
+  for (unsigned q = 0; q < state_.top(); ++q) {
+    Component& component = *state_.components[q];
+    for (double& g : component.gamma) g = *next++;
+    const bool held = q == 0 && state_.categorical();
+    if (held) {
+      next += component.variances().n_elem;
+      continue;
+    }
+    arma::Mat<double> Sigma = component.covariance();
+    for (arma::uword c = 0; c < Sigma.n_cols; ++c)
+      for (arma::uword r = c; r < Sigma.n_rows; ++r) Sigma(r, c) = Sigma(c, r) = *next++;
+    component.setCovariance(Sigma);
+  }
+  set_links();
+  links_moved_ = published_.has_links();
 }
 
 arma::uword modeled_variable::numParams() const {

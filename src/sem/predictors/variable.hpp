@@ -149,6 +149,9 @@ class Variable {
   /// Grand means; thresholds; per level coefficients (one dummy after the other) and variance(s).
   virtual arma::Col<double> params() const = 0;
   virtual arma::uword numParams() const = 0;
+  /// Takes grand means, coefficients and variances from such a column. Thresholds go with latent scores, and
+  /// stay where the data have put both. Before the first draw.
+  virtual void restore(const arma::Col<double>& values);
   virtual unsigned numThresh() const { return 0; }
   /// Without what is held fixed.
   virtual arma::uword n_estimated() const = 0;
