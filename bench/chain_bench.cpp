@@ -88,6 +88,15 @@ void Ordinal_item(benchmark::State& state) {
 void Logistic_clusters(benchmark::State& state) {
   run(state, tovik::bench::logistic_clusters());
 }
+void Counts(benchmark::State& state) {
+  run(state, tovik::bench::counts(false));
+}
+void Counts_in_clusters(benchmark::State& state) {
+  run(state, tovik::bench::counts(true));
+}
+void Normal_beside_counts(benchmark::State& state) {
+  run(state, tovik::bench::normal_beside_counts());
+}
 void One_factor(benchmark::State& state) {
   run(state, tovik::bench::factors(1));
 }
@@ -109,6 +118,9 @@ BENCHMARK(Mediation_with_product)->UseManualTime()->Iterations(1)->Unit(benchmar
 BENCHMARK(Three_levels)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Ordinal_item)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Logistic_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Counts)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Counts_in_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Normal_beside_counts)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(One_factor)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Two_factors)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 

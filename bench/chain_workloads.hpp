@@ -135,6 +135,34 @@ inline chain_workload logistic_clusters() {
       4 + 2 * clusters + 3, 2 * clusters * size, 1};
 }
 
+/// Counts of mean 3 in 5,000 rows, three predictors; `clusters` adds 200 clusters with random intercepts. Two
+/// random numbers for each of the 200 gamma variables of a row, one of them a normal.
+inline chain_workload counts(bool clusters) {
+  constexpr arma::uword n_clusters = 200, size = 25, n = n_clusters * size;
+  Random rng(16, 0);
+  arma::mat data(n, 5);
+  double a = 0.0;
+  for (arma::uword i = 0; i < n; ++i) {
+    if (i % size == 0) a = clusters ? 0.5 * rng.rnorm() : 0.0;
+    data(i, 0) = static_cast<double>(i / size + 1);
+    for (arma::uword j = 2; j < 5; ++j) data(i, j) = rng.rnorm();
+    const double mean = std::exp(1.0 + a + 0.3 * data(i, 2) - 0.2 * data(i, 3));
+    data(i, 1) = rng.rnbin(2.0, arma::Col<double>{2.0 / (2.0 + mean)})(0);
+  }
+  tests::small_run run({"id", "y", "x1", "x2", "x3"}, data,
+                       clusters ? std::vector<std::string>{"id"} : std::vector<std::string>(),
+                       {"y ~ x1 x2 x3"});
+  run.vars.find("y")->type = data::type::count;
+  return {run, 200 * n, 200 * n, 0};
+}
+
+/// The same rows with a normal outcome.
+inline chain_workload normal_beside_counts() {
+  chain_workload out = counts(false);
+  out.run.vars.find("y")->type = data::type::continuous;
+  return {out.run, 5, 0, 1};
+}
+
 /// Six indicators of one factor, or of two of which the second depends on the first, in 5,000 rows; a tenth
 /// of the cells is missing. A Metropolis step for each score.
 inline chain_workload factors(int n_factors) {

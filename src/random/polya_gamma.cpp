@@ -1,9 +1,9 @@
-// The Polya-Gamma draw.
+// The Polya-Gamma draws.
+
+#include "random/polya_gamma.hpp"
 
 #include <cmath>
 #include <limits>
-
-#include "random/random.hpp"
 
 namespace tovik {
 
@@ -68,6 +68,23 @@ double Random::rpg(double z) {
     if (!std::isnan(X) && is_below_density(X, v, limit)) return 0.25 * X;
   }
   return nan;
+}
+
+// w = 2 sum over k of g_k / (d_k + z^2) with independent g_k ~ Gamma(b, 1) and d_k = 4 pi^2 (k + 1/2)^2. The
+// terms behind the last fall as 1 / k^2, so that their sum tells: a fraction 1e-3 of the mean is there after
+// 200. Their variance falls as 1 / k^3 and does not.
+double rpg(Random& rng, double b, double z) {
+  if (!(b > 0.0) || !std::isfinite(b) || !std::isfinite(z)) return std::numeric_limits<double>::quiet_NaN();
+  distribution::gamma term(b, 1.0);
+  const double square = z * z, size = std::fabs(z);
+  double drawn = 0.0, means = 0.0;
+  for (double d : Random::pg_vec) {
+    const double weight = 1.0 / (d + square);
+    drawn += weight * term(rng.engine);
+    means += weight;
+  }
+  const double mean = size < 1e-4 ? 0.25 - square / 48.0 : std::tanh(0.5 * size) / (2.0 * size);
+  return 2.0 * drawn + b * (mean - 2.0 * means);
 }
 
 }  // namespace tovik

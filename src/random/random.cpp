@@ -5,6 +5,7 @@
 #include <limits>
 #include <vector>
 
+#include "random/negative_binomial.hpp"
 #include "support/error.hpp"
 
 namespace tovik {
@@ -285,11 +286,7 @@ arma::Col<double> Random::rnbin(const double& r, arma::Col<double> p) {
   for (double& value : p) value = (1 - value) / value;
   for (double& value : p) value = distribution::gamma(r, value)(engine);
   for (double& value : p) {
-    if (!(value >= 0 && value <= 2e9))
-      throw error(
-          "ERROR: The negative binomial outcome model ran into a computational error.\n"
-          "       This often happens due to small sample sizes or the dispersion\n"
-          "       parameter is empirically underidentified.");
+    if (!(value >= 0 && value <= 2e9)) throw negative_binomial_failure();
     value = value == 0 ? 0.0 : distribution::poisson(value)(engine);
   }
   return p;

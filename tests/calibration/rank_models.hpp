@@ -27,6 +27,9 @@ rank_study selection_ranks();
 /// A binary outcome under the logit link with random intercepts and slopes.
 rank_study logistic_ranks();
 
+/// An incomplete count as outcome and as predictor.
+rank_study count_ranks();
+
 /// Two factors of three incomplete indicators each, one factor on the other.
 rank_study two_factor_ranks();
 
@@ -46,7 +49,8 @@ rank_study shared_label_ranks();
 inline std::vector<rank_study> rank_studies() {
   return {shared_label_ranks(), mediation_ranks(),  random_slope_ranks(),       phantom_ranks(),
           binary_ranks(),       propensity_ranks(), selection_ranks(),          logistic_ranks(),
-          two_factor_ranks(),   block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks()};
+          two_factor_ranks(),   block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks(),
+          count_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

@@ -53,6 +53,10 @@ TEST(Ranks, Logistic) {
   expect_uniform(logistic_ranks());
 }
 
+TEST(Ranks, Count) {
+  expect_uniform(count_ranks());
+}
+
 TEST(Ranks, TwoFactors) {
   expect_uniform(two_factor_ranks());
 }

@@ -70,6 +70,7 @@ class program_options {
   const Setting<bool> criteria_{chain_info::compute_DIC, true};
   const Setting<bool> correlations_{chain_info::compute_corrs, true};
   const Setting<bool> tuning_{chain_info::crash_on_tune_fail, true};
+  const Setting<arma::Col<double>> series_{Random::pg_vec, Random::pg_vec};
 };
 
 /// Runs `replications` studies and hands each, with its draws, to `collect`, in order. Whole runs: the data

@@ -1,12 +1,13 @@
 // The Polya-Gamma draw against closed forms of its moments, its Laplace transform and its density.
 
+#include "random/polya_gamma.hpp"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-#include "random/random.hpp"
 #include "sample_tests.hpp"
 
 namespace tovik::polya_gamma_test {
@@ -208,6 +209,82 @@ TEST(PolyaGamma, IsNaNForAPredictorThatIsNotFinite) {
   Random random(60), untouched(60);
   for (double z : {NAN, INFINITY, -INFINITY}) EXPECT_TRUE(std::isnan(random.rpg(z)));
   EXPECT_EQ(random.runif(), untouched.runif());
+}
+
+constexpr double shapes[] = {0.3, 1.0, 7.5, 400.0};
+
+// Sums of b independent PG(1, z), b whole or not: powers of their transform.
+TEST(PolyaGammaSeries, HasItsMomentsAndItsLaplaceTransform) {
+  constexpr int n = 10000;
+  const double root_n = std::sqrt(static_cast<double>(n));
+  for (double b : shapes) {
+    for (double z : {0.0, 1e-5, -1.0, 3.0, -12.0, 60.0}) {
+      Random random(61);
+      const double mean = b * exact_mean(z), variance = b * exact_variance(z), s = 1.0 / mean;
+      double sum = 0.0, squares = 0.0, fourth = 0.0, transform = 0.0, of_square = 0.0;
+      for (int i = 0; i < n; ++i) {
+        const double w = rpg(random, b, z), d = w - mean, e = std::exp(-s * w);
+        ASSERT_GT(w, 0.0);
+        sum += d;
+        squares += d * d;
+        fourth += d * d * d * d;
+        transform += e / n;
+        of_square += e * e / n;
+      }
+      EXPECT_LT(std::fabs(sum / n), 6.0 * std::sqrt(variance) / root_n) << b << " " << z;
+      const double error = std::sqrt(fourth / n - variance * variance) / root_n;
+      EXPECT_LT(std::fabs(squares / n - variance), 6.0 * error) << b << " " << z;
+      const double se = std::sqrt(of_square - transform * transform) / root_n;
+      EXPECT_LT(std::fabs(transform - std::pow(laplace_transform(z, s), b)), 6.0 * se) << b << " " << z;
+    }
+  }
+}
+
+// The mean is exact however short the series: without its tail counts near Poisson ones, with a b of
+// hundreds, would be off by many standard errors.
+TEST(PolyaGammaSeries, HasItsMeanAfterOneTerm) {
+  const arma::Col<double> kept = Random::pg_vec;
+  for (const std::size_t terms : {1U, 5U}) {
+    Random::set_pg_n_gamma(terms);
+    Random random(62);
+    constexpr int n = 100000;
+    for (double z : {0.0, 2.0, 15.0}) {
+      double sum = 0.0;
+      for (int i = 0; i < n; ++i) sum += rpg(random, 50.0, z);
+      const double mean = 50.0 * exact_mean(z), sd = std::sqrt(50.0 * exact_variance(z));
+      EXPECT_LT(std::fabs(sum / n - mean), 6.0 * sd / std::sqrt(static_cast<double>(n))) << terms << " " << z;
+    }
+  }
+  Random::pg_vec = kept;
+}
+
+// The textbook's sum with the same gamma variables, and the mean of what it leaves out.
+TEST(PolyaGammaSeries, IsTheCutSeriesAndTheMeanOfTheRest) {
+  for (double z : {0.0, -0.7, 4.0}) {
+    Random random(63), textbook(63);
+    for (double b : shapes) {
+      distribution::gamma draw(b, 1.0);
+      double sum = 0.0, left = b * exact_mean(z);
+      for (int k = 0; k < 200; ++k) {
+        const double d = 4.0 * M_PI * M_PI * (k + 0.5) * (k + 0.5) + z * z;
+        sum += 2.0 * draw(textbook.engine) / d;
+        left -= 2.0 * b / d;
+      }
+      EXPECT_NEAR(rpg(random, b, z), sum + left, 1e-12 * b) << b << " " << z;
+      EXPECT_GT(left, 0.0);
+      EXPECT_LT(left, 3e-4 * b);
+    }
+  }
+}
+
+TEST(PolyaGammaSeries, IsNaNWithoutAShapeOrAPredictor) {
+  Random random(64);
+  for (double bad : {arma::datum::nan, arma::datum::inf}) {
+    EXPECT_TRUE(std::isnan(rpg(random, bad, 1.0)));
+    EXPECT_TRUE(std::isnan(rpg(random, 2.0, bad)));
+  }
+  EXPECT_TRUE(std::isnan(rpg(random, 0.0, 1.0)));
+  EXPECT_TRUE(std::isnan(rpg(random, -3.0, 1.0)));
 }
 
 }  // namespace

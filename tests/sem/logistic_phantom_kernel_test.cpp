@@ -1,4 +1,4 @@
-// Correlations between the latent residuals of logistic outcomes and other outcomes: the steps of
+// Correlations between the latent residuals of logistic and count outcomes and other outcomes: the steps of
 // correlations, scores and equations leave the joint distribution of everything unchanged.
 
 #include <gtest/gtest.h>
@@ -8,6 +8,7 @@
 #include <numeric>
 
 #include "correlated_world.hpp"
+#include "count_world.hpp"
 #include "kernel_samples.hpp"
 #include "logistic_world.hpp"
 #include "sample_tests.hpp"
@@ -17,6 +18,7 @@ namespace {
 
 using sem::equation_setup;
 using sem::Logistic;
+using sem::NBinomial;
 using sem::Normal;
 using sem::Phantom;
 using sem::Regression;
@@ -25,17 +27,21 @@ constexpr int replications = 12000;
 constexpr int applications = 8;
 constexpr double prior_variance = 0.5;
 
-/// Logistic and normal outcomes with correlations among them; coefficients of the normal ones are known.
+enum class kind { normal, binary, count };
+
+/// Logistic, count and normal outcomes with correlations among them; coefficients of the normal ones are
+/// known.
 struct MixedWorld {
   World world;
   std::vector<equation_setup> setups;
-  std::vector<bool> binary;
+  std::vector<kind> kinds;
   std::vector<tie> ties;
   LoneEstimator estimator;
   Random rng;
   std::vector<std::unique_ptr<Regression>> models;
   std::vector<std::unique_ptr<Phantom>> phantoms;
   const Setting<bool> check{Regression::check_residuals, true};
+  const ShortSeries series{20};
 
   MixedWorld(unsigned levels, const nesting& sizes, std::uint32_t seed)
       : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {
@@ -43,18 +49,18 @@ struct MixedWorld {
     world.data.cols(9, 16).zeros();
   }
 
-  equation_setup& add(bool is_binary, unsigned level, arma::uword y, arma::Col<arma::uword> x) {
+  equation_setup& add(kind what, unsigned level, arma::uword y, arma::Col<arma::uword> x) {
     equation_setup setup = world.setup(level, std::move(x));
     setup.y = y;
     setup.phantoms.resize(setup.n_levels + 1);
-    if (is_binary) {
+    if (what != kind::normal) {
       setup = logistic(setup, prior_variance);
     } else {
       setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
       setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
     }
     setup.prior = {1, 1};
-    binary.push_back(is_binary);
+    kinds.push_back(what);
     setups.push_back(std::move(setup));
     return setups.back();
   }
@@ -68,8 +74,10 @@ struct MixedWorld {
     phantoms.clear();
     models.clear();
     for (std::size_t m = 0; m < setups.size(); ++m) {
-      if (binary[m])
+      if (kinds[m] == kind::binary)
         models.push_back(std::make_unique<Logistic>(&estimator, setups[m]));
+      else if (kinds[m] == kind::count)
+        models.push_back(std::make_unique<NBinomial>(&estimator, setups[m]));
       else
         models.push_back(std::make_unique<Normal>(&estimator, setups[m]));
     }
@@ -103,6 +111,7 @@ struct MixedWorld {
       model.addStarts(starts);
       return;
     }
+    if (dynamic_cast<NBinomial*>(&model) != nullptr) starts(at++) = draw_prior_dispersion(rng);
     for (; at < starts.n_elem; ++at) starts(at) = std::sqrt(prior_variance) * rng.rnorm();
     model.addStarts(starts);
   }
@@ -126,6 +135,10 @@ struct MixedWorld {
       if (model.u[L].n_cols > 0) model.u[L] = draw_place(model, L + 1);
     if (auto* logit = dynamic_cast<Logistic*>(&model)) {
       draw_binary(world, *logit, rng);
+      return;
+    }
+    if (auto* count = dynamic_cast<NBinomial*>(&model)) {
+      draw_counts(world, *count, rng);
       return;
     }
     arma::Mat<double> y = model.compute_predicted(world.data);  // with what the phantoms add
@@ -161,8 +174,10 @@ struct MixedWorld {
         arma::Col<double> e(rows.n_elem);
         if (end.place > 0)
           e = model.u[end.place - 1].col(end.effect);
-        else if (binary[end.model])
+        else if (kinds[end.model] == kind::binary)
           for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = world.data(rows(i), model.y(0)) - 0.5;
+        else if (kinds[end.model] == kind::count)
+          for (arma::uword i = 0; i < e.n_elem; ++i) e(i) = std::log1p(world.data(rows(i), model.y(0))) - 0.5;
         else
           e = arma::Col<double>(model.compute_residual(world.data));
         out.insert(out.end(), {arma::dot(e, scores), e(0) * scores(0), rho * e(0) * scores(0)});
@@ -172,9 +187,9 @@ struct MixedWorld {
       const Regression& model = *models[m];
       const arma::Col<double> l = model.logLiklihood(world.data, static_cast<int>(model.level));
       out.insert(out.end(), {arma::accu(l), l(0)});
-      if (binary[m])
+      if (kinds[m] != kind::normal)
         for (double b : model.betas()) out.push_back(b);
-      else
+      if (kinds[m] != kind::binary)
         out.push_back(std::log(model.params()(model.n_params() - model.betas().n_elem - 1)));
       for (unsigned L = 0; L < model.n_levels; ++L)
         if (model.u[L].n_cols > 0)
@@ -201,8 +216,8 @@ struct MixedWorld {
 
 TEST(LogisticPhantoms, ABinaryAndANormalOutcome) {
   MixedWorld w(1, {{8}}, 321);
-  w.add(true, 0, 1, {0, 2}).missing_units = {1, 4};
-  w.add(false, 0, 9, {0, 3}).missing_units = {1, 2};
+  w.add(kind::binary, 0, 1, {0, 2}).missing_units = {1, 4};
+  w.add(kind::normal, 0, 9, {0, 3}).missing_units = {1, 2};
   w.ties = {{11, 0, {{0, 0, 0}, {1, 0, 0}}}};
   w.finish();
   w.scans_leave_joint();
@@ -210,9 +225,9 @@ TEST(LogisticPhantoms, ABinaryAndANormalOutcome) {
 
 TEST(LogisticPhantoms, TwoBinaryOutcomesAndANormalOne) {
   MixedWorld w(1, {{9}}, 322);
-  w.add(true, 0, 1, {0, 2});
-  w.add(true, 0, 9, {0});
-  w.add(false, 0, 10, {0, 3});
+  w.add(kind::binary, 0, 1, {0, 2});
+  w.add(kind::binary, 0, 9, {0});
+  w.add(kind::normal, 0, 10, {0, 3});
   w.ties = {
       {11, 0, {{0, 0, 0}, {1, 0, 0}}}, {12, 0, {{2, 0, 0}, {0, 0, 0}}}, {13, 0, {{1, 0, 0}, {2, 0, 0}}}};
   w.finish();
@@ -222,8 +237,8 @@ TEST(LogisticPhantoms, TwoBinaryOutcomesAndANormalOne) {
 // A binary outcome of the second level and the effects of a normal one of the rows.
 TEST(LogisticPhantoms, ABinaryOutcomeAndEffectsOfItsLevel) {
   MixedWorld w(2, {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}}, 323);
-  w.add(true, 1, 1, {0, 6});
-  w.add(false, 0, 9, {0}).z = {{0, 3}};
+  w.add(kind::binary, 1, 1, {0, 6});
+  w.add(kind::normal, 0, 9, {0}).z = {{0, 3}};
   w.ties = {{11, 1, {{0, 0, 0}, {1, 1, 0}}}, {12, 1, {{0, 0, 0}, {1, 1, 1}}}};
   w.finish();
   w.scans_leave_joint();
@@ -231,8 +246,8 @@ TEST(LogisticPhantoms, ABinaryOutcomeAndEffectsOfItsLevel) {
 
 TEST(LogisticPhantoms, EffectsOfABinaryOutcomeAndOfANormalOne) {
   MixedWorld w(2, {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}}, 324);
-  w.add(true, 0, 1, {0, 2}).z = {{0}};
-  w.add(false, 0, 9, {0}).z = {{0}};
+  w.add(kind::binary, 0, 1, {0, 2}).z = {{0}};
+  w.add(kind::normal, 0, 9, {0}).z = {{0}};
   w.ties = {{11, 1, {{0, 1, 0}, {1, 1, 0}}}};
   w.finish();
   w.scans_leave_joint();
@@ -241,9 +256,9 @@ TEST(LogisticPhantoms, EffectsOfABinaryOutcomeAndOfANormalOne) {
 // The whole latent variance is what the phantoms carry and the logistic variance beside them.
 TEST(LogisticPhantoms, LoadingsGiveTheLatentScaleItsCorrelations) {
   MixedWorld w(1, {{8}}, 325);
-  w.add(true, 0, 1, {0});
-  w.add(false, 0, 9, {0});
-  w.add(false, 0, 10, {0});
+  w.add(kind::binary, 0, 1, {0});
+  w.add(kind::normal, 0, 9, {0});
+  w.add(kind::normal, 0, 10, {0});
   w.ties = {{11, 0, {{0, 0, 0}, {1, 0, 0}}}, {12, 0, {{2, 0, 0}, {0, 0, 0}}}};
   w.finish();
   w.build();
@@ -260,6 +275,47 @@ TEST(LogisticPhantoms, LoadingsGiveTheLatentScaleItsCorrelations) {
   EXPECT_FALSE(w.phantoms[0]->feasible());
   w.phantoms[0]->rho.write(0.7);
   EXPECT_FALSE(w.phantoms[0]->feasible());
+}
+
+TEST(CountPhantoms, ACountAndANormalOutcome) {
+  MixedWorld w(1, {{8}}, 326);
+  w.add(kind::count, 0, 1, {0, 2}).missing_units = {1, 4};
+  w.add(kind::normal, 0, 9, {0, 3}).missing_units = {1, 2};
+  w.ties = {{11, 0, {{0, 0, 0}, {1, 0, 0}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+TEST(CountPhantoms, TwoCountsAndABinaryOutcome) {
+  MixedWorld w(1, {{7}}, 327);
+  w.add(kind::count, 0, 1, {0, 2});
+  w.add(kind::count, 0, 9, {0}).missing_units = {3};
+  w.add(kind::binary, 0, 10, {0, 3});
+  w.ties = {{11, 0, {{0, 0, 0}, {1, 0, 0}}}, {12, 0, {{2, 0, 0}, {0, 0, 0}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+TEST(CountPhantoms, EffectsOfACountAndOfANormalOutcome) {
+  MixedWorld w(2, {{5, 1, 3}, {3, 4}}, 328);
+  w.world.data.col(4).fill(0.15);
+  w.add(kind::count, 0, 1, {0, 2}).z = {{4}};
+  w.add(kind::normal, 0, 9, {0}).z = {{0}};
+  w.ties = {{11, 1, {{0, 1, 0}, {1, 1, 0}}}};
+  w.finish();
+  w.scans_leave_joint();
+}
+
+// A phantom moves the mean of a count by exp(1) at the most for each of its standard deviations.
+TEST(CountPhantoms, LoadingsAreRootsOfCorrelations) {
+  MixedWorld w(1, {{8}}, 329);
+  w.add(kind::count, 0, 1, {0});
+  w.add(kind::normal, 0, 9, {0});
+  w.ties = {{11, 0, {{1, 0, 0}, {0, 0, 0}}}};
+  w.finish();
+  w.build();
+  w.phantoms[0]->rho.write(-0.36);
+  EXPECT_NEAR(w.models[0]->part(0).loadings.loadings()(0, 0), -0.6, 1e-12);
 }
 
 }  // namespace

@@ -179,7 +179,7 @@ TEST(Logistic, ResidualIsThatOfTheWeightedWorkingResponse) {
   for (arma::uword i = 0; i < r.n_elem; ++i) {
     const double root = std::sqrt(model.omega(i)), mu = std::log(p(i) / (1.0 - p(i)));
     EXPECT_NEAR(r(i), (m.world.data(i, 1) - 0.5) / root - root * mu, 1e-8 * (1.0 + std::fabs(r(i))));
-    EXPECT_EQ(model.binary_values(i), m.world.data(i, 1));
+    EXPECT_EQ(model.unit_values(i), m.world.data(i, 1));
   }
 }
 
@@ -222,7 +222,7 @@ TEST(Logistic, OutcomeAboveTheRowsHasOneWeightPerUnit) {
   EXPECT_EQ(model.omega.n_elem, 13U);
   EXPECT_LT(model.residual_error(m.world.data), 1e-10);
   for (arma::uword row = 0; row < m.world.data.n_rows; ++row)
-    EXPECT_EQ(m.world.data(row, 1), model.binary_values(m.world.units[1](row)));
+    EXPECT_EQ(m.world.data(row, 1), model.unit_values(m.world.units[1](row)));
 }
 
 // Separated categories: the likelihood has no maximum, the posterior is proper by the prior.

@@ -25,9 +25,8 @@ const char* kind_name(const Model& model) {
       return model.outcomes.size() == 1 ? nullptr : "An equation with several outcomes";
     case model::kind::ordinal:
     case model::kind::missing:
-      return nullptr;
     case model::kind::count:
-      return "A count outcome";
+      return nullptr;
     case model::kind::nominal:
       return "A nominal outcome";
     case model::kind::phantom:
@@ -49,6 +48,10 @@ void check_outcome(const Model& model) {
     return;
   }
   if (model.kind() == model::kind::missing) return;
+  if (model.kind() == model::kind::count) {
+    if (model.link != model::link::identity) throw error_debug("Unrecognized Link for Count variables!");
+    return;
+  }
   const model::anyVariable& outcome = model.outcomes.front();
   if (model.link == model::link::probit || model.link == model::link::logit) {
     throw error_debug(model.kind() == model::kind::latent ? "Invalid Link for factor model!"

@@ -14,6 +14,7 @@
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/logistic.hpp"
+#include "sem/outcomes/nbinomial.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
@@ -99,12 +100,11 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
 
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
   const equation_setup setup = Factor::without_values(equation_of(model, context));
-  if (context.in_block)
-    return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
+  if (context.in_block) return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
   return std::make_shared<Factor>(context.estimator, setup);
 }
 
-/// For an outcome of categories whose response is drawn.
+/// For an outcome of categories or counts, whose response is drawn.
 equation_setup latent_equation_of(const Model& model, const outcome_context& context, double prior_variance) {
   equation_setup setup = equation_of(model, context);
   setup.response_moves = true;
@@ -156,6 +156,11 @@ std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outc
       std::make_shared<Logistic>(context.estimator, latent_equation_of(model, context, Logistic::priBeta));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
+}
+
+std::shared_ptr<estimator::Outcome> make_count(const Model& model, const outcome_context& context) {
+  return std::make_shared<NBinomial>(context.estimator,
+                                     latent_equation_of(model, context, Logistic::priBeta));
 }
 
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
@@ -214,6 +219,8 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
       return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
     case model::kind::missing:
       return make_missing_indicator(model, context);
+    case model::kind::count:
+      return make_count(model, context);
     case model::kind::latent:
       return make_factor(model, context);
     default:

@@ -8,6 +8,7 @@
 #include "model/row_layout.hpp"
 #include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sem/scan/dispersion_step.hpp"
 #include "sem/scan/thresholds.hpp"
 #include "sem/wiring/transform.hpp"
 #include "support/error.hpp"
@@ -62,10 +63,15 @@ void append_coefficients(std::vector<double>& out, const Model& model, const out
   }
 }
 
-void append_residual(std::vector<double>& out, const Model& model, double variance, double scale) {
+void append_residual(std::vector<double>& out, const Model& model, const outcome_moments& moments,
+                     double scale) {
+  using dispersion = scan::dispersion_step;
   switch (model.layout().residual) {
     case model::residual_rows::one:
-      out.push_back(variance_start(model.variance, variance, scale));
+      out.push_back(variance_start(model.variance, moments.variance, scale));
+      return;
+    case model::residual_rows::dispersion:
+      out.push_back(std::clamp(scale * moments.dispersion, dispersion::least, dispersion::most));
       return;
     case model::residual_rows::unit:
       out.push_back(1.0);
@@ -89,19 +95,40 @@ bool is_categorical(const Model& model) {
   return model.kind() == model::kind::ordinal || model.kind() == model::kind::missing;
 }
 
-/// Mean and variance of the score behind the categories that gives the first one its share; half a unit in
-/// each keeps a mean finite.
-outcome_moments category_moments(const arma::Col<double>& y, bool logit) {
-  outcome_moments out;
+bool is_count(const Model& model) {
+  return model.kind() == model::kind::count;
+}
+
+/// The values that there are, and how many units have each.
+void tabulate(const arma::Col<double>& y, outcome_moments& out) {
   out.categories = arma::unique(y);
   out.counts.zeros(out.categories.n_elem);
   for (double value : y)
     ++out.counts[static_cast<arma::uword>(
         std::lower_bound(out.categories.begin(), out.categories.end(), value) - out.categories.begin())];
+}
+
+/// Mean and variance of the score behind the categories that gives the first one its share; half a unit in
+/// each keeps a mean finite.
+outcome_moments category_moments(const arma::Col<double>& y, bool logit) {
+  outcome_moments out;
+  tabulate(y, out);
   const double n = static_cast<double>(y.n_elem),
                share = (static_cast<double>(out.counts[0]) + 0.5) / (n + 1.0);
   out.mean = logit ? std::log((1.0 - share) / share) : -iPhi(share);
   if (logit) out.variance = arma::datum::pi * arma::datum::pi / 3.0;
+  return out;
+}
+
+/// The logarithm of the mean, and the variance of the logarithm if the values were log-normal, which is
+/// log(1 + 1 / m + 1 / r) for counts of mean m and dispersion r.
+outcome_moments count_moments(const arma::Col<double>& y) {
+  outcome_moments out;
+  tabulate(y, out);
+  const double m = arma::mean(y), v = y.n_elem > 1 ? arma::var(y) : m;
+  out.mean = std::log(m);
+  out.variance = std::log1p(v / (m * m));
+  out.dispersion = v > m ? std::clamp(m * m / (v - m), 0.1, 100.0) : 10.0;
   return out;
 }
 
@@ -157,8 +184,9 @@ outcome_moments observed_moments(const Model& model, unsigned column, const arma
   }
   if (n_observed == 0) throw error("ERROR: Variable '" + model.name() + "' has no observed values.");
   y.resize(n_observed);
-  const bool varies = y.max() != y.min() || (n_observed == 1 && !is_categorical(model));
+  const bool varies = y.max() != y.min() || (n_observed == 1 && !is_categorical(model) && !is_count(model));
   if (varies && is_categorical(model)) return category_moments(y, model.link == model::link::logit);
+  if (varies && is_count(model)) return count_moments(y);
   const arma::Col<double> g = transformed(model, y);
   outcome_moments moments{arma::mean(g), n_observed > 1 ? arma::var(g) : 1.0};
   if (!(moments.variance > 0)) moments.variance = 1.0;
@@ -190,7 +218,7 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
                                  const arma::Col<double>& slopes) {
   std::vector<double> out;
   append_covariances(out, model, moments.variance, squares, start_scale);
-  append_residual(out, model, moments.variance, start_scale);
+  append_residual(out, model, moments, start_scale);
   append_coefficients(out, model, moments, start_shift, slopes);
   append_thresholds(out, model, moments);
   return out;
@@ -201,7 +229,7 @@ arma::Col<double> values_on_scale(const Model& model, unsigned column, const out
   arma::Col<double> out = data.col(column);
   const arma::Col<arma::uword> known = arma::find_finite(out);
   if (known.is_empty()) return out;
-  if (!is_categorical(model)) {
+  if (!is_categorical(model) && !is_count(model)) {
     out.elem(known) = transformed(model, out.elem(known));
     return out;
   }

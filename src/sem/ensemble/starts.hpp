@@ -13,14 +13,15 @@ class Random;
 namespace tovik::sem {
 
 /// Mean and variance of the observed values of an outcome over its units, on the scale of the equation: of
-/// g(y) for an outcome with the transformation g, of the latent score for categories. The variance of fewer
-/// than two values, or of equal ones, counts as 1: it only has to set a scale.
+/// g(y) for an outcome with the transformation g, of the latent score for categories, of the logarithm for
+/// counts. The variance of fewer than two values, or of equal ones, counts as 1: it only has to set a scale.
 struct outcome_moments {
   double mean = 0;
   double variance = 1;
   double central = 0;  ///< the observed value, on the scale of the data, whose g(y) is closest to the mean
-  arma::Col<double> categories = {};   ///< of a categorical outcome, ascending; else empty
+  arma::Col<double> categories = {};   ///< of a categorical outcome or of counts, ascending; else empty
   arma::Col<arma::uword> counts = {};  ///< observed units of each
+  double dispersion = 1;               ///< of counts, where mean and variance place it
 };
 
 /// One for each outcome column of the model. `data`: the working matrix with missing cells NaN. Throws
@@ -32,7 +33,9 @@ std::vector<outcome_moments> observed_moments(const Model& model, const arma::Ma
 ///
 ///   covariance matrices of the random effects, from the top level down: start_scale * v / (2 z_j) on the
 ///     diagonal
-///   residual variance: start_scale * v; 1 for a latent score; none for a logit
+///   residual variance: start_scale * v; 1 for a latent score; none for a logit; for counts of mean a and
+///     variance s^2 start_scale times the dispersion a^2 / (s^2 - a), held within 0.1 and 100, or 10 if
+///     s^2 <= a
 ///   intercept: m + start_shift * sqrt(v)
 ///   slopes: 0
 ///   thresholds: the normal quantiles of the observed shares, less the first
@@ -54,7 +57,7 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
                                  const arma::Col<double>& slopes = {});
 
 /// The outcome in `column` at each row, on the scale of the equation: NaN where it is not observed. Of
-/// categories their numbers, put on the scale of the moments.
+/// categories and of counts the numbers, put on the scale of the moments.
 arma::Col<double> values_on_scale(const Model& model, unsigned column, const outcome_moments& moments,
                                   const arma::Mat<double>& data);
 

@@ -1,22 +1,23 @@
-// Correlations of the latent residual of a logistic outcome with others, carried by phantoms.
+// Correlations of the latent residual of a regression with Polya-Gamma weights with others, carried by
+// phantoms.
 
 #include <cmath>
 
 #include "random/random.hpp"
-#include "sem/outcomes/logistic.hpp"
+#include "sem/outcomes/polya_gamma_regression.hpp"
 
 namespace tovik::sem {
 
-/// The residual of a logistic regression as the end of a correlation.
-class logistic_side : public correlated_side, public weighted_side {
+/// The residual as the end of a correlation.
+class polya_gamma_side : public correlated_side, public weighted_side {
  public:
-  logistic_side(Logistic& model, arma::uword k) : model_(model), k_(k) {}
+  polya_gamma_side(polya_gamma_regression& model, arma::uword k) : model_(model), k_(k) {}
 
-  /// psi without the phantoms.
+  /// eta without the phantoms.
   void read(const arma::Mat<double>& data) override {
-    model_.predictor(data, psi_);
-    psi_ -= model_.phantom_means(data);
-    for (arma::uword i = 0; i < psi_.n_elem; ++i) psi_(i) -= model_.offset(i);
+    model_.settle();
+    model_.predictor(data, eta_);
+    eta_ -= model_.phantom_means(data);
   }
   weighted_side* weighted() override { return this; }
   const phantom_part& part() const override { return model_.part(0); }
@@ -36,39 +37,32 @@ class logistic_side : public correlated_side, public weighted_side {
   double log_density(const arma::Mat<double>& data) override {
     const arma::Mat<double>& m = model_.phantom_means(data);
     double sum = 0.0;
-    for (arma::uword i = 0; i < psi_.n_elem; ++i)
-      sum += scan::log_bernoulli(model_.scale_.at(data, i), psi_(i) + m(i));
+    for (arma::uword i = 0; i < eta_.n_elem; ++i)
+      sum += model_.log_density(i, model_.value_at(data, i), eta_(i) + m(i));
     return sum;
   }
   void draw_weights(Random& rng, const arma::Mat<double>& data, arma::Col<double>& w,
                     arma::Col<double>& g) override {
     const arma::Mat<double>& m = model_.phantom_means(data);
-    for (arma::uword i = 0; i < psi_.n_elem; ++i) {
-      w(i) = rng.rpg(psi_(i) + m(i));
-      g(i) = model_.scale_.at(data, i) - 0.5 - w(i) * psi_(i);
+    for (arma::uword i = 0; i < eta_.n_elem; ++i) {
+      const double psi = eta_(i) - model_.offset(i), y = model_.value_at(data, i);
+      w(i) = model_.draw_weight(rng, y, psi + m(i));
+      g(i) = model_.kappa(y) - w(i) * psi;
       if (!std::isfinite(g(i))) w(i) = g(i) = 0.0;
     }
   }
 
  private:
-  Logistic& model_;
+  polya_gamma_regression& model_;
   arma::uword k_;
-  arma::Col<double> psi_;
+  arma::Col<double> eta_;
 };
 
-std::unique_ptr<correlated_side> Logistic::correlated(arma::uword column) {
+std::unique_ptr<correlated_side> polya_gamma_regression::correlated(arma::uword column) {
   const phantom_loadings& here = part(0).loadings;
   for (arma::uword k = 0; k < here.size(); ++k)
-    if (here.terms()[k].column == column) return std::make_unique<logistic_side>(*this, k);
+    if (here.terms()[k].column == column) return std::make_unique<polya_gamma_side>(*this, k);
   return Regression::correlated(column);
-}
-
-// 0, of which nothing is left, where the correlations leave nothing.
-double Logistic::correlated_variance() const {
-  const phantom_loadings& here = part(0).loadings;
-  double left = 1.0;
-  for (arma::uword k = 0; k < here.size(); ++k) left -= std::fabs(here.rho(k));
-  return left > 0.0 ? scan::logistic_variance / left : 0.0;
 }
 
 }  // namespace tovik::sem

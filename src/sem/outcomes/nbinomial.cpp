@@ -1,0 +1,123 @@
+#include "sem/outcomes/nbinomial.hpp"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+#include "data/variable.hpp"
+#include "sem/scan/logit.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+NBinomial::NBinomial(const Estimator* estimator_, const equation_setup& setup)
+    : Outcome(parts_of(estimator_, data::type::count, setup)),
+      polya_gamma_regression(estimator_, data::type::count, setup),
+      dispersion_tune(3.0 / std::sqrt(static_cast<double>(n_units)),
+                      estimator::tune_obj::kind_type::parameter, "Dispersion Parameter"),
+      law_(1.0),
+      weighted_(law_) {
+  if (!has_intercept) throw error("Count Data requires having an interecpt.");
+  refresh_phantoms(0);
+}
+
+void NBinomial::addIndicator(const arma::Col<arma::uword>& cols, const indicator_type& kind) {
+  if (kind == indicator_type::random_effect && arma::any(cols != data::variable::no_column))
+    throw error(
+        "ERROR: Labeled random effects not allowed in count models.\n"
+        "       Use LATENT command instead.");
+  Regression::addIndicator(cols, kind);
+}
+
+void NBinomial::draw_own(const arma::Mat<double>& data) {
+  predictor(data, eta_);
+  dispersion_.move(unit_values, eta_, *rng, dispersion_tune, law_);
+  before_ = eta_;
+  if (equation().shared() == nullptr) move_coefficients();
+  for (unsigned L = 0; L < n_levels; ++L) move_effects(data, L);
+  before_ -= eta_;
+  before_ *= -1.0;
+  equation().subtract(before_.memptr());
+}
+
+// Coefficients that are held, or drawn as parameters of their own, stay.
+void NBinomial::move_coefficients() {
+  arma::uword const q = free.n_elem;
+  if (q == 0) return;
+  const scan::equation& equation_ = equation().terms();
+  terms_.columns.resize(q);
+  terms_.precision.assign(q * q, 0.0);
+  terms_.mean.resize(q);
+  terms_.value.resize(q);
+  for (arma::uword k = 0; k < q; ++k) {
+    arma::uword const j = free(k);
+    terms_.columns[k] = equation_.terms.x.values().colptr(j);
+    terms_.precision[k + k * q] = equation_.prior.precision(j);
+    terms_.mean[k] = equation_.prior.mean(j);
+    terms_.value[k] = betas_(j);
+  }
+  if (!newton_.move(law_, unit_values, 0, n_units, terms_, eta_, *rng)) return;
+  for (arma::uword k = 0; k < q; ++k) betas_(free(k)) = terms_.value[k];
+}
+
+void NBinomial::move_effects(const arma::Mat<double>& data, unsigned L) {
+  arma::uword const q = u[L].n_cols;
+  if (q == 0) return;
+  const auto& loadings = part(L + 1).loadings;
+  const bool phantoms = !loadings.empty();
+  if (phantoms) loadings.means(data, cluster.own_rows[L + 1], effect_means_);
+  const arma::Mat<double>& K = iSigma_s(static_cast<int>(L));
+  const arma::Mat<double>& Z = equation().terms().terms.z[L].values();
+  terms_.columns.resize(q);
+  for (arma::uword j = 0; j < q; ++j) terms_.columns[j] = Z.colptr(j);
+  terms_.precision.assign(K.begin(), K.end());
+  terms_.mean.assign(q, 0.0);
+  terms_.value.resize(q);
+  const estimator::selector& clusters = *cluster.selectors[L];
+  for (arma::uword c = 0; c < clusters.size(); ++c) {
+    for (arma::uword j = 0; j < q; ++j) {
+      terms_.value[j] = u[L](c, j);
+      if (phantoms) terms_.mean[j] = effect_means_(c, j);
+    }
+    if (!newton_.move(law_, unit_values, clusters.start[c], clusters.count[c], terms_, eta_, *rng)) continue;
+    for (arma::uword j = 0; j < q; ++j) u[L](c, j) = terms_.value[j];
+  }
+}
+
+void NBinomial::to_probabilities(arma::Col<double>& eta) const {
+  for (double& value : eta) value = scan::logistic(law_.log_size() - value);
+}
+
+void NBinomial::draw_candidates(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                                std::vector<double>& out) {
+  probability_.set_size(units.n_elem);
+  predictor_at(data, units, probability_.memptr());
+  to_probabilities(probability_);
+  probability_ = rng->rnbin(law_.size(), std::move(probability_));
+  std::copy(probability_.begin(), probability_.end(), out.begin());
+}
+
+arma::Mat<double> NBinomial::compute_predicted_prob(const arma::Mat<double>& data) const {
+  arma::Col<double> p;
+  predictor(data, p);
+  to_probabilities(p);
+  return p;
+}
+
+void NBinomial::tune() {
+  Regression::tune();
+  dispersion_tune.tune();
+}
+
+void NBinomial::addProposals(std::vector<estimator::tune_obj*>& to) {
+  Regression::addProposals(to);
+  to.push_back(&dispersion_tune);
+}
+
+estimator::tune_results NBinomial::tuneResults() const {
+  estimator::tune_results results = polya_gamma_regression::tuneResults();
+  results.insert(results.begin() + 1, dispersion_tune);
+  return results;
+}
+
+}  // namespace tovik::sem
