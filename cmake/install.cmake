@@ -7,3 +7,4 @@ install(DIRECTORY docs DESTINATION ${CMAKE_INSTALL_DOCDIR} FILES_MATCHING PATTER
 # Without what runs in the source folder have left.
 install(DIRECTORY examples DESTINATION ${CMAKE_INSTALL_DOCDIR} PATTERN "imputed*" EXCLUDE
         PATTERN "estimates*" EXCLUDE PATTERN "tests.csv" EXCLUDE)
+install(DIRECTORY share/ DESTINATION ${CMAKE_INSTALL_DATADIR})
