@@ -60,6 +60,11 @@ class Logistic : public Regression {
   arma::Mat<double> compute_predicted(const arma::Mat<double>& data) const override;
   arma::Mat<double> compute_predicted_prob(const arma::Mat<double>& data) const;
 
+  // For those who are made of logistic regressions.
+  using Regression::at_rows;
+  using Regression::predictor;
+  using Regression::predictor_at;
+
   arma::Col<double> omega;          ///< weights of the last draw; 1/4, the mean of PG(1, 0), before
   arma::Col<double> binary_values;  ///< y of each unit at the last draw
   estimator::tune_obj impute_tune;  ///< counts; there is nothing to tune
