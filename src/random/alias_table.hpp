@@ -12,7 +12,9 @@ class alias_table {
   /// `p`: K probabilities, K > 0.
   void build(const double* p, std::size_t K);
   /// The category of a column, one of K, and a uniform on [0, 1).
-  std::size_t pick(std::size_t column, double u) const { return share_[column] > u ? column : alias_[column]; }
+  std::size_t pick(std::size_t column, double u) const {
+    return share_[column] > u ? column : alias_[column];
+  }
 
  private:
   /// First in, first out.

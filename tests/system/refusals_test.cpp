@@ -24,7 +24,6 @@ const std::vector<request> requests = {
     {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
     {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
-    {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
 };

@@ -100,8 +100,7 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
 
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
   const equation_setup setup = Factor::without_values(equation_of(model, context));
-  if (context.in_block)
-    return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
+  if (context.in_block) return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
   return std::make_shared<Factor>(context.estimator, setup);
 }
 

@@ -115,9 +115,10 @@ std::vector<outcome_moments> moments_of_codes(const Model& model, const outcome_
   if (!is_nominal(model)) return {all};
   const auto count = [&](double value) {
     const auto* at = std::find(all.categories.begin(), all.categories.end(), value);
-    return 0.5 + (at == all.categories.end()
-                      ? 0.0
-                      : static_cast<double>(all.counts[static_cast<arma::uword>(at - all.categories.begin())]));
+    return 0.5 +
+           (at == all.categories.end()
+                ? 0.0
+                : static_cast<double>(all.counts[static_cast<arma::uword>(at - all.categories.begin())]));
   };
   const std::vector<double>& values = model.outcomes.front().variable->values;
   std::vector<outcome_moments> out;

@@ -142,11 +142,11 @@ class Nominal : public virtual estimator::Outcome {
   std::unique_ptr<estimator::covariate_link> centering_;
   bool codes_read_ = false;  ///< by other equations
 
-  arma::Mat<double> tails_;              ///< units x codes: log sum of exp(eta) from this code on; not the first's
-  arma::Col<double> head_;               ///< log(1 + sum of exp(eta)) of the codes drawn so far
-  arma::Col<double> eta_, offset_;       ///< of one code
-  arma::Mat<double> missing_eta_;        ///< missing units x codes
-  std::vector<double> probabilities_;    ///< of the categories in one unit
+  arma::Mat<double> tails_;         ///< units x codes: log sum of exp(eta) from this code on; not the first's
+  arma::Col<double> head_;          ///< log(1 + sum of exp(eta)) of the codes drawn so far
+  arma::Col<double> eta_, offset_;  ///< of one code
+  arma::Mat<double> missing_eta_;   ///< missing units x codes
+  std::vector<double> probabilities_;  ///< of the categories in one unit
   struct density_scratch {
     std::vector<double> eta, chosen, rest;
     std::vector<arma::uword> units;
