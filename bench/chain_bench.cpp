@@ -88,6 +88,15 @@ void Ordinal_item(benchmark::State& state) {
 void Logistic_clusters(benchmark::State& state) {
   run(state, tovik::bench::logistic_clusters());
 }
+void Score_of_choice(benchmark::State& state) {
+  run(state, tovik::bench::choices(tovik::bench::choice_outcome::score));
+}
+void Yes_or_no(benchmark::State& state) {
+  run(state, tovik::bench::choices(tovik::bench::choice_outcome::yes_or_no));
+}
+void Nominal_choice(benchmark::State& state) {
+  run(state, tovik::bench::choices(tovik::bench::choice_outcome::three_categories));
+}
 void One_factor(benchmark::State& state) {
   run(state, tovik::bench::factors(1));
 }
@@ -109,6 +118,9 @@ BENCHMARK(Mediation_with_product)->UseManualTime()->Iterations(1)->Unit(benchmar
 BENCHMARK(Three_levels)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Ordinal_item)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Logistic_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Score_of_choice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Yes_or_no)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Nominal_choice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(One_factor)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Two_factors)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 

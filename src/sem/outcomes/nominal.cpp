@@ -270,8 +270,12 @@ std::shared_ptr<estimator::constraint> Nominal::constraint(const parameter_type&
     other->likelihoods.clear();
     *out += *other;
   }
-  out->likelihoods.emplace_back(
-      this, [this](const double&, const arma::Mat<double>& data) { return logLiklihood(data); });
+  for (const auto& code : members_) code->carry_prior();
+  out->likelihoods.emplace_back(this, [this](const double&, const arma::Mat<double>& data) {
+    double sum = logLiklihood(data);
+    for (const auto& code : members_) sum += code->log_prior_of_drawn();
+    return sum;
+  });
   return out;
 }
 
