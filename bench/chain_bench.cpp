@@ -97,6 +97,15 @@ void Counts_in_clusters(benchmark::State& state) {
 void Normal_beside_counts(benchmark::State& state) {
   run(state, tovik::bench::normal_beside_counts());
 }
+void Score_of_choice(benchmark::State& state) {
+  run(state, tovik::bench::choices(tovik::bench::choice_outcome::score));
+}
+void Yes_or_no(benchmark::State& state) {
+  run(state, tovik::bench::choices(tovik::bench::choice_outcome::yes_or_no));
+}
+void Nominal_choice(benchmark::State& state) {
+  run(state, tovik::bench::choices(tovik::bench::choice_outcome::three_categories));
+}
 void One_factor(benchmark::State& state) {
   run(state, tovik::bench::factors(1));
 }
@@ -121,6 +130,9 @@ BENCHMARK(Logistic_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kM
 BENCHMARK(Counts)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Counts_in_clusters)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Normal_beside_counts)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Score_of_choice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Yes_or_no)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Nominal_choice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(One_factor)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Two_factors)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 

@@ -163,6 +163,33 @@ inline chain_workload normal_beside_counts() {
   return {out.run, 5, 0, 1};
 }
 
+/// Three unordered categories, or two of them as a yes or no under the logit link, in 5,000 rows, three
+/// predictors; beside them the normal regression of a score on the same predictors.
+enum class choice_outcome { score, yes_or_no, three_categories };
+inline chain_workload choices(choice_outcome of) {
+  constexpr arma::uword n = 5000;
+  Random rng(16, 0);
+  arma::mat data(n, 6);
+  for (arma::uword i = 0; i < n; ++i) {
+    for (arma::uword j = 3; j < 6; ++j) data(i, j) = rng.rnorm();
+    const double a = 0.3 + 0.5 * data(i, 3) - 0.4 * data(i, 4), b = -0.2 + 0.6 * data(i, 5);
+    const double u = rng.runif() * (1.0 + std::exp(a) + std::exp(b));
+    data(i, 0) = a + rng.rnorm();
+    data(i, 1) = u < 1.0 ? 0.0 : 1.0;
+    data(i, 2) = u < 1.0 ? 1.0 : u < 1.0 + std::exp(a) ? 2.0 : 3.0;
+  }
+  const std::vector<std::string> names = {"y", "b", "g", "x1", "x2", "x3"};
+  const std::string predictors = " ~ x1 x2 x3";
+  switch (of) {
+    case choice_outcome::score:
+      return {tests::small_run(names, data, {}, {"y" + predictors}), 4, 0, 1};
+    case choice_outcome::yes_or_no:
+      return {tests::small_run(names, data, {}, {"logit(b)" + predictors}, {}, {"b"}), 4, 2 * n, 0};
+    default:
+      return {tests::small_run(names, data, {}, {"g" + predictors}, {}, {}, {}, {"g"}), 8, 4 * n, 0};
+  }
+}
+
 /// Six indicators of one factor, or of two of which the second depends on the first, in 5,000 rows; a tenth
 /// of the cells is missing. A Metropolis step for each score.
 inline chain_workload factors(int n_factors) {

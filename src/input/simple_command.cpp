@@ -226,6 +226,10 @@ class simple_reader {
     for (unsigned i = 0; i < models_.size(); ++i) {
       const auto holds = [&](const named& one) { return has_predictor(models_[i], one.term); };
       if (!holds(focal) || !std::all_of(moderators.begin(), moderators.end(), holds)) continue;
+      // Its slopes are many, one for each dummy code.
+      if (models_[i].kind() == model::kind::nominal)
+        throw error("ERROR: Nominal Simple Slopes not allowed.\n       The outcome '" + models_[i].name() +
+                    "' is nominal.");
       out.push_back(i);
       for (const named& moderator : moderators) {
         if (has_main_effect(models_[i], moderator.term)) continue;

@@ -73,7 +73,10 @@ class places_of {
   void coefficients() {
     const std::vector<model::parameter> all = model_.fixedParameters();
     for (std::size_t position = 0; position < all.size(); ++position) {
-      if (all[position].has_label()) add(all[position].label(), place::fixed, position);
+      if (!all[position].has_label()) continue;
+      add(all[position].label(), place::fixed, position);
+      // The label is that of a coefficient in the equation of each dummy code.
+      out_[to_lower(all[position].label())].appearances += model_.n_codes() - 1;
     }
     std::size_t position = 0;
     for (const auto& term : model_.fixed_compute) {
@@ -89,7 +92,9 @@ class places_of {
     for (std::int32_t c = model_.levels - 1; c >= 0; --c) {
       const std::vector<model::parameter> all = model_.randomParameters(static_cast<unsigned>(c));
       for (std::size_t position = 0; position < all.size(); ++position) {
-        if (all[position].has_label()) add(all[position].label(), place::random, position, true, c);
+        if (!all[position].has_label()) continue;
+        for (unsigned code = 0; code < model_.n_codes(); ++code)
+          add(all[position].label(), place::random, position, true, c);
       }
     }
     std::size_t position = 0;

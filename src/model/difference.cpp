@@ -94,8 +94,11 @@ std::vector<contrast> difference::contrasts() const {
   const unsigned rows = span.second / n_codes;  // of one code: parameters and what follows from them
   std::vector<contrast> out;
   for (unsigned code = 0; code < n_codes; ++code) {
-    for (std::size_t k = 0; k < positions.size(); ++k)
+    for (std::size_t k = 0; k < positions.size(); ++k) {
+      // A label is one parameter for all codes.
+      if (code > 0 && given.at(positions[k]).has_label()) continue;
       out.push_back({{{span.first + code * rows + positions[k], 1.0}}, held[k], true});
+    }
   }
   return out;
 }

@@ -50,25 +50,6 @@ void copy_upper_to_lower(arma::Mat<double>& A) {
     for (arma::uword i = 0; i < j; ++i) A.at(j, i) = A.at(i, j);
 }
 
-/// First in, first out on at most `capacity` indices.
-class index_queue {
- public:
-  explicit index_queue(std::size_t capacity) : ring_(capacity) {}
-  bool empty() const { return size_ == 0; }
-  void push_back(arma::uword i) { ring_[(front_ + size_++) % ring_.size()] = i; }
-  arma::uword pop_front() {
-    const arma::uword i = ring_[front_];
-    front_ = (front_ + 1) % ring_.size();
-    --size_;
-    return i;
-  }
-
- private:
-  std::vector<arma::uword> ring_;
-  std::size_t front_ = 0;
-  std::size_t size_ = 0;
-};
-
 }  // namespace
 
 std::uint32_t Random::trunc_norm_max_niter = 10000;
@@ -258,26 +239,15 @@ double Random::rtignorm(const double& mu, const double& t) {
 
 // Discrete draws
 
-int Random::rmnom(arma::Row<double> p) {
-  const arma::uword K = p.n_elem;
+int Random::rmnom(const arma::Row<double>& p) {
+  return static_cast<int>(rmnom(p.memptr(), p.n_elem));
+}
+
+arma::uword Random::rmnom(const double* p, arma::uword K) {
   if (K == 0) throw error_debug("rmnom(): no probabilities.");
-  p *= static_cast<double>(K);
-  arma::Row<double> prob(K, arma::fill::zeros);
-  std::vector<arma::uword> alias(K, 0);
-  index_queue small(K), large(K);
-  for (arma::uword i = 0; i < K; ++i) (p[i] < 1 ? small : large).push_back(i);
-  while (!small.empty() && !large.empty()) {
-    const arma::uword s = small.pop_front();
-    const arma::uword l = large.pop_front();
-    prob[s] = p[s];
-    alias[s] = l;
-    p[l] = (p[s] - 1) + p[l];
-    (p[l] < 1 ? small : large).push_back(l);
-  }
-  while (!large.empty()) prob[large.pop_front()] = 1;
-  while (!small.empty()) prob[small.pop_front()] = 1;
+  alias_.build(p, K);
   const arma::uword i = distribution::index_below(K, engine);
-  return static_cast<int>(prob[i] > runif() ? i : alias[i]);
+  return alias_.pick(i, runif());
 }
 
 /// A gamma mixture of Poisson counts: all rates first, then all counts.

@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "random/alias_table.hpp"
 #include "random/random.distributions.hpp"
 #include "random/random.engine.hpp"
 
@@ -90,7 +91,9 @@ class Random {
 
   /// An index 0 .. K-1 with probabilities p (which sum to 1), by Vose's form of Walker's alias method (Vose,
   /// 1991, IEEE Trans. Softw. Eng. 17). Throws error_debug for an empty p.
-  int rmnom(arma::Row<double> p);
+  int rmnom(const arma::Row<double>& p);
+  /// The same of K probabilities: allocates nothing while K stays.
+  arma::uword rmnom(const double* p, arma::uword K);
 
   /// One negative binomial count per element of p, size r, success probability p(i), mean r (1 - p) / p.
   /// Throws tovik::error when a rate is not finite or passes 2e9, numeric_error unless r > 0.
@@ -119,6 +122,8 @@ class Random {
   bool tail_proposals(double z, double end, double& c);
   bool standard_above(double z, double& c);
   bool standard_between(double a, double b, double& c);
+
+  alias_table alias_;  ///< room of rmnom
 };
 
 }  // namespace tovik

@@ -29,6 +29,11 @@ rank_study logistic_ranks();
 
 /// An incomplete count as outcome and as predictor.
 rank_study count_ranks();
+/// An incomplete outcome of three unordered categories, which predicts another outcome.
+rank_study nominal_ranks();
+
+/// An outcome of three unordered categories with random intercepts.
+rank_study nominal_cluster_ranks();
 
 /// Two factors of three incomplete indicators each, one factor on the other.
 rank_study two_factor_ranks();
@@ -50,7 +55,7 @@ inline std::vector<rank_study> rank_studies() {
   return {shared_label_ranks(), mediation_ranks(),  random_slope_ranks(),       phantom_ranks(),
           binary_ranks(),       propensity_ranks(), selection_ranks(),          logistic_ranks(),
           two_factor_ranks(),   block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks(),
-          count_ranks()};
+          count_ranks(),        nominal_ranks(),    nominal_cluster_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

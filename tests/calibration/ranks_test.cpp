@@ -57,6 +57,14 @@ TEST(Ranks, Count) {
   expect_uniform(count_ranks());
 }
 
+TEST(Ranks, Nominal) {
+  expect_uniform(nominal_ranks());
+}
+
+TEST(Ranks, NominalWithinClusters) {
+  expect_uniform(nominal_cluster_ranks());
+}
+
 TEST(Ranks, TwoFactors) {
   expect_uniform(two_factor_ranks());
 }

@@ -98,6 +98,12 @@ TEST(ConstraintInfo, ANominalTermTakesAPlaceForEachCode) {
   EXPECT_EQ(run.all.appearances(label("a")), 2u);
 }
 
+TEST(ConstraintInfo, ALabelOfANominalOutcomeAppearsOnceForEachCode) {
+  run_models run(0, {"g ~ x@a"});
+  EXPECT_EQ(places(run, "a"), texts{"g fixed 1"});
+  EXPECT_EQ(run.all.appearances(label("a")), 2u);
+}
+
 TEST(ConstraintInfo, ACoefficientOfAComputedTermStandsBehindThePlainOnes) {
   run_models run(0, {"y ~ (x*z)@a v"});
   EXPECT_EQ(places(run, "a"), texts{"y fixed 2"});

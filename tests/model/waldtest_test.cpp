@@ -130,6 +130,12 @@ TEST(Restriction, RepeatsForEachCodeOfANominalOutcome) {
   EXPECT_EQ(contrasts.at(1).rows.at(0).first, first + rows + 2);
 }
 
+TEST(Restriction, OfALabelOfANominalOutcomeIsOneForAllItsCodes) {
+  const hypotheses run(0, {"y ~ x", "g ~ x@a z"});
+  EXPECT_EQ(run.words_of(run.test({"g ~ "})),
+            (texts{"g:    Fixed : x = 0", "g:    Fixed : z = 0", "g:    Fixed : z = 0"}));
+}
+
 TEST(Restriction, OfARandomSlopeIsItsVariance) {
   const hypotheses run(1, {"y ~ x z | x z"});
   EXPECT_EQ(run.words_of(run.test({"y ~ x z | z"})), (texts{"y: Variance : L2 : Var(x) = 0"}));

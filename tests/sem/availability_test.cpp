@@ -40,15 +40,6 @@ TEST(Availability, LabelsTermsAndDefinitionsAreDrawn) {
   EXPECT_EQ(failure({"y ~ x@b Intercept@b0 | 1@v"}, {"school"}), "");
 }
 
-TEST(Availability, OutcomesByKind) {
-  using data::type;
-  for (const auto& [kind, text] : {std::pair{type::nominal, "A nominal outcome ('y')"}}) {
-    small_run run(names, columns(), {}, {"w ~ 1", "y ~ x"});
-    run.vars.find("y")->type = kind;
-    EXPECT_EQ(run.failure(), refused(text));
-  }
-}
-
 TEST(Availability, PhantomsAreNoTerms) {
   small_run run(names, columns(), {}, {"y ~ x"});
   run.models[0].fixed.back().type = model::type::phantom;

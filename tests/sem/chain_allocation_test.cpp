@@ -56,6 +56,32 @@ TEST(ChainAllocation, NoneForAMediatorWithRandomEffects) {
   expect_none({names, with_gaps(schools(), {2}), {"school"}, {"m ~ x", "y ~ m x (m*w) | m"}});
 }
 
+/// Columns school, x, m, w, g, y: g has three categories, and y follows g.
+arma::mat schools_with_groups() {
+  arma::mat out = schools();
+  out.insert_cols(4, 1);
+  Random rng(42, 2);
+  for (arma::uword i = 0; i < out.n_rows; ++i) {
+    const double score = out(i, 1) + 2.0 * rng.rnorm();
+    out(i, 4) = score < -1.0 ? 1.0 : score < 1.0 ? 2.0 : 3.0;
+    out(i, 5) += out(i, 4);
+  }
+  return out;
+}
+
+TEST(ChainAllocation, NoneForIncompleteNominalOutcomes) {
+  const std::vector<std::string> with_groups = {"school", "x", "m", "w", "g", "y"};
+  expect_none({with_groups, with_gaps(schools_with_groups(), {4}), {}, {"g ~ x"}, {}, {}, {}, {"g"}});
+  expect_none({with_groups,
+               with_gaps(schools_with_groups(), {4}),
+               {"school"},
+               {"g ~ x | x", "y ~ g m"},
+               {},
+               {},
+               {},
+               {"g"}});
+}
+
 TEST(ChainAllocation, NoneForLabelsAndParametersWithPriors) {
   expect_none({names, schools(), {}, {"m ~ x@a", "y ~ m@b x@a"}, {"b ~ normal(0, 4)", "ab = a*b"}});
 }

@@ -176,15 +176,6 @@ TEST(Outcomes, ALevelTwoOutcomeOfThreeLevelDataHasTheTopLevelAboveIt) {
   EXPECT_EQ(chain->getLikelihoods().n_rows, 3u);
 }
 
-TEST(Outcomes, RefusesOtherKindsByNameAndVariable) {
-  using data::type;
-  for (const auto& [kind, text] : {std::pair{type::nominal, "A nominal outcome ('y')"}}) {
-    small_run run(names, two_level(), {}, {"y ~ x"});
-    run.vars.find("y")->type = kind;
-    EXPECT_EQ(run.failure(), std::string("ERROR: ") + text + " is not available in this version.");
-  }
-}
-
 TEST(Outcomes, RefusesOtherLinks) {
   small_run run(names, two_level(), {}, {"y ~ x"});
   run.models[0].link = model::link::hev;

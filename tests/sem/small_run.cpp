@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+#include "data/category.hpp"
+#include "data/dummy.hpp"
 #include "data/levels.hpp"
 #include "data/named_effect.hpp"
 #include "model/parse.hpp"
@@ -13,11 +15,12 @@ namespace tovik::tests {
 small_run::small_run(const std::vector<std::string>& names, const arma::mat& columns,
                      const std::vector<std::string>& ids, const std::vector<std::string>& statements,
                      const std::vector<std::string>& parameters, const std::vector<std::string>& ordinal,
-                     const std::vector<std::string>& latent)
+                     const std::vector<std::string>& latent, const std::vector<std::string>& nominal)
     : data(columns) {
   make_catalogue(names, ids);
   for (const std::string& name : ordinal) make_ordinal(*vars.find(name));
   for (const std::string& name : latent) add_latent(name);
+  for (const std::string& name : nominal) make_nominal(name);
   std::vector<block::one_model> texts;
   for (const std::string& text : statements) texts.push_back({text, ""});
   models = sem::parse(texts, vars, block::map(), {parameters, false, false});
@@ -46,6 +49,23 @@ void small_run::make_ordinal(data::variable& v) const {
   const arma::vec column = data.col(v.column);
   const arma::vec values = arma::unique(column.elem(arma::find_finite(column)));
   v.values.assign(values.begin(), values.end());
+}
+
+void small_run::make_nominal(const std::string& text) {
+  const std::size_t equal = text.find('=');
+  const auto v = vars.find(text.substr(0, equal));
+  const arma::vec column = data.col(v->column);
+  const bool missing = column.has_nan();
+  v->type = data::type::nominal;
+  v->values = equal == std::string::npos ? dummyvalues(column, missing)
+                                         : dummyvalues(column, missing, std::stod(text.substr(equal + 1)));
+  const arma::mat codes = dummycode(column, v->values, missing);
+  for (arma::uword k = 0; k < codes.n_cols; ++k) {
+    auto code = std::make_shared<data::dummy>(v, v->values[k + 1], static_cast<unsigned>(data.n_cols));
+    v->setDummy(code);
+    vars.variables.push_back(std::move(code));
+    data.insert_cols(data.n_cols, codes.col(k));
+  }
 }
 
 void small_run::add_latent(const std::string& text) {

@@ -23,11 +23,12 @@ struct small_run {
 
   /// `ids` are names of columns, in any order; `parameters` are statements of PARAMETERS; `ordinal` are names
   /// of variables with categories. `latent`: names of latent variables, "f" of the rows or "id=f" of the
-  /// clusters of an identifier.
+  /// clusters of an identifier. `nominal`: names of variables with dummy codes, "g" or, with the reference 2,
+  /// "g=2".
   small_run(const std::vector<std::string>& names, const arma::mat& columns,
             const std::vector<std::string>& ids, const std::vector<std::string>& statements,
             const std::vector<std::string>& parameters = {}, const std::vector<std::string>& ordinal = {},
-            const std::vector<std::string>& latent = {});
+            const std::vector<std::string>& latent = {}, const std::vector<std::string>& nominal = {});
 
   std::shared_ptr<sem::Mcmc> chain(const Random& rng, const sem::priors& prior = {}, int xprior = 1) const;
 
@@ -38,6 +39,7 @@ struct small_run {
  private:
   void make_ordinal(data::variable& v) const;
   void add_latent(const std::string& name);
+  void make_nominal(const std::string& text);
   void make_catalogue(const std::vector<std::string>& names, const std::vector<std::string>& ids);
 };
 

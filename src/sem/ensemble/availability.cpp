@@ -26,9 +26,8 @@ const char* kind_name(const Model& model) {
     case model::kind::ordinal:
     case model::kind::missing:
     case model::kind::count:
-      return nullptr;
     case model::kind::nominal:
-      return "A nominal outcome";
+      return nullptr;
     case model::kind::phantom:
       return nullptr;
     case model::kind::log_variance:
@@ -38,9 +37,16 @@ const char* kind_name(const Model& model) {
   }
 }
 
+void check_nominal(const Model& model) {
+  if (model.link == model::link::probit)
+    throw error_debug("Probit Link not avaiable for Nominal variables Outcomes!");
+  if (model.link != model::link::logit) throw error_debug("Unrecognized Link for Nominal variables!");
+}
+
 void check_outcome(const Model& model) {
   if (const char* name = kind_name(model)) refuse(name, model);
   if (model.kind() == model::kind::phantom) return;
+  if (model.kind() == model::kind::nominal) return check_nominal(model);
   if (model.kind() == model::kind::ordinal) {
     if (model.link == model::link::scale) refuse("The link '" + model::link_str(model.link) + "'", model);
     if (model.link != model::link::probit && model.link != model::link::logit)

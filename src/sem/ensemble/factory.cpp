@@ -15,6 +15,7 @@
 #include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/nbinomial.hpp"
+#include "sem/outcomes/nominal.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
@@ -163,6 +164,14 @@ std::shared_ptr<estimator::Outcome> make_count(const Model& model, const outcome
                                      latent_equation_of(model, context, Logistic::priBeta));
 }
 
+std::shared_ptr<estimator::Outcome> make_nominal(const Model& model, const outcome_context& context) {
+  const data::variable& y = *model.outcomes.front().variable;
+  std::vector<unsigned> columns;
+  for (const auto& code : y.dummies) columns.push_back(code->column);
+  return std::make_shared<Nominal>(context.estimator, latent_equation_of(model, context, Logistic::priBeta),
+                                   nominal_codes{y.values, columns_of(columns)});
+}
+
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
   phantom_setup setup;
   setup.column = model.yind().at(0);
@@ -217,6 +226,8 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
       return make_computation(model, context);
     case model::kind::ordinal:
       return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
+    case model::kind::nominal:
+      return make_nominal(model, context);
     case model::kind::missing:
       return make_missing_indicator(model, context);
     case model::kind::count:

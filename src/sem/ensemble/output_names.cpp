@@ -33,15 +33,35 @@ std::string full_effect(const Model& model, const std::string& effect) {
   return effect;
 }
 
-/// Of each category of a probit model.
+/// What an equation speaks of: its outcome, or each dummy code of a nominal one.
+std::vector<std::string> full_codes(const Model& model) {
+  if (!model.layout().per_code) return {full_name(model)};
+  std::vector<std::string> out;
+  for (const auto& code : model.outcomes.front().variable->dummies) out.push_back(code->fullName);
+  return out;
+}
+
+/// Of each category of a probit or nominal model.
 std::vector<std::string> probability_names(const Model& model) {
   std::vector<std::string> out;
-  if (!model.layout().thresholds) return out;
+  if (!model.layout().thresholds && !model.layout().per_code) return out;
   const bool indicator = model.kind() == model::kind::missing;
   const std::vector<double> values =
       indicator ? std::vector<double>{0.0, 1.0} : model.outcomes.front().variable->values;
   for (double value : values) out.push_back(data::dummy::label(full_name(model), value) + ".probability");
   return out;
+}
+
+/// The random effects behind one name, levels from the nearest up.
+void append_effects(const Model& model, const std::string& name, std::vector<std::string>& out) {
+  for (int level = model.levels - 1; level >= 0; --level) {
+    std::string id;
+    for (const auto& cluster : model.clusters) {
+      if (model.levels > 1 && cluster->level == static_cast<unsigned>(level)) id = "$" + cluster->fullName;
+    }
+    for (const std::string& effect : model.reName(level))
+      out.push_back(name + "$" + full_effect(model, effect) + id);
+  }
 }
 
 }  // namespace
@@ -50,26 +70,21 @@ std::vector<std::string> latent_names(const Model& model) {
   std::vector<std::string> out;
   if (model.layout().thresholds || model.kind() == model::kind::latent)
     out.push_back(full_name(model) + ".latent");
-  for (int level = model.levels - 1; level >= 0; --level) {
-    std::string id;
-    for (const auto& cluster : model.clusters) {
-      if (model.levels > 1 && cluster->level == static_cast<unsigned>(level)) id = "$" + cluster->fullName;
-    }
-    for (const std::string& effect : model.reName(level)) {
-      out.push_back(full_name(model) + "$" + full_effect(model, effect) + id);
-    }
-  }
+  for (const std::string& code : full_codes(model)) append_effects(model, code, out);
   return out;
 }
 
 std::vector<std::string> residual_names(const Model& model) {
-  return {full_name(model) + ".residual"};
+  std::vector<std::string> out;
+  for (const std::string& code : full_codes(model)) out.push_back(code + ".residual");
+  return out;
 }
 
 std::vector<std::string> predicted_names(const Model& model) {
   if (model.kind() == model::kind::ordinal && model.link == model::link::logit)
     return {data::dummy::label(full_name(model), 1.0) + ".probability"};
   std::vector<std::string> out = probability_names(model);
+  if (model.layout().per_code) return out;
   out.push_back(full_name(model) + ".predicted");
   return out;
 }

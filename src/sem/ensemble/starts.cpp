@@ -91,8 +91,12 @@ void append_thresholds(std::vector<double>& out, const Model& model, const outco
   out.insert(out.end(), reported.begin(), reported.end());
 }
 
+bool is_nominal(const Model& model) {
+  return model.kind() == model::kind::nominal;
+}
+
 bool is_categorical(const Model& model) {
-  return model.kind() == model::kind::ordinal || model.kind() == model::kind::missing;
+  return model.kind() == model::kind::ordinal || model.kind() == model::kind::missing || is_nominal(model);
 }
 
 bool is_count(const Model& model) {
@@ -129,6 +133,26 @@ outcome_moments count_moments(const arma::Col<double>& y) {
   out.mean = std::log(m);
   out.variance = std::log1p(v / (m * m));
   out.dispersion = v > m ? std::clamp(m * m / (v - m), 0.1, 100.0) : 10.0;
+  return out;
+}
+
+/// Of each dummy code of a nominal outcome, whose equation has the log odds of its category against the
+/// reference; half a unit in each keeps a mean finite. Of any other outcome its own.
+std::vector<outcome_moments> moments_of_codes(const Model& model, const outcome_moments& all) {
+  if (!is_nominal(model)) return {all};
+  const auto count = [&](double value) {
+    const auto* at = std::find(all.categories.begin(), all.categories.end(), value);
+    return 0.5 +
+           (at == all.categories.end()
+                ? 0.0
+                : static_cast<double>(all.counts[static_cast<arma::uword>(at - all.categories.begin())]));
+  };
+  const std::vector<double>& values = model.outcomes.front().variable->values;
+  std::vector<outcome_moments> out;
+  for (std::size_t k = 1; k < values.size(); ++k) {
+    out.push_back(all);
+    out.back().mean = std::log(count(values[k]) / count(values.front()));
+  }
   return out;
 }
 
@@ -217,10 +241,12 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
                                  const std::vector<arma::Col<double>>& squares,
                                  const arma::Col<double>& slopes) {
   std::vector<double> out;
-  append_covariances(out, model, moments.variance, squares, start_scale);
-  append_residual(out, model, moments, start_scale);
-  append_coefficients(out, model, moments, start_shift, slopes);
-  append_thresholds(out, model, moments);
+  for (const outcome_moments& one : moments_of_codes(model, moments)) {
+    append_covariances(out, model, one.variance, squares, start_scale);
+    append_residual(out, model, one, start_scale);
+    append_coefficients(out, model, one, start_shift, slopes);
+    append_thresholds(out, model, one);
+  }
   return out;
 }
 
@@ -231,6 +257,10 @@ arma::Col<double> values_on_scale(const Model& model, unsigned column, const out
   if (known.is_empty()) return out;
   if (!is_categorical(model) && !is_count(model)) {
     out.elem(known) = transformed(model, out.elem(known));
+    return out;
+  }
+  if (is_nominal(model)) {  // categories without an order
+    out.fill(arma::datum::nan);
     return out;
   }
   const arma::Col<double> codes = out.elem(known);

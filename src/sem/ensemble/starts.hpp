@@ -39,6 +39,7 @@ std::vector<outcome_moments> observed_moments(const Model& model, const arma::Ma
 ///   intercept: m + start_shift * sqrt(v)
 ///   slopes: 0
 ///   thresholds: the normal quantiles of the observed shares, less the first
+///   of a nominal outcome all of it for each dummy code, m the log odds of its category and the reference
 ///
 /// with z_j the mean square of the covariate of an effect, so that all effects start at one half of the
 /// variance of the outcome whatever the units of their covariates. A starting value of the user takes the
@@ -57,7 +58,7 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
                                  const arma::Col<double>& slopes = {});
 
 /// The outcome in `column` at each row, on the scale of the equation: NaN where it is not observed. Of
-/// categories and of counts the numbers, put on the scale of the moments.
+/// ordered categories and of counts the numbers, put on the scale of the moments; of unordered categories NaN.
 arma::Col<double> values_on_scale(const Model& model, unsigned column, const outcome_moments& moments,
                                   const arma::Mat<double>& data);
 

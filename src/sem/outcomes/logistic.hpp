@@ -35,6 +35,11 @@ class Logistic : public polya_gamma_regression {
   bool make_ready(arma::Mat<double>& data) override;
   arma::Mat<double> compute_predicted_prob(const arma::Mat<double>& data) const;
 
+  // For those who are made of logistic regressions.
+  using Regression::at_rows;
+  using Regression::predictor;
+  using Regression::predictor_at;
+
  protected:
   const char* class_name() const override { return "Logistic"; }
   double kappa(double y) const override { return y - 0.5; }

@@ -183,6 +183,12 @@ class Regression : public virtual estimator::Outcome {
   void follow_labels() {
     driven_.follow(betas_);
   }
+  /// Drawn coefficients go along with driven ones although their prior is not flat: whoever drives these has
+  /// log_prior_of_drawn() among the terms.
+  void carry_prior() {
+    carries_prior_ = true;
+  }
+  double log_prior_of_drawn() const;
   /// The curvature of the log likelihood in two labelled coefficients, drawn ones going along, at the data
   /// and the variance of the last connectDriven(): with the opposite sign.
   double label_curvature(arma::uword j, arma::uword k) const {
@@ -486,6 +492,7 @@ class Regression : public virtual estimator::Outcome {
   };
   published_scratch published_;
   driven_coefficients driven_;
+  bool carries_prior_ = false;
   std::vector<arma::uword> labelled_;  ///< coefficients whose labels a block draws
   scan::shares shares_;
   struct part_scratch {

@@ -149,14 +149,7 @@ arma::Col<double> Regression::compute_logLiklihood(const arma::Mat<double>& data
 /// The values of the units, summed in the clusters of the level above with this number.
 arma::Col<double> Regression::sums_at(unsigned above, arma::Col<double> values) const {
   if (above == 0) return values;
-  const auto& clusters = *cluster.selectors[above - 1];
-  arma::Col<double> sums(clusters.size());
-  for (arma::uword c = 0; c < clusters.size(); ++c) {
-    double sum = 0.0;
-    for (arma::uword i = clusters.start[c]; i < clusters.start[c] + clusters.count[c]; ++i) sum += values(i);
-    sums(c) = sum;
-  }
-  return sums;
+  return cluster.selectors[above - 1]->sums(values);
 }
 
 arma::Col<double> Regression::observed_logLiklihood(const arma::Mat<double>& data,
@@ -262,18 +255,9 @@ void Regression::addLogLiklihood(const arma::Mat<double>& data, const int& at_le
     return;
   }
   const auto& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
-  arma::uword n = 0;
-  for (arma::uword c : units) n += clusters.count[c];
-  if (part_.units.size() < n) part_.units.resize(n);
-  arma::uword at = 0;
-  for (arma::uword c : units)
-    for (arma::uword i = 0; i < clusters.count[c]; ++i) part_.units[at++] = clusters.start[c] + i;
+  arma::uword const n = clusters.list_units(units, part_.units);
   const double* each = log_densities_at(data, arma::Col<arma::uword>(part_.units.data(), n, false, true));
-  for (arma::uword k = 0; k < units.n_elem; ++k) {
-    double sum = 0.0;
-    for (arma::uword i = clusters.count[units(k)]; i > 0; --i) sum += *each++;
-    out[k] += sum;
-  }
+  clusters.add_sums(units, each, out);
 }
 
 double Regression::logLiklihood(const arma::Mat<double>& data) const {

@@ -62,7 +62,18 @@ std::shared_ptr<estimator::constraint> Regression::moved_intercept() {
   return out;
 }
 
-// Going along leaves a density as it is only where the coefficients that do have a flat prior.
+double Regression::log_prior_of_drawn() const {
+  const scan::coefficient_prior& prior = scan_->terms().prior;
+  double sum = 0.0;
+  for (arma::uword j : free) {
+    const double e = betas_(j) - prior.mean(j);
+    sum -= 0.5 * prior.precision(j) * e * e;
+  }
+  return sum;
+}
+
+// Going along leaves a density as it is only where the coefficients that do have a flat prior, or where it
+// counts.
 void Regression::connectDriven(const arma::Mat<double>& data) {
   if (driven_.empty() || link != nullptr) return;
   const auto& columns = scan_->terms().terms.x;
@@ -75,7 +86,8 @@ void Regression::connectDriven(const arma::Mat<double>& data) {
     if (known) continue;
     std::copy_n(columns.at(j, data, unit_rows(), scratch), n, X.colptr(j));
   }
-  driven_.connect(X, scan_->terms().prior.is_flat() ? free : arma::Col<arma::uword>(), betas_);
+  const bool follow = carries_prior_ || scan_->terms().prior.is_flat();
+  driven_.connect(X, follow ? free : arma::Col<arma::uword>(), betas_);
 }
 
 double* Regression::covariance_element(unsigned index, unsigned L) {

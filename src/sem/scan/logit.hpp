@@ -15,6 +15,11 @@ inline double logistic(double x) {
   return e / (1.0 + e);
 }
 
+/// log(exp(a) + exp(b)), without overflow on either side.
+inline double log_sum_exp(double a, double b) {
+  return std::max(a, b) + std::log1p(std::exp(-std::fabs(a - b)));
+}
+
 /// y x - log(1 + exp(x)): the log probability of y, 0 or 1, with the log odds x. Nothing overflows, and a
 /// probability that rounds to 1 keeps the digits of its logarithm.
 inline double log_bernoulli(double y, double x) {

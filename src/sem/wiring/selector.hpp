@@ -19,6 +19,15 @@ class selector {
   /// The units of cluster k, a view that must not outlive the selector.
   arma::Col<arma::uword> operator[](arma::uword k) const;
 
+  /// The units of the given clusters, one cluster after another, into the front of `out`, which grows where
+  /// it has no room. Returns their number.
+  arma::uword list_units(const arma::Col<arma::uword>& clusters, std::vector<arma::uword>& out) const;
+  /// out[k] += the sum over the units of the k-th of the clusters; `each`: values in the order of
+  /// list_units().
+  void add_sums(const arma::Col<arma::uword>& clusters, const double* each, double* out) const;
+  /// The sum over the units of each cluster of a value per unit.
+  arma::Col<double> sums(const arma::Col<double>& values) const;
+
   arma::uword size() const { return start.size(); }
   /// Units in all clusters.
   arma::uword n_units() const { return index.n_elem; }
