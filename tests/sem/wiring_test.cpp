@@ -67,8 +67,7 @@ TEST(Cluster, OfLevelTwoUnits) {
 }
 
 TEST(Weights, HaveTheMeanOneOverAllRowsWithoutClusters) {
-  World world(1, {}, 1);
-  world.data.set_size(4, 3);
+  World world(1, {{4}}, 1);
   world.data.col(2) = arma::Col<double>{100, 200, 300, 400};
   const weights w(world.clusters(0), world.data, {2});
   for (int i = 0; i < 4; ++i) {
