@@ -80,4 +80,12 @@ std::vector<std::shared_ptr<const weights>> sampling_weights(const VariableList&
   return out;
 }
 
+void refuse_predictor_models(const VariableList& variables) {
+  if (variables.weights().empty()) return;
+  throw error(
+      "ERROR: Unspecified predictor models are not supported with sampling weights.\n"
+      "       Specify the models directly via the sequential approach\n"
+      "       in the MODEL command. See the User Guide for example.");
+}
+
 }  // namespace tovik::sem::estimator

@@ -58,4 +58,8 @@ class weights {
 std::vector<std::shared_ptr<const weights>> sampling_weights(const VariableList& variables,
                                                              const working_data& working);
 
+/// Models of variables that no equation has for its outcome have no form with weights. Throws tovik::error
+/// when the catalogue has any.
+void refuse_predictor_models(const VariableList& variables);
+
 }  // namespace tovik::sem::estimator
