@@ -4,10 +4,12 @@
 #include <benchmark/benchmark.h>
 
 #include <cmath>
+#include <memory>
 #include <vector>
 
 #include "../tests/sem/logistic_world.hpp"
 #include "../tests/sem/scan_world.hpp"
+#include "sem/outcomes/weighted.hpp"
 #include "support/blas_threads.hpp"
 
 namespace {
@@ -147,6 +149,32 @@ void W2_logistic_weights(benchmark::State& state) {
     for (double value : psi) benchmark::DoNotOptimize(random.rpg(value));
 }
 
+// The second with weights of rows and of clusters.
+void W2_weighted_scan(benchmark::State& state) {
+  using tovik::sem::estimator::weights;
+  tovik::use_one_blas_thread();
+  LoneEstimator lone(11);
+  const tovik::sem::Estimator* estimator = &lone;
+  arma::Mat<double> data = w2().data;
+  const arma::uword first = data.n_cols;
+  data.insert_cols(first, 2);
+  for (arma::uword i = 0; i < data.n_rows; ++i) {
+    data(i, first) = 1.0 + static_cast<double>(i % 7);
+    data(i, first + 1) = 1.0 + static_cast<double>((*w2().setup.cluster.row_cluster[0])(i) % 5);
+  }
+  const auto& setup = w2().setup;
+  const auto w =
+      std::make_shared<const weights>(setup.cluster, data, std::vector<arma::uword>{first, first + 1});
+  tovik::sem::NormalWeighted model(w, Normal::parts_of(estimator, tovik::data::type::continuous, setup),
+                                   estimator, setup);
+  for (auto _ : state) {
+    model.draw(data);
+    benchmark::ClobberMemory();
+  }
+  state.counters["scans"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+
 void W2_likelihoods(benchmark::State& state) {
   LoneEstimator estimator(11);
   Normal model(&estimator, w2().setup);
@@ -167,6 +195,7 @@ BENCHMARK(W2_random_numbers);
 BENCHMARK(W2_floor);
 BENCHMARK(W2_logistic_scan);
 BENCHMARK(W2_logistic_weights);
+BENCHMARK(W2_weighted_scan);
 BENCHMARK(W2_likelihoods);
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "model/model_list.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::manifest {
@@ -16,6 +17,7 @@ MI::MI(const VariableList& variables, const ModelList& models, const arma::Mat<d
       missing_(sem::summarise_missing(variables, data, working_)),
       how_(how) {
   checkOutcome(models);
+  sem::estimator::refuse_predictor_models(variables);
   if (saved_ == nullptr || saved_->values.n_rows != data.n_rows)
     throw error_debug("The saved columns are those of other data.");
   data_ = std::make_unique<Data>(variables, working_, how.how, how.ICCcutoff);

@@ -205,7 +205,8 @@ class Model {
   model::difference difference(const Model& full) const;
   model::difference operator-(const Model& full) const;
 
-  /// Identity links become weighted ones.
+  /// Identity links become weighted ones. Throws tovik::error for an equation that has no form with sampling
+  /// weights.
   void setWeights();
 
   /// "a#cor#b" decoded to "a <-> b", brackets and stars restored; of a phantom's model, its outcome.

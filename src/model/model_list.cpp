@@ -77,13 +77,24 @@ void ModelList::set_heterogeneous() {
   }
 }
 
+void ModelList::set_weights() {
+  for (const Model& block : *this) {
+    if (!block.is_multi()) continue;
+    for (unsigned i : find_multi(block))
+      if (at(i).link == model::link::scale) throw error("MultiScale models do not support weights.");
+  }
+  for (Model& model : *this) model.setWeights();
+}
+
+// What has no form with weights is refused: it would leave them out without a word.
 void Model::setWeights() {
   const model::kind own = kind();
-  if (own == model::kind::count || own == model::kind::nominal)
-    throw error("ERROR: Sampling weights are not available for count and nominal outcomes.\n" +
-                std::string("       Problem model: ") + command());
-  const bool own_scale = own == model::kind::normal || own == model::kind::latent;
-  if (own_scale && link == model::link::identity) link = model::link::weighted;
+  if (!model::has_predictors(own)) return;
+  if (own != model::kind::log_variance && link == model::link::identity) link = model::link::weighted;
+  const bool normal = own == model::kind::normal || own == model::kind::latent;
+  const bool served = (normal && link == model::link::weighted) ||
+                      (own == model::kind::ordinal && link == model::link::probit);
+  if (!served) throw error("ERROR: Sampling weights are not supported for the model of '" + name() + "'.");
 }
 
 }  // namespace tovik

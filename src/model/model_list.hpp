@@ -92,6 +92,8 @@ class ModelList : public std::vector<Model> {
   void check_outcomes() const;
   /// Normal single outcomes below a cluster level get a residual variance per cluster.
   void set_heterogeneous();
+  /// Every equation takes sampling weights (see Model::setWeights).
+  void set_weights();
   /// Enters the parameters of generate_map into `names`.
   void define_parameters();
   /// Points each definition at the final columns of its variables. Throws tovik::error for a definition that

@@ -28,6 +28,8 @@ coverage_study observed_fcs_coverage(const std::string& algorithm);
 /// Fully conditional specification with observed cluster means, of variables of levels 1 and 2.
 coverage_study observed_means_coverage(const std::string& algorithm);
 coverage_study observed_means_three_levels_coverage();
+/// Sampling weights where the chance of a row depends on its outcomes.
+coverage_study weighted_coverage();
 
 inline std::vector<coverage_study> coverage_studies() {
   return {interaction_coverage(),
@@ -41,7 +43,8 @@ inline std::vector<coverage_study> coverage_studies() {
           observed_fcs_coverage("mice"),
           observed_means_coverage("gibbs"),
           observed_means_coverage("mice"),
-          observed_means_three_levels_coverage()};
+          observed_means_three_levels_coverage(),
+          weighted_coverage()};
 }
 
 }  // namespace tovik::tests::calibration

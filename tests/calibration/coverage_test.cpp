@@ -69,6 +69,10 @@ TEST(Coverage, ObservedClusterMeansInThreeLevels) {
   expect_coverage(observed_means_three_levels_coverage());
 }
 
+TEST(Coverage, SamplingWeights) {
+  expect_coverage(weighted_coverage());
+}
+
 /// Within-variance 1, between-variance 2: total 1 + 1.5 * 2 = 4, of which 3/4 is due to missing data; 1 /
 /// (3/4)^2 degrees of freedom of two imputations, and 11/13 * 10 / 4 of the rows.
 TEST(Pooling, OfTwoImputations) {

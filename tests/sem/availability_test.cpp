@@ -50,16 +50,16 @@ TEST(Availability, OrdinalOutcomesAreProbitModels) {
   small_run run(names, columns(), {}, {"w ~ 1", "y ~ x"});
   run.vars.find("y")->type = data::type::ordinal;
   run.models[1].link = model::link::identity;
-  EXPECT_THROW(check_available(run.vars, run.models), error_debug);
+  EXPECT_THROW(check_available(run.models), error_debug);
   run.models[1].link = model::link::probit;
-  EXPECT_NO_THROW(check_available(run.vars, run.models));
+  EXPECT_NO_THROW(check_available(run.models));
 }
 
 TEST(Availability, IndicatorsOfMissingCellsAreCompleteData) {
   using model::type;
   small_run plain(names, columns(), {}, {"y ~ x"});
   plain.models[0].fixed.back().type = type::missing;
-  EXPECT_NO_THROW(check_available(plain.vars, plain.models));
+  EXPECT_NO_THROW(check_available(plain.models));
 }
 
 TEST(Availability, VariablesThatAreNoData) {

@@ -7,6 +7,7 @@
 #include "sem/chain/saved_columns.hpp"
 #include "sem/predictors/variable.hpp"
 #include "sem/small_run.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::mcmc_test {
@@ -216,10 +217,28 @@ TEST(Mcmc, APredictorHasAModelUnlessItIsFixedOrAnOutcome) {
   EXPECT_EQ(chain->getCovariateModelNumParams(), 2u);
 }
 
-TEST(Mcmc, RefusesWeights) {
+TEST(Mcmc, SamplingWeightsAreGreaterThanZero) {
   small_run run(names, three_level(), {}, {"y ~ x"});
   run.vars.find("w")->type = data::type::weight;
-  EXPECT_EQ(run.failure(), "ERROR: Sampling weights ('w') is not available in this version.");
+  run.data.col(run.vars.find("w")->column).fill(2.0);
+  EXPECT_EQ(run.failure(), "");
+  run.data(3, run.vars.find("w")->column) = 0.0;
+  EXPECT_EQ(run.failure(), "ERROR: Sampling weights must be greater than zero.\n       Problem variable: w");
+}
+
+TEST(Mcmc, HasTheWeightsOfEachLevelOnceTheyAreGiven) {
+  small_run run(names, three_level(), {}, {"y ~ x"});
+  try {
+    run.chain(Random(4, 1), {1, 1})->weights(0);
+    FAIL();
+  } catch (const error& e) {
+    EXPECT_STREQ(e.what(), "ERROR: Cannot use sampling weights when none have been set.");
+  }
+  run.vars.find("w")->type = data::type::weight;
+  run.data.col(run.vars.find("w")->column).fill(2.0);
+  const auto chain = run.chain(Random(4, 1), {1, 1});
+  ASSERT_NE(chain->weights(0), nullptr);
+  EXPECT_EQ(chain->weights(0)->rows(0), 1.0);
 }
 
 TEST(Mcmc, NeedsTheColumnOfTheConstant) {

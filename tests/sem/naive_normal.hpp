@@ -9,7 +9,8 @@
 namespace tovik::tests {
 
 /// The normal outcome once more: the full conditionals as they stand in a textbook, with dense matrices and
-/// no thought of speed. It takes the random numbers in the same order.
+/// no thought of speed. It takes the random numbers in the same order. With sampling weights W, g and h (see
+/// weighted) the sums of squares and products that parameters are drawn from have them.
 struct NaiveNormal {
   sem::equation_setup s;
   arma::Mat<double> b;
@@ -18,6 +19,7 @@ struct NaiveNormal {
   double coef_var = 0, total_var = 0;
   std::vector<double> icept_var, slope_var;
   arma::Col<double> std_b;
+  arma::Col<double> W, g, h;  ///< empty: 1
 
   explicit NaiveNormal(const sem::equation_setup& setup)
       : s(setup), sigma2(setup.estimate_resid ? 1.0 : setup.resid_value) {
@@ -48,6 +50,10 @@ struct NaiveNormal {
     return out;
   }
 
+  static arma::Mat<double> by(const arma::Col<double>& w, const arma::Mat<double>& of) {
+    return w.is_empty() ? of : arma::Mat<double>(of.each_col() % w);
+  }
+
   static double inverse_gamma(int prior, double n, double ss, Random& rng) {
     const double shape = prior == 1 ? (n + 2) / 2 : prior == 2 ? (n - 2) / 2 : n / 2;
     return 1.0 / rng.rgamma(shape, 2.0 / (prior == 1 ? ss + 1 : ss));
@@ -64,7 +70,7 @@ struct NaiveNormal {
     draw_coefficients(X, r, rng);
     for (unsigned L = 0; L < s.n_levels; ++L) draw_effects(Z, L, r, rng);
     if (s.estimate_resid)
-      sigma2 = inverse_gamma(s.prior.resvar, static_cast<double>(r.n_elem), arma::dot(r, r), rng);
+      sigma2 = inverse_gamma(s.prior.resvar, static_cast<double>(r.n_elem), arma::dot(r, by(W, r)), rng);
     for (unsigned L = 0; L < s.n_levels; ++L) draw_covariance(L, rng);
     impute(data, y - r, rng);
     shares(X, Z);
@@ -78,8 +84,9 @@ struct NaiveNormal {
     if (!s.fixed.is_empty()) r -= X.cols(s.fixed) * b.rows(s.fixed);
     if (free.is_empty()) return;
     const arma::Mat<double> F = X.cols(free);
-    const arma::Mat<double> V = sigma2 * arma::inv(arma::Mat<double>(F.t() * F));
-    const arma::Mat<double> m = arma::solve(F.t() * F, F.t() * r, arma::solve_opts::no_approx);
+    const arma::Mat<double> G = F.t() * by(W, F);
+    const arma::Mat<double> V = sigma2 * arma::inv(G);
+    const arma::Mat<double> m = arma::solve(G, F.t() * by(W, r), arma::solve_opts::no_approx);
     const arma::Mat<double> z = rng.randn(1, static_cast<int>(free.n_elem));
     b.rows(free) = (z * arma::chol(arma::symmatu(V))).t() + m;
     r -= F * b.rows(free);
@@ -92,8 +99,9 @@ struct NaiveNormal {
       for (arma::uword c = 0; c < u[L].n_rows; ++c) {
         arma::uvec const rows = arma::find(*s.cluster.row_cluster[L] == c);
         const arma::Mat<double> Zc = Z[L].rows(rows);
-        const arma::Mat<double> V = arma::inv(arma::Mat<double>(Zc.t() * Zc / sigma2 + iSigma[L]));
-        const arma::Mat<double> m = V * (Zc.t() * r.elem(rows) / sigma2);
+        const arma::Col<double> w = g.is_empty() ? g : g.elem(rows).eval();
+        const arma::Mat<double> V = arma::inv(arma::Mat<double>(Zc.t() * by(w, Zc) / sigma2 + iSigma[L]));
+        const arma::Mat<double> m = V * (Zc.t() * by(w, r.elem(rows)) / sigma2);
         u[L].row(c) = m.t() + rng.randn(1, static_cast<int>(q)) * arma::chol(arma::symmatu(V));
       }
     }
@@ -103,7 +111,7 @@ struct NaiveNormal {
   void draw_covariance(unsigned L, Random& rng) {
     const int q = static_cast<int>(u[L].n_cols), n = static_cast<int>(u[L].n_rows), prior = s.prior.raneff;
     if (q == 0) return;
-    arma::Mat<double> S = u[L].t() * u[L];
+    arma::Mat<double> S = u[L].t() * by(h, u[L]);
     if (q == 1) {
       Sigma[L](0, 0) = inverse_gamma(prior, n, S(0, 0), rng);
       iSigma[L](0, 0) = 1.0 / Sigma[L](0, 0);

@@ -31,6 +31,36 @@ TEST(Thresholds, StartAtNormalQuantilesOfCumulativeShares) {
   EXPECT_THROW(thresholds(units{4}), error_debug);
 }
 
+TEST(Thresholds, WeightsCountAsRepeatedUnits) {
+  Random rng(8, 1);
+  const arma::vec mean = rng.randn(60, 1), sd = 0.5 + arma::abs(rng.randn(60, 1));
+  arma::vec weights(60);
+  std::vector<arma::uvec> plain(4), repeated(4);
+  std::vector<std::vector<arma::uword>> lists(4), often(4);
+  for (arma::uword i = 0; i < 60; ++i) {
+    weights(i) = static_cast<double>(1 + i % 3);
+    lists[i % 4].push_back(i);
+    for (arma::uword k = 0; k <= i % 3; ++k) often[i % 4].push_back(i);
+  }
+  for (std::size_t k = 0; k < 4; ++k) {
+    plain[k] = arma::uvec(lists[k]);
+    repeated[k] = arma::uvec(often[k]);
+  }
+  thresholds a(units{15, 15, 15, 15}), b = a;
+  a.weights = weights.memptr();
+  Random first(9, 1), second(9, 1);
+  int moved = 0;
+  for (int t = 0; t < 200; ++t) {
+    const bool leapt = a.leap(plain, mean.memptr(), first, sd.memptr());
+    EXPECT_EQ(b.leap(repeated, mean.memptr(), second, sd.memptr()), leapt);
+    const bool walked = a.move(plain, mean.memptr(), 60, first, sd.memptr(), a.newton.log_likelihood);
+    EXPECT_EQ(b.move(repeated, mean.memptr(), 60, second, sd.memptr()), walked);
+    moved += leapt || walked ? 1 : 0;
+    ASSERT_TRUE(arma::approx_equal(a.tau, b.tau, "absdiff", 1e-9)) << "step " << t;
+  }
+  EXPECT_GT(moved, 100);
+}
+
 TEST(Thresholds, CutScoresIntoCategories) {
   thresholds t(units{1, 1, 1});
   t.tau = {0.0, 1.0};

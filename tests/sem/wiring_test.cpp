@@ -66,17 +66,43 @@ TEST(Cluster, OfLevelTwoUnits) {
   EXPECT_THROW(world.clusters(3), error_debug);
 }
 
-TEST(Weights, SumWithinClusters) {
+TEST(Weights, HaveTheMeanOneOverAllRowsWithoutClusters) {
+  World world(1, {{4}}, 1);
+  world.data.col(2) = arma::Col<double>{100, 200, 300, 400};
+  const weights w(world.clusters(0), world.data, {2});
+  for (int i = 0; i < 4; ++i) {
+    EXPECT_DOUBLE_EQ(w.rows(i), 0.4 * (i + 1));
+    EXPECT_EQ(w.within(i), w.rows(i));
+  }
+  EXPECT_FALSE(w.of_clusters());
+}
+
+TEST(Weights, OfRowsHaveTheMeanOneWithinEachCluster) {
   World world(2, {{2, 3}}, 1);
-  world.data.col(2) = arma::Col<double>{1, 2, 3, 4, 5};
-  const weights w(world.clusters(0), world.data, 2);
-  EXPECT_EQ(w.rows(4), 5.0);
-  ASSERT_EQ(w.clusters.size(), 1U);
-  EXPECT_EQ(w.clusters[0](0), 3.0);
-  EXPECT_EQ(w.clusters[0](1), 12.0);
-  const weights top(world.clusters(1), world.data, 2);
-  EXPECT_EQ(top.rows.n_elem, 2U);
-  EXPECT_EQ(top.rows(1), 3.0);
+  world.data.col(2) = arma::Col<double>{1, 3, 10, 20, 30};
+  const weights w(world.clusters(0), world.data, {2, weights::none});
+  const arma::Col<double> expected = {0.5, 1.5, 0.5, 1.0, 1.5};
+  EXPECT_TRUE(arma::approx_equal(w.within, expected, "absdiff", 1e-14));
+  EXPECT_TRUE(arma::approx_equal(w.rows, expected, "absdiff", 0.0));
+  EXPECT_EQ(w.of_level(0), nullptr);
+}
+
+// h = (1/2, 3/2); g h sums to 1 + 4.5.
+TEST(Weights, OfClustersMultiplyThoseOfTheirRows) {
+  World world(2, {{2, 3}}, 2);
+  world.data.col(2) = arma::Col<double>{1, 3, 10, 20, 30};
+  world.data.col(3) = arma::Col<double>{5, 5, 15, 15, 15};
+  const weights w(world.clusters(0), world.data, {2, 3});
+  ASSERT_NE(w.of_level(0), nullptr);
+  EXPECT_DOUBLE_EQ((*w.of_level(0))(0), 0.5);
+  EXPECT_DOUBLE_EQ((*w.of_level(0))(1), 1.5);
+  EXPECT_DOUBLE_EQ(w.rows(0), 0.25 * 5.0 / 5.5);
+  EXPECT_DOUBLE_EQ(w.rows(4), 2.25 * 5.0 / 5.5);
+  EXPECT_DOUBLE_EQ(arma::accu(w.rows), 5.0);
+  EXPECT_TRUE(w.of_clusters());
+  const weights top(world.clusters(1), world.data, {3});
+  EXPECT_DOUBLE_EQ(top.rows(0), 0.5);
+  EXPECT_FALSE(top.of_clusters());
 }
 
 TEST(Likelihood, SumsItsContributions) {

@@ -14,6 +14,7 @@
 #include "sem/ensemble/predictor_readers.hpp"
 #include "sem/predictors/centered_copy.hpp"
 #include "sem/predictors/predictor_set.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -50,6 +51,7 @@ Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const a
       xprior_(xprior),
       icc_cutoff_(ICCcutoff) {
   if (saved_->values.n_rows != data.n_rows) throw error_debug("The saved columns are those of other data.");
+  working_.weights = estimator::sampling_weights(variables, working_);
   if (scaled) working_.observed = std::make_shared<const arma::Mat<double>>(working_.data);
   predictors_ = std::make_unique<predictor_set>(variables, working_, rng_,
                                                 predictor_set::options{xprior, ICCcutoff, scaled});
@@ -63,7 +65,7 @@ Mcmc::Mcmc(const VariableList& variables, const arma::Mat<double>& data, const R
 Mcmc::~Mcmc() = default;
 
 void Mcmc::addOutcomes(const VariableList& variables, const ModelList& models, const priors& prior) {
-  check_available(variables, models);
+  check_available(models);
   if (!models.empty()) {
     check_cluster_means(models, predictors());
     outcomes_ = std::make_unique<Outcomes>(working_, predictors(), models, working_.data, rng_, prior);
@@ -188,6 +190,11 @@ const std::vector<std::string>& Mcmc::predictor_column_names() const {
 }
 const std::vector<excluded_level>& Mcmc::excluded_predictors() const {
   return predictors_->excluded();
+}
+
+const estimator::weights* Mcmc::weights(const int& level) const {
+  if (working_.weights.empty()) throw error("ERROR: Cannot use sampling weights when none have been set.");
+  return working_.weights.at(static_cast<std::size_t>(level)).get();
 }
 
 estimator::cluster Mcmc::clusters(const int& level) const {

@@ -138,6 +138,9 @@ class Mcmc {
 
   /// The structure above an outcome at the sampler's level `level`; empty for the top level.
   estimator::cluster clusters(const int& level) const;
+  /// The sampling weights of the outcomes of that level; null where all are 1. Throws tovik::error when the
+  /// data have none.
+  const estimator::weights* weights(const int& level) const;
 
   /// The models of the predictors and of the variables to impute, then of the outcomes whose means or centred
   /// values other equations read (means_only()), each in catalogue order. A variable is incomplete if its

@@ -63,7 +63,8 @@ void check_outcome(const Model& model) {
     throw error_debug(model.kind() == model::kind::latent ? "Invalid Link for factor model!"
                                                           : "Invalid Link for normal model!");
   }
-  if (model.link != model::link::identity) refuse("The link '" + model::link_str(model.link) + "'", model);
+  if (model.link != model::link::identity && model.link != model::link::weighted)
+    refuse("The link '" + model::link_str(model.link) + "'", model);
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
 }
 
@@ -118,10 +119,7 @@ void check_random_variances(const Model& model) {
 
 }  // namespace
 
-void check_available(const VariableList& variables, const ModelList& models) {
-  if (!variables.weights().empty()) {
-    not_available::refuse("Sampling weights ('" + variables.weights().front()->name + "')");
-  }
+void check_available(const ModelList& models) {
   for (const Model& model : models) {
     if (!model::speaks_of_variables(model.kind())) continue;
     check_outcome(model);

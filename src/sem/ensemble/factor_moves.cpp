@@ -12,6 +12,9 @@ bool factor_moves::suits(const Normal& factor, const std::vector<reader>& reader
   const bool effects =
       std::any_of(factor.u.begin(), factor.u.end(), [](const auto& level) { return level.n_cols > 0; });
   if (effects || factor.link != nullptr || !factor.part(0).empty() || readers.empty()) return false;
+  // Scores are drawn without sampling weights and parameters with them: no density has both.
+  const auto is_weighted = [](const reader& r) { return r.equation->sampling() != nullptr; };
+  if (factor.sampling() != nullptr || std::any_of(readers.begin(), readers.end(), is_weighted)) return false;
   for (arma::uword j = 0; j < factor.betas_.n_elem; ++j) {
     const bool drawn = factor.coefficient_moves(j) && std::isinf(factor.coefficient_variance(j));
     const bool known = arma::any(factor.fixed == j) && factor.betas_(j) == 0.0;

@@ -20,6 +20,7 @@
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
+#include "sem/outcomes/weighted.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
@@ -88,21 +89,34 @@ equation_setup equation_of(const Model& model, const outcome_context& context) {
   return setup;
 }
 
+/// A kind, or its form with sampling weights where its level has any.
+template <class Kind, class... Args>
+std::shared_ptr<Kind> make_weighted(const outcome_context& context, data::type type,
+                                    const equation_setup& setup, const Args&... args) {
+  const auto& weights = context.working->weights;
+  if (weights.empty() || weights.at(setup.level) == nullptr) return std::make_shared<Kind>(args...);
+  return std::make_shared<weighted<Kind>>(weights[setup.level],
+                                          Regression::parts_of(context.estimator, type, setup), args...);
+}
+
 std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcome_context& context) {
+  constexpr data::type type = data::type::continuous;
   const equation_setup setup = equation_of(model, context);
   std::shared_ptr<Normal> out;
   if (context.in_block)
-    out = std::make_shared<MultiNormal>(context.estimator, data::type::continuous, setup);
+    out = make_weighted<MultiNormal>(context, type, setup, context.estimator, type, setup);
   else
-    out = std::make_shared<Normal>(context.estimator, setup);
+    out = make_weighted<Normal>(context, type, setup, context.estimator, setup);
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
 }
 
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
+  constexpr data::type type = data::type::latent;
   const equation_setup setup = Factor::without_values(equation_of(model, context));
-  if (context.in_block) return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
-  return std::make_shared<Factor>(context.estimator, setup);
+  if (context.in_block)
+    return make_weighted<MultiFactor>(context, type, setup, context.estimator, type, setup);
+  return make_weighted<Factor>(context, type, setup, context.estimator, setup);
 }
 
 /// For an outcome of categories or counts, whose response is drawn.
@@ -138,7 +152,7 @@ std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outco
   observed.values = arma::Col<double>(y.values);
   observed.of_unit = categories_of(setup, *context.data, observed.values);
   observed.n_reported = model.n_thresholds();
-  auto out = std::make_shared<Ordinal>(context.estimator, setup, observed);
+  auto out = make_weighted<Ordinal>(context, data::type::ordinal, setup, context.estimator, setup, observed);
   // Of several equations the first publishes.
   if (context.imputes && !y.latent.empty())
     out->addIndicator({y.latent.front()}, indicator_type::latent_residual);

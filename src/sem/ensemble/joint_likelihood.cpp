@@ -10,6 +10,7 @@
 #include "sem/outcomes/multi.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/small_cholesky.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -270,6 +271,7 @@ void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::C
                         scan::log_determinant(roots.back().memptr(), o.n_elem));
   }
   std::vector<double> e(n);
+  const estimator::weights* sampling = members_[at.parts.front().member]->sampling();
   for (index c = 0; c < at.n_units(); ++c) {
     const auto& observed = at.patterns[at.pattern_of[c]];
     for (std::size_t k = 0; k < observed.size(); ++k) {
@@ -280,7 +282,8 @@ void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::C
       }
     }
     scan::solve_upper(roots[at.pattern_of[c]].memptr(), observed.size(), e.data());
-    out(at.top(c)) -= 0.5 * (constants[at.pattern_of[c]] + product(e.data(), e.data(), observed.size()));
+    const double w = sampling == nullptr ? 1.0 : sampling->rows(c);
+    out(at.top(c)) -= 0.5 * w * (constants[at.pattern_of[c]] + product(e.data(), e.data(), observed.size()));
   }
 }
 

@@ -4,8 +4,7 @@
 #include <string>
 
 #include "model/model_list.hpp"
-#include "sem/outcomes/multi_struct.hpp"
-#include "sem/outcomes/multi_unstruct.hpp"
+#include "sem/outcomes/weighted_block.hpp"
 #include "sem/scan/correlation_completion.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -68,6 +67,12 @@ void complete(block_setup& setup, const Model& block) {
               ".\n       A covariance matrix must be positive definite.");
 }
 
+template <class Block>
+std::shared_ptr<Multi> make_kind(const Estimator* estimator, const block_setup& setup) {
+  if (setup.members.front()->sampling() == nullptr) return std::make_shared<Block>(estimator, setup);
+  return std::make_shared<weighted_block<Block>>(estimator, setup);
+}
+
 }  // namespace
 
 std::vector<bool> block_members(const ModelList& list) {
@@ -92,11 +97,8 @@ std::shared_ptr<Multi> make_block(const ModelList& list, const Model& model,
   read_correlations(setup, model, labels);
   complete(setup, model);
   const bool is_free = !arma::any(setup.known_variances) && !arma::any(arma::vectorise(setup.elements));
-  std::shared_ptr<Multi> out;
-  if (is_free)
-    out = std::make_shared<MultiUnstruct>(estimator, setup);
-  else
-    out = std::make_shared<MultiStruct>(estimator, setup);
+  std::shared_ptr<Multi> out =
+      is_free ? make_kind<MultiUnstruct>(estimator, setup) : make_kind<MultiStruct>(estimator, setup);
   out->register_ptrs();
   return out;
 }

@@ -23,6 +23,12 @@ bool has_random_effects(const estimator::Outcome& model) {
   return false;
 }
 
+/// Its conditional density counts units by sampling weights, its marginal density does not.
+bool is_weighted(const estimator::Outcome& model) {
+  const auto* equation = dynamic_cast<const Regression*>(&model);
+  return equation != nullptr && equation->sampling() != nullptr;
+}
+
 /// The density of a member is that of its block.
 bool counts(const estimator::Outcome& model) {
   return has_likelihood(model) && model.link == nullptr;
@@ -113,7 +119,7 @@ void Outcomes::add_likelihood(std::size_t model, const arma::Mat<double>& data, 
   const arma::Col<double> given = conditional_of(model, data);
   conditional += given;
   if (marginal == nullptr) return;
-  if (integrates_out(model))
+  if (integrates_out(model) || is_weighted(*models[model]))
     *marginal += marginal_of(model, data);
   else
     *marginal += given;
@@ -130,7 +136,8 @@ arma::Cube<double> Outcomes::likelihood(const arma::Mat<double>& data) const {
     if (!has_likelihood(*models[i])) continue;
     if (tied_[i] == i) {
       out.slice(slice).col(1) = conditional_of(i, data);
-      out.slice(slice).col(0) = integrates_out(i) ? marginal_of(i, data) : out.slice(slice).col(1);
+      const bool differs = integrates_out(i) || is_weighted(*models[i]);
+      out.slice(slice).col(0) = differs ? marginal_of(i, data) : out.slice(slice).col(1);
       out.slice(n_models) += out.slice(slice);
     }
     ++slice;

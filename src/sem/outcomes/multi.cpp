@@ -157,7 +157,7 @@ void Multi::addLogLiklihood(const arma::Mat<double>& data, const int& at_level,
 }
 
 double Multi::logLiklihood(const arma::Mat<double>& data) const {
-  return arma::accu(logLiklihood(data, static_cast<int>(level)));
+  return members_.front()->Regression::logLiklihood(data);
 }
 
 estimator::likelihood_function Multi::likelihoodFunc(const likelihood_type& kind) const {

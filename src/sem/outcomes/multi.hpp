@@ -128,6 +128,10 @@ class Multi : public virtual estimator::Outcome,
   arma::uword size() const { return members_.size(); }
   /// Of all members at the data: units x p.
   const arma::Mat<double>& residuals(const arma::Mat<double>& data);
+  /// The rows from which Sigma is drawn.
+  virtual const arma::Mat<double>& sample(const arma::Mat<double>& data) { return residuals(data); }
+  /// The sampling weights of the units, which all members share; null for none.
+  const estimator::weights* sampling() const { return members_.front()->sampling(); }
   double n_units() const { return static_cast<double>(n_units_); }
   /// Draws Sigma_ given the residuals at the data.
   virtual void draw_matrix(const arma::Mat<double>& data) = 0;

@@ -15,6 +15,7 @@
 #include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/solved_units.hpp"
 #include "sem/scan/blas.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -42,6 +43,8 @@ class Multi::solved_members {
   /// q and d of each unit of the unknown, in at(); their sums over all units.
   void read(const arma::Mat<double>& data) {
     read_units(data);
+    const bool of_clusters = !at_->counts.empty() && block_.sampling() != nullptr;
+    if (of_clusters) weigh(block_.sampling()->within);
     at_->sum([this](arma::uword k, double& q, double& d) {
       q += q_[k];
       d += d_[k];
@@ -49,6 +52,7 @@ class Multi::solved_members {
   }
   std::pair<double, double> total(const arma::Mat<double>& data) {
     read_units(data);
+    if (block_.sampling() != nullptr) weigh(block_.sampling()->rows);
     double q = 0.0, d = 0.0;
     for (std::size_t k = 0; k < q_.size(); ++k) {
       q += q_[k];
@@ -59,6 +63,13 @@ class Multi::solved_members {
   const solved_units& at() const { return *at_; }
 
  private:
+  void weigh(const arma::Col<double>& w) {
+    for (std::size_t k = 0; k < q_.size(); ++k) {
+      q_[k] *= w(at_->units(k));
+      d_[k] *= w(at_->units(k));
+    }
+  }
+
   /// a and b of one member.
   void read_member(const arma::Mat<double>& data, arma::uword j) {
     const Regression& member = *block_.members_[j];

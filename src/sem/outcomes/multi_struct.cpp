@@ -85,7 +85,7 @@ arma::uword MultiStruct::n_free(arma::uword j) {
 }
 
 void MultiStruct::read_products(const arma::Mat<double>& data) {
-  const arma::Mat<double>& e = residuals(data);
+  const arma::Mat<double>& e = sample(data);
   for (arma::uword j = 0; j < size(); ++j)
     for (arma::uword i = 0; i <= j; ++i) S_(i, j) = S_(j, i) = scan::dot(e.n_rows, e.colptr(i), e.colptr(j));
   walk_.set_target(n_units(), S_, prior(), scales());

@@ -15,7 +15,7 @@ namespace tovik::sem {
 /// A correlation that is known and not 0, or has a label, stays where it is while a variance moves; in such a
 /// block all correlations do. A label is drawn where its covariance stands, as rho = Sigma_ij / sqrt(Sigma_ii
 /// Sigma_jj), under its own prior and that of the block.
-class MultiStruct final : public Multi {
+class MultiStruct : public Multi {
  public:
   MultiStruct(const Estimator* estimator, const block_setup& setup);
 

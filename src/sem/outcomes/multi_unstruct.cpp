@@ -13,7 +13,7 @@ MultiUnstruct::MultiUnstruct(const Estimator* estimator_, const block_setup& set
 }
 
 void MultiUnstruct::draw_matrix(const arma::Mat<double>& data) {
-  step_.draw(prior(), residuals(data), *rng, Omega_, Sigma_, &scales());
+  step_.draw(prior(), sample(data), *rng, Omega_, Sigma_, &scales());
 }
 
 }  // namespace tovik::sem

@@ -7,7 +7,7 @@ namespace tovik::sem {
 
 /// A block whose covariance matrix is free: Sigma given the residuals is an inverse Wishart (see
 /// scan::covariance_step).
-class MultiUnstruct final : public Multi {
+class MultiUnstruct : public Multi {
  public:
   /// Throws error_debug for a setup in which something is known.
   MultiUnstruct(const Estimator* estimator, const block_setup& setup);

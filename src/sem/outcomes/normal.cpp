@@ -53,8 +53,7 @@ void Normal::draw_own(const arma::Mat<double>& data) {
     return;
   }
   const double n = static_cast<double>(n_units);
-  sigma2 =
-      1.0 / scan::draw_precision(resid_prior, n, equation().sum_of_squares(betas_, u), *rng, residual_unit());
+  sigma2 = 1.0 / scan::draw_precision(resid_prior, n, residual_squares(), *rng, residual_unit());
 }
 
 // The full conditional without phantoms is the proposal: its density of the variance is that of the values
@@ -72,7 +71,7 @@ void Normal::draw_variance_with_phantoms(const arma::Mat<double>& data) {
     return phantoms.log_density() - phantoms.products().log_density(v);
   };
   const double before = excess();
-  const double squares = scan::dot(e.n_elem, e.memptr(), e.memptr());
+  const double squares = squares_of(e.memptr());
   sigma2 =
       1.0 / scan::draw_precision(resid_prior, static_cast<double>(n_units), squares, *rng, residual_unit());
   refresh_phantoms(0);
@@ -152,7 +151,7 @@ std::unique_ptr<estimator::block_likelihood> Normal::blockLiklihood(const arma::
       std::any_of(u.begin(), u.end(), [](const auto& level_u) { return level_u.n_cols > 0; });
   const bool stays = terms.terms.x.filled() && terms.terms.x.all_static() &&
                      (terms.y_static || (!missing_rows.is_empty() && !scale_.has_transform()));
-  if (effects || !stays || link != nullptr || phantoms_of_residual() || !variances().is_one()) return nullptr;
+  if (effects || !stays || link != nullptr || phantoms_of_residual() || !scale().is_one()) return nullptr;
   arma::Col<double> y(n_units);
   copy_response(data, y.memptr());
   return std::make_unique<normal_draws>(

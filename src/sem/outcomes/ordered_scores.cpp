@@ -47,7 +47,7 @@ void ordered_scores::impute(arma::Mat<double>& data, arma::uword unit) {
 
 // Between two thresholds Y* keeps its share of the way; above the last it keeps its distance, and below the
 // first, which is 0, it stays.
-double ordered_scores::stretch(const arma::Col<double>& t) {
+double ordered_scores::stretch(const arma::Col<double>& t, const double* weights) {
   const arma::Col<double>& tau = cuts.tau;
   arma::uword const K = tau.n_elem;
   double log_jacobian = 0.0;
@@ -56,7 +56,10 @@ double ordered_scores::stretch(const arma::Col<double>& t) {
     const double rate = (t[k] - t[k - 1]) / (tau[k] - tau[k - 1]);
     for (arma::uword i : members[k])
       values(i) = std::clamp(t[k - 1] + (values(i) - tau[k - 1]) * rate, t[k - 1], t[k]);
-    log_jacobian += static_cast<double>(members[k].n_elem) * std::log(rate);
+    double n = weights == nullptr ? static_cast<double>(members[k].n_elem) : 0.0;
+    if (weights != nullptr)
+      for (arma::uword i : members[k]) n += weights[i];
+    log_jacobian += n * std::log(rate);
   }
   for (arma::uword i : members[K]) values(i) += t[K - 1] - tau[K - 1];
   return log_jacobian;

@@ -58,8 +58,8 @@ class ordered_scores {
     cuts.draw(members, mean, values.memptr(), rng, sd);
   }
   /// Carries every score along to the thresholds t, stretched to the new width of its category; returns the
-  /// log of the Jacobian.
-  double stretch(const arma::Col<double>& t);
+  /// log of the Jacobian, to which each unit adds its part as often as its weight says; null for once.
+  double stretch(const arma::Col<double>& t, const double* weights = nullptr);
 
  private:
   arma::Col<double> codes_;

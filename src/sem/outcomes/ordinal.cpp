@@ -8,6 +8,7 @@
 #include "random/constants.hpp"
 #include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -68,8 +69,13 @@ void Ordinal::set_list(std::unique_ptr<estimator::likelihood> list) {
   list_ = std::move(list);
   if (list_ == nullptr) return;
   walk_all_.set_list(*list_, arma::regspace<arma::Col<arma::uword>>(0, n_units - 1), level);
+  if (sampling() != nullptr) walk_all_.weigh(sampling()->rows);
   walk_complete_.set_list(*list_, propensity.complete(), level);
   walk_missing_.set_list(*list_, missing_rows, level);
+}
+
+void Ordinal::weigh_thresholds() {
+  propensity.cuts.weights = sampling()->rows.memptr();
 }
 
 void Ordinal::take_last_rows(const double* v) {

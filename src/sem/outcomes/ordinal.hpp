@@ -30,6 +30,10 @@ struct orbit_scale;
 /// Metropolis within it. A solved distribution of Y* serves in place of the equation's own. A missing
 /// category is that of its Y*, which is free, or moves by a random walk where other equations read it. In a
 /// block of outcomes with correlated residuals Y* is that of the equation given the others' residuals.
+///
+/// With sampling weights (see weighted) each unit's log mass counts W times for the thresholds, and Y* is
+/// drawn without weights. The coefficients given Y* are then not those of the density in which it is
+/// integrated out, so that the intercept stays where the thresholds leap, and nothing is rescaled.
 class Ordinal : public Regression {
  public:
   /// Prior variance of the coefficients.
@@ -100,6 +104,8 @@ class Ordinal : public Regression {
   arma::Col<double> own_rows() const override { return {sigma2_}; }
   arma::Col<double> last_rows() const override { return tau().tail(n_reported_); }
   void take_last_rows(const double* v) override;
+  /// At construction, with sampling weights.
+  void weigh_thresholds();
   std::shared_ptr<estimator::constraint> own_constraint(const parameter_type& kind,
                                                         const unsigned& index) override;
   void set_value_list(std::unique_ptr<estimator::likelihood> list) override;

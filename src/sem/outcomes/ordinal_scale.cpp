@@ -13,6 +13,7 @@ namespace tovik::sem {
 /// Other equations that hold Y*, the effects, or what is correlated with either would have to move too.
 bool Ordinal::can_rescale() const {
   if (!sampler_settings::scale_scores || scores_read_ || solver_ != nullptr || link != nullptr) return false;
+  if (sampling() != nullptr) return false;
   for (unsigned place = 0; place <= n_levels; ++place)
     if (!part(place).empty()) return false;
   return std::all_of(re_indicators.begin(), re_indicators.end(),

@@ -52,7 +52,7 @@ void Ordinal::draw_auxiliary(arma::Mat<double>& data) {
 bool Ordinal::leap() {
   const auto& terms = equation().terms();
   const auto& members = propensity.sets.all();
-  if (solver_ != nullptr || !has_intercept || !arma::any(free == 0))
+  if (solver_ != nullptr || sampling() != nullptr || !has_intercept || !arma::any(free == 0))
     return propensity.cuts.leap(members, mean_.memptr(), *rng, sd());
   const double before = betas_(0);
   scan::free_location location{before, terms.prior.precision(0), terms.prior.mean(0)};
@@ -87,7 +87,7 @@ void Ordinal::move_with_scores(arma::Mat<double>& data) {
   std::copy_n(propensity.values.memptr(), n_units, kept_.memptr());
   const bool moved = propensity.cuts.move(n_units, *rng, [&](const arma::Col<double>& t) {
     const double before = walk_all_.log_density(data);
-    const double jacobian = propensity.stretch(t);
+    const double jacobian = propensity.stretch(t, walk_all_.weights());
     propensity.write_all(data);
     propensity.refresh(data);
     proposed = true;

@@ -127,10 +127,11 @@ void Regression::keep_rows() {
 }
 
 void Regression::begin_scan(const arma::Mat<double>& data) {
+  const scan::row_scale effects = effects_scale();
   if (const arma::Col<double>* values = response(data))
-    scan_->begin(data, *values, betas_, u, scale());
+    scan_->begin(data, *values, betas_, u, scale(), &effects);
   else
-    scan_->begin(data, betas_, u, scale());
+    scan_->begin(data, betas_, u, scale(), &effects);
   if (const arma::Col<double>* others = read_others(data)) scan_->subtract(others->memptr());
   if (parts_[0].empty()) return;
   parts_[0].loadings.means(data, unit_rows(), means_.residual);
@@ -190,7 +191,8 @@ unsigned Regression::draw_integrated(const arma::Mat<double>& data) {
 unsigned Regression::integrated_level() const {
   unsigned L = 0;
   while (L < n_levels && n_random(L) == 0) ++L;
-  return L < n_levels && re_indicators[L].is_empty() && sampler_settings::integrate_effects ? L : n_levels;
+  const bool can = L < n_levels && re_indicators[L].is_empty() && has_one_density();
+  return can && sampler_settings::integrate_effects ? L : n_levels;
 }
 
 bool Regression::draw_nested(unsigned L) {

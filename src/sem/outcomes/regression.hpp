@@ -16,6 +16,10 @@
 #include "sem/wiring/correlated_side.hpp"
 #include "sem/wiring/outcome.hpp"
 
+namespace tovik::sem::estimator {
+class weights;
+}
+
 namespace tovik::sem {
 
 struct solved_units;
@@ -38,7 +42,7 @@ struct solved_units;
 /// The sources beside regression.cpp: regression_distribution (what the equation says of an unknown that
 /// stands in it), regression_effects (random effects), regression_likelihood (what the model says of the
 /// data), regression_parameters (parameters seen from outside), regression_phantoms,
-/// regression_propriety.
+/// regression_propriety, regression_weights (sampling weights).
 class Regression : public virtual estimator::Outcome {
  public:
   /// Throws error_debug for a setup that contradicts itself.
@@ -119,6 +123,8 @@ class Regression : public virtual estimator::Outcome {
   /// The response given its parameters is normal with one residual variance, so that it has a joint density
   /// with others.
   virtual bool is_normal() const { return false; }
+  /// The sampling weights by which its parameters are drawn; null for none. See weighted.
+  virtual const estimator::weights* sampling() const { return nullptr; }
   /// y* - Xb of every unit, random effects and phantoms left in.
   arma::Col<double> fixed_residual(const arma::Mat<double>& data) const;
   /// Per level, Z: units x terms.
@@ -295,7 +301,7 @@ class Regression : public virtual estimator::Outcome {
     return scan::row_scale(residVar());
   }
   /// The same as the draws of coefficients see it, and what the equation says of labels; then as those of
-  /// effects do.
+  /// effects do, and what it says of values that stand in it for a whole cluster.
   virtual scan::row_scale scale() const {
     return variances();
   }
@@ -370,6 +376,12 @@ class Regression : public virtual estimator::Outcome {
 
   // What the hooks build on.
 
+  /// |e|^2 of one value for each unit, by sampling weights.
+  double squares_of(const double* e) const;
+  /// The same of the residuals of the scan.
+  double residual_squares();
+  /// With sampling weights: those of phantoms' values. At construction.
+  void weigh_phantoms();
   /// Where the category of a unit stands among those of its variable.
   enum class place { first, between, last, unknown };
   /// The clusters of the L-th level above whose units are not all in the first category, nor all in the last.
@@ -432,6 +444,9 @@ class Regression : public virtual estimator::Outcome {
   unsigned draw_coefficients(const arma::Mat<double>& data);
   unsigned draw_integrated(const arma::Mat<double>& data);
   unsigned integrated_level() const;
+  bool has_one_density() const;
+  const arma::Mat<double>& effects_by_weight(unsigned L);
+  void weigh(const arma::Col<double>& by, arma::Col<double>& values) const;
   bool draw_nested(unsigned L);
   void split_coefficients();
   void draw_effects(arma::Mat<double>& data, unsigned L);
@@ -476,6 +491,7 @@ class Regression : public virtual estimator::Outcome {
   std::vector<bool> together_;                     ///< per level
   double variance_given_others_ = 1.0;             ///< of a member of a block, as is:
   arma::Col<double> given_others_;                 ///< the mean of its residuals
+  arma::Mat<double> weighted_effects_;             ///< scratch of effects_by_weight
   mutable arma::Col<double> residual_at_;          ///< scratch of residual_at
   scan::effects_walk walk_;
   bool reads_own_effects_ = false;      ///< a column of its own design is one of its random effects

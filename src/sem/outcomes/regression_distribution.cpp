@@ -88,7 +88,7 @@ Regression::told Regression::told_of_scale(const arma::Mat<double>& data, const 
 autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, autosolver::normal previous,
                                              const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
-  const scan::row_scale r = variances();
+  const scan::row_scale r = at.counts.empty() ? variances() : effects_scale();
   at.sum([&](arma::uword k, double& q, double& d) {
     const double w = at.A[k] * r.precision(at.units(k));
     q += w * at.A[k];

@@ -91,7 +91,8 @@ const arma::Mat<double>* Regression::effect_means(const arma::Mat<double>& data,
 /// Not where the effects are variables of other equations, or correlated with effects of these, which would
 /// have a say in it.
 std::optional<scan::second_draw> Regression::second_draw(unsigned L) {
-  if (!sampler_settings::redraw_factors || !re_indicators[L].is_empty() || !parts_[L + 1].empty()) return {};
+  if (!sampler_settings::redraw_factors || !has_one_density()) return {};
+  if (!re_indicators[L].is_empty() || !parts_[L + 1].empty()) return {};
   return scan::second_draw{{raneff_prior, &effect_units_[L]}, &iSigma[L], &Sigma[L]};
 }
 

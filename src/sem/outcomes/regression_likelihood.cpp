@@ -11,6 +11,7 @@
 #include "sem/scan/blas.hpp"
 #include "sem/scan/cross_products.hpp"
 #include "sem/scan/marginal.hpp"
+#include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -143,6 +144,7 @@ arma::Col<double> Regression::compute_logLiklihood(const arma::Mat<double>& data
     return sums;
   arma::Col<double> values;
   densities(data, values);
+  if (sampling() != nullptr) weigh(sampling()->rows, values);
   return sums_at(static_cast<unsigned>(above), std::move(values));
 }
 
@@ -155,18 +157,26 @@ arma::Col<double> Regression::sums_at(unsigned above, arma::Col<double> values) 
 arma::Col<double> Regression::observed_logLiklihood(const arma::Mat<double>& data,
                                                     const int& at_level) const {
   if (link != nullptr) throw error_debug("The observed cells of a block have one density.");
-  if (missing_rows.is_empty()) return logLiklihood(data, at_level);
+  if (missing_rows.is_empty()) return compute_logLiklihood(data, at_level);
   const int above = at_level - static_cast<int>(level);
   validate_level(above);
   arma::Col<double> values;
   predictor(data, values);
   unit_log_density(data, nullptr, values.n_elem, values.memptr(), values.memptr());
+  if (sampling() != nullptr) weigh(sampling()->rows, values);
   for (arma::uword i : missing_rows) values(i) = 0.0;
   return sums_at(static_cast<unsigned>(above), std::move(values));
 }
 
+// What an unknown value moves, one of a unit of this equation or of a whole cluster: see weighted.
 arma::Col<double> Regression::logLiklihood(const arma::Mat<double>& data, const int& at_level) const {
-  return compute_logLiklihood(data, at_level);
+  if (sampling() == nullptr) return compute_logLiklihood(data, at_level);
+  const int above = at_level - static_cast<int>(level);
+  validate_level(above);
+  arma::Col<double> values;
+  densities(data, values);
+  if (above > 0) weigh(sampling()->within, values);
+  return sums_at(static_cast<unsigned>(above), std::move(values));
 }
 
 /// The part of Xb at some units that belongs to columns which never change: one that was just computed for
@@ -257,6 +267,12 @@ void Regression::addLogLiklihood(const arma::Mat<double>& data, const int& at_le
   const auto& clusters = *cluster.selectors[static_cast<std::size_t>(above) - 1];
   arma::uword const n = clusters.list_units(units, part_.units);
   const double* each = log_densities_at(data, arma::Col<arma::uword>(part_.units.data(), n, false, true));
+  if (sampling() != nullptr) {
+    const arma::Col<double>& g = sampling()->within;
+    if (part_.column.size() < n) part_.column.resize(n);
+    for (arma::uword i = 0; i < n; ++i) part_.column[i] = g(part_.units[i]) * each[i];
+    each = part_.column.data();
+  }
   clusters.add_sums(units, each, out);
 }
 

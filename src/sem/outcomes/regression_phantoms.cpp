@@ -173,7 +173,7 @@ double Regression::compute_LL_correlation_L(const double&, const arma::Mat<doubl
 void Regression::draw_covariance(const arma::Mat<double>& data, unsigned L) {
   phantom_part& part = parts_[L + 1];
   if (part.empty()) {
-    covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L], &effect_units_[L]);
+    covariance_[L].draw(raneff_prior, effects_by_weight(L), *rng, iSigma[L], Sigma[L], &effect_units_[L]);
     return;
   }
   part.read(u[L], data, phantom_rows(L + 1));
@@ -181,7 +181,7 @@ void Regression::draw_covariance(const arma::Mat<double>& data, unsigned L) {
   means_.iSigma = iSigma[L];
   auto excess = [&] { return part.log_density() - part.products().log_density(Sigma[L]); };
   const double before = excess();
-  covariance_[L].draw(raneff_prior, u[L], *rng, iSigma[L], Sigma[L], &effect_units_[L]);
+  covariance_[L].draw(raneff_prior, effects_by_weight(L), *rng, iSigma[L], Sigma[L], &effect_units_[L]);
   part.loadings.refresh(Sigma[L]);
   const double change = excess() - before;
   if (std::log(rng->runif()) <= change) return;

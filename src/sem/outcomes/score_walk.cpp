@@ -33,7 +33,21 @@ void score_walk::draw(double sd, Random& rng, estimator::tune_obj& tune, arma::M
 
 double score_walk::log_density(const arma::Mat<double>& data) {
   groups_.density(*list_, nullptr, data, groups_.all_groups(), densities_.data());
-  return std::accumulate(densities_.begin(), densities_.end(), 0.0);
+  const bool plain = group_weights_.empty();
+  return plain ? std::accumulate(densities_.begin(), densities_.end(), 0.0)
+               : std::inner_product(densities_.begin(), densities_.end(), group_weights_.begin(), 0.0);
+}
+
+void score_walk::weigh(const arma::Col<double>& w) {
+  unit_weights_.resize(w.n_elem);
+  group_weights_.assign(groups_.n_groups(), 0.0);
+  for (arma::uword g = 0; g < groups_.n_groups(); ++g) {
+    for (arma::uword at = groups_.begin(g); at < groups_.begin(g + 1); ++at)
+      group_weights_[g] += w(groups_.units()(groups_.value_at(at)));
+    group_weights_[g] /= static_cast<double>(groups_.begin(g + 1) - groups_.begin(g));
+    for (arma::uword at = groups_.begin(g); at < groups_.begin(g + 1); ++at)
+      unit_weights_[groups_.units()(groups_.value_at(at))] = group_weights_[g];
+  }
 }
 
 void score_walk::write(arma::Mat<double>& data, const arma::Col<arma::uword>& which, const double* values,

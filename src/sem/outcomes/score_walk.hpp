@@ -29,6 +29,12 @@ class score_walk final : public scan::value_target {
   /// `list` outlives the object.
   void set_list(const estimator::likelihood& list, const arma::Col<arma::uword>& units, unsigned level);
 
+  /// Sampling weights: the densities of units that move together then count by their mean weight in
+  /// log_density(data). After set_list, for all units.
+  void weigh(const arma::Col<double>& w);
+  /// The weight by which each unit counts there; null without.
+  const double* weights() const { return unit_weights_.empty() ? nullptr : unit_weights_.data(); }
+
   /// With c the value of `tune`: from y to y + c sd z, or to a draw of N(y, (c sd)^2) within the category.
   void draw(double sd, Random& rng, estimator::tune_obj& tune, arma::Mat<double>& data);
   /// The sum of the list's densities over all that depends on the scores.
@@ -50,6 +56,7 @@ class score_walk final : public scan::value_target {
   scan::metropolis_values metropolis_;
   double width_ = 1.0;  ///< standard deviation of the proposals of the step
   std::vector<double> current_, candidates_, densities_;
+  std::vector<double> unit_weights_, group_weights_;
 };
 
 }  // namespace tovik::sem

@@ -56,7 +56,8 @@ void phantom_block::read(const arma::Mat<double>& data) {
     if (E.n_rows != n_units_) throw error_debug("The sides of a correlation have different units.");
     std::copy_n(E.memptr(), E.n_elem, X_.colptr(m.first));
   }
-  if (!given_scores_) products_.assign(X_, none_);
+  // All equations of a level have the same.
+  if (!given_scores_) products_.assign(X_, none_, members_.front().side->part().weights());
 }
 
 /// Lambda. False when an equation has no variance left.

@@ -10,19 +10,30 @@
 
 namespace tovik::sem {
 
-void phantom_products::assign(const arma::Mat<double>& E, const arma::Mat<double>& P) {
-  arma::uword const q = E.n_cols, p = P.n_cols;
-  n_ = static_cast<double>(E.n_rows);
+namespace {
+
+/// a'b, or a'Wb.
+double product_of(arma::uword n, const double* a, const double* b, const arma::Col<double>* w) {
+  if (w == nullptr) return scan::dot(n, a, b);
+  double sum = 0.0;
+  for (arma::uword i = 0; i < n; ++i) sum += (*w)(i)*a[i] * b[i];
+  return sum;
+}
+
+}  // namespace
+
+void phantom_products::assign(const arma::Mat<double>& E, const arma::Mat<double>& P,
+                              const arma::Col<double>* w) {
+  arma::uword const n = E.n_rows, q = E.n_cols, p = P.n_cols;
+  n_ = static_cast<double>(n);
   EE_.set_size(q, q);
   EP_.set_size(q, p);
   PP_.set_size(p, p);
   for (arma::uword j = 0; j < q; ++j)
-    for (arma::uword i = 0; i <= j; ++i)
-      EE_(i, j) = EE_(j, i) = scan::dot(E.n_rows, E.colptr(i), E.colptr(j));
+    for (arma::uword i = 0; i <= j; ++i) EE_(i, j) = EE_(j, i) = product_of(n, E.colptr(i), E.colptr(j), w);
   for (arma::uword k = 0; k < p; ++k) {
-    for (arma::uword j = 0; j < q; ++j) EP_(j, k) = scan::dot(E.n_rows, E.colptr(j), P.colptr(k));
-    for (arma::uword l = 0; l <= k; ++l)
-      PP_(l, k) = PP_(k, l) = scan::dot(P.n_rows, P.colptr(l), P.colptr(k));
+    for (arma::uword j = 0; j < q; ++j) EP_(j, k) = product_of(n, E.colptr(j), P.colptr(k), w);
+    for (arma::uword l = 0; l <= k; ++l) PP_(l, k) = PP_(k, l) = product_of(n, P.colptr(l), P.colptr(k), w);
   }
 }
 
@@ -81,7 +92,7 @@ void phantom_part::read(const arma::Mat<double>& E, const arma::Mat<double>& dat
     double* to = P_.colptr(k);
     for (arma::uword i = 0; i < P_.n_rows; ++i) to[i] = from[rows == nullptr ? i : (*rows)(i)];
   }
-  products_.assign(E_, P_);
+  products_.assign(E_, P_, weights_);
 }
 
 double phantom_part::log_density() const {

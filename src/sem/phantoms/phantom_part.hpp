@@ -13,10 +13,10 @@ namespace tovik::sem {
 /// covariance matrix. A log density then costs O(q k^2), whatever the number of units.
 class phantom_products {
  public:
-  /// Without phantoms P has no columns.
-  void assign(const arma::Mat<double>& E, const arma::Mat<double>& P);
+  /// Without phantoms P has no columns. With weights w of mean 1, each row's density counts w times.
+  void assign(const arma::Mat<double>& E, const arma::Mat<double>& P, const arma::Col<double>* w = nullptr);
 
-  const arma::Mat<double>& squares() const { return EE_; }  ///< E'E
+  const arma::Mat<double>& squares() const { return EE_; }  ///< E'E, with weights E'WE
   /// log density of E given the phantoms.
   double log_density(const phantom_loadings& loadings) const;
   /// log density of E as rows of N(0, S), phantoms left out of account; -inf when S is not positive definite.
@@ -36,6 +36,9 @@ class phantom_part {
   phantom_part(std::vector<phantom_term> terms, arma::uword q) : loadings(std::move(terms), q) {}
 
   bool empty() const { return loadings.empty(); }
+  /// Sampling weights of the units, of mean 1, which must outlive the object; null for none.
+  void weigh(const arma::Col<double>* weights) { weights_ = weights; }
+  const arma::Col<double>* weights() const { return weights_; }
 
   phantom_loadings loadings;
 
@@ -55,6 +58,7 @@ class phantom_part {
  private:
   arma::Mat<double> E_, P_;
   phantom_products products_;
+  const arma::Col<double>* weights_ = nullptr;
 };
 
 }  // namespace tovik::sem

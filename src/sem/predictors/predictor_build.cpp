@@ -10,6 +10,7 @@
 #include "sem/predictors/predictor_starts.hpp"
 #include "sem/predictors/unit_chain.hpp"
 #include "sem/predictors/varies.hpp"
+#include "sem/wiring/weights.hpp"
 #include "sem/wiring/working_data.hpp"
 #include "support/error.hpp"
 
@@ -123,12 +124,7 @@ std::vector<member> members(const VariableList& variables, working_data& working
     any_model = any_model || outcome || !v->fixed();
   }
   if (!any_model) return {};  // all predictors are conditioned on, and predict nothing
-  if (!variables.weights().empty()) {
-    throw error(
-        "ERROR: Unspecified predictor models are not supported with sampling weights.\n"
-        "       Specify the models directly via the sequential approach\n"
-        "       in the MODEL command. See the User Guide for example.");
-  }
+  estimator::refuse_predictor_models(variables);
   std::vector<member> out;
   for (const variable_ptr& v : list) {
     out.push_back(make_member(v, working, icc_cutoff));

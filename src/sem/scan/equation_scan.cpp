@@ -75,7 +75,7 @@ std::size_t equation_scan::effect_level() const {
 }
 
 // Mutable columns, and the products and the factor that depend on them.
-void equation_scan::refresh(const arma::Mat<double>& data, const row_scale& scale) {
+void equation_scan::refresh(const arma::Mat<double>& data, const row_scale& scale, const row_scale& effects) {
   eq_.terms.refresh(data, eq_.rows);
   n_ = eq_.rows == nullptr ? data.n_rows : eq_.rows->n_elem;
   if (first_ && may_shift()) {
@@ -91,7 +91,7 @@ void equation_scan::refresh(const arma::Mat<double>& data, const row_scale& scal
   }
   x_moments_.refresh(eq_.terms.x, gram_.plain());
   for (std::size_t L = 0; L < within_.size(); ++L) {
-    within_[L].refresh(eq_.terms.z[L], *eq_.structure.selectors[L], scale);
+    within_[L].refresh(eq_.terms.z[L], *eq_.structure.selectors[L], effects);
     z_moments_[L].refresh(eq_.terms.z[L]);
   }
 }
@@ -114,12 +114,13 @@ void equation_scan::build_products(const arma::Mat<double>& b, double variance) 
 }
 
 void equation_scan::begin(const arma::Mat<double>& data, const arma::Mat<double>& b,
-                          const std::vector<arma::Mat<double>>& u, const row_scale& scale) {
+                          const std::vector<arma::Mat<double>>& u, const row_scale& scale,
+                          const row_scale* effects) {
   if (products_.built()) {
     if (scale.is_one()) return;
     throw error_debug("The row scale of an equation changed its form.");
   }
-  refresh(data, scale);
+  refresh(data, scale, effects == nullptr ? scale : *effects);
   y_.set_size(n_);
   const double* column = data.colptr(eq_.y);
   if (eq_.rows == nullptr)
@@ -131,12 +132,12 @@ void equation_scan::begin(const arma::Mat<double>& data, const arma::Mat<double>
 
 void equation_scan::begin(const arma::Mat<double>& data, const arma::Col<double>& y,
                           const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u,
-                          const row_scale& scale) {
+                          const row_scale& scale, const row_scale* effects) {
   if (products_.built()) {
     if (scale.is_one()) return;
     throw error_debug("The row scale of an equation changed its form.");
   }
-  refresh(data, scale);
+  refresh(data, scale, effects == nullptr ? scale : *effects);
   y_.set_size(n_);
   std::copy_n(y.memptr(), n_, y_.memptr());
   start(b, u, scale);

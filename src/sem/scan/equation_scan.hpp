@@ -73,13 +73,16 @@ class equation_scan {
   const block_share* shared() const { return share_.get(); }
 
   /// Starts a scan at the data: reads what can change, and the outcome. `b` and `u`: the current state.
-  /// `scale` is the row scale of the scan (it enters the products within clusters unless it is one).
+  /// `scale` is the row scale of the scan (it enters the products within clusters unless it is one);
+  /// `effects`: that of the draws of effects, if it is another one. The effects are then not integrated out.
   void begin(const arma::Mat<double>& data, const arma::Mat<double>& b,
-             const std::vector<arma::Mat<double>>& u, const row_scale& scale);
+             const std::vector<arma::Mat<double>>& u, const row_scale& scale,
+             const row_scale* effects = nullptr);
   /// The same with the outcome given (a latent score, a transformed value): units x 1. If the equation says
   /// that y is static, it is the same in every scan.
   void begin(const arma::Mat<double>& data, const arma::Col<double>& y, const arma::Mat<double>& b,
-             const std::vector<arma::Mat<double>>& u, const row_scale& scale);
+             const std::vector<arma::Mat<double>>& u, const row_scale& scale,
+             const row_scale* effects = nullptr);
 
   /// Takes a known part of the outcome (one value per unit) out of r. Only with rows kept.
   void subtract(const double* part);
@@ -152,7 +155,7 @@ class equation_scan {
  private:
   bool is_static() const;
   bool can_use_products() const;
-  void refresh(const arma::Mat<double>& data, const row_scale& scale);
+  void refresh(const arma::Mat<double>& data, const row_scale& scale, const row_scale& effects);
   bool may_shift() const;
   const arma::Mat<double>& products() const;
   void start(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u, const row_scale& scale);

@@ -18,6 +18,8 @@ class log_product {
       product_ = 1.0;
     }
   }
+  /// A factor to some power.
+  void times(double factor, double power) { sum_ += power * std::log(factor); }
   double value() const { return sum_ + std::log(product_); }
 
  private:

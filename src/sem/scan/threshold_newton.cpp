@@ -22,7 +22,7 @@ struct threshold_newton::side_sums {
 
   template <bool has_lower, bool has_upper>
   static side_sums of(double lower, double upper, const arma::Col<arma::uword>& members, const double* mean,
-                      const double* sd, log_product& mass) {
+                      const double* sd, const double* weights, log_product& mass) {
     constexpr double density_at_0 = 0.39894228040143267794;
     side_sums out;
     for (arma::uword i : members) {
@@ -32,17 +32,18 @@ struct threshold_newton::side_sums {
       const normal_tail below = has_lower ? normal_tail(std::fabs(a)) : normal_tail::at_infinity();
       const normal_tail above = has_upper ? normal_tail(std::fabs(b)) : normal_tail::at_infinity();
       const double M = mass_between(a, below, b, above), per_mass = density_at_0 * w / M;
-      mass.times(M);
+      const double times = weights == nullptr ? 1.0 : weights[i];
+      weights == nullptr ? mass.times(M) : mass.times(M, times);
       const double ra = below.kernel * per_mass, rb = above.kernel * per_mass;
       if constexpr (has_lower) {
-        out.g_lower -= ra;
-        out.h_lower += ra * (ra - a * w);
+        out.g_lower -= times * ra;
+        out.h_lower += times * ra * (ra - a * w);
       }
       if constexpr (has_upper) {
-        out.g_upper += rb;
-        out.h_upper += rb * (rb + b * w);
+        out.g_upper += times * rb;
+        out.h_upper += times * rb * (rb + b * w);
       }
-      out.h_both -= ra * rb;
+      out.h_both -= times * ra * rb;
     }
     return out;
   }
@@ -61,7 +62,7 @@ void threshold_newton::expansion::add(const side_sums& of, arma::uword k) {
 }
 
 bool threshold_newton::expansion::at(const std::vector<arma::Col<arma::uword>>& members, const double* mean,
-                                     const double* sd, const free_location* location) {
+                                     const double* sd, const free_location* location, const double* weights) {
   arma::uword const K = cuts.n_elem, first = location == nullptr ? 1 : 0;
   g.zeros(K);
   diagonal.zeros(K);
@@ -69,12 +70,12 @@ bool threshold_newton::expansion::at(const std::vector<arma::Col<arma::uword>>& 
   log_product mass;
   double of_first = 0.0;
   if (first == 0) {
-    add(side_sums::of<false, true>(0.0, cuts[0], members[0], mean, sd, mass), 0);
+    add(side_sums::of<false, true>(0.0, cuts[0], members[0], mean, sd, weights, mass), 0);
     of_first = mass.value();
   }
   for (arma::uword k = 1; k < K; ++k)
-    add(side_sums::of<true, true>(cuts[k - 1], cuts[k], members[k], mean, sd, mass), k);
-  add(side_sums::of<true, false>(cuts[K - 1], 0.0, members[K], mean, sd, mass), K);
+    add(side_sums::of<true, true>(cuts[k - 1], cuts[k], members[k], mean, sd, weights, mass), k);
+  add(side_sums::of<true, false>(cuts[K - 1], 0.0, members[K], mean, sd, weights, mass), K);
   value = mass.value();
   log_likelihood = value - of_first;
   if (location != nullptr) {
@@ -120,12 +121,13 @@ double threshold_newton::expansion::log_proposal(arma::uword first, const arma::
 }
 
 bool threshold_newton::move(arma::Col<double>& tau, const std::vector<arma::Col<arma::uword>>& members,
-                            const double* mean, const double* sd, Random& rng, free_location* location) {
+                            const double* mean, const double* sd, Random& rng, free_location* location,
+                            const double* weights) {
   arma::uword const K = tau.n_elem, first = location == nullptr ? 1 : 0;
   here_.cuts = tau;
   ++total;
   log_likelihood = std::numeric_limits<double>::quiet_NaN();
-  if (!here_.at(members, mean, sd, location)) return false;
+  if (!here_.at(members, mean, sd, location, weights)) return false;
   log_likelihood = here_.log_likelihood;
   here_.newton_step(first, step_);
   d_.zeros(K);
@@ -136,7 +138,7 @@ bool threshold_newton::move(arma::Col<double>& tau, const std::vector<arma::Col<
   there_.cuts = here_.cuts + step_ + d_;
   for (arma::uword k = 1; k < K; ++k)
     if (!(there_.cuts[k] > there_.cuts[k - 1])) return false;
-  if (!there_.at(members, mean, sd, location)) return false;
+  if (!there_.at(members, mean, sd, location, weights)) return false;
   double ratio = there_.value - here_.value - here_.log_proposal(first, d_);
   there_.newton_step(first, step_);
   d_ = here_.cuts - there_.cuts - step_;

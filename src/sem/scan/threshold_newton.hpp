@@ -31,9 +31,11 @@ struct free_location {
 class threshold_newton {
  public:
   /// `members`, `mean`, `sd`: as in thresholds::move. Moves `tau`, and the intercept of `location` unless it
-  /// is null; true if it did: the means then hold the old intercept still.
+  /// is null; true if it did: the means then hold the old intercept still. `weights`: how often the log mass
+  /// of each unit counts; null for once.
   bool move(arma::Col<double>& tau, const std::vector<arma::Col<arma::uword>>& members, const double* mean,
-            const double* sd, Random& rng, free_location* location = nullptr);
+            const double* sd, Random& rng, free_location* location = nullptr,
+            const double* weights = nullptr);
 
   std::uint64_t accepted = 0, total = 0;
   /// Of the units above the first category, where the last move has left the thresholds; NaN if it does not
@@ -50,7 +52,7 @@ class threshold_newton {
 
     /// Fills everything but `cuts`; false where the density or its normal approximation does not exist.
     bool at(const std::vector<arma::Col<arma::uword>>& members, const double* mean, const double* sd,
-            const free_location* location);
+            const free_location* location, const double* weights);
     void add(const side_sums& of, arma::uword k);
     bool factor(arma::uword first);
     /// step := H^-1 g.

@@ -99,8 +99,9 @@ double thresholds::log_likelihood_ratio(const arma::Col<double>& t,
     const double t_upper = k < K ? t[k] : infinity, tau_upper = k < K ? tau[k] : infinity;
     for (arma::uword i : members[k]) {
       const double m = mean[i], s = sd == nullptr ? 1.0 : sd[i];
-      sum += std::log(interval_mass((t_lower - m) / s, (t_upper - m) / s) /
-                      interval_mass((tau_lower - m) / s, (tau_upper - m) / s));
+      const double gain = std::log(interval_mass((t_lower - m) / s, (t_upper - m) / s) /
+                                   interval_mass((tau_lower - m) / s, (tau_upper - m) / s));
+      sum += weights == nullptr ? gain : weights[i] * gain;
     }
   }
   return sum;
@@ -127,8 +128,9 @@ double thresholds::log_likelihood(const arma::Col<double>& t,
     for (arma::uword i : members[k]) {
       const double m = mean[i], w = sd == nullptr ? 1.0 : 1.0 / sd[i], a = (t[k - 1] - m) * w;
       const double b = k < K ? (t[k] - m) * w : infinity;
-      mass.times(mass_between(a, normal_tail(std::fabs(a)), b,
-                              k < K ? normal_tail(std::fabs(b)) : normal_tail::at_infinity()));
+      const double M = mass_between(a, normal_tail(std::fabs(a)), b,
+                                    k < K ? normal_tail(std::fabs(b)) : normal_tail::at_infinity());
+      weights == nullptr ? mass.times(M) : mass.times(M, weights[i]);
     }
   }
   return mass.value();
@@ -139,7 +141,7 @@ bool thresholds::leap(const std::vector<arma::Col<arma::uword>>& members, const 
   newton.log_likelihood = std::numeric_limits<double>::quiet_NaN();
   if (!sampler_settings::newton_thresholds || (tau.n_elem < 2 && location == nullptr)) return false;
   if (members.size() != n_categories()) throw error_debug("Every category needs its set of units.");
-  return newton.move(tau, members, mean, sd, rng, location);
+  return newton.move(tau, members, mean, sd, rng, location, weights);
 }
 
 double thresholds::proposal_scale(arma::uword n) const {

@@ -17,6 +17,8 @@ class thresholds {
  public:
   arma::Col<double> tau;
   estimator::tune_obj tuning;  ///< squared proposal scale times the number of units
+  /// How often each unit's log mass counts in the densities of the thresholds; null for once.
+  const double* weights = nullptr;
 
   thresholds() = default;
   /// Starts at the normal quantiles of the cumulative shares less the first; `counts`: units per category, at
@@ -30,8 +32,8 @@ class thresholds {
   /// One Metropolis step given the categories, the scores integrated out (Cowles, 1996, Statistics and
   /// Computing 6, 101-111). `members`: per category, its units; `mean` and `sd`: of each unit's score, the
   /// latter null for 1; `n`: units that scale the proposal. True if the thresholds moved; nothing happens,
-  /// and it is false, for K = 1. `here`: the log likelihood at tau if it is known (see log_likelihood). Beside
-  /// leaps, which move further for the same work, it rests at every other call.
+  /// and it is false, for K = 1. `here`: the log likelihood at tau if it is known (see log_likelihood).
+  /// Beside leaps, which move further for the same work, it rests at every other call.
   bool move(const std::vector<arma::Col<arma::uword>>& members, const double* mean, arma::uword n,
             Random& rng, const double* sd = nullptr, double here = std::numeric_limits<double>::quiet_NaN());
   /// The same step for any density of the thresholds: gain(t) is the log of its ratio at t to where they are.

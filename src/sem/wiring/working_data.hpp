@@ -13,6 +13,10 @@ class variable;
 }
 }  // namespace tovik
 
+namespace tovik::sem::estimator {
+class weights;
+}
+
 namespace tovik::sem {
 
 /// The data of a chain with the rows of a cluster side by side, and the units of every level.
@@ -34,6 +38,9 @@ class working_data {
   /// The matrix before any missing cell was filled, for what must not depend on the chain; null where nothing
   /// asks.
   std::shared_ptr<const arma::Mat<double>> observed;
+
+  /// Of the outcomes of each level, where the run has sampling weights; see estimator::sampling_weights.
+  std::vector<std::shared_ptr<const estimator::weights>> weights;
 
   /// 1 for data without clusters, 2 or 3.
   unsigned n_levels() const { return static_cast<unsigned>(units_.size()); }
