@@ -6,7 +6,6 @@ namespace tovik {
 void InputFile::refuse_unavailable() const {
   const std::pair<bool, const char*> requests[] = {
       {!weights.empty(), "The WEIGHTS command"},
-      {hev && clmean_method == 2, "The option 'heterogeneous'"},
   };
   for (const auto& [asked, what] : requests) {
     if (asked) not_available::refuse(what);

@@ -15,6 +15,7 @@
 #include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/normal_hev.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
@@ -91,6 +92,8 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
   std::shared_ptr<Normal> out;
   if (context.in_block)
     out = std::make_shared<MultiNormal>(context.estimator, data::type::continuous, setup);
+  else if (model.link == model::link::hev)
+    out = std::make_shared<NormalHev>(context.estimator, setup);
   else
     out = std::make_shared<Normal>(context.estimator, setup);
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
@@ -99,8 +102,7 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
 
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
   const equation_setup setup = Factor::without_values(equation_of(model, context));
-  if (context.in_block)
-    return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
+  if (context.in_block) return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
   return std::make_shared<Factor>(context.estimator, setup);
 }
 
