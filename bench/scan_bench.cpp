@@ -1,4 +1,5 @@
-// Scans of the normal and the logistic outcome per second, and beside each its floor: the random numbers that
+// Scans of the normal outcome, with one residual variance and with one for each cluster, and of the logistic
+// outcome per second, and beside each its floor: the random numbers that
 // the scan consumes, and one pass over the data that it describes.
 
 #include <benchmark/benchmark.h>
@@ -8,6 +9,7 @@
 
 #include "../tests/sem/logistic_world.hpp"
 #include "../tests/sem/scan_world.hpp"
+#include "sem/outcomes/normal_hev.hpp"
 #include "support/blas_threads.hpp"
 
 namespace {
@@ -16,6 +18,7 @@ using tovik::Random;
 using tovik::sem::equation_setup;
 using tovik::sem::Logistic;
 using tovik::sem::Normal;
+using tovik::sem::NormalHev;
 using tovik::tests::LoneEstimator;
 
 /// Rows in equal clusters (one row each: no clusters), an intercept, k predictors, and an outcome.
@@ -147,6 +150,11 @@ void W2_logistic_weights(benchmark::State& state) {
     for (double value : psi) benchmark::DoNotOptimize(random.rpg(value));
 }
 
+// A variance for each cluster: no cross-products stay from scan to scan, and 1,000 more gammas.
+void W2_cluster_variances_scan(benchmark::State& state) {
+  run_scans<NormalHev>(state, w2(), false);
+}
+
 void W2_likelihoods(benchmark::State& state) {
   LoneEstimator estimator(11);
   Normal model(&estimator, w2().setup);
@@ -167,6 +175,7 @@ BENCHMARK(W2_random_numbers);
 BENCHMARK(W2_floor);
 BENCHMARK(W2_logistic_scan);
 BENCHMARK(W2_logistic_weights);
+BENCHMARK(W2_cluster_variances_scan);
 BENCHMARK(W2_likelihoods);
 
 }  // namespace
