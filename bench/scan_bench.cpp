@@ -1,4 +1,5 @@
-// Scans of the normal and the logistic outcome per second, and beside each its floor: the random numbers that
+// Scans of the normal outcome, with one residual variance and with one for each cluster, and of the logistic
+// outcome per second, and beside each its floor: the random numbers that
 // the scan consumes, and one pass over the data that it describes.
 
 #include <benchmark/benchmark.h>
@@ -9,6 +10,7 @@
 
 #include "../tests/sem/logistic_world.hpp"
 #include "../tests/sem/scan_world.hpp"
+#include "sem/outcomes/normal_hev.hpp"
 #include "sem/outcomes/weighted.hpp"
 #include "support/blas_threads.hpp"
 
@@ -18,6 +20,7 @@ using tovik::Random;
 using tovik::sem::equation_setup;
 using tovik::sem::Logistic;
 using tovik::sem::Normal;
+using tovik::sem::NormalHev;
 using tovik::tests::LoneEstimator;
 
 /// Rows in equal clusters (one row each: no clusters), an intercept, k predictors, and an outcome.
@@ -175,6 +178,11 @@ void W2_weighted_scan(benchmark::State& state) {
       benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 
+// A variance for each cluster: no cross-products stay from scan to scan, and 1,000 more gammas.
+void W2_cluster_variances_scan(benchmark::State& state) {
+  run_scans<NormalHev>(state, w2(), false);
+}
+
 void W2_likelihoods(benchmark::State& state) {
   LoneEstimator estimator(11);
   Normal model(&estimator, w2().setup);
@@ -196,6 +204,7 @@ BENCHMARK(W2_floor);
 BENCHMARK(W2_logistic_scan);
 BENCHMARK(W2_logistic_weights);
 BENCHMARK(W2_weighted_scan);
+BENCHMARK(W2_cluster_variances_scan);
 BENCHMARK(W2_likelihoods);
 
 }  // namespace

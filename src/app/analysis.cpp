@@ -101,7 +101,6 @@ void require_threads(InputFile& input) {
 /// `make`: an estimator from the random numbers and the share of a chain.
 template <class T, class Make>
 chain_group<T> make_chains(InputFile& input, const Make& make) {
-  input.refuse_unavailable();
   require_threads(input);
   try {
     chain_group<T> group(input.processors);

@@ -82,9 +82,6 @@ class InputFile {
   /// Prints the settings of the run to the report.
   void printOptions() const;
 
-  /// Stops the run for what the commands may say and this version does not carry out.
-  void refuse_unavailable() const;
-
   /// Reads the data: rows are observations in file order, columns follow variableNames, missing cells are
   /// NaN. Names that the file gives go into variableNames.
   arma::Mat<double> data();

@@ -72,7 +72,8 @@ void ModelList::set_heterogeneous() {
   }
   for (Model& model : *this) {
     const bool plain = model.outcomes.size() == 1 && model.kind() == model::kind::normal &&
-                       model.levels >= 1 && model.link == model::link::identity && !model.link_given;
+                       model.levels >= 1 && model.link == model::link::identity && !model.link_given &&
+                       model.variance.is_free();
     if (plain && members.count(model::term_key(model.outcomes.front())) == 0) model.link = model::link::hev;
   }
 }

@@ -164,7 +164,7 @@ void complete(ModelList& models, const std::vector<block::one_model>& statements
   }
   check_parameter_names(models, variables);
   models.fix_factor_scales();
-  if (settings.heterogeneous) models.set_heterogeneous();
+  if (settings.heterogeneous && !settings.weighted) models.set_heterogeneous();
   if (settings.weighted) models.set_weights();
   models.warn_duplicates();
   models.warn_cycles();

@@ -26,6 +26,9 @@ struct rank_study {
   std::vector<arma::uword> rows;  ///< of the parameters in the draws
   /// Log likelihood of the observed data, everything latent integrated out, at given parameters.
   std::function<double(const arma::Col<double>& parameters, const arma::Mat<double>& data)> log_likelihood;
+  /// Null, or: the study is of these parameters only. For a prior that is improper but for what is shut out;
+  /// what the draws bring of that is passed over.
+  std::function<bool(const arma::Col<double>& parameters)> admits;
   std::uint32_t burn = 1000;
   std::uint32_t thin = 100;  ///< scans between the draws that are ranked
 };
@@ -79,12 +82,22 @@ inline rank_table ranks(const rank_study& model, std::size_t replications) {
     const chain_draws& chain = draws.chains()[0];
     const double truth = model.log_likelihood(one.truth, one.data);
     arma::Col<double> parameters(model.rows.size());
+    std::uint32_t ranked = 0;
     for (std::uint32_t t = 0; t < ranked_draws; ++t) {
-      for (arma::uword j = 0; j < parameters.n_elem; ++j) {
+      for (arma::uword j = 0; j < parameters.n_elem; ++j)
         parameters(j) = chain(model.rows[j], (t + 1) * model.thin - 1);
-        table.ranks(i, j) += parameters(j) < one.truth(j);
-      }
+      if (model.admits && !model.admits(parameters)) continue;
+      ++ranked;
+      for (arma::uword j = 0; j < parameters.n_elem; ++j) table.ranks(i, j) += parameters(j) < one.truth(j);
       table.ranks(i, parameters.n_elem) += model.log_likelihood(parameters, one.data) < truth;
+    }
+    if (ranked == ranked_draws) return;
+    // The rank among fewer is uniform, too: it stands for an interval of [0, 1], of which a point is drawn.
+    std::mt19937_64 engine = engine_of(~model.runs.seed, i);
+    std::uniform_real_distribution<double> point(0.0, 1.0);
+    for (arma::uword& rank : table.ranks.row(i)) {
+      const double share = (static_cast<double>(rank) + point(engine)) / (ranked + 1.0);
+      rank = static_cast<arma::uword>(share * (ranked_draws + 1.0));
     }
   });
   return table;

@@ -102,5 +102,9 @@ TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   EXPECT_LT(narrow.p_value(0), family_wise / 100);
 }
 
+TEST(Ranks, ClusterVariances) {
+  expect_uniform(cluster_variance_ranks());
+}
+
 }  // namespace
 }  // namespace tovik::tests::calibration::ranks_test

@@ -207,30 +207,5 @@ TEST_F(Check, CorrelationsNeedModels) {
   EXPECT_FALSE(chain_info::compute_corrs);
 }
 
-TEST_F(Check, RequestsBeyondThisVersionAreNamed) {
-  const auto refused = [&](const std::string& commands, const std::string& model = "MODEL: y ~ x;") {
-    return fault([&] { add(commands, model)->refuse_unavailable(); });
-  };
-  const auto text = [](const std::string& what) {
-    return "ERROR: " + what + " is not available in this version.";
-  };
-  EXPECT_EQ(refused(""), "");
-  EXPECT_EQ(refused("BYGROUP: z;"), "");
-  EXPECT_EQ(refused("TRANSFORM: w = x;"), "");
-  EXPECT_EQ(refused("", "FCS: y;"), "");
-  EXPECT_EQ(refused("OPTIONS: manifest;", "FCS: y x;"), "");
-  EXPECT_EQ(refused("OPTIONS: nomean;", "FCS: y x;"), "");
-  EXPECT_EQ(refused("CENTER: x;"), "");  // of a variable that is not fixed: when its equation is met
-  EXPECT_EQ(refused("WEIGHTS: x;"), text("The WEIGHTS command"));
-  EXPECT_EQ(refused("LATENT: f;"), "");
-  EXPECT_EQ(refused("WALDTEST: a = 0;"), "");
-  EXPECT_EQ(refused("CLUSTERID: z; OPTIONS: hev;"), text("The option 'heterogeneous'"));
-  EXPECT_EQ(refused("OPTIONS: covmdl;"), "");
-  EXPECT_EQ(refused("SAVE: waldtest = b.csv;"), "");
-  EXPECT_EQ(refused("SAVE: burn = b.csv; OUTFILE: o.csv;"), "");
-  const auto in = read("SIMULATE: n = 5; SEED: 1; BURN: 1; ITER: 4; MODEL: y ~ x;");
-  EXPECT_EQ(fault([&] { in->refuse_unavailable(); }), "");
-}
-
 }  // namespace
 }  // namespace tovik::tests::check_test

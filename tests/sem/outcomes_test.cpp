@@ -178,8 +178,8 @@ TEST(Outcomes, ALevelTwoOutcomeOfThreeLevelDataHasTheTopLevelAboveIt) {
 
 TEST(Outcomes, RefusesOtherLinks) {
   small_run run(names, two_level(), {}, {"y ~ x"});
-  run.models[0].link = model::link::hev;
-  EXPECT_EQ(run.failure(), "ERROR: The link '" + model::link_str(model::link::hev) +
+  run.models[0].link = model::link::scale;
+  EXPECT_EQ(run.failure(), "ERROR: The link '" + model::link_str(model::link::scale) +
                                "' ('y') is not available in this version.");
   run.models[0].link = model::link::probit;
   EXPECT_EQ(run.failure(), "Invalid Link for normal model!");

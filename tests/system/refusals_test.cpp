@@ -20,7 +20,6 @@ struct request {
 
 const std::vector<request> requests = {
     {"LATENT: f; MODEL: f -> item1:item4; var(f) ~ pretest;", "The link 'var' ('f')"},
-    {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
     {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},

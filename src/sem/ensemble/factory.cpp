@@ -17,6 +17,7 @@
 #include "sem/outcomes/nbinomial.hpp"
 #include "sem/outcomes/nominal.hpp"
 #include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/normal_hev.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
@@ -105,6 +106,8 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
   std::shared_ptr<Normal> out;
   if (context.in_block)
     out = make_weighted<MultiNormal>(context, type, setup, context.estimator, type, setup);
+  else if (model.link == model::link::hev)
+    out = std::make_shared<NormalHev>(context.estimator, setup);
   else
     out = make_weighted<Normal>(context, type, setup, context.estimator, setup);
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());

@@ -76,6 +76,11 @@ void append_residual(std::vector<double>& out, const Model& model, const outcome
     case model::residual_rows::unit:
       out.push_back(1.0);
       return;
+    case model::residual_rows::spread: {  // the same everywhere: no heterogeneity, then quantiles and mean
+      const double v = variance_start(model.variance, variance, scale);
+      out.insert(out.end(), {0.0, v, v, v, v});
+      return;
+    }
     default:
       return;
   }

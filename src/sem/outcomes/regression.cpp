@@ -134,8 +134,7 @@ void Regression::begin_scan(const arma::Mat<double>& data) {
     scan_->begin(data, betas_, u, scale(), &effects);
   if (const arma::Col<double>* others = read_others(data)) scan_->subtract(others->memptr());
   if (parts_[0].empty()) return;
-  parts_[0].loadings.means(data, unit_rows(), means_.residual);
-  scan_->subtract(means_.residual.memptr());
+  scan_->subtract(phantom_means(data).memptr());
 }
 
 void Regression::check_residual(const arma::Mat<double>& data) const {

@@ -3,6 +3,7 @@
 #include <armadillo>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "sem/autosolver/solution.hpp"
@@ -295,6 +296,13 @@ class Regression : public virtual estimator::Outcome {
   virtual double correlated_variance() const {
     return residual_variance();
   }
+  /// Phantoms of the residual enter it over this scale: a residual in units of its standard deviation, where
+  /// these differ, has one variance, of which they are part.
+  virtual scan::row_scale phantom_scale() const {
+    return scan::row_scale();
+  }
+  /// What they leave of the variance has changed (see refresh_phantoms).
+  virtual void phantoms_changed() {}
   /// The residual variance of each unit: in its density, in draws of its values, and in what the equation
   /// says of values that stand in it. A kind whose units differ calls equation().keep_rows().
   virtual scan::row_scale variances() const {
@@ -346,6 +354,10 @@ class Regression : public virtual estimator::Outcome {
   virtual arma::uword n_known() const {
     return n_units - missing_rows.n_elem;
   }
+  /// Throws tovik::error where too few values are known for the prior of the residual variance.
+  virtual void check_units(const equation_names& names) const;
+  /// The same for a prior that needs `spare` more values than coefficients. `instead`: what the user may do.
+  void check_units(const equation_names& names, arma::uword spare, const std::string& instead) const;
   /// How many clusters of the L-th level above bound the variance of their effects from above.
   virtual arma::uword n_telling(const arma::Mat<double>&, unsigned L) const {
     return u[L].n_rows;
@@ -459,7 +471,6 @@ class Regression : public virtual estimator::Outcome {
   /// Estimated coefficients whose predictors do not vary within the clusters of the L-th level above.
   arma::uword n_between(const arma::Mat<double>& data, unsigned L) const;
   void check_clusters(const arma::Mat<double>& data, const equation_names& names) const;
-  void check_units(const equation_names& names) const;
   arma::Col<double> integrated_density(const arma::Mat<double>& data,
                                        const arma::Col<arma::uword>& left_out) const;
   arma::Col<double> sums_at(unsigned above, arma::Col<double> values) const;
@@ -470,7 +481,7 @@ class Regression : public virtual estimator::Outcome {
   std::shared_ptr<estimator::constraint> driven_correlation(unsigned index, unsigned place);
   double* covariance_element(unsigned index, unsigned L);
   void update_shares();
-  /// The response less eta, phantoms left in; kept until the next call.
+  /// The response less eta over phantom_scale(), phantoms left in; kept until the next call.
   const arma::Col<double>& values_without_phantoms(const arma::Mat<double>& data);
   void set_fixed(const arma::Mat<double>& data, arma::Col<double>& mu) const;
   void add_fixed(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;

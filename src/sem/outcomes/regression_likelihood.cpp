@@ -235,10 +235,14 @@ void Regression::predictor_at(const arma::Mat<double>& data, const arma::Col<arm
     }
   }
   const auto& phantoms_of_residual = parts_[0].loadings;
+  const scan::row_scale scale_of = phantom_scale();
   for (arma::uword k = 0; k < phantoms_of_residual.size(); ++k) {
     const double loading = phantoms_of_residual.loadings()(0, k);
     const double* P = data.colptr(phantoms_of_residual.terms()[k].column);
-    for (arma::uword i = 0; i < n; ++i) mu[i] += loading * P[rows == nullptr ? unit[i] : (*rows)(unit[i])];
+    for (arma::uword i = 0; i < n; ++i) {
+      const double sd = scale_of.is_one() ? 1.0 : scale_of.sd(unit[i]);
+      mu[i] += sd * loading * P[rows == nullptr ? unit[i] : (*rows)(unit[i])];
+    }
   }
 }
 

@@ -110,8 +110,10 @@ bool Regression::has_phantoms() const {
 
 bool Regression::refresh_phantoms(unsigned place) {
   if (parts_[place].empty()) return true;
-  return place == 0 ? parts_[0].loadings.refresh(correlated_variance())
-                    : parts_[place].loadings.refresh(Sigma[place - 1]);
+  if (place > 0) return parts_[place].loadings.refresh(Sigma[place - 1]);
+  const bool valid = parts_[0].loadings.refresh(correlated_variance());
+  if (valid) phantoms_changed();
+  return valid;
 }
 
 const arma::Col<arma::uword>* Regression::phantom_rows(unsigned place) const {
@@ -138,11 +140,15 @@ const arma::Col<double>& Regression::values_without_phantoms(const arma::Mat<dou
   copy_response(data, e.memptr());
   add_fixed(data, -1.0, e);
   add_random(data, -1.0, e);
+  const scan::row_scale unit = phantom_scale();
+  for (arma::uword i = 0; i < n_units && !unit.is_one(); ++i) e(i) *= std::sqrt(unit.precision(i));
   return e;
 }
 
 const arma::Mat<double>& Regression::phantom_means(const arma::Mat<double>& data) const {
   parts_[0].loadings.means(data, unit_rows(), means_.residual);
+  const scan::row_scale unit = phantom_scale();
+  for (arma::uword i = 0; i < n_units && !unit.is_one(); ++i) means_.residual(i) *= unit.sd(i);
   return means_.residual;
 }
 

@@ -110,14 +110,19 @@ void Regression::check_clusters(const arma::Mat<double>& data, const equation_na
 // flat prior takes two.
 void Regression::check_units(const equation_names& names) const {
   if (!residual_variance_moves() || resid_prior == 1) return;
+  check_units(names, resid_prior == 2 ? 3 : 1, "'OPTIONS: prior1;'");
+}
+
+void Regression::check_units(const equation_names& names, arma::uword spare,
+                             const std::string& instead) const {
   arma::uword k = 0;
   for (arma::uword j = 0; j < betas_.n_elem; ++j) k += is_estimated(j) ? 1 : 0;
-  arma::uword const n = n_known(), least = k + (resid_prior == 2 ? 3 : 1);
+  arma::uword const n = n_known(), least = k + spare;
   if (n >= least) return;
   throw error("ERROR: There are too few observed values of '" + names.outcome + "'.\n       " +
               counted(n, "value") + " for " + counted(k, "coefficient") +
-              ": the prior of the residual variance needs " + std::to_string(least) +
-              ".\n       Use 'OPTIONS: prior1;' or fewer predictors.");
+              ": the prior of the residual variance needs " + std::to_string(least) + ".\n       Use " +
+              instead + " or fewer predictors.");
 }
 
 // Predictors that are imputed or computed from what is, and coefficients that are labelled or have a prior,

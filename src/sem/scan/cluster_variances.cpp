@@ -52,22 +52,32 @@ gamma_match match(const shape_density& p, double nu) {
 }  // namespace
 
 cluster_variances::cluster_variances(arma::uword n_clusters, double start)
-    : v(n_clusters, arma::fill::value(start)), s0(start) {}
+    : cluster_variances(n_clusters, start, n_clusters) {}
+
+cluster_variances::cluster_variances(arma::uword n_clusters, double start, arma::uword n_telling)
+    : v(n_clusters, arma::fill::value(start)), s0(start), n_telling_(n_telling) {}
 
 void cluster_variances::draw(const arma::Col<double>& n, const arma::Col<double>& ss, Random& rng,
                              double floor) {
   if (n.n_elem != v.n_elem || ss.n_elem != v.n_elem)
     throw error_debug("Sums of squares are those of other clusters.");
+  for (arma::uword c = 0; c < v.n_elem; ++c) v[c] = std::max(floor, propose(n[c], ss[c], rng));
+  draw_common(rng);
+}
+
+double cluster_variances::propose(double n, double ss, Random& rng) const {
   const double nu = 1.0 / t;
+  return 1.0 / rng.rgamma(0.5 * n + nu, 1.0 / (0.5 * ss + nu * s0));
+}
+
+void cluster_variances::draw_common(Random& rng) {
   double W = 0.0, L = 0.0;
-  for (arma::uword c = 0; c < v.n_elem; ++c) {
-    const double precision = rng.rgamma(0.5 * n[c] + nu, 1.0 / (0.5 * ss[c] + nu * s0));
-    v[c] = std::max(floor, 1.0 / precision);
-    W += 1.0 / v[c];
-    L -= std::log(v[c]);
+  for (double variance : v) {
+    W += 1.0 / variance;
+    L -= std::log(variance);
   }
-  s0 = rng.rgamma(static_cast<double>(v.n_elem) * nu + 1.0, t / W);
-  if (v.n_elem >= 3) draw_shape(W, L, rng);
+  s0 = rng.rgamma(static_cast<double>(v.n_elem) / t + 1.0, t / W);
+  if (spread_moves()) draw_shape(W, L, rng);
 }
 
 void cluster_variances::draw_shape(double W, double L, Random& rng) {

@@ -18,8 +18,8 @@ namespace tovik::sem::scan {
 ///   log p(nu | ...) = J (nu log(nu s0) - lgamma(nu)) + nu (L - s0 W) - 2 log nu + const,
 ///
 /// the last by an independence Metropolis step from a gamma that has its mode and curvature there (Miller,
-/// 2019, Journal of Computational and Graphical Statistics 28, 476-480). With fewer than three clusters t
-/// stays where it starts.
+/// 2019, Journal of Computational and Graphical Statistics 28, 476-480). The posterior of t has a tail of
+/// t^-(J - 1), so that with fewer than three clusters that tell of it t stays where it starts.
 class cluster_variances {
  public:
   arma::Col<double> v;  ///< by cluster
@@ -28,15 +28,26 @@ class cluster_variances {
 
   cluster_variances() = default;
   cluster_variances(arma::uword n_clusters, double start);
+  /// `n_telling`: how many of the clusters have values that are observed.
+  cluster_variances(arma::uword n_clusters, double start, arma::uword n_telling);
 
   /// One update of all v in cluster order, then s0, then t. `n` and `ss`: residuals of each cluster, and the
   /// sum of their squares; both may be 0. Variances do not fall below `floor`.
   void draw(const arma::Col<double>& n, const arma::Col<double>& ss, Random& rng, double floor = 0.0);
 
+  /// A draw of v_c from its conditional.
+  double propose(double n, double ss, Random& rng) const;
+  /// s0, then t, at the current v.
+  void draw_common(Random& rng);
+
+  /// t is drawn.
+  bool spread_moves() const { return n_telling_ >= 3; }
   double mean() const { return arma::mean(v); }
 
  private:
   void draw_shape(double W, double L, Random& rng);
+
+  arma::uword n_telling_ = 0;
 };
 
 }  // namespace tovik::sem::scan

@@ -1,0 +1,147 @@
+#include "sem/outcomes/normal_hev.hpp"
+
+#include <cmath>
+#include <string>
+
+#include "random/random.hpp"
+#include "sem/outcomes/variance_rows.hpp"
+#include "support/error.hpp"
+
+namespace tovik::sem {
+
+namespace {
+
+void require_clusters(const equation_setup& setup) {
+  if (setup.n_levels == 0) throw error_debug("Variances of clusters need a level above the outcome.");
+  if (!setup.estimate_resid) throw error_debug("Variances of clusters are drawn.");
+}
+
+/// How many clusters have a unit whose outcome is observed.
+arma::uword n_with_values(const arma::Col<arma::uword>& cluster_of, const arma::Col<double>& counts,
+                          const arma::Col<arma::uword>& missing) {
+  arma::Col<double> known = counts;
+  for (arma::uword i : missing) known(cluster_of(i)) -= 1.0;
+  return arma::accu(known > 0.0);
+}
+
+}  // namespace
+
+NormalHev::NormalHev(const Estimator* estimator_, const equation_setup& setup)
+    : Outcome(parts_of(estimator_, data::type::continuous, setup)), Normal(estimator_, setup) {
+  require_clusters(setup);
+  counts_.zeros(cluster.n_clusters(0));
+  for (arma::uword c : cluster_of()) counts_(c) += 1.0;
+  shared = scan::cluster_variances(counts_.n_elem, sigma2,
+                                   n_with_values(cluster_of(), counts_, setup.missing_units));
+  keep_rows();
+  refresh_phantoms(0);
+  variances_changed();
+}
+
+void NormalHev::variances_changed() {
+  precisions_ = 1.0 / sigma2s;
+  sigma2 = arma::mean(sigma2s);
+  phantoms_changed();
+}
+
+void NormalHev::phantoms_changed() {
+  const double left = phantoms_of_residual() ? part(0).loadings.variance() : 1.0;
+  cond_sigma2s = left * sigma2s;
+  inner_ = precisions_ / left;
+}
+
+double NormalHev::residVar(const int& c) const {
+  return residVar()(static_cast<arma::uword>(c));
+}
+
+const arma::Col<double>& NormalHev::residVar() const {
+  return phantoms_of_residual() ? cond_sigma2s : sigma2s;
+}
+
+scan::row_scale NormalHev::variances() const {
+  return scan::row_scale::per_cluster(inner_, cluster_of());
+}
+
+scan::row_scale NormalHev::phantom_scale() const {
+  return scan::row_scale::per_cluster(precisions_, cluster_of());
+}
+
+void NormalHev::set_residual_variance(double) {
+  throw error_debug("The outcome has no residual variance that is one for all clusters.");
+}
+
+arma::uword NormalHev::n_estimated() const {
+  return Regression::n_estimated() + (shared.spread_moves() ? 2 : 1);
+}
+
+// Far out the density of s0 falls as s0^-((n - k) / 2), the coefficients integrated out: every v_c is then
+// next to s0.
+void NormalHev::check_units(const equation_names& names) const {
+  Regression::check_units(names, 3, "'OPTIONS: hov;'");
+}
+
+void NormalHev::draw_own(const arma::Mat<double>& data) {
+  if (phantoms_of_residual()) {
+    draw_with_phantoms(data);
+    return;
+  }
+  const arma::Col<double>& r = equation().r();
+  const arma::Col<arma::uword>& c = cluster_of();
+  squares_.zeros(counts_.n_elem);
+  for (arma::uword i = 0; i < n_units; ++i) squares_(c(i)) += r(i) * r(i);
+  shared.draw(counts_, squares_, *rng);
+  variances_changed();
+}
+
+// With m_i = l'P_i and k = 1 - l'l the log density of the residuals of a cluster, less that of the proposal,
+// is in v
+//
+//   sum e_i m_i / (k sqrt(v)) - (1 - k) / k sum e_i^2 / (2 v),
+//
+// up to a constant: the logarithms of v cancel.
+void NormalHev::draw_with_phantoms(const arma::Mat<double>& data) {
+  const arma::Col<arma::uword>& c = cluster_of();
+  const arma::Mat<double>& means = phantom_means(data);
+  gain_.set_size(n_units);
+  squares_.zeros(counts_.n_elem);
+  products_.zeros(counts_.n_elem);
+  factor_.set_size(counts_.n_elem);
+  for (arma::uword i = 0; i < n_units; ++i) {
+    const double e = equation().r()(i) + means(i);
+    squares_(c(i)) += e * e;
+    products_(c(i)) += e * means(i);
+  }
+  const double k = part(0).loadings.variance();
+  for (arma::uword g = 0; g < counts_.n_elem; ++g) {
+    const double old = sigma2s(g), next = shared.propose(counts_(g), squares_(g), *rng);
+    const double product = products_(g) / (k * std::sqrt(old)), square = (1.0 - k) / k * 0.5 * squares_(g);
+    const double change =
+        product * (1.0 / std::sqrt(next) - 1.0 / std::sqrt(old)) - square * (1.0 / next - 1.0 / old);
+    if (std::log(rng->runif()) <= change) sigma2s(g) = next;
+    factor_(g) = std::sqrt(sigma2s(g) / old) - 1.0;
+  }
+  // The phantoms' part of a residual grows with the variance.
+  for (arma::uword i = 0; i < n_units; ++i) gain_(i) = factor_(c(i)) * means(i);
+  shared.draw_common(*rng);
+  variances_changed();
+  equation().subtract(gain_.memptr());
+}
+
+arma::Col<double> NormalHev::own_rows() const {
+  return variance_rows(sigma2s, proportions);
+}
+
+void NormalHev::take_own_rows(const double* v) {
+  sigma2s.fill(v[mean_variance_row]);
+  shared.s0 = v[mean_variance_row];
+  variances_changed();
+}
+
+std::shared_ptr<estimator::constraint> NormalHev::own_constraint(const parameter_type& kind,
+                                                                 const unsigned& index) {
+  if (kind == parameter_type::residual_variance)
+    throw error_debug("Variances of clusters cannot be constrained.");
+  return Normal::own_constraint(kind, index);
+}
+
+}  // namespace tovik::sem
