@@ -54,7 +54,8 @@ void check_outcome(const Model& model) {
     throw error_debug(model.kind() == model::kind::latent ? "Invalid Link for factor model!"
                                                           : "Invalid Link for normal model!");
   }
-  if (model.link != model::link::identity) refuse("The link '" + model::link_str(model.link) + "'", model);
+  if (model.link != model::link::identity && model.link != model::link::yjt)
+    refuse("The link '" + model::link_str(model.link) + "'", model);
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "data/levels.hpp"
@@ -18,6 +19,7 @@
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
+#include "sem/outcomes/yjt.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
@@ -99,9 +101,21 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
 
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
   const equation_setup setup = Factor::without_values(equation_of(model, context));
-  if (context.in_block)
-    return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
+  if (context.in_block) return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
   return std::make_shared<Factor>(context.estimator, setup);
+}
+
+/// An outcome under a Yeo-Johnson transformation, whose parameter starts with the other values.
+std::shared_ptr<estimator::Outcome> make_yeo_johnson(const Model& model, const outcome_context& context) {
+  equation_setup setup = equation_of(model, context);
+  setup.response_moves = true;
+  const model::parameter& lambda = model.outcomes.front().lambda;
+  const double start = lambda.is_fixed() ? lambda.value() : 1.0;
+  if (model.kind() == model::kind::latent)
+    return std::make_shared<yjt<Factor>>(context.estimator, data::type::latent,
+                                         Factor::without_values(std::move(setup)), start, !lambda.is_fixed());
+  return std::make_shared<yjt<Normal>>(context.estimator, data::type::continuous, setup, start,
+                                       !lambda.is_fixed());
 }
 
 /// For an outcome of categories whose response is drawn.
@@ -205,6 +219,7 @@ unsigned outcome_level(const Model& model, const working_data& working) {
 
 std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context) {
   if (is_phantom(model)) return make_phantom(model, context);
+  if (model.link == model::link::yjt) return make_yeo_johnson(model, context);
   switch (model.kind()) {
     case model::kind::parameter:
       return make_parameter(model, context);

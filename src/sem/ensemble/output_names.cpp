@@ -48,7 +48,7 @@ std::vector<std::string> probability_names(const Model& model) {
 
 std::vector<std::string> latent_names(const Model& model) {
   std::vector<std::string> out;
-  if (model.layout().thresholds || model.kind() == model::kind::latent)
+  if (model.layout().thresholds || model.kind() == model::kind::latent || model::has_lambda(model.link))
     out.push_back(full_name(model) + ".latent");
   for (int level = model.levels - 1; level >= 0; --level) {
     std::string id;

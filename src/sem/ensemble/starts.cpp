@@ -8,6 +8,7 @@
 #include "model/row_layout.hpp"
 #include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/yeo_johnson.hpp"
 #include "sem/scan/thresholds.hpp"
 #include "sem/wiring/transform.hpp"
 #include "support/error.hpp"
@@ -105,10 +106,27 @@ outcome_moments category_moments(const arma::Col<double>& y, bool logit) {
   return out;
 }
 
+/// Where the parameter of a Yeo-Johnson transformation starts: as the identity, unless the user says more.
+double lambda_start(const Model& model) {
+  const model::parameter& lambda = model.outcomes.front().lambda;
+  return lambda.is_fixed() ? lambda.value() : start_or(lambda, 1.0);
+}
+
+bool has_scale(const Model& model) {
+  return model.outcomes.front().is_transformed() || model::has_lambda(model.link);
+}
+
+/// The transformation of the outcome where the chain starts; for a model with a scale of its own.
+estimator::transform scale_of(const Model& model) {
+  if (!model::has_lambda(model.link)) return estimator::transform(model.pair());
+  const yeo_johnson g(model.yind().front(), nullptr, lambda_start(model));
+  return estimator::transform(g.pair());
+}
+
 /// The observed values on the scale of the equation.
 arma::Col<double> transformed(const Model& model, const arma::Col<double>& y) {
-  if (!model.outcomes.front().is_transformed()) return y;
-  const estimator::transform g(model.pair());
+  if (!has_scale(model)) return y;
+  const estimator::transform g = scale_of(model);
   arma::Col<double> out(y.n_elem);
   for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g.forward(y[i]);
   if (!out.is_finite()) {
@@ -193,6 +211,7 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
   append_residual(out, model, moments.variance, start_scale);
   append_coefficients(out, model, moments, start_shift, slopes);
   append_thresholds(out, model, moments);
+  if (model::has_lambda(model.link)) out.push_back(lambda_start(model));
   return out;
 }
 
@@ -218,8 +237,7 @@ arma::Col<double> draw_missing(const Model& model, const outcome_moments& moment
   arma::Col<double> z(n);
   rng.fill_randn(z.memptr(), n);
   arma::Col<double> values = moments.mean + std::sqrt(moments.variance) * z;
-  if (model.outcomes.front().is_transformed())
-    draw_back(estimator::transform(model.pair()), moments, values, rng);
+  if (has_scale(model)) draw_back(scale_of(model), moments, values, rng);
   return values;
 }
 
