@@ -25,7 +25,7 @@ const std::vector<request> requests = {
     {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
     {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
-    {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
+    {"MODEL: yjt(score) ~ pretest; var(score) ~ hours;", "The link 'yjt' ('score')"},
     {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
 };
 

@@ -444,6 +444,8 @@ class wiring {
     std::vector<double> starts;
     for (const planned_label* label : planned_) starts.push_back(start_of(*label));
     for (std::size_t k = 0; k < drawn_.size(); ++k) {
+      for (const constraint_info& info : planned_[k]->places)
+        if (info.kind == place::lambda) holder_of(info).start_lambda(starts[k], world_.data);
       drawn_[k].constraint->value = starts[k];
       for (double* link : drawn_[k].constraint->links) *link = starts[k];
     }

@@ -117,18 +117,26 @@ bool has_scale(const Model& model) {
 }
 
 /// The transformation of the outcome where the chain starts; for a model with a scale of its own.
-estimator::transform scale_of(const Model& model) {
-  if (!model::has_lambda(model.link)) return estimator::transform(model.pair());
-  const yeo_johnson g(model.yind().front(), nullptr, lambda_start(model));
-  return estimator::transform(g.pair());
-}
+class starting_scale {
+ public:
+  explicit starting_scale(const Model& model)
+      : power_(model.yind().front(), nullptr, model::has_lambda(model.link) ? lambda_start(model) : 1.0),
+        g_(model::has_lambda(model.link) ? power_.pair() : model.pair()) {}
+
+  const estimator::transform& operator*() const { return g_; }
+  const estimator::transform* operator->() const { return &g_; }
+
+ private:
+  yeo_johnson power_;  ///< the trees of g_ read it
+  estimator::transform g_;
+};
 
 /// The observed values on the scale of the equation.
 arma::Col<double> transformed(const Model& model, const arma::Col<double>& y) {
   if (!has_scale(model)) return y;
-  const estimator::transform g = scale_of(model);
+  const starting_scale g(model);
   arma::Col<double> out(y.n_elem);
-  for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g.forward(y[i]);
+  for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g->forward(y[i]);
   if (!out.is_finite()) {
     throw error("ERROR: The transformation of variable '" + model.outcomes.front().variable->name +
                 "' gives values that are not finite.");
@@ -237,7 +245,7 @@ arma::Col<double> draw_missing(const Model& model, const outcome_moments& moment
   arma::Col<double> z(n);
   rng.fill_randn(z.memptr(), n);
   arma::Col<double> values = moments.mean + std::sqrt(moments.variance) * z;
-  if (has_scale(model)) draw_back(scale_of(model), moments, values, rng);
+  if (has_scale(model)) draw_back(*starting_scale(model), moments, values, rng);
   return values;
 }
 

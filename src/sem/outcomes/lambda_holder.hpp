@@ -17,8 +17,10 @@ class lambda_holder {
   /// The parameter keeps being drawn here, under this prior, whose value and `links` follow it.
   virtual void take_lambda_prior(const std::shared_ptr<Parameter>& prior,
                                  const std::vector<double*>& links) = 0;
-  /// Before the first draw: a parameter that is drawn here moves strictly into the range of its prior, and
-  /// what is in units of the transformed values moves along.
+  /// Before the first draw: the parameter goes to `lambda`, and what is in units of the transformed values
+  /// goes along.
+  virtual void start_lambda(double lambda, const arma::Mat<double>& data) = 0;
+  /// The same with a parameter that is drawn here: strictly into the range of its prior.
   virtual void settle_lambda(const arma::Mat<double>& data) = 0;
 };
 

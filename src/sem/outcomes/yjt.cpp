@@ -75,7 +75,7 @@ template <class T>
 bool yjt<T>::read_integrated(const arma::Mat<double>& data) {
   const scan::equation& terms = this->equation().terms();
   const bool drawn_next = terms.prior.is_flat() && this->equation().shared() == nullptr;
-  const arma::Col<arma::uword> columns = drawn_next ? this->free : arma::Col<arma::uword>();
+  const arma::Col<arma::uword>& columns = drawn_next ? this->free : none_;
   if (!design_kept_) {
     read_design(data, columns);
     if (!integrated_.factor()) return false;
@@ -162,9 +162,15 @@ void yjt<T>::grow_effects(double factor) {
 template <class T>
 void yjt<T>::settle_lambda(const arma::Mat<double>& data) {
   if (!lambda_.walks()) return;
-  const double from = g_.lambda(), to = inside(*prior_, from);
-  lambda_.write(to);
+  start_lambda(inside(*prior_, g_.lambda()), data);
+  lambda_.write(g_.lambda());
+}
+
+template <class T>
+void yjt<T>::start_lambda(double to, const arma::Mat<double>& data) {
+  const double from = g_.lambda();
   if (to == from) return;
+  *g_.address() = to;
   g_.read(data, this->n_units);
   g_.values(from, y_);
   const double mean = arma::mean(y_), c = g_.growth(from, to);

@@ -61,6 +61,7 @@ class yjt : public T, public lambda_holder {
   double* lambda_address() override { return g_.address(); }
   void take_lambda_prior(const std::shared_ptr<Parameter>& prior, const std::vector<double*>& links) override;
   void settle_lambda(const arma::Mat<double>& data) override;
+  void start_lambda(double lambda, const arma::Mat<double>& data) override;
 
   double lambda() const { return g_.lambda(); }
 
@@ -91,6 +92,7 @@ class yjt : public T, public lambda_holder {
   double squares_ = 0.0, candidate_ = 0.0;  ///< of its two ends
   arma::Col<double> y_;                     ///< y* at the lambda in question, less what is given
   arma::Col<double> means_, effects_, scratch_;
+  const arma::Col<arma::uword> none_;
 };
 
 }  // namespace tovik::sem
