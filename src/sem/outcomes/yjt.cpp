@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/multi.hpp"
@@ -45,6 +46,7 @@ template <class T>
 void yjt<T>::draw_lambda(const arma::Mat<double>& data) {
   g_.read(data, this->n_units);
   from_ = g_.lambda();
+  squares_ = candidate_ = std::numeric_limits<double>::quiet_NaN();  // unless looked at
   integrates_ = may_integrate() && read_integrated(data);
   if (!integrates_) read_means(data);
   lambda_.draw(data);
@@ -52,10 +54,10 @@ void yjt<T>::draw_lambda(const arma::Mat<double>& data) {
   if (moved) this->forget_values();
   if (!integrates_) return;
   if (moved) grow_effects(g_.growth(from_, g_.lambda()));
-  if (this->estimate_resid)
-    this->sigma2 =
-        1.0 / scan::draw_precision(this->resid_prior, integrated_.rows_left(), moved ? candidate_ : squares_,
-                                   *this->rng, this->residual_unit());
+  const double squares = moved ? candidate_ : squares_;
+  if (this->estimate_resid && std::isfinite(squares))
+    this->sigma2 = 1.0 / scan::draw_precision(this->resid_prior, integrated_.rows_left(), squares, *this->rng,
+                                              this->residual_unit());
 }
 
 /// Nothing else in the run has a say in the effects, or in how far the values are from their means.
