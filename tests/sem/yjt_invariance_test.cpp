@@ -19,7 +19,7 @@ using sem::equation_setup;
 using model = sem::yjt<sem::Normal>;
 namespace scan = sem::scan;
 
-constexpr int replications = 6000;
+constexpr int replications = 12000;
 constexpr int applications = 5;
 
 /// Clusters of one row among them.

@@ -5,7 +5,9 @@
 #include <utility>
 #include <vector>
 
+#include "sem/outcomes/equation_setup.hpp"
 #include "sem/outcomes/lambda_holder.hpp"
+#include "sem/outcomes/regression.hpp"
 #include "sem/outcomes/yeo_johnson.hpp"
 #include "sem/scan/integrated_regression.hpp"
 #include "sem/wiring/constraint.hpp"
