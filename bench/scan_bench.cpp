@@ -1,6 +1,6 @@
-// Scans of the normal outcome, with one residual variance and with one for each cluster, and of the logistic
-// outcome per second, and beside each its floor: the random numbers that
-// the scan consumes, and one pass over the data that it describes.
+// Scans per second of the normal outcome, with one residual variance and with one for each cluster, of the
+// logistic and of the transformed outcome, and beside each its floor: the random numbers that the scan
+// consumes, and one pass over the data that it describes.
 
 #include <benchmark/benchmark.h>
 
@@ -10,6 +10,7 @@
 
 #include "../tests/sem/logistic_world.hpp"
 #include "../tests/sem/scan_world.hpp"
+#include "../tests/sem/yjt_world.hpp"
 #include "sem/outcomes/normal_hev.hpp"
 #include "sem/outcomes/weighted.hpp"
 #include "support/blas_threads.hpp"
@@ -183,6 +184,42 @@ void W2_cluster_variances_scan(benchmark::State& state) {
   run_scans<NormalHev>(state, w2(), false);
 }
 
+/// The normal outcome of the workload under a transformation whose parameter is drawn.
+void run_transformed(benchmark::State& state, Workload& work) {
+  tovik::use_one_blas_thread();
+  LoneEstimator estimator(11);
+  const auto model = tovik::tests::transformed_normal(estimator, work.setup, 0.0, 3.0);
+  std::vector<tovik::sem::estimator::tune_obj*> proposals;
+  model->addProposals(proposals);
+  for (int t = 0; t < 200; ++t) {
+    model->draw(work.data);
+    proposals.front()->adapt();
+  }
+  for (auto _ : state) {
+    model->draw(work.data);
+    benchmark::ClobberMemory();
+  }
+  state.counters["scans"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
+}
+void W1_yeo_johnson_scan(benchmark::State& state) {
+  run_transformed(state, w1());
+}
+void W2_yeo_johnson_scan(benchmark::State& state) {
+  run_transformed(state, w2());
+}
+// 5,000 rows and one predictor, beside the normal outcome.
+Workload& five_thousand() {
+  static Workload work(5000, 0, 1);
+  return work;
+}
+void N5000_normal_scan(benchmark::State& state) {
+  run_scans(state, five_thousand(), true);
+}
+void N5000_yeo_johnson_scan(benchmark::State& state) {
+  run_transformed(state, five_thousand());
+}
+
 void W2_likelihoods(benchmark::State& state) {
   LoneEstimator estimator(11);
   Normal model(&estimator, w2().setup);
@@ -206,6 +243,10 @@ BENCHMARK(W2_logistic_weights);
 BENCHMARK(W2_weighted_scan);
 BENCHMARK(W2_cluster_variances_scan);
 BENCHMARK(W2_likelihoods);
+BENCHMARK(W1_yeo_johnson_scan);
+BENCHMARK(W2_yeo_johnson_scan);
+BENCHMARK(N5000_normal_scan);
+BENCHMARK(N5000_yeo_johnson_scan);
 
 }  // namespace
 

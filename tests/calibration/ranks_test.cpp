@@ -85,6 +85,10 @@ TEST(Ranks, SharedLabels) {
   expect_uniform(shared_label_ranks());
 }
 
+TEST(Ranks, YeoJohnson) {
+  expect_uniform(yeo_johnson_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

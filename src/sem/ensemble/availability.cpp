@@ -64,7 +64,7 @@ void check_outcome(const Model& model) {
                                                           : "Invalid Link for normal model!");
   }
   if (model.link != model::link::identity && model.link != model::link::weighted &&
-      model.link != model::link::hev)
+      model.link != model::link::hev && model.link != model::link::yjt)
     refuse("The link '" + model::link_str(model.link) + "'", model);
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
 }

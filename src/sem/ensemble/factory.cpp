@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include "data/levels.hpp"
@@ -22,6 +23,7 @@
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
 #include "sem/outcomes/weighted.hpp"
+#include "sem/outcomes/yjt.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
@@ -120,6 +122,19 @@ std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcom
   if (context.in_block)
     return make_weighted<MultiFactor>(context, type, setup, context.estimator, type, setup);
   return make_weighted<Factor>(context, type, setup, context.estimator, setup);
+}
+
+/// An outcome under a Yeo-Johnson transformation, whose parameter starts with the other values.
+std::shared_ptr<estimator::Outcome> make_yeo_johnson(const Model& model, const outcome_context& context) {
+  equation_setup setup = equation_of(model, context);
+  setup.response_moves = true;
+  const model::parameter& lambda = model.outcomes.front().lambda;
+  const double start = lambda.is_fixed() ? lambda.value() : 1.0;
+  if (model.kind() == model::kind::latent)
+    return std::make_shared<yjt<Factor>>(context.estimator, data::type::latent,
+                                         Factor::without_values(std::move(setup)), start, !lambda.is_fixed());
+  return std::make_shared<yjt<Normal>>(context.estimator, data::type::continuous, setup, start,
+                                       !lambda.is_fixed());
 }
 
 /// For an outcome of categories or counts, whose response is drawn.
@@ -236,6 +251,7 @@ unsigned outcome_level(const Model& model, const working_data& working) {
 
 std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context) {
   if (is_phantom(model)) return make_phantom(model, context);
+  if (model.link == model::link::yjt) return make_yeo_johnson(model, context);
   switch (model.kind()) {
     case model::kind::parameter:
       return make_parameter(model, context);

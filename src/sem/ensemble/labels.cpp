@@ -12,8 +12,10 @@
 #include "sem/ensemble/label_plan.hpp"
 #include "sem/ensemble/sheared_label.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/lambda_holder.hpp"
 #include "sem/outcomes/multi_struct.hpp"
 #include "sem/outcomes/parameter.hpp"
+#include "sem/outcomes/yeo_johnson.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "sem/wiring/proposals.hpp"
@@ -73,7 +75,7 @@ class wiring {
     for (const planned_label& label : plan_) {
       if (label.role == label_role::handle) bind_handle(label);
       if (label.role == label_role::correlation) join_correlations(label);
-      if (label.role == label_role::drawn) make_drawn(label);
+      if (label.role == label_role::drawn && !keep_lambda(label)) make_drawn(label);
     }
     wired_labels out;
     out.blocks = blocks_.build(world_.rng);
@@ -135,10 +137,28 @@ class wiring {
         const unsigned q = static_cast<unsigned>(holder.n_random(L));
         return holder.constraint(parameter_type::random_covariance, info.position * (q + 1), L)->ptr();
       }
+      case place::lambda:
+        return holder_of(info).lambda_address();
       default:
         break;
     }
     throw error_debug("Could not find parameter name in map.");
+  }
+
+  lambda_holder& holder_of(const constraint_info& info) const {
+    return dynamic_cast<lambda_holder&>(model(info.model));
+  }
+
+  /// The lambda of one equation that nothing else follows stays with it, and takes its prior along.
+  bool keep_lambda(const planned_label& label) const {
+    if (label.prior < 0 || !label.followers.empty() || label.places.size() != 1) return false;
+    if (label.places.front().kind != place::lambda) return false;
+    const auto prior =
+        std::dynamic_pointer_cast<Parameter>(world_.models.at(static_cast<std::size_t>(label.prior)));
+    lambda_holder& holder = holder_of(label.places.front());
+    holder.take_lambda_prior(prior, {prior->value.memptr()});
+    bind(label.key, holder.lambda_address());
+    return true;
   }
 
   void bind_handle(const planned_label& label) const {
@@ -264,6 +284,11 @@ class wiring {
         to += *variance;
         return 1.0 / variance->variance;
       }
+      case place::lambda: {
+        const auto lambda = holder.constraint(parameter_type::lambda, 0, 0);
+        to += *lambda;
+        return 1.0 / lambda->variance;
+      }
       case place::computed:
       case place::computed_random:
         to.add_once(model_term(info.model));
@@ -335,9 +360,17 @@ class wiring {
     keep(label, std::move(out));
   }
 
+  static bool starts_at_lambda(const planned_label& label) {
+    return !label.places.empty() && label.places.front().kind == place::lambda;
+  }
+
   void add_prior(const planned_label& label, constraint& parameter) const {
     if (label.prior >= 0) {
       parameter += *model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
+    } else if (starts_at_lambda(label)) {
+      const auto prior = default_lambda_prior(model(label.places.front().model).estimator);
+      parameter.likelihoods.emplace_back(
+          [prior](const double& x, const arma::Mat<double>& data) { return prior->prior(x, data); });
     } else if (!label.places.empty() && label.places.front().kind == place::variance) {
       parameter.likelihoods.push_back(
           variance_prior(world_.prior.resvar, model(label.places.front().model).residual_unit()));
@@ -357,6 +390,7 @@ class wiring {
   const model::parameter* written_at(const constraint_info& info, model::parameter& scratch) const {
     const Model& equation = world_.list[info.model];
     if (info.kind == place::variance) return &equation.variance;
+    if (info.kind == place::lambda) return &equation.outcomes.front().lambda;
     if (info.kind != place::fixed) return nullptr;
     scratch = equation.fixedParameters().at(info.position);
     return &scratch;
@@ -372,9 +406,17 @@ class wiring {
     return std::isfinite(node.prior(x, world_.data));
   }
 
+  /// The identity or the user's start, within the range of the prior.
+  double start_of_lambda(const planned_label& label) const {
+    const double x = *address(label.places.front());
+    if (label.prior < 0) return inside(*default_lambda_prior(model(label.places.front().model).estimator), x);
+    return inside(dynamic_cast<const Parameter&>(model(static_cast<unsigned>(label.prior))), x);
+  }
+
   /// The user's start, else the middle of the prior, else the first place's own. A start of the user holds
   /// whatever the prior says of it.
   double start_of(const planned_label& label) const {
+    if (starts_at_lambda(label)) return start_of_lambda(label);
     std::vector<double> candidates;
     if (label.prior >= 0) candidates.push_back(model(static_cast<unsigned>(label.prior)).betas()(0));
     for (const constraint_info& info : label.places) {
@@ -402,6 +444,8 @@ class wiring {
     std::vector<double> starts;
     for (const planned_label* label : planned_) starts.push_back(start_of(*label));
     for (std::size_t k = 0; k < drawn_.size(); ++k) {
+      for (const constraint_info& info : planned_[k]->places)
+        if (info.kind == place::lambda) holder_of(info).start_lambda(starts[k], world_.data);
       drawn_[k].constraint->value = starts[k];
       for (double* link : drawn_[k].constraint->links) *link = starts[k];
     }
@@ -412,6 +456,7 @@ class wiring {
     for (std::size_t k = 0; k < drawn_.size(); ++k) drawn_[k].constraint->write(starts[k]);
     for (const auto& model : world_.models) {
       if (auto* phantom = dynamic_cast<Phantom*>(model.get())) phantom->find_proposals(world_.data);
+      if (auto* holder = dynamic_cast<lambda_holder*>(model.get())) holder->settle_lambda(world_.data);
     }
     for (drawn_label& label : drawn_) {
       if (!label.searched) continue;

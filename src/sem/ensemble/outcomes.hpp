@@ -102,7 +102,8 @@ class Outcomes : public virtual Estimator {
   arma::Mat<double> defines(const arma::Mat<double>& data) const override;
   arma::Col<double> correlations(const arma::Mat<double>& data) const override;
 
-  /// Of the observed cells alone; see observed_logLiklihood. Equations that phantoms or a block tie together
+  /// Of the observed cells alone, as densities of the data under a transformation with a parameter; see
+  /// observed_logLiklihood and addLogJacobian. Equations that phantoms or a block tie together
   /// have one joint density, which stands in the slice of the first, or of the block; the others' and those
   /// of the phantoms are 0. A marginal likelihood that cannot be computed is NaN for all units of its model.
   arma::Cube<double> likelihood(const arma::Mat<double>& data) const override;
@@ -146,6 +147,7 @@ class Outcomes : public virtual Estimator {
   void check_propriety(const ModelList& list, const model::row_table& rows,
                        const arma::Mat<double>& data) const;
   void tie_likelihoods();
+  void add_log_jacobians(std::size_t model, const arma::Mat<double>& data, arma::Col<double>& out) const;
   arma::Col<double> conditional_of(std::size_t model, const arma::Mat<double>& data) const;
   arma::Col<double> marginal_of(std::size_t model, const arma::Mat<double>& data) const;
 

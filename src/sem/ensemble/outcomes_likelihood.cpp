@@ -96,15 +96,27 @@ std::unique_ptr<estimator::block_likelihood> Outcomes::blockLiklihood(std::size_
   return models[model]->blockLiklihood(data);
 }
 
+/// Of all models whose density stands at this one.
+void Outcomes::add_log_jacobians(std::size_t model, const arma::Mat<double>& data,
+                                 arma::Col<double>& out) const {
+  for (std::size_t j = 0; j < models.size(); ++j)
+    if (tied_[j] == model) models[j]->addLogJacobian(data, out);
+}
+
 arma::Col<double> Outcomes::conditional_of(std::size_t model, const arma::Mat<double>& data) const {
-  if (joint_[model] != nullptr) return joint_[model]->conditional(data);
-  return models[model]->observed_logLiklihood(data, static_cast<int>(working_.n_levels()) - 1);
+  arma::Col<double> out = joint_[model] != nullptr ? joint_[model]->conditional(data)
+                                                   : models[model]->observed_logLiklihood(
+                                                         data, static_cast<int>(working_.n_levels()) - 1);
+  add_log_jacobians(model, data, out);
+  return out;
 }
 
 arma::Col<double> Outcomes::marginal_of(std::size_t model, const arma::Mat<double>& data) const {
   try {
-    if (joint_[model] != nullptr) return joint_[model]->marginal(data);
-    return models[model]->observed_marginal_logLiklihood(data);
+    arma::Col<double> out = joint_[model] != nullptr ? joint_[model]->marginal(data)
+                                                     : models[model]->observed_marginal_logLiklihood(data);
+    add_log_jacobians(model, data, out);
+    return out;
   } catch (const numeric_error&) {
     // A covariance matrix on the edge of positive definiteness: the fit statistics leave the marginal block
     // out, the run goes on.

@@ -68,7 +68,7 @@ void append_effects(const Model& model, const std::string& name, std::vector<std
 
 std::vector<std::string> latent_names(const Model& model) {
   std::vector<std::string> out;
-  if (model.layout().thresholds || model.kind() == model::kind::latent)
+  if (model.layout().thresholds || model.kind() == model::kind::latent || model::has_lambda(model.link))
     out.push_back(full_name(model) + ".latent");
   for (const std::string& code : full_codes(model)) append_effects(model, code, out);
   return out;

@@ -8,6 +8,7 @@
 #include "model/row_layout.hpp"
 #include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/yeo_johnson.hpp"
 #include "sem/scan/dispersion_step.hpp"
 #include "sem/scan/thresholds.hpp"
 #include "sem/wiring/transform.hpp"
@@ -161,12 +162,37 @@ std::vector<outcome_moments> moments_of_codes(const Model& model, const outcome_
   return out;
 }
 
+/// Where the parameter of a Yeo-Johnson transformation starts: as the identity, unless the user says more.
+double lambda_start(const Model& model) {
+  const model::parameter& lambda = model.outcomes.front().lambda;
+  return lambda.is_fixed() ? lambda.value() : start_or(lambda, 1.0);
+}
+
+bool has_scale(const Model& model) {
+  return model.outcomes.front().is_transformed() || model::has_lambda(model.link);
+}
+
+/// The transformation of the outcome where the chain starts; for a model with a scale of its own.
+class starting_scale {
+ public:
+  explicit starting_scale(const Model& model)
+      : power_(model.yind().front(), nullptr, model::has_lambda(model.link) ? lambda_start(model) : 1.0),
+        g_(model::has_lambda(model.link) ? power_.pair() : model.pair()) {}
+
+  const estimator::transform& operator*() const { return g_; }
+  const estimator::transform* operator->() const { return &g_; }
+
+ private:
+  yeo_johnson power_;  ///< the trees of g_ read it
+  estimator::transform g_;
+};
+
 /// The observed values on the scale of the equation.
 arma::Col<double> transformed(const Model& model, const arma::Col<double>& y) {
-  if (!model.outcomes.front().is_transformed()) return y;
-  const estimator::transform g(model.pair());
+  if (!has_scale(model)) return y;
+  const starting_scale g(model);
   arma::Col<double> out(y.n_elem);
-  for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g.forward(y[i]);
+  for (arma::uword i = 0; i < y.n_elem; ++i) out[i] = g->forward(y[i]);
   if (!out.is_finite()) {
     throw error("ERROR: The transformation of variable '" + model.outcomes.front().variable->name +
                 "' gives values that are not finite.");
@@ -252,6 +278,7 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
     append_coefficients(out, model, one, start_shift, slopes);
     append_thresholds(out, model, one);
   }
+  if (model::has_lambda(model.link)) out.push_back(lambda_start(model));
   return out;
 }
 
@@ -281,8 +308,7 @@ arma::Col<double> draw_missing(const Model& model, const outcome_moments& moment
   arma::Col<double> z(n);
   rng.fill_randn(z.memptr(), n);
   arma::Col<double> values = moments.mean + std::sqrt(moments.variance) * z;
-  if (model.outcomes.front().is_transformed())
-    draw_back(estimator::transform(model.pair()), moments, values, rng);
+  if (has_scale(model)) draw_back(*starting_scale(model), moments, values, rng);
   return values;
 }
 

@@ -40,6 +40,7 @@ std::vector<outcome_moments> observed_moments(const Model& model, const arma::Ma
 ///   slopes: 0
 ///   thresholds: the normal quantiles of the observed shares, less the first
 ///   of a nominal outcome all of it for each dummy code, m the log odds of its category and the reference
+///   lambda of a Yeo-Johnson transformation: 1, at which the moments are those of the values themselves
 ///
 /// with z_j the mean square of the covariate of an effect, so that all effects start at one half of the
 /// variance of the outcome whatever the units of their covariates. A starting value of the user takes the

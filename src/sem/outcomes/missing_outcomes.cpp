@@ -1,13 +1,21 @@
 #include "sem/outcomes/missing_outcomes.hpp"
 
 #include <cmath>
+#include <cstdint>
 #include <utility>
 
 namespace tovik::sem {
 namespace {
-/// Draws of a value from its equation before the old one stays. Both the truncated draw and staying leave the
-/// truncated normal invariant, and so does the choice between them, which does not look at the old value.
-constexpr int most_draws = 100;
+
+/// One draw of a value; `z`: a standard normal, for a range without bounds.
+double draw_within(const value_range& range, double mean, double sd, double z, Random& rng) {
+  if (std::isfinite(range.lower) && std::isfinite(range.upper))
+    return rng.trNorm(mean, range.lower, range.upper, sd);
+  if (std::isfinite(range.lower)) return rng.trNorm(mean, range.lower, sd, false);
+  if (std::isfinite(range.upper)) return rng.trNorm(mean, range.upper, sd, true);
+  return mean + sd * z;
+}
+
 }  // namespace
 
 missing_outcomes::missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale,
@@ -65,16 +73,19 @@ void missing_outcomes::draw_solved(scan::equation_scan& equation,
   if (refresh_) refresh_(data);
 }
 
-// One standard normal for each value in order; those that leave the range of the outcome's scale once more.
+// One draw for each value in order; those that leave the range of the outcome's scale once more, up to a
+// limit, beyond which the old value stays. Both the truncated draw and staying leave the truncated normal
+// invariant, and so does the choice between them, which does not look at the old value.
 void missing_outcomes::redraw(Random& rng, arma::Mat<double>& data) {
   outside_.resize(units_.n_elem);
   for (arma::uword k = 0; k < units_.n_elem; ++k) outside_[k] = k;
-  for (int attempt = 0; attempt < most_draws && !outside_.empty(); ++attempt) {
-    rng.fill_randn(z_.data(), outside_.size());
+  const value_range range = scale_.range();
+  for (std::uint32_t attempt = 0; attempt < Random::trunc_norm_max_niter && !outside_.empty(); ++attempt) {
+    if (!range.is_bounded()) rng.fill_randn(z_.data(), outside_.size());
     std::size_t left = 0;
     for (std::size_t j = 0; j < outside_.size(); ++j) {
       arma::uword const k = outside_[j];
-      const double candidate = mean_[k] + sd_[k] * z_[j];
+      const double candidate = draw_within(range, mean_[k], sd_[k], z_[j], rng);
       if (scale_.write(data, units_(k), candidate))
         values_[k] = candidate;
       else

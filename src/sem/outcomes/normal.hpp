@@ -1,7 +1,9 @@
 #pragma once
 
 #include <armadillo>
+#include <functional>
 #include <memory>
+#include <utility>
 
 #include "sem/outcomes/missing_outcomes.hpp"
 #include "sem/outcomes/outcome_scale.hpp"
@@ -49,6 +51,11 @@ class Normal : public Regression {
  protected:
   /// For a kind that is a normal regression of other values; `type`: what its outcome is.
   Normal(const Estimator* estimator, const equation_setup& setup, data::type type);
+
+  /// The transformation has moved: y* of every unit follows from its value anew.
+  void forget_values() { scale_.forget(); }
+  /// What `range` tells at each draw bounds y*.
+  void bound_values(std::function<value_range()> range) { scale_.bound(std::move(range)); }
 
   double residual_variance() const override { return sigma2; }
   bool residual_variance_moves() const override { return estimate_resid; }

@@ -1,7 +1,11 @@
 #pragma once
 
 #include <armadillo>
+#include <cmath>
+#include <functional>
+#include <limits>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "evaluate/pair.hpp"
@@ -9,6 +13,14 @@
 #include "sem/wiring/transform.hpp"
 
 namespace tovik::sem {
+
+/// Where the values of a transformation lie.
+struct value_range {
+  double lower = -std::numeric_limits<double>::infinity();
+  double upper = std::numeric_limits<double>::infinity();
+
+  bool is_bounded() const { return std::isfinite(lower) || std::isfinite(upper); }
+};
 
 /// The scale on which an outcome is modelled, y* = g(y), beside the scale of the data, y.
 ///
@@ -23,6 +35,12 @@ class outcome_scale {
   void set(const evaluate::pair& pair);
   bool has_transform() const { return transform_ != nullptr; }
   const estimator::transform& transform() const { return *transform_; }
+
+  /// The transformation has changed: nothing that is kept holds.
+  void forget() { cells_.clear(); }
+  /// Of a transformation whose values are known to be bounded: the bounds, whenever asked.
+  void bound(std::function<value_range()> range) { range_ = std::move(range); }
+  value_range range() const { return range_ ? range_() : value_range(); }
 
   /// y* of all units at the data, kept. Only with a transformation.
   const arma::Col<double>& read(const arma::Mat<double>& data);
@@ -58,6 +76,7 @@ class outcome_scale {
   arma::uword column_;
   const estimator::selector* rows_;  ///< the rows of each unit; null for an outcome of the rows
   std::unique_ptr<estimator::transform> transform_;
+  std::function<value_range()> range_;
   std::vector<double> cells_;  ///< the cells that values_ belong to
   arma::Col<double> values_;
 };

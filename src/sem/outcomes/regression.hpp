@@ -415,6 +415,10 @@ class Regression : public virtual estimator::Outcome {
   const arma::Mat<double>& phantom_means(const arma::Mat<double>& data) const;
   /// The same as predictor() at some units; passes over no others.
   void predictor_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units, double* mu) const;
+  /// r += sign times the sum over levels of Z u.
+  void add_random(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
+  /// Values of units, summed in the clusters of the level above with this number.
+  arma::Col<double> sums_at(unsigned above, arma::Col<double> values) const;
   /// Values of units at their rows.
   arma::Mat<double> at_rows(const arma::Mat<double>& units) const;
   /// What follows from the outcome's column after its values were written.
@@ -473,7 +477,6 @@ class Regression : public virtual estimator::Outcome {
   void check_clusters(const arma::Mat<double>& data, const equation_names& names) const;
   arma::Col<double> integrated_density(const arma::Mat<double>& data,
                                        const arma::Col<arma::uword>& left_out) const;
-  arma::Col<double> sums_at(unsigned above, arma::Col<double> values) const;
   bool has_phantoms() const;
   void start_effects();
   std::shared_ptr<estimator::constraint> driven_coefficient(unsigned index);
@@ -485,7 +488,6 @@ class Regression : public virtual estimator::Outcome {
   const arma::Col<double>& values_without_phantoms(const arma::Mat<double>& data);
   void set_fixed(const arma::Mat<double>& data, arma::Col<double>& mu) const;
   void add_fixed(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
-  void add_random(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
   void add_phantoms(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
   void add_predictor(const arma::Mat<double>& data, double sign, arma::Col<double>& r) const;
   void validate_level(int above) const;

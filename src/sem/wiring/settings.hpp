@@ -18,6 +18,9 @@ struct sampler_settings {
   inline static bool optimize_draws = true;
   /// Draw coefficients with random effects integrated out where that can be; off for comparison only.
   inline static bool integrate_effects = true;
+  /// Draw the parameters of Yeo-Johnson transformations with coefficients and residual variances integrated
+  /// out where that can be; off for comparison only.
+  inline static bool integrate_lambda = true;
   /// Propose thresholds from their normal approximation besides the random walk, and move all that is in
   /// units of a latent score by a common factor; off for comparison only.
   inline static bool newton_thresholds = true;
