@@ -57,7 +57,7 @@ void draw_parameters(NBinomial& model, Random& rng) {
 /// one state in some thousand has any, counts are drawn that no machine number holds.
 bool is_usual(const NBinomial& model, const arma::Mat<double>& data) {
   const arma::Col<double> eta = arma::log(model.compute_predicted(data));
-  return arma::abs(eta).max() < 12.0;
+  return arma::abs(eta).max() < 9.0;
 }
 
 /// Covariates of effects are small, so that effects with these tails stay within reach.

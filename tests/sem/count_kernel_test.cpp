@@ -174,7 +174,7 @@ TEST(NewtonMove, DrawsFromThePosteriorInAnyUnits) {
     }
     EXPECT_LT(kolmogorov(a, [&](double at) { return exact.below_a(at); }), 2.5);
     EXPECT_LT(kolmogorov(b, [&](double at) { return exact.below_b(at); }), 2.5);
-    EXPECT_GT(moved, 12000);
+    EXPECT_GT(moved, 9000);
     for (arma::uword i = 0; i < 40; ++i) {
       const double added = what.value[0] + what.value[1] * x(i);
       EXPECT_NEAR(eta(i) - rest(i), i >= first && i < first + n ? added : 0.0, 1e-8);

@@ -86,7 +86,7 @@ TEST(CountRun, StartsOfEvenCountsTakeALargeDispersion) {
 TEST(CountRun, CountsThatDoNotVaryAreRefused) {
   arma::mat data = columns();
   data.col(1).zeros();
-  EXPECT_EQ(count_run(data, {"y ~ x"}).failure(),
+  EXPECT_EQ(count_run(data, {"y ~ x"}, {}).failure(),
             "ERROR: Variable 'y' does not vary.\n       Remove it and rerun.");
   data.col(1).fill(arma::datum::nan);
   data(0, 1) = 3.0;

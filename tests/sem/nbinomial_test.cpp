@@ -59,7 +59,9 @@ TEST(NegativeBinomial, LogProbabilitiesAreThoseOfTheSumOfItsTerms) {
       double term = r * std::log(p), total = 0.0, mean = 0.0;
       for (int y = 0; y < 4000; ++y) {
         if (y > 0) term += std::log((y - 1 + r) / y * (1.0 - p));
-        if (y < 30) EXPECT_NEAR(law.log_probability(y, eta), term, 1e-10 * (1.0 + std::fabs(term))) << y;
+        if (y < 30) {
+          EXPECT_NEAR(law.log_probability(y, eta), term, 1e-10 * (1.0 + std::fabs(term))) << y;
+        }
         total += std::exp(law.log_probability(y, eta));
         mean += y * std::exp(law.log_probability(y, eta));
       }
