@@ -135,9 +135,10 @@ TEST_F(Reader, KnowsDefaults) {
   EXPECT_TRUE(std::isnan(in->missingValue));
   EXPECT_EQ(in->thin, InputFile::not_set);
   EXPECT_EQ(in->nimps, InputFile::not_set);
-  const Names keys = {"burn",     "psr",      "estimates", "accepts", "labelfile",   "iterations",
-                      "waldtest", "simple",   "starts",    "avgimp",  "varimp",      "likelihood",
-                      "stacked",  "stacked0", "separate",  "dataset", "correlations"};
+  const Names keys = {"burn",       "psr",          "estimates", "accepts",  "labelfile",
+                      "iterations", "waldtest",     "simple",    "starts",   "avgimp",
+                      "varimp",     "likelihood",   "stacked",   "stacked0", "separate",
+                      "dataset",    "correlations", "draws",     "table"};
   Names found;
   for (const auto& [key, path] : in->savePaths) {
     found.push_back(key);
