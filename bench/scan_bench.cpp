@@ -1,6 +1,6 @@
-// Scans of the normal outcome, with one residual variance and with one for each cluster, and of the logistic
-// outcome per second, and beside each its floor: the random numbers that
-// the scan consumes, and one pass over the data that it describes.
+// Scans per second of the normal outcome, with one residual variance and with one for each cluster, and of
+// the logistic outcome; beside each its floor: the random numbers that the scan consumes, and one pass over
+// the data that it describes.
 
 #include <benchmark/benchmark.h>
 
