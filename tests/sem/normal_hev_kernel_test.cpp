@@ -8,6 +8,8 @@
 
 #include "chain_posterior.hpp"
 #include "hev_world.hpp"
+#include "sample_tests.hpp"
+#include "sem/wiring/settings.hpp"
 
 namespace tovik::tests::normal_hev_kernel_test {
 namespace {
@@ -50,6 +52,12 @@ arma::vec posterior_means(const std::vector<arma::vec>& y, double known_t, doubl
   return sum / mass;
 }
 
+class Moves : public testing::TestWithParam<bool> {
+  const Setting<bool> moves_{sem::sampler_settings::move_variances, GetParam()};
+};
+INSTANTIATE_TEST_SUITE_P(NormalHevKernels, Moves, testing::Bool(),
+                         [](const auto& info) { return info.param ? "Together" : "EachAlone"; });
+
 void expect_posterior(const nesting& sizes, const std::vector<arma::vec>& y, bool spread_moves, double unit) {
   HevWorld w(2, sizes, 700);
   equation_setup& setup = w.add(0, {0});
@@ -83,16 +91,73 @@ const std::vector<arma::vec> five = {{0.3, 1.9, 1.0, 1.4},
                                      {1.1, 0.8, 1.2},
                                      {2.2, -0.4, 1.7, 0.9, 1.3, 2.9}};
 
-TEST(NormalHevKernels, PosteriorOfClustersOfDifferentSizes) {
+TEST_P(Moves, PosteriorOfClustersOfDifferentSizes) {
   expect_posterior({{4, 1, 5}, {3, 6}}, five, true, 1.0);
 }
 
-TEST(NormalHevKernels, PosteriorInOtherUnits) {
+TEST_P(Moves, PosteriorInOtherUnits) {
   expect_posterior({{4, 1, 5}, {3, 6}}, five, true, 1000.0);
 }
 
-TEST(NormalHevKernels, PosteriorOfTwoClusters) {
+TEST_P(Moves, PosteriorOfTwoClusters) {
   expect_posterior({{5}, {6}}, {five[2], five[4]}, false, 1.0);
+}
+
+/// Clusters that hardly differ: given s0 and t the variances are all but known, and the other way round.
+arma::mat alike(arma::uword n, bool together) {
+  const Setting<bool> moves(sem::sampler_settings::move_variances, together);
+  HevWorld w(2, {{20, 20, 20, 20, 20}, {20, 20, 20, 20, 20}}, 710);
+  w.add(0, {0, 2});
+  w.build();
+  w.draw_joint();
+  NormalHev& model = *w.models[0];
+  for (arma::uword i = 0; i < w.world.data.n_rows; ++i)
+    w.world.data(i, 1) = -0.5 + 0.5 * w.world.data(i, 2) + w.rng.rnorm();
+  model.addStarts({0.0, 1.0, 1.0, 1.0, 1.0, -0.5, 0.5});
+  arma::mat out(n, 2);
+  for (arma::uword t = 0; t < n; ++t) {
+    model.draw(w.world.data);
+    out.row(t) = arma::rowvec{std::log(model.sigma2), std::log(model.shared.t)};
+  }
+  return out;
+}
+
+double effective_share(const arma::vec& x) {
+  constexpr arma::uword batches = 100;
+  const arma::mat parts = arma::reshape(x, x.n_elem / batches, batches);
+  return arma::var(x) / (arma::var(arma::vec(arma::mean(parts, 0).t())) * static_cast<double>(parts.n_rows));
+}
+
+TEST(NormalHevKernels, MovesTogetherMakeVariancesOfClustersThatAreAlikeMix) {
+  const arma::mat together = alike(40000, true), apart = alike(40000, false);
+  EXPECT_GT(effective_share(together.col(0)), 3.0 * effective_share(apart.col(0)));
+  EXPECT_GT(effective_share(together.col(1)), 1.5 * effective_share(apart.col(1)));
+  std::cout << effective_share(together.col(0)) << " " << effective_share(apart.col(0)) << " "
+            << effective_share(together.col(1)) << " " << effective_share(apart.col(1)) << "\n";
+}
+
+/// The correlation and the scores known: with and without the moves the posterior is the same.
+ChainPosterior given_scores(bool together) {
+  const Setting<bool> moves(sem::sampler_settings::move_variances, together);
+  HevWorld w(2, {{4, 1, 5}, {3, 6}}, 720);
+  w.tied = true;
+  w.add(0, {0, 2});
+  w.add(0, {0, 3});
+  w.build();
+  w.draw_joint();
+  w.phantom->addStarts({-0.6});
+  NormalHev& model = *w.models[1];
+  return ChainPosterior(
+      [&] {
+        model.draw(w.world.data);
+        arma::rowvec out = {std::log(model.shared.s0), std::log(model.shared.t)};
+        return arma::rowvec(arma::join_rows(out, arma::rowvec(arma::log(model.sigma2s).t())));
+      },
+      50, 3000);
+}
+
+TEST(NormalHevKernels, MovesTogetherKeepThePosteriorGivenScores) {
+  expect_same_posterior(given_scores(true), given_scores(false), 0.0, 0.0, 0.5);
 }
 
 }  // namespace

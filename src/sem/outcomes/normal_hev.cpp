@@ -5,6 +5,7 @@
 
 #include "random/random.hpp"
 #include "sem/outcomes/variance_rows.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -29,10 +30,11 @@ arma::uword n_with_values(const arma::Col<arma::uword>& cluster_of, const arma::
 NormalHev::NormalHev(const Estimator* estimator_, const equation_setup& setup)
     : Outcome(parts_of(estimator_, data::type::continuous, setup)), Normal(estimator_, setup) {
   require_clusters(setup);
-  counts_.zeros(cluster.n_clusters(0));
-  for (arma::uword c : cluster_of()) counts_(c) += 1.0;
-  shared = scan::cluster_variances(counts_.n_elem, sigma2,
-                                   n_with_values(cluster_of(), counts_, setup.missing_units));
+  const arma::uword n = cluster.n_clusters(0);
+  sums_ = {arma::Col<double>(n, arma::fill::zeros), arma::Col<double>(n, arma::fill::zeros),
+           arma::Col<double>(n, arma::fill::zeros)};
+  for (arma::uword c : cluster_of()) sums_.n(c) += 1.0;
+  shared = scan::cluster_variances(n, sigma2, n_with_values(cluster_of(), sums_.n, setup.missing_units));
   keep_rows();
   refresh_phantoms(0);
   variances_changed();
@@ -87,43 +89,52 @@ void NormalHev::draw_own(const arma::Mat<double>& data) {
   }
   const arma::Col<double>& r = equation().r();
   const arma::Col<arma::uword>& c = cluster_of();
-  squares_.zeros(counts_.n_elem);
-  for (arma::uword i = 0; i < n_units; ++i) squares_(c(i)) += r(i) * r(i);
-  shared.draw(counts_, squares_, *rng);
+  sums_.square.zeros();
+  for (arma::uword i = 0; i < n_units; ++i) sums_.square(c(i)) += r(i) * r(i);
+  shared.draw(sums_.n, sums_.square, *rng);
+  move_together();
+}
+
+/// Random numbers: those of the two steps in turn.
+void NormalHev::move_together() {
+  if (sampler_settings::move_variances) {
+    shared.rescale(sums_, *rng);
+    shared.respread(sums_, *rng);
+  }
   variances_changed();
 }
 
-// With m_i = l'P_i and k = 1 - l'l the log density of the residuals of a cluster, less that of the proposal,
-// is in v
+// With m_i = l'P_i and k = 1 - l'l the log density of the residuals of a cluster is in v
 //
-//   sum e_i m_i / (k sqrt(v)) - (1 - k) / k sum e_i^2 / (2 v),
+//   -n / 2 log v - sum e_i^2 / (2 k v) + sum e_i m_i / (k sqrt(v)),
 //
-// up to a constant: the logarithms of v cancel.
+// and that of the proposal has 1 for k, and no m_i.
 void NormalHev::draw_with_phantoms(const arma::Mat<double>& data) {
   const arma::Col<arma::uword>& c = cluster_of();
   const arma::Mat<double>& means = phantom_means(data);
-  gain_.set_size(n_units);
-  squares_.zeros(counts_.n_elem);
-  products_.zeros(counts_.n_elem);
-  factor_.set_size(counts_.n_elem);
+  const double k = part(0).loadings.variance();
+  old_ = sigma2s;
+  whole_.zeros(old_.n_elem);
+  sums_.product.zeros();
   for (arma::uword i = 0; i < n_units; ++i) {
     const double e = equation().r()(i) + means(i);
-    squares_(c(i)) += e * e;
-    products_(c(i)) += e * means(i);
+    whole_(c(i)) += e * e;
+    sums_.product(c(i)) += e * means(i);
   }
-  const double k = part(0).loadings.variance();
-  for (arma::uword g = 0; g < counts_.n_elem; ++g) {
-    const double old = sigma2s(g), next = shared.propose(counts_(g), squares_(g), *rng);
-    const double product = products_(g) / (k * std::sqrt(old)), square = (1.0 - k) / k * 0.5 * squares_(g);
-    const double change =
-        product * (1.0 / std::sqrt(next) - 1.0 / std::sqrt(old)) - square * (1.0 / next - 1.0 / old);
+  for (arma::uword g = 0; g < old_.n_elem; ++g) {
+    const double v = old_(g), next = shared.propose(sums_.n(g), whole_(g), *rng);
+    sums_.square(g) = whole_(g) / k;
+    sums_.product(g) /= k * std::sqrt(v);
+    const double change = sums_.product(g) * (1.0 / std::sqrt(next) - 1.0 / std::sqrt(v)) -
+                          0.5 * (sums_.square(g) - whole_(g)) * (1.0 / next - 1.0 / v);
     if (std::log(rng->runif()) <= change) sigma2s(g) = next;
-    factor_(g) = std::sqrt(sigma2s(g) / old) - 1.0;
   }
-  // The phantoms' part of a residual grows with the variance.
-  for (arma::uword i = 0; i < n_units; ++i) gain_(i) = factor_(c(i)) * means(i);
   shared.draw_common(*rng);
-  variances_changed();
+  move_together();
+  // The phantoms' part of a residual grows with the variance.
+  gain_.set_size(n_units);
+  for (arma::uword i = 0; i < n_units; ++i)
+    gain_(i) = (std::sqrt(sigma2s(c(i)) / old_(c(i))) - 1.0) * means(i);
   equation().subtract(gain_.memptr());
 }
 

@@ -15,7 +15,8 @@ namespace tovik::sem {
 ///
 /// flat priors for the coefficients, s0 and t (see scan::cluster_variances): heterogeneity as in Kasim &
 /// Raudenbush (1998), Journal of Educational and Behavioral Statistics 23, 93-116. After the effects a scan
-/// draws each v_c, in cluster order, then s0 and t. With phantoms P of the residual
+/// draws each v_c, in cluster order, then s0 and t, and moves all of them together along two orbits. With
+/// phantoms P of the residual
 ///
 ///   e_i ~ N(sqrt(v_c) l'P_i, v_c (1 - l'l)),   l_k = +-sqrt(|rho_k|),
 ///
@@ -61,12 +62,12 @@ class NormalHev : public Normal {
 
  private:
   void draw_with_phantoms(const arma::Mat<double>& data);
+  void move_together();
   const arma::Col<arma::uword>& cluster_of() const { return *cluster.row_cluster[0]; }
 
-  arma::Col<double> counts_;                       ///< units of each cluster
-  arma::Col<double> precisions_, inner_;           ///< 1 / v_c; 1 / cond_sigma2s
-  arma::Col<double> squares_, products_, factor_;  ///< of a draw, by cluster
-  arma::Col<double> gain_;                         ///< of the phantoms' part of each residual
+  scan::cluster_variances::sums sums_;    ///< of the residuals of a draw
+  arma::Col<double> precisions_, inner_;  ///< 1 / v_c; 1 / cond_sigma2s
+  arma::Col<double> old_, whole_, gain_;  ///< with phantoms: variances before, sums of squares, change of r
 };
 
 }  // namespace tovik::sem

@@ -71,12 +71,13 @@ double cluster_variances::propose(double n, double ss, Random& rng) const {
 }
 
 void cluster_variances::draw_common(Random& rng) {
+  const double nu = 1.0 / t;
   double W = 0.0, L = 0.0;
   for (double variance : v) {
     W += 1.0 / variance;
     L -= std::log(variance);
   }
-  s0 = rng.rgamma(static_cast<double>(v.n_elem) / t + 1.0, t / W);
+  s0 = rng.rgamma(static_cast<double>(v.n_elem) * nu + 1.0, t / W);
   if (spread_moves()) draw_shape(W, L, rng);
 }
 

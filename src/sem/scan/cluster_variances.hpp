@@ -40,6 +40,22 @@ class cluster_variances {
   /// s0, then t, at the current v.
   void draw_common(Random& rng);
 
+  /// What the values of the clusters say of their variances: the sum over c of
+  ///
+  ///   -n_c / 2 log v_c - square_c / (2 v_c) + product_c / sqrt(v_c),
+  ///
+  /// the last for values with means in units of their standard deviations.
+  struct sums {
+    arma::Col<double> n, square, product;
+  };
+  /// All v and s0 times a common factor, from the density of this factor: where clusters are alike, so that
+  /// all v_c stand next to s0, the draws of one given the other hardly move (Liu & Sabatti, 2000, Biometrika
+  /// 87, 353-369).
+  void rescale(const sums& of, Random& rng);
+  /// All log(v_c / s0) times a common factor g, and t times g^2, from the density of g: the same for t. Not
+  /// where t stays.
+  void respread(const sums& of, Random& rng);
+
   /// t is drawn.
   bool spread_moves() const { return n_telling_ >= 3; }
   double mean() const { return arma::mean(v); }

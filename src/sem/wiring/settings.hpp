@@ -34,6 +34,9 @@ struct sampler_settings {
   /// Move the scores of a factor together with what is measured in their units, beside their solved
   /// distribution; off for comparison only.
   inline static bool move_factors = true;
+  /// Move the residual variances of all clusters together with what they share, beside their own draws; off
+  /// for comparison only.
+  inline static bool move_variances = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
