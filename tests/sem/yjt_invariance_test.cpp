@@ -29,7 +29,8 @@ struct joint {
   World world;
   equation_setup setup;
   double lower, upper;  ///< of lambda
-  double shift = 0.0;   ///< of all transformed values
+  double shift = 2.5;   ///< of all transformed values: their unit then grows with lambda
+  double step = 0.4;    ///< of the random walk of lambda, in units of its first proposal
   bool known = false;   ///< the residual variance is the setup's
   bool integrates = true;
 
@@ -104,6 +105,9 @@ struct joint {
       draw(*m, rng);
       fresh.add(functions(*m));
       draw(*m, rng);
+      std::vector<sem::estimator::tune_obj*> proposals;
+      m->addProposals(proposals);
+      proposals.front()->value = step;
       for (int t = 0; t < applications; ++t) m->draw(world.data);
       after.add(functions(*m));
     }
@@ -174,6 +178,7 @@ TEST(YeoJohnsonInvariance, ValuesFarFromZero) {
   for (const bool integrates : {true, false}) {
     joint test = single_level(6);
     test.shift = 40.0;
+    test.step = integrates ? 0.3 : 0.03;
     test.lower = 0.4;
     test.integrates = integrates;
     test.expect_invariant(350);
