@@ -208,7 +208,7 @@ autosolver::contribution<autosolver::normal_1D> Regression::distributionFunc(
 }
 
 autosolver::contribution<autosolver::inv_gamma> Regression::varianceFunc() const {
-  if (!has_units() || phantoms_of_residual())
+  if (!has_units() || phantoms_of_residual() || !variances().is_one())
     throw error_debug("Unable to get autosolver function for Normal.");
   return [this, place = every_unit()](const arma::Mat<double>& data, autosolver::inv_gamma previous) {
     return _dist_variance(data, previous, *place);
