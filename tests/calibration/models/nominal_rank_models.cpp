@@ -126,7 +126,8 @@ rank_study nominal_ranks() {
                       "residual variance of y", "intercept of y", "y on g.2",         "y on g.3"};
   model.rows = {0, 1, 4, 5, 8, 9, 10, 11};
   model.log_likelihood = choice_likelihood;
-  model.thin = 150;
+  model.thin = 60;
+  model.burn = 500;
   return model;
 }
 
@@ -145,7 +146,8 @@ rank_study nominal_cluster_ranks() {
                       "variance of intercepts of g.3", "intercept of g.3", "g.3 on x"};
   model.rows = {0, 1, 2, 5, 6, 7};
   model.log_likelihood = clusters_likelihood;
-  model.thin = 250;
+  model.thin = 100;
+  model.burn = 500;
   return model;
 }
 
