@@ -63,27 +63,28 @@ struct joint {
 
   std::vector<double> functions(const model& m) const {
     const auto& rows = *setup.cluster.own_rows[0];
-    const double lambda = m.lambda(), sd = std::sqrt(m.sigma2);
+    const double lambda = m.lambda(), middle = 0.5 * (lower + upper), sd = std::sqrt(m.sigma2);
     const arma::Mat<double> e = m.compute_residual(world.data);
     const double y0 = world.data(rows(0), 1), y5 = world.data(rows(5), 1);
     std::vector<double> out = {lambda,
                                y0,
                                y5,
                                lambda * y0,
-                               (lambda - 0.5 * (lower + upper)) * e(0) / sd,
+                               (lambda - middle) * e(0) / sd,
                                std::log(arma::accu(arma::square(e)) / m.sigma2),
                                e(5) / sd,
                                arma::accu(e) / sd};
-    if (!known) out.insert(out.end(), {std::log(m.sigma2), lambda * std::log(m.sigma2)});
+    if (!known) out.insert(out.end(), {std::log(m.sigma2), (lambda - middle) * std::log(m.sigma2)});
     if (setup.fixed.is_empty())
       out.insert(out.end(), {m.betas_(0), m.betas_(1), lambda * m.betas_(0), m.betas_(0) * y0});
     for (unsigned L = 0; L < setup.n_levels; ++L) {
       arma::uword const q = m.u[L].n_cols;
       if (q == 0) continue;
       const double scale = std::sqrt(m.Sigma[L](0, 0));
-      out.insert(out.end(), {std::log(m.Sigma[L](0, 0)), lambda * scale, std::log(arma::det(m.Sigma[L])),
-                             m.u[L](0, 0), m.u[L](1, q - 1) / scale, m.u[L](0, 0) * y0 / scale,
-                             std::log(arma::accu(m.u[L] % (m.u[L] * m.iSigma[L])))});
+      out.insert(out.end(),
+                 {std::log(m.Sigma[L](0, 0)), (lambda - middle) * std::log(scale),
+                  std::log(arma::det(m.Sigma[L])), m.u[L](0, 0), m.u[L](1, q - 1) / scale,
+                  m.u[L](0, 0) * y0 / scale, std::log(arma::accu(m.u[L] % (m.u[L] * m.iSigma[L])))});
     }
     return out;
   }
@@ -150,6 +151,22 @@ TEST(YeoJohnsonInvariance, ThreeEffectsAndClustersOfOneRow) {
     joint test{std::move(world), setup, 0.05, 1.95};
     test.integrates = integrates;
     test.expect_invariant(320);
+  }
+}
+
+// Where the data tell little of the effects, whose unit must move along with that of their variance, and
+// where they are hard to tell from the residuals, of which the variance is drawn with lambda.
+TEST(YeoJohnsonInvariance, EffectsOfPairsOfRows) {
+  for (const bool known : {true, false}) {
+    World world(2, {{2, 1, 2, 2, 1, 2, 2, 1, 2, 2}}, 8);
+    equation_setup setup = world.setup(0, {0});
+    setup.z[0] = {0};
+    setup.icept = {1};
+    setup.resid_value = 4.0;
+    joint test{std::move(world), setup, 0.3, 1.7};
+    test.known = known;
+    test.shift = 8.0;
+    test.expect_invariant(370);
   }
 }
 
