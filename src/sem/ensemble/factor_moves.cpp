@@ -11,7 +11,9 @@ namespace tovik::sem {
 bool factor_moves::suits(const Normal& factor, const std::vector<reader>& readers) {
   const bool effects =
       std::any_of(factor.u.begin(), factor.u.end(), [](const auto& level) { return level.n_cols > 0; });
-  if (effects || factor.link != nullptr || !factor.part(0).empty() || readers.empty()) return false;
+  if (effects || !factor.has_one_variance() || factor.link != nullptr || !factor.part(0).empty() ||
+      readers.empty())
+    return false;
   for (arma::uword j = 0; j < factor.betas_.n_elem; ++j) {
     const bool drawn = factor.coefficient_moves(j) && std::isinf(factor.coefficient_variance(j));
     const bool known = arma::any(factor.fixed == j) && factor.betas_(j) == 0.0;

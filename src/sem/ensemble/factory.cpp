@@ -13,11 +13,13 @@
 #include "sem/outcomes/block_member.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/factor.hpp"
+#include "sem/outcomes/log_scale.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
+#include "sem/outcomes/scaled.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
@@ -89,7 +91,9 @@ equation_setup equation_of(const Model& model, const outcome_context& context) {
 std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcome_context& context) {
   const equation_setup setup = equation_of(model, context);
   std::shared_ptr<Normal> out;
-  if (context.in_block)
+  if (model.link == model::link::scale)
+    out = std::make_shared<NormalScale>(context.estimator, data::type::continuous, setup);
+  else if (context.in_block)
     out = std::make_shared<MultiNormal>(context.estimator, data::type::continuous, setup);
   else
     out = std::make_shared<Normal>(context.estimator, setup);
@@ -99,8 +103,9 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
 
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
   const equation_setup setup = Factor::without_values(equation_of(model, context));
-  if (context.in_block)
-    return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
+  if (model.link == model::link::scale)
+    return std::make_shared<FactorScale>(context.estimator, data::type::latent, setup);
+  if (context.in_block) return std::make_shared<MultiFactor>(context.estimator, data::type::latent, setup);
   return std::make_shared<Factor>(context.estimator, setup);
 }
 
@@ -137,7 +142,11 @@ std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outco
   observed.values = arma::Col<double>(y.values);
   observed.of_unit = categories_of(setup, *context.data, observed.values);
   observed.n_reported = model.n_thresholds();
-  auto out = std::make_shared<Ordinal>(context.estimator, setup, observed);
+  std::shared_ptr<Ordinal> out;
+  if (model.link == model::link::scale)
+    out = std::make_shared<OrdinalScale>(context.estimator, data::type::ordinal, setup, observed);
+  else
+    out = std::make_shared<Ordinal>(context.estimator, setup, observed);
   // Of several equations the first publishes.
   if (context.imputes && !y.latent.empty())
     out->addIndicator({y.latent.front()}, indicator_type::latent_residual);
@@ -156,6 +165,14 @@ std::shared_ptr<estimator::Outcome> make_logistic(const Model& model, const outc
       std::make_shared<Logistic>(context.estimator, latent_equation_of(model, context, Logistic::priBeta));
   if (model.outcomes.front().is_transformed()) out->addTransform(model.pair());
   return out;
+}
+
+std::shared_ptr<estimator::Outcome> make_log_scale(const Model& model, const outcome_context& context) {
+  if (model.link != model::link::log_variance) throw error_debug("Invalid Link for LogScale model!");
+  std::vector<std::string> names;
+  for (const model::row& row : model.rows())
+    if (row.section == model::row_section::fixed) names.push_back(row.label);
+  return std::make_shared<LogScale>(context.estimator, equation_of(model, context), names);
 }
 
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
@@ -214,6 +231,8 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
       return model.link == model::link::logit ? make_logistic(model, context) : make_ordinal(model, context);
     case model::kind::missing:
       return make_missing_indicator(model, context);
+    case model::kind::log_variance:
+      return make_log_scale(model, context);
     case model::kind::latent:
       return make_factor(model, context);
     default:

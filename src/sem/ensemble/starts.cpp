@@ -70,9 +70,27 @@ void append_residual(std::vector<double>& out, const Model& model, double varian
     case model::residual_rows::unit:
       out.push_back(1.0);
       return;
+    case model::residual_rows::spread:  // no heterogeneity
+      out.push_back(0.0);
+      out.insert(out.end(), 4, scale * variance);
+      return;
     default:
       return;
   }
+}
+
+/// Of a variance model: all rows of its outcome have the start of the variance. `variance`: that of the
+/// outcome.
+std::vector<double> log_variance_starts(const Model& model, double variance, double scale) {
+  const std::vector<model::parameter> coefficients = model.fixedParameters();
+  std::vector<double> out;
+  for (std::size_t j = 0; j < coefficients.size(); ++j) {
+    const bool intercept = j == 0 && !model.fixed.empty() && model.fixed.front().is_intercept();
+    const double otherwise = intercept ? std::log(scale * variance) : 0.0;
+    out.push_back(coefficients[j].is_fixed() ? coefficients[j].value()
+                                             : start_or(coefficients[j], otherwise));
+  }
+  return out;
 }
 
 /// The last of them are parameters; the first is 0 where an intercept places the scale.
@@ -188,6 +206,8 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
                                  const double& start_scale, const double& start_shift,
                                  const std::vector<arma::Col<double>>& squares,
                                  const arma::Col<double>& slopes) {
+  if (model.kind() == model::kind::log_variance)
+    return arma::Col<double>(log_variance_starts(model, moments.variance, start_scale));
   std::vector<double> out;
   append_covariances(out, model, moments.variance, squares, start_scale);
   append_residual(out, model, moments.variance, start_scale);

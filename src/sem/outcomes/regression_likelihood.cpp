@@ -334,6 +334,7 @@ arma::Col<double> Regression::integrated_density(const arma::Mat<double>& data,
                                                  const arma::Col<arma::uword>& left_out) const {
   arma::Col<double> r = fixed_residual(data);
   add_phantoms(data, -1.0, r);
+  read_variances(data, nullptr, 0);
   const scan::row_scale each = variances();
   if (n_levels == 0) {
     arma::Col<double> v(n_units);

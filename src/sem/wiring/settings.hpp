@@ -31,6 +31,9 @@ struct sampler_settings {
   /// Move the scores of a factor together with what is measured in their units, beside their solved
   /// distribution; off for comparison only.
   inline static bool move_factors = true;
+  /// Propose the coefficients of a variance model from their normal approximation besides the random walks;
+  /// off for comparison only.
+  inline static bool leap_variances = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
