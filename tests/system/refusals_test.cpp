@@ -20,13 +20,10 @@ struct request {
 
 const std::vector<request> requests = {
     {"CLUSTERID: school; WEIGHTS: wt; MODEL: score ~ pretest;", "The WEIGHTS command"},
-    {"LATENT: f; MODEL: f -> item1:item4; var(f) ~ pretest;", "The link 'var' ('f')"},
     {"CLUSTERID: school; OPTIONS: hev; MODEL: score ~ pretest;", "The option 'heterogeneous'"},
-    {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
     {"COUNT: absences; MODEL: absences ~ pretest;", "A count outcome ('absences')"},
     {"NOMINAL: program; MODEL: program ~ pretest;", "A nominal outcome ('program')"},
     {"MODEL: yjt(score) ~ pretest;", "The link 'yjt' ('score')"},
-    {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

@@ -78,7 +78,10 @@ void link_variance_models(const ModelList& list, const std::vector<model_ptr>& m
     auto* equation = dynamic_cast<Regression*>(models.at(owner).get());
     auto* scale = dynamic_cast<LogScale*>(models.at(variance).get());
     if (equation == nullptr || scale == nullptr) throw error_debug("Cannot form variance link.");
-    equation->addLogScale(scale);
+    if (equation->link != nullptr)
+      equation->link->addLogScale(scale, equation->link->position_of(*equation));
+    else
+      equation->addLogScale(scale);
   }
 }
 

@@ -15,7 +15,7 @@ namespace tovik::sem {
 /// A correlation that is known and not 0, or has a label, stays where it is while a variance moves; in such a
 /// block all correlations do. A label is drawn where its covariance stands, as rho = Sigma_ij / sqrt(Sigma_ii
 /// Sigma_jj), under its own prior and that of the block.
-class MultiStruct final : public Multi {
+class MultiStruct : public Multi {
  public:
   MultiStruct(const Estimator* estimator, const block_setup& setup);
 
@@ -33,6 +33,8 @@ class MultiStruct final : public Multi {
   bool start_correlation(unsigned index, double x);
 
  protected:
+  /// Sigma has the prior that is flat in the variances and the correlations.
+  void keep_correlations() { keeps_correlations_ = flat_correlations_ = true; }
   void draw_matrix(const arma::Mat<double>& data) override;
   void prepare() override;
 
@@ -52,7 +54,7 @@ class MultiStruct final : public Multi {
   void settle_correlations();
 
   arma::Col<unsigned char> known_variances_;
-  bool keeps_correlations_ = false;
+  bool keeps_correlations_ = false, flat_correlations_ = false;
   scan::covariance_walk walk_;
   arma::Mat<double> S_;
   std::vector<label> labels_;

@@ -154,6 +154,8 @@ class Regression : public virtual estimator::Outcome {
   /// The model of the logarithm of the residual variance, which must outlive this one. Throws error_debug
   /// "Cannot form variance link." for a kind whose variance has no model.
   virtual void addLogScale(LogScale* model);
+  /// The residual variances of the units where they differ, covariance(0) being 1 then; else empty.
+  virtual arma::Col<double> unit_variances(const arma::Mat<double>& /*data*/) const { return {}; }
   /// All units have the same residual variance.
   bool has_one_variance() const { return variances().is_one(); }
 

@@ -302,7 +302,8 @@ arma::Col<double> Regression::compute_Us_LL(const arma::Mat<double>& data, const
 }
 
 arma::Mat<double> Regression::covariance(unsigned place) const {
-  return place == 0 ? arma::Mat<double>{residual_variance()} : Sigma[place - 1];
+  if (place > 0) return Sigma[place - 1];
+  return arma::Mat<double>{has_one_variance() ? residual_variance() : 1.0};
 }
 
 arma::Col<double> Regression::fixed_residual(const arma::Mat<double>& data) const {

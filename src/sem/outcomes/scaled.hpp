@@ -39,6 +39,7 @@ class scaled : public Base {
     this->keep_rows();
   }
   LogScale& log_scale() const { return rows_.model(); }
+  arma::Col<double> unit_variances(const arma::Mat<double>& data) const override { return residVar(data); }
   /// Of every unit, at these data.
   arma::Col<double> residVar(const arma::Mat<double>& data) const { return rows_.model().variances(data); }
   using Base::residVar;
