@@ -12,6 +12,7 @@
 #include "../tests/sem/scan_world.hpp"
 #include "../tests/sem/yjt_world.hpp"
 #include "sem/outcomes/normal_hev.hpp"
+#include "sem/outcomes/scaled.hpp"
 #include "sem/outcomes/weighted.hpp"
 #include "support/blas_threads.hpp"
 
@@ -100,6 +101,11 @@ Workload& w1() {
   return work;
 }
 
+Workload& five_thousand() {
+  static Workload work(5000, 0, 4);
+  return work;
+}
+
 Workload& w2() {
   static Workload work(20000, 1000, 4);
   return work;
@@ -133,6 +139,29 @@ void W2_scan(benchmark::State& state) {
 }
 void W2_scan_rows_kept(benchmark::State& state) {
   run_scans(state, w2(), true);
+}
+void N5000_scan(benchmark::State& state) {
+  run_scans(state, five_thousand(), false);
+}
+void N5000_scan_rows_kept(benchmark::State& state) {
+  run_scans(state, five_thousand(), true);
+}
+// The variance depends on two of the predictors.
+void N5000_variance_model_scan(benchmark::State& state) {
+  tovik::use_one_blas_thread();
+  Workload& work = five_thousand();
+  LoneEstimator estimator(11);
+  equation_setup of_scale = work.setup;
+  of_scale.x = {0, 2, 3};
+  tovik::sem::LogScale scale(&estimator, of_scale);
+  tovik::sem::NormalScale model(&estimator, tovik::data::type::continuous, work.setup);
+  model.addLogScale(&scale);
+  for (auto _ : state) {
+    model.draw(work.data);
+    benchmark::ClobberMemory();
+  }
+  state.counters["scans"] =
+      benchmark::Counter(static_cast<double>(state.iterations()), benchmark::Counter::kIsRate);
 }
 // Five coefficients, two effects in each cluster, 997 x 2 normals of the Wishart draw.
 void W2_random_numbers(benchmark::State& state) {
@@ -234,6 +263,9 @@ BENCHMARK(W1_scan);
 BENCHMARK(W1_scan_rows_kept);
 BENCHMARK(W1_random_numbers);
 BENCHMARK(W1_floor);
+BENCHMARK(N5000_scan);
+BENCHMARK(N5000_scan_rows_kept);
+BENCHMARK(N5000_variance_model_scan);
 BENCHMARK(W2_scan);
 BENCHMARK(W2_scan_rows_kept);
 BENCHMARK(W2_random_numbers);

@@ -121,9 +121,13 @@ class mean_check {
     return count != labels_.end() && count->second == 1;
   }
 
-  /// Its own, or that of free thresholds, which a first threshold at 0 does not hold.
+  /// Its own, or that of free thresholds, which a first threshold at 0 does not hold; in a variance model of
+  /// a probit the unit of the scores.
   bool has_free_intercept(const Model& model) const {
     if (model.has_free_thresholds()) return true;
+    if (model.kind() == model::kind::log_variance &&
+        model.outcomes.front().variable->type == data::type::ordinal)
+      return true;
     return model.has_fixed_intercept && !model.fixed.empty() && is_free(model.fixed.front().param);
   }
 
@@ -176,6 +180,18 @@ class held_labels {
  private:
   std::unordered_map<std::string, const Model*> of_;
 };
+
+/// A variance model of the factor has its unit where all predictors are 0. False without a free intercept.
+bool hold_log_variance(ModelList& models, const data::variable& factor) {
+  for (Model& model : models) {
+    if (model.kind() != model::kind::log_variance || model.outcomes.front().variable.get() != &factor)
+      continue;
+    if (!model.has_fixed_intercept || !model.fixed.front().param.is_free()) return false;
+    model.fixed.front().param = model::parameter::fixed_at(0.0);
+    return true;
+  }
+  return false;
+}
 
 /// What the loadings of a factor say of its scale.
 class loading_check {
@@ -268,9 +284,7 @@ void ModelList::fix_factor_scales() {
   const loading_check loadings(*this);
   std::unordered_set<const data::variable*> settled;
   for (const Model& model : *this) {
-    const bool scaled = model.link == model::link::scale || model.link == model::link::yjt_scale;
-    if (is_factor(model) && (!model.variance.is_free() || scaled))
-      settled.insert(model.outcomes.front().variable.get());
+    if (is_factor(model) && !model.variance.is_free()) settled.insert(model.outcomes.front().variable.get());
   }
   std::string list;
   for (Model& model : *this) {
@@ -279,7 +293,11 @@ void ModelList::fix_factor_scales() {
     const auto own = uses.find(factor.get());
     if (own == uses.end() || !loadings.all_free(own->second, *factor)) continue;
     if (!settled.insert(factor.get()).second) continue;
-    hold_variance(model, model::parameter::fixed_at(1.0));
+    if (model::has_many_variances(model.link)) {
+      if (!hold_log_variance(*this, *factor)) continue;
+    } else {
+      hold_variance(model, model::parameter::fixed_at(1.0));
+    }
     list += "\n           '" + factor->name + "'";
   }
   if (!list.empty())

@@ -90,6 +90,17 @@ std::size_t partner(const ModelList& models, const outcome_table& table, std::si
   return best;
 }
 
+/// With scores, thresholds and coefficients multiplied by c and all variances by c^2 the categories are as
+/// likely: the variances of a probit are measured in that of a row whose predictors of the variance are 0.
+void hold_unit(const Model& owner, Model& variance) {
+  if (owner.kind() != model::kind::ordinal || !variance.has_fixed_intercept) return;
+  model::parameter& intercept = variance.fixed.front().param;
+  if (intercept.has_label())
+    throw error("ERROR: The variance model of an ordinal outcome cannot have a labeled intercept.\n" +
+                ("       It is held at 0. Problem Model:\n           " + variance.command()));
+  if (!intercept.is_fixed()) intercept = model::parameter::fixed_at(0.0);
+}
+
 }  // namespace
 
 void ModelList::reduce() {
@@ -132,6 +143,7 @@ void ModelList::pair_variance_models() {
       throw error("ERROR: Variance model specified without a matching outcome.\n       Problem Model:\n" +
                   std::string("           ") + at(i).command());
     *owner += at(i);
+    hold_unit(*owner, at(i));
     for (anyVariable& outcome : at(i).outcomes) outcome.type = model::type::variance;
   }
 }

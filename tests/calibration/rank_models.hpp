@@ -55,13 +55,15 @@ rank_study shared_label_ranks();
 rank_study cluster_variance_ranks();
 /// An outcome under a Yeo-Johnson transformation, incomplete, and a predictor of another.
 rank_study yeo_johnson_ranks();
+/// y with a variance model, incomplete, and an incomplete predictor of the variance.
+rank_study variance_model_ranks();
 
 inline std::vector<rank_study> rank_studies() {
-  return {shared_label_ranks(), mediation_ranks(),  random_slope_ranks(),       phantom_ranks(),
-          binary_ranks(),       propensity_ranks(), selection_ranks(),          logistic_ranks(),
-          two_factor_ranks(),   block_ranks(),      latent_interaction_ranks(), cross_level_factor_ranks(),
-          count_ranks(),        nominal_ranks(),    nominal_cluster_ranks(),    cluster_variance_ranks(),
-          yeo_johnson_ranks()};
+  return {shared_label_ranks(), mediation_ranks(),     random_slope_ranks(),       phantom_ranks(),
+          binary_ranks(),       propensity_ranks(),    selection_ranks(),          logistic_ranks(),
+          two_factor_ranks(),   block_ranks(),         latent_interaction_ranks(), cross_level_factor_ranks(),
+          count_ranks(),        nominal_ranks(),       nominal_cluster_ranks(),    cluster_variance_ranks(),
+          yeo_johnson_ranks(),  variance_model_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

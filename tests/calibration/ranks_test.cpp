@@ -89,6 +89,10 @@ TEST(Ranks, YeoJohnson) {
   expect_uniform(yeo_johnson_ranks());
 }
 
+TEST(Ranks, VarianceModel) {
+  expect_uniform(variance_model_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

@@ -19,10 +19,7 @@ struct request {
 };
 
 const std::vector<request> requests = {
-    {"LATENT: f; MODEL: f -> item1:item4; var(f) ~ pretest;", "The link 'var' ('f')"},
-    {"ORDINAL: grade; MODEL: grade ~ pretest; var(grade) ~ hours;", "The link 'var' ('grade')"},
-    {"MODEL: yjt(score) ~ pretest; var(score) ~ hours;", "The link 'yjt' ('score')"},
-    {"MODEL: score ~ pretest; var(score) ~ hours;", "The link 'var' ('score')"},
+    {"PHANTOM: p; MODEL: score ~ pretest p; hours ~ ses p;", "A phantom variable as a predictor ('score')"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

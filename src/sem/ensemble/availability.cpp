@@ -27,11 +27,9 @@ const char* kind_name(const Model& model) {
     case model::kind::missing:
     case model::kind::count:
     case model::kind::nominal:
-      return nullptr;
     case model::kind::phantom:
-      return nullptr;
     case model::kind::log_variance:
-      return "A variance model";
+      return nullptr;
     default:
       return "An outcome of this kind";
   }
@@ -45,10 +43,10 @@ void check_nominal(const Model& model) {
 
 void check_outcome(const Model& model) {
   if (const char* name = kind_name(model)) refuse(name, model);
-  if (model.kind() == model::kind::phantom) return;
+  if (model.kind() == model::kind::phantom || model.kind() == model::kind::log_variance) return;
   if (model.kind() == model::kind::nominal) return check_nominal(model);
   if (model.kind() == model::kind::ordinal) {
-    if (model.link == model::link::scale) refuse("The link '" + model::link_str(model.link) + "'", model);
+    if (model.link == model::link::scale) return;
     if (model.link != model::link::probit && model.link != model::link::logit)
       throw error_debug("Unrecognized Link for Ordinal variables!");
     return;
@@ -63,9 +61,6 @@ void check_outcome(const Model& model) {
     throw error_debug(model.kind() == model::kind::latent ? "Invalid Link for factor model!"
                                                           : "Invalid Link for normal model!");
   }
-  if (model.link != model::link::identity && model.link != model::link::weighted &&
-      model.link != model::link::hev && model.link != model::link::yjt)
-    refuse("The link '" + model::link_str(model.link) + "'", model);
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
 }
 

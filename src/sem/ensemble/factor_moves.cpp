@@ -11,7 +11,9 @@ namespace tovik::sem {
 bool factor_moves::suits(const Normal& factor, const std::vector<reader>& readers) {
   const bool effects =
       std::any_of(factor.u.begin(), factor.u.end(), [](const auto& level) { return level.n_cols > 0; });
-  if (effects || factor.link != nullptr || !factor.part(0).empty() || readers.empty()) return false;
+  if (effects || !factor.has_one_variance() || factor.link != nullptr || !factor.part(0).empty() ||
+      readers.empty())
+    return false;
   // Scores are drawn without sampling weights and parameters with them: no density has both.
   const auto is_weighted = [](const reader& r) { return r.equation->sampling() != nullptr; };
   if (factor.sampling() != nullptr || std::any_of(readers.begin(), readers.end(), is_weighted)) return false;

@@ -14,6 +14,7 @@
 #include "sem/outcomes/block_member.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/factor.hpp"
+#include "sem/outcomes/log_scale.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/nbinomial.hpp"
 #include "sem/outcomes/nominal.hpp"
@@ -22,6 +23,7 @@
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "sem/outcomes/rstar.hpp"
+#include "sem/outcomes/scaled.hpp"
 #include "sem/outcomes/weighted.hpp"
 #include "sem/outcomes/yjt.hpp"
 #include "sem/phantoms/phantom.hpp"
@@ -106,7 +108,9 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
   constexpr data::type type = data::type::continuous;
   const equation_setup setup = equation_of(model, context);
   std::shared_ptr<Normal> out;
-  if (context.in_block)
+  if (model.link == model::link::scale)
+    out = std::make_shared<NormalScale>(context.estimator, type, setup);
+  else if (context.in_block)
     out = make_weighted<MultiNormal>(context, type, setup, context.estimator, type, setup);
   else if (model.link == model::link::hev)
     out = std::make_shared<NormalHev>(context.estimator, setup);
@@ -119,6 +123,7 @@ std::shared_ptr<estimator::Outcome> make_normal(const Model& model, const outcom
 std::shared_ptr<estimator::Outcome> make_factor(const Model& model, const outcome_context& context) {
   constexpr data::type type = data::type::latent;
   const equation_setup setup = Factor::without_values(equation_of(model, context));
+  if (model.link == model::link::scale) return std::make_shared<FactorScale>(context.estimator, type, setup);
   if (context.in_block)
     return make_weighted<MultiFactor>(context, type, setup, context.estimator, type, setup);
   return make_weighted<Factor>(context, type, setup, context.estimator, setup);
@@ -130,11 +135,17 @@ std::shared_ptr<estimator::Outcome> make_yeo_johnson(const Model& model, const o
   setup.response_moves = true;
   const model::parameter& lambda = model.outcomes.front().lambda;
   const double start = lambda.is_fixed() ? lambda.value() : 1.0;
-  if (model.kind() == model::kind::latent)
-    return std::make_shared<yjt<Factor>>(context.estimator, data::type::latent,
-                                         Factor::without_values(std::move(setup)), start, !lambda.is_fixed());
-  return std::make_shared<yjt<Normal>>(context.estimator, data::type::continuous, setup, start,
-                                       !lambda.is_fixed());
+  const auto make = [&]<class Kind>(std::type_identity<Kind>, data::type type) {
+    return std::make_shared<yjt<Kind>>(context.estimator, type, setup, start, !lambda.is_fixed());
+  };
+  const bool scaled = model.link == model::link::yjt_scale;
+  if (model.kind() == model::kind::latent) {
+    setup = Factor::without_values(std::move(setup));
+    if (scaled) return make(std::type_identity<FactorScale>(), data::type::latent);
+    return make(std::type_identity<Factor>(), data::type::latent);
+  }
+  if (scaled) return make(std::type_identity<NormalScale>(), data::type::continuous);
+  return make(std::type_identity<Normal>(), data::type::continuous);
 }
 
 /// For an outcome of categories or counts, whose response is drawn.
@@ -170,7 +181,12 @@ std::shared_ptr<estimator::Outcome> make_ordinal(const Model& model, const outco
   observed.values = arma::Col<double>(y.values);
   observed.of_unit = categories_of(setup, *context.data, observed.values);
   observed.n_reported = model.n_thresholds();
-  auto out = make_weighted<Ordinal>(context, data::type::ordinal, setup, context.estimator, setup, observed);
+  constexpr data::type type = data::type::ordinal;
+  std::shared_ptr<Ordinal> out;
+  if (model.link == model::link::scale)
+    out = std::make_shared<OrdinalScale>(context.estimator, type, setup, observed);
+  else
+    out = make_weighted<Ordinal>(context, type, setup, context.estimator, setup, observed);
   // Of several equations the first publishes.
   if (context.imputes && !y.latent.empty())
     out->addIndicator({y.latent.front()}, indicator_type::latent_residual);
@@ -202,6 +218,14 @@ std::shared_ptr<estimator::Outcome> make_nominal(const Model& model, const outco
   for (const auto& code : y.dummies) columns.push_back(code->column);
   return std::make_shared<Nominal>(context.estimator, latent_equation_of(model, context, Logistic::priBeta),
                                    nominal_codes{y.values, columns_of(columns)});
+}
+
+std::shared_ptr<estimator::Outcome> make_log_scale(const Model& model, const outcome_context& context) {
+  if (model.link != model::link::log_variance) throw error_debug("Invalid Link for LogScale model!");
+  std::vector<std::string> names;
+  for (const model::row& row : model.rows())
+    if (row.section == model::row_section::fixed) names.push_back(row.label);
+  return std::make_shared<LogScale>(context.estimator, equation_of(model, context), names);
 }
 
 std::shared_ptr<estimator::Outcome> make_phantom(const Model& model, const outcome_context& context) {
@@ -251,7 +275,7 @@ unsigned outcome_level(const Model& model, const working_data& working) {
 
 std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outcome_context& context) {
   if (is_phantom(model)) return make_phantom(model, context);
-  if (model.link == model::link::yjt) return make_yeo_johnson(model, context);
+  if (model::has_lambda(model.link)) return make_yeo_johnson(model, context);
   switch (model.kind()) {
     case model::kind::parameter:
       return make_parameter(model, context);
@@ -265,6 +289,8 @@ std::shared_ptr<estimator::Outcome> make_outcome(const Model& model, const outco
       return make_missing_indicator(model, context);
     case model::kind::count:
       return make_count(model, context);
+    case model::kind::log_variance:
+      return make_log_scale(model, context);
     case model::kind::latent:
       return make_factor(model, context);
     default:

@@ -164,6 +164,21 @@ joint_likelihood::factor joint_likelihood::factor_of(const tier& at, const std::
   return out;
 }
 
+void joint_likelihood::read_variances(const arma::Mat<double>& data) {
+  v_.clear();
+  for (const Regression* member : members_) v_.push_back(member->unit_variances(data));
+}
+
+/// Of the observed residuals of a unit, whose standardised values have the matrix of the tier.
+double joint_likelihood::log_variances(const tier& at, index unit) const {
+  double sum = 0.0;
+  for (index k : at.patterns[at.pattern_of[unit]]) {
+    const arma::Col<double>& v = v_[at.parts[k].member];
+    if (!v.is_empty()) sum += std::log(v(unit));
+  }
+  return sum;
+}
+
 /// W := inv(T) [Z, r] of the observed residuals of a unit.
 void joint_likelihood::whiten(const tier& at, index unit, const factor& how) {
   const std::vector<index>& observed = at.patterns[at.pattern_of[unit]];
@@ -175,6 +190,7 @@ void joint_likelihood::whiten(const tier& at, index unit, const factor& how) {
     for (const design_entry& entry : at.designs[observed[k]])
       W_(k, entry.effect) = Z_[member][entry.L](unit, entry.column);
     W_(k, width - 1) = r_[member](unit);
+    if (!v_[member].is_empty()) W_.row(k) /= std::sqrt(v_[member](unit));
   }
   for (index j = 0; j < width; ++j) scan::solve_upper(how.T.memptr(), n, column(W_, j));
 }
@@ -195,7 +211,7 @@ void joint_likelihood::absorb(const tier& at, index unit, const factor& how, con
     for (index i = 0; i < width; ++i)
       above[i + j * width] += product(column(W_, i), column(W_, j), W_.n_rows);
   double& constant = above[width * width];
-  constant += how.constant;
+  constant += how.constant + log_variances(at, unit);
   if (below == nullptr) return;
   constant += below[in * in];
   auto A = [below, in](index i, index j) { return below[i + j * in]; };
@@ -228,6 +244,7 @@ arma::Col<double> joint_likelihood::marginal(const arma::Mat<double>& data) {
   }
   r_.clear();
   Z_.clear();
+  read_variances(data);
   for (const Regression* member : members_) {
     r_.push_back(member->fixed_residual(data));
     Z_.push_back(member->effect_designs(data));
@@ -275,7 +292,9 @@ void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::C
   for (index c = 0; c < at.n_units(); ++c) {
     const auto& observed = at.patterns[at.pattern_of[c]];
     for (std::size_t k = 0; k < observed.size(); ++k) {
-      e[k] = residuals[at.parts[observed[k]].member](c);
+      const std::size_t member = at.parts[observed[k]].member;
+      e[k] = residuals[member](c);
+      if (!v_[member].is_empty()) e[k] /= std::sqrt(v_[member](c));
       for (std::size_t p = n; p < at.parts.size(); ++p) {
         const arma::Mat<double>& u = members_[at.parts[p].member]->u[at.parts[p].place - 1];
         for (index j = 0; j < u.n_cols; ++j) e[k] -= slopes(observed[k], at.parts[p].first - n + j) * u(c, j);
@@ -283,12 +302,15 @@ void joint_likelihood::add_conditional(const tier& at, const std::vector<arma::C
     }
     scan::solve_upper(roots[at.pattern_of[c]].memptr(), observed.size(), e.data());
     const double w = sampling == nullptr ? 1.0 : sampling->rows(c);
-    out(at.top(c)) -= 0.5 * w * (constants[at.pattern_of[c]] + product(e.data(), e.data(), observed.size()));
+    out(at.top(c)) -=
+        0.5 * w *
+        (constants[at.pattern_of[c]] + log_variances(at, c) + product(e.data(), e.data(), observed.size()));
   }
 }
 
 arma::Col<double> joint_likelihood::conditional(const arma::Mat<double>& data) {
   std::vector<arma::Col<double>> residuals;
+  read_variances(data);
   for (const Regression* member : members_) {
     residuals.push_back(member->fixed_residual(data));
     const std::vector<arma::Mat<double>> designs = member->effect_designs(data);

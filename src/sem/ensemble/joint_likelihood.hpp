@@ -82,6 +82,8 @@ class joint_likelihood {
   bool holds_all_ends() const;
   static factor factor_of(const tier& at, const std::vector<arma::uword>& observed);
   void absorb(const tier& at, arma::uword unit, const factor& how, const double* below, double* above);
+  void read_variances(const arma::Mat<double>& data);
+  double log_variances(const tier& at, arma::uword unit) const;
   void whiten(const tier& at, arma::uword unit, const factor& how);
   void add_conditional(const tier& at, const std::vector<arma::Col<double>>& residuals,
                        arma::Col<double>& out) const;
@@ -91,6 +93,7 @@ class joint_likelihood {
   arma::uword n_effects_ = 0;
   std::vector<arma::Col<double>> r_;               ///< y - Xb of each member
   std::vector<std::vector<arma::Mat<double>>> Z_;  ///< of each member, per level
+  std::vector<arma::Col<double>> v_;               ///< of each member whose units differ in variance
   arma::Mat<double> W_, N_, D_, H_;                ///< scratch of absorb
 };
 

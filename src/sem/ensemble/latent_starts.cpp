@@ -209,12 +209,30 @@ latent_starts::start latent_starts::of_slope(std::size_t i, const reference& by)
   return out;
 }
 
+/// Where it is the intercept of a variance model, the logarithm of the variance; else the written mean.
+double latent_starts::mean_alone(std::size_t i) const {
+  const unsigned column = column_of(i);
+  const Model& own = list_[i];
+  const bool moves =
+      own.has_fixed_intercept && own.fixed.front().param.is_free() && !own.fixed.front().param.has_start();
+  for (const auto& [owner, variance] : list_.scale_pairs()) {
+    const Model& model = list_[variance];
+    const std::vector<unsigned> columns = model.xind();
+    if (!moves || model.has_fixed_intercept || list_[owner].kind() == model::kind::latent ||
+        std::find(columns.begin(), columns.end(), column) == columns.end())
+      continue;
+    const auto units = working_.clusters(outcome_level(list_[owner], working_));
+    return std::log(observed_moments(list_[owner], data_, units).front().variance);
+  }
+  return written_mean(own);
+}
+
 /// Of a latent variable that nothing gives a scale.
 latent_starts::start latent_starts::alone(std::size_t i) const {
   start out;
   const double given = written_variance(list_[i]);
   out.level = outcome_level(list_[i], working_);
-  out.moments.mean = written_mean(list_[i]);
+  out.moments.mean = mean_alone(i);
   out.moments.variance = given > 0.0 ? given : 1.0;
   out.center.set_size(working_.n_units(out.level));
   out.center.fill(out.moments.mean);

@@ -66,6 +66,7 @@ class latent_starts {
   indicator values(std::size_t model) const;
   start of_loading(std::size_t model, const reference& by) const;
   start of_slope(std::size_t model, const reference& by) const;
+  double mean_alone(std::size_t model) const;
   start alone(std::size_t model) const;
   arma::Col<double> unit_means(unsigned level, const arma::Col<double>& rows) const;
 

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "model/model_list.hpp"
+#include "sem/outcomes/multi_scale.hpp"
 #include "sem/outcomes/weighted_block.hpp"
 #include "sem/scan/correlation_completion.hpp"
 #include "support/error.hpp"
@@ -94,11 +95,21 @@ std::shared_ptr<Multi> make_block(const ModelList& list, const Model& model,
   setup.known_variances.zeros(setup.members.size());
   for (std::size_t k = 0; k < model.fixed.size(); ++k)
     setup.known_variances(k) = model.fixed[k].param.is_fixed() ? 1 : 0;
+  bool has_models = false;
+  const std::vector<unsigned> places = list.find_multi(model);
+  for (std::size_t k = 0; k < places.size(); ++k) {
+    if (list[places[k]].link != model::link::scale) continue;
+    has_models = true;
+    setup.known_variances(k) = 1;
+  }
   read_correlations(setup, model, labels);
   complete(setup, model);
   const bool is_free = !arma::any(setup.known_variances) && !arma::any(arma::vectorise(setup.elements));
-  std::shared_ptr<Multi> out =
-      is_free ? make_kind<MultiUnstruct>(estimator, setup) : make_kind<MultiStruct>(estimator, setup);
+  std::shared_ptr<Multi> out;
+  if (has_models)
+    out = std::make_shared<MultiScale>(estimator, setup);
+  else
+    out = is_free ? make_kind<MultiUnstruct>(estimator, setup) : make_kind<MultiStruct>(estimator, setup);
   out->register_ptrs();
   return out;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numeric>
 #include <utility>
 
 #include "evaluate/value.hpp"
@@ -19,6 +20,7 @@
 #include "sem/ensemble/starts.hpp"
 #include "sem/ensemble/written_columns.hpp"
 #include "sem/outcomes/computation.hpp"
+#include "sem/outcomes/log_scale.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "sem/predictors/variable.hpp"
 #include "sem/wiring/proposals.hpp"
@@ -67,7 +69,28 @@ std::vector<following_columns> centered_copies(const predictor_models& predictor
 
 /// An outcome with data of its own.
 bool has_data(const Model& model) {
-  return model::has_predictors(model.kind());
+  return model::has_predictors(model.kind()) && model.kind() != model::kind::log_variance;
+}
+
+/// Each variance model goes to the equation whose residual variance it models.
+void link_variance_models(const ModelList& list, const std::vector<model_ptr>& models) {
+  for (const auto& [owner, variance] : list.scale_pairs()) {
+    auto* equation = dynamic_cast<Regression*>(models.at(owner).get());
+    auto* scale = dynamic_cast<LogScale*>(models.at(variance).get());
+    if (equation == nullptr || scale == nullptr) throw error_debug("Cannot form variance link.");
+    if (equation->link != nullptr)
+      equation->link->addLogScale(scale, equation->link->position_of(*equation));
+    else
+      equation->addLogScale(scale);
+  }
+}
+
+/// For each variance model the place of its equation; of other models their own.
+std::vector<std::size_t> variance_owners(const ModelList& list) {
+  std::vector<std::size_t> out(list.size());
+  std::iota(out.begin(), out.end(), std::size_t{0});
+  for (const auto& [owner, variance] : list.scale_pairs()) out[variance] = owner;
+  return out;
 }
 
 /// The identifiers of the clusters above the outcome, the nearest level first.
@@ -105,7 +128,7 @@ bool writes(const Model& model, unsigned column) {
 /// their densities stand in its likelihood list.
 bool imputes(const ModelList& list, std::size_t i) {
   for (std::size_t j = 0; j < i; ++j) {
-    if (!model::speaks_of_variables(list[j].kind())) continue;
+    if (!model::speaks_of_variables(list[j].kind()) || list[j].kind() == model::kind::log_variance) continue;
     for (unsigned column : list[i].yind())
       if (writes(list[j], column)) return false;
   }
@@ -160,6 +183,7 @@ void Outcomes::build_models(const ModelList& list, const predictor_models& predi
     }
     names_.push_back(message_name(list[i]));
   }
+  link_variance_models(list, models);
 }
 
 void Outcomes::tie_labels(const ModelList& list, const arma::Mat<double>& data, const priors& prior) {
@@ -213,6 +237,14 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
                      draw_missing(list[i], moments[i].at(k), missing.n_elem, *rng_));
     }
   }
+  // A variance model starts where the variance of its outcome does.
+  const std::vector<std::size_t> owners = variance_owners(list);
+  for (std::size_t i = 0; i < list.size(); ++i) {
+    if (owners[i] == i) continue;
+    starts[i] =
+        generateStarts(list[i], moments.at(owners[i]).front(), rng_->start_scale, rng_->start_shift, {});
+    models[i]->addStarts(starts[i]);
+  }
   for (std::size_t i = 0; i < list.size(); ++i) {
     if (!has_data(list[i]) && !is_phantom(list[i])) continue;
     models[i]->addStarts(starts[i]);
@@ -263,7 +295,7 @@ void Outcomes::check_rows(const ModelList& list, const model::row_table& rows,
 void Outcomes::check_propriety(const ModelList& list, const model::row_table& rows,
                                const arma::Mat<double>& data) const {
   for (std::size_t i = 0; i < list.size(); ++i) {
-    if (!has_data(list[i])) continue;
+    if (!model::has_predictors(list[i].kind())) continue;
     const estimator::Outcome::equation_names names = {list[i].name(), level_names(list[i]),
                                                       coefficient_names(rows.rows(i))};
     models[i]->check_design(data, names);

@@ -78,13 +78,27 @@ void append_residual(std::vector<double>& out, const Model& model, const outcome
       out.push_back(1.0);
       return;
     case model::residual_rows::spread: {  // the same everywhere: no heterogeneity, then quantiles and mean
-      const double v = variance_start(model.variance, variance, scale);
+      const double v = variance_start(model.variance, moments.variance, scale);
       out.insert(out.end(), {0.0, v, v, v, v});
       return;
     }
     default:
       return;
   }
+}
+
+/// Of a variance model: all rows of its outcome have the start of the variance. `variance`: that of the
+/// outcome.
+std::vector<double> log_variance_starts(const Model& model, double variance, double scale) {
+  const std::vector<model::parameter> coefficients = model.fixedParameters();
+  std::vector<double> out;
+  for (std::size_t j = 0; j < coefficients.size(); ++j) {
+    const bool intercept = j == 0 && !model.fixed.empty() && model.fixed.front().is_intercept();
+    const double otherwise = intercept ? std::log(scale * variance) : 0.0;
+    out.push_back(coefficients[j].is_fixed() ? coefficients[j].value()
+                                             : start_or(coefficients[j], otherwise));
+  }
+  return out;
 }
 
 /// The last of them are parameters; the first is 0 where an intercept places the scale.
@@ -271,6 +285,8 @@ arma::Col<double> generateStarts(const Model& model, const outcome_moments& mome
                                  const double& start_scale, const double& start_shift,
                                  const std::vector<arma::Col<double>>& squares,
                                  const arma::Col<double>& slopes) {
+  if (model.kind() == model::kind::log_variance)
+    return arma::Col<double>(log_variance_starts(model, moments.variance, start_scale));
   std::vector<double> out;
   for (const outcome_moments& one : moments_of_codes(model, moments)) {
     append_covariances(out, model, one.variance, squares, start_scale);

@@ -114,6 +114,10 @@ void Multi::tell_members() {
   for (unsigned k = 0; k < size(); ++k) members_[k]->take_variances(average_variance(k), residVar(k));
 }
 
+void Multi::addLogScale(LogScale*, const unsigned&) {
+  throw error_debug("Cannot form variance link.");
+}
+
 const arma::Col<double>& Multi::scales() {
   scales_.set_size(size());
   for (arma::uword k = 0; k < size(); ++k) scales_(k) = members_[k]->residual_unit();

@@ -120,6 +120,9 @@ class Multi : public virtual estimator::Outcome,
   void keep_residual(const Regression& member, const arma::Col<double>& r, const arma::Col<double>& c);
   /// Residuals that are kept are of another state: they are computed again.
   void forget_residuals();
+  /// The variance of a member has a model of its own. Throws error_debug "Cannot form variance link." for a
+  /// block whose variances are elements of Sigma alone.
+  virtual void addLogScale(LogScale* model, const unsigned& position);
 
  protected:
   const arma::Mat<double>& first_correlations() const { return start_; }
@@ -133,6 +136,16 @@ class Multi : public virtual estimator::Outcome,
   /// The sampling weights of the units, which all members share; null for none.
   const estimator::weights* sampling() const { return members_.front()->sampling(); }
   double n_units() const { return static_cast<double>(n_units_); }
+  arma::uword residual_count() const { return n_units_; }
+  /// What Sigma is that of: the residuals of a member, of these of its `n` units or of all for null, become
+  /// those in units that the kind says, in place.
+  virtual void standardize(const arma::Mat<double>& /*data*/, arma::uword /*member*/,
+                           const arma::uword* /*units*/, arma::uword /*n*/, double* /*e*/) const {}
+  /// Back from there; then: takes the logarithms of the units of all members off log densities.
+  virtual void restore_units(const arma::Mat<double>& /*data*/, arma::uword /*member*/, double* /*e*/) const {
+  }
+  virtual void subtract_units(const arma::Mat<double>& /*data*/, const arma::uword* /*units*/,
+                              arma::uword /*n*/, double* /*out*/) const {}
   /// Draws Sigma_ given the residuals at the data.
   virtual void draw_matrix(const arma::Mat<double>& data) = 0;
   /// Sigma_ stands at a starting state.

@@ -86,6 +86,8 @@ class Multi::solved_members {
       std::copy_n(at_->A.data(), n, a);
       std::copy_n(at_->e.data(), n, b);
     }
+    block_.standardize(data, j, at_->units.memptr(), n, b);
+    if (of_member_[j] != nullptr) block_.standardize(data, j, at_->units.memptr(), n, a);
   }
 
   void read_units(const arma::Mat<double>& data) {

@@ -17,7 +17,7 @@ void Multi::forget_residuals() {
 void Multi::keep_residual(const Regression& member, const arma::Col<double>& r, const arma::Col<double>& c) {
   arma::uword const k = position_of(member);
   for (arma::uword i = 0; i < n_units_; ++i) residuals_(i, k) = r(i) + c(i);
-  is_current_[k] = member.residual_is_own();
+  is_current_[k] = member.residual_is_own() && member.has_one_variance();
 }
 
 // Of a member that nothing but its own draw moves the residuals of that draw serve; those of others are
@@ -28,7 +28,8 @@ void Multi::refresh_residual(const arma::Mat<double>& data, arma::uword k) {
     return;
   }
   members_[k]->residual_into(data, residuals_.colptr(k));
-  is_current_[k] = members_[k]->residual_is_own();
+  standardize(data, k, nullptr, n_units_, residuals_.colptr(k));
+  is_current_[k] = members_[k]->residual_is_own() && members_[k]->has_one_variance();
 }
 
 const arma::Mat<double>& Multi::residuals(const arma::Mat<double>& data) {
@@ -54,6 +55,7 @@ void Multi::given_others(const Regression& member, const arma::Mat<double>& data
     const double weight = -Omega_(j, k) / Omega_(j, j);
     if (weight != 0.0) scan::add_scaled(n_units_, weight, residuals_.colptr(k), c.memptr());
   }
+  restore_units(data, j, c.memptr());
 }
 
 /// out[i] := log density of the i-th of `n` units, whose residuals stand in at_, a column for each member:
@@ -73,16 +75,24 @@ void Multi::add_densities(arma::uword n, double* out) const {
 
 void Multi::unit_densities(const arma::Mat<double>& data, double* out) const {
   at_.resize(n_units_ * size());
-  for (arma::uword k = 0; k < size(); ++k) members_[k]->residual_into(data, at_.data() + k * n_units_);
+  for (arma::uword k = 0; k < size(); ++k) {
+    members_[k]->residual_into(data, at_.data() + k * n_units_);
+    standardize(data, k, nullptr, n_units_, at_.data() + k * n_units_);
+  }
   add_densities(n_units_, out);
+  subtract_units(data, nullptr, n_units_, out);
 }
 
 void Multi::densities_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
                          double* out) const {
   arma::uword const n = units.n_elem;
   at_.resize(n * size());
-  for (arma::uword k = 0; k < size(); ++k) members_[k]->residual_at(data, units, at_.data() + k * n);
+  for (arma::uword k = 0; k < size(); ++k) {
+    members_[k]->residual_at(data, units, at_.data() + k * n);
+    standardize(data, k, units.memptr(), n, at_.data() + k * n);
+  }
   add_densities(n, out);
+  subtract_units(data, units.memptr(), n, out);
 }
 
 }  // namespace tovik::sem

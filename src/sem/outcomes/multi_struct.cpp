@@ -76,6 +76,7 @@ MultiStruct::label* MultiStruct::label_of(arma::uword i, arma::uword j) {
 /// them along. One that is known, or is drawn under the prior of a correlation, is not.
 arma::uword MultiStruct::n_free(arma::uword j) {
   arma::uword count = 0;
+  if (flat_correlations_) return count;
   for (arma::uword k = 0; k < size(); ++k) {
     if (k == j) continue;
     const label* driven = label_of(std::max(j, k), std::min(j, k));

@@ -33,6 +33,8 @@ class MultiStruct : public Multi {
   bool start_correlation(unsigned index, double x);
 
  protected:
+  /// Sigma has the prior that is flat in the variances and the correlations.
+  void keep_correlations() { keeps_correlations_ = flat_correlations_ = true; }
   void draw_matrix(const arma::Mat<double>& data) override;
   void prepare() override;
 
@@ -52,7 +54,7 @@ class MultiStruct : public Multi {
   void settle_correlations();
 
   arma::Col<unsigned char> known_variances_;
-  bool keeps_correlations_ = false;
+  bool keeps_correlations_ = false, flat_correlations_ = false;
   scan::covariance_walk walk_;
   arma::Mat<double> S_;
   std::vector<label> labels_;

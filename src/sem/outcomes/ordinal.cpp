@@ -133,7 +133,16 @@ void Ordinal::response_at(const arma::Mat<double>&, const arma::Col<arma::uword>
 
 void Ordinal::unit_log_density(const arma::Mat<double>&, const arma::uword* units, arma::uword n,
                                const double* mu, double* out) const {
-  const double v = residVar(), each = -0.5 * (log_2_pi + std::log(v)), w = 0.5 / v;
+  const scan::row_scale v = variances();
+  if (!v.is_one()) {
+    for (arma::uword k = 0; k < n; ++k) {
+      const arma::uword i = units == nullptr ? k : units[k];
+      const double r = propensity.values(i) - mu[k], w = v.precision(i);
+      out[k] = 0.5 * (std::log(w) - log_2_pi - w * r * r);
+    }
+    return;
+  }
+  const double each = -0.5 * (log_2_pi + std::log(v.value())), w = 0.5 / v.value();
   for (arma::uword k = 0; k < n; ++k) {
     const double r = propensity.values(units == nullptr ? k : units[k]) - mu[k];
     out[k] = each - w * r * r;
@@ -168,13 +177,17 @@ arma::Mat<double> Ordinal::compute_predicted_prob(const arma::Mat<double>& data)
   arma::Col<double> mu;
   predictor(data, mu);
   if (phantoms_of_residual()) mu -= phantom_means(data);
+  read_variances(data, nullptr, 0);
+  const scan::row_scale v = variances();
+  const double left = link == nullptr ? 1.0 : residVar();  // of each variance, in a block
   arma::uword const K = tau().n_elem;
   arma::Mat<double> out(n_units, K + 2);
   for (arma::uword i = 0; i < n_units; ++i) {
+    const double sd = v.is_one() ? 1.0 : std::sqrt(v.variance(i) / left);
     for (arma::uword k = 0; k <= K; ++k) {
       const double lower = k == 0 ? -arma::datum::inf : tau()[k - 1] - mu(i);
       const double upper = k == K ? arma::datum::inf : tau()[k] - mu(i);
-      out(i, k) = scan::interval_mass(lower, upper);
+      out(i, k) = scan::interval_mass(lower / sd, upper / sd);
     }
     out(i, K + 1) = mu(i);
   }

@@ -39,14 +39,12 @@ scan::orbit_scale Ordinal::scale_density() const {
   scan::orbit_scale out;
   const arma::Col<double>& r = equation().r();
   out.dimension = static_cast<double>(n_units + tau().n_elem - 1 + free.n_elem);
-  if (held_.is_empty()) {
-    for (double e : r) out.square += e * e;
-  } else {
-    for (arma::uword i = 0; i < n_units; ++i) {
-      const double a = r(i) + held_(i);
-      out.square += a * a;
-      out.linear += a * held_(i);
-    }
+  const scan::row_scale v = variances();
+  for (arma::uword i = 0; i < n_units; ++i) {
+    const double held = held_.is_empty() ? 0.0 : held_(i), a = r(i) + held,
+                 w = v.is_one() ? 1.0 : v.precision(i);
+    out.square += w * a * a;
+    out.linear += w * a * held;
   }
   const scan::coefficient_prior& prior = equation().terms().prior;
   for (arma::uword j : free) {

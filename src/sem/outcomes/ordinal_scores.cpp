@@ -26,9 +26,10 @@ void Ordinal::read_distribution(const arma::Mat<double>& data) {
   }
   predictor(data, mean_);
   if (const arma::Col<double>* others = read_others(data)) mean_ += *others;
-  const double v = residVar();
-  sd_.set_size(v == 1.0 ? 0 : n_units);
-  sd_.fill(std::sqrt(v));
+  read_variances(data, nullptr, 0);
+  const scan::row_scale v = variances();
+  sd_.set_size(v.is_one() && v.value() == 1.0 ? 0 : n_units);
+  for (arma::uword i = 0; i < sd_.n_elem; ++i) sd_[i] = v.sd(i);
 }
 
 void Ordinal::draw_auxiliary(arma::Mat<double>& data) {

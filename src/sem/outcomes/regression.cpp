@@ -127,6 +127,7 @@ void Regression::keep_rows() {
 }
 
 void Regression::begin_scan(const arma::Mat<double>& data) {
+  read_variances(data, nullptr, 0);
   const scan::row_scale effects = effects_scale();
   if (const arma::Col<double>* values = response(data))
     scan_->begin(data, *values, betas_, u, scale(), &effects);

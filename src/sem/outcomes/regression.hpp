@@ -23,6 +23,7 @@ class weights;
 
 namespace tovik::sem {
 
+class LogScale;
 struct solved_units;
 
 /// The regression that every outcome kind is, with random effects at up to two levels above it:
@@ -156,6 +157,14 @@ class Regression : public virtual estimator::Outcome {
   /// y* - eta of every unit; of some units, without looking at others.
   void residual_into(const arma::Mat<double>& data, double* out) const;
   void residual_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units, double* out) const;
+
+  /// The model of the logarithm of the residual variance, which must outlive this one. Throws error_debug
+  /// "Cannot form variance link." for a kind whose variance has no model.
+  virtual void addLogScale(LogScale* model);
+  /// The residual variances of the units where they differ, covariance(0) being 1 then; else empty.
+  virtual arma::Col<double> unit_variances(const arma::Mat<double>& /*data*/) const { return {}; }
+  /// All units have the same residual variance.
+  bool has_one_variance() const { return variances().is_one(); }
 
   void publish_effects(arma::Mat<double>& data) const override;
   void accept_together(unsigned L) override { together_[L] = true; }
@@ -308,6 +317,10 @@ class Regression : public virtual estimator::Outcome {
   virtual scan::row_scale variances() const {
     return scan::row_scale(residVar());
   }
+  /// Brings what the three row scales tell up to date with the data; of these units alone unless `units` is
+  /// null. Called before they are asked wherever the data may have moved.
+  virtual void read_variances(const arma::Mat<double>& /*data*/, const arma::uword* /*units*/,
+                              arma::uword /*n*/) const {}
   /// The same as the draws of coefficients see it, and what the equation says of labels; then as those of
   /// effects do, and what it says of values that stand in it for a whole cluster.
   virtual scan::row_scale scale() const {
@@ -399,6 +412,8 @@ class Regression : public virtual estimator::Outcome {
   /// The clusters of the L-th level above whose units are not all in the first category, nor all in the last.
   arma::uword n_mixed(unsigned L, const std::vector<place>& of_units) const;
 
+  /// Coefficients that the data determine: drawn here, or following a parameter that is.
+  arma::uword n_estimated_coefficients() const;
   /// In place of a scan that cannot be made: whatever is drawn here becomes NaN, for the report to tell.
   void lose_state();
   scan::equation_scan& equation() const {

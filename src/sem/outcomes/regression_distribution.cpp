@@ -43,6 +43,7 @@ void Regression::response_at(const arma::Mat<double>& data, const arma::Col<arma
 }
 
 void Regression::predict_solved(const arma::Mat<double>& data, solved_units& at) const {
+  read_variances(data, at.all ? nullptr : at.units.memptr(), at.units.n_elem);
   if (at.all)
     predictor(data, at.mu);
   else
@@ -149,6 +150,7 @@ autosolver::normal_1D Regression::_dist_param(const arma::Mat<double>& data, aut
 autosolver::inv_gamma Regression::_dist_variance(const arma::Mat<double>& data,
                                                  autosolver::inv_gamma previous, solved_units& at) const {
   if (at.units.is_empty()) throw error_debug("Null distribuiton not allowed.");
+  read_variances(data, nullptr, 0);
   predictor(data, at.mu);
   response_at(data, at.units, at.e.data());
   const scan::row_scale r = scale();

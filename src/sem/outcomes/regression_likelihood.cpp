@@ -306,7 +306,8 @@ arma::Col<double> Regression::compute_Us_LL(const arma::Mat<double>& data, const
 }
 
 arma::Mat<double> Regression::covariance(unsigned place) const {
-  return place == 0 ? arma::Mat<double>{residual_variance()} : Sigma[place - 1];
+  if (place > 0) return Sigma[place - 1];
+  return arma::Mat<double>{has_one_variance() ? residual_variance() : 1.0};
 }
 
 arma::Col<double> Regression::fixed_residual(const arma::Mat<double>& data) const {
@@ -338,6 +339,7 @@ arma::Col<double> Regression::integrated_density(const arma::Mat<double>& data,
                                                  const arma::Col<arma::uword>& left_out) const {
   arma::Col<double> r = fixed_residual(data);
   add_phantoms(data, -1.0, r);
+  read_variances(data, nullptr, 0);
   const scan::row_scale each = variances();
   if (n_levels == 0) {
     arma::Col<double> v(n_units);

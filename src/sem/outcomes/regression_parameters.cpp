@@ -119,6 +119,10 @@ std::shared_ptr<estimator::constraint> Regression::constraint(const parameter_ty
   }
 }
 
+void Regression::addLogScale(LogScale*) {
+  throw error_debug("Cannot form variance link.");
+}
+
 std::shared_ptr<estimator::constraint> Regression::own_constraint(const parameter_type&, const unsigned&) {
   throw error_debug("Unrecognized constraint for a regression.");
 }

@@ -4,6 +4,7 @@
 #include <cmath>
 #include <string>
 
+#include "sem/outcomes/design_check.hpp"
 #include "sem/outcomes/regression.hpp"
 #include "support/error.hpp"
 #include "support/text.hpp"
@@ -21,49 +22,6 @@ bool constant_within(const double* x, const estimator::selector& clusters) {
   return true;
 }
 
-/// Columns of length one by the part of each that those before it leave (Gram-Schmidt, twice, which is
-/// enough: Giraud et al., 2005, Numerische Mathematik 101, 87-100).
-class independent_columns {
- public:
-  /// The columns taken so far make x up to rounding.
-  bool explain(const arma::Col<double>& x) const { return arma::norm(rest_of(x)) < 1e-8; }
-  void add(const arma::Col<double>& x) {
-    const arma::Col<double> rest = rest_of(x);
-    basis_.push_back(rest / arma::norm(rest));
-    columns_.push_back(x);
-  }
-  /// Which of the columns have a part in `x`, which they make up.
-  std::vector<std::size_t> parts_of(const arma::Col<double>& x) const {
-    std::vector<std::size_t> out;
-    arma::Mat<double> X(x.n_elem, columns_.size());
-    for (std::size_t k = 0; k < columns_.size(); ++k) X.col(k) = columns_[k];
-    arma::Col<double> b;
-    if (!arma::solve(b, X, x, arma::solve_opts::no_approx)) return out;
-    for (std::size_t k = 0; k < columns_.size(); ++k)
-      if (std::fabs(b(k)) > 1e-6) out.push_back(k);
-    return out;
-  }
-
- private:
-  arma::Col<double> rest_of(arma::Col<double> x) const {
-    for (int pass = 0; pass < 2; ++pass)
-      for (const arma::Col<double>& q : basis_) x -= arma::dot(q, x) * q;
-    return x;
-  }
-
-  std::vector<arma::Col<double>> basis_, columns_;
-};
-
-/// "'a', 'b' and 'c'".
-std::string listed(const std::vector<std::string>& names) {
-  std::string out;
-  for (std::size_t k = 0; k < names.size(); ++k) {
-    if (k > 0) out += k + 1 == names.size() ? " and " : ", ";
-    out += "'" + names[k] + "'";
-  }
-  return out;
-}
-
 std::string counted(arma::uword n, const std::string& what) {
   return std::to_string(n) + " " + what + (n == 1 ? "" : "s");
 }
@@ -72,6 +30,12 @@ std::string counted(arma::uword n, const std::string& what) {
 
 bool Regression::is_estimated(arma::uword j) const {
   return arma::any(free == j) || driven_.holds(j);
+}
+
+arma::uword Regression::n_estimated_coefficients() const {
+  arma::uword k = 0;
+  for (arma::uword j = 0; j < betas_.n_elem; ++j) k += is_estimated(j) ? 1 : 0;
+  return k;
 }
 
 arma::uword Regression::n_between(const arma::Mat<double>& data, unsigned L) const {
@@ -115,9 +79,7 @@ void Regression::check_units(const equation_names& names) const {
 
 void Regression::check_units(const equation_names& names, arma::uword spare,
                              const std::string& instead) const {
-  arma::uword k = 0;
-  for (arma::uword j = 0; j < betas_.n_elem; ++j) k += is_estimated(j) ? 1 : 0;
-  arma::uword const n = n_known(), least = k + spare;
+  arma::uword const k = n_estimated_coefficients(), n = n_known(), least = k + spare;
   if (n >= least) return;
   throw error("ERROR: There are too few observed values of '" + names.outcome + "'.\n       " +
               counted(n, "value") + " for " + counted(k, "coefficient") +
@@ -125,36 +87,9 @@ void Regression::check_units(const equation_names& names, arma::uword spare,
               instead + " or fewer predictors.");
 }
 
-// Predictors that are imputed or computed from what is, and coefficients that are labelled or have a prior,
-// are passed over.
 void Regression::check_design(const arma::Mat<double>& data, const equation_names& names) const {
-  const scan::columns& X = scan_->terms().terms.x;
-  independent_columns known;
-  std::vector<std::string> known_names;
-  arma::Col<double> scratch;
-  for (arma::uword j = 0; j < X.size() && scan_->terms().prior.is_flat(); ++j) {
-    if (!arma::any(free == j) || X.is_dynamic(j)) continue;
-    const std::string& name = names.coefficients.at(j);
-    const double* cells = X.at(j, data, unit_rows(), scratch);
-    arma::Col<double> x(cells, n_units);
-    if (!x.is_finite())
-      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome +
-                  "' gives values that are not finite.");
-    const bool is_constant = x.max() == x.min();
-    if (has_intercept && j == 0) continue;
-    if (is_constant && (has_intercept || x(0) == 0.0))
-      throw error("ERROR: Variable '" + name + "' does not vary.\n       Remove it and rerun.");
-    if (has_intercept) x -= arma::mean(x);
-    x /= arma::norm(x);
-    if (known.explain(x)) {
-      std::vector<std::string> parts;
-      for (std::size_t k : known.parts_of(x)) parts.push_back(known_names[k]);
-      throw error("ERROR: The predictor '" + name + "' of '" + names.outcome + "' is a combination of " +
-                  listed(parts) + ".\n       Remove one of them and rerun.");
-    }
-    known.add(x);
-    known_names.push_back(name);
-  }
+  if (scan_->terms().prior.is_flat())
+    check_columns(scan_->terms().terms.x, data, unit_rows(), free, has_intercept, names);
 }
 
 // A cluster in which all values are the first, or all the last, is as likely under an effect without bounds:

@@ -7,6 +7,7 @@
 #include "sem/outcomes/factor.hpp"
 #include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/normal.hpp"
+#include "sem/outcomes/scaled.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/covariance.hpp"
 #include "sem/scan/residual_variance.hpp"
@@ -277,5 +278,7 @@ void yjt<T>::addLogJacobian(const arma::Mat<double>& data, arma::Col<double>& ou
 
 template class yjt<Normal>;
 template class yjt<Factor>;
+template class yjt<NormalScale>;
+template class yjt<FactorScale>;
 
 }  // namespace tovik::sem

@@ -214,9 +214,9 @@ class Outcome {
   arma::uword n_coefficients() const { return x.n_elem + x_compute.size(); }
   /// True if a predictor, random-effect covariate or phantom of this model reads the column of the working
   /// matrix, directly or inside an expression.
-  bool reads(arma::uword column) const;
+  virtual bool reads(arma::uword column) const;
   /// True if such an expression makes the prediction of one unit depend on other units' values of the column.
-  bool couples(arma::uword column) const;
+  virtual bool couples(arma::uword column) const;
 
   Random* rng;
   const Estimator* estimator;

@@ -37,6 +37,9 @@ struct sampler_settings {
   /// Move the residual variances of all clusters together with what they share, beside their own draws; off
   /// for comparison only.
   inline static bool move_variances = true;
+  /// Propose the coefficients of a variance model from their normal approximation besides the random walks;
+  /// off for comparison only.
+  inline static bool leap_variances = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
