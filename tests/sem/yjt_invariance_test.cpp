@@ -6,6 +6,7 @@
 
 #include <cmath>
 #include <memory>
+#include <utility>
 
 #include "kernel_samples.hpp"
 #include "sample_tests.hpp"
@@ -33,6 +34,7 @@ struct joint {
   double step = 0.4;    ///< of the random walk of lambda, in units of its first proposal
   bool known = false;   ///< the residual variance is the setup's
   bool integrates = true;
+  bool alone = false;  ///< the step of lambda, without the scan that would mend what it leaves behind
 
   /// Parameters, effects and outcome from their joint distribution, into the model and the data.
   void draw(model& m, Random& rng) {
@@ -109,7 +111,7 @@ struct joint {
       std::vector<sem::estimator::tune_obj*> proposals;
       m->addProposals(proposals);
       proposals.front()->value = step;
-      for (int t = 0; t < applications; ++t) m->draw(world.data);
+      for (int t = 0; t < applications; ++t) alone ? m->draw_lambda(world.data) : m->draw(world.data);
       after.add(functions(*m));
     }
     expect_same_distribution(fresh, after);
@@ -129,6 +131,8 @@ TEST(YeoJohnsonInvariance, SingleLevelWithMissingValues) {
     joint test = single_level(1);
     test.integrates = integrates;
     test.expect_invariant(300);
+    test.alone = true;
+    test.expect_invariant(301);
   }
 }
 
@@ -151,13 +155,15 @@ TEST(YeoJohnsonInvariance, ThreeEffectsAndClustersOfOneRow) {
     joint test{std::move(world), setup, 0.05, 1.95};
     test.integrates = integrates;
     test.expect_invariant(320);
+    test.alone = true;
+    test.expect_invariant(321);
   }
 }
 
 // Where the data tell little of the effects, whose unit must move along with that of their variance, and
 // where they are hard to tell from the residuals, of which the variance is drawn with lambda.
 TEST(YeoJohnsonInvariance, EffectsOfPairsOfRows) {
-  for (const bool known : {true, false}) {
+  for (const auto& [known, alone] : {std::pair{true, false}, {false, false}, {true, true}, {false, true}}) {
     World world(2, {{2, 1, 2, 2, 1, 2, 2, 1, 2, 2}}, 8);
     equation_setup setup = world.setup(0, {0});
     setup.z[0] = {0};
@@ -165,7 +171,9 @@ TEST(YeoJohnsonInvariance, EffectsOfPairsOfRows) {
     setup.resid_value = 4.0;
     joint test{std::move(world), setup, 0.3, 1.7};
     test.known = known;
+    test.alone = alone;
     test.shift = 8.0;
+    test.step = 0.15;
     test.expect_invariant(370);
   }
 }

@@ -39,12 +39,13 @@ void yjt<T>::wire(const Estimator* whole, bool drawn) {
 
 template <class T>
 void yjt<T>::draw(arma::Mat<double>& data) {
-  if (lambda_.walks()) draw_lambda(data);
+  draw_lambda(data);
   T::draw(data);
 }
 
 template <class T>
 void yjt<T>::draw_lambda(const arma::Mat<double>& data) {
+  if (!lambda_.walks()) return;
   g_.read(data, this->n_units);
   from_ = g_.lambda();
   squares_ = candidate_ = std::numeric_limits<double>::quiet_NaN();  // unless looked at

@@ -48,6 +48,9 @@ class yjt : public T, public lambda_holder {
   }
 
   void draw(arma::Mat<double>& data) override;
+  /// The first step of draw(), if lambda is drawn here. With coefficients integrated out these must be drawn
+  /// next.
+  void draw_lambda(const arma::Mat<double>& data);
   void tune() override;
   estimator::tune_results tuneResults() const override;
   void addProposals(std::vector<estimator::tune_obj*>& to) override;
@@ -73,7 +76,6 @@ class yjt : public T, public lambda_holder {
 
  private:
   void wire(const Estimator* estimator, bool drawn);
-  void draw_lambda(const arma::Mat<double>& data);
   bool may_integrate() const;
   bool read_integrated(const arma::Mat<double>& data);
   void read_design(const arma::Mat<double>& data, const arma::Col<arma::uword>& columns);
