@@ -12,9 +12,9 @@
 namespace tovik::tests::factor_moves_block_kernel_test {
 namespace {
 
-/// f and two or three indicators: the first with a known loading, the second with a known intercept, the third
-/// with neither; what is not known has a normal prior. Two blocks: the factor with the first indicator, or with
-/// an outcome of its own level that does not measure it; the other indicators.
+/// f and two or three indicators: the first with a known loading, the second with a known intercept, the
+/// third with neither; what is not known has a normal prior. Two blocks: the factor with the first indicator,
+/// or with an outcome of its own level that does not measure it; the other indicators.
 struct CorrelatedIndicators {
   static constexpr arma::uword column = 9;
   World world;

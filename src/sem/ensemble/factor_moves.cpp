@@ -172,8 +172,7 @@ void factor_moves::move_scale(arma::Mat<double>& data, Random& rng) {
 // q covariances that count as elements bring g each.
 void factor_moves::add_prior_of_variance(scan::orbit_scale& at) {
   if (factor_->link != nullptr) {
-    const auto [dimension, inverse] =
-        factor_->link->prior_of_scale(factor_->link->position_of(*factor_));
+    const auto [dimension, inverse] = factor_->link->prior_of_scale(factor_->link->position_of(*factor_));
     at.dimension += dimension;
     at.inverse = inverse;
     return;
@@ -193,9 +192,9 @@ void factor_moves::add_scores(const arma::Mat<double>& data, scan::orbit_scale& 
     at.square = arma::dot(residual_, residual_) / factor_->sigma2;
 }
 
-std::vector<factor_moves> moves_of_factors(const ModelList& list,
-                                           const std::vector<std::shared_ptr<estimator::Outcome>>& models) {
-  std::vector<factor_moves> out;
+std::vector<plain_factor> plain_factors(const ModelList& list,
+                                        const std::vector<std::shared_ptr<estimator::Outcome>>& models) {
+  std::vector<plain_factor> out;
   for (unsigned i = 0; i < list.size(); ++i) {
     if (list[i].kind() != model::kind::latent || list[i].outcomes.size() != 1) continue;
     auto* factor = dynamic_cast<Normal*>(models[i].get());
@@ -207,8 +206,15 @@ std::vector<factor_moves> moves_of_factors(const ModelList& list,
       if (alone)
         readers.push_back({&dynamic_cast<Regression&>(*models[entry.model]), entry.positions.front()});
     }
-    if (alone && factor_moves::suits(*factor, readers)) out.emplace_back(*factor, readers);
+    if (alone && !readers.empty()) out.push_back({factor, std::move(readers)});
   }
+  return out;
+}
+
+std::vector<factor_moves> moves_of_factors(const std::vector<plain_factor>& factors) {
+  std::vector<factor_moves> out;
+  for (const plain_factor& one : factors)
+    if (factor_moves::suits(*one.factor, one.readers)) out.emplace_back(*one.factor, one.readers);
   return out;
 }
 

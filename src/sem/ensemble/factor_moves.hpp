@@ -31,8 +31,8 @@ namespace tovik::sem {
 /// stays, by the equations whose intercept stays, and by the priors of those that go along. In g it is that
 /// of orbit_scale, where equations whose loading stays tell how large the scores are.
 ///
-/// Members of a block of correlated outcomes tell of c or g together, by their joint density; a factor that is
-/// one of them takes its row and column of the block's covariance matrix along with g.
+/// Members of a block of correlated outcomes tell of c or g together, by their joint density; a factor that
+/// is one of them takes its row and column of the block's covariance matrix along with g.
 class factor_moves {
  public:
   struct reader {
@@ -75,8 +75,15 @@ class factor_moves {
   arma::Col<double> residual_;
 };
 
-/// Of every factor that the equations tell of by a normal density.
-std::vector<factor_moves> moves_of_factors(const ModelList& list,
-                                           const std::vector<std::shared_ptr<estimator::Outcome>>& models);
+/// A factor that the equations tell of by a normal density, each in one plain term.
+struct plain_factor {
+  Normal* factor;
+  std::vector<factor_moves::reader> readers;
+};
+std::vector<plain_factor> plain_factors(const ModelList& list,
+                                        const std::vector<std::shared_ptr<estimator::Outcome>>& models);
+
+/// Of those of the factors that suit.
+std::vector<factor_moves> moves_of_factors(const std::vector<plain_factor>& factors);
 
 }  // namespace tovik::sem

@@ -6,8 +6,8 @@
 
 namespace tovik::sem {
 
-// With h_j the column of member j, the residuals are e_j - t h_j: the precision sum_jk Omega_jk h_j'h_k and the
-// linear term sum_jk Omega_jk h_j'e_k.
+// With h_j the column of member j, the residuals are e_j - t h_j: the precision sum_jk Omega_jk h_j'h_k and
+// the linear term sum_jk Omega_jk h_j'e_k.
 Regression::told Multi::told_of_change(const arma::Mat<double>& data,
                                        const std::vector<arma::Col<double>>& change) {
   Regression::told out = {0.0, 0.0};
@@ -34,8 +34,8 @@ void Multi::scale_member(unsigned position, double g) {
   tell_members();
 }
 
-// A variance with q covariances brings the Jacobian g^(q + 2), and with p members the priors are |Sigma|^-(p + 1)
-// exp(-tr(D inv(Sigma)) / 2), flat, and |Sigma|^-(p + 1)/2.
+// A variance with q covariances brings the Jacobian g^(q + 2), and with p members the priors are |Sigma|^-(p
+// + 1) exp(-tr(D inv(Sigma)) / 2), flat, and |Sigma|^-(p + 1)/2.
 Multi::scale_prior Multi::prior_of_scale(unsigned position) {
   const double p = static_cast<double>(size()), q = static_cast<double>(n_free(position));
   switch (prior()) {

@@ -248,6 +248,8 @@ class Regression : public virtual estimator::Outcome {
   /// Fills mu: eta of these units; mu, A and e: what the equation says of an unknown.
   void predict_solved(const arma::Mat<double>& data, solved_units& at) const;
   void read_solved(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  void read_without(const arma::Mat<double>& data, arma::uword position, solved_units& at) const;
+  void read_responses(const arma::Mat<double>& data, solved_units& at) const;
   /// Coefficients were drawn from outside: steps that move others along start from here.
   void anchor_coefficients() {
     driven_.anchor(betas_);

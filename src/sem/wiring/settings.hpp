@@ -31,6 +31,9 @@ struct sampler_settings {
   /// Move the scores of a factor together with what is measured in their units, beside their solved
   /// distribution; off for comparison only.
   inline static bool move_factors = true;
+  /// Draw loadings and variances of indicators with the scores of their factor integrated out where that can
+  /// be; off for comparison only.
+  inline static bool collapse_factors = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
