@@ -34,7 +34,7 @@ class label_wiring {
   void bind_computation(unsigned i) const;
   /// Level of random effects by the catalogue's number: the nearest above the outcome first.
   unsigned effect_level(const constraint_info& info) const;
-  Computation& computation(unsigned i) const { return dynamic_cast<Computation&>(model(i)); }
+  Computation& computation(unsigned i) const;
   double* address(const constraint_info& info) const;
   void bind_handle(const planned_label& label) const;
   /// The likelihood of a model that reads the parameter inside a term.

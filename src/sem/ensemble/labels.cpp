@@ -99,6 +99,10 @@ void label_wiring::bind_variances() const {
   }
 }
 
+Computation& label_wiring::computation(unsigned i) const {
+  return dynamic_cast<Computation&>(model(i));
+}
+
 void label_wiring::bind_computation(unsigned i) const {
   if (auto* node = dynamic_cast<Computation*>(&model(i))) bind(to_lower(world_.list[i].name()), node->ptr());
 }
