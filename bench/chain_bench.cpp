@@ -11,6 +11,7 @@
 #include "model/model.hpp"
 #include "results/dic.hpp"
 #include "sem/ensemble/likelihood_totals.hpp"
+#include "sem/wiring/settings.hpp"
 #include "support/blas_threads.hpp"
 
 namespace {
@@ -113,6 +114,20 @@ void Two_factors(benchmark::State& state) {
   run(state, tovik::bench::factors(2));
 }
 
+/// A random walk of each score in place of its solved distribution.
+void with_walks(benchmark::State& state, int n_factors) {
+  bool& solves = tovik::sem::sampler_settings::use_autosolver;
+  solves = false;
+  run(state, tovik::bench::factors(n_factors));
+  solves = true;
+}
+void One_factor_with_walks(benchmark::State& state) {
+  with_walks(state, 1);
+}
+void Two_factors_with_walks(benchmark::State& state) {
+  with_walks(state, 2);
+}
+
 void Block_of_six(benchmark::State& state) {
   run(state, tovik::bench::correlated_outcomes(false));
 }
@@ -135,6 +150,8 @@ BENCHMARK(Yes_or_no)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicroseco
 BENCHMARK(Nominal_choice)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(One_factor)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 BENCHMARK(Two_factors)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(One_factor_with_walks)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
+BENCHMARK(Two_factors_with_walks)->UseManualTime()->Iterations(1)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

@@ -50,6 +50,8 @@ rank_study block_ranks();
 /// Three outcomes with labels in common: coefficients with normal, uniform and truncated priors, a residual
 /// variance.
 rank_study shared_label_ranks();
+/// Two outcomes of a block with a label in common.
+rank_study member_label_ranks();
 
 /// A residual variance for each of eight clusters, random intercepts, missing values.
 rank_study cluster_variance_ranks();
@@ -59,11 +61,25 @@ rank_study yeo_johnson_ranks();
 rank_study variance_model_ranks();
 
 inline std::vector<rank_study> rank_studies() {
-  return {shared_label_ranks(), mediation_ranks(),     random_slope_ranks(),       phantom_ranks(),
-          binary_ranks(),       propensity_ranks(),    selection_ranks(),          logistic_ranks(),
-          two_factor_ranks(),   block_ranks(),         latent_interaction_ranks(), cross_level_factor_ranks(),
-          count_ranks(),        nominal_ranks(),       nominal_cluster_ranks(),    cluster_variance_ranks(),
-          yeo_johnson_ranks(),  variance_model_ranks()};
+  return {shared_label_ranks(),
+          member_label_ranks(),
+          mediation_ranks(),
+          random_slope_ranks(),
+          phantom_ranks(),
+          binary_ranks(),
+          propensity_ranks(),
+          selection_ranks(),
+          logistic_ranks(),
+          two_factor_ranks(),
+          block_ranks(),
+          latent_interaction_ranks(),
+          cross_level_factor_ranks(),
+          count_ranks(),
+          nominal_ranks(),
+          nominal_cluster_ranks(),
+          cluster_variance_ranks(),
+          yeo_johnson_ranks(),
+          variance_model_ranks()};
 }
 
 }  // namespace tovik::tests::calibration

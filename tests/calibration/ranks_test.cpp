@@ -93,6 +93,10 @@ TEST(Ranks, VarianceModel) {
   expect_uniform(variance_model_ranks());
 }
 
+TEST(Ranks, LabelOfCorrelatedOutcomes) {
+  expect_uniform(member_label_ranks());
+}
+
 /// The test itself: ranks of a posterior that is too narrow by a third are found out.
 TEST(Ranks, OfANarrowPosteriorAreNotUniform) {
   std::mt19937_64 engine(9);

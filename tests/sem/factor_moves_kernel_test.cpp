@@ -8,6 +8,8 @@
 #include "kernel_samples.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
+#include "sem/autosolver/solver.hpp"
+#include "sem/ensemble/collapsed_factor.hpp"
 #include "sem/ensemble/factor_moves.hpp"
 #include "sem/outcomes/factor.hpp"
 #include "sem/wiring/settings.hpp"
@@ -95,6 +97,59 @@ struct Indicators {
     return out;
   }
 };
+
+/// The scores have a solved distribution.
+void solve(Indicators& w) {
+  auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
+  const arma::uvec units = w.factor->missing_rows;
+  const auto level = static_cast<int>(w.factor->level);
+  solver->rng = &w.estimator.random;
+  solver->functions.push_back(w.factor->dist_self(units));
+  for (const auto& y : w.readers)
+    solver->functions.push_back(
+        y->distributionFunc(sem::distribution_type::fixed,
+                            sem::autosolver::solution::constant(1, Indicators::column), level, units));
+  w.factor->addDist(solver, sem::distribution_type::fixed);
+}
+
+void draws_leave_joint(Indicators& w) {
+  std::vector<sem::factor_moves::reader> readers;
+  for (const auto& y : w.readers) readers.push_back({y.get(), 1});
+  EXPECT_FALSE(sem::collapsed_factor::suits(*w.factor, readers));
+  solve(w);
+  ASSERT_TRUE(sem::collapsed_factor::suits(*w.factor, readers));
+  sem::collapsed_factor collapsed(*w.factor, readers);
+  Samples fresh, after;
+  constexpr int replications = 8000;
+  double moved = 0.0;
+  for (int rep = 0; rep < replications; ++rep) {
+    w.draw_joint();
+    fresh.add(w.functions());
+    w.draw_joint();
+    const double before = w.readers[2]->betas_(1);
+    for (int t = 0; t < 3; ++t) collapsed.draw(w.world.data, w.rng);
+    moved += std::fabs(w.readers[2]->betas_(1) - before) > 0.05 ? 1.0 : 0.0;
+    after.add(w.functions());
+  }
+  expect_same_distribution(fresh, after);
+  EXPECT_GT(moved, 0.8 * replications);
+}
+
+TEST(CollapsedFactor, LeavesTheJointDistribution) {
+  Indicators w(1, {{7}}, 0, false);
+  draws_leave_joint(w);
+}
+
+TEST(CollapsedFactor, LeavesTheJointDistributionWithAKnownVariance) {
+  Indicators w(1, {{7}}, 0, true);
+  draws_leave_joint(w);
+}
+
+TEST(CollapsedFactor, TakesNoIndicatorsOfLowerUnits) {
+  Indicators w(2, {{3, 1, 4}, {2, 3}}, 1, false);
+  solve(w);
+  EXPECT_FALSE(sem::collapsed_factor::suits(*w.factor, {{w.readers[0].get(), 1}}));
+}
 
 void moves_leave_joint(Indicators& w) {
   Samples fresh, after;

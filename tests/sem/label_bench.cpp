@@ -4,6 +4,8 @@
 #include <stdexcept>
 
 #include "sem/ensemble/factory.hpp"
+#include "sem/ensemble/label_plan.hpp"
+#include "sem/ensemble/make_block.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/phantoms/phantom_links.hpp"
@@ -34,7 +36,14 @@ void label_bench::build() {
   labels.clear();
   blocks.clear();
   models.clear();
-  for (const Model& model : run.models) models.push_back(sem::make_outcome(model, context));
+  const std::vector<bool> in_block = sem::block_members(run.models);
+  for (std::size_t i = 0; i < run.models.size(); ++i) {
+    const Model& model = run.models[i];
+    context.in_block = in_block[i];
+    models.push_back(model.is_multi() ? sem::make_block(run.models, model, models, &estimator, prior_,
+                                                        sem::plan_labels(run.models))
+                                      : sem::make_outcome(model, context));
+  }
   sem::link_phantoms(run.models, models, working.data);
   sem::wired_labels wired =
       sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});

@@ -87,6 +87,36 @@ TEST(LabelMixing, DrawnCoefficientsGoAlongWithChangingColumnsToo) {
   EXPECT_LT(mean_error(draw.row(1)), 4.0 * std::sqrt(V(1, 1) / 30000.0));
 }
 
+/// Two outcomes with a known covariance matrix of residuals and a label in both: a generalised least squares
+/// regression, of which label and free coefficients are one independent draw after the other. The predictors
+/// are ten of their standard deviations from zero.
+TEST(LabelMixing, ALabelOfTwoCorrelatedOutcomesHasTheExactPosterior) {
+  arma::mat data = columns();
+  data.col(1) += 10.0;
+  data.col(3) += 10.0;
+  const small_run run(names, data, {}, {"y ~ x@b", "m ~ z@b", "y <-> m@0.5", "y ~~ y@1.5", "m ~~ m@0.7"});
+  const auto chain = run.chain(Random(4, 1));
+  const arma::mat draw = draws(*chain, 20, 20000);
+  arma::mat X(60, 3, arma::fill::zeros), W(60, 60, arma::fill::zeros);
+  X.submat(0, 0, 29, 0) = data.col(1);
+  X.submat(30, 0, 59, 0) = data.col(3);
+  X.submat(0, 1, 29, 1).fill(1.0);
+  X.submat(30, 2, 59, 2).fill(1.0);
+  const double c = 0.5 * std::sqrt(1.5 * 0.7);
+  const arma::mat Omega = arma::inv_sympd(arma::mat{{1.5, c}, {c, 0.7}});
+  for (arma::uword i = 0; i < 30; ++i)
+    for (arma::uword j = 0; j < 2; ++j)
+      for (arma::uword k = 0; k < 2; ++k) W(i + 30 * j, i + 30 * k) = Omega(j, k);
+  const arma::vec y = arma::join_cols(arma::vec(data.col(2)), arma::vec(data.col(0)));
+  const arma::mat V = arma::inv_sympd(X.t() * W * X);
+  const arma::vec fit = V * X.t() * W * y;
+  const arma::rowvec b = draw.row(row_of(run, "y", "   Fixed : x"));
+  expect_mean(b, fit(0), V(0, 0));
+  expect_mean(draw.row(row_of(run, "y", "   Fixed : Intercept")), fit(1), V(1, 1));
+  expect_mean(draw.row(row_of(run, "m", "   Fixed : Intercept")), fit(2), V(2, 2));
+  EXPECT_LT(mean_error(b), 1.5 * std::sqrt(V(0, 0) / 20000.0));
+}
+
 /// Of a series that is one of the first order.
 double effective_share(const arma::rowvec& series) {
   const arma::rowvec e = series - arma::mean(series);

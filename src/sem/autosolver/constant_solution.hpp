@@ -16,6 +16,8 @@ class _constant_solution : public virtual _solution {
   void A_at(const arma::Mat<double>& data, const arma::Mat<double>& coefficients,
             const arma::Col<arma::uword>* rows, double* out) const override;
 
+  int only_position() const override { return static_cast<int>(position); }
+
   unsigned position;  ///< of the coefficient
   unsigned column;    ///< of the data
 };

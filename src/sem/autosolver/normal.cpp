@@ -25,27 +25,42 @@ void normal::set_size(arma::uword n) {
   is_empty_ = false;
 }
 
+namespace {
+
 // With the mean m and the variance v so far, the product has the variance v / (1 + v q) and the mean
 // (m + v d) / (1 + v q).
-void normal::multiply(const double* q, const double* d, arma::uword n) {
+inline void take_factor(double q, double d, double& mean, double& variance) {
+  if (q == 0.0) return;
+  const double v = variance;
+  if (std::isfinite(v)) {
+    const double shrink = 1.0 / (1.0 + v * q);
+    mean = (mean + v * d) * shrink;
+    variance = v * shrink;
+  } else {
+    mean = d / q;
+    variance = 1.0 / q;
+  }
+}
+
+}  // namespace
+
+void normal::expect_size(arma::uword n) {
   if (is_empty_) {
     set_size(n);
     mean.zeros();
     variance.fill(std::numeric_limits<double>::infinity());
   }
   if (mean.n_elem != n) throw error_debug("Distribution Mean and Variance not same elements");
-  for (arma::uword k = 0; k < n; ++k) {
-    if (q[k] == 0.0) continue;
-    const double v = variance[k];
-    if (std::isfinite(v)) {
-      const double shrink = 1.0 / (1.0 + v * q[k]);
-      mean[k] = (mean[k] + v * d[k]) * shrink;
-      variance[k] = v * shrink;
-    } else {
-      mean[k] = d[k] / q[k];
-      variance[k] = 1.0 / q[k];
-    }
-  }
+}
+
+void normal::multiply(const double* q, const double* d, arma::uword n) {
+  expect_size(n);
+  for (arma::uword k = 0; k < n; ++k) take_factor(q[k], d[k], mean[k], variance[k]);
+}
+
+void normal::multiply(double q, double slope, const double* e, arma::uword n) {
+  expect_size(n);
+  for (arma::uword k = 0; k < n; ++k) take_factor(q, slope * e[k], mean[k], variance[k]);
 }
 
 arma::Col<double> normal::draw(Random* rng) const {

@@ -27,6 +27,8 @@ class normal {
   /// every unit. A factor without information (q[k] = 0) changes nothing. Throws error_debug when `n` is not
   /// the number of units.
   void multiply(const double* q, const double* d, arma::uword n);
+  /// The same with one precision q for all units, and d[k] = slope e[k].
+  void multiply(double q, double slope, const double* e, arma::uword n);
 
   /// A value for every unit: one standard normal each, in their order.
   arma::Col<double> draw(Random* rng) const;
@@ -36,6 +38,7 @@ class normal {
   arma::Col<double> mean, variance;
 
  private:
+  void expect_size(arma::uword n);
   bool is_empty_ = true;
 };
 

@@ -48,4 +48,9 @@ double _parameter_solution::value(const arma::Mat<double>&, arma::uword) const {
   return target->eval();
 }
 
+void _parameter_solution::values_at(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows,
+                                    double* out) const {
+  std::fill_n(out, rows == nullptr ? data.n_rows : rows->n_elem, target->eval());
+}
+
 }  // namespace tovik::sem::autosolver

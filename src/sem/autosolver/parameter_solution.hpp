@@ -26,6 +26,8 @@ class _parameter_solution : public virtual _solution {
             const arma::Col<arma::uword>* rows, double* out) const override;
   /// The same in every row.
   double value(const arma::Mat<double>& data, arma::uword row) const override;
+  void values_at(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows,
+                 double* out) const override;
 
   std::shared_ptr<evaluate::node> target;
   arma::Col<arma::uword> positions, columns;

@@ -1,5 +1,7 @@
 #include "sem/autosolver/solution.hpp"
 
+#include <algorithm>
+
 #include "sem/autosolver/constant_solution.hpp"
 #include "sem/autosolver/multivariate_solution.hpp"
 #include "sem/autosolver/parameter_solution.hpp"
@@ -49,6 +51,16 @@ const solution& _solution::elem(const unsigned&) const {
 
 double _solution::value(const arma::Mat<double>& data, arma::uword row) const {
   return data(row, indicator());
+}
+
+void _solution::values_at(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows,
+                          double* out) const {
+  const double* column = data.colptr(indicator());
+  if (rows == nullptr) {
+    std::copy_n(column, data.n_rows, out);
+    return;
+  }
+  for (arma::uword k = 0; k < rows->n_elem; ++k) out[k] = column[(*rows)(k)];
 }
 
 solution solution::constant(unsigned position, unsigned column) {

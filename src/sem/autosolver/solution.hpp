@@ -42,8 +42,13 @@ class _solution {
   /// of rows is known.
   virtual void A_at(const arma::Mat<double>& data, const arma::Mat<double>& coefficients,
                     const arma::Col<arma::uword>* rows, double* out) const = 0;
-  /// The current value of the unknown in a row.
+  /// The current value of the unknown in a row; in some rows (null: in every row) into `out`.
   virtual double value(const arma::Mat<double>& data, arma::uword row) const;
+  virtual void values_at(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows,
+                         double* out) const;
+  /// The position of the coefficient that is A in every row, where the unknown stands in one plain term
+  /// alone; else -1.
+  virtual int only_position() const { return -1; }
 };
 
 /// A handle on a solution; copies share it.
@@ -90,6 +95,10 @@ class solution {
     of_->A_at(data, coefficients, rows, out);
   }
   double value(const arma::Mat<double>& data, arma::uword row) const { return of_->value(data, row); }
+  void values_at(const arma::Mat<double>& data, const arma::Col<arma::uword>* rows, double* out) const {
+    of_->values_at(data, rows, out);
+  }
+  int only_position() const { return of_->only_position(); }
 
  private:
   std::shared_ptr<_solution> of_;

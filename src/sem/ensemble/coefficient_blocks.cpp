@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+#include "sem/outcomes/multi.hpp"
+#include "sem/outcomes/multi_scale.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "support/error.hpp"
 
@@ -17,6 +19,22 @@ joint_coefficients::joint_coefficients(std::shared_ptr<coefficient_block> block,
                                        std::vector<Regression*> equations, Random& rng)
     : block_(std::move(block)), equations_(std::move(equations)), rng_(rng) {
   block_->now = coefficient_block::phase::drawn;
+  for (Regression* equation : equations_) {
+    Multi* const outcomes = equation->link.get();
+    const auto is_there = [&](const Regression* other) {
+      return other != equation && other->link.get() == outcomes;
+    };
+    if (outcomes == nullptr || std::none_of(equations_.begin(), equations_.end(), is_there)) {
+      alone_.push_back(equation);
+      continue;
+    }
+    const auto is_same = [&](const correlated& c) { return c.block == outcomes; };
+    const auto found = std::find_if(correlated_.begin(), correlated_.end(), is_same);
+    if (found == correlated_.end())
+      correlated_.push_back({outcomes, {equation}});
+    else
+      found->members.push_back(equation);
+  }
 }
 
 // All responses first: those of one equation may be predictors of the next. The effects come last, of all
@@ -27,11 +45,12 @@ void joint_coefficients::draw(arma::Mat<double>& data) {
   if (!ready) return;
   block_->clear();
   block_->now = coefficient_block::phase::collected;
-  for (Regression* equation : equations_) equation->collect_coefficients(data);
+  for (Regression* equation : alone_) equation->collect_coefficients(data);
+  for (const auto& [outcomes, members] : correlated_) outcomes->collect_coefficients(data, members, *block_);
   block_->now = coefficient_block::phase::drawn;
   block_->draw(rng_);
   block_->settle_all();
-  for (Regression* equation : equations_) equation->follow_coefficients(data);
+  for (Regression* equation : alone_) equation->follow_coefficients(data);
 }
 
 coefficient_blocks::coefficient_blocks(const models& models, const std::vector<planned_label>& plan)
@@ -53,7 +72,11 @@ bool coefficient_blocks::suits(const planned_label& label) const {
   for (const constraint_info& info : label.places) {
     if (info.kind != constraint_info::place::fixed) return false;
     const auto* holder = dynamic_cast<const Regression*>(models_.at(info.model).get());
-    if (holder == nullptr || holder->link != nullptr || info.position >= holder->betas_.n_elem) return false;
+    if (holder == nullptr || info.position >= holder->betas_.n_elem) return false;
+    // The products of a block know one matrix for all units, and no sampling weights.
+    const Multi* const outcomes = holder->link.get();
+    if (outcomes != nullptr && holder->sampling() != nullptr) return false;
+    if (dynamic_cast<const MultiScale*>(outcomes) != nullptr) return false;
   }
   parameter_prior unused;
   return prior_of(label, unused);

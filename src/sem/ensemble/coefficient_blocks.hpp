@@ -16,7 +16,10 @@ class Random;
 namespace tovik::sem {
 
 /// Several equations whose coefficients are drawn together, because labels stand in more than one of them:
-/// before the equations themselves are drawn, with the random effects that this integrates out.
+/// before the equations themselves are drawn, with the random effects that this integrates out. One that is
+/// in a block of correlated outcomes is drawn given the residuals of the other members, as in its own draw;
+/// where two of one block are among the equations, both enter by the joint density of the block, given their
+/// random effects.
 class joint_coefficients {
  public:
   /// `equations`: none before one whose outcome it reads.
@@ -27,13 +30,20 @@ class joint_coefficients {
 
  private:
   std::shared_ptr<scan::coefficient_block> block_;
+  struct correlated {
+    Multi* block;
+    std::vector<Regression*> members;
+  };
   std::vector<Regression*> equations_;
+  std::vector<Regression*> alone_;      ///< of these
+  std::vector<correlated> correlated_;  ///< the others
   Random& rng_;
 };
 
 /// The labels whose places are coefficients of normal or working normal equations and whose prior is normal,
 /// flat, or flat within bounds, and the blocks that draw them with the other coefficients of their equations
-/// (see coefficient_block). Labels that stand in one equation, directly or through others, are one block.
+/// (see coefficient_block). Labels that stand in one equation, directly or through others, are one block. A
+/// member of a block of correlated outcomes is an equation like others, given the residuals of the rest.
 class coefficient_blocks {
  public:
   using models = std::vector<std::shared_ptr<estimator::Outcome>>;

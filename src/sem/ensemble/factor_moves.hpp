@@ -8,6 +8,7 @@
 #include "sem/autosolver/solution.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/outcomes/solved_units.hpp"
+#include "sem/scan/orbit_scale.hpp"
 
 namespace tovik {
 class ModelList;
@@ -29,6 +30,9 @@ namespace tovik::sem {
 /// Biometrika 87, 353-369). In c the density is normal, told by the factor's residuals where its intercept
 /// stays, by the equations whose intercept stays, and by the priors of those that go along. In g it is that
 /// of orbit_scale, where equations whose loading stays tell how large the scores are.
+///
+/// Members of a block of correlated outcomes tell of c or g together, by their joint density; a factor that
+/// is one of them takes its row and column of the block's covariance matrix along with g.
 class factor_moves {
  public:
   struct reader {
@@ -36,10 +40,11 @@ class factor_moves {
     unsigned position;  ///< of the loading
   };
 
-  /// True for a factor without random effects that is in no block, whose coefficients are drawn from flat
-  /// priors or known to be 0, and readers that are in no block.
+  /// True for a factor without random effects whose coefficients are drawn from flat priors or known to be 0.
   static bool suits(const Normal& factor, const std::vector<reader>& readers);
   factor_moves(Normal& factor, const std::vector<reader>& readers);
+  factor_moves(factor_moves&&) noexcept;
+  ~factor_moves();
 
   /// Both steps, before the equations of a scan are drawn.
   void draw(arma::Mat<double>& data, Random& rng);
@@ -55,16 +60,30 @@ class factor_moves {
     bool loading_moves, intercept_moves;
     double& loading() const { return equation->betas_(position); }
   };
+  class told_by_block;
+  void add_block(const Regression& equation);
+  told_by_block* block_of(const Regression& equation);
+  bool variance_moves() const;
+  void add_prior_of_variance(scan::orbit_scale& at);
+  void add_scores(const arma::Mat<double>& data, scan::orbit_scale& at);
   void anchor();
 
   Normal* factor_;
   std::vector<held_reader> readers_;
+  std::vector<told_by_block> blocks_;
   bool intercept_moves_;
   arma::Col<double> residual_;
 };
 
-/// Of every factor that the equations tell of by a normal density.
-std::vector<factor_moves> moves_of_factors(const ModelList& list,
-                                           const std::vector<std::shared_ptr<estimator::Outcome>>& models);
+/// A factor that the equations tell of by a normal density, each in one plain term.
+struct plain_factor {
+  Normal* factor;
+  std::vector<factor_moves::reader> readers;
+};
+std::vector<plain_factor> plain_factors(const ModelList& list,
+                                        const std::vector<std::shared_ptr<estimator::Outcome>>& models);
+
+/// Of those of the factors that suit.
+std::vector<factor_moves> moves_of_factors(const std::vector<plain_factor>& factors);
 
 }  // namespace tovik::sem

@@ -149,7 +149,11 @@ Outcomes::Outcomes(const working_data& working, const predictor_models& predicto
   wire_likelihood_lists(models, working_.units(), data, centered_copies(predictors));
   if (use_autosolver) solve_variables({list, models, cells_, *rng_});
   tie_labels(list, data, prior);
-  if (use_autosolver && sampler_settings::move_factors) factor_moves_ = moves_of_factors(list, models);
+  if (use_autosolver && sampler_settings::move_factors) {
+    const std::vector<plain_factor> factors = plain_factors(list, models);
+    factor_moves_ = moves_of_factors(factors);
+    if (sampler_settings::collapse_factors) collapsed_factors_ = collapsed_factors(factors);
+  }
   bind_definitions(list);
   const model::row_table rows(list);
   check_rows(list, rows, data);
@@ -308,6 +312,7 @@ void Outcomes::draw(arma::Mat<double>& data) {
     return optimize_draws && data::isLatent(model.type);
   };
   for (factor_moves& moves : factor_moves_) moves.draw(data, *rng_);
+  for (collapsed_factor& factor : collapsed_factors_) factor.draw(data, *rng_);
   for (const auto& block : blocks_) block->draw(data);
   for (const model_ptr& model : models) {
     if (drawn_first(*model)) model->draw(data);

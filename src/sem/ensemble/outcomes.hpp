@@ -8,6 +8,7 @@
 
 #include "evaluate/node.hpp"
 #include "model/parameter_info.hpp"
+#include "sem/ensemble/collapsed_factor.hpp"
 #include "sem/ensemble/factor_moves.hpp"
 #include "sem/ensemble/labels.hpp"
 #include "sem/ensemble/residual_correlations.hpp"
@@ -163,6 +164,7 @@ class Outcomes : public virtual Estimator {
   std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at these where there are several, else null
   std::vector<std::shared_ptr<estimator::constraint>> constraints;
   std::vector<std::unique_ptr<joint_coefficients>> blocks_;           ///< drawn before the models
+  std::vector<collapsed_factor> collapsed_factors_;                   ///< behind the moves
   std::vector<factor_moves> factor_moves_;                            ///< before these
   std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name
   std::vector<Computation*> computations_;                            ///< among the models, in list order

@@ -18,8 +18,7 @@ places places_of(const planned_label& label, const coefficient_blocks::models& m
   places out;
   for (const model::constraint_info& info : label.places) {
     auto* equation = dynamic_cast<Regression*>(models.at(info.model).get());
-    if (info.kind != model::constraint_info::place::fixed || equation == nullptr || equation->link != nullptr)
-      return {};
+    if (info.kind != model::constraint_info::place::fixed || equation == nullptr) return {};
     out.push_back({equation, info.position});
   }
   return out;

@@ -57,10 +57,8 @@ void missing_outcomes::draw_predictive(scan::equation_scan& equation, const scan
   if (refresh_) refresh_(data);
 }
 
-void missing_outcomes::draw_solved(scan::equation_scan& equation,
-                                   const autosolver::solver<autosolver::normal>& solver,
+void missing_outcomes::draw_solved(const autosolver::solver<autosolver::normal>& solver,
                                    arma::Mat<double>& data) {
-  read_state(equation);
   const autosolver::normal& given_all = solver.fold(data);
   const bool of_all = solver.units == nullptr;
   for (arma::uword k = 0; k < units_.n_elem; ++k) {
@@ -69,14 +67,29 @@ void missing_outcomes::draw_solved(scan::equation_scan& equation,
     sd_[k] = std::sqrt(given_all.variance(at));
   }
   redraw(*solver.rng, data);
-  equation.replace_values(units_, values_.data());
   if (refresh_) refresh_(data);
+}
+
+void missing_outcomes::draw_solved(scan::equation_scan& equation,
+                                   const autosolver::solver<autosolver::normal>& solver,
+                                   arma::Mat<double>& data) {
+  read_state(equation);
+  draw_solved(solver, data);
+  equation.replace_values(units_, values_.data());
 }
 
 // One draw for each value in order; those that leave the range of the outcome's scale once more, up to a
 // limit, beyond which the old value stays. Both the truncated draw and staying leave the truncated normal
 // invariant, and so does the choice between them, which does not look at the old value.
 void missing_outcomes::redraw(Random& rng, arma::Mat<double>& data) {
+  if (!scale_.has_transform()) {
+    rng.fill_randn(z_.data(), z_.size());
+    for (arma::uword k = 0; k < units_.n_elem; ++k) {
+      values_[k] = mean_[k] + sd_[k] * z_[k];
+      scale_.write(data, units_(k), values_[k]);
+    }
+    return;
+  }
   outside_.resize(units_.n_elem);
   for (arma::uword k = 0; k < units_.n_elem; ++k) outside_[k] = k;
   const value_range range = scale_.range();

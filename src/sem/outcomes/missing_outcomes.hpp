@@ -46,6 +46,8 @@ class missing_outcomes final : public scan::value_target {
   /// The solver is that of all units, or of the missing ones.
   void draw_solved(scan::equation_scan& equation, const autosolver::solver<autosolver::normal>& solver,
                    arma::Mat<double>& data);
+  /// The same beside a scan.
+  void draw_solved(const autosolver::solver<autosolver::normal>& solver, arma::Mat<double>& data);
   void draw_metropolis(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
                        estimator::tune_obj& tune, arma::Mat<double>& data);
   void draw_slice(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,

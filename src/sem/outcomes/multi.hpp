@@ -108,6 +108,25 @@ class Multi : public virtual estimator::Outcome,
   autosolver::contribution<autosolver::normal_1D> distributionFunc(
       const std::vector<solved_role>& roles) const;
 
+  /// Hands to the block of their coefficients what the joint density says of several members, the effects and
+  /// the coefficients of the others given.
+  void collect_coefficients(const arma::Mat<double>& data, const std::vector<Regression*>& of,
+                            scan::coefficient_block& coefficients);
+
+  /// The residuals of some members change by -t times a column each (`change`, per member; empty: by
+  /// nothing): what the joint density says of t, as a normal factor.
+  Regression::told told_of_change(const arma::Mat<double>& data,
+                                  const std::vector<arma::Col<double>>& change);
+  /// A member is multiplied by g: its residuals are, and its row and column of Sigma.
+  void scale_member(unsigned position, double g);
+  /// The variance of a member is drawn.
+  virtual bool variance_moves(unsigned) const { return true; }
+  /// What the prior of Sigma says of that g, with respect to d log g: g^dimension exp(-inverse / (2 g^2)).
+  struct scale_prior {
+    double dimension, inverse;
+  };
+  scale_prior prior_of_scale(unsigned position);
+
   // What the members ask.
 
   /// Log density of each unit, the effects given.
@@ -125,6 +144,8 @@ class Multi : public virtual estimator::Outcome,
   virtual void addLogScale(LogScale* model, const unsigned& position);
 
  protected:
+  /// Covariances of a member that count as elements of their own.
+  virtual arma::uword n_free(arma::uword) { return size() - 1; }
   const arma::Mat<double>& first_correlations() const { return start_; }
   /// What a concrete kind hands to its virtual base.
   static shape shape_of(const Estimator* estimator, const block_setup& setup);
@@ -185,6 +206,8 @@ class Multi : public virtual estimator::Outcome,
   double log_det_ = 0.0;                ///< of Sigma
   mutable std::vector<double> at_;      ///< residuals of a likelihood, by members; a chain is one thread
   mutable std::vector<double> column_;  ///< likewise
+  arma::Mat<double> products_;          ///< of the predictors of two members
+  arma::Col<double> gradient_;
 };
 
 }  // namespace tovik::sem

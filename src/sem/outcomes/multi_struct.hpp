@@ -31,10 +31,12 @@ class MultiStruct : public Multi {
                                                            bool has_prior, bool moves_residuals);
   /// The label starts at x. False, with nothing done, where no covariance matrix has it.
   bool start_correlation(unsigned index, double x);
+  bool variance_moves(unsigned position) const override { return known_variances_(position) == 0; }
 
  protected:
   /// Sigma has the prior that is flat in the variances and the correlations.
   void keep_correlations() { keeps_correlations_ = flat_correlations_ = true; }
+  arma::uword n_free(arma::uword j) override;
   void draw_matrix(const arma::Mat<double>& data) override;
   void prepare() override;
 
@@ -48,7 +50,6 @@ class MultiStruct : public Multi {
   bool is_free(arma::uword i, arma::uword j) const { return elements_(i, j) == block_setup::drawn; }
   void read_products(const arma::Mat<double>& data);
   label* label_of(arma::uword i, arma::uword j);
-  arma::uword n_free(arma::uword j);
   void draw_label(label& which, estimator::tune_obj& tune, const arma::Mat<double>& data);
   double density_of_matrix() const;
   void settle_correlations();

@@ -36,6 +36,10 @@ class Normal : public Regression {
   /// Log likelihood of all units when the whole residual variance has been written.
   double residVarAR(const double& value, const arma::Mat<double>& data);
 
+  /// Missing values have a solved distribution; draws them from it, between scans.
+  bool is_solved() const { return solver_ != nullptr; }
+  void draw_scores(arma::Mat<double>& data) { imputed_.draw_solved(*solver_, data); }
+
   /// |g(y) - eta|^2 over all units.
   double squared_residuals(const arma::Mat<double>& data);
 

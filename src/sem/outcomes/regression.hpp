@@ -208,7 +208,7 @@ class Regression : public virtual estimator::Outcome {
   /// The curvature of the log likelihood in two labelled coefficients, drawn ones going along, at the data
   /// and the variance of the last connectDriven(): with the opposite sign.
   double label_curvature(arma::uword j, arma::uword k) const {
-    return driven_.left(j, k) / residual_variance();
+    return driven_.left(j, k) / (link != nullptr ? residVar() : residual_variance());
   }
   /// Coefficient j has a label and is drawn here all the same, by the block that will have it.
   void label_coefficient(arma::uword j);
@@ -219,6 +219,9 @@ class Regression : public virtual estimator::Outcome {
   void collect_coefficients(const arma::Mat<double>& data);
   /// Draws the random effects that were integrated out, given the coefficients. Must follow.
   void follow_coefficients(arma::Mat<double>& data);
+  /// The predictors at the data, units x coefficients; the parameters of the block at each coefficient.
+  const arma::Mat<double>& read_design(const arma::Mat<double>& data);
+  const arma::Col<arma::uword>& shared_parameters() const;
 
   /// Recomputes variance shares and standardised coefficients at the current parameters, after some were
   /// written from outside.
@@ -267,6 +270,8 @@ class Regression : public virtual estimator::Outcome {
   /// Fills mu: eta of these units; mu, A and e: what the equation says of an unknown.
   void predict_solved(const arma::Mat<double>& data, solved_units& at) const;
   void read_solved(const arma::Mat<double>& data, const autosolver::solution& how, solved_units& at) const;
+  void read_without(const arma::Mat<double>& data, arma::uword position, solved_units& at) const;
+  void read_responses(const arma::Mat<double>& data, solved_units& at) const;
   /// Coefficients were drawn from outside: steps that move others along start from here.
   void anchor_coefficients() {
     driven_.anchor(betas_);

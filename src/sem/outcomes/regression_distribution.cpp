@@ -10,6 +10,7 @@
 #include "sem/autosolver/normal_1D.hpp"
 #include "sem/outcomes/regression.hpp"
 #include "sem/outcomes/solved_units.hpp"
+#include "sem/scan/blas.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem {
@@ -50,25 +51,53 @@ void Regression::predict_solved(const arma::Mat<double>& data, solved_units& at)
     predictor_at(data, at.units, at.mu.memptr());
 }
 
+void Regression::read_responses(const arma::Mat<double>& data, solved_units& at) const {
+  if (at.all)
+    copy_response(data, at.e.data());
+  else
+    response_at(data, at.units, at.e.data());
+}
+
 /// A, and e = y - eta + A x at the current value x of the unknown.
 void Regression::read_solved(const arma::Mat<double>& data, const autosolver::solution& how,
                              solved_units& at) const {
+  how.A_at(data, betas_, at.at_rows(), at.A.data());
+  if (at.all && how.only_position() >= 0) {
+    read_variances(data, nullptr, n_units);
+    read_without(data, static_cast<arma::uword>(how.only_position()), at);
+    return;
+  }
   predict_solved(data, at);
-  how.A_at(data, betas_, &at.rows, at.A.data());
-  response_at(data, at.units, at.e.data());
-  for (arma::uword k = 0; k < at.units.n_elem; ++k)
-    at.e[k] += at.A[k] * how.value(data, at.rows(k)) - at.mu(k);
+  how.values_at(data, at.at_rows(), at.x.data());
+  read_responses(data, at);
+  for (arma::uword k = 0; k < at.units.n_elem; ++k) at.e[k] += at.A[k] * at.x[k] - at.mu(k);
+}
+
+/// e of every unit, for an unknown that is one column: eta without it.
+void Regression::read_without(const arma::Mat<double>& data, arma::uword position, solved_units& at) const {
+  copy_response(data, at.e.data());
+  arma::Col<double> e(at.e.data(), n_units, false, true);
+  const auto& columns = scan_->terms().terms.x;
+  arma::Col<double>& scratch = means_.column;
+  for (arma::uword j = 0; j < betas_.n_elem; ++j) {
+    if (j == position || betas_(j) == 0.0) continue;
+    scan::add_scaled(n_units, -betas_(j), columns.at(j, data, unit_rows(), scratch), e.memptr());
+  }
+  add_random(data, -1.0, e);
+  add_phantoms(data, -1.0, e);
 }
 
 Regression::told Regression::told_of_shift(const arma::Mat<double>& data, const autosolver::solution& how,
                                            solved_units& at) const {
-  read_solved(data, how, at);
+  how.A_at(data, betas_, at.at_rows(), at.A.data());
+  predict_solved(data, at);
+  read_responses(data, at);
   const scan::row_scale r = variances();
   told out = {0.0, 0.0};
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
     const double w = at.A[k] * r.precision(at.units(k));
     out.q += w * at.A[k];
-    out.d += w * (at.e[k] - at.A[k] * how.value(data, at.rows(k)));
+    out.d += w * (at.e[k] - at.mu(k));
   }
   return out;
 }
@@ -76,10 +105,11 @@ Regression::told Regression::told_of_shift(const arma::Mat<double>& data, const 
 Regression::told Regression::told_of_scale(const arma::Mat<double>& data, const autosolver::solution& how,
                                            solved_units& at) const {
   read_solved(data, how, at);
+  how.values_at(data, at.at_rows(), at.x.data());
   const scan::row_scale r = variances();
   told out = {0.0, 0.0};
   for (arma::uword k = 0; k < at.units.n_elem; ++k) {
-    const double part = at.A[k] * how.value(data, at.rows(k)), w = part * r.precision(at.units(k));
+    const double part = at.A[k] * at.x[k], w = part * r.precision(at.units(k));
     out.q += w * part;
     out.d += w * at.e[k];
   }
@@ -90,6 +120,11 @@ autosolver::normal Regression::_dist_compute(const arma::Mat<double>& data, auto
                                              const autosolver::solution& how, solved_units& at) const {
   read_solved(data, how, at);
   const scan::row_scale r = at.counts.empty() ? variances() : effects_scale();
+  if (at.all && at.counts.empty() && r.is_one() && how.only_position() >= 0) {
+    const double a = betas_(static_cast<arma::uword>(how.only_position()));
+    previous.multiply(a * a / r.value(), a / r.value(), at.e.data(), at.n());
+    return previous;
+  }
   at.sum([&](arma::uword k, double& q, double& d) {
     const double w = at.A[k] * r.precision(at.units(k));
     q += w * at.A[k];

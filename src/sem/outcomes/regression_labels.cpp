@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "sem/outcomes/regression.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
@@ -46,6 +47,15 @@ void Regression::follow_coefficients(arma::Mat<double>& data) {
   begin_scan(data);
   if (!draw_nested(L)) scan_->keep_coefficients(betas_);
   draw_effects(data, L);
+}
+
+const arma::Mat<double>& Regression::read_design(const arma::Mat<double>& data) {
+  return scan_->read_design(data);
+}
+
+const arma::Col<arma::uword>& Regression::shared_parameters() const {
+  if (scan_->shared() == nullptr) throw error_debug("The coefficients of the equation belong to no block.");
+  return scan_->shared()->parameters;
 }
 
 bool Regression::coefficient_moves(arma::uword j) const {

@@ -75,7 +75,7 @@ double Regression::log_prior_of_drawn() const {
 // Going along leaves a density as it is only where the coefficients that do have a flat prior, or where it
 // counts.
 void Regression::connectDriven(const arma::Mat<double>& data) {
-  if (driven_.empty() || link != nullptr) return;
+  if (driven_.empty()) return;
   const auto& columns = scan_->terms().terms.x;
   if (columns.all_static() && driven_.connected()) return;
   arma::uword const n = level == 0 ? data.n_rows : cluster.own_rows[0]->n_elem;

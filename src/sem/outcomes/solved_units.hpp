@@ -7,28 +7,34 @@
 namespace tovik::sem {
 
 /// Those units of an equation that lie in the units of an unknown, and the rows of the data that stand for
-/// them, with room for what the equation says there: A and e of each (see autosolver::solution).
+/// them, with room for what the equation says there: of each, A, the value x of the unknown and e (see
+/// autosolver::solution).
 struct solved_units {
   arma::Col<arma::uword> units, rows;
   std::vector<arma::uword> counts;  ///< the size of each unit of the unknown in these; empty: one each
   bool all = false;                 ///< every unit of the equation
+  bool every_row = false;           ///< and units are rows
 
   arma::Col<double> mu;
-  std::vector<double> A, e;  ///< per unit
-  std::vector<double> q, d;  ///< per unit of the unknown: precision, linear term
+  std::vector<double> A, x, e;  ///< per unit
+  std::vector<double> q, d;     ///< per unit of the unknown: precision, linear term
 
   /// `row_of`: the row of each unit; null: units are rows. `n`: units of the equation.
   solved_units(arma::Col<arma::uword> which, const arma::Col<arma::uword>* row_of, arma::uword n)
       : units(std::move(which)),
         rows(units),
         all(units.n_elem == n),
+        every_row(all && row_of == nullptr),
         mu(units.n_elem),
         A(units.n_elem),
+        x(units.n_elem),
         e(units.n_elem) {
     if (row_of == nullptr) return;
     for (arma::uword k = 0; k < units.n_elem; ++k) rows(k) = (*row_of)(units(k));
   }
 
+  /// The rows of the units, null for every row.
+  const arma::Col<arma::uword>* at_rows() const { return every_row ? nullptr : &rows; }
   /// Units of the unknown.
   std::size_t n() const { return counts.empty() ? units.n_elem : counts.size(); }
 

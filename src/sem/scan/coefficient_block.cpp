@@ -43,6 +43,20 @@ void coefficient_block::add(const arma::Col<arma::uword>& parameters, const arma
   n_units_ += n;
 }
 
+void coefficient_block::add_products(const arma::Col<arma::uword>& of_j, const arma::Col<arma::uword>& of_k,
+                                     const arma::Mat<double>& C, double weight) {
+  for (arma::uword b = 0; b < of_k.n_elem; ++b)
+    for (arma::uword a = 0; a < of_j.n_elem; ++a)
+      if (of_j(a) != none && of_k(b) != none) P_(of_j(a), of_k(b)) += weight * C(a, b);
+}
+
+void coefficient_block::add_gradient(const arma::Col<arma::uword>& parameters, const double* gradient,
+                                     arma::uword n) {
+  for (arma::uword a = 0; a < parameters.n_elem; ++a)
+    if (parameters(a) != none) work_(parameters(a)) += gradient[a];
+  n_units_ += n;
+}
+
 void coefficient_block::add_priors() {
   for (arma::uword p = 0; p < parameters_.size(); ++p) {
     const parameter& one = parameters_[p];

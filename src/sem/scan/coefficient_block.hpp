@@ -61,6 +61,12 @@ class coefficient_block {
   /// stand, relative to the base of h, if it has one; `n`: units behind G.
   void add(const arma::Col<arma::uword>& parameters, const arma::Mat<double>& G, const double* h, double v,
            const double* b, arma::uword n);
+  /// The same of equations with correlated residuals, in parts: `weight` X_j'X_k of two of them, or of one
+  /// with itself (`C`: coefficients of j x those of k), and X_j' times the residuals of units as the inverse
+  /// of their covariance matrix weighs them (`gradient`, at the coefficients as they stand), `n` units.
+  void add_products(const arma::Col<arma::uword>& of_j, const arma::Col<arma::uword>& of_k,
+                    const arma::Mat<double>& C, double weight);
+  void add_gradient(const arma::Col<arma::uword>& parameters, const double* gradient, arma::uword n);
   /// How far each parameter moves. Throws numeric_error "inv(): matrix is singular" when products and prior
   /// do not determine one.
   const arma::Col<double>& draw(Random& rng);

@@ -132,6 +132,11 @@ class equation_scan {
   /// Reads the columns that hold a parameter again, and the moments that follow from them: the parameter was
   /// written after begin(). Nothing without such columns.
   void reread_parameters(const arma::Mat<double>& data);
+  /// The predictors at the data, units x coefficients.
+  const arma::Mat<double>& read_design(const arma::Mat<double>& data) {
+    eq_.terms.x.refresh(data, eq_.rows);
+    return eq_.terms.x.values();
+  }
   /// Of the last draw. `first`: 1 if coefficient 0 is the intercept, else 0; `icept`: per level.
   shares variance_shares(const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& Sigma,
                          arma::uword first, const std::vector<int>& icept);

@@ -40,6 +40,9 @@ struct sampler_settings {
   /// Propose the coefficients of a variance model from their normal approximation besides the random walks;
   /// off for comparison only.
   inline static bool leap_variances = true;
+  /// Draw loadings and variances of indicators with the scores of their factor integrated out where that can
+  /// be; off for comparison only.
+  inline static bool collapse_factors = true;
   /// Print internal information about constraints and about tuning.
   inline static bool print_debug_constraint = false;
   inline static bool print_debug_tune = false;
