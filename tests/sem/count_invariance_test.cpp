@@ -80,7 +80,7 @@ void add_functions(const NBinomial& model, const arma::Mat<double>& data, std::v
   const arma::Mat<double>& b = model.betas();
   for (arma::uword j = 0; j < b.n_elem; ++j) out.push_back(b(j));
   out.insert(out.end(), {b(0) * r, b(0) * (size(0) - 0.5), b(0) * (size(5) - 0.5),
-                         std::log(m(0)) * (size(0) - 0.5), std::log(m(5)) - std::log(m(1))});
+                         std::log(m(0)) * (size(0) - 0.5), std::log(m(5)) - 0.5 * std::log(m(1))});
   for (unsigned L = 0; L < model.n_levels; ++L) {
     const auto& u = model.u[L];
     arma::uword const q = u.n_cols;
