@@ -24,9 +24,10 @@ using tovik::sem::Mcmc;
 std::vector<std::string> row_names(const tovik::ModelList& models) {
   std::vector<std::string> out;
   for (const tovik::Model& model : models) {
-    for (const auto& names : {model.parameters(), model.standardized(), model.rsquare()})
-      for (const std::string& name : names)
-        out.push_back(model.name() + ": " + name.substr(name.find(':') + 1));
+    for (unsigned code = 0; code < model.n_codes(); ++code)
+      for (const auto& names : {model.parameters(), model.standardized(), model.rsquare()})
+        for (const std::string& name : names)
+          out.push_back(model.name() + ": " + name.substr(name.find(':') + 1));
   }
   return out;
 }
