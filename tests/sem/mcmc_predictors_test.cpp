@@ -280,7 +280,10 @@ TEST(McmcPredictors, ThreeLevelsHaveAMeanForEachLevelAndNameTheOneThatIsMissing)
 
 TEST(McmcPredictors, WeightsNeedEquationsForAllPredictors) {
   const two_level world(40, 5, 3, 0.5, 0.5);
-  predictor_run run(names, world.data, {"y ~ x"}, clustered());
+  const auto at = std::find(names.begin(), names.end(), "a") - names.begin();
+  arma::mat data = world.data;
+  data.col(static_cast<arma::uword>(at)).fill(2.0);
+  predictor_run run(names, data, {"y ~ x"}, clustered());
   run.vars.find("a")->type = data::type::weight;
   EXPECT_EQ(run.failure(),
             "ERROR: Unspecified predictor models are not supported with sampling weights.\n"
