@@ -237,14 +237,6 @@ void W1_yeo_johnson_scan(benchmark::State& state) {
 void W2_yeo_johnson_scan(benchmark::State& state) {
   run_transformed(state, w2());
 }
-// 5,000 rows and one predictor, beside the normal outcome.
-Workload& five_thousand() {
-  static Workload work(5000, 0, 1);
-  return work;
-}
-void N5000_normal_scan(benchmark::State& state) {
-  run_scans(state, five_thousand(), true);
-}
 void N5000_yeo_johnson_scan(benchmark::State& state) {
   run_transformed(state, five_thousand());
 }
@@ -277,7 +269,6 @@ BENCHMARK(W2_cluster_variances_scan);
 BENCHMARK(W2_likelihoods);
 BENCHMARK(W1_yeo_johnson_scan);
 BENCHMARK(W2_yeo_johnson_scan);
-BENCHMARK(N5000_normal_scan);
 BENCHMARK(N5000_yeo_johnson_scan);
 
 }  // namespace

@@ -19,7 +19,8 @@ struct request {
 };
 
 const std::vector<request> requests = {
-    {"PHANTOM: p; MODEL: score ~ pretest p; hours ~ ses p;", "A phantom variable as a predictor ('score')"},
+    {"DEBUG: allow_multivariate; MODEL: score hours | ~ pretest;",
+     "An equation with several outcomes ('score')"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

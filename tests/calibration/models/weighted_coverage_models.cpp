@@ -34,7 +34,8 @@ coverage_study weighted_coverage() {
       "The pseudo-posterior has the width of 250 rows of equal weight, and the estimates are spread a little "
       "wider.";
   what.runs.names = {"y", "o", "w"};
-  what.runs.commands = one_chain("WEIGHTS: w; ORDINAL: o; MODEL: y ~ 1; o ~ 1; DEBUG: no_sort;\n");
+  std::string commands = one_chain("WEIGHTS: w; ORDINAL: o; MODEL: y ~ 1; o ~ 1; DEBUG: no_sort;\n");
+  what.runs.commands.swap(commands);
   what.runs.simulate = simulate_unequal_chances;
   what.runs.seed = 220;
   what.targets = {{"variance of y", 1.0, 0},
