@@ -45,7 +45,7 @@ struct Rows {
     double squares = 0.0;
     for (arma::uword i = 0; i < v.n_elem; ++i) squares += r(i, 0) * r(i, 0) / v(i);
     return {g(0),
-            g(1),
+            g(1) + r(2, 0),
             g(2),
             g(0) * g(1),
             g(1) * g(2),

@@ -41,6 +41,7 @@ class MultiScale final : public MultiStruct {
   arma::Col<double> A_vec(const arma::Mat<double>& data, const unsigned& position);
 
   void draw(arma::Mat<double>& data) override;
+  using MultiStruct::params;
   arma::Col<double> params() const override;
   arma::Col<double> postDraw(const arma::Mat<double>& data) const override;
   /// Throws error_debug: variances start in their models.
