@@ -22,7 +22,7 @@ using sem::LogScale;
 using sem::MultiScale;
 using sem::NormalScale;
 
-constexpr int replications = 8000;
+constexpr int replications = 16000;
 constexpr int applications = 6;
 constexpr double log_prior_variance = 0.3, known_variance = 0.7;
 

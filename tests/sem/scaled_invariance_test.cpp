@@ -24,7 +24,7 @@ using sem::NormalScale;
 using sem::OrdinalScale;
 using sem::Regression;
 
-constexpr int replications = 8000;
+constexpr int replications = 16000;
 constexpr int applications = 6;
 constexpr double prior_variance = 0.8, log_prior_variance = 0.4;
 
