@@ -1,11 +1,10 @@
 #pragma once
 
-#include <boost/math/policies/policy.hpp>
-#include <boost/math/special_functions/gamma.hpp>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 
+#include "random/log_gamma.hpp"
 #include "random/random.engine.hpp"
 
 /// Small distributions that consume the engine value by value as libstdc++'s do, so that a seed means the
@@ -164,7 +163,7 @@ class poisson {
     const double pi_4 = 0.7853981633974483096156608458198757;
     m_ = std::floor(mean_);
     log_mean_ = std::log(mean_);
-    log_factorial_m_ = lgamma(m_ + 1);
+    log_factorial_m_ = log_gamma(m_ + 1);
     sqrt_m_ = std::sqrt(m_);
     const double dx = std::sqrt(2 * m_ * std::log(32 * m_ / pi_4));
     d_ = std::round(std::fmax(6.0, std::fmin(m_, dx)));
@@ -178,12 +177,6 @@ class poisson {
   int operator()(Pcg& engine) { return mean_ < 12.0 ? by_products(engine) : by_rejection(engine); }
 
  private:
-  // Boost's: the C library's lgamma writes the global signgam, a race between chains.
-  static double lgamma(double x) {
-    using namespace boost::math::policies;
-    return boost::math::lgamma(x, policy<promote_double<false>>());
-  }
-
   int by_products(Pcg& engine) const {
     int x = 0;
     double product = 1.0;
@@ -244,7 +237,7 @@ inline int poisson::by_rejection(Pcg& engine) {
       x = std::ceil(y);
       w = -d_ * inverse_cx_ * (1 + y / 2);
     }
-    const bool reject = w - e - x * log_mean_ > log_factorial_m_ - lgamma(x + m_ + 1) || x + m_ >= limit;
+    const bool reject = w - e - x * log_mean_ > log_factorial_m_ - log_gamma(x + m_ + 1) || x + m_ >= limit;
     if (!reject) return static_cast<int>(x + m_ + below_half);
   }
 }
