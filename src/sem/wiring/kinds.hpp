@@ -29,7 +29,7 @@ enum class parameter_type : int {
   slope_total = 8,
   icept_total = 9,
   lambda = 10,  ///< of a Yeo-Johnson transformation
-  value = 11,  ///< the value of a free parameter
+  value = 11,   ///< the value of a free parameter
 };
 
 }  // namespace tovik::sem

@@ -84,8 +84,8 @@ class Outcome {
   virtual arma::Col<double> observed_logLiklihood(const arma::Mat<double>& data, const int& level) const;
   virtual arma::Col<double> observed_marginal_logLiklihood(const arma::Mat<double>& data) const;
   /// Adds to `out`, one value per unit of the highest level, the logarithm of the derivative of the outcome's
-  /// transformation at its observed cells, where the transformation has a parameter: the likelihoods above are
-  /// those of the transformed values, and fit statistics compare densities of the data.
+  /// transformation at its observed cells, where the transformation has a parameter: the likelihoods above
+  /// are those of the transformed values, and fit statistics compare densities of the data.
   virtual void addLogJacobian(const arma::Mat<double>& /*data*/, arma::Col<double>& /*out*/) const {}
   /// observed_logLiklihood of the units of the model's own level at several draws together, for a model that
   /// has a shorter way to it at its current design; the model must outlive the object. Null: draw by draw.
