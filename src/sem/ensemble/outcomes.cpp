@@ -143,6 +143,7 @@ Outcomes::Outcomes(const working_data& working, const predictor_models& predicto
   cells_ = list.generate_map();
   build_models(list, predictors, data, prior);
   link_phantoms(list, models, data);
+  has_phantoms_ = std::any_of(list.begin(), list.end(), is_phantom);
   set_starts(list, data, prior);
   check_phantoms(list, models);
   link_random_effects(list, models, working_.units(), data);
@@ -321,8 +322,9 @@ void Outcomes::draw(arma::Mat<double>& data) {
     if (!drawn_first(*model)) model->draw(data);
   }
   for (const auto& constraint : constraints) constraint->draw(data);
-  // Models took their shares before the shared parameters moved: one report must not mix two states.
-  if (!constraints.empty()) {
+  // Models took their shares before the shared parameters moved, and factors before the phantoms that move
+  // their variances: one report must not mix two states.
+  if (!constraints.empty() || has_phantoms_) {
     for (const model_ptr& model : models) model->refreshShares(data);
   }
   for (Computation* node : computations_) node->update();

@@ -163,7 +163,8 @@ class Outcomes : public virtual Estimator {
   std::vector<std::size_t> tied_;  ///< for each model the one in whose slice its density stands
   std::vector<std::unique_ptr<joint_likelihood>> joint_;  ///< at these where there are several, else null
   std::vector<std::shared_ptr<estimator::constraint>> constraints;
-  std::vector<std::unique_ptr<joint_coefficients>> blocks_;           ///< drawn before the models
+  std::vector<std::unique_ptr<joint_coefficients>> blocks_;  ///< drawn before the models
+  bool has_phantoms_ = false;
   std::vector<collapsed_factor> collapsed_factors_;                   ///< behind the moves
   std::vector<factor_moves> factor_moves_;                            ///< before these
   std::unordered_map<std::string, constraint_record> constraint_map;  ///< by the constraint's name
