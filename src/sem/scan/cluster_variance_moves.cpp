@@ -4,6 +4,7 @@
 #include <cmath>
 #include <limits>
 
+#include "random/log_gamma.hpp"
 #include "sem/scan/cluster_variances.hpp"
 #include "sem/scan/slice_step.hpp"
 
@@ -50,7 +51,7 @@ void cluster_variances::respread(const sums& of, Random& rng) {
       prior += d + h * h;
       values += of.product[c] * h / root - 0.5 * (of.n[c] * d + of.square[c] * h * h / s0);
     }
-    return (J + 2.0) * l + J * (nu * std::log(nu) - std::lgamma(nu)) - nu * prior + values;
+    return (J + 2.0) * l + J * (nu * std::log(nu) - log_gamma(nu)) - nu * prior + values;
   };
   if (!(t > smallest_t) || !std::isfinite(log_density(0.0))) return;
   const double lowest = 0.5 * std::log(smallest_t / t);

@@ -5,6 +5,7 @@
 #include <boost/math/special_functions/trigamma.hpp>
 #include <cmath>
 
+#include "random/log_gamma.hpp"
 #include "support/error.hpp"
 
 namespace tovik::sem::scan {
@@ -16,7 +17,7 @@ struct shape_density {
   double J, log_s0, slope;  ///< slope: L - s0 W
 
   double value(double nu) const {
-    return J * (nu * (std::log(nu) + log_s0) - std::lgamma(nu)) + nu * slope - 2.0 * std::log(nu);
+    return J * (nu * (std::log(nu) + log_s0) - log_gamma(nu)) + nu * slope - 2.0 * std::log(nu);
   }
   double first(double nu) const {
     return J * (std::log(nu) + log_s0 + 1.0 - boost::math::digamma(nu)) + slope - 2.0 / nu;
