@@ -143,8 +143,8 @@ plot_density <- function(draws, parameters = NULL) {
 
 # Medians and 95% intervals of the coefficients in the table of tovik_table().
 plot_effects <- function(table, outcome = NULL, section = "Coefficients") {
-  rows <- table[table$section == section & !is.na(table$q2.5), , drop = FALSE]
-  if (!is.null(outcome)) rows <- rows[rows$outcome == outcome, , drop = FALSE]
+  rows <- table[which(table$section == section & !is.na(table$q2.5)), , drop = FALSE]
+  if (!is.null(outcome)) rows <- rows[which(rows$outcome == outcome), , drop = FALSE]
   if (nrow(rows) == 0) stop("The table has no such rows.", call. = FALSE)
   names <- rows$parameter
   at <- rev(seq_len(nrow(rows)))

@@ -20,7 +20,7 @@ struct request {
 
 const std::vector<request> requests = {
     {"DEBUG: allow_multivariate; MODEL: score hours | ~ pretest;",
-     "An equation with several outcomes ('score')"},
+     "An equation with several outcomes ('score hours')"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {
