@@ -65,7 +65,7 @@ TEST(DeskFiles, OptionsAreReadFromTheHelp) {
 TEST(DeskFiles, EveryOptionOfTheHelpIsCompleted) {
   const auto options = desk::options_of(usage);
   EXPECT_GT(options.size(), 15u);
-  const std::string bash = desk::bash_completion(), zsh = desk::zsh_completion(), man = desk::man_page("1.0");
+  const std::string bash = desk::bash_completion(), zsh = desk::zsh_completion(), man = desk::man_page();
   for (const desk::cli_option& option : options) {
     for (const std::string& name : option.names) {
       EXPECT_NE(bash.find(name), std::string::npos) << name;

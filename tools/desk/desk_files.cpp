@@ -1,7 +1,5 @@
 #include "desk_files.hpp"
 
-#include "app/version.hpp"
-
 namespace tovik::desk {
 
 std::vector<desk_file> desk_files() {
@@ -10,7 +8,7 @@ std::vector<desk_file> desk_files() {
           {"tovik/editors/kate/tovik.xml", kate_syntax()},
           {"bash-completion/completions/tovik", bash_completion()},
           {"zsh/site-functions/_tovik", zsh_completion()},
-          {"man/man1/tovik.1", man_page(version_number)}};
+          {"man/man1/tovik.1", man_page()}};
 }
 
 }  // namespace tovik::desk

@@ -30,8 +30,8 @@ std::string vim_syntax();
 std::string kate_syntax();
 std::string bash_completion();
 std::string zsh_completion();
-/// Section 1, for man(1); `version` and `date` stand in its margins.
-std::string man_page(const std::string& version);
+/// Section 1, for man(1).
+std::string man_page();
 
 std::vector<desk_file> desk_files();
 

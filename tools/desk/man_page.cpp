@@ -22,13 +22,11 @@ std::string option_text(const cli_option& option) {
 
 }  // namespace
 
-std::string man_page(const std::string& version) {
+std::string man_page() {
   std::string options;
   for (const cli_option& option : options_of(usage)) options += option_text(option);
   return ".\\\" Made from the text of tovik --help.\n"
-         ".TH TOVIK 1 \"\" \"Tovik " +
-         version +
-         "\" \"User Commands\"\n"
+         ".TH TOVIK 1 \"\" \"Tovik\" \"User Commands\"\n"
          ".SH NAME\n"
          "tovik \\- Bayesian estimation and multiple imputation with incomplete multilevel data\n"
          ".SH SYNOPSIS\n"
