@@ -75,7 +75,8 @@ Summary Summary::rows(const arma::span& which) const {
   const arma::uword first = which.whole ? 0 : which.a;
   const arma::uword count = which.whole ? n_rows() : which.b + 1 - which.a;
   for (chain_draws& chain : out.chains_) chain = chain.rows(first, count);
-  if (ess_ && count > 0) out.ess_ = ess_->rows(first, first + count - 1);
+  const arma::uword kept = out.n_rows();  // a window may reach beyond the last row
+  if (ess_ && kept > 0) out.ess_ = ess_->rows(first, first + kept - 1);
   return out;
 }
 
