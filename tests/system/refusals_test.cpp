@@ -21,6 +21,11 @@ struct request {
 const std::vector<request> requests = {
     {"DEBUG: allow_multivariate; MODEL: score hours | ~ pretest;",
      "An equation with several outcomes ('score hours')"},
+    {"OPTIONS: use_phantom; MODEL: score ~ pretest; hours ~ ses; score <-> hours; var(score) ~ ses;",
+     "A correlation by phantoms beside a variance model ('score')"},
+    {"NOMINAL: program; CLUSTERID: school; RANDOMEFFECT: r = program | Intercept[school];"
+     " MODEL: program ~ pretest; score ~ r;",
+     "A named random effect of a nominal outcome as a predictor ('score')"},
 };
 
 void PrintTo(const request& one, std::ostream* out) {

@@ -2,8 +2,10 @@
 
 #include <string>
 
+#include "data/named_effect.hpp"
 #include "data/variable_list.hpp"
 #include "model/model_list.hpp"
+#include "sem/phantoms/phantom_links.hpp"
 #include "support/error.hpp"
 #include "support/not_available.hpp"
 #include "support/text.hpp"
@@ -62,6 +64,10 @@ void check_outcome(const Model& model) {
                                                           : "Invalid Link for normal model!");
   }
   if (outcome.type != model::type::variable) refuse("An outcome of this kind", model);
+  const bool varies = model.link == model::link::scale || model.link == model::link::yjt_scale;
+  const auto phantoms = phantoms_of(model);
+  if (varies && !phantoms.empty() && !phantoms.front().empty())
+    refuse("A correlation by phantoms beside a variance model", model);
 }
 
 /// What a term is that cannot be drawn; null for an observed variable and for what can.
@@ -74,8 +80,11 @@ const char* term_name(const model::anyVariable& term) {
     case model::type::latent:
     case model::type::missing:
       return nullptr;
-    case model::type::random:
-      return nullptr;
+    case model::type::random: {
+      const auto* effect = dynamic_cast<const data::random*>(term.variable.get());
+      const bool of_codes = effect != nullptr && effect->applies_to()->type == data::type::nominal;
+      return of_codes ? "A named random effect of a nominal outcome as a predictor" : nullptr;
+    }
     default:
       return "A phantom variable as a predictor";
   }
