@@ -21,6 +21,7 @@
 #include "sem/ensemble/written_columns.hpp"
 #include "sem/outcomes/computation.hpp"
 #include "sem/outcomes/log_scale.hpp"
+#include "sem/outcomes/multi_scale.hpp"
 #include "sem/phantoms/phantom_links.hpp"
 #include "sem/predictors/variable.hpp"
 #include "sem/wiring/proposals.hpp"
@@ -264,6 +265,10 @@ void Outcomes::set_starts(const ModelList& list, arma::Mat<double>& data, const 
 /// Members of a block stand on their own variances first, then on those of its matrix.
 void Outcomes::restore(const arma::Col<double>& values, arma::Mat<double>& data) {
   if (values.n_elem != n_params()) throw error_debug("Starting values do not match the parameters.");
+  // Its rows are means over units, from which the variances of the members cannot be told.
+  for (const model_ptr& model : models)
+    if (dynamic_cast<const MultiScale*>(model.get()) != nullptr)
+      throw error("ERROR: Starting values are not supported for correlated outcomes with a variance model.");
   for (const bool blocks : {false, true}) {
     arma::uword first = 0;
     for (const model_ptr& model : models) {
