@@ -139,6 +139,17 @@ TEST_F(StartValues, ThatAreNoCovarianceMatrixAreRefused) {
       refused(rows, "MODEL: score ~ female | female;").rfind("ERROR: The STARTS file \"s.csv\" has ", 0), 0u);
 }
 
+TEST_F(StartValues, OfBlocksWithVarianceModelsAreRefused) {
+  const std::string model =
+      "MODEL: score hours <-> ses; score ~ pretest | 0; hours ~ pretest | 0; ses ~ pretest | 0; var(score) ~ "
+      "pretest;";
+  const auto before = students(model + "SAVE: starts = s.csv;");
+  run_quietly(*before);
+  const auto after = students(model + "STARTS: s.csv;");
+  EXPECT_EQ(fault([&] { first_states(*after); }),
+            "ERROR: Starting values are not supported for correlated outcomes with a variance model.");
+}
+
 TEST_F(StartValues, NeedAFileThatIsThere) {
   EXPECT_EQ(fault([&] { students("MODEL: score ~ funding; STARTS: none.csv;"); }),
             "ERROR: File \"none.csv\" cannot be found.\n"
