@@ -52,7 +52,6 @@ void check(tovik::InputFile& in, arma::Mat<double> data) {
     if (test.full().size() != test.restricted().size()) std::abort();
   }
   if (in.chainInfo().size() != in.chains) std::abort();
-  in.refuse_unavailable();
 }
 
 void prepare(const std::string& path) {
