@@ -44,7 +44,7 @@ class graph {
     }
     reads_.resize(names_.size());
     for (const Model& model : models) {
-      if (tells(model)) add_edges(model);
+      if (tells(model) || model.kind() == model::kind::log_variance) add_edges(model);
     }
   }
 
@@ -82,8 +82,11 @@ class graph {
     observed_.push_back(outcome.variable->type != data::type::latent);
   }
 
+  /// What the model of a variance reads, the distribution of its outcome reads.
   void add_edges(const Model& model) {
-    const std::size_t own = nodes_.at(subject(model.outcomes.front()));
+    const auto outcome = nodes_.find(subject(model.outcomes.front()));
+    if (outcome == nodes_.end()) return;
+    const std::size_t own = outcome->second;
     const auto add = [&](const anyVariable& term) {
       const auto found = nodes_.find(subject(term));
       if (found != nodes_.end() && found->second != own) reads_[own].push_back(found->second);
