@@ -119,6 +119,11 @@ void InputFile::checkHeterogeneous() {
         "WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
         "         Estimating a single-level model.");
     hev = false;
+  } else if (!weights.empty()) {
+    warning::buffer.push(
+        "WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
+        "         It is not available with sampling weights.");
+    hev = false;
   }
 }
 

@@ -88,11 +88,14 @@ TEST_F(Check, EveryImputationNeedsAnIteration) {
 TEST_F(Check, HeterogeneityNeedsTwoLevels) {
   EXPECT_FALSE(add("OPTIONS: hev;")->hev);
   EXPECT_FALSE(add("CLUSTERID: z x; OPTIONS: hev;")->hev);
+  EXPECT_FALSE(add("CLUSTERID: z; WEIGHTS: w; OPTIONS: hev;")->hev);
   EXPECT_EQ(warnings(),
             (Names{"WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
                    "         Estimating a single-level model.",
                    "WARNING: Heterogeneous residual variance is only available in two-level models.\n"
-                   "         Implementing homogenous residual variance."}));
+                   "         Implementing homogenous residual variance.",
+                   "WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
+                   "         It is not available with sampling weights."}));
   EXPECT_TRUE(add("CLUSTERID: z; OPTIONS: hev;")->hev);
 }
 
