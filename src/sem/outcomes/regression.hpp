@@ -9,6 +9,7 @@
 #include "sem/autosolver/solution.hpp"
 #include "sem/outcomes/driven_coefficients.hpp"
 #include "sem/outcomes/equation_setup.hpp"
+#include "sem/outcomes/regression_hooks.hpp"
 #include "sem/phantoms/phantom_part.hpp"
 #include "sem/scan/effects_walk.hpp"
 #include "sem/scan/equation_scan.hpp"
@@ -34,7 +35,7 @@ struct solved_units;
 /// latent score, a working value with its own precision. A scan draws b and each u_L from their full
 /// conditionals given y*, and each Sigma_L under the (improper) inverse Wishart prior of `priors` (Gelfand &
 /// Smith, 1990, JASA 85, 398-409; Gelman et al., Bayesian Data Analysis, ch. 14-15). What a kind alone knows
-/// it says in the hooks below.
+/// it says in the hooks (regression_hooks).
 ///
 /// With phantoms P of the residual or of the effects of a level, e_i ~ N(l'P_i, v - l'l), v the whole
 /// residual variance, and u_L,c ~ N(Lambda P_c, Sigma_L - Lambda Lambda'); Sigma_L stays the whole matrix,
@@ -45,7 +46,7 @@ struct solved_units;
 /// stands in it), regression_effects (random effects), regression_likelihood (what the model says of the
 /// data), regression_parameters (parameters seen from outside), regression_phantoms,
 /// regression_propriety, regression_weights (sampling weights).
-class Regression : public virtual estimator::Outcome {
+class Regression : public virtual estimator::Outcome, protected regression_hooks {
  public:
   /// Throws error_debug for a setup that contradicts itself.
   Regression(const Estimator* estimator, const data::type& type, const equation_setup& setup);
@@ -297,115 +298,27 @@ class Regression : public virtual estimator::Outcome {
   std::vector<arma::Col<arma::uword>> re_indicators;
 
  protected:
-  // What a kind alone knows.
+  // What a regression itself answers of the hooks; a kind that knows better overrides it.
 
-  /// The whole residual variance of the response, phantoms included; 1 where there is no such thing.
-  virtual double residual_variance() const = 0;
-  /// It is drawn by the model, so that a step may move it along with a correlation.
-  virtual bool residual_variance_moves() const {
-    return false;
-  }
-  virtual void set_residual_variance(double v);
-  /// The variance of which phantoms of the residual are part.
-  virtual double correlated_variance() const {
-    return residual_variance();
-  }
-  /// Phantoms of the residual enter it over this scale: a residual in units of its standard deviation, where
-  /// these differ, has one variance, of which they are part.
-  virtual scan::row_scale phantom_scale() const {
-    return scan::row_scale();
-  }
-  /// What they leave of the variance has changed (see refresh_phantoms).
-  virtual void phantoms_changed() {}
-  /// The residual variance of each unit: in its density, in draws of its values, and in what the equation
-  /// says of values that stand in it. A kind whose units differ calls equation().keep_rows().
-  virtual scan::row_scale variances() const {
+  scan::row_scale variances() const override {
     return scan::row_scale(residVar());
   }
-  /// Brings what the three row scales tell up to date with the data; of these units alone unless `units` is
-  /// null. Called before they are asked wherever the data may have moved.
-  virtual void read_variances(const arma::Mat<double>& /*data*/, const arma::uword* /*units*/,
-                              arma::uword /*n*/) const {}
-  /// The same as the draws of coefficients see it, and what the equation says of labels; then as those of
-  /// effects do, and what it says of values that stand in it for a whole cluster.
-  virtual scan::row_scale scale() const {
-    return variances();
-  }
-  virtual scan::row_scale effects_scale() const {
-    return scale();
-  }
-  /// The response of all units as a scan takes it; null: the cells of the outcome's column as they stand.
-  virtual const arma::Col<double>* response(const arma::Mat<double>&) {
-    return nullptr;
-  }
-  /// Writes the response of every unit at the data to `out`.
-  virtual void copy_response(const arma::Mat<double>& data, double* out) const = 0;
-  /// The same for some units, one after another.
-  virtual void response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
-                           double* out) const;
-  /// Before the coefficients: what makes the response (thresholds and scores, weights of an augmentation).
-  virtual void draw_auxiliary(arma::Mat<double>&) {}
-  /// While true, unit_log_density takes what draw_auxiliary drew as given, up to a constant of the units.
-  virtual void condition_on_auxiliary(bool) {}
-  /// After the effects: parameters of the kind (a residual variance, a dispersion).
-  virtual void draw_own(const arma::Mat<double>&) {}
-  /// Last: missing values of the outcome, and what other equations read of it.
-  virtual void draw_values(arma::Mat<double>& data) = 0;
-  /// out[k] := log density of the outcome of the k-th of `n` units given its linear predictor mu[k], phantoms
-  /// of the residual included. `units`: their numbers, or null for the first n. `out` may be `mu`.
-  virtual void unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
-                                const double* mu, double* out) const = 0;
-  /// The sum of unit_log_density over all units where cross-products give it; NaN where they do not.
-  virtual double log_likelihood_from_products() const {
-    return arma::datum::nan;
-  }
-  /// The log likelihood of each cluster of the level above with this number, from sums within clusters. False
-  /// where they do not give it.
-  virtual bool log_likelihood_from_sums(unsigned /*above*/, arma::Col<double>& /*out*/) const {
-    return false;
-  }
-  /// False for a response whose scale is fixed by the model: its priors keep their unit.
-  virtual bool has_units() const {
-    return true;
-  }
-  /// How many units bound the residual variance and the coefficients.
-  virtual arma::uword n_known() const {
+  void response_at(const arma::Mat<double>& data, const arma::Col<arma::uword>& units,
+                   double* out) const override;
+  arma::uword n_known() const override {
     return n_units - missing_rows.n_elem;
   }
-  /// Throws tovik::error where too few values are known for the prior of the residual variance.
-  virtual void check_units(const equation_names& names) const;
-  /// The same for a prior that needs `spare` more values than coefficients. `instead`: what the user may do.
-  void check_units(const equation_names& names, arma::uword spare, const std::string& instead) const;
-  /// How many clusters of the L-th level above bound the variance of their effects from above.
-  virtual arma::uword n_telling(const arma::Mat<double>&, unsigned L) const {
+  void check_units(const equation_names& names) const override;
+  arma::uword n_telling(const arma::Mat<double>&, unsigned L) const override {
     return u[L].n_rows;
   }
-  /// The part of the outcome's variance that no predictor and no random effect explains.
-  virtual double share_variance() const = 0;
-  /// False for a kind without shares of explained variance.
-  virtual bool explains_variance() const {
-    return true;
-  }
-  /// The rows that follow from the coefficients; standardised coefficients without an intercept's.
-  virtual void coefficient_rows(std::vector<double>& out) const;
-  /// Rows of params() between the covariances and the coefficients, and behind these. take_*: restores them.
-  virtual arma::Col<double> own_rows() const {
-    return {};
-  }
-  virtual arma::Col<double> last_rows() const {
-    return {};
-  }
-  virtual void take_own_rows(const double*) {}
-  virtual void take_last_rows(const double*) {}
-  /// A handle on a parameter that belongs to the kind. Throws error_debug for one that the kind does not
-  /// have.
-  virtual std::shared_ptr<estimator::constraint> own_constraint(const parameter_type& kind,
-                                                                const unsigned& index);
-  /// The likelihood list of the outcome's values.
-  virtual void set_value_list(std::unique_ptr<estimator::likelihood> list) = 0;
+  void coefficient_rows(std::vector<double>& out) const override;
 
   // What the hooks build on.
 
+  /// Throws for a prior of the residual variance that needs `spare` more values than coefficients. `instead`:
+  /// what the user may do.
+  void check_units(const equation_names& names, arma::uword spare, const std::string& instead) const;
   /// |e|^2 of one value for each unit, by sampling weights.
   double squares_of(const double* e) const;
   /// The same of the residuals of the scan.

@@ -123,10 +123,6 @@ void Regression::addLogScale(LogScale*) {
   throw error_debug("Cannot form variance link.");
 }
 
-std::shared_ptr<estimator::constraint> Regression::own_constraint(const parameter_type&, const unsigned&) {
-  throw error_debug("Unrecognized constraint for a regression.");
-}
-
 std::shared_ptr<estimator::constraint> Regression::driven_correlation(unsigned index, unsigned place) {
   if (place >= parts_.size() || index >= parts_[place].loadings.size())
     throw error_debug("The outcome has no such phantom.");

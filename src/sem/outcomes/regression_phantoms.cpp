@@ -157,10 +157,6 @@ void Regression::add_phantoms(const arma::Mat<double>& data, double sign, arma::
   scan::add_scaled(r.n_elem, sign, phantom_means(data).memptr(), r.memptr());
 }
 
-void Regression::set_residual_variance(double) {
-  throw error_debug("The model has no residual variance of its own.");
-}
-
 double Regression::compute_LL_correlation(const double&, const arma::Mat<double>& data) {
   if (!refresh_phantoms(0)) return impossible;
   if (!is_normal()) return logLiklihood(data);
