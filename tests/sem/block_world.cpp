@@ -90,6 +90,7 @@ sem::equation_setup& BlockWorld::add(unsigned level, const arma::Col<arma::uword
   setups.push_back(std::move(setup));
   is_binary.push_back(binary);
   is_factor.push_back(false);
+  lambda.emplace_back();
   arma::uword const p = setups.size();
   correlations.eye(p, p);
   elements.zeros(p, p);
@@ -101,6 +102,11 @@ sem::equation_setup& BlockWorld::add(unsigned level, const arma::Col<arma::uword
 void BlockWorld::make_factor() {
   is_factor.back() = true;
   setups.back() = sem::Factor::without_values(setups.back());
+}
+
+void BlockWorld::transform(double lower, double upper) {
+  lambda.back() = {lower, upper};
+  setups.back().response_moves = true;
 }
 
 void BlockWorld::hold_correlation(arma::uword i, arma::uword j, double value) {
@@ -130,6 +136,10 @@ void BlockWorld::build_member(std::size_t m) {
     models.push_back(std::make_shared<sem::MultiFactor>(&estimator, data::type::latent, setup));
     return;
   }
+  if (lambda[m].is_set()) {
+    build_transformed(m);
+    return;
+  }
   if (!is_binary[m]) {
     models.push_back(std::make_shared<sem::MultiNormal>(&estimator, data::type::continuous, setup));
     return;
@@ -137,6 +147,16 @@ void BlockWorld::build_member(std::size_t m) {
   const auto& rows = *setup.cluster.own_rows[0];
   sem::ordered_values const observed{{0.0, 1.0}, arma::Col<arma::uword>(rows.n_elem, arma::fill::zeros), 0};
   models.push_back(std::make_shared<sem::Ordinal>(&estimator, setup, observed));
+}
+
+void BlockWorld::build_transformed(std::size_t m) {
+  const std::shared_ptr<sem::yjt<sem::Normal>> model =
+      transformed_normal(estimator, setups[m], lambda[m].lower, lambda[m].upper);
+  model->estimate_resid = false;
+  std::vector<sem::estimator::tune_obj*> proposals;
+  model->addProposals(proposals);
+  proposals.front()->value = 0.4;
+  models.push_back(model);
 }
 
 void BlockWorld::build() {
@@ -223,6 +243,7 @@ void BlockWorld::draw_outcome(std::size_t m, const arma::Col<double>& e) {
     ordinal.propensity.sets.observe(categories);
     y.transform([](double value) { return value > 0.0 ? 1.0 : 0.0; });
   }
+  if (lambda[m].is_set()) draw_lambda(model, lambda[m], y, rng);
   for (arma::uword row = 0; row < world.data.n_rows; ++row)
     world.data(row, setup.y) = y(world.units[setup.level](row));
 }
@@ -254,6 +275,10 @@ std::vector<double> BlockWorld::functions() const {
       out.push_back(std::log(arma::accu(model.u[L] % (model.u[L] * model.iSigma[L]))));
     }
     for (arma::uword i : model.missing_rows) out.push_back(e(i, m) / std::sqrt(Sigma(m, m)));
+    if (!lambda[m].is_set()) continue;
+    const double l = lambda_of(model) - lambda[m].middle(),
+                 y0 = world.data((*setups[m].cluster.own_rows[0])(0), setups[m].y);
+    out.insert(out.end(), {l, y0, l * y0, l * e(0, m), l * R(0, 1), l * std::log(Sigma(m, m))});
   }
   const arma::Mat<double> S = e.t() * e;
   out.push_back(std::log(arma::trace(S * arma::inv_sympd(Sigma))));

@@ -11,6 +11,7 @@
 #include "sem/outcomes/multi_unstruct.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/scan_world.hpp"
+#include "sem/yjt_world.hpp"
 
 namespace tovik::tests {
 
@@ -50,6 +51,7 @@ struct BlockWorld {
   std::vector<sem::equation_setup> setups;
   std::vector<bool> is_binary;  ///< a probit member
   std::vector<bool> is_factor;  ///< no value is known
+  std::vector<lambda_bounds> lambda;
   arma::Mat<double> correlations;
   arma::Mat<unsigned char> elements;
   arma::Col<double> known_variances;  ///< NaN: drawn
@@ -63,6 +65,8 @@ struct BlockWorld {
   arma::uword column(std::size_t m) const { return m == 0 ? 1 : 8 + m; }
   /// The last outcome is a factor.
   void make_factor();
+  /// The last outcome is a transformed one.
+  void transform(double lower, double upper);
   /// What is known, by members.
   void hold_correlation(arma::uword i, arma::uword j, double value);
   /// Driven by a label with a uniform prior.
@@ -82,6 +86,7 @@ struct BlockWorld {
 
  private:
   void build_member(std::size_t m);
+  void build_transformed(std::size_t m);
   void draw_outcome(std::size_t m, const arma::Col<double>& e);
   bool has_label() const;
 

@@ -29,11 +29,19 @@ void CorrelatedWorld::finish() {
           {t.column, t.ends[side].effect, side == 1});
 }
 
+std::unique_ptr<sem::Normal> CorrelatedWorld::make(std::size_t m) {
+  if (!is_transformed(m)) return std::make_unique<sem::Normal>(&estimator, setups[m]);
+  auto out = transformed_normal(estimator, setups[m], lambda[m].lower, lambda[m].upper);
+  std::vector<sem::estimator::tune_obj*> proposals;
+  out->addProposals(proposals);
+  proposals.front()->value = 0.4;
+  return out;
+}
+
 void CorrelatedWorld::build() {
   models.clear();
   phantoms.clear();
-  for (const sem::equation_setup& setup : setups)
-    models.push_back(std::make_unique<sem::Normal>(&estimator, setup));
+  for (std::size_t m = 0; m < setups.size(); ++m) models.push_back(make(m));
   const auto group = std::make_shared<sem::phantom_group>();
   for (const tie& t : ties) {
     sem::phantom_setup setup;
@@ -116,8 +124,10 @@ void CorrelatedWorld::draw_outcome(std::size_t m, const std::vector<arma::Mat<do
   for (arma::uword i = 0; i < y.n_elem; ++i)
     for (arma::uword j = 0; j < setup.x.n_elem; ++j)
       y(i) += world.data(rows(i), setup.x(j)) * setup.fixed_values(j);
+  arma::Col<double> values = y.as_col();
+  if (is_transformed(m)) draw_lambda(model, lambda[m], values, rng);
   for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, setup.y) = y(world.units[setup.level](row));
+    world.data(row, setup.y) = values(world.units[setup.level](row));
 }
 
 void CorrelatedWorld::scan() {
@@ -145,6 +155,13 @@ std::vector<double> CorrelatedWorld::functions() const {
       }
       out.insert(out.end(), {arma::dot(e, P.elem(rows)) / sd, e(0) / sd, std::log(arma::dot(e, e))});
     }
+  }
+  for (std::size_t m = 0; m < models.size(); ++m) {
+    if (!is_transformed(m)) continue;
+    const double l = lambda_of(*models[m]) - lambda[m].middle(),
+                 y0 = world.data((*setups[m].cluster.own_rows[0])(0), setups[m].y);
+    out.insert(out.end(), {l, y0, l * y0, l * std::log(models[m]->sigma2)});
+    for (const auto& phantom : phantoms) out.push_back(l * phantom->rho.value);
   }
   for (const auto& model : models) {
     out.push_back(std::log(model->sigma2));

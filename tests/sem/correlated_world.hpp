@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "sem/phantom_world.hpp"
+#include "sem/yjt_world.hpp"
 
 namespace tovik::tests {
 
@@ -26,7 +27,8 @@ struct CorrelatedWorld {
   World world;
   std::vector<sem::equation_setup> setups;
   std::vector<tie> ties;
-  bool pairs = true;  ///< variances are drawn with their correlations, too
+  std::vector<lambda_bounds> lambda;  ///< of each outcome, for those that are transformed; may be shorter
+  bool pairs = true;                  ///< variances are drawn with their correlations, too
   LoneEstimator estimator;
   Random rng;
   std::vector<std::unique_ptr<sem::Normal>> models;
@@ -55,6 +57,10 @@ struct CorrelatedWorld {
   void scan();
 
   std::vector<double> functions() const;
+
+ private:
+  bool is_transformed(std::size_t m) const { return m < lambda.size() && lambda[m].is_set(); }
+  std::unique_ptr<sem::Normal> make(std::size_t m);
 };
 
 }  // namespace tovik::tests

@@ -30,19 +30,6 @@ constexpr double prior_variance = 0.8, log_prior_variance = 0.4;
 
 const nesting small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 
-/// Coefficients, covariances and effects from their priors; the rows of a residual variance stay.
-void draw_parameters(Regression& model, Random& rng) {
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    arma::uword const q = model.u[L].n_cols;
-    if (q == 0) continue;
-    model.Sigma[L] = draw_prior_covariance(q, rng);
-    model.iSigma[L] = arma::inv_sympd(model.Sigma[L]);
-    model.u[L] =
-        rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-  }
-  for (double& b : model.betas_) b = std::sqrt(prior_variance) * rng.rnorm();
-}
-
 arma::Col<double> predictor(const Regression& model, const arma::Mat<double>& data) {
   return model.compute_predicted(data);
 }
@@ -100,11 +87,11 @@ struct ScaledWorld {
   }
   void draw_joint() {
     if (with_x) {
-      draw_parameters(*of_x, rng);
+      draw_parameters(*of_x, prior_variance, rng);
       of_x->sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
       draw_values(*of_x, arma::Col<double>(of_x->n_units, arma::fill::value(of_x->sigma2)));
     }
-    draw_parameters(*of_y, rng);
+    draw_parameters(*of_y, prior_variance, rng);
     for (double& g : of_v->betas_) g = std::sqrt(log_prior_variance) * rng.rnorm();
     draw_values(*of_y, of_v->variances(world.data));
   }
@@ -238,7 +225,7 @@ TEST(ScaledInvariance, AMissingOutcomeThatAnotherEquationReads) {
   sem::wire_likelihood_lists({world.of_y, of_z}, units, world.world.data);
   const auto draw = [&] {
     world.draw_joint();
-    draw_parameters(*of_z, world.rng);
+    draw_parameters(*of_z, prior_variance, world.rng);
     world.draw_values(*of_z, arma::Col<double>(20, arma::fill::value(0.6)));
   };
   const auto functions = [&] {
@@ -285,7 +272,7 @@ void binary_scan_leaves_joint(equation_setup y, equation_setup v, World& world, 
       // Its coefficients and effects tell the categories of the model that is scanned.
       OrdinalScale truth(&estimator, data::type::ordinal, y, observed);
       truth.addLogScale(scale.get());
-      draw_parameters(truth, rng);
+      draw_parameters(truth, prior_variance, rng);
       const arma::Col<double> mu = predictor(truth, world.data), variance = scale->variances(world.data);
       arma::Col<double> scores(n);
       for (arma::uword i = 0; i < n; ++i) {

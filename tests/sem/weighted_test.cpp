@@ -10,11 +10,11 @@
 #include "naive_normal.hpp"
 #include "random/densities.hpp"
 #include "sample_tests.hpp"
-#include "scan_world.hpp"
 #include "sem/autosolver/inv_gamma.hpp"
 #include "sem/autosolver/normal.hpp"
 #include "sem/autosolver/solution.hpp"
 #include "sem/wiring/settings.hpp"
+#include "weighted_world.hpp"
 
 namespace tovik::tests::weighted_test {
 namespace {
@@ -23,38 +23,6 @@ using sem::equation_setup;
 using sem::Normal;
 using sem::NormalWeighted;
 using sem::estimator::weights;
-
-const nesting unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6, 4, 3}, {8}, {4, 5, 3}, {6, 2, 7, 5}};
-constexpr arma::uword row_weight = 9, cluster_weight = 10;
-
-/// A world with weights of rows (column 9) and of clusters (column 10).
-World weighted_world(unsigned levels, std::uint32_t seed, double scale = 1.0, double shift = 0.0) {
-  World world(levels, levels == 1 ? nesting{{60}} : unbalanced, seed);
-  simulate_outcome(world, 0, 1.0, seed);
-  world.data.col(1) *= scale;
-  world.data.col(2) += shift;
-  Random rng(seed, 3U);
-  world.data.insert_cols(row_weight, 2);
-  for (arma::uword i = 0; i < world.data.n_rows; ++i) {
-    world.data(i, row_weight) = 100.0 * std::exp(rng.rnorm());
-    const arma::uword first = levels == 1 ? 0 : world.first_rows[1](world.units[1](i));
-    world.data(i, cluster_weight) = first < i ? world.data(first, cluster_weight) : std::exp(rng.rnorm());
-  }
-  return world;
-}
-
-std::shared_ptr<const weights> weights_of(const World& world, const equation_setup& setup, bool of_clusters) {
-  std::vector<arma::uword> columns = {setup.level == 0 ? row_weight : cluster_weight};
-  if (setup.cluster.n_levels() > 0) columns.push_back(of_clusters ? cluster_weight : weights::none);
-  return std::make_shared<const weights>(setup.cluster, world.data, columns);
-}
-
-std::unique_ptr<NormalWeighted> make(const LoneEstimator& estimator, const equation_setup& setup,
-                                     const std::shared_ptr<const weights>& w) {
-  const sem::Estimator* own = &estimator;
-  return std::make_unique<NormalWeighted>(w, Normal::parts_of(own, data::type::continuous, setup), own,
-                                          setup);
-}
 
 void expect_close(const arma::Mat<double>& a, const arma::Mat<double>& b, double tolerance,
                   const char* what) {
@@ -71,7 +39,7 @@ void compare(const World& world, const equation_setup& setup, bool of_clusters, 
   LoneEstimator estimator(17);
   Random naive_rng(17, 1U);
   arma::Mat<double> data = world.data, naive_data = world.data;
-  const auto model = make(estimator, setup, w);
+  const auto model = make_normal(estimator, setup, w);
   NaiveNormal naive(setup);
   naive.W = w->rows;
   naive.g = w->within;
@@ -88,7 +56,7 @@ void compare(const World& world, const equation_setup& setup, bool of_clusters, 
 }
 
 TEST(Weighted, SingleLevelIsTheTextbooksWithWeightedSums) {
-  const World world = weighted_world(1, 1);
+  const World world = weighted_world({{60}}, 1);
   for (int prior : {1, 2, 3}) {
     equation_setup setup = world.setup(0, {0, 2, 3});
     setup.prior = {prior, prior};
@@ -98,7 +66,7 @@ TEST(Weighted, SingleLevelIsTheTextbooksWithWeightedSums) {
 }
 
 TEST(Weighted, TwoLevelsWithOneToThreeEffectsAndWeightsOfBothLevels) {
-  const World world = weighted_world(2, 2);
+  const World world = weighted_world(unbalanced_clusters, 2);
   for (bool of_clusters : {false, true}) {
     for (arma::uword q : {1, 2, 3}) {
       equation_setup setup = world.setup(0, {0, 2, 3, 6});
@@ -112,7 +80,7 @@ TEST(Weighted, TwoLevelsWithOneToThreeEffectsAndWeightsOfBothLevels) {
 }
 
 TEST(Weighted, OtherUnitsOfTheDataAreNoOtherAlgebra) {
-  const World world = weighted_world(2, 3, 1000.0, 10.0);
+  const World world = weighted_world(unbalanced_clusters, 3, 1000.0, 10.0);
   equation_setup setup = world.setup(0, {0, 2, 3});
   setup.z[0] = {0, 3};
   setup.icept = {1};
@@ -120,7 +88,7 @@ TEST(Weighted, OtherUnitsOfTheDataAreNoOtherAlgebra) {
 }
 
 TEST(Weighted, OutcomeOfClustersHasTheirWeights) {
-  World world = weighted_world(2, 4);
+  World world = weighted_world(unbalanced_clusters, 4);
   simulate_outcome(world, 1, 1.0, 4);
   equation_setup setup = world.setup(1, {0, 6});
   setup.missing_units = {0, 3, 18};
@@ -131,34 +99,16 @@ TEST(Weighted, OutcomeOfClustersHasTheirWeights) {
 // the draws of coefficients, effects and their covariance matrix are those of the data in which row i stands
 // w_i times, at the residual variance k v. Effects are integrated out in both.
 TEST(Weighted, IntegerWeightsAreRepeatedRows) {
-  constexpr double v = 0.8, k = 2.0;
-  World world(2, {{4, 2, 6, 8, 2, 4, 2}}, 5), repeated(2, {{8, 4, 12, 16, 4, 8, 4}}, 5);
-  simulate_outcome(world, 0, 1.0, 5);
-  world.data.insert_cols(row_weight, 2);
-  arma::uword to = 0;
-  for (arma::uword i = 0; i < world.data.n_rows; ++i) {
-    const arma::uword times = i % 2 == 0 ? 1 : 3;
-    world.data(i, row_weight) = static_cast<double>(times);
-    for (arma::uword t = 0; t < times; ++t, ++to)
-      repeated.data.row(to) = world.data.row(i).head(repeated.data.n_cols);
-  }
-  ASSERT_EQ(to, repeated.data.n_rows);
-  const auto prepare = [](const World& of, double variance) {
-    equation_setup setup = of.setup(0, {0, 2, 3});
-    setup.z[0] = {0, 2};
-    setup.icept = {1};
-    setup.prior = {1, 1};
-    setup.estimate_resid = false;
-    setup.resid_value = variance;
-    return setup;
-  };
-  const equation_setup one = prepare(world, v), all = prepare(repeated, k * v);
+  constexpr double v = 0.8;
+  repeated_rows data;
+  const equation_setup one = repeated_rows::equation(data.world, v),
+                       all = repeated_rows::equation(data.repeated, repeated_rows::mean * v);
   LoneEstimator a(6), b(6);
-  const auto model = make(a, one, weights_of(world, one, false));
+  const auto model = make_normal(a, one, weights_of(data.world, one, false));
   Normal plain(&b, all);
   for (int t = 0; t < 200; ++t) {
-    model->draw(world.data);
-    plain.draw(repeated.data);
+    model->draw(data.world.data);
+    plain.draw(data.repeated.data);
     expect_close(model->betas_, plain.betas_, 1e-8, "coefficients");
     expect_close(model->u[0], plain.u[0], 1e-8, "effects");
     expect_close(model->Sigma[0], plain.Sigma[0], 1e-8, "covariance matrix");
@@ -168,11 +118,11 @@ TEST(Weighted, IntegerWeightsAreRepeatedRows) {
 
 /// An equation with effects in a state after some scans, with its log densities by hand.
 struct state {
-  World world = weighted_world(2, 7);
+  World world = weighted_world(unbalanced_clusters, 7);
   equation_setup setup = world.setup(0, {0, 2, 6});
   LoneEstimator estimator{18};
   std::shared_ptr<const weights> w;
-  std::unique_ptr<NormalWeighted> model;
+  std::shared_ptr<NormalWeighted> model;
   arma::vec e, density;
 
   explicit state(const arma::uvec& missing = {}) {
@@ -181,7 +131,7 @@ struct state {
     setup.prior = {1, 1};
     setup.missing_units = missing;
     w = weights_of(world, setup, true);
-    model = make(estimator, setup, w);
+    model = make_normal(estimator, setup, w);
     for (int t = 0; t < 5; ++t) model->draw(world.data);
     e = model->compute_residual(world.data);
     density = logNormPDF(e, arma::vec(e.n_elem, arma::fill::value(model->sigma2)));

@@ -11,6 +11,13 @@
 
 namespace tovik::tests {
 
+/// Of a uniform prior of lambda; NaN for an outcome without a transformation.
+struct lambda_bounds {
+  double lower = arma::datum::nan, upper = arma::datum::nan;
+  bool is_set() const { return !std::isnan(lower); }
+  double middle() const { return 0.5 * (lower + upper); }
+};
+
 /// A normal regression of the transformed outcome, lambda uniform between bounds.
 inline std::unique_ptr<sem::yjt<sem::Normal>> transformed_normal(LoneEstimator& estimator,
                                                                  sem::equation_setup setup, double lower,
@@ -21,6 +28,20 @@ inline std::unique_ptr<sem::yjt<sem::Normal>> transformed_normal(LoneEstimator& 
                                                           sem::distribution::uniform, lower, upper),
                          {});
   return out;
+}
+
+/// lambda from its prior, and y from what it is to transform. After the effects: those that are all zero
+/// start anew.
+inline void draw_lambda(sem::Regression& model, const lambda_bounds& bounds, arma::Col<double>& y,
+                        Random& rng) {
+  arma::Col<double> v = model.params();
+  v.back() = bounds.lower + (bounds.upper - bounds.lower) * rng.runif();
+  model.addStarts(v);
+  for (double& value : y) value = evaluate::iyjt(value, v.back());
+}
+
+inline double lambda_of(const sem::Regression& model) {
+  return dynamic_cast<const sem::yjt<sem::Normal>&>(model).lambda();
 }
 
 }  // namespace tovik::tests

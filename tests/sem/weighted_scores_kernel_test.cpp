@@ -1,0 +1,222 @@
+// The scores of factors and ordinal outcomes under sampling weights, their parameters known: at their own
+// level they have the distribution that they have without weights, of clusters that of rows which tell as
+// often as their weights within the cluster say. Thresholds, the scores integrated out, are parameters.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "random/densities.hpp"
+#include "sample_tests.hpp"
+#include "sem/autosolver/solver.hpp"
+#include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/wiring/settings.hpp"
+#include "weighted_world.hpp"
+
+namespace tovik::tests::weighted_scores_kernel_test {
+namespace {
+
+using sem::equation_setup;
+using sem::FactorWeighted;
+using sem::NormalWeighted;
+using sem::OrdinalWeighted;
+using sem::estimator::weights;
+using sem::scan::coefficient_prior;
+
+enum class step { metropolis, slice, solver };
+
+/// A factor with two indicators of the rows, all parameters known: the scores have a normal distribution.
+struct Measured {
+  World world;
+  LoneEstimator estimator{20};
+  equation_setup f;
+  std::shared_ptr<FactorWeighted> factor;
+  std::vector<std::shared_ptr<NormalWeighted>> indicators;
+  std::shared_ptr<const weights> of_rows;
+
+  Measured(const nesting& sizes, unsigned level, bool of_clusters) : world(weighted_world(sizes, 6)) {
+    world.data.insert_cols(12, 1);
+    Random rng(6, 4U);
+    for (double& y : world.data.col(12)) y = 0.5 + rng.rnorm();
+    f = known(world.setup(level, {0, level == 0 ? 2U : 6U}), score_column, {0.3, -0.4}, 0.7);
+    factor = make_factor(estimator, f, weights_of(world, f, of_clusters && level == 0));
+    const equation_setup first = known(world.setup(0, {0, score_column}), 1, {0.5, 1.1}, 0.6),
+                         second = known(world.setup(0, {0, score_column}), 12, {-0.2, 0.7}, 1.4);
+    of_rows = weights_of(world, first, of_clusters);
+    indicators = {make_normal(estimator, first, of_rows), make_normal(estimator, second, of_rows)};
+    for (arma::uword i = 0; i < world.data.n_rows; ++i)
+      world.data(i, score_column) = world.data(world.first_rows[level](world.units[level](i)), score_column);
+    sem::level_units units;
+    for (const auto& ids : world.units) units.push_back(&ids);
+    sem::wire_likelihood_lists({factor, indicators[0], indicators[1]}, units, world.data);
+  }
+  equation_setup known(equation_setup setup, arma::uword y, const arma::vec& betas, double v) const {
+    setup.y = y;
+    setup.fixed = arma::regspace<arma::uvec>(0, betas.n_elem - 1);
+    setup.fixed_values = betas;
+    setup.estimate_resid = false;
+    setup.resid_value = v;
+    setup.mutable_columns.assign(world.data.n_cols, false);
+    setup.mutable_columns[score_column] = true;
+    return setup;
+  }
+  void solve() {
+    auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
+    solver->rng = &estimator.random;
+    const arma::uvec units = factor->missing_rows;
+    solver->functions.push_back(factor->dist_self(units));
+    for (const auto& y : indicators)
+      solver->functions.push_back(y->distributionFunc(sem::distribution_type::fixed,
+                                                      sem::autosolver::solution::constant(1, score_column),
+                                                      static_cast<int>(f.level), units));
+    factor->addDist(solver, sem::distribution_type::fixed);
+  }
+  /// The scores less their means over their standard deviations; each row of the data tells `of_row` times.
+  arma::vec standardised(const arma::vec& of_row) const {
+    arma::vec q(factor->n_units), d(factor->n_units);
+    for (arma::uword c = 0; c < q.n_elem; ++c) {
+      const arma::uword row = world.first_rows[f.level](c);
+      q(c) = 1.0 / 0.7;
+      d(c) = (0.3 - 0.4 * world.data(row, f.x(1))) / 0.7;
+    }
+    for (arma::uword i = 0; i < world.data.n_rows; ++i) {
+      const arma::uword c = world.units[f.level](i);
+      q(c) += of_row(i) * (1.1 * 1.1 / 0.6 + 0.7 * 0.7 / 1.4);
+      d(c) += of_row(i) * (1.1 * (world.data(i, 1) - 0.5) / 0.6 + 0.7 * (world.data(i, 12) + 0.2) / 1.4);
+    }
+    arma::vec out(q.n_elem);
+    for (arma::uword c = 0; c < q.n_elem; ++c)
+      out(c) = (world.data(world.first_rows[f.level](c), score_column) - d(c) / q(c)) * std::sqrt(q(c));
+    return out;
+  }
+};
+
+// Kept apart by 60 scans the draws of a walk that accepts two in five are all but independent: 0.6^60 = 5e-14
+// of them have not moved, and the walk forgets a standard deviation in about five.
+void expect_scores(Measured& w, step how, bool by_g) {
+  const Setting<bool> sampler(sem::sampler_settings::ess_sampler, how == step::slice);
+  w.factor->imp_tune.value = 2.4;
+  if (how == step::solver) w.solve();
+  const arma::vec of_row = by_g ? w.of_rows->within : arma::vec(w.world.data.n_rows, arma::fill::ones);
+  std::vector<double> z;
+  const int apart = how == step::solver ? 1 : 60, draws = 400;
+  for (int t = 0; t < draws; ++t) {
+    for (int k = 0; k < apart; ++k) w.factor->draw(w.world.data);
+    for (double one : w.standardised(of_row)) z.push_back(one);
+  }
+  EXPECT_LT(kolmogorov(z, [](double x) { return phi(x); }), 2.5);
+  arma::vec squares(z);
+  squares = arma::square(squares);
+  EXPECT_NEAR(arma::mean(squares), 1.0, 5.0 * std::sqrt(2.0 / static_cast<double>(squares.n_elem)));
+}
+
+std::string name_of(const testing::TestParamInfo<step>& info) {
+  const char* const names[] = {"Metropolis", "Slice", "Solver"};
+  return names[static_cast<int>(info.param)];
+}
+
+class WeightedFactorScores : public testing::TestWithParam<step> {};
+INSTANTIATE_TEST_SUITE_P(EachStep, WeightedFactorScores,
+                         testing::Values(step::metropolis, step::slice, step::solver), name_of);
+
+TEST_P(WeightedFactorScores, OfRowsHaveNoWeights) {
+  for (const bool of_clusters : {false, true}) {
+    Measured w({{4, 1, 6}, {3, 5}, {2, 4}}, 0, of_clusters);
+    expect_scores(w, GetParam(), false);
+  }
+}
+
+// The density of each row to the power g, whatever the weights of the clusters.
+TEST_P(WeightedFactorScores, OfClustersMeetTheirRowsByG) {
+  for (const bool of_clusters : {false, true}) {
+    Measured w({{4, 1, 6}, {3, 5}, {2, 4}, {3, 2, 1, 4}}, 1, of_clusters);
+    expect_scores(w, GetParam(), true);
+  }
+}
+
+/// An ordinal outcome with three categories and known coefficients, with weights.
+struct Thresholds {
+  static constexpr double high = 4.0;
+  static constexpr int cells = 4000;
+  World world;
+  LoneEstimator estimator{21};
+  equation_setup setup;
+  sem::ordered_values observed;
+  std::shared_ptr<const weights> w;
+  std::shared_ptr<OrdinalWeighted> model;
+  arma::vec mu;
+
+  Thresholds(const nesting& sizes, bool of_clusters) : world(weighted_world(sizes, 8)) {
+    setup = world.setup(0, {0, 2});
+    setup.fixed = {0, 1};
+    setup.fixed_values = {0.4, 0.3};
+    setup.response_moves = true;
+    setup.coefficients = coefficient_prior::ridge(5.0);
+    mu = 0.4 + 0.3 * world.data.col(2);
+    w = weights_of(world, setup, of_clusters);
+    observed = {{0.0, 1.0, 2.0}, arma::uvec(mu.n_elem), 1};
+    Random rng(8, 4U);
+    // Where the weights are large the upper category is rare.
+    for (arma::uword i = 0; i < mu.n_elem; ++i) {
+      const double score = mu(i) + rng.rnorm(), cut = w->rows(i) > 0.6 ? 1.8 : 0.5;
+      observed.of_unit(i) = score <= 0.0 ? 0 : score <= cut ? 1 : 2;
+    }
+    const sem::Estimator* own = &estimator;
+    model = std::make_shared<OrdinalWeighted>(w, sem::Regression::parts_of(own, data::type::ordinal, setup),
+                                              own, setup, observed);
+  }
+  /// At cells + 1 equal steps to `high`: that of prod_i P(category_i)^W_i, the threshold having a flat prior.
+  std::vector<double> distribution(const arma::vec& by) const {
+    std::vector<double> log_density, out = {0.0};
+    for (int k = 0; k < cells; ++k) {
+      const double t = high * (k + 0.5) / cells;
+      double sum = 0.0;
+      for (arma::uword i = 0; i < mu.n_elem; ++i) {
+        if (observed.of_unit(i) == 1) sum += by(i) * std::log(phi(t - mu(i)) - phi(-mu(i)));
+        if (observed.of_unit(i) == 2) sum += by(i) * std::log(phi(mu(i) - t));
+      }
+      log_density.push_back(sum);
+    }
+    const double top = *std::max_element(log_density.begin(), log_density.end());
+    for (double one : log_density) out.push_back(out.back() + std::exp(one - top));
+    for (double& one : out) one /= out.back();
+    return out;
+  }
+  /// Of the score of a unit within its category, uniform.
+  double place_in_category(arma::uword i) const {
+    const double t = model->tau()(1), lower[] = {0.0, phi(-mu(i)), phi(t - mu(i))},
+                 upper[] = {lower[1], lower[2], 1.0};
+    const arma::uword k = observed.of_unit(i);
+    return (phi(model->propensity.values(i) - mu(i)) - lower[k]) / (upper[k] - lower[k]);
+  }
+};
+
+TEST(WeightedScores, ThresholdsHaveThePseudoPosteriorAndScoresGivenThemThePlainDistribution) {
+  for (const bool of_clusters : {false, true}) {
+    Thresholds w(of_clusters ? unbalanced_clusters : nesting{{80}}, of_clusters);
+    const std::vector<double> F = w.distribution(w.w->rows),
+                              plain = w.distribution(arma::vec(w.mu.n_elem, arma::fill::ones));
+    const auto at = [](const std::vector<double>& of, double t) {
+      const double x = std::min(t / Thresholds::high, 1.0) * Thresholds::cells;
+      const auto k = std::min(static_cast<std::size_t>(x), of.size() - 2);
+      return of[k] + (x - static_cast<double>(k)) * (of[k + 1] - of[k]);
+    };
+    std::vector<double> tau, place;
+    for (int t = 0; t < 3000; ++t) {
+      for (int k = 0; k < 20; ++k) w.model->draw(w.world.data);
+      tau.push_back(w.model->tau()(1));
+      for (arma::uword i = static_cast<arma::uword>(t % 7); i < w.mu.n_elem; i += 7)
+        place.push_back(w.place_in_category(i));
+    }
+    EXPECT_LT(kolmogorov(tau, [&](double t) { return at(F, t); }), 2.5);
+    EXPECT_GT(kolmogorov(tau, [&](double t) { return at(plain, t); }), 10.0);
+    EXPECT_LT(kolmogorov(place, [](double x) { return x; }), 2.5);
+  }
+}
+
+}  // namespace
+}  // namespace tovik::tests::weighted_scores_kernel_test
