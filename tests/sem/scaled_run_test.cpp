@@ -126,6 +126,34 @@ TEST(ScaledRun, SolvedValuesHaveTheSameDistribution) {
   }
 }
 
+// All parameters are held, so that the category of a unit has a known probability given what reads it. The
+// first scan walks, too: its steps need a width before any variance has been kept for the report.
+TEST(ScaledRun, MissingCategoriesThatOthersReadHaveTheirProbabilities) {
+  arma::mat data = columns().rows(0, 79);
+  const arma::uvec missing = arma::regspace<arma::uvec>(0, 13, 79);
+  const arma::uvec of_o = {4};
+  data.submat(missing, of_o).fill(arma::datum::nan);
+  const small_run run(names, data, {},
+                      {"o ~ Intercept@0.3 x@0.9", "var(o) ~ z@0.8", "y ~ Intercept@1 o@1.5", "y ~~ y@4"}, {},
+                      {"o"});
+  const auto chain = run.chain(Random(15, 1));
+  arma::mat drawn(missing.n_elem, 20000);
+  for (int i = -500; i < 20000; ++i) {
+    chain->oneRep();
+    if (i < -100) chain->adapt();
+    if (i >= 0) drawn.col(static_cast<arma::uword>(i)) = chain->working().data.submat(missing, of_o);
+  }
+  for (arma::uword k = 0; k < missing.n_elem; ++k) {
+    const double y = data(missing(k), 1), x = data(missing(k), 2), z = data(missing(k), 3);
+    const double p = 0.5 * std::erfc(-(0.3 + 0.9 * x) / std::exp(0.4 * z) / std::sqrt(2.0));
+    const double of_one = p * std::exp(-(y - 2.5) * (y - 2.5) / 8.0);
+    const double of_zero = (1.0 - p) * std::exp(-(y - 1.0) * (y - 1.0) / 8.0);
+    const double error = mean_error(drawn.row(k));
+    EXPECT_NEAR(arma::mean(drawn.row(k)), of_one / (of_one + of_zero), 5.0 * error + 1e-3) << "unit " << k;
+    EXPECT_LT(error, 0.015);
+  }
+}
+
 TEST(ScaledRun, ALatentVariableIsARandomEffectOfTheVariance) {
   small_run run(names, columns(100.0), {"id"}, {"y ~ x | 0", "var(y) ~ z Intercept@v"}, {}, {}, {"id=v"});
   prepare(run);

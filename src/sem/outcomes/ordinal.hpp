@@ -123,6 +123,7 @@ class Ordinal : public Regression {
   void draw_with_thresholds(arma::Mat<double>& data);
   void move_with_scores(arma::Mat<double>& data);
   void draw_free(arma::Mat<double>& data);
+  double step_sd(const arma::Mat<double>& data) const;
   const double* sd() const { return sd_.is_empty() ? nullptr : sd_.memptr(); }
 
   double sigma2_ = 1.0;  ///< the unit of the propensity; never drawn

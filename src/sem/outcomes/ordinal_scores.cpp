@@ -125,12 +125,22 @@ void Ordinal::drawLatentAuto_Mis(arma::Mat<double>& data) {
   draw_free(data);
 }
 
+/// Of a walk's proposals: that of a unit on the average. Nothing that a walk moves is part of it.
+double Ordinal::step_sd(const arma::Mat<double>& data) const {
+  read_variances(data, nullptr, 0);
+  const scan::row_scale v = variances();
+  if (v.is_one()) return std::sqrt(v.value());
+  double sum = 0.0;
+  for (arma::uword i = 0; i < n_units; ++i) sum += v.variance(i);
+  return std::sqrt(sum / static_cast<double>(n_units));
+}
+
 void Ordinal::drawLatentMH_Cmp(arma::Mat<double>& data) {
-  walk_complete_.draw(std::sqrt(residVar()), *rng, tune_cmp, data);
+  walk_complete_.draw(step_sd(data), *rng, tune_cmp, data);
 }
 
 void Ordinal::drawLatentMH_Mis(arma::Mat<double>& data) {
-  walk_missing_.draw(std::sqrt(residVar()), *rng, tune_mis, data);
+  walk_missing_.draw(step_sd(data), *rng, tune_mis, data);
 }
 
 }  // namespace tovik::sem
