@@ -1,10 +1,9 @@
-// The scores of factors and ordinal outcomes under sampling weights, their parameters known: at their own
-// level they have the distribution that they have without weights, of clusters that of rows which tell as
-// often as their weights within the cluster say. Thresholds, the scores integrated out, are parameters.
+// The scores of factors under sampling weights, their parameters known: at their own level they have the
+// distribution that they have without weights, of clusters that of rows which tell as often as their weights
+// within the cluster say.
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <string>
@@ -25,24 +24,9 @@ namespace {
 using sem::equation_setup;
 using sem::FactorWeighted;
 using sem::NormalWeighted;
-using sem::OrdinalWeighted;
 using sem::estimator::weights;
-using sem::scan::coefficient_prior;
 
 enum class step { metropolis, slice, solver };
-
-/// The equation of column y with known coefficients and variance; scores are in a column that moves.
-equation_setup known_equation(equation_setup setup, const World& world, arma::uword y, const arma::vec& betas,
-                              double v) {
-  setup.y = y;
-  setup.fixed = arma::regspace<arma::uvec>(0, betas.n_elem - 1);
-  setup.fixed_values = betas;
-  setup.estimate_resid = false;
-  setup.resid_value = v;
-  setup.mutable_columns.assign(world.data.n_cols, false);
-  setup.mutable_columns[score_column] = true;
-  return setup;
-}
 
 /// A factor with two indicators of the rows, all parameters known: the scores have a normal distribution.
 struct Measured {
@@ -239,86 +223,6 @@ TEST(WeightedScores, OfAFactorInABlockHaveThePlainDistribution) {
           *w->f, *w, solved ? 1 : 60,
           w == &clusters ? w->of_rows->within : arma::vec(w->world.data.n_rows, arma::fill::ones));
     }
-  }
-}
-
-/// An ordinal outcome with three categories and known coefficients, with weights.
-struct Thresholds {
-  static constexpr double high = 4.0;
-  static constexpr int cells = 4000;
-  World world;
-  LoneEstimator estimator{21};
-  equation_setup setup;
-  sem::ordered_values observed;
-  std::shared_ptr<const weights> w;
-  std::shared_ptr<OrdinalWeighted> model;
-  arma::vec mu;
-
-  Thresholds(const nesting& sizes, bool of_clusters) : world(weighted_world(sizes, 8)) {
-    setup = world.setup(0, {0, 2});
-    setup.fixed = {0, 1};
-    setup.fixed_values = {0.4, 0.3};
-    setup.response_moves = true;
-    setup.coefficients = coefficient_prior::ridge(5.0);
-    mu = 0.4 + 0.3 * world.data.col(2);
-    w = weights_of(world, setup, of_clusters);
-    observed = {{0.0, 1.0, 2.0}, arma::uvec(mu.n_elem), 1};
-    Random rng(8, 4U);
-    // Where the weights are large the upper category is rare.
-    for (arma::uword i = 0; i < mu.n_elem; ++i) {
-      const double score = mu(i) + rng.rnorm(), cut = w->rows(i) > 0.6 ? 1.8 : 0.5;
-      observed.of_unit(i) = score <= 0.0 ? 0 : score <= cut ? 1 : 2;
-    }
-    const sem::Estimator* own = &estimator;
-    model = std::make_shared<OrdinalWeighted>(w, sem::Regression::parts_of(own, data::type::ordinal, setup),
-                                              own, setup, observed);
-  }
-  /// At cells + 1 equal steps to `high`: that of prod_i P(category_i)^W_i, the threshold having a flat prior.
-  std::vector<double> distribution(const arma::vec& by) const {
-    std::vector<double> log_density, out = {0.0};
-    for (int k = 0; k < cells; ++k) {
-      const double t = high * (k + 0.5) / cells;
-      double sum = 0.0;
-      for (arma::uword i = 0; i < mu.n_elem; ++i) {
-        if (observed.of_unit(i) == 1) sum += by(i) * std::log(phi(t - mu(i)) - phi(-mu(i)));
-        if (observed.of_unit(i) == 2) sum += by(i) * std::log(phi(mu(i) - t));
-      }
-      log_density.push_back(sum);
-    }
-    const double top = *std::max_element(log_density.begin(), log_density.end());
-    for (double one : log_density) out.push_back(out.back() + std::exp(one - top));
-    for (double& one : out) one /= out.back();
-    return out;
-  }
-  /// Of the score of a unit within its category, uniform.
-  double place_in_category(arma::uword i) const {
-    const double t = model->tau()(1), lower[] = {0.0, phi(-mu(i)), phi(t - mu(i))},
-                 upper[] = {lower[1], lower[2], 1.0};
-    const arma::uword k = observed.of_unit(i);
-    return (phi(model->propensity.values(i) - mu(i)) - lower[k]) / (upper[k] - lower[k]);
-  }
-};
-
-TEST(WeightedScores, ThresholdsHaveThePseudoPosteriorAndScoresGivenThemThePlainDistribution) {
-  for (const bool of_clusters : {false, true}) {
-    Thresholds w(of_clusters ? unbalanced_clusters : nesting{{80}}, of_clusters);
-    const std::vector<double> F = w.distribution(w.w->rows),
-                              plain = w.distribution(arma::vec(w.mu.n_elem, arma::fill::ones));
-    const auto at = [](const std::vector<double>& of, double t) {
-      const double x = std::min(t / Thresholds::high, 1.0) * Thresholds::cells;
-      const auto k = std::min(static_cast<std::size_t>(x), of.size() - 2);
-      return of[k] + (x - static_cast<double>(k)) * (of[k + 1] - of[k]);
-    };
-    std::vector<double> tau, place;
-    for (int t = 0; t < 3000; ++t) {
-      for (int k = 0; k < 20; ++k) w.model->draw(w.world.data);
-      tau.push_back(w.model->tau()(1));
-      for (arma::uword i = static_cast<arma::uword>(t % 7); i < w.mu.n_elem; i += 7)
-        place.push_back(w.place_in_category(i));
-    }
-    EXPECT_LT(kolmogorov(tau, [&](double t) { return at(F, t); }), 2.5);
-    EXPECT_GT(kolmogorov(tau, [&](double t) { return at(plain, t); }), 10.0);
-    EXPECT_LT(kolmogorov(place, [](double x) { return x; }), 2.5);
   }
 }
 
