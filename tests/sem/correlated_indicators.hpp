@@ -23,6 +23,7 @@ struct block_form {
   /// priors.
   bool wide = false;
   bool label_has_prior = true;
+  bool flat = false;  ///< priors of all coefficients, for states of which nothing but moves is asked
 
   bool variance_moves() const { return std::isnan(variance); }
 };
@@ -75,7 +76,8 @@ struct CorrelatedIndicators {
     out.fixed_values = values;
     out.prior = {form.prior, 1};
     // The factor's own are drawn from flat priors, or known.
-    if (y != column) out.coefficients = sem::scan::coefficient_prior::ridge(y == 11 ? 1.0 : 0.5);
+    if (y != column && !form.flat)
+      out.coefficients = sem::scan::coefficient_prior::ridge(y == 11 ? 1.0 : 0.5);
     out.mutable_columns.assign(world.data.n_cols, false);
     for (arma::uword j : {1u, 9u, 10u, 11u, 12u}) out.mutable_columns[j] = true;
     return out;

@@ -253,5 +253,17 @@ TEST(FactorMoves, OfAFactorWithFreeLoadingsHaveThePosteriorOfWalks) {
   expect_same_posterior({"f -> x%1 y y2 w", "f ~~ f@1"}, {"f"});
 }
 
+TEST(FactorMoves, BesideAnIndicatorWithAVarianceModelHaveThePosteriorOfWalks) {
+  expect_same_posterior({"f -> x y y2", "var(y2) ~ z"}, {"f"});
+}
+
+TEST(FactorWithAVarianceModel, HasThePosteriorOfWalks) {
+  expect_same_posterior({"f -> x y y2", "var(f) ~ z", "w ~ f z"}, {"f"});
+}
+
+TEST(FactorInAVarianceModel, HasThePosteriorOfWalks) {
+  expect_same_posterior({"f -> x y y2", "w ~ z", "var(w) ~ f"}, {"f"});
+}
+
 }  // namespace
 }  // namespace tovik::tests::factor_moves_kernel_test

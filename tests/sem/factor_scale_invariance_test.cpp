@@ -17,6 +17,7 @@
 #include "sem/ensemble/likelihood_lists.hpp"
 #include "sem/outcomes/scaled.hpp"
 #include "sem/wiring/settings.hpp"
+#include "yjt_world.hpp"
 
 namespace tovik::tests::factor_scale_invariance_test {
 namespace {
@@ -48,6 +49,7 @@ struct ScaledFactor {
   equation_setup f, v;
   std::vector<equation_setup> readers;
   bool in_a_variance = false;
+  lambda_bounds lambda;  ///< of a transformation of f
   std::shared_ptr<LogScale> of_v, of_reader;
   std::shared_ptr<FactorScale> factor;
   std::vector<std::shared_ptr<Normal>> models;  ///< of the readers
@@ -76,7 +78,7 @@ struct ScaledFactor {
 
   void build(step scores) {
     of_v = std::make_shared<LogScale>(&estimator, v);
-    factor = std::make_shared<FactorScale>(&estimator, data::type::latent, sem::Factor::without_values(f));
+    factor = make_factor();
     factor->addLogScale(of_v.get());
     factor->imp_tune.value = 1.5;
     std::vector<std::shared_ptr<sem::estimator::Outcome>> all = {of_v, factor};
@@ -98,6 +100,20 @@ struct ScaledFactor {
     for (const auto& ids : world.units) units.push_back(&ids);
     sem::wire_likelihood_lists(all, units, world.data);
     if (scores == step::solver) solve();
+  }
+  std::shared_ptr<FactorScale> make_factor() {
+    equation_setup whole = sem::Factor::without_values(f);
+    if (!lambda.is_set()) return std::make_shared<FactorScale>(&estimator, data::type::latent, whole);
+    whole.response_moves = true;
+    auto out = std::make_shared<sem::yjt<FactorScale>>(&estimator, data::type::latent, whole, 1.0, true);
+    out->take_lambda_prior(
+        std::make_shared<sem::Parameter>(&estimator, sem::estimator::cluster(), sem::distribution::uniform,
+                                         lambda.lower, lambda.upper),
+        {});
+    std::vector<sem::estimator::tune_obj*> proposals;
+    out->addProposals(proposals);
+    proposals.front()->value = 0.4;
+    return out;
   }
   void solve() {
     using sem::distribution_type;
@@ -122,6 +138,7 @@ struct ScaledFactor {
     const arma::vec sd = arma::sqrt(variances(model));
     arma::vec values = model.compute_predicted(world.data);
     for (arma::uword i = 0; i < values.n_elem; ++i) values(i) += sd(i) * rng.rnorm();
+    if (lambda.is_set() && &model == factor.get()) draw_lambda(*factor, lambda, values, rng);
     for (arma::uword row = 0; row < world.data.n_rows; ++row)
       world.data(row, model.y(0)) = values(world.units[model.level](row));
   }
@@ -173,6 +190,10 @@ struct ScaledFactor {
                                g(1) * std::log(std::fabs(e(1) * sd(1))),
                                arma::accu(factor->logLiklihood(world.data, static_cast<int>(f.level)))};
     add_effects(*factor, f0, out);
+    if (lambda.is_set()) {
+      const double l = dynamic_cast<const sem::yjt<FactorScale>&>(*factor).lambda() - lambda.middle();
+      out.insert(out.end(), {l, l * f0, l * b(0), l * g(0), l * e(1)});
+    }
     for (const auto& model : models) {
       const arma::vec d = model->compute_residual(world.data).as_col() / arma::sqrt(variances(*model));
       for (arma::uword j : model->free) {
@@ -218,8 +239,8 @@ INSTANTIATE_TEST_SUITE_P(EachStep, FactorScaleInvariance,
                          testing::Values(step::metropolis, step::slice, step::solver), name_of);
 
 /// Where no distribution is solved.
-class FactorInAVariance : public testing::TestWithParam<step> {};
-INSTANTIATE_TEST_SUITE_P(EachStep, FactorInAVariance, testing::Values(step::metropolis, step::slice),
+class FactorWithoutSolution : public testing::TestWithParam<step> {};
+INSTANTIATE_TEST_SUITE_P(EachStep, FactorWithoutSolution, testing::Values(step::metropolis, step::slice),
                          name_of);
 
 TEST_P(FactorScaleInvariance, OfRows) {
@@ -250,15 +271,24 @@ TEST_P(FactorScaleInvariance, OfClustersWithinClusters) {
   w.scans_leave_joint(GetParam());
 }
 
-TEST_P(FactorInAVariance, OfAnotherEquation) {
+TEST_P(FactorWithoutSolution, InTheVarianceOfAnotherEquation) {
   ScaledFactor w(1, {{12}}, 734, 0);
   w.in_a_variance = true;
   w.scans_leave_joint(GetParam());
 }
 
-TEST_P(FactorInAVariance, OfTheRowsOfItsClusters) {
+TEST_P(FactorWithoutSolution, InTheVarianceOfTheRowsOfItsClusters) {
   ScaledFactor w(2, {{3, 1, 4, 1, 2, 1}}, 735, 1);
   w.in_a_variance = true;
+  w.scans_leave_joint(GetParam());
+}
+
+/// The readers have f, the equation what it is transformed to.
+TEST_P(FactorWithoutSolution, OfATransformationThatIsDrawn) {
+  ScaledFactor w(2, small, 738, 0);
+  w.lambda = {0.3, 1.7};
+  w.f.z[0] = {0};
+  w.f.icept = {1};
   w.scans_leave_joint(GetParam());
 }
 

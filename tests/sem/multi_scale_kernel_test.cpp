@@ -9,6 +9,7 @@
 #include "kernel_samples.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
+#include "sem/autosolver/solver.hpp"
 #include "sem/outcomes/block_member.hpp"
 #include "sem/outcomes/multi_scale.hpp"
 #include "sem/outcomes/scaled.hpp"
@@ -37,8 +38,7 @@ struct Block {
   std::vector<std::shared_ptr<sem::Regression>> members;
   std::shared_ptr<MultiScale> block;
   arma::Mat<double> R;
-  bool with_list = false;
-  bool first_is_read = false;
+  bool first_is_read = false, first_is_solved = false, first_is_factor = false;
   const Setting<bool> check{sem::Regression::check_residuals, true};
 
   Block(unsigned levels, const nesting& sizes, std::uint32_t seed)
@@ -65,7 +65,11 @@ struct Block {
       equation_setup of_scale = world.setup(0, {0, 3 + k});
       of_scale.coefficients = sem::scan::coefficient_prior::ridge(log_prior_variance);
       scales.push_back(std::make_shared<LogScale>(&estimator, of_scale));
-      members.push_back(std::make_shared<NormalScale>(&estimator, data::type::continuous, setups[k]));
+      if (k == 0 && first_is_factor)
+        members.push_back(std::make_shared<sem::FactorScale>(&estimator, data::type::latent,
+                                                             sem::Factor::without_values(setups[k])));
+      else
+        members.push_back(std::make_shared<NormalScale>(&estimator, data::type::continuous, setups[k]));
     }
     members.push_back(std::make_shared<sem::MultiNormal>(&estimator, data::type::continuous, setups[2]));
     sem::block_setup setup;
@@ -79,10 +83,22 @@ struct Block {
     for (unsigned k = 0; k < 2; ++k) block->addLogScale(scales[k].get(), k);
     dynamic_cast<sem::Normal&>(*members[2]).sigma2 = known_variance;
     block->start();
+    if (first_is_solved) solve();
     if (!first_is_read) return;
     auto list = std::make_unique<sem::estimator::likelihood>();
     for (const auto& model : members) list->add_once(model->likelihoodFunc(sem::likelihood_type::imputed));
     members[0]->addLL(std::move(list), sem::likelihood_type::imputed);
+  }
+  /// The second outcome reads the first in its last term.
+  void solve() {
+    auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
+    solver->rng = &estimator.random;
+    solver->units = std::make_shared<const arma::uvec>(members[0]->missing_rows);
+    const auto reads = sem::autosolver::solution::constant(static_cast<unsigned>(setups[1].x.n_elem) - 1,
+                                                           static_cast<unsigned>(column(0)));
+    solver->functions = {
+        block->distributionFunc({{members[0].get(), {}}, {members[1].get(), reads}}, 0, *solver->units)};
+    members[0]->addDist(solver, sem::distribution_type::fixed);
   }
   /// Uniform among the correlation matrices.
   void draw_correlations() {
@@ -194,6 +210,38 @@ TEST(MultiScaleKernel, MissingValuesThatAnotherMemberReads) {
   block.setups[0].missing_units = {0, 3, 7};
   block.setups[1].x = {0, 1};
   block.first_is_read = true;
+  block.scans_leave_joint();
+}
+
+TEST(MultiScaleKernel, MissingValuesThatAnotherMemberReadsSolved) {
+  Block block(1, {{12}}, 755);
+  block.setups[0].missing_units = {0, 3, 7};
+  block.setups[1].x = {0, 1};
+  block.first_is_solved = true;
+  block.scans_leave_joint();
+}
+
+void factor_that_is_read(bool solved, std::uint32_t seed) {
+  Block block(1, {{12}}, seed);
+  block.setups[1].x = {0, 1};
+  block.first_is_factor = true;
+  (solved ? block.first_is_solved : block.first_is_read) = true;
+  block.scans_leave_joint();
+}
+
+TEST(MultiScaleKernel, AFactorThatAnotherMemberReads) {
+  factor_that_is_read(false, 756);
+}
+
+TEST(MultiScaleKernel, AFactorThatAnotherMemberReadsSolved) {
+  factor_that_is_read(true, 758);
+}
+
+TEST(MultiScaleKernel, AFactorWithRandomIntercepts) {
+  Block block(2, {{5, 1, 4}, {3, 2}}, 757);
+  block.setups[0].z[0] = {0};
+  block.setups[0].icept = {1};
+  block.first_is_factor = true;
   block.scans_leave_joint();
 }
 

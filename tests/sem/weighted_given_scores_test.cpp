@@ -7,7 +7,9 @@
 #include <memory>
 
 #include "naive_normal.hpp"
+#include "random/densities.hpp"
 #include "sample_tests.hpp"
+#include "sem/outcomes/weighted_block.hpp"
 #include "sem/wiring/settings.hpp"
 #include "weighted_world.hpp"
 
@@ -194,6 +196,48 @@ TEST(WeightedGivenScores, EffectsOfAProbitModelAreTheTextbooksWithWeightedSums) 
       if (::testing::Test::HasFatalFailure()) FAIL() << "scan " << t;
     }
   });
+}
+
+// In a block the coefficients of a member are drawn from y - c with the variance s that the other residuals
+// leave: inv(X'WX) s around inv(X'WX) X'W(y - c).
+TEST(WeightedGivenScores, CoefficientsOfAMemberOfABlockHaveTheirClosedForm) {
+  World world = weighted_world({{30}}, 10);
+  Random rng(10, 4U);
+  world.data.insert_cols(12, 1);
+  for (arma::uword i = 0; i < world.data.n_rows; ++i)
+    world.data(i, 12) = 0.7 * world.data(i, 1) + rng.rnorm();
+  equation_setup first = world.setup(0, {0, 2}), second = world.setup(0, {0});
+  second.y = 12;
+  second.fixed = {0};
+  second.fixed_values = {0.4};
+  LoneEstimator estimator(23);
+  const sem::Estimator* own = &estimator;
+  const auto w = weights_of(world, first, false);
+  const auto member = [&](const equation_setup& setup) {
+    return std::make_shared<sem::MultiNormalWeighted>(
+        w, sem::Regression::parts_of(own, data::type::continuous, setup), own, data::type::continuous, setup);
+  };
+  const auto a = member(first), b = member(second);
+  sem::block_setup together;
+  together.members = {a.get(), b.get()};
+  together.correlations.eye(2, 2);
+  together.elements.zeros(2, 2);
+  together.known_variances.zeros(2);
+  const auto block = std::make_shared<sem::MultiWeightedUnstruct>(own, together);
+  block->register_ptrs();
+  block->addStarts({1.5, 0.9, 1.1});
+  const double s = 1.5 - 0.9 * 0.9 / 1.1;
+  const arma::mat X = world.data.cols(arma::uvec{0, 2}), XW = X.each_col() % w->rows;
+  const arma::vec y = world.data.col(1) - 0.9 / 1.1 * (world.data.col(12) - 0.4);
+  const arma::vec mean = arma::solve(X.t() * XW, XW.t() * y);
+  const arma::mat root = arma::chol(arma::mat(X.t() * XW)) / std::sqrt(s);
+  std::vector<double> z[2];
+  for (int t = 0; t < 5000; ++t) {
+    a->draw(world.data);
+    const arma::vec standard = root * (a->betas_.col(0) - mean);
+    for (arma::uword j : {0, 1}) z[j].push_back(standard(j));
+  }
+  for (const auto& one : z) EXPECT_LT(kolmogorov(one, [](double x) { return phi(x); }), 2.5);
 }
 
 }  // namespace

@@ -1,19 +1,20 @@
-// The scores of factors and ordinal outcomes under sampling weights, their parameters known: at their own
-// level they have the distribution that they have without weights, of clusters that of rows which tell as
-// often as their weights within the cluster say. Thresholds, the scores integrated out, are parameters.
+// The scores of factors under sampling weights, their parameters known: at their own level they have the
+// distribution that they have without weights, of clusters that of rows which tell as often as their weights
+// within the cluster say.
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "random/densities.hpp"
 #include "sample_tests.hpp"
 #include "sem/autosolver/solver.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/outcomes/weighted_block.hpp"
 #include "sem/wiring/settings.hpp"
 #include "weighted_world.hpp"
 
@@ -23,9 +24,7 @@ namespace {
 using sem::equation_setup;
 using sem::FactorWeighted;
 using sem::NormalWeighted;
-using sem::OrdinalWeighted;
 using sem::estimator::weights;
-using sem::scan::coefficient_prior;
 
 enum class step { metropolis, slice, solver };
 
@@ -55,14 +54,7 @@ struct Measured {
     sem::wire_likelihood_lists({factor, indicators[0], indicators[1]}, units, world.data);
   }
   equation_setup known(equation_setup setup, arma::uword y, const arma::vec& betas, double v) const {
-    setup.y = y;
-    setup.fixed = arma::regspace<arma::uvec>(0, betas.n_elem - 1);
-    setup.fixed_values = betas;
-    setup.estimate_resid = false;
-    setup.resid_value = v;
-    setup.mutable_columns.assign(world.data.n_cols, false);
-    setup.mutable_columns[score_column] = true;
-    return setup;
+    return known_equation(std::move(setup), world, y, betas, v);
   }
   void solve() {
     auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
@@ -97,21 +89,24 @@ struct Measured {
 
 // Kept apart by 60 scans the draws of a walk that accepts two in five are all but independent: 0.6^60 = 5e-14
 // of them have not moved, and the walk forgets a standard deviation in about five.
-void expect_scores(Measured& w, step how, bool by_g) {
-  const Setting<bool> sampler(sem::sampler_settings::ess_sampler, how == step::slice);
-  w.factor->imp_tune.value = 2.4;
-  if (how == step::solver) w.solve();
-  const arma::vec of_row = by_g ? w.of_rows->within : arma::vec(w.world.data.n_rows, arma::fill::ones);
+template <class Factor, class Measures>
+void expect_standard(Factor& factor, Measures& w, int apart, const arma::vec& of_row) {
+  factor.imp_tune.value = 2.4;
   std::vector<double> z;
-  const int apart = how == step::solver ? 1 : 60, draws = 400;
-  for (int t = 0; t < draws; ++t) {
-    for (int k = 0; k < apart; ++k) w.factor->draw(w.world.data);
+  for (int t = 0; t < 400; ++t) {
+    for (int k = 0; k < apart; ++k) factor.draw(w.world.data);
     for (double one : w.standardised(of_row)) z.push_back(one);
   }
   EXPECT_LT(kolmogorov(z, [](double x) { return phi(x); }), 2.5);
-  arma::vec squares(z);
-  squares = arma::square(squares);
+  const arma::vec squares = arma::square(arma::vec(z));
   EXPECT_NEAR(arma::mean(squares), 1.0, 5.0 * std::sqrt(2.0 / static_cast<double>(squares.n_elem)));
+}
+
+void expect_scores(Measured& w, step how, bool by_g) {
+  const Setting<bool> sampler(sem::sampler_settings::ess_sampler, how == step::slice);
+  if (how == step::solver) w.solve();
+  expect_standard(*w.factor, w, how == step::solver ? 1 : 60,
+                  by_g ? w.of_rows->within : arma::vec(w.world.data.n_rows, arma::fill::ones));
 }
 
 std::string name_of(const testing::TestParamInfo<step>& info) {
@@ -138,83 +133,96 @@ TEST_P(WeightedFactorScores, OfClustersMeetTheirRowsByG) {
   }
 }
 
-/// An ordinal outcome with three categories and known coefficients, with weights.
-struct Thresholds {
-  static constexpr double high = 4.0;
-  static constexpr int cells = 4000;
+/// A factor f and an outcome y of its level whose residuals are correlated, of which y reads f; and an
+/// indicator of the rows. All parameters are known.
+struct MeasuredInABlock {
+  static constexpr double v = 0.6, loading = 0.9, reading = 0.5;
   World world;
-  LoneEstimator estimator{21};
-  equation_setup setup;
-  sem::ordered_values observed;
-  std::shared_ptr<const weights> w;
-  std::shared_ptr<OrdinalWeighted> model;
-  arma::vec mu;
+  LoneEstimator estimator{22};
+  arma::mat Sigma = {{0.8, 0.6}, {0.6, 1.2}};
+  std::shared_ptr<sem::MultiFactorWeighted> f;
+  std::shared_ptr<sem::MultiNormalWeighted> y;
+  std::shared_ptr<NormalWeighted> indicator;
+  std::shared_ptr<sem::MultiWeightedUnstruct> block;
+  std::shared_ptr<const weights> of_rows;
 
-  Thresholds(const nesting& sizes, bool of_clusters) : world(weighted_world(sizes, 8)) {
-    setup = world.setup(0, {0, 2});
-    setup.fixed = {0, 1};
-    setup.fixed_values = {0.4, 0.3};
-    setup.response_moves = true;
-    setup.coefficients = coefficient_prior::ridge(5.0);
-    mu = 0.4 + 0.3 * world.data.col(2);
-    w = weights_of(world, setup, of_clusters);
-    observed = {{0.0, 1.0, 2.0}, arma::uvec(mu.n_elem), 1};
-    Random rng(8, 4U);
-    // Where the weights are large the upper category is rare.
-    for (arma::uword i = 0; i < mu.n_elem; ++i) {
-      const double score = mu(i) + rng.rnorm(), cut = w->rows(i) > 0.6 ? 1.8 : 0.5;
-      observed.of_unit(i) = score <= 0.0 ? 0 : score <= cut ? 1 : 2;
-    }
+  MeasuredInABlock(const nesting& sizes, unsigned level) : world(weighted_world(sizes, 9)) {
+    simulate_outcome(world, level, 0.5, 9);
+    world.data.insert_cols(12, 1);
+    Random rng(9, 4U);
+    for (double& cell : world.data.col(12)) cell = 0.5 + rng.rnorm();
     const sem::Estimator* own = &estimator;
-    model = std::make_shared<OrdinalWeighted>(w, sem::Regression::parts_of(own, data::type::ordinal, setup),
-                                              own, setup, observed);
+    const equation_setup of_f = sem::Factor::without_values(
+                             known(world.setup(level, {0}), score_column, {0.3}, 1.0)),
+                         of_y = known(world.setup(level, {0, score_column}), 1, {-0.2, reading}, 1.0),
+                         of_row = known(world.setup(0, {0, score_column}), 12, {0.4, loading}, v);
+    const auto w = weights_of(world, of_f, level == 0);
+    of_rows = weights_of(world, of_row, true);
+    f = std::make_shared<sem::MultiFactorWeighted>(
+        w, sem::Regression::parts_of(own, data::type::latent, of_f), own, data::type::latent, of_f);
+    y = std::make_shared<sem::MultiNormalWeighted>(
+        w, sem::Regression::parts_of(own, data::type::continuous, of_y), own, data::type::continuous, of_y);
+    indicator = make_normal(estimator, of_row, of_rows);
+    for (arma::uword i = 0; i < world.data.n_rows; ++i)
+      world.data(i, score_column) = world.data(world.first_rows[level](world.units[level](i)), score_column);
+    sem::block_setup together;
+    together.members = {f.get(), y.get()};
+    together.correlations.eye(2, 2);
+    together.elements.zeros(2, 2);
+    together.known_variances.zeros(2);
+    block = std::make_shared<sem::MultiWeightedUnstruct>(own, together);
+    block->register_ptrs();
+    block->addStarts({Sigma(0, 0), Sigma(1, 0), Sigma(1, 1)});
+    sem::level_units units;
+    for (const auto& ids : world.units) units.push_back(&ids);
+    sem::wire_likelihood_lists({f, y, indicator}, units, world.data);
   }
-  /// At cells + 1 equal steps to `high`: that of prod_i P(category_i)^W_i, the threshold having a flat prior.
-  std::vector<double> distribution(const arma::vec& by) const {
-    std::vector<double> log_density, out = {0.0};
-    for (int k = 0; k < cells; ++k) {
-      const double t = high * (k + 0.5) / cells;
-      double sum = 0.0;
-      for (arma::uword i = 0; i < mu.n_elem; ++i) {
-        if (observed.of_unit(i) == 1) sum += by(i) * std::log(phi(t - mu(i)) - phi(-mu(i)));
-        if (observed.of_unit(i) == 2) sum += by(i) * std::log(phi(mu(i) - t));
-      }
-      log_density.push_back(sum);
+  equation_setup known(equation_setup setup, arma::uword column, const arma::vec& betas,
+                       double variance) const {
+    return known_equation(std::move(setup), world, column, betas, variance);
+  }
+  void solve() {
+    using sem::autosolver::solution;
+    auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
+    solver->rng = &estimator.random;
+    const arma::uvec units = f->missing_rows;
+    const auto level = static_cast<int>(f->level);
+    solver->functions = {block->distributionFunc(
+                             {{f.get(), {}}, {y.get(), solution::constant(1, score_column)}}, level, units),
+                         indicator->distributionFunc(sem::distribution_type::fixed,
+                                                     solution::constant(1, score_column), level, units)};
+    f->addDist(solver, sem::distribution_type::fixed);
+  }
+  arma::vec standardised(const arma::vec& of_row) const {
+    const arma::mat Omega = arma::inv_sympd(Sigma);
+    const arma::vec a = {-1.0, reading};  // of f in the residuals, which are b - a f
+    arma::vec q(f->n_units, arma::fill::value(arma::as_scalar(a.t() * Omega * a))), d(f->n_units),
+        out(f->n_units);
+    for (arma::uword c = 0; c < q.n_elem; ++c) {
+      const arma::vec b = {-0.3, world.data(world.first_rows[f->level](c), 1) + 0.2};
+      d(c) = arma::as_scalar(a.t() * Omega * b);
     }
-    const double top = *std::max_element(log_density.begin(), log_density.end());
-    for (double one : log_density) out.push_back(out.back() + std::exp(one - top));
-    for (double& one : out) one /= out.back();
+    for (arma::uword i = 0; i < world.data.n_rows; ++i) {
+      const arma::uword c = world.units[f->level](i);
+      q(c) += of_row(i) * loading * loading / v;
+      d(c) += of_row(i) * loading * (world.data(i, 12) - 0.4) / v;
+    }
+    for (arma::uword c = 0; c < q.n_elem; ++c)
+      out(c) = (world.data(world.first_rows[f->level](c), score_column) - d(c) / q(c)) * std::sqrt(q(c));
     return out;
-  }
-  /// Of the score of a unit within its category, uniform.
-  double place_in_category(arma::uword i) const {
-    const double t = model->tau()(1), lower[] = {0.0, phi(-mu(i)), phi(t - mu(i))},
-                 upper[] = {lower[1], lower[2], 1.0};
-    const arma::uword k = observed.of_unit(i);
-    return (phi(model->propensity.values(i) - mu(i)) - lower[k]) / (upper[k] - lower[k]);
   }
 };
 
-TEST(WeightedScores, ThresholdsHaveThePseudoPosteriorAndScoresGivenThemThePlainDistribution) {
-  for (const bool of_clusters : {false, true}) {
-    Thresholds w(of_clusters ? unbalanced_clusters : nesting{{80}}, of_clusters);
-    const std::vector<double> F = w.distribution(w.w->rows),
-                              plain = w.distribution(arma::vec(w.mu.n_elem, arma::fill::ones));
-    const auto at = [](const std::vector<double>& of, double t) {
-      const double x = std::min(t / Thresholds::high, 1.0) * Thresholds::cells;
-      const auto k = std::min(static_cast<std::size_t>(x), of.size() - 2);
-      return of[k] + (x - static_cast<double>(k)) * (of[k + 1] - of[k]);
-    };
-    std::vector<double> tau, place;
-    for (int t = 0; t < 3000; ++t) {
-      for (int k = 0; k < 20; ++k) w.model->draw(w.world.data);
-      tau.push_back(w.model->tau()(1));
-      for (arma::uword i = static_cast<arma::uword>(t % 7); i < w.mu.n_elem; i += 7)
-        place.push_back(w.place_in_category(i));
+TEST(WeightedScores, OfAFactorInABlockHaveThePlainDistribution) {
+  for (const bool solved : {false, true}) {
+    MeasuredInABlock rows({{4, 1, 6}, {3, 5}, {2, 4}}, 0),
+        clusters({{4, 1, 6}, {3, 5}, {2, 4}, {3, 2, 1, 4}}, 1);
+    for (MeasuredInABlock* w : {&rows, &clusters}) {
+      if (solved) w->solve();
+      expect_standard(
+          *w->f, *w, solved ? 1 : 60,
+          w == &clusters ? w->of_rows->within : arma::vec(w->world.data.n_rows, arma::fill::ones));
     }
-    EXPECT_LT(kolmogorov(tau, [&](double t) { return at(F, t); }), 2.5);
-    EXPECT_GT(kolmogorov(tau, [&](double t) { return at(plain, t); }), 10.0);
-    EXPECT_LT(kolmogorov(place, [](double x) { return x; }), 2.5);
   }
 }
 

@@ -61,6 +61,19 @@ inline std::shared_ptr<sem::NormalWeighted> make_normal(
       w, sem::Regression::parts_of(own, data::type::continuous, setup), own, setup);
 }
 
+/// The equation of column y with known coefficients and variance; scores are in a column that moves.
+inline sem::equation_setup known_equation(sem::equation_setup setup, const World& world, arma::uword y,
+                                          const arma::vec& betas, double v) {
+  setup.y = y;
+  setup.fixed = arma::regspace<arma::uvec>(0, betas.n_elem - 1);
+  setup.fixed_values = betas;
+  setup.estimate_resid = false;
+  setup.resid_value = v;
+  setup.mutable_columns.assign(world.data.n_cols, false);
+  setup.mutable_columns[score_column] = true;
+  return setup;
+}
+
 /// Rows of which each has the weight 1 or 3, with the mean 2 in each cluster, and the data in which they
 /// stand that many times.
 struct repeated_rows {

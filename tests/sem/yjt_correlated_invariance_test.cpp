@@ -104,6 +104,7 @@ TEST(YeoJohnsonInABlock, OfClusters) {
   w.add(1, {0, 6}).z = {{0}};
   w.transform(lower, upper);
   w.add(1, {0}).missing_units = {2};
+  w.hold_correlation(1, 0, 0.8);
   leaves_joint(w, how::scans);
 }
 
