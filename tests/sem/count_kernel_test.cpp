@@ -150,7 +150,6 @@ TEST(NewtonMove, DrawsFromThePosteriorInAnyUnits) {
     const arma::Col<double> y = simulate_counts(rest + 0.4 * one + 0.5 / unit * x, 0.6, rng);
     constexpr arma::uword first = 9, n = 18;
     newton_move::terms what;
-    what.columns = {one.memptr(), x.memptr()};
     what.precision = {2.0, 0.5 * unit, 0.5 * unit, unit * unit};
     what.mean = {0.3, 0.1 / unit};
     what.value = {0.0, 0.0};
@@ -165,10 +164,12 @@ TEST(NewtonMove, DrawsFromThePosteriorInAnyUnits) {
     const negative_binomial law(0.6);
     newton_move step;
     arma::Col<double> eta = rest;
+    const std::vector<newton_move::part> parts = {
+        {&law, y.memptr() + first, eta.memptr() + first, n, {one.memptr() + first, x.memptr() + first}}};
     std::vector<double> a, b;
     int moved = 0;
     for (int i = 0; i < 5000; ++i) {
-      for (int thin = 0; thin < 3; ++thin) moved += step.move(law, y, first, n, what, eta, rng) ? 1 : 0;
+      for (int thin = 0; thin < 3; ++thin) moved += step.move(parts, what, rng) ? 1 : 0;
       a.push_back(what.value[0]);
       b.push_back(unit * what.value[1]);
     }
@@ -180,6 +181,51 @@ TEST(NewtonMove, DrawsFromThePosteriorInAnyUnits) {
       EXPECT_NEAR(eta(i) - rest(i), i >= first && i < first + n ? added : 0.0, 1e-8);
     }
   }
+}
+
+// A term of two equations of different dispersion, one of the first alone, and one of the second alone that
+// has bounds, into which a good part of the proposals would not go.
+TEST(NewtonMove, DrawsTermsOfSeveralEquationsWithinBounds) {
+  Random rng(197, 1U);
+  const arma::Col<double> one(16, arma::fill::ones), x = rng.randn(16, 1);
+  arma::Col<double> eta_1(16, arma::fill::value(3.0)), eta_2(16, arma::fill::value(6.0));
+  const arma::Col<double> rest_1 = eta_1, rest_2 = eta_2;
+  const arma::Col<double> y_1 = simulate_counts(rest_1 + 0.4 * x, 0.6, rng);
+  const arma::Col<double> y_2 = simulate_counts(rest_2 + 0.4 * x, 4.0, rng);
+  constexpr double lower = -0.1, upper = 0.25;
+  const negative_binomial law_1(0.6), law_2(4.0);
+  newton_move::terms what;
+  what.precision = {1.0, 0.0, 0.0, 1.0};
+  what.mean = {0.0, 0.1};
+  what.value = {0.0, 0.0};
+  what.lower = {-INFINITY, lower};
+  what.upper = {INFINITY, upper};
+  const std::vector<newton_move::part> parts = {
+      {&law_1, y_1.memptr(), eta_1.memptr(), 16, {x.memptr(), nullptr}},
+      {&law_2, y_2.memptr(), eta_2.memptr(), 16, {x.memptr(), one.memptr()}}};
+  const grid_posterior exact(-1.5, 1.5, lower, upper, [&](double a, double b) {
+    double sum = -0.5 * (a * a + (b - 0.1) * (b - 0.1));
+    for (arma::uword i = 0; i < 16; ++i)
+      sum += log_probability(y_1(i), std::exp(rest_1(i) + a * x(i)), 0.6) +
+             log_probability(y_2(i), std::exp(rest_2(i) + a * x(i) + b), 4.0);
+    return sum;
+  });
+  ASSERT_LT(exact.at_edges_of_a(), 1e-5);
+  ASSERT_GT(exact.at_edges_of_b(), 1e-3);
+  newton_move step;
+  std::vector<double> a, b;
+  int moved = 0;
+  for (int i = 0; i < 5000; ++i) {
+    for (int thin = 0; thin < 4; ++thin) moved += step.move(parts, what, rng) ? 1 : 0;
+    a.push_back(what.value[0]);
+    b.push_back(what.value[1]);
+  }
+  EXPECT_LT(kolmogorov(a, [&](double at) { return exact.below_a(at); }), 2.5);
+  EXPECT_LT(kolmogorov(b, [&](double at) { return exact.below_b(at); }), 2.5);
+  EXPECT_GT(moved, 3000);
+  EXPECT_LT(moved, 12000);
+  EXPECT_NEAR(eta_1(3) - rest_1(3), what.value[0] * x(3), 1e-8);
+  EXPECT_NEAR(eta_2(3) - rest_2(3), what.value[0] * x(3) + what.value[1], 1e-8);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <stdexcept>
 
+#include "sem/count_world.hpp"
 #include "sem/ensemble/factory.hpp"
 #include "sem/ensemble/label_plan.hpp"
 #include "sem/ensemble/make_block.hpp"
@@ -75,6 +76,10 @@ void label_bench::draw_outcome(const std::string& outcome) {
   arma::mat const fitted = model.compute_predicted(data());
   auto* ordinal = dynamic_cast<sem::Ordinal*>(&model);
   const bool logistic = dynamic_cast<sem::Logistic*>(&model) != nullptr;
+  if (const auto* counts = dynamic_cast<sem::NBinomial*>(&model)) {
+    data().col(model.y(0)) = simulate_counts(arma::log(fitted), counts->dispersion(), rng);
+    return;
+  }
   for (arma::uword i = 0; i < fitted.n_elem; ++i) {
     double& y = data()(i, model.y(0));
     if (logistic)

@@ -47,7 +47,8 @@ class label_bench {
   double cell(const std::string& name) const { return cells.at(name).cell->eval(); }
   arma::mat& data() { return working.data; }
 
-  /// The outcome of an equation from the equation, at its current parameters; of categories 0 or 1.
+  /// The outcome of an equation from the equation, at its current parameters; of categories 0 or 1, or a
+  /// count.
   void draw_outcome(const std::string& outcome);
 
   /// The k-th correlation that a phantom carries, counted from 0 in the order of the list.

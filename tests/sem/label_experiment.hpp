@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "sem/count_world.hpp"
 #include "sem/kernel_samples.hpp"
 #include "sem/label_bench.hpp"
 #include "sem/outcomes/logistic.hpp"
@@ -36,6 +37,8 @@ struct LabelExperiment {
       sem::Regression& model = bench.regression(name);
       if (sem::Normal* y = normal(name); y != nullptr && y->estimate_resid)
         y->sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
+      if (auto* counts = dynamic_cast<sem::NBinomial*>(&model))
+        counts->set_dispersion(draw_prior_dispersion(rng));
       for (arma::uword j : model.free)
         model.betas_(j) = std::sqrt(model.coefficient_variance(j)) * rng.rnorm();
       for (unsigned L = 0; L < model.n_levels; ++L) {
@@ -68,13 +71,21 @@ struct LabelExperiment {
     for (std::size_t k = 0; k < priors.size(); ++k) bench.label(priors[k].first).constraint->write(values[k]);
   }
 
+  /// Of an outcome: its values, of a count in a scale in which no sum of most of them is 0.
+  arma::vec values_of(const std::string& outcome) {
+    sem::Regression& model = bench.regression(outcome);
+    const arma::vec y = bench.data().col(model.y(0));
+    if (dynamic_cast<sem::NBinomial*>(&model) == nullptr) return y;
+    return arma::log1p(y) - 0.3;
+  }
+
   std::vector<double> functions() {
     std::vector<double> out;
     for (const auto& [name, draw] : priors) {
       const double value = bench.label(name).constraint->value;
       out.push_back(value);
       for (const std::string& outcome : outcomes) {
-        const arma::vec y = bench.data().col(bench.regression(outcome).y(0));
+        const arma::vec y = values_of(outcome);
         out.push_back(value * arma::dot(y, bench.data().col(bench.column("x"))));
         out.push_back(value * arma::dot(y, bench.data().col(bench.column("z"))));
       }
@@ -87,6 +98,11 @@ struct LabelExperiment {
       }
       for (const arma::mat& u : model.u) {
         if (!u.is_empty()) out.push_back(u(0, 0) + u(u.n_rows - 1, 0));
+      }
+      if (auto* counts = dynamic_cast<sem::NBinomial*>(&model)) {
+        const double log_r = std::log(counts->dispersion());
+        out.insert(out.end(), {log_r, log_r * arma::accu(values_of(outcome)),
+                               arma::accu(model.logLiklihood(bench.data(), 0))});
       }
       sem::Normal* y = normal(outcome);
       if (y == nullptr) continue;

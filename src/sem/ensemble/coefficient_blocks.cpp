@@ -6,6 +6,7 @@
 
 #include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/multi_scale.hpp"
+#include "sem/outcomes/nbinomial.hpp"
 #include "sem/outcomes/parameter.hpp"
 #include "support/error.hpp"
 
@@ -35,11 +36,25 @@ joint_coefficients::joint_coefficients(std::shared_ptr<coefficient_block> block,
     else
       found->members.push_back(equation);
   }
+  for (Regression* equation : equations_)
+    if (auto* counts = dynamic_cast<NBinomial*>(equation)) counts_.push_back(counts);
+  if (counts_.size() != equations_.size()) counts_.clear();
+  parts_.resize(counts_.size());
+  for (arma::uword p = 0; p < block_->parameters().size(); ++p) all_.push_back(p);
+}
+
+// Before the weights are drawn, which it integrates out.
+void joint_coefficients::move_counts(const arma::Mat<double>& data) {
+  if (counts_.empty()) return;
+  for (std::size_t k = 0; k < counts_.size(); ++k) counts_[k]->tell_counts(data, all_, parts_[k]);
+  block_->tell(all_, terms_);
+  if (newton_.move(parts_, terms_, rng_)) block_->take(all_, terms_.value);
 }
 
 // All responses first: those of one equation may be predictors of the next. The effects come last, of all
 // equations before anything else is drawn, since the coefficients were drawn without them.
 void joint_coefficients::draw(arma::Mat<double>& data) {
+  move_counts(data);
   bool ready = true;
   for (Regression* equation : equations_) ready = equation->make_ready(data) && ready;
   if (!ready) return;
@@ -192,7 +207,10 @@ std::unique_ptr<joint_coefficients> coefficient_blocks::build(const group& g, Ra
       const auto at = std::find(g.equations.begin(), g.equations.end(), info.model) - g.equations.begin();
       of_equation[static_cast<std::size_t>(at)](info.position) = parameters.size();
     }
-    parameters.push_back({m->prior, equation(first.model).betas_.memptr() + first.position, m->parameter});
+    const bool several = std::any_of(m->label->places.begin(), m->label->places.end(),
+                                     [&](const constraint_info& info) { return info.model != first.model; });
+    parameters.push_back(
+        {m->prior, equation(first.model).betas_.memptr() + first.position, m->parameter, several});
   }
   for (std::size_t k = 0; k < g.equations.size(); ++k) {
     Regression& e = equation(g.equations[k]);

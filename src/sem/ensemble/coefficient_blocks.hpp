@@ -15,11 +15,14 @@ class Random;
 
 namespace tovik::sem {
 
+class NBinomial;
+
 /// Several equations whose coefficients are drawn together, because labels stand in more than one of them:
 /// before the equations themselves are drawn, with the random effects that this integrates out. One that is
 /// in a block of correlated outcomes is drawn given the residuals of the other members, as in its own draw;
 /// where two of one block are among the equations, both enter by the joint density of the block, given their
-/// random effects.
+/// random effects. Where all are equations of counts, the parameters first move as those of one equation do
+/// (see NBinomial).
 class joint_coefficients {
  public:
   /// `equations`: none before one whose outcome it reads.
@@ -29,6 +32,8 @@ class joint_coefficients {
   void draw(arma::Mat<double>& data);
 
  private:
+  void move_counts(const arma::Mat<double>& data);
+
   std::shared_ptr<scan::coefficient_block> block_;
   struct correlated {
     Multi* block;
@@ -37,6 +42,11 @@ class joint_coefficients {
   std::vector<Regression*> equations_;
   std::vector<Regression*> alone_;      ///< of these
   std::vector<correlated> correlated_;  ///< the others
+  std::vector<NBinomial*> counts_;      ///< all equations, if these are of counts; else none
+  std::vector<arma::uword> all_;        ///< parameters
+  scan::newton_move newton_;
+  scan::newton_move::terms terms_;
+  std::vector<scan::newton_move::part> parts_;
   Random& rng_;
 };
 

@@ -124,6 +124,11 @@ void LogScale::draw_given(const scan::log_variance_terms& terms, const arma::Mat
   joint_total += proposed ? 1 : 0;
 }
 
+void LogScale::begin_shear(const double* x, const arma::Mat<double>& data, scan::log_variance_shear& shear) {
+  columns_.refresh(data, unit_rows());
+  shear.begin(columns_.values(), betas_, free, prior_, trunc_point, x);
+}
+
 /// The posterior standard deviation of one coefficient given the others is about sqrt(2 / V_j'V_j).
 void LogScale::start_proposals() {
   for (arma::uword j = 0; j < betas_.n_elem; ++j) {

@@ -10,6 +10,7 @@
 #include "sem/outcomes/regression.hpp"
 #include "sem/scan/design.hpp"
 #include "sem/scan/log_variance.hpp"
+#include "sem/scan/log_variance_shear.hpp"
 #include "sem/wiring/settings.hpp"
 #include "sem/wiring/value_node.hpp"
 
@@ -55,6 +56,10 @@ class LogScale : public virtual estimator::Outcome, public value_node {
   void _draw_log_scale(const arma::Mat<double>& resid, const arma::Mat<double>& data);
   /// The same given what residuals tell.
   void draw_given(const scan::log_variance_terms& terms, const arma::Mat<double>& data);
+
+  /// Makes the coefficients that are drawn here ready to go along with a scale of the owner's response, which
+  /// grows by exp(x_i) in unit i.
+  void begin_shear(const double* x, const arma::Mat<double>& data, scan::log_variance_shear& shear);
 
   // The owner draws.
   void draw(arma::Mat<double>&) override {}

@@ -23,7 +23,10 @@ namespace tovik::sem {
 /// scale of its own for them, and loadings without bound would ask for counts without bound.
 ///
 /// Behind the effects a scan draws r, the weights integrated out: they are drawn anew before they are used
-/// again. So are the moves of coefficients and effects that follow (see scan::newton_move).
+/// again. So are the moves of coefficients and effects that follow (see scan::newton_move). Coefficients with
+/// labels, which a block has drawn given the weights, are among those that move: the sum of the columns of
+/// its places is the covariate of a label. One that stands in several equations is moved by the block, if all
+/// of these are equations of counts.
 ///
 /// A linear predictor that is not finite, or one that asks for counts above 2e9, ends the run.
 class NBinomial : public polya_gamma_regression {
@@ -42,6 +45,11 @@ class NBinomial : public polya_gamma_regression {
   arma::uword n_estimated() const override { return Regression::n_estimated() + 1; }
   /// Throws tovik::error: effects that other equations read have no draw here.
   void addIndicator(const arma::Col<arma::uword>& cols, const indicator_type& kind) override;
+
+  /// For a move of these parameters of the block that the coefficients belong to, the weights integrated out:
+  /// the counts and their linear predictors at the data. What is told lives until the next move or draw.
+  void tell_counts(const arma::Mat<double>& data, const std::vector<arma::uword>& parameters,
+                   scan::newton_move::part& out);
 
   estimator::tune_obj dispersion_tune;
 
@@ -70,6 +78,10 @@ class NBinomial : public polya_gamma_regression {
 
  private:
   void move_coefficients();
+  void move_parameters();
+  /// Of `n` units from the one with the number `first`, without covariates.
+  scan::newton_move::part& counts_of(arma::uword first, arma::uword n);
+  void gather_columns(const std::vector<arma::uword>& parameters, scan::newton_move::part& out);
   void move_effects(const arma::Mat<double>& data, unsigned L);
   /// Probabilities at linear predictors, in place.
   void to_probabilities(arma::Col<double>& eta) const;
@@ -78,6 +90,9 @@ class NBinomial : public polya_gamma_regression {
   scan::dispersion_step dispersion_;
   scan::newton_move newton_;
   scan::newton_move::terms terms_;
+  std::vector<scan::newton_move::part> parts_;  ///< one
+  std::vector<arma::uword> own_;                ///< parameters of a block that stand in this equation alone
+  std::vector<arma::Col<double>> sums_;         ///< of the columns of one parameter
   arma::Col<double> eta_, before_, probability_;
   arma::Mat<double> effect_means_;
 };

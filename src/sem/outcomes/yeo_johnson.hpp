@@ -41,6 +41,8 @@ class yeo_johnson {
   void read(const arma::Mat<double>& data, arma::uword n);
   /// The sum of l(y) over all units, as last read.
   double log_slopes() const { return sum_; }
+  /// l(y) of each unit.
+  const double* log_slopes_of_units() const { return slopes_.data(); }
   /// By how much the slope of g at a typical value, its geometric mean over the units, grows from one lambda
   /// to another: the unit of g(y) grows along.
   double growth(double from, double to) const;

@@ -56,6 +56,9 @@ void yjt<T>::draw_lambda(const arma::Mat<double>& data) {
   if (moved) this->forget_values();
   if (!integrates_) return;
   if (moved) grow_effects(g_.growth(from_, g_.lambda()));
+  if constexpr (has_variance_model) {
+    if (moved) variances_.move(g_.lambda() - from_, this->log_scale().betas_);
+  }
   const double squares = moved ? candidate_ : squares_;
   if (this->estimate_resid && std::isfinite(squares))
     this->sigma2 = 1.0 / scan::draw_precision(this->resid_prior, integrated_.rows_left(), squares, *this->rng,
@@ -65,8 +68,8 @@ void yjt<T>::draw_lambda(const arma::Mat<double>& data) {
 /// Nothing else in the run has a say in the effects, or in how far the values are from their means.
 template <class T>
 bool yjt<T>::may_integrate() const {
-  if (!sampler_settings::integrate_lambda || this->link != nullptr || !this->variances().is_one())
-    return false;
+  const bool known_form = has_variance_model || this->variances().is_one();
+  if (!sampler_settings::integrate_lambda || this->link != nullptr || !known_form) return false;
   for (unsigned place = 0; place <= this->n_levels; ++place)
     if (!this->part(place).empty()) return false;
   return std::all_of(this->re_indicators.begin(), this->re_indicators.end(),
@@ -82,8 +85,13 @@ bool yjt<T>::read_integrated(const arma::Mat<double>& data) {
   const arma::Col<arma::uword>& columns = drawn_next ? this->free : none_;
   if (!design_kept_) {
     read_design(data, columns);
-    if (!integrated_.factor()) return false;
+    if (!has_variance_model && !integrated_.factor()) return false;
     design_kept_ = terms.terms.x.all_static();
+  }
+  if constexpr (has_variance_model) {
+    this->log_scale().begin_shear(g_.log_slopes_of_units(), data, variances_);
+    variances_.at(0.0);
+    if (!integrated_.factor(variances_.roots())) return false;
   }
   if (this->estimate_resid && !integrated_.is_proper(this->resid_prior)) return false;
   means_.zeros(this->n_units);
@@ -110,6 +118,7 @@ void yjt<T>::read_design(const arma::Mat<double>& data, const arma::Col<arma::uw
 /// In a block a residual is normal around what the others say of it, and these do not move.
 template <class T>
 void yjt<T>::read_means(const arma::Mat<double>& data) {
+  this->read_variances(data, nullptr, 0);
   this->predictor(data, means_);
   if (const arma::Col<double>* others = this->read_others(data)) means_ += *others;
 }
@@ -128,11 +137,7 @@ template <class T>
 double yjt<T>::integrated_density(double lambda) {
   const double c = g_.growth(from_, lambda);
   for (arma::uword i = 0; i < y_.n_elem; ++i) y_(i) -= means_(i) + c * effects_(i);
-  const double squares = integrated_.squares(y_);
-  (lambda == from_ ? squares_ : candidate_) = squares;
-  double out = this->estimate_resid
-                   ? integrated_.log_density(squares, this->resid_prior, this->residual_unit())
-                   : scan::integrated_regression::log_density(squares, this->sigma2);
+  double out = density_of_values(lambda);
   for (unsigned L = 0; L < this->n_levels; ++L) {
     const auto q = static_cast<int>(this->n_random(L));
     if (q == 0) continue;
@@ -141,6 +146,21 @@ double yjt<T>::integrated_density(double lambda) {
       out -= 0.5 * this->effect_unit(L, j) * this->iSigma[L](j, j) / (c * c);
   }
   return out;
+}
+
+/// Of y_, their residuals given all but what is integrated out.
+template <class T>
+double yjt<T>::density_of_values(double lambda) {
+  if constexpr (has_variance_model) {
+    const double rest = variances_.at(lambda - from_);
+    if (!integrated_.factor(variances_.roots())) return -std::numeric_limits<double>::infinity();
+    y_ %= variances_.roots();
+    return rest - 0.5 * (integrated_.log_determinant() + integrated_.squares(y_));
+  }
+  const double squares = integrated_.squares(y_);
+  (lambda == from_ ? squares_ : candidate_) = squares;
+  return this->estimate_resid ? integrated_.log_density(squares, this->resid_prior, this->residual_unit())
+                              : scan::integrated_regression::log_density(squares, this->sigma2);
 }
 
 template <class T>

@@ -10,6 +10,7 @@
 #include "sem/outcomes/regression.hpp"
 #include "sem/outcomes/yeo_johnson.hpp"
 #include "sem/scan/integrated_regression.hpp"
+#include "sem/scan/log_variance_shear.hpp"
 #include "sem/wiring/constraint.hpp"
 
 namespace tovik::sem {
@@ -32,8 +33,19 @@ namespace tovik::sem {
 /// with the unit of y* (the map of the group of scales; Liu & Sabatti, 2000, Biometrika 87, 353-369), and has
 /// the density with the coefficients and the residual variance integrated out, which are drawn next (Box &
 /// Cox, 1964, J. R. Stat. Soc. B 26, 211-252; van Dyk & Park, 2008, JASA 103, 790-796). Where the equation
-/// is tied to others (phantoms, a block, effects that others read), or rows differ in variance, lambda is
-/// drawn given all else. A lambda with a label in several places is drawn there (see constraint()).
+/// is tied to others (phantoms, a block, effects that others read), lambda is drawn given all else. A lambda
+/// with a label in several places is drawn there (see constraint()).
+///
+/// With a variance model, log v_i = max(V_i'g, bound), its coefficients g go along in the place of the
+/// residual variance: for a step d of lambda the slope of the transformation at y_i grows by exp(d l(y_i)),
+/// and g moves by 2 d a, a the regression of l(y) on V (see scan::log_variance_shear). Under the new lambda,
+/// and with w_i = 1 / v_i at the new g, the density with the coefficients b of X integrated out is, e = y*
+/// less what is given, D = diag(w),
+///
+///   prod w_i^(1/2) |X'DX|^(-1/2) exp(-(e'De - e'DX inv(X'DX) X'De) / 2) prior(g),
+///
+/// next to the Jacobian of the transformation. l(y) and V stay in this step, so that the map of lambda and g
+/// preserves volume; the bound of the variances enters by w. b is drawn next, given the new lambda and g.
 template <class T>
 class yjt : public T, public lambda_holder {
  public:
@@ -75,6 +87,9 @@ class yjt : public T, public lambda_holder {
   void take_last_rows(const double* v) override;
 
  private:
+  /// T has a variance model.
+  static constexpr bool has_variance_model = requires(T & equation) { equation.log_scale(); };
+
   void wire(const Estimator* estimator, bool drawn);
   bool may_integrate() const;
   bool read_integrated(const arma::Mat<double>& data);
@@ -82,6 +97,7 @@ class yjt : public T, public lambda_holder {
   void read_means(const arma::Mat<double>& data);
   double log_density(double lambda);
   double integrated_density(double lambda);
+  double density_of_values(double lambda);
   double given_all() const;
   void grow_effects(double factor);
 
@@ -91,6 +107,7 @@ class yjt : public T, public lambda_holder {
 
   // Of a draw of lambda.
   scan::integrated_regression integrated_;
+  scan::log_variance_shear variances_;
   bool integrates_ = false, design_kept_ = false;
   double from_ = 1.0;                       ///< where lambda stood
   double squares_ = 0.0, candidate_ = 0.0;  ///< of its two ends

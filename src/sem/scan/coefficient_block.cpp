@@ -117,6 +117,28 @@ void coefficient_block::settle_all() const {
   settle();
 }
 
+void coefficient_block::tell(const std::vector<arma::uword>& which, newton_move::terms& out) const {
+  const std::size_t q = which.size();
+  out.precision.assign(q * q, 0.0);
+  for (std::vector<double>* v : {&out.mean, &out.value, &out.lower, &out.upper}) v->resize(q);
+  for (std::size_t k = 0; k < q; ++k) {
+    const parameter& one = parameters_[which[k]];
+    out.precision[k + k * q] = one.prior.precision;
+    out.mean[k] = one.prior.mean;
+    out.lower[k] = one.prior.lower;
+    out.upper[k] = one.prior.upper;
+    out.value[k] = *one.at;
+  }
+}
+
+void coefficient_block::take(const std::vector<arma::uword>& which, const std::vector<double>& values) const {
+  for (std::size_t k = 0; k < which.size(); ++k) {
+    const parameter& one = parameters_[which[k]];
+    *one.at = values[k];
+    if (one.label != nullptr) one.label->write(values[k]);
+  }
+}
+
 void block_share::meet(const arma::Mat<double>& G, const double* h, double v, arma::uword n, Random& rng,
                        double* b) const {
   if (block->now == coefficient_block::phase::drawn) return;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "random/random.hpp"
+#include "sem/scan/newton_move.hpp"
 #include "sem/wiring/constraint.hpp"
 
 namespace tovik::sem::scan {
@@ -45,6 +46,7 @@ class coefficient_block {
     parameter_prior prior;
     double* at;  ///< the coefficient at one of the places, as it stands between draws
     std::shared_ptr<estimator::constraint> label = nullptr;  ///< null: the coefficient has no label
+    bool of_several = false;                                 ///< it stands in more than one equation
   };
 
   /// Throws error_debug when a bounded parameter stands behind an unbounded one.
@@ -74,6 +76,11 @@ class coefficient_block {
   void settle() const;
   /// The same for all; for more than one equation.
   void settle_all() const;
+
+  /// These parameters as the terms of another move, with all other ones known; and what it has made of them,
+  /// at all their places.
+  void tell(const std::vector<arma::uword>& which, newton_move::terms& out) const;
+  void take(const std::vector<arma::uword>& which, const std::vector<double>& values) const;
 
   const std::vector<parameter>& parameters() const { return parameters_; }
 
