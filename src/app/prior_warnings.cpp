@@ -1,9 +1,12 @@
 #include "app/prior_warnings.hpp"
 
+#include <algorithm>
+#include <cmath>
 #include <string>
 #include <vector>
 
 #include "input/input_file.hpp"
+#include "sem/outcomes/log_scale.hpp"
 #include "support/text.hpp"
 #include "support/warning.hpp"
 
@@ -80,11 +83,41 @@ void warn_of_units(const InputFile& input, const analysis& run) {
       text + "         Use 'OPTIONS: scaled_priors;' to take the variance of each variable as its unit.");
 }
 
+/// Residual variances are at most that of the outcome, and those of some rows a good deal smaller.
+constexpr double room_for_variances = 3.0;
+
+/// Below the truncation point the likelihood says nothing of a variance model: no proposal is ever rejected,
+/// and the steps cannot be tuned.
+void warn_of_log_variances(const analysis& run) {
+  const double least = sem::LogScale::trunc_point;
+  std::string names;
+  double lowest = 0.0;
+  for (const Model& model : run.models) {
+    if (model.link != model::link::scale || model.outcomes.front().is_transformed()) continue;
+    const data::variable& v = *model.outcomes.front().variable;
+    if (v.type != data::type::continuous || v.column >= run.data.n_cols) continue;
+    const arma::Col<double> cells = run.data.col(v.column);
+    const arma::Col<double> known = cells.elem(arma::find_finite(cells));
+    const double variance = known.n_elem > 1 ? arma::var(known) : 1.0;
+    if (!(variance > 0.0) || std::log(variance) - room_for_variances >= least) continue;
+    names += "           " + v.name + " (" + format("%.3g", variance) + ")\n";
+    lowest = std::min(lowest, std::log(variance));
+  }
+  if (names.empty()) return;
+  warning::buffer.push(
+      "WARNING: In variance models a logarithm below " + format("%g", least) + " counts as " +
+      format("%g", least) +
+      ", and the variance\n         of these outcomes leaves little or no room above that:\n" + names +
+      "         Measure them in larger units, or use 'DEBUG: logvar_truncate = " +
+      format("%.0f", std::floor(lowest) - 10.0) + ";'.");
+}
+
 }  // namespace
 
 void warn_of_priors(const InputFile& input, const analysis& run) {
   warn_of_units(input, run);
   warn_of_random_effects(input, run);
+  warn_of_log_variances(run);
 }
 
 }  // namespace tovik

@@ -124,6 +124,11 @@ void InputFile::checkHeterogeneous() {
         "WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
         "         It is not available with sampling weights.");
     hev = false;
+  } else if (models.empty() && !fcs.empty() && clmean_method == 2) {
+    warning::buffer.push(
+        "WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
+        "         With the FCS command it takes 'OPTIONS: manifest;' or 'OPTIONS: noclmean;'.");
+    hev = false;
   }
 }
 

@@ -1,6 +1,7 @@
 #include "data/variable_list.hpp"
 
 #include <algorithm>
+#include <cmath>
 
 #include "data/category.hpp"
 #include "data/levels.hpp"
@@ -8,6 +9,7 @@
 #include "input/input_file.hpp"
 #include "input/name_index.hpp"
 #include "support/error.hpp"
+#include "support/warning.hpp"
 
 namespace tovik {
 
@@ -61,6 +63,16 @@ void validate_levels(const std::vector<unsigned>& levels, const std::vector<std:
       "       variables that are not constant within a cluster.\n"
       "       Some rows have missing values, and others do not.\n" +
       found);
+}
+
+/// They have a likelihood as whole numbers have; what is imputed for a missing one is whole.
+void warn_of_fractions(const std::string& name, const arma::Col<double>& counts) {
+  const bool any = std::any_of(counts.begin(), counts.end(),
+                               [](double x) { return std::isfinite(x) && x != std::floor(x); });
+  if (!any) return;
+  warning::buffer.push("WARNING: The COUNT variable '" + name +
+                       "' has values that are not whole numbers.\n"
+                       "         What is imputed are whole numbers.");
 }
 
 /// At most one sampling weight at each level.
@@ -137,6 +149,7 @@ void InputFile::appendVariables(const arma::Mat<double>& data, const std::vector
     if (v->type == data::type::count && arma::any(data.col(k) < 0)) {
       throw error("ERROR: The COUNT variable '" + name + "' has negative values.");
     }
+    if (v->type == data::type::count) warn_of_fractions(name, data.col(k));
     if (v->type == data::type::weight && missing) {
       throw error("ERROR: Sampling weights must be completely observed.\n       Problem variable: " + name);
     }

@@ -73,6 +73,11 @@ std::string block_of(const Model& model) {
   return is_reserved_block(model.block) ? "model" : to_lower(model.block);
 }
 
+/// A variance model stands beside the equation of the same outcome, which may have the same predictors.
+std::string outcome_of(const Model& model) {
+  return model.kind() == model::kind::log_variance ? "var(" + model.name() + ")" : model.name();
+}
+
 /// A nominal outcome has its rows once for each dummy code.
 void add_rows(std::vector<parameter_name>& out, const Model& model, const ModelList& models) {
   const std::vector<model::row> rows = model.rows();
@@ -80,7 +85,7 @@ void add_rows(std::vector<parameter_name>& out, const Model& model, const ModelL
   const unsigned codes = model.n_codes();
   for (unsigned code = 0; code < codes; ++code) {
     const std::string dummy = nominal ? model.outcomes.front().variable->dummies.at(code)->name : "";
-    const std::string outcome = nominal ? dummy : model.name();
+    const std::string outcome = nominal ? dummy : outcome_of(model);
     for (const model::row& row : rows) {
       const std::string title = section_title(row.section, model, models);
       parameter_name one;
@@ -88,7 +93,7 @@ void add_rows(std::vector<parameter_name>& out, const Model& model, const ModelL
       one.fixed = row.fixed;
       one.column = column_of(row, model, row.outcome.empty() ? outcome : row.outcome);
       one.block = block_of(model);
-      one.outcome = model.name();
+      one.outcome = outcome_of(model);
       one.dummy = dummy;
       one.section = without_colon(title);
       one.level = row.level;

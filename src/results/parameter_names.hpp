@@ -19,7 +19,7 @@ struct parameter_name {
   std::string column = {};
   /// The name of a block of MODEL, else "model"; "hidden", "parameters", "generated", "predictors" and so on.
   std::string block = {};
-  std::string outcome = {};  ///< as the report names it; empty for a parameter of its own
+  std::string outcome = {};  ///< as the report names it, or "var(y)"; empty for a parameter of its own
   std::string dummy = {};    ///< the dummy code of a nominal outcome
   std::string section = {};  ///< the title above the row in its table, without the colon
   unsigned level = 0;        ///< as the report counts, 0 for none

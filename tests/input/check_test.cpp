@@ -99,6 +99,16 @@ TEST_F(Check, HeterogeneityNeedsTwoLevels) {
   EXPECT_TRUE(add("CLUSTERID: z; OPTIONS: hev;")->hev);
 }
 
+TEST_F(Check, HeterogeneityOfFcsNeedsObservedClusterMeans) {
+  const std::string commands = "DATA: d.csv; SEED: 1; BURN: 1; ITER: 4; FCS: x y; CLUSTERID: z; OPTIONS: hev";
+  EXPECT_TRUE(read(commands + " manifest;")->hev);
+  EXPECT_TRUE(warnings().empty());
+  EXPECT_FALSE(read(commands + ";")->hev);
+  EXPECT_EQ(warnings(),
+            (Names{"WARNING: Ignoring heterogeneous residual variance in OPTIONS command.\n"
+                   "         With the FCS command it takes 'OPTIONS: manifest;' or 'OPTIONS: noclmean;'."}));
+}
+
 TEST_F(Check, ProcessorsAreThoseOfTheMachine) {
   const unsigned n = std::max(1u, std::thread::hardware_concurrency());
   EXPECT_EQ(add("")->processors, n);

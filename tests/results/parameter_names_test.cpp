@@ -83,6 +83,18 @@ TEST_F(ParameterNames, OfColumnsAreUniqueForEveryKindOfOutcome) {
         << expected << " in " << join(all, "; ");
 }
 
+TEST_F(ParameterNames, TellAVarianceModelFromTheEquationOfItsOutcome) {
+  run_models run(0, {"y ~ x", "var(y) ~ x"});
+  const std::vector<parameter_name> all = names(run.all);
+  const parameter_name &intercept = all.at(all.size() - 2), &slope = all.back();
+  EXPECT_EQ(intercept.column, "var(y) ~ Intercept");
+  EXPECT_EQ(slope.column, "var(y) ~ x");
+  EXPECT_EQ(slope.text, "'var(y)': x");
+  EXPECT_EQ(slope.outcome, "var(y)");
+  const texts columns = columns_of(all);
+  EXPECT_EQ(std::count(columns.begin(), columns.end(), "y ~ x"), 1);
+}
+
 TEST_F(ParameterNames, ThatComeTwiceAreNumbered) {
   std::vector<parameter_name> all(4);
   for (parameter_name& one : all) one.column = "y ~ x";
