@@ -225,6 +225,7 @@ void InputFile::parseChains(const std::vector<std::string>& words) {
     if (in({"processors", "threads", "process"}, words[i])) {
       ++i;
       processors = positive(i < words.size() ? words[i] : "", "processors");
+      if (processors == 0) throw error("ERROR: processors is not a positive integer.");
     } else {
       chains = positive(words[i], "CHAINS");
       if (chains == 0) throw error("ERROR: Number of chains requested are less than one.");

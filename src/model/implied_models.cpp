@@ -71,25 +71,48 @@ std::unordered_map<const data::variable*, std::vector<std::size_t>> factor_uses(
   return out;
 }
 
-/// "v*f" and "f*v": the other variable of the product, or null for any other expression.
-const anyVariable* product_partner(const combinationOfAnyVariable& term, const data::variable& factor) {
-  const std::vector<std::string> pieces = split(term.statement, "*", false);
-  if (pieces.size() != 2 || term.variables.size() != 2) return nullptr;
-  for (const std::string& piece : pieces) {
-    const std::string name = trim(piece);
-    if (name.empty() || name.find_first_of(" ()+-/^,<>=!") != std::string::npos) return nullptr;
+/// A product of variables, each as often as its power says.
+using monomial = std::vector<anyVariable>;
+
+bool same_monomial(const monomial& a, const monomial& b) {
+  return a.size() == b.size() &&
+         std::is_permutation(a.begin(), a.end(), b.begin(),
+                             [](const anyVariable& x, const anyVariable& y) { return x == y; });
+}
+
+/// "v", "v*f", "f^2", products of these and of definitions that are such; empty for any other expression.
+monomial read_monomial(const combinationOfAnyVariable& term, const ModelList& models) {
+  constexpr unsigned most = 9;
+  monomial out;
+  std::size_t next = 0;
+  for (const std::string& piece : split(term.statement, "*", false)) {
+    const std::vector<std::string> parts = split(piece, "^", false);
+    const std::string name = parts.empty() ? "" : trim(parts[0]);
+    if (name.empty() || parts.size() > 2 || name.find_first_of(" ()+-/,<>=!") != std::string::npos) return {};
+    unsigned power = 1;
+    if (parts.size() == 2) {
+      const std::string digit = trim(parts[1]);
+      if (digit.size() != 1 || digit[0] < '1' || digit[0] > '9') return {};
+      power = static_cast<unsigned>(digit[0] - '0');
+    }
+    const auto definition = std::find_if(models.definitions.begin(), models.definitions.end(),
+                                         [&](const auto& one) { return iequals(one.first, name); });
+    monomial factor;
+    if (definition != models.definitions.end())
+      factor = read_monomial(definition->second, models);
+    else if (next < term.variables.size())
+      factor = {term.variables[next++]};
+    if (factor.empty() || out.size() + factor.size() * power > most) return {};
+    for (unsigned k = 0; k < power; ++k) out.insert(out.end(), factor.begin(), factor.end());
   }
-  const std::size_t own = term.variables[0].variable.get() == &factor ? 0 : 1;
-  if (term.variables[own].variable.get() != &factor || term.variables[own].type != model::type::variable)
-    return nullptr;
-  return &term.variables[1 - own];
+  return next == term.variables.size() ? out : monomial();
 }
 
 /// Whether an equation leaves the mean of a factor open: shifting the factor by a constant is made up for by
 /// free coefficients of the equation, so that its likelihood says nothing about the mean.
 class mean_check {
  public:
-  explicit mean_check(const ModelList& models) : labels_(label_counts(models)) {}
+  explicit mean_check(const ModelList& models) : models_(models), labels_(label_counts(models)) {}
 
   bool compensates(const Model& model, const data::variable& factor) const {
     for (const anyVariable& term : model.fixed) {
@@ -101,8 +124,7 @@ class mean_check {
     }
     for (const combinationOfAnyVariable& term : model.fixed_compute) {
       if (!reads(term, factor)) continue;
-      const anyVariable* partner = product_partner(term, factor);
-      if (!partner || !has_free_slope(model, *partner)) return false;
+      if (!has_lower_terms(model, read_monomial(term, models_), factor)) return false;
     }
     return std::none_of(model.random_compute.begin(), model.random_compute.end(),
                         [&](const combinationOfAnyVariable& term) { return reads(term, factor); });
@@ -131,9 +153,30 @@ class mean_check {
     return model.has_fixed_intercept && !model.fixed.empty() && is_free(model.fixed.front().param);
   }
 
-  bool has_free_slope(const Model& model, const anyVariable& wanted) const {
-    return std::any_of(model.fixed.begin(), model.fixed.end(),
-                       [&](const anyVariable& term) { return term == wanted && is_free(term.param); });
+  /// (f + c)^k m is a sum of multiples of f^k m, ..., f m and m: free coefficients of all lower ones take up
+  /// what c adds.
+  bool has_lower_terms(const Model& model, monomial product, const data::variable& factor) const {
+    const auto is_own = [&](const anyVariable& v) { return v.variable.get() == &factor; };
+    auto own = std::find_if(product.begin(), product.end(), is_own);
+    if (own == product.end()) return false;
+    for (; own != product.end(); own = std::find_if(product.begin(), product.end(), is_own)) {
+      if (own->type != model::type::variable) return false;
+      product.erase(own);
+      if (!has_free_coefficient(model, product)) return false;
+    }
+    return true;
+  }
+
+  bool has_free_coefficient(const Model& model, const monomial& wanted) const {
+    if (wanted.empty()) return has_free_intercept(model);
+    const bool plain = std::any_of(model.fixed.begin(), model.fixed.end(), [&](const anyVariable& term) {
+      return same_monomial({term}, wanted) && is_free(term.param);
+    });
+    return plain ||
+           std::any_of(model.fixed_compute.begin(), model.fixed_compute.end(),
+                       [&](const combinationOfAnyVariable& term) {
+                         return same_monomial(read_monomial(term, models_), wanted) && is_free(term.param);
+                       });
   }
 
   static bool random_intercept_beside(const Model& model, const anyVariable& slope) {
@@ -142,6 +185,7 @@ class mean_check {
     });
   }
 
+  const ModelList& models_;
   std::unordered_map<std::string, unsigned> labels_;
 };
 

@@ -81,5 +81,32 @@ TEST(Availability, VariablesInsideTermsAndDefinitions) {
   EXPECT_EQ(definition.failure(), refused("A phantom variable as a predictor ('d')"));
 }
 
+TEST(Availability, ClusterMeansOfLatentVariablesAreNotDrawn) {
+  small_run run(names, columns(), {}, {"y ~ x"});
+  run.vars.find("x")->type = data::type::latent;
+  run.models[0].fixed.back().type = model::type::mean;
+  EXPECT_EQ(run.failure(), refused("A cluster mean of a latent variable ('y')"));
+}
+
+std::string failure_of_prior(const std::vector<std::string>& statements, const std::string& prior) {
+  return small_run(names, columns(), {}, statements, {prior}).failure();
+}
+
+TEST(Availability, ThePriorOfAResidualVarianceLeavesItAValue) {
+  const std::vector<std::string> statements = {"y ~ x", "y ~~ y@v"};
+  EXPECT_EQ(failure_of_prior(statements, "v ~ uniform(-2, -1)"),
+            "ERROR: The prior of the residual variance 'v' leaves it no positive value.");
+  for (const char* prior : {"v ~ uniform(-2, 0.001)", "v ~ uniform(-20000, 10000)", "v ~ truncate(0, Inf)"})
+    EXPECT_EQ(failure_of_prior(statements, prior), "") << prior;
+}
+
+TEST(Availability, ThePriorOfACorrelationLeavesItAValue) {
+  const std::vector<std::string> statements = {"y ~ x", "w ~ x", "y <-> w@r"};
+  EXPECT_EQ(failure_of_prior(statements, "r ~ uniform(-2, -1)"),
+            "ERROR: The prior of the correlation 'r' leaves its outcomes no covariance matrix.");
+  for (const char* prior : {"r ~ gamma(2, 1)", "r ~ uniform(0.1, 2)", "r ~ uniform(-2, -0.9)"})
+    EXPECT_EQ(failure_of_prior(statements, prior), "") << prior;
+}
+
 }  // namespace
 }  // namespace tovik::sem::availability_test

@@ -183,6 +183,136 @@ TEST(FactorMoves, LeaveTheJointDistributionOfAFactorOfClusters) {
   moves_leave_joint(w);
 }
 
+/// A factor of two predictors, one with a large mean, and with random effects of `levels - 1` levels, the
+/// lower one with a slope; of its two indicators one has a known intercept, which holds the scores.
+struct Mixed {
+  static constexpr arma::uword column = 9;
+  World world;
+  LoneEstimator estimator{711};
+  Random rng{712, 2U};
+  std::shared_ptr<sem::Factor> factor;
+  std::vector<std::shared_ptr<sem::Normal>> readers;
+  std::unique_ptr<sem::factor_moves> moves;
+  std::vector<arma::mat> roots;  ///< of the covariance matrices of effects
+
+  Mixed(unsigned levels, const nesting& sizes) : world(levels, sizes, 713) {
+    world.data.insert_cols(column, 2);
+    world.data.col(2) += 4.0;
+    sem::equation_setup own = world.setup(0, {0, 2, 3});
+    own.y = column;
+    own.fixed = {0};
+    own.fixed_values = {0.0};
+    own.coefficients = sem::scan::coefficient_prior::ridge(0.5);
+    for (unsigned L = 0; L < own.n_levels; ++L) {
+      own.z[L] = L == 0 ? arma::uvec{0, 3} : arma::uvec{0};
+      own.icept[L] = 1;
+    }
+    factor = std::make_shared<sem::Factor>(&estimator, moving(own));
+    for (unsigned L = 0; L < own.n_levels; ++L) {
+      const arma::mat S = L == 0 ? arma::mat{{0.8, 0.3}, {0.3, 0.5}} : arma::mat{{0.6}};
+      factor->Sigma[L] = S;
+      factor->iSigma[L] = arma::inv(S);
+      roots.push_back(arma::chol(S));
+    }
+    for (arma::uword k = 0; k < 2; ++k) {
+      sem::equation_setup one = world.setup(0, {0, column});
+      one.y = k == 0 ? 1 : column + 1;
+      one.coefficients = sem::scan::coefficient_prior::ridge(0.5);
+      if (k == 0) one.fixed = {0};
+      if (k == 0) one.fixed_values = {0.3};
+      readers.push_back(std::make_shared<sem::Normal>(&estimator, moving(one)));
+    }
+    moves = std::make_unique<sem::factor_moves>(
+        *factor, std::vector<sem::factor_moves::reader>{{readers[0].get(), 1}, {readers[1].get(), 1}});
+  }
+
+  sem::equation_setup moving(sem::equation_setup setup) const {
+    setup.prior = {1, 1};
+    setup.mutable_columns.assign(world.data.n_cols, false);
+    for (arma::uword j : {1u, 9u, 10u}) setup.mutable_columns[j] = true;
+    return setup;
+  }
+
+  void draw_joint() {
+    const arma::uword n = world.data.n_rows;
+    factor->sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
+    for (arma::uword j : factor->free)
+      factor->betas_(j) = std::sqrt(factor->coefficient_variance(j)) * rng.rnorm();
+    for (std::size_t L = 0; L < factor->u.size(); ++L)
+      for (arma::uword k = 0; k < factor->u[L].n_rows; ++k) {
+        arma::rowvec z(factor->u[L].n_cols);
+        for (double& x : z) x = rng.rnorm();
+        factor->u[L].row(k) = z * roots[L];
+      }
+    world.data.col(column).zeros();
+    const arma::vec eta = -factor->compute_residual(world.data);
+    for (arma::uword i = 0; i < n; ++i)
+      world.data(i, column) = eta(i) + std::sqrt(factor->sigma2) * rng.rnorm();
+    for (const auto& y : readers) {
+      y->sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
+      for (arma::uword j : y->free) y->betas_(j) = std::sqrt(y->coefficient_variance(j)) * rng.rnorm();
+      for (arma::uword i = 0; i < n; ++i)
+        world.data(i, y->y(0)) =
+            y->betas_(0) + y->betas_(1) * world.data(i, column) + std::sqrt(y->sigma2) * rng.rnorm();
+    }
+  }
+
+  std::vector<double> functions() const {
+    const arma::vec e = factor->compute_residual(world.data), f = world.data.col(column);
+    const double sd = std::sqrt(factor->sigma2);
+    std::vector<double> out = {e(0) / sd, arma::accu(e) / sd, std::log(arma::dot(e, e) / factor->sigma2),
+                               std::atan(f(0))};
+    for (arma::uword j : factor->free) {
+      const double b = factor->betas_(j);
+      out.insert(out.end(), {b, b * e(0) / sd, b * b});
+    }
+    for (const arma::mat& u : factor->u) {
+      out.insert(out.end(), {u(0, 0), arma::accu(u.col(0)), arma::dot(u.col(0), u.col(0)),
+                             u(0, 0) * factor->betas_(1), u(0, 0) * e(0) / sd});
+      if (u.n_cols > 1) out.push_back(u(0, 0) * u(0, 1));
+    }
+    for (const auto& y : readers) {
+      const arma::vec r = y->compute_residual(world.data);
+      const double s = std::sqrt(y->sigma2);
+      for (arma::uword j : y->free) out.insert(out.end(), {y->betas_(j), y->betas_(j) * e(0) / sd});
+      out.insert(out.end(), {r(0) / s, arma::accu(r) / s, r(0) * e(0) / (s * sd)});
+    }
+    return out;
+  }
+};
+
+void shifts_leave_joint(Mixed& w) {
+  Samples fresh, after;
+  double moved = 0.0;
+  constexpr int replications = 8000;
+  for (int rep = 0; rep < replications; ++rep) {
+    w.draw_joint();
+    fresh.add(w.functions());
+    w.draw_joint();
+    const double before = w.factor->betas_(1);
+    for (int t = 0; t < 3; ++t) w.moves->move_location(w.world.data, w.rng);
+    moved += std::fabs(w.factor->betas_(1) - before) > 0.05 ? 1.0 : 0.0;
+    after.add(w.functions());
+  }
+  expect_same_distribution(fresh, after);
+  EXPECT_GT(moved, 0.5 * replications);
+}
+
+TEST(FactorMoves, ShiftWithSlopesLeavesTheJointDistribution) {
+  Mixed w(1, {{7}});
+  shifts_leave_joint(w);
+}
+
+TEST(FactorMoves, ShiftWithSlopesAndRandomEffectsLeavesTheJointDistribution) {
+  Mixed w(2, {{3, 1, 4}});
+  shifts_leave_joint(w);
+}
+
+TEST(FactorMoves, ShiftWithRandomEffectsOfTwoLevelsLeavesTheJointDistribution) {
+  Mixed w(3, {{3, 1, 4}, {2, 3}});
+  shifts_leave_joint(w);
+}
+
 // Chains.
 
 const std::vector<std::string> names = {"id", "x", "y", "y2", "z", "w", "o"};
@@ -239,6 +369,33 @@ void expect_same_posterior(const std::vector<std::string>& statements,
 
 TEST(FactorMoves, OfAFactorWithAPredictorHaveThePosteriorOfWalks) {
   expect_same_posterior({"f -> x y y2", "f ~ z", "w ~ f z"}, {"f"});
+}
+
+TEST(FactorMoves, OfAFactorWithRandomInterceptsHaveThePosteriorOfWalks) {
+  expect_same_posterior({"f -> x y y2", "f ~ z | 1"}, {"f"});
+}
+
+/// Effective draws of each hundred of the slope of a predictor with this mean, and of an intercept.
+arma::vec draws_of_a_hundred(double mean_of_z) {
+  arma::mat data = columns();
+  data.col(4) += mean_of_z;
+  small_run run(names, data, {"id"}, {"f -> x y y2", "f ~ z | 1"}, {}, {}, {"f"});
+  prepare(run);
+  const auto chain = run.chain(Random(33, 1), {1, 1});
+  const arma::mat out = draws(*chain, 500, 4000);
+  arma::vec efficient(out.n_rows, arma::fill::value(100.0));
+  for (arma::uword k = 0; k < out.n_rows; ++k) {
+    const double sd = arma::stddev(out.row(k));
+    if (sd > 1e-10) efficient(k) = 100.0 * std::pow(sd / mean_error(out.row(k)), 2) / 4000.0;
+  }
+  return efficient;
+}
+
+TEST(FactorMoves, TheMeanOfAPredictorSlowsNothing) {
+  const arma::vec centred = draws_of_a_hundred(0.0), apart = draws_of_a_hundred(1000.0);
+  // Over batches of 80 draws a chain that wanders along the mean shows about one effective draw of a hundred.
+  EXPECT_GT(apart.min(), 0.3 * centred.min());
+  EXPECT_GT(apart.min(), 2.0);
 }
 
 TEST(FactorMoves, OfAFactorWithAMeanAndAnOrdinalIndicatorHaveThePosteriorOfWalks) {

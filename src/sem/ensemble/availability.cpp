@@ -76,7 +76,7 @@ const char* term_name(const model::anyVariable& term) {
     case model::type::variable:
       break;
     case model::type::mean:
-      return nullptr;
+      return term.variable->type == data::type::latent ? "A cluster mean of a latent variable" : nullptr;
     case model::type::latent:
     case model::type::missing:
       return nullptr;

@@ -6,6 +6,8 @@
 #include "model/model_list.hpp"
 #include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/multi_scale.hpp"
+#include "sem/scan/blas.hpp"
+#include "sem/scan/small_cholesky.hpp"
 
 namespace tovik::sem {
 
@@ -34,9 +36,7 @@ class factor_moves::told_by_block {
 };
 
 bool factor_moves::suits(const Normal& factor, const std::vector<reader>& readers) {
-  const bool effects =
-      std::any_of(factor.u.begin(), factor.u.end(), [](const auto& level) { return level.n_cols > 0; });
-  if (effects || !factor.has_one_variance() || !factor.part(0).empty() || readers.empty()) return false;
+  if (!factor.has_one_variance() || !factor.part(0).empty() || readers.empty()) return false;
   // Scores are drawn without sampling weights and parameters with them: no density has both. A block whose
   // variances differ between units is not told of a move by one matrix.
   const auto is_apart = [](const Regression& e) {
@@ -56,6 +56,8 @@ bool factor_moves::suits(const Normal& factor, const std::vector<reader>& reader
 factor_moves::factor_moves(Normal& factor, const std::vector<reader>& readers)
     : factor_(&factor),
       intercept_moves_(factor.has_intercept && factor.coefficient_moves(0)),
+      scale_moves_(
+          std::all_of(factor.u.begin(), factor.u.end(), [](const auto& level) { return level.n_cols == 0; })),
       residual_(factor.n_units) {
   add_block(factor);
   for (const reader& r : readers) {
@@ -66,6 +68,21 @@ factor_moves::factor_moves(Normal& factor, const std::vector<reader>& readers)
                         e.has_intercept && r.position != 0 && e.coefficient_moves(0)});
     add_block(e);
   }
+  find_absorbers();
+}
+
+// Effects that other equations hold stay where they are, and so do those with phantoms.
+void factor_moves::find_absorbers() {
+  if (!intercept_moves_ && factor_->link == nullptr) {
+    slopes_ = factor_->free;
+    for (unsigned L = 0; L < factor_->u.size(); ++L) {
+      const bool own = factor_->re_indicators[L].is_empty() && factor_->part(L + 1).empty();
+      if (factor_->u[L].n_cols > 0 && factor_->icept[L] != 0 && own) levels_.push_back(L);
+    }
+  }
+  const arma::uword q = 1 + slopes_.n_elem + levels_.size();
+  precision_.set_size(q, q);
+  shift_.set_size(q);
 }
 
 factor_moves::factor_moves(factor_moves&&) noexcept = default;
@@ -83,7 +100,7 @@ factor_moves::told_by_block* factor_moves::block_of(const Regression& equation) 
 
 void factor_moves::draw(arma::Mat<double>& data, Random& rng) {
   move_location(data, rng);
-  move_scale(data, rng);
+  if (scale_moves_) move_scale(data, rng);
 }
 
 void factor_moves::anchor() {
@@ -99,20 +116,14 @@ bool factor_moves::variance_moves() const {
 
 // The intercept that goes along takes up what the shift adds, at every unit; its prior N(0, 1 / w) tells of
 // c.
-void factor_moves::move_location(arma::Mat<double>& data, Random& rng) {
-  double q = 0.0, d = 0.0;
+Regression::told factor_moves::told_by_readers(const arma::Mat<double>& data) {
+  Regression::told sum = {0.0, 0.0};
   const auto add = [&](const Regression::told& told) {
-    q += told.q;
-    d += told.d;
+    sum.q += told.q;
+    sum.d += told.d;
   };
   for (told_by_block& one : blocks_) one.clear();
-  if (!intercept_moves_ && factor_->link != nullptr) {
-    block_of(*factor_)->change_of(*factor_).fill(-1.0);
-  } else if (!intercept_moves_) {
-    factor_->residual_into(data, residual_.memptr());
-    const double v = factor_->residVar();
-    add({static_cast<double>(factor_->n_units) / v, -arma::accu(residual_) / v});
-  }
+  if (!intercept_moves_ && factor_->link != nullptr) block_of(*factor_)->change_of(*factor_).fill(-1.0);
   for (const held_reader& r : readers_) {
     if (r.intercept_moves) {
       const double w = 1.0 / r.equation->coefficient_variance(0);
@@ -124,10 +135,74 @@ void factor_moves::move_location(arma::Mat<double>& data, Random& rng) {
     }
   }
   for (told_by_block& one : blocks_) add(one.tell(data));
-  if (!(q > 0.0) || !std::isfinite(q) || !std::isfinite(d)) return;
-  const double c = d / q + rng.rnorm() / std::sqrt(q);
+  return sum;
+}
+
+// With e the residuals of the scores, e + c - Xd - sum of a_L are those of the shifted state.
+bool factor_moves::draw_shift(const arma::Mat<double>& data, const Regression::told& told, Random& rng) {
+  precision_.zeros();
+  shift_.zeros();
+  precision_(0, 0) = told.q;
+  shift_(0) = told.d;
+  if (!intercept_moves_ && factor_->link == nullptr) {
+    factor_->residual_into(data, residual_.memptr());
+    const double v = factor_->residVar();
+    precision_(0, 0) += static_cast<double>(factor_->n_units) / v;
+    shift_(0) -= arma::accu(residual_) / v;
+  }
+  if (!slopes_.is_empty()) add_slopes(data);
+  if (!levels_.empty()) add_intercepts();
+  const arma::uword q = shift_.n_elem;
+  if (!precision_.is_finite() || !shift_.is_finite()) return false;
+  if (!scan::reverse_cholesky(precision_.memptr(), q, scan::singular_share(factor_->n_units))) return false;
+  scan::solve_upper(precision_.memptr(), q, shift_.memptr());
+  for (double& x : shift_) x += rng.rnorm();
+  scan::solve_upper_transposed(precision_.memptr(), q, shift_.memptr());
+  return true;
+}
+
+void factor_moves::add_slopes(const arma::Mat<double>& data) {
+  const arma::Mat<double>& X = factor_->read_design(data);
+  const arma::uword n = X.n_rows;
+  const double v = factor_->residVar();
+  for (arma::uword j = 0; j < slopes_.n_elem; ++j) {
+    const double* x = X.colptr(slopes_(j));
+    const double w = 1.0 / factor_->coefficient_variance(slopes_(j));
+    double sum = 0.0;
+    for (arma::uword i = 0; i < n; ++i) sum += x[i];
+    precision_(0, 1 + j) = -sum / v;
+    for (arma::uword l = 0; l <= j; ++l) precision_(1 + l, 1 + j) = scan::dot(n, X.colptr(slopes_(l)), x) / v;
+    precision_(1 + j, 1 + j) += w;
+    shift_(1 + j) = scan::dot(n, x, residual_.memptr()) / v - w * factor_->betas_(slopes_(j));
+  }
+}
+
+// The random intercepts of a level meet the constant as c does, and their prior.
+void factor_moves::add_intercepts() {
+  const arma::uword first = 1 + slopes_.n_elem;
+  const double v = factor_->residVar(), n = static_cast<double>(factor_->n_units) / v,
+               e = arma::accu(residual_) / v;
+  for (arma::uword k = 0; k < levels_.size(); ++k) {
+    const unsigned L = levels_[k];
+    const arma::Mat<double>& u = factor_->u[L];
+    const arma::Mat<double>& prior = factor_->iSigma[L];
+    precision_(0, first + k) = -n;
+    for (arma::uword j = 1; j < first; ++j) precision_(j, first + k) = -precision_(0, j);
+    for (arma::uword l = 0; l <= k; ++l) precision_(first + l, first + k) = n;
+    precision_(first + k, first + k) += static_cast<double>(u.n_rows) * prior(0, 0);
+    shift_(first + k) = e;
+    for (arma::uword j = 0; j < u.n_cols; ++j) shift_(first + k) -= prior(0, j) * arma::accu(u.col(j));
+  }
+}
+
+void factor_moves::move_location(arma::Mat<double>& data, Random& rng) {
+  if (!draw_shift(data, told_by_readers(data), rng)) return;
+  const double c = shift_(0);
   data.col(factor_->y(0)) += c;
   if (intercept_moves_) factor_->betas_(0) += c;
+  for (arma::uword j = 0; j < slopes_.n_elem; ++j) factor_->betas_(slopes_(j)) += shift_(1 + j);
+  for (arma::uword k = 0; k < levels_.size(); ++k)
+    factor_->u[levels_[k]].col(0) += shift_(1 + slopes_.n_elem + k);
   for (const held_reader& r : readers_)
     if (r.intercept_moves) r.equation->betas_(0) -= r.loading() * c;
   anchor();

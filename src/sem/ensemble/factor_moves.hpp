@@ -31,6 +31,11 @@ namespace tovik::sem {
 /// stays, by the equations whose intercept stays, and by the priors of those that go along. In g it is that
 /// of orbit_scale, where equations whose loading stays tell how large the scores are.
 ///
+/// A factor without an intercept that is drawn has others to take up c: slopes of predictors whose mean is
+/// far from 0, and random intercepts, where a shift of all is told by their prior alone. Translations of the
+/// slopes by d and of the random intercepts of a level L by a_L are part of the group, and (c, d, a) is drawn
+/// from its normal density.
+///
 /// Members of a block of correlated outcomes tell of c or g together, by their joint density; a factor that
 /// is one of them takes its row and column of the block's covariance matrix along with g.
 class factor_moves {
@@ -40,7 +45,8 @@ class factor_moves {
     unsigned position;  ///< of the loading
   };
 
-  /// True for a factor without random effects whose coefficients are drawn from flat priors or known to be 0.
+  /// True for a factor whose coefficients are drawn from flat priors or known to be 0. Its scale moves only
+  /// where it has no random effects.
   static bool suits(const Normal& factor, const std::vector<reader>& readers);
   factor_moves(Normal& factor, const std::vector<reader>& readers);
   factor_moves(factor_moves&&) noexcept;
@@ -64,6 +70,11 @@ class factor_moves {
   void add_block(const Regression& equation);
   told_by_block* block_of(const Regression& equation);
   bool variance_moves() const;
+  void find_absorbers();
+  Regression::told told_by_readers(const arma::Mat<double>& data);
+  bool draw_shift(const arma::Mat<double>& data, const Regression::told& told, Random& rng);
+  void add_slopes(const arma::Mat<double>& data);
+  void add_intercepts();
   void add_prior_of_variance(scan::orbit_scale& at);
   void add_scores(const arma::Mat<double>& data, scan::orbit_scale& at);
   void anchor();
@@ -72,7 +83,13 @@ class factor_moves {
   std::vector<held_reader> readers_;
   std::vector<told_by_block> blocks_;
   bool intercept_moves_;
+  bool scale_moves_;
   arma::Col<double> residual_;
+  // Of the shift: c, then the slopes and the levels that take it up.
+  arma::Col<arma::uword> slopes_;
+  std::vector<unsigned> levels_;
+  arma::Mat<double> precision_;
+  arma::Col<double> shift_;  ///< its linear term, and then the draw
 };
 
 /// A factor that the equations tell of by a normal density, each in one plain term.

@@ -17,6 +17,25 @@ namespace {
 
 using place = model::constraint_info::place;
 
+constexpr int steps = 20;
+
+[[noreturn]] void no_correlation(const std::string& label) {
+  throw error("ERROR: The prior of the correlation '" + label +
+              "' leaves its outcomes no covariance matrix.");
+}
+
+/// Calls try_at until it is true: at the start, on the way from there to 0, then at either side of 0.
+template <class Try>
+bool search_start(double start, const Try& try_at) {
+  for (int step = 0; step <= steps; ++step)
+    if (try_at(start * (1.0 - static_cast<double>(step) / steps))) return true;
+  for (int step = 1; step < steps; ++step) {
+    const double x = static_cast<double>(step) / steps;
+    if (try_at(x) || try_at(-x)) return true;
+  }
+  return false;
+}
+
 }  // namespace
 
 void label_wiring::join_correlations(const planned_label& label) {
@@ -46,6 +65,12 @@ void label_wiring::join_correlations(const planned_label& label) {
   if (label.prior >= 0) {
     const auto prior = model(static_cast<unsigned>(label.prior)).constraint(parameter_type::value, 0, 0);
     if (std::fabs(prior->value) < 1.0) start = prior->value;
+    const bool found = search_start(start, [&](double x) {
+      if (!(std::fabs(x) < 1.0) || !admits(label, x)) return false;
+      start = x;
+      return true;
+    });
+    if (!found) no_correlation(label.name);
     others += *prior;
   }
   for (unsigned follower : label.followers) follow(computation(follower), others);
@@ -78,16 +103,10 @@ void label_wiring::join_block(const planned_label& label, constraint& others) {
 }
 
 void label_wiring::settle_blocks() const {
-  constexpr int steps = 20;
   for (const block_correlation& c : block_correlations_) {
-    bool settled = false;
-    for (int step = 0; step <= steps && !settled; ++step) {
-      const double x = c.start * (1.0 - static_cast<double>(step) / steps);
-      settled = admits(*c.label, x) && c.block->start_correlation(c.position, x);
-    }
-    if (settled) continue;
-    throw error("ERROR: The prior of the correlation '" + c.label->name +
-                "' leaves its outcomes no covariance matrix.");
+    const bool settled = search_start(
+        c.start, [&](double x) { return admits(*c.label, x) && c.block->start_correlation(c.position, x); });
+    if (!settled) no_correlation(c.label->name);
   }
 }
 
@@ -98,7 +117,6 @@ void label_wiring::settle_correlations() const {
     for (double* link : c.leader->rho.links) *link = c.start;
   }
   for (const labelled_correlation& c : correlations_) c.leader->addStarts({c.start});
-  constexpr int steps = 20;
   for (int step = 1; step <= steps; ++step) {
     if (phantoms_feasible(world_.models)) return;
     for (const labelled_correlation& c : correlations_) {

@@ -11,6 +11,7 @@
 #include "sem/outcomes/yeo_johnson.hpp"
 #include "sem/phantoms/phantom.hpp"
 #include "sem/wiring/proposals.hpp"
+#include "support/error.hpp"
 
 namespace tovik::sem {
 
@@ -65,7 +66,20 @@ double label_wiring::start_of(const planned_label& label) const {
     if (in_term && x == 0.0) x = admits(label, 0.1) ? 0.1 : -0.1;
     if (admits(label, x)) return x;
   }
-  return candidates.front();
+  const auto variance =
+      std::find_if(label.places.begin(), label.places.end(),
+                   [](const constraint_info& info) { return info.kind == place::variance; });
+  return variance == label.places.end() ? candidates.front() : start_of_variance(label, *address(*variance));
+}
+
+/// What the prior admits at or near a value, by factors of 2.
+double label_wiring::start_of_variance(const planned_label& label, double near) const {
+  constexpr int doublings = 100;
+  for (int k = 0; k <= doublings; ++k) {
+    if (admits(label, std::ldexp(near, -k))) return std::ldexp(near, -k);
+    if (admits(label, std::ldexp(near, k))) return std::ldexp(near, k);
+  }
+  throw error("ERROR: The prior of the residual variance '" + label.name + "' leaves it no positive value.");
 }
 
 void label_wiring::start() {

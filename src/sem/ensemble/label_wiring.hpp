@@ -72,6 +72,7 @@ class label_wiring {
   /// The user's start, else the middle of the prior, else the first place's own. A start of the user holds
   /// whatever the prior says of it.
   double start_of(const planned_label& label) const;
+  double start_of_variance(const planned_label& label, double near) const;
   void start();
 
   const label_world& world_;
