@@ -92,6 +92,11 @@ void release_for_means(const run& r) {
       name_lines(list));
 }
 
+/// Also beside a variance model.
+bool is_probit(const Model& m) {
+  return m.link == model::link::probit || (m.kind() == model::kind::ordinal && m.link == model::link::scale);
+}
+
 void check_propensities(const run& r) {
   const std::vector<model::anyVariable> terms = r.models.variables(model::type::latent, false);
   for (const model::anyVariable& term : terms) {
@@ -101,7 +106,7 @@ void check_propensities(const run& r) {
       throw error("ERROR: Cannot use the latent propensity for variable '" + v->name +
                   "'\n       because the variable does not have an outcome model specified.");
     }
-    if (m->link != model::link::probit) {
+    if (!is_probit(*m)) {
       throw error("ERROR: A probit link is required to use the latent propensity\n       for variable '" +
                   v->name + "'");
     }

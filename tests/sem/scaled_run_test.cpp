@@ -126,16 +126,22 @@ TEST(ScaledRun, SolvedValuesHaveTheSameDistribution) {
   }
 }
 
-// All parameters are held, so that the category of a unit has a known probability given what reads it. The
-// first scan walks, too: its steps need a width before any variance has been kept for the report.
-TEST(ScaledRun, MissingCategoriesThatOthersReadHaveTheirProbabilities) {
+double normal_cdf(double x) {
+  return 0.5 * std::erfc(-x / std::sqrt(2.0));
+}
+
+/// All parameters are held, so that the category of a unit has a known probability given what reads it: with
+/// m and v the mean and the variance of its score, `probability`(m, v, y) for the y of the unit. The first
+/// scan walks, too: its steps need a width before any variance has been kept for the report.
+template <class Probability>
+void expect_categories(const char* reader, const Probability& probability) {
   arma::mat data = columns().rows(0, 79);
   const arma::uvec missing = arma::regspace<arma::uvec>(0, 13, 79);
   const arma::uvec of_o = {4};
   data.submat(missing, of_o).fill(arma::datum::nan);
-  const small_run run(names, data, {},
-                      {"o ~ Intercept@0.3 x@0.9", "var(o) ~ z@0.8", "y ~ Intercept@1 o@1.5", "y ~~ y@4"}, {},
-                      {"o"});
+  small_run run(names, data, {}, {"o ~ Intercept@0.3 x@0.9", "var(o) ~ z@0.8", reader, "y ~~ y@4"}, {},
+                {"o"});
+  prepare(run);
   const auto chain = run.chain(Random(15, 1));
   arma::mat drawn(missing.n_elem, 20000);
   for (int i = -500; i < 20000; ++i) {
@@ -145,12 +151,31 @@ TEST(ScaledRun, MissingCategoriesThatOthersReadHaveTheirProbabilities) {
   }
   for (arma::uword k = 0; k < missing.n_elem; ++k) {
     const double y = data(missing(k), 1), x = data(missing(k), 2), z = data(missing(k), 3);
-    const double p = 0.5 * std::erfc(-(0.3 + 0.9 * x) / std::exp(0.4 * z) / std::sqrt(2.0));
+    const double error = mean_error(drawn.row(k));
+    EXPECT_NEAR(arma::mean(drawn.row(k)), probability(0.3 + 0.9 * x, std::exp(0.8 * z), y),
+                5.0 * error + 1e-3)
+        << "unit " << k;
+    EXPECT_LT(error, 0.015);
+  }
+}
+
+TEST(ScaledRun, MissingCategoriesThatOthersReadHaveTheirProbabilities) {
+  expect_categories("y ~ Intercept@1 o@1.5", [](double m, double v, double y) {
+    const double p = normal_cdf(m / std::sqrt(v));
     const double of_one = p * std::exp(-(y - 2.5) * (y - 2.5) / 8.0);
     const double of_zero = (1.0 - p) * std::exp(-(y - 1.0) * (y - 1.0) / 8.0);
-    const double error = mean_error(drawn.row(k));
-    EXPECT_NEAR(arma::mean(drawn.row(k)), of_one / (of_one + of_zero), 5.0 * error + 1e-3) << "unit " << k;
-    EXPECT_LT(error, 0.015);
+    return of_one / (of_one + of_zero);
+  });
+}
+
+// The score and y are jointly normal.
+TEST(ScaledRun, MissingCategoriesHaveTheirProbabilitiesWhereOthersReadTheScores) {
+  for (const bool solves : {false, true}) {
+    const Setting<bool> solver(sem::sampler_settings::use_autosolver, solves);
+    expect_categories("y ~ Intercept@1 o.latent@1.5", [](double m, double v, double y) {
+      const double whole = 4.0 + 2.25 * v;
+      return normal_cdf((m + 1.5 * v / whole * (y - 1.0 - 1.5 * m)) / std::sqrt(4.0 * v / whole));
+    });
   }
 }
 
