@@ -27,7 +27,7 @@ arma::mat twelve_rows() {
 
 LabelExperiment make(const std::vector<std::string>& statements, const std::vector<std::string>& parameters,
                      named_priors priors, std::vector<std::string> outcomes, std::uint32_t seed) {
-  constexpr int replications = 8000, applications = 8;
+  constexpr int replications = 5000, applications = 8;
   return {label_bench(names, twelve_rows(), {}, statements, parameters, {1, 1}, seed, true),
           std::move(priors),
           std::move(outcomes),

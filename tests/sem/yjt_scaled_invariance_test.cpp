@@ -24,8 +24,7 @@ using sem::LogScale;
 using model = sem::yjt<sem::NormalScale>;
 namespace scan = sem::scan;
 
-constexpr int replications = 8000;
-constexpr int applications = 5;
+constexpr int replications = 12000;
 constexpr double log_precision = 2.5;  ///< of coefficients of the log variance
 
 /// Clusters of one row among them.
@@ -38,6 +37,8 @@ struct joint {
   double shift = 2.5;                 ///< of all transformed values: their unit then grows with lambda
   double step = 0.4;                  ///< of the random walk of lambda, in units of its first proposal
   double bound = -6.0;                ///< of log variances
+  double log_mean = 0.3;              ///< of the intercept of the log variance
+  int applications = 5;
   bool integrates = true;
   bool alone = false;  ///< the step of lambda, without the scan that would mend what it leaves behind
 
@@ -113,7 +114,7 @@ struct joint {
       setup.fixed_values(0) += shift;
     }
     setup.response_moves = true;
-    v.coefficients = scan::coefficient_prior::of_each({log_precision, log_precision}, {0.3, -0.2});
+    v.coefficients = scan::coefficient_prior::of_each({log_precision, log_precision}, {log_mean, -0.2});
     LoneEstimator estimator(seed);
     Random rng(seed, 2U);
     Samples fresh, after;
@@ -180,6 +181,24 @@ TEST(YeoJohnsonWithAVarianceModelInvariance, ThreeEffectsAndClustersOfOneRow) {
   test.expect_invariant(431);
 }
 
+// Where the data tell little of the effects, whose unit must move along with that of their variance, and
+// lambda has room for it.
+TEST(YeoJohnsonWithAVarianceModelInvariance, EffectsOfPairsOfRows) {
+  for (const bool alone : {true, false}) {
+    World world(2, {{2, 1, 2, 2, 1, 2, 2, 1, 2, 2}}, 26);
+    equation_setup setup = world.setup(0, {0});
+    setup.z[0] = {0};
+    setup.icept = {1};
+    joint test(std::move(world), std::move(setup));
+    test.lower = 0.3;
+    test.upper = 1.7;
+    test.log_mean = 3.0;
+    test.alone = alone;
+    test.applications = alone ? 20 : 5;
+    test.expect_invariant(450);
+  }
+}
+
 // Values far from 0, where lambda and the unit of the transformed values are hard to tell apart; a column of
 // the variance model that is far from 0 too.
 TEST(YeoJohnsonWithAVarianceModelInvariance, ValuesFarFromZero) {
@@ -187,7 +206,7 @@ TEST(YeoJohnsonWithAVarianceModelInvariance, ValuesFarFromZero) {
   test.world.data.col(3) *= 0.5;
   test.world.data.col(3) += 1.5;
   test.shift = 40.0;
-  test.step = 0.3;
+  test.step = 0.05;
   test.lower = 0.4;
   test.expect_invariant(440);
 }
