@@ -112,12 +112,43 @@ void warn_of_log_variances(const analysis& run) {
       format("%.0f", std::floor(lowest) - 10.0) + ";'.");
 }
 
+bool has_two_categories(const arma::Col<double>& cells) {
+  const arma::Col<double> known = cells.elem(arma::find_finite(cells));
+  return known.n_elem > 0 && arma::all(known == known.min() || known == known.max());
+}
+
+bool has_flat_slope(const Model& model) {
+  const auto is_slope = [&](const model::anyVariable& term) {
+    const bool intercept = model.has_fixed_intercept && &term == &model.fixed.front();
+    return !intercept && term.param.is_free();
+  };
+  return std::any_of(model.fixed.begin(), model.fixed.end(), is_slope) ||
+         std::any_of(model.fixed_compute.begin(), model.fixed_compute.end(),
+                     [](const auto& term) { return term.param.is_free(); });
+}
+
+/// However large a variance grows, the probability of a 1 does no more than approach 1/2: the likelihood does
+/// not fall to 0, and a flat prior leaves it no finite integral.
+void warn_of_binary_variances(const analysis& run) {
+  for (const Model& model : run.models) {
+    if (model.link != model::link::log_variance || !has_flat_slope(model)) continue;
+    const data::variable& v = *model.outcomes.front().variable;
+    if (v.type != data::type::ordinal || v.column >= run.data.n_cols) continue;
+    if (!has_two_categories(run.data.col(v.column))) continue;
+    warning::buffer.push("WARNING: Under flat priors the slopes of var(" + v.name +
+                         ") have no proper posterior, since\n         '" + v.name +
+                         "' has two categories only. Give them labels, and these priors\n"
+                         "         in PARAMETERS.");
+  }
+}
+
 }  // namespace
 
 void warn_of_priors(const InputFile& input, const analysis& run) {
   warn_of_units(input, run);
   warn_of_random_effects(input, run);
   warn_of_log_variances(run);
+  warn_of_binary_variances(run);
 }
 
 }  // namespace tovik
