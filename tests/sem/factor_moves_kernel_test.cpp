@@ -372,10 +372,6 @@ TEST(FactorMoves, OfAFactorWithAPredictorHaveThePosteriorOfWalks) {
   expect_same_posterior({"f -> x y y2", "f ~ z", "w ~ f z"}, {"f"});
 }
 
-TEST(FactorMoves, OfAFactorWithRandomInterceptsHaveThePosteriorOfWalks) {
-  expect_same_posterior({"f -> x y y2", "f ~ z | 1"}, {"f"});
-}
-
 /// Effective draws of each hundred of the slope of a predictor with this mean, and of an intercept.
 arma::vec draws_of_a_hundred(double mean_of_z) {
   arma::mat data = columns();
