@@ -80,8 +80,8 @@ bool same_monomial(const monomial& a, const monomial& b) {
                              [](const anyVariable& x, const anyVariable& y) { return x == y; });
 }
 
-/// "v", "v*f", "f^2", products of these and of definitions that are such; empty for any other expression.
-monomial read_monomial(const combinationOfAnyVariable& term, const ModelList& models) {
+/// "v*f", "f^2" and products of these; empty for any other expression.
+monomial read_monomial(const combinationOfAnyVariable& term) {
   constexpr unsigned most = 9;
   monomial out;
   std::size_t next = 0;
@@ -95,15 +95,8 @@ monomial read_monomial(const combinationOfAnyVariable& term, const ModelList& mo
       if (digit.size() != 1 || digit[0] < '1' || digit[0] > '9') return {};
       power = static_cast<unsigned>(digit[0] - '0');
     }
-    const auto definition = std::find_if(models.definitions.begin(), models.definitions.end(),
-                                         [&](const auto& one) { return iequals(one.first, name); });
-    monomial factor;
-    if (definition != models.definitions.end())
-      factor = read_monomial(definition->second, models);
-    else if (next < term.variables.size())
-      factor = {term.variables[next++]};
-    if (factor.empty() || out.size() + factor.size() * power > most) return {};
-    for (unsigned k = 0; k < power; ++k) out.insert(out.end(), factor.begin(), factor.end());
+    if (next == term.variables.size() || out.size() + power > most) return {};
+    out.insert(out.end(), power, term.variables[next++]);
   }
   return next == term.variables.size() ? out : monomial();
 }
@@ -112,7 +105,7 @@ monomial read_monomial(const combinationOfAnyVariable& term, const ModelList& mo
 /// free coefficients of the equation, so that its likelihood says nothing about the mean.
 class mean_check {
  public:
-  explicit mean_check(const ModelList& models) : models_(models), labels_(label_counts(models)) {}
+  explicit mean_check(const ModelList& models) : labels_(label_counts(models)) {}
 
   bool compensates(const Model& model, const data::variable& factor) const {
     for (const anyVariable& term : model.fixed) {
@@ -124,7 +117,7 @@ class mean_check {
     }
     for (const combinationOfAnyVariable& term : model.fixed_compute) {
       if (!reads(term, factor)) continue;
-      if (!has_lower_terms(model, read_monomial(term, models_), factor)) return false;
+      if (!has_lower_terms(model, read_monomial(term), factor)) return false;
     }
     return std::none_of(model.random_compute.begin(), model.random_compute.end(),
                         [&](const combinationOfAnyVariable& term) { return reads(term, factor); });
@@ -172,11 +165,10 @@ class mean_check {
     const bool plain = std::any_of(model.fixed.begin(), model.fixed.end(), [&](const anyVariable& term) {
       return same_monomial({term}, wanted) && is_free(term.param);
     });
-    return plain ||
-           std::any_of(model.fixed_compute.begin(), model.fixed_compute.end(),
-                       [&](const combinationOfAnyVariable& term) {
-                         return same_monomial(read_monomial(term, models_), wanted) && is_free(term.param);
-                       });
+    return plain || std::any_of(model.fixed_compute.begin(), model.fixed_compute.end(),
+                                [&](const combinationOfAnyVariable& term) {
+                                  return same_monomial(read_monomial(term), wanted) && is_free(term.param);
+                                });
   }
 
   static bool random_intercept_beside(const Model& model, const anyVariable& slope) {
@@ -185,7 +177,6 @@ class mean_check {
     });
   }
 
-  const ModelList& models_;
   std::unordered_map<std::string, unsigned> labels_;
 };
 

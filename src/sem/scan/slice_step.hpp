@@ -8,8 +8,8 @@ namespace tovik::sem::scan {
 
 /// One step of the slice sampler in one dimension, above a bound: the interval steps out from `x` by `width`,
 /// at most 32 times in all, and shrinks towards `x` (Neal, 2003, Annals of Statistics 31, 705-767). `x` is
-/// above `bound`. Leaves the density restricted to x > bound unchanged; where it is not finite at `x`, as in a
-/// chain that has run away, `x` stays.
+/// above `bound`. Leaves the density restricted to x > bound unchanged; where it is not finite at `x`, as in
+/// a chain that has run away, `x` stays.
 template <class LogDensity>
 double slice_step(double x, double bound, double width, const LogDensity& log_density, Random& rng) {
   constexpr int steps = 32;
