@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "block_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sem/ensemble/factor_moves.hpp"
 
 namespace tovik::tests::factor_moves_block_kernel_test {
@@ -135,19 +135,14 @@ struct CorrelatedIndicators {
   }
 
   void expect_invariant() {
-    Samples fresh, after;
-    double moved = 0.0;
+    double moved = 0.0, before = 0.0;
     constexpr int replications = 10000;
-    for (int rep = 0; rep < replications; ++rep) {
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      const double before = models[3]->betas_(1);
-      for (int t = 0; t < 4; ++t) moves->draw(world.data, rng);
-      moved += std::fabs(std::log(models[3]->betas_(1) / before)) > 0.05 ? 1.0 : 0.0;
-      after.add(functions());
-    }
-    expect_same_distribution(fresh, after);
+    kernel_leaves_joint(
+        {.replications = replications,
+         .applications = 4,
+         .before = [&] { before = models[3]->betas_(1); },
+         .after = [&] { moved += std::fabs(std::log(models[3]->betas_(1) / before)) > 0.05 ? 1.0 : 0.0; }},
+        [&] { draw_joint(); }, [&] { return functions(); }, [&] { moves->draw(world.data, rng); });
     EXPECT_GT(moved, 0.5 * replications);
   }
 };

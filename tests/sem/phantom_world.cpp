@@ -4,11 +4,6 @@
 
 namespace tovik::tests {
 
-arma::Mat<double> draw_prior_covariance(arma::uword q, Random& rng) {
-  if (q == 1) return arma::Mat<double>{1.0 / rng.rgamma(1.0, 2.0)};
-  return arma::inv_sympd(rng.rwish(static_cast<int>(q) + 1, arma::eye(q, q)));
-}
-
 bool leaves_variance(arma::Mat<double> S, const std::vector<sem::phantom_term>& terms,
                      const std::vector<double>& rhos) {
   const arma::Col<double> diagonal = S.diag();
