@@ -6,7 +6,7 @@
 #include <cmath>
 #include <functional>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "label_bench.hpp"
 #include "model/defaults.hpp"
 #include "sample_tests.hpp"
