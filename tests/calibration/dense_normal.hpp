@@ -16,6 +16,10 @@ inline double dense_log_normal(const arma::Col<double>& y, const arma::Col<doubl
          0.5 * static_cast<double>(seen.n_elem) * std::log(2 * arma::datum::pi);
 }
 
+inline double log_normal_density(double x, double mean, double v) {
+  return -0.5 * std::log(2 * arma::datum::pi * v) - 0.5 * (x - mean) * (x - mean) / v;
+}
+
 /// 1 where two rows share an identifier.
 inline arma::Mat<double> same_cluster(const arma::Col<double>& id) {
   arma::Mat<double> out(id.n_elem, id.n_elem);

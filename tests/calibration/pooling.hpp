@@ -3,7 +3,9 @@
 #include <armadillo>
 #include <boost/math/distributions/students_t.hpp>
 #include <cmath>
+#include <functional>
 #include <stdexcept>
+#include <vector>
 
 #include "calibration/coverage.hpp"
 
@@ -33,6 +35,24 @@ inline arma::Mat<double> least_squares(const arma::Mat<double>& X, const arma::C
   const arma::Col<double> b = inverse * (X.t() * y);
   const double s2 = arma::accu(arma::square(y - X * b)) / static_cast<double>(X.n_rows - X.n_cols);
   return arma::join_rows(b, s2 * inverse.diag());
+}
+
+/// `analysis`: of one completed data set, estimates in the first column, variances in the second; `df`: of
+/// each with complete data.
+inline std::vector<estimate> pool_sets(
+    const sampled_run& run, const std::function<arma::Mat<double>(const arma::Mat<double>&)>& analysis,
+    const std::vector<double>& df) {
+  const std::vector<arma::Mat<double>>& sets = run.input->imputations;
+  const arma::uword m = sets.size() - 1;  // the first is the incomplete data
+  arma::Mat<double> values(m, df.size()), variances(m, df.size());
+  for (arma::uword k = 0; k < m; ++k) {
+    const arma::Mat<double> found = analysis(sets[k + 1]);
+    values.row(k) = found.col(0).t();
+    variances.row(k) = found.col(1).t();
+  }
+  std::vector<estimate> out;
+  for (arma::uword j = 0; j < df.size(); ++j) out.push_back(pool(values.col(j), variances.col(j), df[j]));
+  return out;
 }
 
 }  // namespace tovik::tests::calibration

@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "block_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "random/densities.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/likelihood.hpp"
@@ -22,15 +22,7 @@ constexpr int applications = 6;
 const nesting small = {{5, 1, 3}, {3, 4}};
 
 void scans_leave_joint(BlockWorld& w) {
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    w.draw_joint();
-    fresh.add(w.functions());
-    w.draw_joint();
-    for (int t = 0; t < applications; ++t) w.scan();
-    after.add(w.functions());
-  }
-  expect_same_distribution(fresh, after);
+  world_leaves_joint(w, {replications, applications});
 }
 
 void three_outcomes(BlockWorld& w) {
@@ -41,8 +33,7 @@ void three_outcomes(BlockWorld& w) {
 
 /// The densities that hold y of the first member, which the block has in one.
 void give_list(BlockWorld& w) {
-  auto list = std::make_unique<sem::estimator::likelihood>();
-  for (const auto& model : w.models) list->add_once(model->likelihoodFunc(sem::likelihood_type::imputed));
+  auto list = contributions(w.models);
   ASSERT_EQ(list->size(), 1u);
   w.models[0]->addLL(std::move(list), sem::likelihood_type::imputed);
 }

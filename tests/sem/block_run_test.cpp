@@ -39,13 +39,6 @@ sem::Multi& block_of(const sem::Mcmc& chain, const small_run& run) {
   throw error_debug("No block.");
 }
 
-void burn_in(sem::Mcmc& chain, int scans) {
-  for (int i = 0; i < scans; ++i) {
-    chain.oneRep();
-    if (i % 50 == 49 && i + 100 < scans) chain.tune();
-  }
-}
-
 /// Elements of the block's matrix (n draws), a column for each draw: those of the lower triangle by columns.
 arma::mat matrices(sem::Mcmc& chain, const small_run& run, arma::uword n) {
   const sem::Multi& block = block_of(chain, run);
@@ -55,6 +48,13 @@ arma::mat matrices(sem::Mcmc& chain, const small_run& run, arma::uword n) {
     out.col(t) = block.params();
   }
   return out;
+}
+
+/// The mean of a series is that of another under the weights w.
+void expect_same_mean(const arma::rowvec& series, const arma::rowvec& weighted, const arma::rowvec& w) {
+  const double expected = arma::dot(w, weighted) / arma::accu(w);
+  const arma::rowvec influence = w % (weighted - expected) / arma::mean(w);
+  EXPECT_NEAR(arma::mean(series), expected, 4.5 * std::hypot(mean_error(series), mean_error(influence)));
 }
 
 // Flat means integrated out leave n - 1 degrees of freedom, the prior takes p + 1 (or none, or adds p + 1 and
@@ -94,11 +94,8 @@ TEST(BlockRun, ElementsHaveThePosteriorOfTheWholeMatrix) {
   arma::rowvec w(first.n_cols);
   for (arma::uword t = 0; t < w.n_elem; ++t) w(t) = 1.0 / std::sqrt(first(0, t) * first(3, t));
   for (arma::uword k = 0; k < 6; ++k) {
-    const arma::rowvec series = second.row(k);
-    const double expected = arma::dot(w, first.row(k)) / arma::accu(w);
-    const arma::rowvec influence = w % (first.row(k) - expected) / arma::mean(w);
-    EXPECT_NEAR(arma::mean(series), expected, 4.5 * std::hypot(mean_error(series), mean_error(influence)))
-        << k;
+    SCOPED_TRACE(k);
+    expect_same_mean(second.row(k), first.row(k), w);
   }
 }
 
@@ -125,11 +122,8 @@ TEST(BlockRun, PhantomsGiveTheSamePosterior) {
   const arma::uword rho = first.n_rows - 2;  // SD(a), Cor(a, b), SD(b)
   for (const auto& [k, l] : std::vector<std::pair<arma::uword, arma::uword>>{
            {0, 0}, {1, 1}, {2, 2}, {5, 5}, {6, 6}, {7, 7}, {8, 8}, {rho, 12}}) {
-    const arma::rowvec series = second.row(l);
-    const double expected = arma::dot(w, first.row(k)) / arma::accu(w);
-    const arma::rowvec influence = w % (first.row(k) - expected) / arma::mean(w);
-    EXPECT_NEAR(arma::mean(series), expected, 4.5 * std::hypot(mean_error(series), mean_error(influence)))
-        << k;
+    SCOPED_TRACE(k);
+    expect_same_mean(second.row(l), first.row(k), w);
   }
 }
 

@@ -4,7 +4,7 @@
 #include <stdexcept>
 
 #include "sem/autosolver/solver.hpp"
-#include "sem/phantom_world.hpp"
+#include "sem/prior_states.hpp"
 
 namespace tovik::tests {
 
@@ -216,23 +216,11 @@ void BlockWorld::draw_joint() {
 void BlockWorld::draw_outcome(std::size_t m, const arma::Col<double>& e) {
   const sem::equation_setup& setup = setups[m];
   sem::Regression& model = *models[m];
-  const auto& rows = *setup.cluster.own_rows[0];
   arma::Col<double> y = e;
-  for (arma::uword j = 0; j < setup.x.n_elem; ++j) {
-    model.betas_(j) = rng.rnorm();
-    for (arma::uword i = 0; i < y.n_elem; ++i) y(i) += world.data(rows(i), setup.x(j)) * model.betas_(j);
-  }
-  for (unsigned L = 0; L < setup.n_levels; ++L) {
-    arma::uword const q = setup.z[L].n_elem;
-    if (q == 0) continue;
-    const arma::Mat<double> S = draw_prior_covariance(q, rng);
-    model.Sigma[L] = S;
-    model.iSigma[L] = arma::inv_sympd(S);
-    model.u[L] = rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(S);
-    for (arma::uword i = 0; i < y.n_elem; ++i)
-      for (arma::uword j = 0; j < q; ++j)
-        y(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
-  }
+  for (double& b : model.betas_) b = rng.rnorm();
+  add_fixed_part(world, setup, model.betas_, y);
+  draw_covariances_and_effects(model, rng);
+  add_random_part(world, setup, model.u, y);
   if (is_binary[m]) {
     auto& ordinal = dynamic_cast<sem::Ordinal&>(model);
     arma::Col<arma::uword> categories(y.n_elem);
@@ -244,8 +232,7 @@ void BlockWorld::draw_outcome(std::size_t m, const arma::Col<double>& e) {
     y.transform([](double value) { return value > 0.0 ? 1.0 : 0.0; });
   }
   if (lambda[m].is_set()) draw_lambda(model, lambda[m], y, rng);
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, setup.y) = y(world.units[setup.level](row));
+  world.write(setup.level, setup.y, y);
 }
 
 void BlockWorld::scan() {

@@ -4,10 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <optional>
 #include <vector>
 
 #include "component_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sem/predictors/nom_component.hpp"
 #include "sem/predictors/normal_rectangle.hpp"
 #include "support/error.hpp"
@@ -132,31 +133,33 @@ void expect_invariance(arma::uword dim, const units& imputed, std::uint32_t seed
     out.push_back(z(7, 0) * z(7, dim - 1));
     return out;
   };
-  Samples fresh, after;
-  for (int r = 0; r < 6000; ++r) {
-    for (bool through : {false, true}) {
-      arma::mat const gamma = std::sqrt(0.6) * w.rng->randn(2, static_cast<int>(dim));
-      arma::mat const z = offset + w.W() * gamma + noise(10);
-      if (!through) {
-        fresh.add(functions(gamma, z));
-        continue;
-      }
-      NomComponent rule(w.setup(1), cycle(10, dim + 1), {});
-      NomComponent c(w.setup(1), rule.categorize(z), imputed);
-      c.setScore(z);
-      c.gamma = gamma;
-      for (int k = 0; k < 4; ++k) {
-        c.drawLatent(offset + c.regression(w.level, w.x));
-        w.level.write(w.own, c.score - offset);
-        c.draw(w.level, w.x, w.own);
-        if (imputed.is_empty()) continue;
-        arma::mat const mean = offset.rows(imputed) + c.regression(w.level, w.x, imputed);
-        c.setScore(mean + noise(imputed.n_elem), imputed);
-      }
-      after.add(functions(c.gamma, c.score));
-    }
-  }
-  expect_same_distribution(fresh, after);
+  arma::mat gamma, z;
+  std::optional<NomComponent> c;
+  const auto draw_joint = [&] {
+    gamma = std::sqrt(0.6) * w.rng->randn(2, static_cast<int>(dim));
+    z = offset + w.W() * gamma + noise(10);
+  };
+  const auto take_state = [&] {
+    NomComponent rule(w.setup(1), cycle(10, dim + 1), {});
+    c.emplace(w.setup(1), rule.categorize(z), imputed);
+    c->setScore(z);
+    c->gamma = gamma;
+  };
+  const auto give_state = [&] {
+    gamma = c->gamma;
+    z = c->score;
+  };
+  const auto kernel = [&] {
+    c->drawLatent(offset + c->regression(w.level, w.x));
+    w.level.write(w.own, c->score - offset);
+    c->draw(w.level, w.x, w.own);
+    if (imputed.is_empty()) return;
+    arma::mat const mean = offset.rows(imputed) + c->regression(w.level, w.x, imputed);
+    c->setScore(mean + noise(imputed.n_elem), imputed);
+  };
+  kernel_leaves_joint(
+      {.replications = 6000, .applications = 4, .before = take_state, .after = give_state}, draw_joint,
+      [&] { return functions(gamma, z); }, kernel);
 }
 
 TEST(NomComponent, TheBlockLeavesTheJointDistribution) {

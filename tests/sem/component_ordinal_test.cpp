@@ -4,10 +4,11 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <optional>
 #include <vector>
 
 #include "component_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sem/predictors/ord_component.hpp"
 #include "sem/wiring/settings.hpp"
 #include "support/error.hpp"
@@ -152,36 +153,38 @@ TEST(OrdComponent, TheBinaryBlockLeavesTheJointDistribution) {
   ComponentWorld w(9, 2, 1, 67);
   arma::mat const offset(9, 1, arma::fill::value(0.2));
   const units imputed = {1, 6};
-  const auto functions = [&](const arma::mat& gamma, const arma::mat& score) {
+  arma::mat gamma, score;
+  std::optional<OrdComponent> c;
+  bool heed = false;
+  const auto draw_joint = [&] {
+    gamma = std::sqrt(0.7) * w.rng->randn(2, 1);
+    score = offset + w.W() * gamma + w.rng->randn(9, 1);
+  };
+  const auto functions = [&] {
     return std::vector<double>{gamma(0, 0), gamma(1, 0), score(0, 0),
                                score(3, 0), score(6, 0), gamma(0, 0) * score(4, 0)};
   };
-  Samples fresh, after;
-  for (int r = 0; r < 6000; ++r) {
-    for (bool through : {false, true}) {
-      arma::mat const gamma = std::sqrt(0.7) * w.rng->randn(2, 1);
-      arma::mat const score = offset + w.W() * gamma + w.rng->randn(9, 1);
-      if (!through) {
-        fresh.add(functions(gamma, score));
-        continue;
-      }
-      units categories(9);
-      for (arma::uword i = 0; i < 9; ++i) categories[i] = score(i, 0) > 0.0;
-      OrdComponent c(w.setup(1), categories, 2, imputed);
-      c.heed_missing = r % 2 == 0;
-      c.setScore(score);
-      c.gamma = gamma;
-      for (int k = 0; k < 4; ++k) {
-        c.drawLatent(offset + c.regression(w.level, w.x));
-        w.level.write(w.own, c.score - offset);
-        c.draw(w.level, w.x, w.own);
-        arma::mat const mean = offset + c.regression(w.level, w.x);
-        c.setScore(mean.rows(imputed) + w.rng->randn(2, 1), imputed);
-      }
-      after.add(functions(c.gamma, c.score));
-    }
-  }
-  expect_same_distribution(fresh, after);
+  const auto take_state = [&] {
+    units categories(9);
+    for (arma::uword i = 0; i < 9; ++i) categories[i] = score(i, 0) > 0.0;
+    c.emplace(w.setup(1), categories, 2, imputed);
+    c->heed_missing = heed = !heed;
+    c->setScore(score);
+    c->gamma = gamma;
+  };
+  const auto give_state = [&] {
+    gamma = c->gamma;
+    score = c->score;
+  };
+  const auto kernel = [&] {
+    c->drawLatent(offset + c->regression(w.level, w.x));
+    w.level.write(w.own, c->score - offset);
+    c->draw(w.level, w.x, w.own);
+    arma::mat const mean = offset + c->regression(w.level, w.x);
+    c->setScore(mean.rows(imputed) + w.rng->randn(2, 1), imputed);
+  };
+  kernel_leaves_joint({.replications = 6000, .applications = 4, .before = take_state, .after = give_state},
+                      draw_joint, functions, kernel);
 }
 
 TEST(OrdComponent, NewCategoriesOfAllUnitsMoveOnlyScoresThatLeft) {

@@ -3,30 +3,47 @@
 #include <cmath>
 #include <utility>
 
+#include "sem/prior_states.hpp"
+
 namespace tovik::tests {
 
-CorrelatedWorld::CorrelatedWorld(unsigned levels, const nesting& sizes, std::uint32_t seed)
+TiedWorld::TiedWorld(unsigned levels, const nesting& sizes, std::uint32_t seed)
     : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {
   world.data.insert_cols(9, 8);  // 9, 10: outcomes; 11 on: phantoms
   world.data.cols(9, 16).zeros();
 }
 
-sem::equation_setup& CorrelatedWorld::add(unsigned level, arma::uword y, arma::Col<arma::uword> x) {
+sem::equation_setup& TiedWorld::add(unsigned level, arma::uword y, arma::Col<arma::uword> x) {
   sem::equation_setup setup = world.setup(level, std::move(x));
   setup.y = y;
   setup.prior = {1, 1};
-  setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-  setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+  hold_coefficients(setup);
   setup.phantoms.resize(setup.n_levels + 1);
   setups.push_back(std::move(setup));
   return setups.back();
 }
 
-void CorrelatedWorld::finish() {
+void TiedWorld::finish() {
   for (const tie& t : ties)
     for (int side : {0, 1})
       setups[t.ends[side].model].phantoms[t.ends[side].place].push_back(
           {t.column, t.ends[side].effect, side == 1});
+}
+
+std::unique_ptr<sem::Phantom> TiedWorld::phantom_of(const tie& t) {
+  sem::phantom_setup setup;
+  setup.column = t.column;
+  setup.level = t.level;
+  setup.cluster = world.clusters(t.level);
+  setup.n_levels = static_cast<unsigned>(world.units.size()) - t.level - 1;
+  return std::make_unique<sem::Phantom>(&estimator, setup);
+}
+
+void TiedWorld::draw_scores() {
+  for (const tie& t : ties) {
+    const arma::Mat<double> P = rng.randn(static_cast<int>(world.units[t.level].max() + 1), 1);
+    world.write(t.level, t.column, P);
+  }
 }
 
 std::unique_ptr<sem::Normal> CorrelatedWorld::make(std::size_t m) {
@@ -40,21 +57,8 @@ std::unique_ptr<sem::Normal> CorrelatedWorld::make(std::size_t m) {
 
 void CorrelatedWorld::build() {
   models.clear();
-  phantoms.clear();
   for (std::size_t m = 0; m < setups.size(); ++m) models.push_back(make(m));
-  const auto group = std::make_shared<sem::phantom_group>();
-  for (const tie& t : ties) {
-    sem::phantom_setup setup;
-    setup.column = t.column;
-    setup.level = t.level;
-    setup.cluster = world.clusters(t.level);
-    setup.n_levels = static_cast<unsigned>(world.units.size()) - t.level - 1;
-    phantoms.push_back(std::make_unique<sem::Phantom>(&estimator, setup));
-    for (const auto& end : t.ends) phantoms.back()->attach(models[end.model]->correlated(t.column));
-    phantoms.back()->join(group);
-  }
-  group->connect();
-  group->set_before_models(pairs);
+  connect(models, pairs);
 }
 
 std::vector<double> CorrelatedWorld::rhos_of(std::size_t model, unsigned place,
@@ -82,11 +86,7 @@ void CorrelatedWorld::draw_joint() {
       }
     }
   }
-  for (const tie& t : ties) {
-    const auto& units = world.units[t.level];
-    const arma::Mat<double> P = rng.randn(static_cast<int>(units.max() + 1), 1);
-    for (arma::uword i = 0; i < units.n_elem; ++i) world.data(i, t.column) = P(units(i));
-  }
+  draw_scores();
   for (std::size_t m = 0; m < models.size(); ++m) draw_outcome(m, S[m], rhos);
   for (std::size_t k = 0; k < ties.size(); ++k) phantoms[k]->addStarts({rhos[k]});
 }
@@ -110,24 +110,17 @@ void CorrelatedWorld::draw_outcome(std::size_t m, const std::vector<arma::Mat<do
   sem::Normal& model = *models[m];
   const sem::equation_setup& setup = setups[m];
   model.sigma2 = S[0](0, 0);
-  arma::Mat<double> y = draw_place(m, 0, S[0], rhos);
-  const auto& rows = *setup.cluster.own_rows[0];
+  arma::Col<double> y = draw_place(m, 0, S[0], rhos);
   for (unsigned L = 0; L < setup.n_levels; ++L) {
     if (model.u[L].n_cols == 0) continue;
     model.Sigma[L] = S[L + 1];
     model.iSigma[L] = arma::inv_sympd(S[L + 1]);
     model.u[L] = draw_place(m, L + 1, S[L + 1], rhos);
-    for (arma::uword i = 0; i < y.n_elem; ++i)
-      for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
-        y(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
   }
-  for (arma::uword i = 0; i < y.n_elem; ++i)
-    for (arma::uword j = 0; j < setup.x.n_elem; ++j)
-      y(i) += world.data(rows(i), setup.x(j)) * setup.fixed_values(j);
-  arma::Col<double> values = y.as_col();
-  if (is_transformed(m)) draw_lambda(model, lambda[m], values, rng);
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, setup.y) = values(world.units[setup.level](row));
+  add_random_part(world, setup, model.u, y);
+  add_fixed_part(world, setup, setup.fixed_values, y);
+  if (is_transformed(m)) draw_lambda(model, lambda[m], y, rng);
+  world.write(setup.level, setup.y, y);
 }
 
 void CorrelatedWorld::scan() {

@@ -8,8 +8,8 @@
 #include <memory>
 
 #include "count_world.hpp"
-#include "kernel_samples.hpp"
-#include "phantom_world.hpp"
+#include "invariance_frame.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 
@@ -30,27 +30,6 @@ equation_setup proper(equation_setup setup) {
   setup = counted(std::move(setup), prior_variance);
   setup.prior = {1, 1};
   return setup;
-}
-
-/// Coefficients, dispersion, covariances and effects from their priors.
-void draw_parameters(NBinomial& model, Random& rng) {
-  arma::Col<double> starts = model.params();
-  arma::uword at = 0;
-  for (unsigned L = model.n_levels; L-- > 0;) {
-    arma::uword const q = model.u[L].n_cols;
-    const arma::Mat<double> S = q == 0 ? arma::Mat<double>() : draw_prior_covariance(q, rng);
-    for (arma::uword j = 0; j < q; ++j)
-      for (arma::uword i = j; i < q; ++i) starts(at++) = S(i, j);
-  }
-  starts(at++) = draw_prior_dispersion(rng);
-  for (; at < starts.n_elem; ++at) starts(at) = std::sqrt(prior_variance) * rng.rnorm();
-  model.addStarts(starts);
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    arma::uword const q = model.u[L].n_cols;
-    if (q > 0)
-      model.u[L] =
-          rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-  }
 }
 
 /// Covariance matrices have heavy tails under their prior: of the linear predictors beyond these, of which
@@ -81,15 +60,7 @@ void add_functions(const NBinomial& model, const arma::Mat<double>& data, std::v
   for (arma::uword j = 0; j < b.n_elem; ++j) out.push_back(b(j));
   out.insert(out.end(), {b(0) * r, b(0) * (size(0) - 0.5), b(0) * (size(5) - 0.5),
                          std::log(m(0)) * (size(0) - 0.5), std::log(m(5)) - 0.5 * std::log(m(1))});
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    const auto& u = model.u[L];
-    arma::uword const q = u.n_cols;
-    if (q == 0) continue;
-    const double scale = std::sqrt(model.Sigma[L](0, 0));
-    out.insert(out.end(), {std::log(model.Sigma[L](0, 0)), std::log(arma::det(model.Sigma[L])),
-                           u(0, 0) / scale, u(1, q - 1), u(0, 0) * (size(0) - 0.5) / scale,
-                           u(0, 0) * b(0) / scale, std::log(arma::accu(u % (u * model.iSigma[L])))});
-  }
+  add_effect_functions(model, size(0) - 0.5, out);
 }
 
 /// Equations of counts, and readers of them with known coefficients.
@@ -120,30 +91,27 @@ struct CountRun {
         models.push_back(std::make_shared<Normal>(&estimator, setups[m]));
     }
     if (models.size() == 1) return;
-    sem::level_units units;
-    for (const auto& ids : world.units) units.push_back(&ids);
-    sem::wire_likelihood_lists({models.begin(), models.end()}, units, world.data);
+    sem::wire_likelihood_lists({models.begin(), models.end()}, world.level_units(), world.data);
   }
   bool draw_once() {
     for (std::size_t m = 0; m < models.size(); ++m) {
       if (m < n_counts) {
-        draw_parameters(count(m), rng);
+        draw_starts(count(m), prior_variance, rng);
+        draw_effects(count(m), rng);
         if (!is_usual(count(m), world.data)) return false;
         draw_counts(world, count(m), rng);
         continue;
       }
-      const arma::Mat<double> fitted = models[m]->compute_predicted(world.data);
-      const arma::Mat<double> e = rng.randn(static_cast<int>(fitted.n_rows), 1);
-      for (arma::uword row = 0; row < world.data.n_rows; ++row) {
-        const auto unit = world.units[models[m]->level](row);
-        world.data(row, models[m]->y(0)) = fitted(unit) + std::sqrt(models[m]->residVar()) * e(unit);
-      }
+      draw_normal(world, *models[m], rng);
     }
     return true;
   }
   void draw_joint() {
     while (!draw_once()) {
     }
+  }
+  void scan() {
+    for (const auto& m : models) m->draw(world.data);
   }
   std::vector<double> functions() const {
     std::vector<double> out;
@@ -158,23 +126,17 @@ struct CountRun {
     return out;
   }
   void scans_leave_joint() {
-    Samples fresh, after;
-    std::uint64_t proposals = 0, accepted = 0;
-    for (int rep = 0; rep < replications; ++rep) {
-      build();
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t)
-        for (const auto& m : models) m->draw(world.data);
-      after.add(functions());
+    proposal_count proposals;
+    const auto inspect = [&] {
       ASSERT_LT(count().residual_error(world.data), 1e-8);
-      proposals += count().dispersion_tune.total;
-      accepted += count().dispersion_tune.accepted;
-    }
-    expect_same_distribution(fresh, after);
-    EXPECT_EQ(proposals, static_cast<std::uint64_t>(replications * applications));
-    EXPECT_GT(accepted, proposals / 10);
+      proposals.add(count().dispersion_tune);
+    };
+    world_leaves_joint(*this, {.replications = replications,
+                               .applications = applications,
+                               .begin = [&] { build(); },
+                               .after = inspect});
+    EXPECT_EQ(proposals.total, static_cast<std::uint64_t>(replications * applications));
+    EXPECT_GT(proposals.accepted, proposals.total / 10);
   }
 };
 
@@ -220,15 +182,11 @@ TEST(CountInvariance, MissingCountsThatANormalOutcomeReads) {
   run.own().missing_units = {0, 5, 6, 11};
   equation_setup reader = run.world.setup(0, {0, 1});
   reader.y = 9;
-  reader.fixed = {0, 1};
-  reader.fixed_values = {0.4, 0.5};
+  hold_coefficients(reader, {0.4, 0.5});
   reader.estimate_resid = false;
   reader.resid_value = 0.7;
   run.setups.push_back(reader);
-  for (equation_setup& setup : run.setups) {
-    setup.mutable_columns.assign(11, false);
-    setup.mutable_columns[1] = true;
-  }
+  for (equation_setup& setup : run.setups) let_move(setup, run.world, {1});
   run.scans_leave_joint();
   EXPECT_EQ(run.count().impute_tune.total, applications * 4U);
 }
@@ -245,10 +203,7 @@ TEST(CountInvariance, MissingCountsThatCountsRead) {
   reader.missing_units = {5, 7};
   run.setups.push_back(reader);
   run.n_counts = 2;
-  for (equation_setup& setup : run.setups) {
-    setup.mutable_columns.assign(11, false);
-    setup.mutable_columns[1] = setup.mutable_columns[9] = true;
-  }
+  for (equation_setup& setup : run.setups) let_move(setup, run.world, {1, 9});
   run.scans_leave_joint();
 }
 

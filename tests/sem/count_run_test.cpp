@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "count_world.hpp"
+#include "marginal_check.hpp"
 #include "model/parameter.hpp"
 #include "sem/ensemble/output_names.hpp"
 #include "sem/ensemble/starts.hpp"
@@ -159,20 +160,10 @@ TEST(CountRun, PredictedScoresAreMeans) {
     EXPECT_NEAR(std::log(mean(i)), b(0) + b(1) * data(i, 2) + b(2) * data(i, 3), 1e-10);
 }
 
-// Fit statistics have no marginal block where effects cannot be integrated out.
 TEST(CountRun, MarginalLikelihoodIsTheConditionalOneOrUnknown) {
   const ShortSeries series(20);
-  const std::vector<std::string> ids = {"school"};
-  for (const bool effects : {true, false}) {
-    const small_run run = count_run(columns(), {"y ~ x"}, effects ? ids : std::vector<std::string>());
-    const auto chain = run.chain(Random(8, 1), {1, 1});
-    chain->oneRep();
-    const arma::cube all = chain->outcomes()->likelihood(chain->working().data);
-    const arma::mat of_y = all.slice(0);
-    EXPECT_TRUE(of_y.col(1).is_finite());
-    EXPECT_EQ(of_y.col(0).has_nan(), effects);
-    EXPECT_EQ(arma::approx_equal(of_y.col(0), of_y.col(1), "absdiff", 0.0), !effects);
-  }
+  expect_marginal_likelihood_without_effects_only(
+      [](const std::vector<std::string>& ids) { return count_run(columns(), {"y ~ x"}, ids); }, 8);
 }
 
 }  // namespace

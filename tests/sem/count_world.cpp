@@ -29,9 +29,7 @@ arma::Col<double> simulate_counts(const arma::Col<double>& eta, double r, Random
 
 void draw_counts(World& world, const sem::NBinomial& model, Random& rng) {
   const arma::Col<double> eta = arma::log(model.compute_predicted(world.data));
-  const arma::Col<double> y = simulate_counts(eta, model.dispersion(), rng);
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, model.y(0)) = y(world.units[model.level](row));
+  world.write(model.level, model.y(0), simulate_counts(eta, model.dispersion(), rng));
 }
 
 }  // namespace tovik::tests

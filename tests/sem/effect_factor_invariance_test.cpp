@@ -7,7 +7,7 @@
 
 #include "chain_posterior.hpp"
 #include "factor_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "logistic_world.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
@@ -70,16 +70,10 @@ void leaves_joint(factor_world world, const arma::Col<double>& units, std::uint3
   Random rng(seed, 1U);
   kernels k;
   k.prior = {1, &units};
-  Samples fresh, after;
   state s;
-  for (int rep = 0; rep < replications; ++rep) {
-    draw_joint(world, units, rng, s);
-    fresh.add(functions(world, s));
-    draw_joint(world, units, rng, s);
-    for (int t = 0; t < 10; ++t) k.draw_factor(world, rng, s);
-    after.add(functions(world, s));
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint(
+      {replications, 10}, [&] { draw_joint(world, units, rng, s); }, [&] { return functions(world, s); },
+      [&] { k.draw_factor(world, rng, s); });
 }
 
 TEST(EffectFactorInvariance, JointDistributionUnderTheProperPrior) {

@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
 #include "sem/autosolver/solver.hpp"
 #include "sem/outcomes/ordinal.hpp"
@@ -35,15 +35,7 @@ void scans_leave_joint(TwoEquations& pair, const how& drawn, const std::string& 
   pair.build();
   pair.of_m().imp_tune.value = 1.5;
   if (drawn.scores == step::solver) pair.solve(cofactor);
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    pair.draw_joint();
-    fresh.add(pair.functions());
-    pair.draw_joint();
-    for (int t = 0; t < applications; ++t) pair.scan();
-    after.add(pair.functions());
-  }
-  expect_same_distribution(fresh, after);
+  world_leaves_joint(pair, {replications, applications});
   const auto& tune = pair.of_m().imp_tune;
   if (drawn.scores == step::metropolis)
     EXPECT_GT(tune.rate(), 0.2);
@@ -204,15 +196,7 @@ struct BinaryIndicators {
 
 TEST(FactorOfBinaryIndicators, ScoresBySolver) {
   BinaryIndicators w;
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    w.draw_joint();
-    fresh.add(w.functions());
-    w.draw_joint();
-    for (int t = 0; t < applications; ++t) w.scan();
-    after.add(w.functions());
-  }
-  expect_same_distribution(fresh, after);
+  world_leaves_joint(w, {replications, applications});
 }
 
 }  // namespace

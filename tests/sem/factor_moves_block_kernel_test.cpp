@@ -6,25 +6,20 @@
 #include <cmath>
 
 #include "correlated_indicators.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 
 namespace tovik::tests::factor_moves_block_kernel_test {
 namespace {
 
 void expect_invariant(CorrelatedIndicators& w) {
-  Samples fresh, after;
-  double moved = 0.0;
+  double moved = 0.0, before = 0.0;
   constexpr int replications = 10000;
-  for (int rep = 0; rep < replications; ++rep) {
-    w.draw_joint();
-    fresh.add(w.functions());
-    w.draw_joint();
-    const double before = w.models[3]->betas_(1);
-    for (int t = 0; t < 4; ++t) w.moves->draw(w.world.data, w.rng);
-    moved += std::fabs(std::log(w.models[3]->betas_(1) / before)) > 0.05 ? 1.0 : 0.0;
-    after.add(w.functions());
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint(
+      {.replications = replications,
+       .applications = 4,
+       .before = [&] { before = w.models[3]->betas_(1); },
+       .after = [&] { moved += std::fabs(std::log(w.models[3]->betas_(1) / before)) > 0.05 ? 1.0 : 0.0; }},
+      [&] { w.draw_joint(); }, [&] { return w.functions(); }, [&] { w.moves->draw(w.world.data, w.rng); });
   EXPECT_GT(moved, 0.5 * replications);
 }
 

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "kernel_samples.hpp"
-#include "phantom_world.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 #include "sem/autosolver/solver.hpp"

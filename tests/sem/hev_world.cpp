@@ -7,6 +7,7 @@
 #include "data/variable.hpp"
 #include "sem/autosolver/normal.hpp"
 #include "sem/autosolver/solution.hpp"
+#include "sem/prior_states.hpp"
 
 namespace tovik::tests {
 
@@ -22,10 +23,8 @@ sem::equation_setup& HevWorld::add(unsigned level, arma::Col<arma::uword> x) {
   sem::equation_setup setup = world.setup(level, std::move(x));
   setup.y = setups.empty() ? 1 : 9;
   setup.prior = {1, 1};
-  setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-  setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
-  setup.mutable_columns.assign(13, false);
-  for (arma::uword column : {1, 9, 12}) setup.mutable_columns[column] = true;
+  hold_coefficients(setup);
+  let_move(setup, world, {1, 9, 12});
   setups.push_back(std::move(setup));
   return setups.back();
 }
@@ -54,9 +53,7 @@ void HevWorld::build() {
   arma::Col<arma::uword> columns(owner.u[0].n_cols, arma::fill::value(data::variable::no_column));
   columns(0) = 12;
   owner.addIndicator(columns, sem::indicator_type::random_effect);
-  auto list = std::make_unique<sem::estimator::likelihood>();
-  for (const auto& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
-  owner.addLL(std::move(list), sem::likelihood_type::random_effect);
+  owner.addLL(contributions(models), sem::likelihood_type::random_effect);
 }
 
 void HevWorld::connect_phantom() {
@@ -78,9 +75,7 @@ void HevWorld::connect_values() {
   NormalHev& first = *models[0];
   if (missing == values::predictive) return;
   if (missing != values::solved) {
-    auto list = std::make_unique<sem::estimator::likelihood>();
-    for (const auto& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
-    first.addLL(std::move(list), sem::likelihood_type::imputed);
+    first.addLL(contributions(models), sem::likelihood_type::imputed);
     return;
   }
   auto solver = std::make_shared<sem::autosolver::solver<sem::autosolver::normal>>();
@@ -99,14 +94,7 @@ void HevWorld::draw_parameters(NormalHev& model, const sem::equation_setup& setu
   model.shared.s0 = s0;
   model.shared.t = t;
   model.variances_changed();
-  for (unsigned L = 0; L < setup.n_levels; ++L) {
-    arma::uword const q = model.u[L].n_cols;
-    if (q == 0) continue;
-    model.Sigma[L] = draw_prior_covariance(q, rng);
-    model.iSigma[L] = arma::inv_sympd(model.Sigma[L]);
-    model.u[L] =
-        rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-  }
+  draw_covariances_and_effects(model, rng);
   if (setup.fixed.is_empty())
     for (double& b : model.betas_) b = rng.rnorm();
 }
@@ -135,14 +123,10 @@ void HevWorld::draw_outcome(std::size_t m, double rho) {
     const double score = tied ? world.data(rows(i), 11) : 0.0;
     const double e = load * score + std::sqrt(1.0 - std::fabs(rho)) * rng.rnorm();
     y(i) = std::sqrt(model.sigma2s((*setup.cluster.row_cluster[0])(i))) * e;
-    for (arma::uword j = 0; j < setup.x.n_elem; ++j)
-      y(i) += world.data(rows(i), setup.x(j)) * model.betas_(j);
-    for (unsigned L = 0; L < setup.n_levels; ++L)
-      for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
-        y(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
   }
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, setup.y) = y(world.units[setup.level](row));
+  add_fixed_part(world, setup, model.betas_, y);
+  add_random_part(world, setup, model.u, y);
+  world.write(setup.level, setup.y, y);
 }
 
 void HevWorld::scan() {

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "sem/outcomes/normal_hev.hpp"
-#include "sem/phantom_world.hpp"
 #include "sem/phantoms/phantom.hpp"
+#include "sem/scan_world.hpp"
 
 namespace tovik::tests {
 

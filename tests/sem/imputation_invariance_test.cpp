@@ -5,7 +5,7 @@
 
 #include <cmath>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/settings.hpp"
 #include "two_equations.hpp"
@@ -20,21 +20,19 @@ const nesting small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 
 enum class step { metropolis, slice };
 
-/// States from the joint distribution against states that went through scans.
+/// `n` scans leave the joint distribution of what is admitted.
+void pair_leaves_joint(TwoEquations& pair, int n, const std::function<bool(double)>& admitted) {
+  kernel_leaves_joint(
+      {replications, n}, [&] { pair.draw_joint(admitted); }, [&] { return pair.functions(); },
+      [&] { pair.scan(); });
+}
+
 void scans_leave_joint(TwoEquations& pair, step kind, const std::function<bool(double)>& admitted = nullptr,
                        double scale = 1.5) {
   const Setting<bool> sampler(sem::sampler_settings::ess_sampler, kind == step::slice);
   pair.build();
   pair.of_m().imp_tune.value = scale;
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    pair.draw_joint(admitted);
-    fresh.add(pair.functions());
-    pair.draw_joint(admitted);
-    for (int t = 0; t < applications; ++t) pair.scan();
-    after.add(pair.functions());
-  }
-  expect_same_distribution(fresh, after);
+  pair_leaves_joint(pair, applications, admitted);
   // A test that nothing moves would pass too.
   const auto& tune = pair.of_m().imp_tune;
   if (kind == step::metropolis)
@@ -178,15 +176,7 @@ void predictive_leaves_joint(TwoEquations& pair, const std::function<bool(double
   pair.m.missing_units = {0, 3, 4};
   pair.y = pair.world.setup(0, {0, 2});
   pair.build();
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    pair.draw_joint(admitted);
-    fresh.add(pair.functions());
-    pair.draw_joint(admitted);
-    pair.scan();
-    after.add(pair.functions());
-  }
-  expect_same_distribution(fresh, after);
+  pair_leaves_joint(pair, 1, admitted);
   EXPECT_EQ(pair.of_m().imp_tune.total, 0U);
 }
 

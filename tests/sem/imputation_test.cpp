@@ -197,24 +197,11 @@ TEST(Imputation, ACompleteTransformedOutcomeIsARegressionOfItsTransform) {
   EXPECT_NEAR(plain.logLiklihood(world.data), transformed.logLiklihood(exponential), 1e-8);
 }
 
-/// Allocations of 100 scans after the first ten.
-std::size_t allocations_of_scans(TwoEquations& pair, bool slice) {
-  // What compares residuals takes room of its own.
-  const Setting<bool> unchecked(sem::Normal::check_residuals, false);
+std::size_t allocations_of(TwoEquations& pair, bool slice) {
   const Setting<bool> sampler(sem::sampler_settings::ess_sampler, slice);
   pair.build();
   pair.draw_joint();
-  for (int t = 0; t < 10; ++t) pair.scan();
-  std::size_t const before = allocations();
-  for (int t = 0; t < 100; ++t) pair.scan();
-  return allocations() - before;
-}
-
-nesting many_clusters() {
-  nesting out(20);
-  for (unsigned top = 0; top < 20; ++top)
-    for (unsigned c = 0; c < 5; ++c) out[top].push_back(1 + (top + 3 * c) % 9);
-  return out;
+  return allocations_of_scans(10, [&] { pair.scan(); });
 }
 
 TEST(Imputation, NoAllocationInASteadyScan) {
@@ -229,7 +216,7 @@ TEST(Imputation, NoAllocationInASteadyScan) {
       pair.y = pair.world.setup(0, {0, 9, 2});
       pair.y.z[0] = {0, 9};
       pair.y.icept = {1};
-      EXPECT_EQ(allocations_of_scans(pair, slice), 0U) << transformation << slice;
+      EXPECT_EQ(allocations_of(pair, slice), 0U) << transformation << slice;
     }
   }
 }
@@ -242,7 +229,7 @@ TEST(Imputation, NoAllocationWithAMediatorOfLevelTwo) {
     pair.y = pair.world.setup(0, {0, 9, 2});
     pair.y.z[0] = {0};
     pair.y.icept = {1};
-    EXPECT_EQ(allocations_of_scans(pair, slice), 0U) << slice;
+    EXPECT_EQ(allocations_of(pair, slice), 0U) << slice;
   }
 }
 

@@ -9,7 +9,8 @@
 #include <cmath>
 #include <memory>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 #include "sem/scan/residual_variance.hpp"
@@ -92,6 +93,29 @@ struct MixedModel {
   }
 };
 
+/// A step of a scan, on effects from `draw_u` and outcomes given them.
+template <typename DrawU, typename Functions, typename Step>
+void step_leaves_joint(MixedModel& m, bool products, const row_scale& scale, Random& rng, DrawU draw_u,
+                       Functions functions, Step step) {
+  std::vector<arma::Mat<double>> u(1);
+  std::unique_ptr<sem::scan::equation_scan> scan;
+  const auto draw_joint = [&] {
+    u[0] = draw_u();
+    m.draw_y(u[0], rng);
+  };
+  const auto kernel = [&] {
+    scan->begin(m.world.data, m.b, u, scale);
+    scan->keep_coefficients(m.b);
+    step(*scan, u[0]);
+  };
+  kernel_leaves_joint(
+      {.replications = replications,
+       .applications = applications,
+       .before = [&] { scan = m.scan(products); },
+       .after = [&] { ASSERT_EQ(scan->uses_products(), products); }},
+      draw_joint, [&] { return functions(u[0]); }, kernel);
+}
+
 /// The effects step with known coefficients and variances.
 void effects_leave_joint(arma::uword q, bool products, row_scale::form form, std::uint32_t seed) {
   MixedModel m(q);
@@ -107,24 +131,12 @@ void effects_leave_joint(arma::uword q, bool products, row_scale::form form, std
                               ? row_scale::per_cluster(of_cluster, m.world.units[1])
                               : row_scale::per_row(of_row);
   const arma::Mat<double> precision = arma::inv_sympd(m.Sigma);
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    arma::Mat<double> u = m.draw_u(rng);
-    m.draw_y(u, rng);
-    fresh.add(m.functions(u));
-    u = m.draw_u(rng);
-    m.draw_y(u, rng);
-    auto scan = m.scan(products);
-    std::vector<arma::Mat<double>> effects = {u};
-    for (int t = 0; t < applications; ++t) {
-      scan->begin(m.world.data, m.b, effects, scale);
-      scan->keep_coefficients(m.b);
-      scan->draw_effects(0, scale, precision, nullptr, rng, effects[0]);
-    }
-    ASSERT_EQ(scan->uses_products(), products);
-    after.add(m.functions(effects[0]));
-  }
-  expect_same_distribution(fresh, after);
+  step_leaves_joint(
+      m, products, scale, rng, [&] { return m.draw_u(rng); },
+      [&](const arma::Mat<double>& u) { return m.functions(u); },
+      [&](sem::scan::equation_scan& scan, arma::Mat<double>& u) {
+        scan.draw_effects(0, scale, precision, nullptr, rng, u);
+      });
 }
 
 TEST(KernelInvariance, RandomEffectsOnRows) {
@@ -147,22 +159,12 @@ TEST(KernelInvariance, RandomEffectsAroundAGivenMean) {
   Random rng(130, 1U);
   const arma::Mat<double> precision = arma::inv_sympd(m.Sigma);
   const arma::Mat<double> mu = Random(9).randn(static_cast<int>(m.clusters), 2);
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    arma::Mat<double> u = mu + m.draw_u(rng);
-    m.draw_y(u, rng);
-    fresh.add(m.functions(u));
-    std::vector<arma::Mat<double>> effects = {mu + m.draw_u(rng)};
-    m.draw_y(effects[0], rng);
-    auto scan = m.scan(false);
-    for (int t = 0; t < applications; ++t) {
-      scan->begin(m.world.data, m.b, effects, row_scale(0.7));
-      scan->keep_coefficients(m.b);
-      scan->draw_effects(0, row_scale(0.7), precision, &mu, rng, effects[0]);
-    }
-    after.add(m.functions(effects[0]));
-  }
-  expect_same_distribution(fresh, after);
+  step_leaves_joint(
+      m, false, row_scale(0.7), rng, [&] { return arma::Mat<double>(mu + m.draw_u(rng)); },
+      [&](const arma::Mat<double>& u) { return m.functions(u); },
+      [&](sem::scan::equation_scan& scan, arma::Mat<double>& u) {
+        scan.draw_effects(0, row_scale(0.7), precision, &mu, rng, u);
+      });
 }
 
 /// A draw of b minus its conditional mean, in units of the Cholesky factor of its covariance, is standard
@@ -221,22 +223,19 @@ TEST(KernelInvariance, CoefficientsUnderANormalPrior) {
 
 TEST(KernelInvariance, VarianceUnderTheProperPrior) {
   Random rng(150, 1U);
-  Samples fresh, after;
   const int n = 20;
-  auto functions = [](double precision, const arma::Mat<double>& e) {
+  double precision = 0.0;
+  arma::Mat<double> e;
+  const auto draw_joint = [&] {
+    precision = rng.rgamma(1.0, 2.0);
+    e = rng.randn(n, 1) / std::sqrt(precision);
+  };
+  const auto functions = [&] {
     double const ss = arma::accu(arma::square(e));
     return std::vector<double>{std::log(precision), precision * ss, std::log(ss), e(0)};
   };
-  for (int rep = 0; rep < replications; ++rep) {
-    double precision = rng.rgamma(1.0, 2.0);
-    fresh.add(functions(precision, rng.randn(n, 1) / std::sqrt(precision)));
-    precision = rng.rgamma(1.0, 2.0);
-    const arma::Mat<double> e = rng.randn(n, 1) / std::sqrt(precision);
-    for (int t = 0; t < applications; ++t)
-      precision = sem::scan::draw_precision(1, n, arma::accu(arma::square(e)), rng);
-    after.add(functions(precision, e));
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint({replications, applications}, draw_joint, functions,
+                      [&] { precision = sem::scan::draw_precision(1, n, arma::accu(arma::square(e)), rng); });
 }
 
 TEST(KernelInvariance, VarianceUnderTheImproperPriorsIsScaledChiSquared) {
@@ -254,11 +253,13 @@ TEST(KernelInvariance, CovarianceUnderTheProperPrior) {
   for (int q : {1, 2, 3}) {
     const auto uq = static_cast<arma::uword>(q);
     const arma::Mat<double> I = arma::eye(uq, uq);
-    auto prior_draw = [&] {
-      if (q == 1) return arma::Mat<double>(1, 1, arma::fill::value(1.0 / rng.rgamma(1.0, 2.0)));
-      return arma::Mat<double>(arma::inv_sympd(rng.rwish(q + 1, I)));
+    arma::Mat<double> Sigma, iSigma, u;
+    const auto draw_joint = [&] {
+      Sigma = draw_prior_covariance(uq, rng);
+      iSigma = arma::inv_sympd(Sigma);
+      u = rng.randn(n, q) * arma::chol(Sigma);
     };
-    auto functions = [&](const arma::Mat<double>& Sigma, const arma::Mat<double>& u) {
+    const auto functions = [&] {
       double const a = Sigma(0, 0), d = Sigma(uq - 1, uq - 1);
       return std::vector<double>{std::log(a),
                                  std::log(d),
@@ -268,19 +269,11 @@ TEST(KernelInvariance, CovarianceUnderTheProperPrior) {
                                  std::log(arma::det(Sigma)),
                                  arma::dot(u.col(0), u.col(uq - 1)) / std::sqrt(a * d)};
     };
-    Samples fresh, after;
     sem::scan::covariance_step step;
-    for (int rep = 0; rep < replications; ++rep) {
-      arma::Mat<double> Sigma = prior_draw();
-      fresh.add(functions(Sigma, rng.randn(n, q) * arma::chol(Sigma)));
-      Sigma = prior_draw();
-      arma::Mat<double> iSigma = arma::inv_sympd(Sigma);
-      const arma::Mat<double> u = rng.randn(n, q) * arma::chol(Sigma);
-      for (int t = 0; t < applications; ++t) step.draw(1, u, rng, iSigma, Sigma);
-      EXPECT_LT(arma::abs(iSigma * Sigma - I).max(), 1e-7);
-      after.add(functions(Sigma, u));
-    }
-    expect_same_distribution(fresh, after);
+    kernel_leaves_joint({.replications = replications,
+                         .applications = applications,
+                         .after = [&] { EXPECT_LT(arma::abs(iSigma * Sigma - I).max(), 1e-7); }},
+                        draw_joint, functions, [&] { step.draw(1, u, rng, iSigma, Sigma); });
   }
 }
 
@@ -309,23 +302,12 @@ TEST(KernelInvariance, MissingOutcomes) {
     auto const& y = m.world.data.col(1);
     return std::vector<double>{y(0), y(5), y(13) * u(3, 0), y(30) * u(7, 1), y(5) * y(0), y(0) * y(1)};
   };
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    std::vector<arma::Mat<double>> u = {m.draw_u(rng)};
-    m.draw_y(u[0], rng);
-    fresh.add(functions(u[0]));
-    u[0] = m.draw_u(rng);
-    m.draw_y(u[0], rng);
-    auto scan = m.scan(false);
-    for (int t = 0; t < applications; ++t) {
-      scan->begin(m.world.data, m.b, u, row_scale(0.7));
-      scan->keep_coefficients(m.b);
-      scan->draw_missing(missing, row_scale(0.7), rng);
-      for (arma::uword i : missing) m.world.data(i, 1) = scan->y()(i);
-    }
-    after.add(functions(u[0]));
-  }
-  expect_same_distribution(fresh, after);
+  step_leaves_joint(
+      m, false, row_scale(0.7), rng, [&] { return m.draw_u(rng); }, functions,
+      [&](sem::scan::equation_scan& scan, const arma::Mat<double>&) {
+        scan.draw_missing(missing, row_scale(0.7), rng);
+        for (arma::uword i : missing) m.world.data(i, 1) = scan.y()(i);
+      });
 }
 
 }  // namespace

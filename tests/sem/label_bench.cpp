@@ -4,12 +4,9 @@
 #include <stdexcept>
 
 #include "sem/count_world.hpp"
-#include "sem/ensemble/factory.hpp"
-#include "sem/ensemble/label_plan.hpp"
-#include "sem/ensemble/make_block.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/ordinal.hpp"
-#include "sem/phantoms/phantom_links.hpp"
+#include "sem/run_equations.hpp"
 
 namespace tovik::tests {
 
@@ -27,25 +24,10 @@ label_bench::label_bench(const std::vector<std::string>& names, const arma::mat&
 }
 
 void label_bench::build() {
-  sem::outcome_context context;
-  context.estimator = &estimator;
-  context.working = &working;
-  context.data = &working.data;
-  context.prior = prior_;
-  context.cells = &cells;
-  context.mutable_columns.assign(working.data.n_cols, changing_);
   labels.clear();
   blocks.clear();
   models.clear();
-  const std::vector<bool> in_block = sem::block_members(run.models);
-  for (std::size_t i = 0; i < run.models.size(); ++i) {
-    const Model& model = run.models[i];
-    context.in_block = in_block[i];
-    models.push_back(model.is_multi() ? sem::make_block(run.models, model, models, &estimator, prior_,
-                                                        sem::plan_labels(run.models))
-                                      : sem::make_outcome(model, context));
-  }
-  sem::link_phantoms(run.models, models, working.data);
+  models = make_equations(run, &estimator, working, cells, prior_, changing_);
   sem::wired_labels wired =
       sem::wire_labels({run.models, models, cells, working.data, estimator.random, prior_});
   labels = std::move(wired.labels);
@@ -91,6 +73,19 @@ void label_bench::draw_outcome(const std::string& outcome) {
   }
 }
 
+void label_bench::set_proposals(double variance) {
+  for (sem::drawn_label& one : labels) {
+    one.constraint->variance = variance;
+    one.constraint->tune = sem::estimator::tune_obj(1.0, one.constraint->tune.kind);
+  }
+}
+
+void label_bench::scan() {
+  for (const auto& block : blocks) block->draw(data());
+  for (const auto& model : models) model->draw(data());
+  for (sem::drawn_label& one : labels) one.constraint->draw(data());
+}
+
 sem::Phantom& label_bench::phantom(std::size_t k) const {
   for (const auto& model : models) {
     auto* found = dynamic_cast<sem::Phantom*>(model.get());
@@ -106,17 +101,6 @@ small_run label_bench::with_scores(small_run run) {
     run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::zeros));
   }
   return run;
-}
-
-std::vector<arma::uword> label_bench::id_columns(const std::vector<std::string>& names,
-                                                 const std::vector<std::string>& ids) {
-  std::vector<arma::uword> out;
-  for (const std::string& id : ids) {
-    for (arma::uword j = 0; j < names.size(); ++j) {
-      if (names[j] == id) out.push_back(j);
-    }
-  }
-  return out;
 }
 
 }  // namespace tovik::tests

@@ -51,14 +51,17 @@ class label_bench {
   /// count.
   void draw_outcome(const std::string& outcome);
 
+  /// Of every label: the variance of its proposals, and none yet accepted or refused.
+  void set_proposals(double variance);
+  /// Labels of blocks, the equations, the labels one by one.
+  void scan();
+
   /// The k-th correlation that a phantom carries, counted from 0 in the order of the list.
   sem::Phantom& phantom(std::size_t k) const;
 
  private:
   /// Columns for the scores of phantoms, as the preparation of the data makes them.
   static small_run with_scores(small_run run);
-  static std::vector<arma::uword> id_columns(const std::vector<std::string>& names,
-                                             const std::vector<std::string>& ids);
 
   sem::priors prior_;
   bool changing_;

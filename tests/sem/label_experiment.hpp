@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "sem/count_world.hpp"
-#include "sem/kernel_samples.hpp"
+#include "sem/invariance_frame.hpp"
 #include "sem/label_bench.hpp"
 #include "sem/outcomes/logistic.hpp"
 #include "sem/outcomes/ordinal.hpp"
@@ -115,40 +115,28 @@ struct LabelExperiment {
     return out;
   }
 
-  void scan() {
-    for (const auto& block : bench.blocks) block->draw(bench.data());
-    for (const auto& model : bench.models) model->draw(bench.data());
-    for (sem::drawn_label& label : bench.labels) label.constraint->draw(bench.data());
-  }
+  void scan() { bench.scan(); }
 
   void expect_invariant(double proposal_sd = 0.5) {
-    Samples fresh, after;
-    unsigned accepted = 0, total = 0;
+    proposal_count proposals;
     bool walks = false;
-    for (int rep = 0; rep < replications; ++rep) {
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (sem::drawn_label& label : bench.labels) {
-        label.constraint->variance = proposal_sd * proposal_sd;
-        label.constraint->tune = sem::estimator::tune_obj(1.0, label.constraint->tune.kind);
-      }
-      for (int t = 0; t < applications; ++t) scan();
-      after.add(functions());
-      for (sem::drawn_label& label : bench.labels) {
+    const auto count = [&] {
+      for (const sem::drawn_label& label : bench.labels) {
         walks = walks || label.constraint->walks();
-        accepted += label.constraint->tune.accepted;
-        total += label.constraint->tune.total;
+        proposals.add(label.constraint->tune);
       }
-    }
-    expect_same_distribution(fresh, after);
+    };
+    world_leaves_joint(*this, {.replications = replications,
+                               .applications = applications,
+                               .before = [&] { bench.set_proposals(proposal_sd * proposal_sd); },
+                               .after = count});
     if (!walks) {
-      EXPECT_EQ(total, 0u);
+      EXPECT_EQ(proposals.total, 0u);
       return;
     }
     // A kernel that never moves would leave everything unchanged as well.
-    EXPECT_GT(accepted, total / 20);
-    EXPECT_LT(accepted, total - total / 20);
+    EXPECT_GT(proposals.accepted, proposals.total / 20);
+    EXPECT_LT(proposals.accepted, proposals.total - proposals.total / 20);
   }
 };
 

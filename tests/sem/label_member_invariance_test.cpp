@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "label_experiment.hpp"
-#include "phantom_world.hpp"
+#include "prior_states.hpp"
 #include "sem/outcomes/multi.hpp"
 
 namespace tovik::tests::label_member_invariance_test {
@@ -31,40 +31,28 @@ class MemberExperiment {
 
   void expect_invariant(bool walks = false) {
     ASSERT_NE(block_, nullptr);
-    Samples fresh, after;
-    unsigned accepted = 0, total = 0;
-    for (int rep = 0; rep < replications; ++rep) {
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (sem::drawn_label& label : bench.labels) {
-        label.constraint->variance = 0.25;
-        label.constraint->tune = sem::estimator::tune_obj(1.0, label.constraint->tune.kind);
-      }
-      for (int t = 0; t < applications; ++t) scan();
+    proposal_count proposals;
+    const auto count = [&] {
       for (const sem::drawn_label& label : bench.labels) {
         ASSERT_TRUE(walks || !label.constraint->walks()) << label.name;
-        accepted += label.constraint->tune.accepted;
-        total += label.constraint->tune.total;
+        proposals.add(label.constraint->tune);
       }
-      after.add(functions());
-    }
-    expect_same_distribution(fresh, after);
-    EXPECT_EQ(total > 0, walks);
+    };
+    kernel_leaves_joint(
+        {.replications = replications,
+         .applications = applications,
+         .before = [&] { bench.set_proposals(0.25); },
+         .after = count},
+        [&] { draw_joint(); }, [&] { return functions(); }, [&] { bench.scan(); });
+    EXPECT_EQ(proposals.total > 0, walks);
     if (walks) {
-      EXPECT_GT(accepted, total / 20);
+      EXPECT_GT(proposals.accepted, proposals.total / 20);
     }
   }
 
   label_bench bench;
 
  private:
-  void scan() {
-    for (const auto& block : bench.blocks) block->draw(bench.data());
-    for (const auto& model : bench.models) model->draw(bench.data());
-    for (sem::drawn_label& label : bench.labels) label.constraint->draw(bench.data());
-  }
-
   void draw_joint() {
     Random& rng = bench.estimator.random;
     const arma::mat S = draw_prior_covariance(block_->members().size(), rng);

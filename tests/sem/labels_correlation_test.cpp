@@ -6,7 +6,7 @@
 #include <cmath>
 #include <functional>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "label_bench.hpp"
 #include "model/defaults.hpp"
 #include "sample_tests.hpp"
@@ -94,20 +94,11 @@ struct CorrelationExperiment {
   }
 
   void expect_invariant() {
-    Samples fresh, after;
-    std::uint64_t accepted = 0, total = 0;
     for (sem::drawn_label& label : bench.labels) label.constraint->variance = 0.2;
     bench.phantom(0).rho.variance = 0.3;
-    for (int rep = 0; rep < replications; ++rep) {
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t) scan();
-      after.add(functions());
-    }
-    accepted = bench.phantom(0).rho.tune.accepted;
-    total = bench.phantom(0).rho.tune.total;
-    expect_same_distribution(fresh, after);
+    world_leaves_joint(*this, {replications, applications});
+    const std::uint64_t accepted = bench.phantom(0).rho.tune.accepted,
+                        total = bench.phantom(0).rho.tune.total;
     EXPECT_EQ(total, static_cast<std::uint64_t>(replications) * applications);
     EXPECT_GT(accepted, total / 20);
     EXPECT_LT(accepted, total - total / 20);

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "fault_message.hpp"
 #include "label_bench.hpp"
 #include "model/defaults.hpp"
 #include "sample_tests.hpp"
@@ -66,17 +67,6 @@ TEST(Storage, CellsReadTheReportedState) {
     EXPECT_EQ(bench.cell("b"), y.betas_(2));
     EXPECT_EQ(bench.cell("v"), y.sigma2);
   }
-}
-
-/// The text of the internal error that `f` raises.
-template <class F>
-std::string message(F f) {
-  try {
-    f();
-  } catch (const error_debug& e) {
-    return e.what();
-  }
-  return "";
 }
 
 TEST(Storage, FaultsOfConstraintsAreNamed) {

@@ -294,11 +294,7 @@ TEST(Labels, OneLabelOfTwoCorrelationsIsDrawnByTheFirstPhantom) {
   const Setting<bool> phantoms(sem::defaults::optimize_models, false);
   small_run run(names, columns(), {}, {"y ~ x@a z@a", "m ~ 1", "z ~ 1", "y <-> m@r", "z <-> m@r"},
                 {"r ~ uniform(-0.5, 0.4)", "q = 2 * r"});
-  for (const auto& v : run.vars.variables) {
-    if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
-    v->column = static_cast<unsigned>(run.data.n_cols);
-    run.data.insert_cols(run.data.n_cols, arma::vec(30, arma::fill::value(arma::datum::nan)));
-  }
+  prepare(run);
   const auto chain = run.chain(Random(8, 1));
   const arma::mat draw = draws(*chain, 100, 400);
   const arma::rowvec r = draw.row(row_of(run, "r", "   Fixed : r"));

@@ -116,9 +116,7 @@ std::string groups(unsigned level, const std::string& expression, arma::uword co
   equation_setup setup = world.setup(level, {0});
   setup.x_compute = {computed(expression)};
   const Normal reader(&estimator, setup);
-  level_units units;
-  for (const auto& ids : world.units) units.push_back(&ids);
-  const auto together = acceptance_groups(column, variable_level, {&reader}, units, world.data);
+  const auto together = acceptance_groups(column, variable_level, {&reader}, world.level_units(), world.data);
   if (together.each_alone()) return "";
   EXPECT_EQ(together.level(), std::max(level, variable_level));
   EXPECT_EQ(together.group_of_unit().n_elem, world.first_rows[together.level()].n_elem);

@@ -4,8 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <optional>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 #include "sem/outcomes/scaled.hpp"
@@ -26,6 +27,8 @@ struct Rows {
   Random rng{702, 1U};
   sem::equation_setup setup = world.setup(0, {0, 2, 3});
   arma::uword n_residuals = 1;
+  std::optional<LogScale> model;  ///< of each replication
+  arma::Mat<double> r;            ///< its residuals
 
   Rows() { setup.coefficients = sem::scan::coefficient_prior::ridge(prior_variance); }
 
@@ -54,21 +57,27 @@ struct Rows {
             g(2) * std::log(std::fabs(r(5, 0))),
             g(0) + std::log(std::fabs(r(7, 0)))};
   }
+  repetition times() {
+    return {replications, applications, [this] { model.emplace(&estimator, setup); }};
+  }
+  template <typename Coefficients>
+  void draws_leave_joint(const repetition& times, Coefficients draw_coefficients) {
+    const auto draw_joint = [&] {
+      draw_coefficients();
+      r = draw_residuals(*model);
+    };
+    kernel_leaves_joint(
+        times, draw_joint, [&] { return functions(*model, r); },
+        [&] { model->_draw_log_scale(r, world.data); });
+  }
   void draws_leave_joint() {
-    Samples fresh, after;
     std::uint64_t walked = 0, leapt = 0;
-    for (int rep = 0; rep < replications; ++rep) {
-      LogScale model(&estimator, setup);
-      draw_coefficients(model);
-      fresh.add(functions(model, draw_residuals(model)));
-      draw_coefficients(model);
-      const arma::Mat<double> r = draw_residuals(model);
-      for (int t = 0; t < applications; ++t) model._draw_log_scale(r, world.data);
-      after.add(functions(model, r));
-      for (const auto& proposal : model.tune_) walked += proposal.accepted;
-      leapt += model.joint_accepted;
-    }
-    expect_same_distribution(fresh, after);
+    repetition counted = times();
+    counted.after = [&] {
+      for (const auto& proposal : model->tune_) walked += proposal.accepted;
+      leapt += model->joint_accepted;
+    };
+    draws_leave_joint(counted, [&] { draw_coefficients(*model); });
     EXPECT_GT(walked, static_cast<std::uint64_t>(replications));
     if (sem::sampler_settings::leap_variances)
       EXPECT_GT(leapt, static_cast<std::uint64_t>(replications));
@@ -114,58 +123,41 @@ TEST(LogScaleKernel, ColumnsThatAreFarFromOrthogonal) {
   rows.setup.x = {0, 9, 3};
   arma::Col<double> precision = {0.05, 5.0, 1.0}, mean = {0.0, 0.1, 0.0};
   rows.setup.coefficients = sem::scan::coefficient_prior::of_each(precision, mean);
-  Samples fresh, after;
-  const auto draw = [&](LogScale& model) {
+  rows.draws_leave_joint(rows.times(), [&] {
     for (arma::uword j = 0; j < 3; ++j)
-      model.betas_(j) = mean(j) + rows.rng.rnorm() / std::sqrt(precision(j));
-  };
-  for (int rep = 0; rep < replications; ++rep) {
-    LogScale model(&rows.estimator, rows.setup);
-    draw(model);
-    fresh.add(rows.functions(model, rows.draw_residuals(model)));
-    draw(model);
-    const arma::Mat<double> r = rows.draw_residuals(model);
-    for (int t = 0; t < applications; ++t) model._draw_log_scale(r, rows.world.data);
-    after.add(rows.functions(model, r));
-  }
-  expect_same_distribution(fresh, after);
+      rows.model->betas_(j) = mean(j) + rows.rng.rnorm() / std::sqrt(precision(j));
+  });
 }
 
 // One standardised residual e = r exp(-l / 2) ~ N(m, left) given another's.
 TEST(LogScaleKernel, AResidualGivenOthers) {
   Rows rows;
   const double slope = 0.8, left = 0.4;
-  Samples fresh, after;
   arma::Col<double> m(24), r(24), squares(24), cross(24);
-  const auto draw = [&](LogScale& model) {
-    rows.draw_coefficients(model);
-    const arma::Col<double> v = model.variances(rows.world.data);
+  const auto draw_joint = [&] {
+    rows.draw_coefficients(*rows.model);
+    const arma::Col<double> v = rows.model->variances(rows.world.data);
     for (arma::uword i = 0; i < 24; ++i) {
       m(i) = slope * rows.rng.rnorm();
       r(i) = std::sqrt(v(i)) * (m(i) + std::sqrt(left) * rows.rng.rnorm());
     }
   };
-  const auto functions = [&](const LogScale& model) {
-    std::vector<double> out = rows.functions(model, r);
-    const arma::Mat<double>& g = model.betas();
+  const auto functions = [&] {
+    std::vector<double> out = rows.functions(*rows.model, r);
+    const arma::Mat<double>& g = rows.model->betas();
     out.insert(out.end(), {r(0) * m(0), g(1) * m(0) * r(0), g(0) * m(3) * r(3)});
     return out;
   };
-  for (int rep = 0; rep < replications; ++rep) {
-    LogScale model(&rows.estimator, rows.setup);
-    draw(model);
-    fresh.add(functions(model));
-    draw(model);
+  sem::scan::log_variance_terms terms;
+  repetition times = rows.times();
+  times.before = [&] {
     squares = r % r;
     cross = r % m;
-    sem::scan::log_variance_terms terms;
     terms.squares = squares.memptr();
     terms.cross = cross.memptr();
     terms.left = left;
-    for (int t = 0; t < applications; ++t) model.draw_given(terms, rows.world.data);
-    after.add(functions(model));
-  }
-  expect_same_distribution(fresh, after);
+  };
+  kernel_leaves_joint(times, draw_joint, functions, [&] { rows.model->draw_given(terms, rows.world.data); });
 }
 
 }  // namespace

@@ -5,11 +5,12 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 
 #include "data/variable.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "logistic_world.hpp"
-#include "phantom_world.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 
@@ -33,24 +34,11 @@ equation_setup proper(equation_setup setup) {
   return setup;
 }
 
-/// Coefficients, covariances and effects from their priors.
-void draw_parameters(Logistic& model, Random& rng) {
-  arma::Col<double> starts = model.params();
-  arma::uword at = 0;
-  for (unsigned L = model.n_levels; L-- > 0;) {
-    arma::uword const q = model.u[L].n_cols;
-    const arma::Mat<double> S = q == 0 ? arma::Mat<double>() : draw_prior_covariance(q, rng);
-    for (arma::uword j = 0; j < q; ++j)
-      for (arma::uword i = j; i < q; ++i) starts(at++) = S(i, j);
-  }
-  for (; at < starts.n_elem; ++at) starts(at) = std::sqrt(prior_variance) * rng.rnorm();
-  model.addStarts(starts);
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    arma::uword const q = model.u[L].n_cols;
-    if (q > 0)
-      model.u[L] =
-          rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-  }
+/// Parameters, effects and the outcome.
+void draw_logistic(World& world, Logistic& model, Random& rng) {
+  draw_starts(model, prior_variance, rng);
+  draw_effects(model, rng);
+  draw_binary(world, model, rng);
 }
 
 /// Every one of them continuous: y enters by its products with parameters.
@@ -66,40 +54,22 @@ void add_functions(const Logistic& model, const arma::Mat<double>& data, std::ve
   for (arma::uword j = 0; j < b.n_elem; ++j) out.push_back(b(j));
   out.insert(out.end(),
              {b(0) * (missing_y - 0.5), b(0) * (other_y - 0.5), b(0) * (missing_y - other_y + 0.1)});
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    const auto& u = model.u[L];
-    arma::uword const q = u.n_cols;
-    if (q == 0) continue;
-    const double scale = std::sqrt(model.Sigma[L](0, 0));
-    out.insert(out.end(), {std::log(model.Sigma[L](0, 0)), std::log(arma::det(model.Sigma[L])),
-                           u(0, 0) / scale, u(1, q - 1), u(0, 0) * (missing_y - 0.5) / scale,
-                           u(0, 0) * b(0) / scale, std::log(arma::accu(u % (u * model.iSigma[L])))});
-  }
+  add_effect_functions(model, missing_y - 0.5, out);
 }
 
 void scan_leaves_joint(World world, const equation_setup& setup, std::uint32_t seed) {
   const Setting<bool> check(sem::Regression::check_residuals, true);
   LoneEstimator estimator(seed);
   Random rng(seed, 2U);
-  Samples fresh, after;
-  const auto draw_joint = [&](Logistic& model) {
-    draw_parameters(model, rng);
-    draw_binary(world, model, rng);
-  };
-  const auto functions = [&](const Logistic& model) {
+  std::optional<Logistic> model;
+  const auto functions = [&] {
     std::vector<double> out;
-    add_functions(model, world.data, out);
+    add_functions(*model, world.data, out);
     return out;
   };
-  for (int rep = 0; rep < replications; ++rep) {
-    Logistic model(&estimator, setup);
-    draw_joint(model);
-    fresh.add(functions(model));
-    draw_joint(model);
-    for (int t = 0; t < applications; ++t) model.draw(world.data);
-    after.add(functions(model));
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint(
+      {replications, applications, [&] { model.emplace(&estimator, setup); }},
+      [&] { draw_logistic(world, *model, rng); }, functions, [&] { model->draw(world.data); });
 }
 
 TEST(LogisticInvariance, SingleLevel) {
@@ -151,23 +121,18 @@ struct TwoBinaries {
     of_x = proper(world.setup(0, {0, 2}));
     of_x.y = 9;
     of_y = proper(world.setup(0, {0, 9, 3}));
-    for (equation_setup* setup : {&of_x, &of_y}) {
-      setup->mutable_columns.assign(10, false);
-      setup->mutable_columns[1] = setup->mutable_columns[9] = true;
-    }
+    for (equation_setup* setup : {&of_x, &of_y}) let_move(*setup, world, {1, 9});
   }
 
   void build() {
     models = {std::make_shared<Logistic>(&estimator, of_x), std::make_shared<Logistic>(&estimator, of_y)};
-    sem::level_units units;
-    for (const auto& ids : world.units) units.push_back(&ids);
-    sem::wire_likelihood_lists({models.begin(), models.end()}, units, world.data);
+    sem::wire_likelihood_lists({models.begin(), models.end()}, world.level_units(), world.data);
   }
   void draw_joint() {
-    for (const auto& model : models) {
-      draw_parameters(*model, rng);
-      draw_binary(world, *model, rng);
-    }
+    for (const auto& model : models) draw_logistic(world, *model, rng);
+  }
+  void scan() {
+    for (const auto& model : models) model->draw(world.data);
   }
   std::vector<double> functions() const {
     std::vector<double> out;
@@ -178,24 +143,16 @@ struct TwoBinaries {
     return out;
   }
   void scans_leave_joint() {
-    Samples fresh, after;
-    std::uint64_t proposals = 0, accepted = 0;
-    for (int rep = 0; rep < replications; ++rep) {
-      build();
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t)
-        for (const auto& model : models) model->draw(world.data);
-      after.add(functions());
-      proposals += models[0]->impute_tune.total;
-      accepted += models[0]->impute_tune.accepted;
-    }
-    expect_same_distribution(fresh, after);
+    proposal_count proposals;
+    world_leaves_joint(*this, {.replications = replications,
+                               .applications = applications,
+                               .begin = [&] { build(); },
+                               .after = [&] { proposals.add(models[0]->impute_tune); }});
     // 10 scans of each missing x; some proposals are rejected.
-    EXPECT_EQ(proposals, static_cast<std::uint64_t>(replications * applications) * of_x.missing_units.n_elem);
-    EXPECT_LT(accepted, proposals);
-    EXPECT_GT(accepted, proposals / 2);
+    EXPECT_EQ(proposals.total,
+              static_cast<std::uint64_t>(replications * applications) * of_x.missing_units.n_elem);
+    EXPECT_LT(proposals.accepted, proposals.total);
+    EXPECT_GT(proposals.accepted, proposals.total / 2);
   }
 };
 
@@ -239,14 +196,10 @@ struct PublishedWorld {
     reader = world.setup(1, {0, 11});
     reader.y = 10;
     reader.prior = {1, 1};
-    reader.fixed = {0, 1};
-    reader.fixed_values = {0.4, 0.8};
+    hold_coefficients(reader, {0.4, 0.8});
     reader.estimate_resid = false;
     reader.resid_value = 0.7;
-    for (equation_setup* setup : {&owner, &reader}) {
-      setup->mutable_columns.assign(12, false);
-      setup->mutable_columns[11] = true;
-    }
+    for (equation_setup* setup : {&owner, &reader}) let_move(*setup, world, {11});
   }
   Logistic& model() const { return dynamic_cast<Logistic&>(*models[0]); }
   void build() {
@@ -254,23 +207,20 @@ struct PublishedWorld {
     arma::Col<arma::uword> columns(owner.n_levels, arma::fill::value(unnamed));
     columns(0) = 11;
     models[0]->addIndicator(columns, sem::indicator_type::random_effect);
-    auto list = std::make_unique<sem::estimator::likelihood>();
-    for (const auto& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
-    models[0]->addLL(std::move(list), sem::likelihood_type::random_effect);
+    models[0]->addLL(contributions(models), sem::likelihood_type::random_effect);
     if (!together) return;
     models[0]->accept_together(0);
     models[0]->re_tune[0].value = 0.3;
   }
   void draw_joint() {
-    draw_parameters(model(), rng);
+    draw_starts(model(), prior_variance, rng);
+    draw_effects(model(), rng);
     model().publish_effects(world.data);
     draw_binary(world, model(), rng);
-    const arma::Mat<double> fitted = models[1]->compute_predicted(world.data);
-    const arma::Mat<double> e = rng.randn(static_cast<int>(fitted.n_rows), 1);
-    for (arma::uword row = 0; row < world.data.n_rows; ++row) {
-      const auto c = world.units[1](row);
-      world.data(row, 10) = fitted(c) + std::sqrt(0.7) * e(c);
-    }
+    draw_normal(world, *models[1], rng);
+  }
+  void scan() {
+    for (const auto& m : models) m->draw(world.data);
   }
   std::vector<double> functions() const {
     std::vector<double> out;
@@ -280,18 +230,10 @@ struct PublishedWorld {
     return out;
   }
   void scans_leave_joint() {
-    Samples fresh, after;
-    for (int rep = 0; rep < replications; ++rep) {
-      build();
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t)
-        for (const auto& m : models) m->draw(world.data);
-      after.add(functions());
-      ASSERT_LT(model().residual_error(world.data), 1e-8);
-    }
-    expect_same_distribution(fresh, after);
+    world_leaves_joint(*this, {.replications = replications,
+                               .applications = applications,
+                               .begin = [&] { build(); },
+                               .after = [&] { ASSERT_LT(model().residual_error(world.data), 1e-8); }});
   }
 };
 

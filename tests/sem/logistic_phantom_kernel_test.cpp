@@ -9,8 +9,9 @@
 
 #include "correlated_world.hpp"
 #include "count_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "logistic_world.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 
 namespace tovik::tests::logistic_phantom_kernel_test {
@@ -31,47 +32,24 @@ enum class kind { normal, binary, count };
 
 /// Logistic, count and normal outcomes with correlations among them; coefficients of the normal ones are
 /// known.
-struct MixedWorld {
-  World world;
-  std::vector<equation_setup> setups;
+struct MixedWorld : TiedWorld {
   std::vector<kind> kinds;
-  std::vector<tie> ties;
-  LoneEstimator estimator;
-  Random rng;
   std::vector<std::unique_ptr<Regression>> models;
-  std::vector<std::unique_ptr<Phantom>> phantoms;
   const Setting<bool> check{Regression::check_residuals, true};
   const ShortSeries series{20};
 
-  MixedWorld(unsigned levels, const nesting& sizes, std::uint32_t seed)
-      : world(levels, sizes, seed), estimator(seed), rng(seed, 2U) {
-    world.data.insert_cols(9, 8);  // 9, 10: outcomes; 11 on: phantoms
-    world.data.cols(9, 16).zeros();
-  }
+  using TiedWorld::TiedWorld;
 
   equation_setup& add(kind what, unsigned level, arma::uword y, arma::Col<arma::uword> x) {
-    equation_setup setup = world.setup(level, std::move(x));
-    setup.y = y;
-    setup.phantoms.resize(setup.n_levels + 1);
-    if (what != kind::normal) {
-      setup = logistic(setup, prior_variance);
-    } else {
-      setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-      setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
-    }
-    setup.prior = {1, 1};
+    equation_setup& setup = TiedWorld::add(level, y, std::move(x));
     kinds.push_back(what);
-    setups.push_back(std::move(setup));
-    return setups.back();
-  }
-  void finish() {
-    for (const tie& t : ties)
-      for (int side : {0, 1})
-        setups[t.ends[side].model].phantoms[t.ends[side].place].push_back(
-            {t.column, t.ends[side].effect, side == 1});
+    if (what == kind::normal) return setup;
+    setup.fixed.reset();
+    setup.fixed_values.reset();
+    setup = logistic(setup, prior_variance);
+    return setup;
   }
   void build() {
-    phantoms.clear();
     models.clear();
     for (std::size_t m = 0; m < setups.size(); ++m) {
       if (kinds[m] == kind::binary)
@@ -81,40 +59,9 @@ struct MixedWorld {
       else
         models.push_back(std::make_unique<Normal>(&estimator, setups[m]));
     }
-    const auto group = std::make_shared<sem::phantom_group>();
-    for (const tie& t : ties) {
-      sem::phantom_setup setup;
-      setup.column = t.column;
-      setup.level = t.level;
-      setup.cluster = world.clusters(t.level);
-      setup.n_levels = static_cast<unsigned>(world.units.size()) - t.level - 1;
-      phantoms.push_back(std::make_unique<Phantom>(&estimator, setup));
-      for (const auto& end : t.ends) phantoms.back()->attach(models[end.model]->correlated(t.column));
-      phantoms.back()->join(group);
-    }
-    group->connect();
-    group->set_before_models(true);
+    connect(models);
   }
 
-  /// Parameters of a model from their priors; variances and correlations are there when phantoms have theirs.
-  void draw_parameters(Regression& model) {
-    arma::Col<double> starts = model.params();
-    arma::uword at = 0;
-    for (unsigned L = model.n_levels; L-- > 0;) {
-      arma::uword const q = model.u[L].n_cols;
-      const arma::Mat<double> S = q == 0 ? arma::Mat<double>() : draw_prior_covariance(q, rng);
-      for (arma::uword j = 0; j < q; ++j)
-        for (arma::uword i = j; i < q; ++i) starts(at++) = S(i, j);
-    }
-    if (dynamic_cast<Normal*>(&model) != nullptr) {
-      starts(at) = draw_prior_covariance(1, rng)(0, 0);
-      model.addStarts(starts);
-      return;
-    }
-    if (dynamic_cast<NBinomial*>(&model) != nullptr) starts(at++) = draw_prior_dispersion(rng);
-    for (; at < starts.n_elem; ++at) starts(at) = std::sqrt(prior_variance) * rng.rnorm();
-    model.addStarts(starts);
-  }
   /// Rows of Lambda P + noise with what is left.
   arma::Mat<double> draw_place(Regression& model, unsigned place) {
     const auto& loadings = model.part(place).loadings;
@@ -141,23 +88,17 @@ struct MixedWorld {
       draw_counts(world, *count, rng);
       return;
     }
-    arma::Mat<double> y = model.compute_predicted(world.data);  // with what the phantoms add
-    y += std::sqrt(model.residVar()) * rng.randn(static_cast<int>(y.n_rows), 1);
-    for (arma::uword row = 0; row < world.data.n_rows; ++row)
-      world.data(row, model.y(0)) = y(world.units[model.level](row));
+    draw_normal(world, model, rng);  // with what the phantoms add
   }
   void draw_joint() {
     for (bool valid = false; !valid;) {
-      for (const auto& model : models) draw_parameters(*model);
+      // Variances and correlations are there when phantoms have theirs.
+      for (const auto& model : models) draw_starts(*model, prior_variance, rng);
       for (const auto& phantom : phantoms) phantom->rho.write(2.0 * rng.runif() - 1.0);
       valid = true;
       for (const auto& phantom : phantoms) valid = phantom->feasible() && valid;
     }
-    for (const tie& t : ties) {
-      const auto& units = world.units[t.level];
-      const arma::Mat<double> P = rng.randn(static_cast<int>(units.max() + 1), 1);
-      for (arma::uword i = 0; i < units.n_elem; ++i) world.data(i, t.column) = P(units(i));
-    }
+    draw_scores();
     for (const auto& model : models) draw_outcome(*model);
   }
 
@@ -197,20 +138,12 @@ struct MixedWorld {
     }
     return out;
   }
+  void scan() {
+    for (const auto& phantom : phantoms) phantom->draw(world.data);
+    for (const auto& model : models) model->draw(world.data);
+  }
   void scans_leave_joint() {
-    Samples fresh, after;
-    for (int rep = 0; rep < replications; ++rep) {
-      build();
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t) {
-        for (const auto& phantom : phantoms) phantom->draw(world.data);
-        for (const auto& model : models) model->draw(world.data);
-      }
-      after.add(functions());
-    }
-    expect_same_distribution(fresh, after);
+    world_leaves_joint(*this, {replications, applications, [&] { build(); }});
   }
 };
 

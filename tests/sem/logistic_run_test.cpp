@@ -4,6 +4,7 @@
 
 #include <cmath>
 
+#include "marginal_check.hpp"
 #include "random/densities.hpp"
 #include "sem/ensemble/output_names.hpp"
 #include "sem/scan/logit.hpp"
@@ -101,20 +102,9 @@ TEST(LogisticRun, IncompleteBinariesStayBinary) {
   ASSERT_TRUE(chain->getParams().is_finite());
 }
 
-// Fit statistics have no marginal block where effects cannot be integrated out.
 TEST(LogisticRun, MarginalLikelihoodIsTheConditionalOneOrUnknown) {
-  const std::vector<std::string> ids = {"school"};
-  for (const bool effects : {true, false}) {
-    const small_run run =
-        logistic_run(columns(), {"logit(y) ~ x"}, effects ? ids : std::vector<std::string>());
-    const auto chain = run.chain(Random(6, 1), {1, 1});
-    chain->oneRep();
-    const arma::cube all = chain->outcomes()->likelihood(chain->working().data);
-    const arma::mat of_y = all.slice(0);
-    EXPECT_TRUE(of_y.col(1).is_finite());
-    EXPECT_EQ(of_y.col(0).has_nan(), effects);
-    EXPECT_EQ(arma::approx_equal(of_y.col(0), of_y.col(1), "absdiff", 0.0), !effects);
-  }
+  expect_marginal_likelihood_without_effects_only(
+      [](const std::vector<std::string>& ids) { return logistic_run(columns(), {"logit(y) ~ x"}, ids); }, 6);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "evaluate/parser.hpp"
+#include "fault_message.hpp"
 #include "logistic_world.hpp"
 #include "sample_tests.hpp"
 #include "support/error.hpp"
@@ -32,15 +33,6 @@ struct BinaryModel {
     setup.prior = {1, 1};
   }
 };
-
-std::string message(const std::function<void()>& act) {
-  try {
-    act();
-  } catch (const error_debug& e) {
-    return e.what();
-  }
-  return "";
-}
 
 bool is_lost(const arma::Mat<double>& values) {
   return std::all_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });

@@ -14,8 +14,7 @@ void draw_binary(World& world, const sem::Logistic& model, Random& rng) {
   const arma::Mat<double> p = model.compute_predicted_prob(world.data);
   arma::Col<double> y(p.n_rows);
   for (arma::uword i = 0; i < y.n_elem; ++i) y(i) = rng.runif() < p(i) ? 1.0 : 0.0;
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, model.y(0)) = y(world.units[model.level](row));
+  world.write(model.level, model.y(0), y);
 }
 
 void simulate_binary(World& world, unsigned level, double high, double low, std::uint32_t seed) {
@@ -25,7 +24,7 @@ void simulate_binary(World& world, unsigned level, double high, double low, std:
   arma::Col<double> y(units.max() + 1);
   for (arma::uword i = 0; i < y.n_elem; ++i)
     y(i) = rng.runif() < high + (low - high) * static_cast<double>(i) / n ? 1.0 : 0.0;
-  for (arma::uword row = 0; row < world.data.n_rows; ++row) world.data(row, 1) = y(units(row));
+  world.write(level, 1, y);
 }
 
 }  // namespace tovik::tests

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "predictor_world.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/settings.hpp"
@@ -42,19 +42,18 @@ void draw(PredictorWorld& world) {
 
 void leaves_joint(kind of, unsigned levels, int replications) {
   PredictorWorld world = world_of(of, levels);
-  Samples fresh, after;
   int moved = 0;
-  for (int rep = 0; rep < replications; ++rep) {
-    draw(world);
-    fresh.add(world.functions());
-    draw(world);
-    const double before = world.x.state->components[1]->variances()(0);
-    for (int t = 0; t < 6; ++t)
-      for (unsigned q = 1; q < world.places(); ++q) world.draw_means(q);
-    moved += world.x.state->components[1]->variances()(0) != before;
-    after.add(world.functions());
-  }
-  expect_same_distribution(fresh, after);
+  double before = 0.0;
+  const auto variance = [&] { return world.x.state->components[1]->variances()(0); };
+  kernel_leaves_joint(
+      {.replications = replications,
+       .applications = 6,
+       .before = [&] { before = variance(); },
+       .after = [&] { moved += variance() != before; }},
+      [&] { draw(world); }, [&] { return world.functions(); },
+      [&] {
+        for (unsigned q = 1; q < world.places(); ++q) world.draw_means(q);
+      });
   EXPECT_EQ(moved, replications);
 }
 

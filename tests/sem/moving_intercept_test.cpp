@@ -6,7 +6,7 @@
 
 #include <limits>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "predictor_world.hpp"
 #include "support/error.hpp"
 #include "two_level_predictors.hpp"
@@ -127,19 +127,18 @@ void leaves_joint(InterceptWorld& w, bool moves) {
   w.build();
   if (!moves) w.y->constraint(parameter_type::coefficient, 0, 0);
   const int replications = w.world.of == kind::nominal ? 1000 : 5000;
-  Samples fresh, after;
   int moved = 0;
-  for (int rep = 0; rep < replications; ++rep) {
-    w.draw();
-    fresh.add(w.functions());
-    w.draw();
-    const double before = w.intercept();
-    for (int t = 0; t < 6; ++t) w.world.scan(false);
+  double before = 0.0;
+  const auto look = [&] {
     moved += w.intercept() != before;
     w.world.x.model->publish(w.world.data());
-    after.add(w.functions());
-  }
-  expect_same_distribution(fresh, after);
+  };
+  kernel_leaves_joint(
+      {.replications = replications,
+       .applications = 6,
+       .before = [&] { before = w.intercept(); },
+       .after = look},
+      [&] { w.draw(); }, [&] { return w.functions(); }, [&] { w.world.scan(false); });
   if (moves)
     EXPECT_GT(moved, 0.8 * replications);
   else

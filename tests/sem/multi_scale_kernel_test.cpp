@@ -6,7 +6,7 @@
 #include <cmath>
 #include <memory>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 #include "sem/autosolver/solver.hpp"
@@ -48,8 +48,7 @@ struct Block {
       setups.push_back(world.setup(0, {0, 2}));
       equation_setup& setup = setups.back();
       setup.y = column(k);
-      setup.mutable_columns.assign(11, false);
-      setup.mutable_columns[1] = setup.mutable_columns[9] = setup.mutable_columns[10] = true;
+      let_move(setup, world, {1, 9, 10});
       setup.prior = {1, 1};
       setup.coefficients = sem::scan::coefficient_prior::ridge(1.0);
     }
@@ -85,9 +84,7 @@ struct Block {
     block->start();
     if (first_is_solved) solve();
     if (!first_is_read) return;
-    auto list = std::make_unique<sem::estimator::likelihood>();
-    for (const auto& model : members) list->add_once(model->likelihoodFunc(sem::likelihood_type::imputed));
-    members[0]->addLL(std::move(list), sem::likelihood_type::imputed);
+    members[0]->addLL(contributions(members), sem::likelihood_type::imputed);
   }
   /// The second outcome reads the first in its last term.
   void solve() {
@@ -176,15 +173,7 @@ struct Block {
   }
   void scans_leave_joint() {
     build();
-    Samples fresh, after;
-    for (int rep = 0; rep < replications; ++rep) {
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t) scan();
-      after.add(functions());
-    }
-    expect_same_distribution(fresh, after);
+    world_leaves_joint(*this, {replications, applications});
   }
 };
 

@@ -5,11 +5,12 @@
 
 #include <cmath>
 #include <memory>
+#include <optional>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "logistic_world.hpp"
 #include "nominal_world.hpp"
-#include "phantom_world.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
 
@@ -34,27 +35,13 @@ equation_setup proper(equation_setup setup) {
   return setup;
 }
 
-/// Coefficients, covariances and effects of each code from their priors.
-void draw_parameters(Nominal& model, Random& rng) {
+/// Parameters and effects of each code, and the categories.
+void draw_nominal(World& world, Nominal& model, const sem::nominal_codes& codes, Random& rng) {
   for (arma::uword c = 0; c < model.n_codes(); ++c) {
-    Logistic& code = model.member(c);
-    arma::Col<double> starts = code.params();
-    arma::uword at = 0;
-    for (unsigned L = code.n_levels; L-- > 0;) {
-      arma::uword const q = code.u[L].n_cols;
-      const arma::Mat<double> S = q == 0 ? arma::Mat<double>() : draw_prior_covariance(q, rng);
-      for (arma::uword j = 0; j < q; ++j)
-        for (arma::uword i = j; i < q; ++i) starts(at++) = S(i, j);
-    }
-    for (; at < starts.n_elem; ++at) starts(at) = std::sqrt(prior_variance) * rng.rnorm();
-    code.addStarts(starts);
-    for (unsigned L = 0; L < code.n_levels; ++L) {
-      arma::uword const q = code.u[L].n_cols;
-      if (q > 0)
-        code.u[L] =
-            rng.randn(static_cast<int>(code.u[L].n_rows), static_cast<int>(q)) * arma::chol(code.Sigma[L]);
-    }
+    draw_starts(model.member(c), prior_variance, rng);
+    draw_effects(model.member(c), rng);
   }
+  draw_categories(world, model, codes, rng);
 }
 
 /// Every one of them continuous: categories enter by their products with parameters.
@@ -73,15 +60,7 @@ void add_functions(const Nominal& model, const arma::Mat<double>& data, std::vec
     for (double value : b) out.push_back(value);
     out.insert(out.end(), {score, b(0) * (missing_y - 0.3), b(0) * (other_y - 0.3),
                            b(0) * (missing_y - other_y + 0.1), b(0) * model.member(0).betas()(0)});
-    for (unsigned L = 0; L < model.n_levels; ++L) {
-      const auto& u = code.u[L];
-      arma::uword const q = u.n_cols;
-      if (q == 0) continue;
-      const double scale = std::sqrt(code.Sigma[L](0, 0));
-      out.insert(out.end(), {std::log(code.Sigma[L](0, 0)), std::log(arma::det(code.Sigma[L])),
-                             u(0, 0) / scale, u(1, q - 1), u(0, 0) * (missing_y - 0.3) / scale,
-                             u(0, 0) * b(0) / scale, std::log(arma::accu(u % (u * code.iSigma[L])))});
-    }
+    add_effect_functions(code, missing_y - 0.3, out);
   }
 }
 
@@ -90,25 +69,15 @@ void scan_leaves_joint(World world, const equation_setup& setup, std::uint32_t s
   const sem::nominal_codes codes = add_codes(world, categories);
   LoneEstimator estimator(seed);
   Random rng(seed, 2U);
-  Samples fresh, after;
-  const auto draw_joint = [&](Nominal& model) {
-    draw_parameters(model, rng);
-    draw_categories(world, model, codes, rng);
-  };
-  const auto functions = [&](const Nominal& model) {
+  std::optional<Nominal> model;
+  const auto functions = [&] {
     std::vector<double> out;
-    add_functions(model, world.data, out);
+    add_functions(*model, world.data, out);
     return out;
   };
-  for (int rep = 0; rep < replications; ++rep) {
-    Nominal model(&estimator, setup, codes);
-    draw_joint(model);
-    fresh.add(functions(model));
-    draw_joint(model);
-    for (int t = 0; t < applications; ++t) model.draw(world.data);
-    after.add(functions(model));
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint(
+      {replications, applications, [&] { model.emplace(&estimator, setup, codes); }},
+      [&] { draw_nominal(world, *model, codes, rng); }, functions, [&] { model->draw(world.data); });
 }
 
 TEST(NominalInvariance, SingleLevel) {
@@ -170,31 +139,26 @@ struct ReadCodes {
     of_normal = world.setup(0, {0, 10});
     of_normal.y = 14;
     of_normal.prior = {1, 1};
-    of_normal.fixed = {0, 1};
-    of_normal.fixed_values = {0.4, 1.2};
+    hold_coefficients(of_normal, {0.4, 1.2});
     of_normal.estimate_resid = false;
     of_normal.resid_value = 0.7;
-    for (equation_setup* setup : {&of_x, &of_y, &of_normal}) {
-      setup->mutable_columns.assign(15, false);
-      for (arma::uword column : {1U, 9U, 10U, 11U, 12U, 13U}) setup->mutable_columns[column] = true;
-    }
+    for (equation_setup* setup : {&of_x, &of_y, &of_normal}) let_move(*setup, world, {1, 9, 10, 11, 12, 13});
   }
 
   void build() {
     x = std::make_shared<Nominal>(&estimator, of_x, x_codes);
     y = std::make_shared<Nominal>(&estimator, of_y, y_codes);
     normal = std::make_shared<Normal>(&estimator, of_normal);
-    sem::level_units units;
-    for (const auto& ids : world.units) units.push_back(&ids);
-    sem::wire_likelihood_lists({x, y, normal}, units, world.data);
+    sem::wire_likelihood_lists({x, y, normal}, world.level_units(), world.data);
   }
   void draw_joint() {
-    draw_parameters(*x, rng);
-    draw_categories(world, *x, x_codes, rng);
-    draw_parameters(*y, rng);
-    draw_categories(world, *y, y_codes, rng);
-    world.data.col(14) = normal->compute_predicted(world.data) +
-                         std::sqrt(0.7) * rng.randn(static_cast<int>(world.data.n_rows), 1);
+    draw_nominal(world, *x, x_codes, rng);
+    draw_nominal(world, *y, y_codes, rng);
+    draw_normal(world, *normal, rng);
+  }
+  void scan() {
+    x->draw(world.data);
+    y->draw(world.data);
   }
   std::vector<double> functions() const {
     std::vector<double> out;
@@ -208,25 +172,15 @@ struct ReadCodes {
     return out;
   }
   void scans_leave_joint() {
-    Samples fresh, after;
-    std::uint64_t proposals = 0, accepted = 0;
-    for (int rep = 0; rep < replications; ++rep) {
-      build();
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t) {
-        x->draw(world.data);
-        y->draw(world.data);
-      }
-      after.add(functions());
-      proposals += x->impute_tune.total;
-      accepted += x->impute_tune.accepted;
-    }
-    expect_same_distribution(fresh, after);
-    EXPECT_EQ(proposals, static_cast<std::uint64_t>(replications * applications) * of_x.missing_units.n_elem);
-    EXPECT_LT(accepted, proposals);
-    EXPECT_GT(accepted, proposals / 3);
+    proposal_count proposals;
+    world_leaves_joint(*this, {.replications = replications,
+                               .applications = applications,
+                               .begin = [&] { build(); },
+                               .after = [&] { proposals.add(x->impute_tune); }});
+    EXPECT_EQ(proposals.total,
+              static_cast<std::uint64_t>(replications * applications) * of_x.missing_units.n_elem);
+    EXPECT_LT(proposals.accepted, proposals.total);
+    EXPECT_GT(proposals.accepted, proposals.total / 3);
   }
 };
 

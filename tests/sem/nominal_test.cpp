@@ -6,6 +6,7 @@
 #include <functional>
 #include <vector>
 
+#include "fault_message.hpp"
 #include "logistic_world.hpp"
 #include "nominal_world.hpp"
 #include "sample_tests.hpp"
@@ -21,15 +22,6 @@ using sem::Nominal;
 using sem::parameter_type;
 
 const nesting unbalanced = {{5, 1, 9, 4}, {3, 7}, {2, 2, 6}, {8}, {4, 5, 3}};
-
-std::string message(const std::function<void()>& act) {
-  try {
-    act();
-  } catch (const error_debug& e) {
-    return e.what();
-  }
-  return "";
-}
 
 bool is_lost(const arma::Mat<double>& values) {
   return std::all_of(values.begin(), values.end(), [](double v) { return std::isnan(v); });

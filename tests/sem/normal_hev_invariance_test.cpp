@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "hev_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/settings.hpp"
 
@@ -25,17 +25,10 @@ void scans_leave_joint(HevWorld& w, int replications = 8000) {
   // They move what the variances share.
   const Setting<bool> each(sem::sampler_settings::move_variances, false);
   const Setting<bool> slice(sem::sampler_settings::ess_sampler, w.missing == values::slice);
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    w.build();
-    w.models[0]->imp_tune.value = 1.5;
-    w.draw_joint();
-    fresh.add(w.functions());
-    w.draw_joint();
-    for (int t = 0; t < applications; ++t) w.scan();
-    after.add(w.functions());
-  }
-  expect_same_distribution(fresh, after);
+  world_leaves_joint(w, {replications, applications, [&] {
+                           w.build();
+                           w.models[0]->imp_tune.value = 1.5;
+                         }});
 }
 
 TEST(NormalHevInvariance, ClustersOfOneRowAndMissingValues) {

@@ -5,8 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <optional>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
+#include "prior_states.hpp"
 #include "scan_world.hpp"
 
 namespace tovik::tests::normal_invariance_test {
@@ -24,32 +26,14 @@ const nesting small = {{5, 1, 7}, {3, 8}, {4, 2, 6, 1}};
 /// Parameters, effects and outcome from their joint distribution, into the model and the data.
 void draw_joint(World& world, const equation_setup& setup, Normal& model, Random& rng) {
   model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
-  for (unsigned L = 0; L < setup.n_levels; ++L) {
-    arma::uword const q = model.u[L].n_cols;
-    if (q == 0) continue;
-    const arma::Mat<double> I = arma::eye(q, q);
-    if (q == 1)
-      model.iSigma[L](0, 0) = rng.rgamma(1.0, 2.0);
-    else
-      model.iSigma[L] = rng.rwish(static_cast<int>(q) + 1, I);
-    model.Sigma[L] = arma::inv_sympd(model.iSigma[L]);
-    model.u[L] =
-        rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-  }
+  draw_covariances_and_effects(model, rng);
   if (setup.fixed.is_empty())
     for (double& b : model.betas_) b = rng.rnorm();
-  const auto& rows = *setup.cluster.own_rows[0];
-  arma::Col<double> y(rows.n_elem);
-  for (arma::uword i = 0; i < y.n_elem; ++i) {
-    y(i) = std::sqrt(model.sigma2) * rng.rnorm();
-    for (arma::uword j = 0; j < setup.x.n_elem; ++j)
-      y(i) += world.data(rows(i), setup.x(j)) * model.betas_(j);
-    for (unsigned L = 0; L < setup.n_levels; ++L)
-      for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
-        y(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
-  }
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, 1) = y(world.units[setup.level](row));
+  arma::Col<double> y(setup.cluster.own_rows[0]->n_elem);
+  for (double& value : y) value = std::sqrt(model.sigma2) * rng.rnorm();
+  add_fixed_part(world, setup, model.betas_, y);
+  add_random_part(world, setup, model.u, y);
+  world.write(setup.level, 1, y);
 }
 
 std::vector<double> functions(const World& world, const equation_setup& setup, const Normal& model) {
@@ -86,22 +70,14 @@ std::vector<double> functions(const World& world, const equation_setup& setup, c
 
 void scan_leaves_joint(World world, equation_setup setup, std::uint32_t seed) {
   setup.prior = {1, 1};
-  if (setup.coefficients.is_flat()) {
-    setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-    setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
-  }
+  if (setup.coefficients.is_flat()) hold_coefficients(setup);
   LoneEstimator estimator(seed);
   Random rng(seed, 2U);
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    Normal model(&estimator, setup);
-    draw_joint(world, setup, model, rng);
-    fresh.add(functions(world, setup, model));
-    draw_joint(world, setup, model, rng);
-    for (int t = 0; t < applications; ++t) model.draw(world.data);
-    after.add(functions(world, setup, model));
-  }
-  expect_same_distribution(fresh, after);
+  std::optional<Normal> model;
+  kernel_leaves_joint(
+      {replications, applications, [&] { model.emplace(&estimator, setup); }},
+      [&] { draw_joint(world, setup, *model, rng); }, [&] { return functions(world, setup, *model); },
+      [&] { model->draw(world.data); });
 }
 
 TEST(NormalInvariance, SingleLevel) {

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "ordinal_world.hpp"
 
 namespace tovik::tests::ordinal_invariance_test {
@@ -14,15 +14,9 @@ constexpr int applications = 6;
 
 void scan_leaves_posterior(OrdinalWorld& world, bool solved = false) {
   world.build(solved);
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    world.draw_state();
-    fresh.add(world.functions());
-    world.draw_state();
-    for (int t = 0; t < applications; ++t) world.model->draw(world.world.data);
-    after.add(world.functions());
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint(
+      {replications, applications}, [&] { world.draw_state(); }, [&] { return world.functions(); },
+      [&] { world.model->draw(world.world.data); });
 }
 
 TEST(OrdinalInvariance, ReadByNobody) {

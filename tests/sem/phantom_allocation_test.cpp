@@ -2,29 +2,15 @@
 
 #include "allocation_count.hpp"
 #include "correlated_world.hpp"
-#include "sample_tests.hpp"
 
 namespace tovik::tests::phantom_allocation_test {
 namespace {
 
-/// Allocations of 200 scans after the first ten.
 std::size_t allocations_of(CorrelatedWorld& w) {
-  // What compares residuals takes room of its own.
-  const Setting<bool> unchecked(sem::Normal::check_residuals, false);
   w.finish();
   w.build();
   w.draw_joint();
-  for (int t = 0; t < 10; ++t) w.scan();
-  std::size_t const before = allocations();
-  for (int t = 0; t < 200; ++t) w.scan();
-  return allocations() - before;
-}
-
-nesting many_clusters() {
-  nesting out(20);
-  for (unsigned top = 0; top < 20; ++top)
-    for (unsigned c = 0; c < 5; ++c) out[top].push_back(1 + (top + 3 * c) % 9);
-  return out;
+  return allocations_of_scans(10, [&] { w.scan(); });
 }
 
 TEST(PhantomAllocation, NoneWithCorrelatedResiduals) {

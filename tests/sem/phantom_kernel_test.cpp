@@ -8,7 +8,7 @@
 #include <memory>
 
 #include "correlated_world.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/estimator.hpp"
 
@@ -26,16 +26,7 @@ constexpr int applications = 8;
 const nesting small = {{5, 1, 3}, {3, 4}, {4, 2, 3, 1}};
 
 void scans_leave_joint(CorrelatedWorld& w) {
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    w.build();
-    w.draw_joint();
-    fresh.add(w.functions());
-    w.draw_joint();
-    for (int t = 0; t < applications; ++t) w.scan();
-    after.add(w.functions());
-  }
-  expect_same_distribution(fresh, after);
+  world_leaves_joint(w, {replications, applications, [&] { w.build(); }});
 }
 
 void two_residuals(CorrelatedWorld& w) {

@@ -4,23 +4,6 @@
 
 namespace tovik::tests {
 
-arma::Mat<double> draw_prior_covariance(arma::uword q, Random& rng) {
-  if (q == 1) return arma::Mat<double>{1.0 / rng.rgamma(1.0, 2.0)};
-  return arma::inv_sympd(rng.rwish(static_cast<int>(q) + 1, arma::eye(q, q)));
-}
-
-void draw_parameters(sem::Regression& model, double variance, Random& rng) {
-  for (unsigned L = 0; L < model.n_levels; ++L) {
-    arma::uword const q = model.u[L].n_cols;
-    if (q == 0) continue;
-    model.Sigma[L] = draw_prior_covariance(q, rng);
-    model.iSigma[L] = arma::inv_sympd(model.Sigma[L]);
-    model.u[L] =
-        rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-  }
-  for (arma::uword j : model.free) model.betas_(j) = std::sqrt(variance) * rng.rnorm();
-}
-
 bool leaves_variance(arma::Mat<double> S, const std::vector<sem::phantom_term>& terms,
                      const std::vector<double>& rhos) {
   const arma::Col<double> diagonal = S.diag();

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "predictor_world.hpp"
 #include "support/error.hpp"
 
@@ -38,24 +38,24 @@ void draw(PredictorWorld& world) {
 void steps_leave_joint(PredictorWorld& world, bool latent = false) {
   world.build();
   const int replications = replications_of(world.of);
-  Samples fresh, after;
-  double moved = 0;
-  for (int rep = 0; rep < replications; ++rep) {
-    draw(world);
-    fresh.add(world.functions());
-    draw(world);
-    const double before = arma::accu(world.x.state->scores(0));
-    for (int t = 0; t < applications; ++t) world.scan(latent);
-    moved += arma::accu(world.x.state->scores(0)) != before;
-    if (rep % 50 == 0 && world.x.model->needsLikelihood(predictor_step::imputation, 0)) {
+  double moved = 0, before = 0;
+  int rep = 0;
+  const auto sum_of_scores = [&] { return arma::accu(world.x.state->scores(0)); };
+  const auto look = [&] {
+    moved += sum_of_scores() != before;
+    if (rep++ % 50 == 0 && world.x.model->needsLikelihood(predictor_step::imputation, 0)) {
       arma::Mat<double> again = world.data();
       world.x.model->publish(again);
       EXPECT_LT(arma::abs(again - world.data()).max(), 1e-10) << "columns that do not follow the state";
     }
     world.x.model->publish(world.data());
-    after.add(world.functions());
-  }
-  expect_same_distribution(fresh, after);
+  };
+  kernel_leaves_joint(
+      {.replications = replications,
+       .applications = applications,
+       .before = [&] { before = sum_of_scores(); },
+       .after = look},
+      [&] { draw(world); }, [&] { return world.functions(); }, [&] { world.scan(latent); });
   if (!world.missing.empty()) {
     EXPECT_GT(moved, 0.9 * replications);
   }

@@ -7,8 +7,8 @@
 #include <memory>
 
 #include "data/variable.hpp"
-#include "kernel_samples.hpp"
-#include "phantom_world.hpp"
+#include "invariance_frame.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "support/error.hpp"
 
@@ -52,12 +52,10 @@ struct PublishedWorld {
     setup.x_compute = std::move(computed);
     setup.prior = {1, 1};
     arma::uword const k = setup.x.n_elem + setup.x_compute.size();
-    setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, k - 1);
-    setup.fixed_values = arma::Col<double>(k, arma::fill::value(0.6));
+    hold_coefficients(setup, arma::Col<double>(k, arma::fill::value(0.6)));
     setup.estimate_resid = false;
     setup.resid_value = known_variance;
-    setup.mutable_columns.assign(13, false);
-    setup.mutable_columns[11] = setup.mutable_columns[12] = true;
+    let_move(setup, world, {11, 12});
     return setup;
   }
 
@@ -67,37 +65,23 @@ struct PublishedWorld {
     for (const auto& reader : readers) models.push_back(std::make_unique<Normal>(&estimator, reader));
     Normal& model = *models[0];
     model.addIndicator(columns, sem::indicator_type::random_effect);
-    auto list = std::make_unique<sem::estimator::likelihood>();
-    for (const auto& m : models) list->add_once(m->likelihoodFunc(sem::likelihood_type::imputed));
-    model.addLL(std::move(list), sem::likelihood_type::random_effect);
+    model.addLL(contributions(models), sem::likelihood_type::random_effect);
     for (unsigned L = 0; together && L < model.n_levels; ++L) {
       model.accept_together(L);
       model.re_tune[L].value = 0.4;
     }
   }
 
-  /// The outcome of an equation given everything that it reads.
-  void draw_outcome(const Normal& model) {
-    const arma::Mat<double> fitted = model.compute_predicted(world.data);
-    const auto& units = world.units[model.level];
-    const arma::Mat<double> e = rng.randn(static_cast<int>(fitted.n_rows), 1);
-    for (arma::uword row = 0; row < world.data.n_rows; ++row)
-      world.data(row, model.y(0)) = fitted(units(row)) + std::sqrt(model.sigma2) * e(units(row));
-  }
-
   void draw_joint() {
     Normal& model = *models[0];
     model.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
-    for (unsigned L = 0; L < model.n_levels; ++L) {
-      arma::uword const q = model.u[L].n_cols;
-      if (q == 0) continue;
-      model.Sigma[L] = draw_prior_covariance(q, rng);
-      model.iSigma[L] = arma::inv_sympd(model.Sigma[L]);
-      model.u[L] =
-          rng.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-    }
+    draw_covariances_and_effects(model, rng);
     model.publish_effects(world.data);
-    for (const auto& m : models) draw_outcome(*m);
+    for (const auto& m : models) draw_normal(world, *m, rng);
+  }
+
+  void scan() {
+    for (const auto& m : models) m->draw(world.data);
   }
 
   std::vector<double> functions() const {
@@ -123,24 +107,18 @@ struct PublishedWorld {
   }
 
   void scans_leave_joint() {
-    Samples fresh, after;
-    std::uint64_t proposals = 0, accepted = 0;
-    for (int rep = 0; rep < replications; ++rep) {
-      build();
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t)
-        for (const auto& m : models) m->draw(world.data);
-      after.add(functions());
-      for (const auto& tune : models[0]->re_tune) {
-        proposals += tune.total;
-        accepted += tune.accepted;
-      }
-    }
-    EXPECT_GT(static_cast<double>(accepted), 0.05 * static_cast<double>(proposals));
-    EXPECT_LT(static_cast<double>(accepted), 0.95 * static_cast<double>(proposals));
-    expect_same_distribution(fresh, after);
+    proposal_count proposals;
+    const auto count = [&] {
+      for (const auto& tune : models[0]->re_tune) proposals.add(tune);
+    };
+    world_leaves_joint(*this, {.replications = replications,
+                               .applications = applications,
+                               .begin = [&] { build(); },
+                               .after = count});
+    const auto total = static_cast<double>(proposals.total),
+               accepted = static_cast<double>(proposals.accepted);
+    EXPECT_GT(accepted, 0.05 * total);
+    EXPECT_LT(accepted, 0.95 * total);
   }
 };
 

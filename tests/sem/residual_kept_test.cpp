@@ -41,21 +41,12 @@ arma::mat three_levels(const std::vector<arma::uword>& gaps) {
   return data;
 }
 
-/// Columns for the scores of phantoms, as the preparation of the data makes them.
-void add_scores(small_run& run) {
-  for (const auto& v : run.vars.variables) {
-    if (v->type != data::type::phantom || v->column != data::variable::no_column) continue;
-    v->column = static_cast<unsigned>(run.data.n_cols);
-    run.data.insert_cols(run.data.n_cols, arma::vec(run.data.n_rows, arma::fill::value(arma::datum::nan)));
-  }
-}
-
 class ResidualKept : public testing::Test {
  protected:
   void expect(const std::vector<std::string>& statements, const std::vector<arma::uword>& gaps,
               const std::vector<std::string>& parameters = {}) {
     small_run run({"h", "g", "w", "x", "m", "y"}, three_levels(gaps), {"h", "g"}, statements, parameters);
-    add_scores(run);
+    prepare(run);
     const auto chain = run.chain(Random(3, 1), {1, 1});
     for (int i = 1; i <= scans; ++i) {
       ASSERT_NO_THROW(chain->oneRep()) << statements.front() << ", scan " << i;

@@ -7,8 +7,8 @@
 #include <cmath>
 #include <memory>
 
-#include "kernel_samples.hpp"
-#include "phantom_world.hpp"
+#include "invariance_frame.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "scan_world.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
@@ -56,8 +56,7 @@ struct ScaledWorld {
     x = world.setup(level, {0, varies});
     x.y = 9;
     for (equation_setup* setup : {&y, &v, &x}) {
-      setup->mutable_columns.assign(10, false);
-      setup->mutable_columns[1] = setup->mutable_columns[9] = true;
+      let_move(*setup, world, {1, 9});
       setup->prior = {1, 1};
       setup->coefficients = sem::scan::coefficient_prior::ridge(prior_variance);
     }
@@ -72,18 +71,12 @@ struct ScaledWorld {
       of_x = std::make_shared<Normal>(&estimator, x);
       models.push_back(of_x);
     }
-    sem::level_units units;
-    for (const auto& ids : world.units) units.push_back(&ids);
-    sem::wire_likelihood_lists(models, units, world.data);
-  }
-  void write(const Regression& model, const arma::Col<double>& values) {
-    for (arma::uword row = 0; row < world.data.n_rows; ++row)
-      world.data(row, model.y(0)) = values(world.units[model.level](row));
+    sem::wire_likelihood_lists(models, world.level_units(), world.data);
   }
   void draw_values(const Regression& model, const arma::Col<double>& variances) {
     arma::Col<double> values = predictor(model, world.data);
     for (arma::uword i = 0; i < values.n_elem; ++i) values(i) += std::sqrt(variances(i)) * rng.rnorm();
-    write(model, values);
+    world.write(model.level, model.y(0), values);
   }
   void draw_joint() {
     if (with_x) {
@@ -117,15 +110,7 @@ struct ScaledWorld {
                                g(1) * std::log(std::fabs(e(0))),
                                g(0) + std::log(std::fabs(e(5))),
                                arma::accu(of_y->logLiklihood(world.data, static_cast<int>(of_y->level)))};
-    for (unsigned L = 0; L < of_y->n_levels; ++L) {
-      const auto& u = of_y->u[L];
-      arma::uword const q = u.n_cols;
-      if (q == 0) continue;
-      const double scale = std::sqrt(of_y->Sigma[L](0, 0));
-      out.insert(out.end(), {std::log(of_y->Sigma[L](0, 0)), std::log(arma::det(of_y->Sigma[L])),
-                             u(0, 0) / scale, u(1, q - 1), u(0, 0) * y0 / scale, u(0, 0) * b(0) / scale,
-                             std::log(arma::accu(u % (u * of_y->iSigma[L])))});
-    }
+    add_effect_functions(*of_y, y0, out);
     if (with_x) {
       const double x0 = world.data(rows(0), 9), x5 = world.data(rows(5), 9);
       out.insert(out.end(), {x0, x5, std::log(of_x->sigma2), g(1) * x0, g(1) * x5, b(1) * x0, x0 * y0,
@@ -134,16 +119,8 @@ struct ScaledWorld {
     return out;
   }
   void scans_leave_joint() {
-    Samples fresh, after;
     build();
-    for (int rep = 0; rep < replications; ++rep) {
-      draw_joint();
-      fresh.add(functions());
-      draw_joint();
-      for (int t = 0; t < applications; ++t) scan();
-      after.add(functions());
-    }
-    expect_same_distribution(fresh, after);
+    world_leaves_joint(*this, {replications, applications});
   }
 };
 
@@ -220,10 +197,8 @@ TEST(ScaledInvariance, AMissingOutcomeThatAnotherEquationReads) {
   reader.resid_value = 0.6;
   world.build();
   auto of_z = std::make_shared<Normal>(&world.estimator, reader);
-  sem::level_units units;
-  for (const auto& ids : world.world.units) units.push_back(&ids);
-  sem::wire_likelihood_lists({world.of_y, of_z}, units, world.world.data);
-  const auto draw = [&] {
+  sem::wire_likelihood_lists({world.of_y, of_z}, world.world.level_units(), world.world.data);
+  const auto draw_joint = [&] {
     world.draw_joint();
     draw_parameters(*of_z, prior_variance, world.rng);
     world.draw_values(*of_z, arma::Col<double>(20, arma::fill::value(0.6)));
@@ -234,18 +209,10 @@ TEST(ScaledInvariance, AMissingOutcomeThatAnotherEquationReads) {
     out.insert(out.end(), {z0 * y0, of_z->betas()(1) * y0, of_z->betas()(1) * z0 * y0});
     return out;
   };
-  Samples fresh, after;
-  for (int rep = 0; rep < replications; ++rep) {
-    draw();
-    fresh.add(functions());
-    draw();
-    for (int t = 0; t < applications; ++t) {
-      world.scan();
-      of_z->draw(world.world.data);
-    }
-    after.add(functions());
-  }
-  expect_same_distribution(fresh, after);
+  kernel_leaves_joint({replications, applications}, draw_joint, functions, [&] {
+    world.scan();
+    of_z->draw(world.world.data);
+  });
   EXPECT_GT(world.of_y->imp_tune.rate(), 0.1);
 }
 

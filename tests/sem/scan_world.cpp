@@ -1,11 +1,19 @@
 #include "sem/scan_world.hpp"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 #include "evaluate/parser.hpp"
 
 namespace tovik::tests {
+
+nesting many_clusters() {
+  nesting out(20);
+  for (unsigned top = 0; top < 20; ++top)
+    for (unsigned c = 0; c < 5; ++c) out[top].push_back(1 + (top + 3 * c) % 9);
+  return out;
+}
 
 World::World(unsigned levels, const nesting& sizes, std::uint32_t seed) {
   std::vector<arma::uword> two, three;
@@ -40,6 +48,16 @@ sem::equation_setup World::setup(unsigned level, arma::Col<arma::uword> x) const
   out.icept.assign(out.n_levels, 0);
   out.cluster = clusters(level);
   return out;
+}
+
+std::vector<const arma::Col<arma::uword>*> World::level_units() const {
+  std::vector<const arma::Col<arma::uword>*> out;
+  for (const auto& ids : units) out.push_back(&ids);
+  return out;
+}
+
+void World::write(unsigned level, arma::uword column, const arma::Col<double>& values) {
+  for (arma::uword row = 0; row < data.n_rows; ++row) data(row, column) = values(units[level](row));
 }
 
 void World::add_level(arma::Col<arma::uword> ids) {
@@ -82,6 +100,46 @@ void simulate_outcome(World& world, unsigned level, double mean, std::uint32_t s
     for (arma::uword i = 0; i < n; ++i) y(i) += 0.3 * x(world.first_rows[level](own(i)));
   }
   world.data.col(1) = y;
+}
+
+void hold_coefficients(sem::equation_setup& setup, const arma::Col<double>& values) {
+  setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, values.n_elem - 1);
+  setup.fixed_values = values;
+}
+
+void hold_coefficients(sem::equation_setup& setup) {
+  hold_coefficients(setup, arma::linspace(-0.5, 0.5, setup.x.n_elem));
+}
+
+void let_move(sem::equation_setup& setup, const World& world, const std::vector<arma::uword>& columns) {
+  setup.mutable_columns.assign(world.data.n_cols, false);
+  for (arma::uword column : columns) setup.mutable_columns[column] = true;
+}
+
+void add_fixed_part(const World& world, const sem::equation_setup& setup, const arma::Mat<double>& b,
+                    arma::Col<double>& y) {
+  const auto& rows = *setup.cluster.own_rows[0];
+  for (arma::uword j = 0; j < b.n_elem; ++j) {
+    const arma::Col<double> x = j < setup.x.n_elem
+                                    ? arma::Col<double>(world.data.col(setup.x(j)))
+                                    : setup.x_compute[j - setup.x.n_elem].node->eval(world.data);
+    for (arma::uword i = 0; i < y.n_elem; ++i) y(i) += b(j) * x(rows(i));
+  }
+}
+
+void add_random_part(const World& world, const sem::equation_setup& setup,
+                     const std::vector<arma::Mat<double>>& u, arma::Col<double>& y) {
+  const auto& rows = *setup.cluster.own_rows[0];
+  for (unsigned L = 0; L < setup.n_levels; ++L)
+    for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
+      for (arma::uword i = 0; i < y.n_elem; ++i)
+        y(i) += world.data(rows(i), setup.z[L](j)) * u[L]((*setup.cluster.row_cluster[L])(i), j);
+}
+
+void draw_normal(World& world, const sem::Regression& model, Random& rng) {
+  const arma::Mat<double> mean = model.compute_predicted(world.data);
+  const arma::Mat<double> e = rng.randn(static_cast<int>(mean.n_rows), 1);
+  world.write(model.level, model.y(0), mean + std::sqrt(model.residVar()) * e);
 }
 
 sem::estimator::compute computed(const std::string& text) {

@@ -2,12 +2,14 @@
 
 #include <armadillo>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "random/random.hpp"
 #include "sem/outcomes/normal.hpp"
 #include "sem/wiring/estimator.hpp"
+#include "sem/wiring/likelihood.hpp"
 #include "support/error.hpp"
 
 namespace tovik::tests {
@@ -57,6 +59,9 @@ class LoneEstimator : public sem::Estimator {
 /// Sizes of level-2 clusters, listed for each level-3 cluster.
 using nesting = std::vector<std::vector<unsigned>>;
 
+/// 100 clusters of 1 to 9 rows in 20 clusters.
+nesting many_clusters();
+
 /// Data in one to three levels, rows sorted by cluster. Column 0 is the constant, 1 the outcome (0 at first),
 /// 2 to 5 vary over rows (means 0.5, 1, 1.5, 2), 6 and 7 over level-2 clusters, 8 over level-3 clusters.
 struct World {
@@ -70,6 +75,12 @@ struct World {
   /// A regression at `level`: intercept and the given plain columns, no random effects yet.
   sem::equation_setup setup(unsigned level, arma::Col<arma::uword> x) const;
 
+  /// The units of each level, as the wiring of equations takes them.
+  std::vector<const arma::Col<arma::uword>*> level_units() const;
+
+  /// One value for each unit of the level, into every row of the unit.
+  void write(unsigned level, arma::uword column, const arma::Col<double>& values);
+
  private:
   void add_level(arma::Col<arma::uword> ids);
   void fill(std::uint32_t seed);
@@ -78,6 +89,30 @@ struct World {
 /// y of the data: fixed part, intercepts and slopes (of columns 2, 3 and 5) of every cluster, and noise,
 /// written into column 1.
 void simulate_outcome(World& world, unsigned level, double mean, std::uint32_t seed);
+
+/// Every coefficient is known: these, or from -0.5 to 0.5.
+void hold_coefficients(sem::equation_setup& setup, const arma::Col<double>& values);
+void hold_coefficients(sem::equation_setup& setup);
+
+/// These columns of the data can change between scans, no others.
+void let_move(sem::equation_setup& setup, const World& world, const std::vector<arma::uword>& columns);
+
+/// y += Xb, for the values of units; y += Zu. Term by term, by the definition.
+void add_fixed_part(const World& world, const sem::equation_setup& setup, const arma::Mat<double>& b,
+                    arma::Col<double>& y);
+void add_random_part(const World& world, const sem::equation_setup& setup,
+                     const std::vector<arma::Mat<double>>& u, arma::Col<double>& y);
+
+/// The outcome of a normal equation given everything that it reads.
+void draw_normal(World& world, const sem::Regression& model, Random& rng);
+
+/// The contributions of all models to the likelihood of what they read.
+template <typename Models>
+std::unique_ptr<sem::estimator::likelihood> contributions(const Models& models) {
+  auto list = std::make_unique<sem::estimator::likelihood>();
+  for (const auto& model : models) list->add_once(model->likelihoodFunc(sem::likelihood_type::imputed));
+  return list;
+}
 
 /// A computed column from text with "#DATA(k)".
 sem::estimator::compute computed(const std::string& text);

@@ -122,6 +122,13 @@ void prepare(small_run& run) {
       run.data(i, v->rstar.front()) = std::isnan(run.data(i, v->column)) ? 1.0 : 0.0;
 }
 
+void burn_in(sem::Mcmc& chain, int scans) {
+  for (int i = 0; i < scans; ++i) {
+    chain.oneRep();
+    if (i % 50 == 49 && i + 100 < scans) chain.tune();
+  }
+}
+
 arma::mat draws(sem::Mcmc& chain, arma::uword burn, arma::uword n) {
   for (arma::uword i = 0; i < burn; ++i) chain.oneRep();
   arma::mat out(chain.getTotalParams(), n);

@@ -47,6 +47,9 @@ struct small_run {
 /// missing data indicators that the equations hold, as the preparation of the data does.
 void prepare(small_run& run);
 
+/// Scans before those that count, tuned in all but the last ones.
+void burn_in(sem::Mcmc& chain, int scans);
+
 /// The report columns of `n` scans after `burn` more: parameters x draws.
 arma::mat draws(sem::Mcmc& chain, arma::uword burn, arma::uword n);
 

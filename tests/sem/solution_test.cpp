@@ -8,6 +8,7 @@
 #include <string>
 
 #include "evaluate/parser.hpp"
+#include "fault_message.hpp"
 #include "random/random.hpp"
 #include "support/error.hpp"
 
@@ -17,16 +18,6 @@ namespace {
 using evaluate::node;
 using sem::autosolver::computation;
 using sem::autosolver::solution;
-
-template <class F>
-std::string message(F f) {
-  try {
-    f();
-  } catch (const error_debug& e) {
-    return e.what();
-  }
-  return "";
-}
 
 std::shared_ptr<node> tree(const std::string& text) {
   return evaluate::ast(text, evaluate::defines());

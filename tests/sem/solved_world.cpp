@@ -4,13 +4,10 @@
 #include <stdexcept>
 
 #include "sample_tests.hpp"
-#include "sem/ensemble/factory.hpp"
-#include "sem/ensemble/label_plan.hpp"
-#include "sem/ensemble/make_block.hpp"
 #include "sem/outcomes/multi.hpp"
 #include "sem/outcomes/ordinal.hpp"
 #include "sem/phantoms/phantom.hpp"
-#include "sem/phantoms/phantom_links.hpp"
+#include "sem/run_equations.hpp"
 
 namespace tovik::tests {
 
@@ -22,22 +19,7 @@ SolvedWorld::SolvedWorld(const std::vector<std::string>& names, const arma::mat&
       estimator(77),
       working(run.data, id_columns(names, ids)),
       cells(run.models.generate_map()) {
-  sem::outcome_context context;
-  context.estimator = &estimator;
-  context.working = &working;
-  context.data = &working.data;
-  context.prior = prior_;
-  context.cells = &cells;
-  context.mutable_columns.assign(working.data.n_cols, true);
-  const std::vector<bool> in_block = sem::block_members(run.models);
-  for (std::size_t i = 0; i < run.models.size(); ++i) {
-    const Model& model = run.models[i];
-    context.in_block = in_block[i];
-    models.push_back(model.is_multi() ? sem::make_block(run.models, model, models, &estimator, prior_,
-                                                        sem::plan_labels(run.models))
-                                      : sem::make_outcome(model, context));
-  }
-  sem::link_phantoms(run.models, models, working.data);
+  models = make_equations(run, &estimator, working, cells, prior_, true);
   draw_state();
   // By themselves, as what a solved distribution takes the place of.
   const Setting<bool> walks(sem::sampler_settings::draw_label_blocks, false);
@@ -127,15 +109,6 @@ double SolvedWorld::read(const std::string& outcome, arma::uword unit) const {
 small_run SolvedWorld::prepared(small_run run) {
   prepare(run);
   return run;
-}
-
-std::vector<arma::uword> SolvedWorld::id_columns(const std::vector<std::string>& names,
-                                                 const std::vector<std::string>& ids) {
-  std::vector<arma::uword> out;
-  for (const std::string& id : ids)
-    for (arma::uword j = 0; j < names.size(); ++j)
-      if (names[j] == id) out.push_back(j);
-  return out;
 }
 
 }  // namespace tovik::tests

@@ -47,8 +47,6 @@ class SolvedWorld {
 
  private:
   static small_run prepared(small_run run);
-  static std::vector<arma::uword> id_columns(const std::vector<std::string>& names,
-                                             const std::vector<std::string>& ids);
   void draw_state();
   static void correlate(sem::Multi& block);
 

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <string>
 
+#include "fault_message.hpp"
 #include "sample_tests.hpp"
 #include "sem/autosolver/auto_constraint.hpp"
 #include "sem/autosolver/solver.hpp"
@@ -19,16 +20,6 @@ using sem::autosolver::inv_gamma;
 using sem::autosolver::normal_1D;
 using sem::autosolver::solver;
 using values = sem::autosolver::normal;
-
-template <class F>
-std::string message(F f) {
-  try {
-    f();
-  } catch (const error_debug& e) {
-    return e.what();
-  }
-  return "";
-}
 
 const arma::mat no_data;
 

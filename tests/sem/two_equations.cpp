@@ -5,6 +5,7 @@
 #include "evaluate/parser.hpp"
 #include "sem/autosolver/solver.hpp"
 #include "sem/ensemble/likelihood_lists.hpp"
+#include "sem/prior_states.hpp"
 
 namespace tovik::tests {
 
@@ -20,11 +21,9 @@ void TwoEquations::build(bool linked) {
   for (sem::equation_setup* setup : {&m, &y}) {
     arma::uword const k = setup->x.n_elem + setup->x_compute.size();
     setup->prior = {1, 1};
-    setup->fixed = arma::regspace<arma::Col<arma::uword>>(0, k - 1);
-    setup->fixed_values =
-        k == 1 ? arma::Col<double>{last_coefficient} : arma::linspace(-0.5, last_coefficient, k).eval();
-    setup->mutable_columns.assign(world.data.n_cols, false);
-    setup->mutable_columns[1] = setup->mutable_columns[m_column] = true;
+    hold_coefficients(*setup, k == 1 ? arma::Col<double>{last_coefficient}
+                                     : arma::linspace(-0.5, last_coefficient, k).eval());
+    let_move(*setup, world, {1, m_column});
   }
   m.y = m_column;
   if (free) {
@@ -42,9 +41,7 @@ void TwoEquations::build(bool linked) {
   if (!transformation.empty())
     of_m().addTransform(evaluate::pair::transformation(evaluate::opt_ast(transformation)));
   if (!linked) return;
-  sem::level_units units;
-  for (const auto& ids : world.units) units.push_back(&ids);
-  sem::wire_likelihood_lists({models_.begin(), models_.end()}, units, world.data);
+  sem::wire_likelihood_lists({models_.begin(), models_.end()}, world.level_units(), world.data);
 }
 
 void TwoEquations::solve(const std::string& cofactor) {
@@ -99,16 +96,12 @@ std::vector<double> TwoEquations::functions() {
 void TwoEquations::draw_equation(sem::Normal& model, const sem::equation_setup& setup,
                                  const std::string& transform, const std::function<bool(double)>& admitted) {
   if (setup.estimate_resid) model.sigma2 = 1.0 / rng_.rgamma(1.0, 2.0);
-  for (unsigned L = 0; L < setup.n_levels; ++L) draw_effects(model, L);
+  draw_covariances_and_effects(model, rng_);
   if (setup.fixed.is_empty())
     for (double& b : model.betas_) b = rng_.rnorm();
-  const auto& rows = *setup.cluster.own_rows[0];
-  arma::Col<double> value(rows.n_elem, arma::fill::zeros);
-  add_fixed(setup, model.betas_, rows, value);
-  for (unsigned L = 0; L < setup.n_levels; ++L)
-    for (arma::uword j = 0; j < setup.z[L].n_elem; ++j)
-      for (arma::uword i = 0; i < value.n_elem; ++i)
-        value(i) += world.data(rows(i), setup.z[L](j)) * model.u[L]((*setup.cluster.row_cluster[L])(i), j);
+  arma::Col<double> value(setup.cluster.own_rows[0]->n_elem, arma::fill::zeros);
+  add_fixed_part(world, setup, model.betas_, value);
+  add_random_part(world, setup, model.u, value);
   for (double& v : value) {
     const double mean = v;
     do v = mean + std::sqrt(model.sigma2) * rng_.rnorm();
@@ -119,30 +112,7 @@ void TwoEquations::draw_equation(sem::Normal& model, const sem::equation_setup& 
     const auto back = forward->inverse();
     value = back->eval(static_cast<const arma::Mat<double>&>(value));
   }
-  for (arma::uword row = 0; row < world.data.n_rows; ++row)
-    world.data(row, setup.y) = value(world.units[setup.level](row));
-}
-
-void TwoEquations::draw_effects(sem::Normal& model, unsigned L) {
-  arma::uword const q = model.u[L].n_cols;
-  if (q == 0) return;
-  if (q == 1)
-    model.iSigma[L](0, 0) = rng_.rgamma(1.0, 2.0);
-  else
-    model.iSigma[L] = rng_.rwish(static_cast<int>(q) + 1, arma::eye(q, q));
-  model.Sigma[L] = arma::inv_sympd(model.iSigma[L]);
-  model.u[L] =
-      rng_.randn(static_cast<int>(model.u[L].n_rows), static_cast<int>(q)) * arma::chol(model.Sigma[L]);
-}
-
-void TwoEquations::add_fixed(const sem::equation_setup& setup, const arma::Mat<double>& betas,
-                             const arma::Col<arma::uword>& rows, arma::Col<double>& value) const {
-  for (arma::uword j = 0; j < betas.n_elem; ++j) {
-    const arma::Col<double> column = j < setup.x.n_elem
-                                         ? arma::Col<double>(world.data.col(setup.x(j)))
-                                         : setup.x_compute[j - setup.x.n_elem].node->eval(world.data);
-    for (arma::uword i = 0; i < value.n_elem; ++i) value(i) += betas(j) * column(rows(i));
-  }
+  world.write(setup.level, setup.y, value);
 }
 
 }  // namespace tovik::tests

@@ -53,9 +53,6 @@ class TwoEquations {
  private:
   void draw_equation(sem::Normal& model, const sem::equation_setup& setup, const std::string& transform,
                      const std::function<bool(double)>& admitted);
-  void draw_effects(sem::Normal& model, unsigned L);
-  void add_fixed(const sem::equation_setup& setup, const arma::Mat<double>& betas,
-                 const arma::Col<arma::uword>& rows, arma::Col<double>& value) const;
 
   LoneEstimator estimator_;
   Random rng_;

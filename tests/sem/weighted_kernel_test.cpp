@@ -30,13 +30,6 @@ small_run weighted(const strings& names, const arma::mat& data, const strings& i
   return run;
 }
 
-void burn_in(sem::Mcmc& chain, int scans) {
-  for (int i = 0; i < scans; ++i) {
-    chain.oneRep();
-    if (i % 50 == 49 && i + 100 < scans) chain.tune();
-  }
-}
-
 arma::mat by_weight(arma::mat x, const arma::vec& w) {
   x.each_col() %= w;
   return x;

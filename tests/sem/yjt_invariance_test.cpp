@@ -8,7 +8,8 @@
 #include <memory>
 #include <utility>
 
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
+#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/settings.hpp"
 #include "yjt_world.hpp"
@@ -51,16 +52,12 @@ struct joint {
       m.u[L].fill(1.0);
     }
     m.addStarts(arma::join_cols(m.params().head(m.n_params() - 1), arma::Col<double>{lambda}));
-    for (unsigned L = 0; L < setup.n_levels; ++L)
-      if (m.u[L].n_cols > 0)
-        m.u[L] = rng.randn(static_cast<int>(m.u[L].n_rows), static_cast<int>(m.u[L].n_cols)) *
-                 arma::chol(m.Sigma[L]);
+    draw_effects(m, rng);
     const arma::Mat<double> eta = m.compute_predicted(world.data);
     arma::Col<double> y(eta.n_elem);
     for (arma::uword i = 0; i < y.n_elem; ++i)
       y(i) = evaluate::iyjt(eta(i) + std::sqrt(m.sigma2) * rng.rnorm(), lambda);
-    for (arma::uword row = 0; row < world.data.n_rows; ++row)
-      world.data(row, 1) = y(world.units[setup.level](row));
+    world.write(setup.level, 1, y);
   }
 
   std::vector<double> functions(const model& m) const {
@@ -95,26 +92,25 @@ struct joint {
     const Setting<bool> how(sem::sampler_settings::integrate_lambda, integrates);
     setup.prior = {1, 1};
     if (setup.coefficients.is_flat()) {
-      setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-      setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+      hold_coefficients(setup);
       setup.fixed_values(0) += shift;
     }
     if (known) setup.estimate_resid = false;
     LoneEstimator estimator(seed);
     Random rng(seed, 2U);
-    Samples fresh, after;
-    for (int rep = 0; rep < replications; ++rep) {
-      const auto m = transformed_normal(estimator, setup, lower, upper);
-      draw(*m, rng);
-      fresh.add(functions(*m));
-      draw(*m, rng);
+    decltype(transformed_normal(estimator, setup, lower, upper)) m;
+    const auto first_step = [&] {
       std::vector<sem::estimator::tune_obj*> proposals;
       m->addProposals(proposals);
       proposals.front()->value = step;
-      for (int t = 0; t < applications; ++t) alone ? m->draw_lambda(world.data) : m->draw(world.data);
-      after.add(functions(*m));
-    }
-    expect_same_distribution(fresh, after);
+    };
+    kernel_leaves_joint(
+        {.replications = replications,
+         .applications = applications,
+         .begin = [&] { m = transformed_normal(estimator, setup, lower, upper); },
+         .before = first_step},
+        [&] { draw(*m, rng); }, [&] { return functions(*m); },
+        [&] { alone ? m->draw_lambda(world.data) : m->draw(world.data); });
   }
 };
 

@@ -20,20 +20,12 @@ double draw_within(const value_range& range, double mean, double sd, double z, R
 
 missing_outcomes::missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale,
                                    const void* source)
-    : units_(std::move(units)),
-      level_(level),
-      scale_(scale),
-      source_(source),
+    : missing_values(std::move(units), level, scale, source),
       values_(units_.n_elem),
       mean_(units_.n_elem),
       sd_(units_.n_elem),
       z_(units_.n_elem) {
   outside_.reserve(units_.n_elem);
-}
-
-void missing_outcomes::set_list(std::unique_ptr<estimator::likelihood> list) {
-  list_ = std::move(list);
-  if (list_ != nullptr) groups_ = scan::value_groups(units_, level_, list_->together);
 }
 
 void missing_outcomes::read_state(const scan::equation_scan& equation) {
@@ -54,7 +46,7 @@ void missing_outcomes::draw_predictive(scan::equation_scan& equation, const scan
     equation.draw_missing(units_, scale, rng);
     for (arma::uword i : units_) scale_.write(data, i, equation.y()(i));
   }
-  if (refresh_) refresh_(data);
+  refresh(data);
 }
 
 void missing_outcomes::draw_solved(const autosolver::solver<autosolver::normal>& solver,
@@ -67,7 +59,7 @@ void missing_outcomes::draw_solved(const autosolver::solver<autosolver::normal>&
     sd_[k] = std::sqrt(given_all.variance(at));
   }
   redraw(*solver.rng, data);
-  if (refresh_) refresh_(data);
+  refresh(data);
 }
 
 void missing_outcomes::draw_solved(scan::equation_scan& equation,
@@ -122,20 +114,9 @@ void missing_outcomes::draw_slice(scan::equation_scan& equation, const scan::row
   equation.replace_values(units_, values_.data());
 }
 
-void missing_outcomes::write(arma::Mat<double>& data, const arma::Col<arma::uword>& which,
-                             const double* values, unsigned char* usable) {
-  scale_.write(data, units_, which, values, usable);
-  if (refresh_) refresh_(data);
-}
-
 void missing_outcomes::log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
                                    double* out) {
-  groups_.density(*list_, nullptr, data, groups, out);
-}
-
-void missing_outcomes::log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
-                                      double* out) {
-  groups_.density(*list_, source_, data, groups, out);
+  density(data, groups, nullptr, out);
 }
 
 }  // namespace tovik::sem

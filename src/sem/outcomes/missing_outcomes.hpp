@@ -1,20 +1,14 @@
 #pragma once
 
 #include <armadillo>
-#include <functional>
-#include <memory>
 #include <vector>
 
 #include "random/random.hpp"
 #include "sem/autosolver/solver.hpp"
-#include "sem/outcomes/outcome_scale.hpp"
+#include "sem/outcomes/missing_values.hpp"
 #include "sem/scan/equation_scan.hpp"
 #include "sem/scan/row_scale.hpp"
-#include "sem/scan/values/metropolis_values.hpp"
 #include "sem/scan/values/slice_values.hpp"
-#include "sem/scan/values/value_groups.hpp"
-#include "sem/scan/values/value_target.hpp"
-#include "sem/wiring/likelihood.hpp"
 #include "sem/wiring/tune.hpp"
 
 namespace tovik::sem {
@@ -27,17 +21,9 @@ namespace tovik::sem {
 ///   other equations read y:      random-walk Metropolis or an elliptical slice on the product of the
 ///   densities
 ///                                of all equations that hold y
-class missing_outcomes final : public scan::value_target {
+class missing_outcomes final : public missing_values {
  public:
-  /// `units`: those without an observed value, rising. `source`: what the outcome's own contribution to its
-  /// likelihood list stands for.
   missing_outcomes(arma::Col<arma::uword> units, unsigned level, outcome_scale& scale, const void* source);
-
-  /// The contributions of the outcome's own equation and of all that read it; null for none.
-  void set_list(std::unique_ptr<estimator::likelihood> list);
-  bool has_list() const { return list_ != nullptr; }
-  /// Called with the data after values were written: refreshes what follows from the column.
-  void set_refresh(std::function<void(arma::Mat<double>&)> refresh) { refresh_ = std::move(refresh); }
 
   /// The steps. `equation` is in a scan with rows kept: its y() and r() give the predictions p = y - r and
   /// take the new values.
@@ -53,24 +39,12 @@ class missing_outcomes final : public scan::value_target {
   void draw_slice(scan::equation_scan& equation, const scan::row_scale& scale, Random& rng,
                   unsigned max_passes, arma::Mat<double>& data);
 
-  void write(arma::Mat<double>& data, const arma::Col<arma::uword>& which, const double* values,
-             unsigned char* usable) override;
   void log_density(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups, double* out) override;
-  void log_likelihood(const arma::Mat<double>& data, const arma::Col<arma::uword>& groups,
-                      double* out) override;
 
  private:
   void read_state(const scan::equation_scan& equation);
   void redraw(Random& rng, arma::Mat<double>& data);
 
-  arma::Col<arma::uword> units_;
-  unsigned level_;
-  outcome_scale& scale_;
-  const void* source_;
-  std::unique_ptr<estimator::likelihood> list_;
-  std::function<void(arma::Mat<double>&)> refresh_;
-  scan::value_groups groups_;
-  scan::metropolis_values metropolis_;
   scan::slice_values slice_;
   std::vector<double> values_, mean_, sd_, z_;  ///< per value
   std::vector<arma::uword> outside_;            ///< values whose draw left the range

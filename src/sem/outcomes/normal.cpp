@@ -7,6 +7,7 @@
 
 #include "random/constants.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/normal_density.hpp"
 #include "sem/scan/blas.hpp"
 #include "sem/scan/normal_block.hpp"
 #include "sem/scan/residual_variance.hpp"
@@ -103,20 +104,7 @@ void Normal::draw_values(arma::Mat<double>& data) {
 void Normal::unit_log_density(const arma::Mat<double>& data, const arma::uword* units, arma::uword n,
                               const double* mu, double* out) const {
   const scan::row_scale v = variances();
-  auto fill = [&](const auto& y) {
-    if (!v.is_one()) {
-      for (arma::uword k = 0; k < n; ++k) {
-        double const r = y(k) - mu[k], w = v.precision(units == nullptr ? k : units[k]);
-        out[k] = 0.5 * (std::log(w) - log_2_pi - w * r * r);
-      }
-      return;
-    }
-    const double each = -0.5 * (log_2_pi + std::log(v.value())), w = 0.5 / v.value();
-    for (arma::uword k = 0; k < n; ++k) {
-      double const r = y(k) - mu[k];
-      out[k] = each - w * r * r;
-    }
-  };
+  const auto fill = [&](const auto& y) { normal_log_density(y, mu, v, units, n, out); };
   const double* cells = scale_.cells(data);
   if (cells != nullptr && units == nullptr)
     fill([cells](arma::uword k) { return cells[k]; });

@@ -5,9 +5,9 @@
 #include <utility>
 #include <vector>
 
-#include "random/constants.hpp"
 #include "random/densities.hpp"
 #include "random/random.hpp"
+#include "sem/outcomes/normal_density.hpp"
 #include "sem/wiring/weights.hpp"
 #include "support/error.hpp"
 
@@ -133,20 +133,8 @@ void Ordinal::response_at(const arma::Mat<double>&, const arma::Col<arma::uword>
 
 void Ordinal::unit_log_density(const arma::Mat<double>&, const arma::uword* units, arma::uword n,
                                const double* mu, double* out) const {
-  const scan::row_scale v = variances();
-  if (!v.is_one()) {
-    for (arma::uword k = 0; k < n; ++k) {
-      const arma::uword i = units == nullptr ? k : units[k];
-      const double r = propensity.values(i) - mu[k], w = v.precision(i);
-      out[k] = 0.5 * (std::log(w) - log_2_pi - w * r * r);
-    }
-    return;
-  }
-  const double each = -0.5 * (log_2_pi + std::log(v.value())), w = 0.5 / v.value();
-  for (arma::uword k = 0; k < n; ++k) {
-    const double r = propensity.values(units == nullptr ? k : units[k]) - mu[k];
-    out[k] = each - w * r * r;
-  }
+  const auto score = [&](arma::uword k) { return propensity.values(units == nullptr ? k : units[k]); };
+  normal_log_density(score, mu, variances(), units, n, out);
 }
 
 std::shared_ptr<estimator::constraint> Ordinal::own_constraint(const parameter_type& kind,

@@ -113,13 +113,16 @@ void equation_scan::build_products(const arma::Mat<double>& b, double variance) 
                   has_effects ? &within_[L] : nullptr);
 }
 
+bool equation_scan::goes_by_products(const row_scale& scale) const {
+  if (!products_.built()) return false;
+  if (!scale.is_one()) throw error_debug("The row scale of an equation changed its form.");
+  return true;
+}
+
 void equation_scan::begin(const arma::Mat<double>& data, const arma::Mat<double>& b,
                           const std::vector<arma::Mat<double>>& u, const row_scale& scale,
                           const row_scale* effects) {
-  if (products_.built()) {
-    if (scale.is_one()) return;
-    throw error_debug("The row scale of an equation changed its form.");
-  }
+  if (goes_by_products(scale)) return;
   refresh(data, scale, effects == nullptr ? scale : *effects);
   y_.set_size(n_);
   const double* column = data.colptr(eq_.y);
@@ -133,10 +136,7 @@ void equation_scan::begin(const arma::Mat<double>& data, const arma::Mat<double>
 void equation_scan::begin(const arma::Mat<double>& data, const arma::Col<double>& y,
                           const arma::Mat<double>& b, const std::vector<arma::Mat<double>>& u,
                           const row_scale& scale, const row_scale* effects) {
-  if (products_.built()) {
-    if (scale.is_one()) return;
-    throw error_debug("The row scale of an equation changed its form.");
-  }
+  if (goes_by_products(scale)) return;
   refresh(data, scale, effects == nullptr ? scale : *effects);
   y_.set_size(n_);
   std::copy_n(y.memptr(), n_, y_.memptr());

@@ -160,6 +160,8 @@ class equation_scan {
  private:
   bool is_static() const;
   bool can_use_products() const;
+  /// Whether the products are there and tell all that a scan needs of the rows.
+  bool goes_by_products(const row_scale& scale) const;
   void refresh(const arma::Mat<double>& data, const row_scale& scale, const row_scale& effects);
   bool may_shift() const;
   const arma::Mat<double>& products() const;

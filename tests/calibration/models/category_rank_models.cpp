@@ -7,18 +7,16 @@
 #include <cmath>
 #include <random>
 
+#include "calibration/dense_normal.hpp"
 #include "calibration/random_draws.hpp"
 #include "calibration/rank_models.hpp"
+#include "calibration/two_effects.hpp"
 
 namespace tovik::tests::calibration {
 namespace {
 
 /// The prior variance of coefficients in categorical models.
 constexpr double ridge = 5;
-
-double log_normal(double x, double mean, double v) {
-  return -0.5 * std::log(2 * arma::datum::pi * v) - 0.5 * (x - mean) * (x - mean) / v;
-}
 
 /// log Phi(eta) or log Phi(-eta), kept finite where it vanishes.
 double log_probit(bool one, double eta) {
@@ -96,7 +94,7 @@ double propensity_likelihood(const arma::Col<double>& p, const arma::Mat<double>
   double sum = 0;
   for (arma::uword i = 0; i < data.n_rows; ++i) {
     const double x = data(i, 0), eta = p(0) + p(1) * x, e = data(i, 2) - p(3) - b * eta - p(5) * x;
-    sum += log_normal(e, 0, total);
+    sum += log_normal_density(e, 0, total);
     if (std::isnan(data(i, 1))) continue;
     sum += log_probit(data(i, 1) > 0, (eta + b * e / total) / std::sqrt(v / total));
   }
@@ -129,7 +127,7 @@ double selection_likelihood(const arma::Col<double>& p, const arma::Mat<double>&
   for (arma::uword i = 0; i < data.n_rows; ++i) {
     const double y = data(i, 1), mean = p(1) + p(2) * data(i, 0);
     sum += std::isnan(y) ? log_probit(true, (g0 + g * mean) / std::sqrt(1 + g * g * v))
-                         : log_normal(y, mean, v) + log_probit(false, g0 + g * y);
+                         : log_normal_density(y, mean, v) + log_probit(false, g0 + g * y);
   }
   return sum;
 }
@@ -156,26 +154,17 @@ study simulate_logistic(std::mt19937_64& engine) {
   return one;
 }
 
-/// Random effects are integrated out by a sum over a grid.
 double logistic_likelihood(const arma::Col<double>& p, const arma::Mat<double>& data) {
   constexpr arma::uword clusters = 8, each = 4;
   const double l1 = std::sqrt(p(0)), k = p(1) / l1, l2 = std::sqrt(std::max(0.0, p(2) - k * k));
-  double sum = 0;
-  for (arma::uword c = 0; c < clusters; ++c) {
-    double marginal = 0;
-    for (double z0 = -4; z0 <= 4; z0 += 0.5) {
-      for (double z1 = -4; z1 <= 4; z1 += 0.5) {
-        double product = std::exp(-0.5 * (z0 * z0 + z1 * z1));
-        for (arma::uword i = c * each; i < (c + 1) * each; ++i) {
-          const double eta = p(3) + l1 * z0 + (p(4) + k * z0 + l2 * z1) * data(i, 1);
-          product /= 1 + std::exp(data(i, 2) > 0 ? -eta : eta);
-        }
-        marginal += product;
-      }
+  return without_two_effects(clusters, [&](arma::uword c, double z0, double z1) {
+    double product = 1;
+    for (arma::uword i = c * each; i < (c + 1) * each; ++i) {
+      const double eta = p(3) + l1 * z0 + (p(4) + k * z0 + l2 * z1) * data(i, 1);
+      product /= 1 + std::exp(data(i, 2) > 0 ? -eta : eta);
     }
-    sum += std::log(marginal + 1e-300);
-  }
-  return sum;
+    return product;
+  });
 }
 
 }  // namespace

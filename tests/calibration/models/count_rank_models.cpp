@@ -6,6 +6,7 @@
 #include <cmath>
 #include <random>
 
+#include "calibration/dense_normal.hpp"
 #include "calibration/random_draws.hpp"
 #include "calibration/rank_models.hpp"
 #include "sem/scan/dispersion_step.hpp"
@@ -55,10 +56,6 @@ study simulate_mediating_counts(std::mt19937_64& engine) {
     usual = usual && positive >= 4 && lost > 0;
   }
   return one;
-}
-
-double log_normal_density(double x, double mean, double v) {
-  return -0.5 * std::log(2 * arma::datum::pi * v) - 0.5 * (x - mean) * (x - mean) / v;
 }
 
 /// A missing count is summed out, as far as numbers reach that z leaves any share to. Ranks are uniform for

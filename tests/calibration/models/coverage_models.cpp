@@ -119,11 +119,7 @@ study simulate_fcs(engine_type& engine) {
 /// Pooled mean of x, share of b = 1, mean of o, difference of the shares of g = 2 and g = 3, and slopes of x
 /// on z and of x on b.
 std::vector<estimate> analyse_fcs(const sampled_run& run) {
-  const std::vector<arma::Mat<double>>& sets = run.input->imputations;
-  const arma::uword m = sets.size() - 1;  // the first is the incomplete data
-  arma::Mat<double> values(m, 6), variances(m, 6);
-  for (arma::uword k = 0; k < m; ++k) {
-    const arma::Mat<double>& data = sets[k + 1];
+  const auto analysis = [](const arma::Mat<double>& data) {
     const arma::Mat<double> ones(data.n_rows, 1, arma::fill::ones);
     arma::Mat<double> found;
     for (arma::uword j = 0; j < 3; ++j) found = arma::join_cols(found, least_squares(ones, data.col(j)));
@@ -131,16 +127,11 @@ std::vector<estimate> analyse_fcs(const sampled_run& run) {
                                        arma::conv_to<arma::Col<double>>::from(data.col(3) == 3);
     found = arma::join_cols(found, least_squares(ones, contrast));
     found = arma::join_cols(found, least_squares(arma::join_rows(ones, data.col(4)), data.col(0)).row(1));
-    found = arma::join_cols(found, least_squares(arma::join_rows(ones, data.col(1)), data.col(0)).row(1));
-    values.row(k) = found.col(0).t();
-    variances.row(k) = found.col(1).t();
-  }
-  std::vector<estimate> out;
-  for (arma::uword j = 0; j < 6; ++j) {
-    out.push_back(
-        pool(values.col(j), variances.col(j), static_cast<double>(sets[1].n_rows) - (j < 4 ? 1 : 2)));
-  }
-  return out;
+    return arma::Mat<double>(
+        arma::join_cols(found, least_squares(arma::join_rows(ones, data.col(1)), data.col(0)).row(1)));
+  };
+  const double n = static_cast<double>(run.input->imputations[1].n_rows);
+  return pool_sets(run, analysis, {n - 1, n - 1, n - 1, n - 1, n - 2, n - 2});
 }
 
 double tail(double cut) {

@@ -7,6 +7,7 @@
 
 #include "calibration/random_draws.hpp"
 #include "calibration/rank_models.hpp"
+#include "calibration/two_effects.hpp"
 
 namespace tovik::tests::calibration {
 namespace {
@@ -84,26 +85,17 @@ study simulate_clusters_of_choices(std::mt19937_64& engine) {
   return one;
 }
 
-/// Random intercepts are integrated out by a sum over a grid.
 double clusters_likelihood(const arma::Col<double>& p, const arma::Mat<double>& data) {
   constexpr arma::uword clusters = 8, each = 4;
   const double ra = std::sqrt(p(0)), rb = std::sqrt(p(3));
-  double sum = 0;
-  for (arma::uword c = 0; c < clusters; ++c) {
-    double marginal = 0;
-    for (double za = -4; za <= 4; za += 0.5) {
-      for (double zb = -4; zb <= 4; zb += 0.5) {
-        double log_density = -0.5 * (za * za + zb * zb);
-        for (arma::uword i = c * each; i < (c + 1) * each; ++i) {
-          const double x = data(i, 1);
-          log_density += log_choice(data(i, 2), p(1) + p(2) * x + ra * za, p(4) + p(5) * x + rb * zb);
-        }
-        marginal += std::exp(log_density);
-      }
+  return without_two_effects(clusters, [&](arma::uword c, double za, double zb) {
+    double log_density = 0;
+    for (arma::uword i = c * each; i < (c + 1) * each; ++i) {
+      const double x = data(i, 1);
+      log_density += log_choice(data(i, 2), p(1) + p(2) * x + ra * za, p(4) + p(5) * x + rb * zb);
     }
-    sum += std::log(marginal + 1e-300);
-  }
-  return sum;
+    return std::exp(log_density);
+  });
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // Imputation with observed cluster means.
 
-#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -51,24 +50,6 @@ arma::Mat<double> within_groups(const arma::Col<double>& x, const arma::Col<doub
   const double n = static_cast<double>(e.n_rows);
   found(0, 1) *= (n - 1) / (n - 1 - static_cast<double>(means.n_rows));
   return found;
-}
-
-/// `analysis`: of one completed data set, estimates in the first column, variances in the second; `df`: of
-/// each with complete data.
-std::vector<estimate> pool_sets(const sampled_run& run,
-                                const std::function<arma::Mat<double>(const arma::Mat<double>&)>& analysis,
-                                const std::vector<double>& df) {
-  const std::vector<arma::Mat<double>>& sets = run.input->imputations;
-  const arma::uword m = sets.size() - 1;  // the first is the incomplete data
-  arma::Mat<double> values(m, df.size()), variances(m, df.size());
-  for (arma::uword k = 0; k < m; ++k) {
-    const arma::Mat<double> found = analysis(sets[k + 1]);
-    values.row(k) = found.col(0).t();
-    variances.row(k) = found.col(1).t();
-  }
-  std::vector<estimate> out;
-  for (arma::uword j = 0; j < df.size(); ++j) out.push_back(pool(values.col(j), variances.col(j), df[j]));
-  return out;
 }
 
 /// Mean of x, slopes of y on x within clusters and of cluster means, mean of w, slope of w on the means of y.

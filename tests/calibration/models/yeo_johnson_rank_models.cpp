@@ -3,16 +3,13 @@
 #include <cmath>
 #include <random>
 
+#include "calibration/dense_normal.hpp"
 #include "calibration/random_draws.hpp"
 #include "calibration/rank_models.hpp"
 #include "evaluate/functions.hpp"
 
 namespace tovik::tests::calibration {
 namespace {
-
-double log_normal_density(double x, double mean, double v) {
-  return -0.5 * std::log(2 * arma::datum::pi * v) - 0.5 * (x - mean) * (x - mean) / v;
-}
 
 study simulate_transformed(std::mt19937_64& engine) {
   constexpr arma::uword n = 24;
