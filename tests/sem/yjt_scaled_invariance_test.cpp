@@ -181,8 +181,7 @@ TEST(YeoJohnsonWithAVarianceModelInvariance, ThreeEffectsAndClustersOfOneRow) {
   test.expect_invariant(431);
 }
 
-// Where the data tell little of the effects, whose unit must move along with that of their variance, and
-// lambda has room for it.
+// Clusters of one or two rows, which tell little of their effects, and room for lambda.
 TEST(YeoJohnsonWithAVarianceModelInvariance, EffectsOfPairsOfRows) {
   for (const bool alone : {true, false}) {
     World world(2, {{2, 1, 2, 2, 1, 2, 2, 1, 2, 2}}, 26);
