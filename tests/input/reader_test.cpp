@@ -295,7 +295,7 @@ TEST_F(Reader, ChainsTakeProcessorsInAnyOrder) {
     EXPECT_EQ(in->processors, 1u) << words;
   }
   EXPECT_EQ(add("CHAINS: 3; ")->chains, 3u);
-  EXPECT_EQ(add("CHAINS: processors 0")->processors, 0u);
+  EXPECT_EQ(add_fault("CHAINS: processors 0"), "ERROR: processors is not a positive integer.");
   EXPECT_EQ(add_fault("CHAINS: 0"), "ERROR: Number of chains requested are less than one.");
   EXPECT_EQ(add_fault("CHAINS: 4 processors"), "ERROR: processors is not a positive integer.");
 }

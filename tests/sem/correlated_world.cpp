@@ -49,9 +49,7 @@ void TiedWorld::draw_scores() {
 std::unique_ptr<sem::Normal> CorrelatedWorld::make(std::size_t m) {
   if (!is_transformed(m)) return std::make_unique<sem::Normal>(&estimator, setups[m]);
   auto out = transformed_normal(estimator, setups[m], lambda[m].lower, lambda[m].upper);
-  std::vector<sem::estimator::tune_obj*> proposals;
-  out->addProposals(proposals);
-  proposals.front()->value = 0.4;
+  set_first_step(*out, 0.4);
   return out;
 }
 

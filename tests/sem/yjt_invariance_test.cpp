@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "invariance_frame.hpp"
-#include "prior_states.hpp"
 #include "sample_tests.hpp"
 #include "sem/wiring/settings.hpp"
 #include "yjt_world.hpp"
@@ -41,18 +40,7 @@ struct joint {
   void draw(model& m, Random& rng) {
     const double lambda = lower + (upper - lower) * rng.runif();
     if (!known) m.sigma2 = 1.0 / rng.rgamma(1.0, 2.0);
-    if (setup.fixed.is_empty())
-      for (double& b : m.betas_) b = rng.rnorm();
-    for (unsigned L = 0; L < setup.n_levels; ++L) {
-      const auto q = static_cast<int>(m.u[L].n_cols);
-      if (q == 0) continue;
-      m.iSigma[L] = q == 1 ? arma::Mat<double>{rng.rgamma(1.0, 2.0)}
-                           : rng.rwish(q + 1, arma::eye(m.u[L].n_cols, m.u[L].n_cols));
-      m.Sigma[L] = arma::inv_sympd(m.iSigma[L]);
-      m.u[L].fill(1.0);
-    }
-    m.addStarts(arma::join_cols(m.params().head(m.n_params() - 1), arma::Col<double>{lambda}));
-    draw_effects(m, rng);
+    draw_state(m, !setup.fixed.is_empty(), lambda, rng);
     const arma::Mat<double> eta = m.compute_predicted(world.data);
     arma::Col<double> y(eta.n_elem);
     for (arma::uword i = 0; i < y.n_elem; ++i)
@@ -74,17 +62,7 @@ struct joint {
                                e(5) / sd,
                                arma::accu(e) / sd};
     if (!known) out.insert(out.end(), {std::log(m.sigma2), (lambda - middle) * std::log(m.sigma2)});
-    if (setup.fixed.is_empty())
-      out.insert(out.end(), {m.betas_(0), m.betas_(1), lambda * m.betas_(0), m.betas_(0) * y0});
-    for (unsigned L = 0; L < setup.n_levels; ++L) {
-      arma::uword const q = m.u[L].n_cols;
-      if (q == 0) continue;
-      const double scale = std::sqrt(m.Sigma[L](0, 0));
-      out.insert(out.end(),
-                 {std::log(m.Sigma[L](0, 0)), (lambda - middle) * std::log(scale),
-                  std::log(arma::det(m.Sigma[L])), m.u[L](0, 0), m.u[L](1, q - 1) / scale,
-                  m.u[L](0, 0) * y0 / scale, std::log(arma::accu(m.u[L] % (m.u[L] * m.iSigma[L])))});
-    }
+    add_state_functions(m, !setup.fixed.is_empty(), lambda, lambda - middle, y0, out);
     return out;
   }
 
@@ -99,16 +77,11 @@ struct joint {
     LoneEstimator estimator(seed);
     Random rng(seed, 2U);
     decltype(transformed_normal(estimator, setup, lower, upper)) m;
-    const auto first_step = [&] {
-      std::vector<sem::estimator::tune_obj*> proposals;
-      m->addProposals(proposals);
-      proposals.front()->value = step;
-    };
     kernel_leaves_joint(
         {.replications = replications,
          .applications = applications,
          .begin = [&] { m = transformed_normal(estimator, setup, lower, upper); },
-         .before = first_step},
+         .before = [&] { set_first_step(*m, step); }},
         [&] { draw(*m, rng); }, [&] { return functions(*m); },
         [&] { alone ? m->draw_lambda(world.data) : m->draw(world.data); });
   }

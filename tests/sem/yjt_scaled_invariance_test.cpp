@@ -8,13 +8,11 @@
 #include <memory>
 #include <vector>
 
-#include "evaluate/functions.hpp"
-#include "kernel_samples.hpp"
+#include "invariance_frame.hpp"
 #include "sample_tests.hpp"
-#include "scan_world.hpp"
 #include "sem/outcomes/scaled.hpp"
-#include "sem/outcomes/yjt.hpp"
 #include "sem/wiring/settings.hpp"
+#include "yjt_world.hpp"
 
 namespace tovik::tests::yjt_scaled_invariance_test {
 namespace {
@@ -51,21 +49,7 @@ struct joint {
     const double lambda = lower + (upper - lower) * rng.runif();
     for (arma::uword j = 0; j < of_v.betas_.n_elem; ++j)
       of_v.betas_(j) = v.coefficients.mean(j) + rng.rnorm() / std::sqrt(log_precision);
-    if (setup.fixed.is_empty())
-      for (double& b : m.betas_) b = rng.rnorm();
-    for (unsigned L = 0; L < setup.n_levels; ++L) {
-      const auto q = static_cast<int>(m.u[L].n_cols);
-      if (q == 0) continue;
-      m.iSigma[L] = q == 1 ? arma::Mat<double>{rng.rgamma(1.0, 2.0)}
-                           : rng.rwish(q + 1, arma::eye(m.u[L].n_cols, m.u[L].n_cols));
-      m.Sigma[L] = arma::inv_sympd(m.iSigma[L]);
-      m.u[L].fill(1.0);
-    }
-    m.addStarts(arma::join_cols(m.params().head(m.n_params() - 1), arma::Col<double>{lambda}));
-    for (unsigned L = 0; L < setup.n_levels; ++L)
-      if (m.u[L].n_cols > 0)
-        m.u[L] = rng.randn(static_cast<int>(m.u[L].n_rows), static_cast<int>(m.u[L].n_cols)) *
-                 arma::chol(m.Sigma[L]);
+    draw_state(m, !setup.fixed.is_empty(), lambda, rng);
     const arma::Mat<double> eta = m.compute_predicted(world.data);
     const arma::Col<double> variances = of_v.variances(world.data);
     for (arma::uword i = 0; i < eta.n_elem; ++i)
@@ -90,17 +74,7 @@ struct joint {
                                (lambda - middle) * of_v.betas()(0),
                                (lambda - middle) * of_v.betas()(1),
                                of_v.betas()(1) * e(0)};
-    if (setup.fixed.is_empty())
-      out.insert(out.end(), {m.betas_(0), m.betas_(1), lambda * m.betas_(0), m.betas_(0) * y0});
-    for (unsigned L = 0; L < setup.n_levels; ++L) {
-      arma::uword const q = m.u[L].n_cols;
-      if (q == 0) continue;
-      const double scale = std::sqrt(m.Sigma[L](0, 0));
-      out.insert(out.end(),
-                 {std::log(m.Sigma[L](0, 0)), (lambda - middle) * std::log(scale),
-                  std::log(arma::det(m.Sigma[L])), m.u[L](0, 0), m.u[L](1, q - 1) / scale,
-                  m.u[L](0, 0) * y0 / scale, std::log(arma::accu(m.u[L] % (m.u[L] * m.iSigma[L])))});
-    }
+    add_state_functions(m, !setup.fixed.is_empty(), lambda, lambda - middle, y0, out);
     return out;
   }
 
@@ -109,32 +83,30 @@ struct joint {
     const Setting<double> bounded(sem::sampler_settings::logvar_trunc_point, bound);
     setup.prior = {1, 1};
     if (setup.coefficients.is_flat()) {
-      setup.fixed = arma::regspace<arma::Col<arma::uword>>(0, setup.x.n_elem - 1);
-      setup.fixed_values = arma::linspace(-0.5, 0.5, setup.x.n_elem);
+      hold_coefficients(setup);
       setup.fixed_values(0) += shift;
     }
     setup.response_moves = true;
     v.coefficients = scan::coefficient_prior::of_each({log_precision, log_precision}, {log_mean, -0.2});
     LoneEstimator estimator(seed);
     Random rng(seed, 2U);
-    Samples fresh, after;
-    for (int rep = 0; rep < replications; ++rep) {
-      LogScale of_v(&estimator, v);
-      model m(&estimator, data::type::continuous, setup, 1.0, true);
-      m.addLogScale(&of_v);
-      m.take_lambda_prior(std::make_shared<sem::Parameter>(&estimator, sem::estimator::cluster(),
-                                                           sem::distribution::uniform, lower, upper),
-                          {});
-      draw(m, of_v, rng);
-      fresh.add(functions(m, of_v));
-      draw(m, of_v, rng);
-      std::vector<sem::estimator::tune_obj*> proposals;
-      m.addProposals(proposals);
-      proposals.front()->value = step;
-      for (int t = 0; t < applications; ++t) alone ? m.draw_lambda(world.data) : m.draw(world.data);
-      after.add(functions(m, of_v));
-    }
-    expect_same_distribution(fresh, after);
+    std::unique_ptr<LogScale> of_v;
+    std::unique_ptr<model> m;
+    const auto make = [&] {
+      of_v = std::make_unique<LogScale>(&estimator, v);
+      m = std::make_unique<model>(&estimator, data::type::continuous, setup, 1.0, true);
+      m->addLogScale(of_v.get());
+      m->take_lambda_prior(std::make_shared<sem::Parameter>(&estimator, sem::estimator::cluster(),
+                                                            sem::distribution::uniform, lower, upper),
+                           {});
+    };
+    kernel_leaves_joint(
+        {.replications = replications,
+         .applications = applications,
+         .begin = make,
+         .before = [&] { set_first_step(*m, step); }},
+        [&] { draw(*m, *of_v, rng); }, [&] { return functions(*m, *of_v); },
+        [&] { alone ? m->draw_lambda(world.data) : m->draw(world.data); });
   }
 };
 
