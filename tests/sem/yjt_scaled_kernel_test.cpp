@@ -61,6 +61,37 @@ arma::mat over_a_grid(const arma::mat& X, const arma::mat& V, const arma::vec& y
   return arma::join_rows(mean, arma::sqrt(squares / mass - arma::square(mean)));
 }
 
+// The slope of the transformation at the geometric mean of 1 + |y|, with the sign of y, is the unit that all
+// that is in units of the transformed values goes along with.
+TEST(TransformedWithAVarianceModel, EffectsGrowWithTheUnitOfTheTransformedValues) {
+  World world(2, {{5, 1, 7, 4}}, 52);
+  simulate_outcome(world, 0, 1.0, 52);
+  LoneEstimator estimator(952);
+  LogScale scale(&estimator, world.setup(0, {0, 3}));
+  sem::equation_setup setup = world.setup(0, {0, 2});
+  setup.z[0] = {0, 4};
+  setup.icept = {1};
+  setup.prior = {1, 1};
+  setup.response_moves = true;
+  sem::yjt<NormalScale> model(&estimator, data::type::continuous, setup, 1.0, true);
+  model.addLogScale(&scale);
+  model.draw(world.data);
+  double slopes = 0.0;
+  for (double y : world.data.col(1)) slopes += (y < 0.0 ? -1.0 : 1.0) * std::log1p(std::abs(y));
+  int moves = 0;
+  for (int t = 0; t < 200; ++t) {
+    const double from = model.lambda();
+    const arma::mat u = model.u[0], S = model.Sigma[0], K = model.iSigma[0];
+    model.draw_lambda(world.data);
+    const double c = std::exp((model.lambda() - from) * slopes / static_cast<double>(world.data.n_rows));
+    moves += c == 1.0 ? 0 : 1;
+    EXPECT_TRUE(arma::approx_equal(model.u[0], c * u, "reldiff", 1e-12));
+    EXPECT_TRUE(arma::approx_equal(model.Sigma[0], c * c * S, "reldiff", 1e-12));
+    EXPECT_TRUE(arma::approx_equal(model.iSigma[0], K / (c * c), "reldiff", 1e-12));
+  }
+  EXPECT_GT(moves, 20);
+}
+
 TEST(TransformedWithAVarianceModel, LambdaAndVariancesHaveTheirPosterior) {
   World world(1, {{30}}, 51);
   simulate_outcome(world, 0, 1.0, 51);
